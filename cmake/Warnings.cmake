@@ -1,0 +1,8 @@
+# One set of warnings for everything that is ours; the presets turn them into errors.
+option(KESTRELBAY_WARNINGS_AS_ERRORS "Treat warnings as errors" OFF)
+
+add_library(kestrelbay_warnings INTERFACE)
+target_compile_options(kestrelbay_warnings INTERFACE
+  $<$<COMPILE_LANGUAGE:C,CXX>:-Wall -Wextra -Wshadow -Wconversion -Wsign-conversion>
+  $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast>
+  $<$<BOOL:${KESTRELBAY_WARNINGS_AS_ERRORS}>:-Werror>)

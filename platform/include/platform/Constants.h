@@ -1,0 +1,48 @@
+/**
+ * The Windows constants that src/ uses, each stated once.
+ *
+ * A constexpr under a Windows constant's name does not compile where windows.h came first. So the list is
+ * expanded twice: here into constants, and in the Windows binding, which defines
+ * PLATFORM_CONSTANTS_LIST_ONLY, into a check of each number against windows.h.
+ */
+#pragma once
+
+#include "platform/Types.h"
+
+#define PLATFORM_CONSTANTS(X)      \
+  X(ERROR_SUCCESS, 0)              \
+  X(ERROR_NO_MORE_ITEMS, 259)      \
+  X(REG_SZ, 1)                     \
+  X(REG_EXPAND_SZ, 2)              \
+  X(REG_DWORD, 4)                  \
+  X(KEY_READ, 0x20019)             \
+  X(KEY_WOW64_64KEY, 0x0100)       \
+  X(KEY_WOW64_32KEY, 0x0200)       \
+  X(CP_UTF8, 65001)                \
+  X(STARTF_USESHOWWINDOW, 1)       \
+  X(SW_SHOWNORMAL, 1)              \
+  X(CREATE_NEW_CONSOLE, 0x10)      \
+  X(SEE_MASK_NOCLOSEPROCESS, 0x40)
+
+/** The predefined keys: handle values that are always open. Windows sign-extends their 32 bits. */
+#define PLATFORM_PREDEFINED_KEYS(X)   \
+  X(HKEY_CURRENT_USER, 0x80000001)    \
+  X(HKEY_LOCAL_MACHINE, 0x80000002)   \
+  X(HKEY_USERS, 0x80000003)
+
+namespace platform {
+
+constexpr std::intptr_t PredefinedKeyBits(std::uint32_t number) { return static_cast<std::int32_t>(number); }
+
+#ifndef PLATFORM_CONSTANTS_LIST_ONLY
+#define PLATFORM_CONSTANT(name, number) inline constexpr DWORD name = number;
+PLATFORM_CONSTANTS(PLATFORM_CONSTANT)
+#undef PLATFORM_CONSTANT
+
+#define PLATFORM_PREDEFINED_KEY(name, number) \
+  inline const HKEY name = reinterpret_cast<HKEY>(PredefinedKeyBits(number));
+PLATFORM_PREDEFINED_KEYS(PLATFORM_PREDEFINED_KEY)
+#undef PLATFORM_PREDEFINED_KEY
+#endif
+
+}  // namespace platform

@@ -1,0 +1,29 @@
+/** Files, and where the host runs. */
+#pragma once
+
+#include "platform/Types.h"
+
+namespace platform {
+
+/**
+ * Asks whether a file or directory may be accessed.
+ * @param path  NUL-terminated; relative to the current directory, backslashes or slashes, any case
+ * @param mode  0 for existence alone
+ * @return 0 when it is there, otherwise -1
+ */
+int _waccess(const char16_t* path, int mode);
+
+/**
+ * The current directory in the system's ANSI code page, without a trailing backslash but in a drive's root.
+ * @return length without the NUL; the size needed, NUL included, when `bufferBytes` is too small; 0 on failure
+ */
+DWORD GetCurrentDirectoryA(DWORD bufferBytes, char* buffer);
+
+/**
+ * The path of the running program's executable, in the system's ANSI code page.
+ * @param module  null: the program, not this library
+ * @return bytes written without the NUL, `bufferBytes` when the path was cut to fit; 0 on failure
+ */
+DWORD GetModuleFileNameA(HANDLE module, char* buffer, DWORD bufferBytes);
+
+}  // namespace platform

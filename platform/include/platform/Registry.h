@@ -1,0 +1,66 @@
+/**
+ * The registry: opening, reading, enumerating and deleting keys.
+ *
+ * Every operation answers with a status, ERROR_SUCCESS (0) or a Windows error number, and leaves the
+ * thread's last error alone. Names are UTF-16, without regard to case, and end at their first NUL. A key
+ * handle may be used by any thread; what is open at the end of the process is closed by the system.
+ */
+#pragma once
+
+#include "platform/Types.h"
+
+namespace platform {
+
+/**
+ * Opens an existing key below `key`.
+ * @param key      an open or predefined key
+ * @param subKey   path with backslashes, no leading one; null or empty asks for `key` itself
+ * @param options  0
+ * @param access   rights asked for, with KEY_WOW64_32KEY or KEY_WOW64_64KEY to choose the view
+ * @param result   receives the handle, which the caller closes with RegCloseKey; null on failure
+ * @return ERROR_FILE_NOT_FOUND (2) where there is no such key, ERROR_ACCESS_DENIED (5) where a right is refused
+ */
+LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, REGSAM access, HKEY* result);
+
+/** Closes a key handle. A predefined key is accepted and stays usable. @return ERROR_INVALID_HANDLE (6) */
+LSTATUS RegCloseKey(HKEY key);
+
+/**
+ * Names the sub key at `index`, in the registry's own order.
+ * @param name         receives the name and a NUL
+ * @param nameChars    in: room in characters, NUL included; out: length without it
+ * @param reserved     null
+ * @param className    null, or room for the key's class
+ * @param classChars   null, or its size in characters
+ * @param lastWrite    null, or receives the sub key's last write time
+ * @return ERROR_NO_MORE_ITEMS (259) behind the last one, ERROR_MORE_DATA (234) where the name does not fit
+ */
+LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, DWORD* reserved,
+                      char16_t* className, DWORD* classChars, FILETIME* lastWrite);
+
+/**
+ * Reads a value.
+ * @param name       null or empty for the key's unnamed value
+ * @param reserved   null
+ * @param type       null, or receives the value's type
+ * @param data       null to ask for the size alone, or room for the value as it is stored: a text need not
+ *                   end in a NUL
+ * @param dataBytes  in: room in bytes; out: the value's size, also where it does not fit
+ * @return ERROR_FILE_NOT_FOUND (2) without such a value, ERROR_MORE_DATA (234) where it does not fit
+ */
+LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* reserved, DWORD* type, BYTE* data,
+                         DWORD* dataBytes);
+
+/** Describes a key; every out parameter may be null. Lengths are in characters without the NUL, or bytes. */
+LSTATUS RegQueryInfoKeyW(HKEY key, char16_t* className, DWORD* classChars, DWORD* reserved, DWORD* subKeys,
+                         DWORD* longestSubKeyChars, DWORD* longestClassChars, DWORD* values,
+                         DWORD* longestValueNameChars, DWORD* longestValueBytes, DWORD* securityBytes,
+                         FILETIME* lastWrite);
+
+/**
+ * Deletes the key at `subKey` below `key`, in the process's own view.
+ * @return ERROR_ACCESS_DENIED (5) for a key that has sub keys or must not be deleted, ERROR_FILE_NOT_FOUND (2)
+ */
+LSTATUS RegDeleteKeyW(HKEY key, const char16_t* subKey);
+
+}  // namespace platform

@@ -1,0 +1,36 @@
+/**
+ * Text operations of Windows' C runtime whose behaviour differs from other systems'.
+ *
+ * Formats take Windows' conversions: %ws is a UTF-16 text, and in the "C" locale a character of it above
+ * U+00FF makes the whole call fail.
+ */
+#pragma once
+
+#include <cstdarg>
+
+#include "platform/Types.h"
+
+namespace platform {
+
+/** Measures a formatted text. @return its length in bytes without the NUL, or -1 where it cannot be formatted */
+int _vscprintf(const char* format, va_list arguments);
+
+/**
+ * Formats into `buffer`, which always ends in a NUL.
+ * @param bufferBytes  its size, NUL included; too little raises the invalid-parameter condition
+ * @return bytes written without the NUL, or -1
+ */
+int vsprintf_s(char* buffer, std::size_t bufferBytes, const char* format, va_list arguments);
+
+/**
+ * Copies a text with its NUL.
+ * @param bufferBytes  size of `buffer`, NUL included; too little empties `buffer` and raises the
+ *                     invalid-parameter condition, whose outcome is the process-wide default
+ * @return 0, or the C runtime's error number where that condition returns
+ */
+int strcpy_s(char* buffer, std::size_t bufferBytes, const char* text);
+
+/** The number that `text` begins with: white space, a sign and digits are read, anything else ends it. 0 without. */
+int _wtoi(const char16_t* text);
+
+}  // namespace platform

@@ -1,0 +1,74 @@
+/**
+ * A key of the simulated registry: its name, its values, its sub keys.
+ *
+ * Names keep their case and are compared without it. Sub keys stand in Windows' order: upper-cased one
+ * character at a time, compared by code unit. A key may be filled only when it is first looked into, so that
+ * a volume's hives cost what is read of them and no more.
+ *
+ * Keys are owned by their parent and keep their address until they are deleted. They take no lock: the
+ * registry that owns the tree does.
+ */
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/Types.h"
+
+namespace simulated {
+
+/** One UTF-16 code unit upper-cased as the registry does it: by itself, whatever stands around it. */
+char16_t UpperCase(char16_t unit);
+
+/** A value as it is stored; the views are good until the key changes. */
+struct ValueView {
+  std::u16string_view name;
+  platform::DWORD type;
+  std::span<const std::uint8_t> bytes;
+};
+
+class Key {
+ public:
+  using Filler = std::function<void(Key&)>;
+
+  explicit Key(std::u16string_view name, Key* parent = nullptr);
+  ~Key();
+  Key(const Key&) = delete;
+  Key& operator=(const Key&) = delete;
+
+  const std::u16string& Name() const;
+  Key* Parent() const;
+
+  /** Has `filler` called with this key before its values or sub keys are first looked at. */
+  void FillLater(Filler filler);
+
+  std::size_t SubKeyCount();
+  Key& SubKeyAt(std::size_t index);
+  Key* FindSubKey(std::u16string_view name);
+  /** The sub key of that name, made if need be. */
+  Key& CreateSubKey(std::u16string_view name);
+  /** Removes the sub key and all below it. @return false where there is none */
+  bool RemoveSubKey(std::u16string_view name);
+
+  std::size_t ValueCount();
+  /** Values stand in the order in which they were first set. */
+  ValueView ValueAt(std::size_t index);
+  /** @param name empty for the unnamed value @return false where there is none */
+  bool FindValue(std::u16string_view name, ValueView& value);
+  void SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes);
+  bool RemoveValue(std::u16string_view name);
+
+  /** 100-nanosecond steps since 1601-01-01 UTC; 0 where nothing is known. */
+  std::uint64_t lastWriteTime = 0;
+  /** Rights refused on this key alone: bits of KEY_READ and its like, and DELETE (0x10000). */
+  platform::DWORD deniedRights = 0;
+  /** Raised when the key is taken out of the tree: handles that still refer to it then fail. */
+  bool deleted = false;
+};
+
+}  // namespace simulated

@@ -1,0 +1,58 @@
+/**
+ * A simulated Windows machine: what the operations of the port act on.
+ *
+ * A machine is built in code, as tests do, or read from a directory (MachineDirectory.h). One machine at a
+ * time is the current one. Its parts are safe for any number of threads; replacing the current machine while
+ * a port operation runs is not.
+ */
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "simulated/Clock.h"
+#include "simulated/Drives.h"
+#include "simulated/Environment.h"
+#include "simulated/Faults.h"
+#include "simulated/Handles.h"
+#include "simulated/Journal.h"
+#include "simulated/Programs.h"
+#include "simulated/RegistryTree.h"
+
+namespace simulated {
+
+class Machine {
+ public:
+  /** An empty machine: the default environment, no drives, and a registry of predefined keys alone. */
+  Machine();
+  ~Machine();
+
+  /** The machine that port operations act on: an empty one until another is put in its place. */
+  static Machine& Current();
+  /**
+   * Replaces the current machine, whose open registry keys are closed with it. Events and processes belong to
+   * the host's process and stay (Handles.h): a library makes events at load, before any machine is chosen.
+   * @return the new one
+   */
+  static Machine& Use(std::unique_ptr<Machine> machine);
+
+  RegistryTree registry;
+  Environment environment;
+  Drives drives;
+  Programs programs;
+  Journal journal;
+  Faults faults;
+  Clock clock;
+
+  /** Full path of the host's executable, as Windows would tell it. */
+  std::u16string hostPath = u"C:\\Program Files\\Host\\host.exe";
+  /** The host's current directory. */
+  std::u16string currentDirectory = u"C:\\Program Files\\Host";
+  /** What the elevation prompt answers. */
+  bool elevationGranted = true;
+
+  /** Keeps what belongs to the machine alive as long as it lives, such as a directory's lock. */
+  std::shared_ptr<void> keepAlive;
+};
+
+}  // namespace simulated

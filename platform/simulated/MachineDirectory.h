@@ -1,0 +1,40 @@
+/**
+ * Machines read from the file system: a machine directory, or an offline Windows volume.
+ */
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+
+#include "simulated/Machine.h"
+
+namespace simulated {
+
+/** Why a machine cannot be used: what() is one line that names the place and says what to do. */
+class MachineError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/** Whether what is changed on the machine is kept in its directory. */
+enum class Changes { Lasting, Discarded };
+
+/** What a person is told of a load that takes its time. Called on the loading thread. */
+struct LoadObserver {
+  /** A share of the load is done: bytes read so far, and bytes in all. */
+  std::function<void(std::uint64_t doneBytes, std::uint64_t allBytes)> progress;
+  /** One line on something that is left out while the rest loads, such as a damaged user hive. */
+  std::function<void(const std::string& line)> warning;
+};
+
+/**
+ * Reads the machine at `directory`; a machine directory is locked to this process as long as the machine
+ * lives. Nothing on disk is changed by reading.
+ * @throws MachineError with nothing half loaded
+ */
+std::unique_ptr<Machine> OpenMachine(const std::filesystem::path& directory, Changes changes,
+                                     const LoadObserver& observer = {});
+
+}  // namespace simulated

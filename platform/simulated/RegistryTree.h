@@ -1,0 +1,70 @@
+/**
+ * The registry of a simulated machine: every hive below its predefined keys, and the two views of it.
+ *
+ * Paths are whole, such as u"HKEY_LOCAL_MACHINE\\Software\\App", without regard to case; "HKLM", "HKCU" and
+ * "HKU" serve as well. They name keys where they are stored: what the 32-bit view shows stands below
+ * Wow6432Node. HKEY_CURRENT_USER is the hive of the machine's user below HKEY_USERS.
+ *
+ * Safe for any number of threads: every operation holds the tree's own lock.
+ */
+#pragma once
+
+#include <mutex>
+
+#include "simulated/Key.h"
+
+namespace simulated {
+
+enum class View { Native, Bits32, Bits64 };
+
+/** A change to the registry, as it is made lasting. */
+struct RegistryChange {
+  enum class Kind { CreateKey, DeleteKey, SetValue, DeleteValue };
+  Kind kind;
+  std::u16string path;
+  std::u16string valueName;
+  platform::DWORD type = 0;
+  std::vector<std::uint8_t> bytes;
+};
+
+class RegistryTree {
+ public:
+  /** Makes a change last before it is made in memory. @return a Windows error number, 0 for done */
+  using Keeper = std::function<platform::LSTATUS(const RegistryChange&)>;
+
+  RegistryTree();
+
+  /** Builds the machine: keys above are made as needed, an existing value is replaced. No change is kept. */
+  Key& CreateKey(std::u16string_view path);
+  void SetValue(std::u16string_view path, std::u16string_view name, platform::DWORD type,
+                std::span<const std::uint8_t> bytes);
+  /** REG_SZ (or another text type) with its NUL. */
+  void SetText(std::u16string_view path, std::u16string_view name, std::u16string_view text,
+               platform::DWORD type = 1);
+  /** REG_DWORD. */
+  void SetNumber(std::u16string_view path, std::u16string_view name, std::uint32_t number);
+  void SetLastWriteTime(std::u16string_view path, std::uint64_t fileTime);
+  /** Refuses rights on that key alone: an open that asks for one of them fails with ERROR_ACCESS_DENIED. */
+  void Deny(std::u16string_view path, platform::DWORD rights);
+  /** @return false where there is no such key */
+  bool RemoveKey(std::u16string_view path);
+  bool RemoveValue(std::u16string_view path, std::u16string_view name);
+
+  /** The key at a whole path, or null. The pointer is good until the key is deleted. */
+  Key* Find(std::u16string_view path);
+  /** The key that `path` below `start` means in a view, or null. */
+  Key* Find(Key& start, std::u16string_view path, View view);
+  /** The predefined key of that handle value, such as HKEY_USERS, or null. */
+  Key* Predefined(platform::HKEY handle);
+  /** Whole path of a key, as it is stored. */
+  std::u16string PathOf(const Key& key) const;
+
+  /** Sets which hive below HKEY_USERS is HKEY_CURRENT_USER. */
+  void SetUser(std::u16string_view sid);
+  void SetKeeper(Keeper keeper);
+  const Keeper& GetKeeper() const;
+
+  std::recursive_mutex& Lock();
+};
+
+}  // namespace simulated
