@@ -1,0 +1,25 @@
+// mingw may put a printf of its own in the place of Windows'; these names reach Windows' runtime itself.
+#define __USE_MINGW_ANSI_STDIO 0
+#include "platform/RuntimeText.h"
+
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "Casts.h"
+
+namespace platform {
+
+int _vscprintf(const char* format, va_list arguments) { return ::_vscprintf(format, arguments); }
+
+int vsprintf_s(char* buffer, std::size_t bufferBytes, const char* format, va_list arguments) {
+  return ::vsprintf_s(buffer, bufferBytes, format, arguments);
+}
+
+int strcpy_s(char* buffer, std::size_t bufferBytes, const char* text) {
+  return ::strcpy_s(buffer, bufferBytes, text);
+}
+
+int _wtoi(const char16_t* text) { return ::_wtoi(Wide(text)); }
+
+}  // namespace platform
