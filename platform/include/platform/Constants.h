@@ -9,25 +9,25 @@
 
 #include "platform/Types.h"
 
-#define PLATFORM_CONSTANTS(X)      \
-  X(ERROR_SUCCESS, 0)              \
-  X(ERROR_NO_MORE_ITEMS, 259)      \
-  X(REG_SZ, 1)                     \
-  X(REG_EXPAND_SZ, 2)              \
-  X(REG_DWORD, 4)                  \
-  X(KEY_READ, 0x20019)             \
-  X(KEY_WOW64_64KEY, 0x0100)       \
-  X(KEY_WOW64_32KEY, 0x0200)       \
-  X(CP_UTF8, 65001)                \
-  X(STARTF_USESHOWWINDOW, 1)       \
-  X(SW_SHOWNORMAL, 1)              \
-  X(CREATE_NEW_CONSOLE, 0x10)      \
+#define PLATFORM_CONSTANTS(X) \
+  X(ERROR_SUCCESS, 0)         \
+  X(ERROR_NO_MORE_ITEMS, 259) \
+  X(REG_SZ, 1)                \
+  X(REG_EXPAND_SZ, 2)         \
+  X(REG_DWORD, 4)             \
+  X(KEY_READ, 0x20019)        \
+  X(KEY_WOW64_64KEY, 0x0100)  \
+  X(KEY_WOW64_32KEY, 0x0200)  \
+  X(CP_UTF8, 65001)           \
+  X(STARTF_USESHOWWINDOW, 1)  \
+  X(SW_SHOWNORMAL, 1)         \
+  X(CREATE_NEW_CONSOLE, 0x10) \
   X(SEE_MASK_NOCLOSEPROCESS, 0x40)
 
 /** The predefined keys: handle values that are always open. Windows sign-extends their 32 bits. */
-#define PLATFORM_PREDEFINED_KEYS(X)   \
-  X(HKEY_CURRENT_USER, 0x80000001)    \
-  X(HKEY_LOCAL_MACHINE, 0x80000002)   \
+#define PLATFORM_PREDEFINED_KEYS(X) \
+  X(HKEY_CURRENT_USER, 0x80000001)  \
+  X(HKEY_LOCAL_MACHINE, 0x80000002) \
   X(HKEY_USERS, 0x80000003)
 
 namespace platform {

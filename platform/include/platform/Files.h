@@ -15,7 +15,8 @@ int _waccess(const char16_t* path, int mode);
 
 /**
  * The current directory in the system's ANSI code page, without a trailing backslash but in a drive's root.
- * @return length without the NUL; the size needed, NUL included, when `bufferBytes` is too small; 0 on failure
+ * @return length without the NUL; the size needed, NUL included, when `bufferBytes` is too small; 0 on
+ * failure
  */
 DWORD GetCurrentDirectoryA(DWORD bufferBytes, char* buffer);
 

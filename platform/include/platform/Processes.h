@@ -66,12 +66,13 @@ static_assert(sizeof(SHELLEXECUTEINFOW) == 112);
  */
 BOOL CreateProcessW(const char16_t* application, char16_t* commandLine, void* processAttributes,
                     void* threadAttributes, BOOL inheritHandles, DWORD creationFlags, void* environment,
-                    const char16_t* currentDirectory, STARTUPINFOW* startupInfo, PROCESS_INFORMATION* information);
+                    const char16_t* currentDirectory, STARTUPINFOW* startupInfo,
+                    PROCESS_INFORMATION* information);
 
 /**
  * Starts a program through the shell; the verb "runas" asks for elevation first.
- * @param execute  with SEE_MASK_NOCLOSEPROCESS its hProcess receives a handle that CloseHandle closes, or null
- *                 where the shell started no process of its own
+ * @param execute  with SEE_MASK_NOCLOSEPROCESS its hProcess receives a handle that CloseHandle closes, or
+ * null where the shell started no process of its own
  * @return 0 on failure, with the last error set: ERROR_CANCELLED (1223) where elevation was refused
  */
 BOOL ShellExecuteExW(SHELLEXECUTEINFOW* execute);

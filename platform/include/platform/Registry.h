@@ -18,7 +18,8 @@ namespace platform {
  * @param options  0
  * @param access   rights asked for, with KEY_WOW64_32KEY or KEY_WOW64_64KEY to choose the view
  * @param result   receives the handle, which the caller closes with RegCloseKey; null on failure
- * @return ERROR_FILE_NOT_FOUND (2) where there is no such key, ERROR_ACCESS_DENIED (5) where a right is refused
+ * @return ERROR_FILE_NOT_FOUND (2) where there is no such key, ERROR_ACCESS_DENIED (5) where a right is
+ * refused
  */
 LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, REGSAM access, HKEY* result);
 
@@ -59,7 +60,8 @@ LSTATUS RegQueryInfoKeyW(HKEY key, char16_t* className, DWORD* classChars, DWORD
 
 /**
  * Deletes the key at `subKey` below `key`, in the process's own view.
- * @return ERROR_ACCESS_DENIED (5) for a key that has sub keys or must not be deleted, ERROR_FILE_NOT_FOUND (2)
+ * @return ERROR_ACCESS_DENIED (5) for a key that has sub keys or must not be deleted, ERROR_FILE_NOT_FOUND
+ * (2)
  */
 LSTATUS RegDeleteKeyW(HKEY key, const char16_t* subKey);
 

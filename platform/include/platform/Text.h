@@ -15,7 +15,8 @@ namespace platform {
  * @param wideChars   that room in characters, or 0 to ask for the size
  * @return characters written or needed; 0 for an empty text or too little room
  */
-int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int textBytes, char16_t* wide, int wideChars);
+int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int textBytes, char16_t* wide,
+                        int wideChars);
 
 /**
  * Turns UTF-16 into narrow text of a code page.
@@ -29,8 +30,8 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int textBy
  * @param usedDefaultChar  null
  * @return bytes written or needed; 0 for an empty text or too little room
  */
-int WideCharToMultiByte(UINT codePage, DWORD flags, const char16_t* wide, int wideChars, char* text, int textBytes,
-                        const char* defaultChar, BOOL* usedDefaultChar);
+int WideCharToMultiByte(UINT codePage, DWORD flags, const char16_t* wide, int wideChars, char* text,
+                        int textBytes, const char* defaultChar, BOOL* usedDefaultChar);
 
 /**
  * Replaces each %NAME% by the environment variable of that name; an unknown one stays as it is written.

@@ -1,0 +1,121 @@
+#include "frame/CommonFunc.h"
+
+#include <array>
+#include <regex>
+
+#include "frame/SDKLog.h"
+#include "platform/Constants.h"
+#include "platform/Files.h"
+#include "platform/Processes.h"
+#include "platform/Text.h"
+
+namespace kestrelbay {
+namespace {
+
+constexpr char kFile[] = "CommonFunc";
+constexpr std::size_t kPathBytes = 260;
+
+std::string CurrentDirectory() {
+  std::array<char, kPathBytes> buffer{};
+  platform::GetCurrentDirectoryA(buffer.size(), buffer.data());
+  return buffer.data();
+}
+
+std::string HostDirectory() {
+  std::array<char, kPathBytes> buffer{};
+  platform::GetModuleFileNameA(nullptr, buffer.data(), buffer.size());
+  buffer.back() = '\0';  // a release of Windows that cuts the path leaves out the NUL
+  const std::string path = buffer.data();
+  return path.substr(0, path.rfind('\\'));
+}
+
+}  // namespace
+
+std::u16string Utf8ToWide(const std::string& text) {
+  // The terminator is converted too, so the size is at least 1 where anything can be converted.
+  const int bytes = static_cast<int>(text.size() + 1);
+  const int needed = platform::MultiByteToWideChar(platform::CP_UTF8, 0, text.c_str(), bytes, nullptr, 0);
+  if (needed < 1) return {};
+  std::u16string wide(static_cast<std::size_t>(needed), u'\0');
+  platform::MultiByteToWideChar(platform::CP_UTF8, 0, text.c_str(), bytes, wide.data(), needed);
+  wide.resize(wide.find(u'\0'));
+  return wide;
+}
+
+std::string WideToUtf8(const char16_t* wide) {
+  const int chars = static_cast<int>(std::char_traits<char16_t>::length(wide));
+  const int needed =
+      platform::WideCharToMultiByte(platform::CP_UTF8, 0, wide, chars, nullptr, 0, nullptr, nullptr);
+  if (needed < 1) return {};
+  // No NUL can stand among the converted bytes: the input ends at its first one.
+  std::string text(static_cast<std::size_t>(needed), '\0');
+  platform::WideCharToMultiByte(platform::CP_UTF8, 0, wide, chars, text.data(), needed, nullptr, nullptr);
+  return text;
+}
+
+std::vector<std::u16string> SplitWide(std::u16string_view text, char16_t separator) {
+  std::vector<std::u16string> pieces;
+  std::size_t begin = 0;
+  for (std::size_t end; (end = text.find(separator, begin)) != text.npos; begin = end + 1) {
+    pieces.emplace_back(text.substr(begin, end - begin));
+  }
+  pieces.emplace_back(text.substr(begin));
+  return pieces;
+}
+
+std::string ExtractExePath(std::string iconPath) {
+  const std::string path = std::regex_replace(iconPath, std::regex("\""), "");
+  std::smatch match;
+  if (std::regex_match(path, match, std::regex("(.*\\.exe).*"))) return match[1];
+  if (std::regex_match(path, match, std::regex("(.*\\.ico)"))) {
+    // The dot is left unescaped on purpose: whatever stands before "ico" goes with it.
+    return std::regex_replace(match[1].str(), std::regex("(.ico)$"), ".exe");
+  }
+  return {};
+}
+
+bool FileExists(const std::string& path) {
+  return !path.empty() && platform::_waccess(Utf8ToWide(path).c_str(), 0) == 0;
+}
+
+std::string GetRootDir(std::uint32_t mode) {
+  switch (mode) {
+    case 1:
+      SDK_LOG(kLogInfo, kFile, "GetRootDir Debug");
+      return CurrentDirectory();
+    case 2:
+      SDK_LOG(kLogInfo, kFile, "GetRootDir Release");
+      return HostDirectory();
+    default:
+      return {};
+  }
+}
+
+std::int32_t StartProcess(std::u16string commandLine) {
+  platform::STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  startup.dwFlags = platform::STARTF_USESHOWWINDOW;
+  startup.wShowWindow = platform::SW_SHOWNORMAL;
+  platform::PROCESS_INFORMATION process{};
+  const platform::BOOL started =
+      platform::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, false,
+                               platform::CREATE_NEW_CONSOLE, nullptr, nullptr, &startup, &process);
+  if (!started) platform::GetLastError();
+  return started;
+}
+
+platform::HANDLE StartProcessElevated(const std::string& file, const std::string& parameters,
+                                      std::uint32_t showCommand) {
+  const std::u16string wideFile = Utf8ToWide(file);
+  const std::u16string wideParameters = Utf8ToWide(parameters);
+  platform::SHELLEXECUTEINFOW execute{};
+  execute.cbSize = sizeof execute;
+  execute.fMask = platform::SEE_MASK_NOCLOSEPROCESS;
+  execute.lpVerb = u"runas";
+  execute.lpFile = wideFile.c_str();
+  execute.lpParameters = wideParameters.c_str();
+  execute.nShow = static_cast<int>(showCommand);
+  return platform::ShellExecuteExW(&execute) ? execute.hProcess : nullptr;
+}
+
+}  // namespace kestrelbay

@@ -1,0 +1,24 @@
+/** How texts reach the host: copied into its own buffer, or into a block that it gives back. */
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace kestrelbay {
+
+/**
+ * Copies a text with its NUL into a host's buffer.
+ *
+ * The size is sign-extended and compared with the length alone, without the NUL: a negative size is huge, and
+ * a size equal to the length goes through to strcpy_s, which then finds no room. Hosts rely on both.
+ *
+ * @param buffer  not looked at when the size is less than the length
+ * @param size    in: size of `buffer` in bytes; out: the text's length, unchanged when it was not copied
+ * @return whether the size was enough
+ */
+bool CopyToHost(const std::string& text, char* buffer, std::int32_t* size);
+
+/** @return a copy of the text up to its first NUL, in a malloc block of its length plus one byte */
+char* NewHostText(const std::string& text);
+
+}  // namespace kestrelbay

@@ -1,0 +1,17 @@
+#include "frame/LoadTimeObjects.h"
+
+#include "platform/Events.h"
+
+namespace kestrelbay {
+
+// One file, because only within one file is the order of construction given.
+std::recursive_mutex LifecycleMutex;
+const std::u16string InstallerClassesPath = u"Software\\Classes\\Installer\\Products";
+const std::u16string UninstallKeyPath = u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
+const std::u16string UserProductsPath = u"Software\\Microsoft\\Installer\\Products";
+const std::u16string InstallerUserDataPath =
+    u"Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData";
+const std::u16string ExcludedPublisher = u"TOLVAN Handheld Engine";
+const platform::HANDLE StopEvent = platform::CreateEventW(nullptr, true, false, nullptr);
+
+}  // namespace kestrelbay

@@ -1,0 +1,181 @@
+#include "frame/RegistryKey.h"
+
+#include <array>
+#include <charconv>
+#include <cstring>
+
+#include "platform/Constants.h"
+#include "platform/Registry.h"
+#include "platform/Text.h"
+
+namespace kestrelbay {
+namespace {
+
+constexpr std::size_t kNameChars = 260;
+constexpr std::size_t kValueBytes = 520;
+constexpr std::int64_t kUnixEpochFileTime = 116444736000000000;
+constexpr std::int64_t kFileTimePerMs = 10000;
+// No key has this many names in a row that cannot be read: the key itself is gone, and without an end here a
+// key deleted while it is listed would be asked for ever.
+constexpr platform::DWORD kUnreadableNamesInARow = 0x10000;
+
+// Room for a value and, behind it, zeros enough to end a text or fill up a number that is stored short.
+struct ValueBuffer {
+  std::array<char16_t, kValueBytes / sizeof(char16_t) + 2> units;
+  platform::DWORD bytes = kValueBytes;
+  platform::DWORD type = 0;
+
+  platform::BYTE* Data() { return reinterpret_cast<platform::BYTE*>(units.data()); }
+  void EndWithZeros() { std::memset(Data() + bytes, 0, sizeof(std::int32_t)); }
+};
+
+std::u16string Decimal(std::int64_t number) {
+  std::array<char, 24> digits;
+  const auto end = std::to_chars(digits.begin(), digits.end(), number).ptr;
+  return {digits.begin(), end};
+}
+
+std::u16string Expand(const char16_t* text) {
+  std::array<char16_t, kNameChars + 1> expanded{};
+  platform::ExpandEnvironmentStringsW(text, expanded.data(), kNameChars);
+  return expanded.data();
+}
+
+std::u16string ComposePath(const std::u16string& parent, const std::u16string& path) {
+  if (parent.empty()) return path;
+  std::u16string composed;
+  composed.reserve(parent.size() + 1 + path.size());
+  return composed.append(parent).append(1, u'\\').append(path);
+}
+
+platform::REGSAM ReadAccess(RegistryView view) {
+  switch (view) {
+    case k32BitView:
+      return platform::KEY_READ | platform::KEY_WOW64_32KEY;
+    case k64BitView:
+      return platform::KEY_READ | platform::KEY_WOW64_64KEY;
+    default:
+      return platform::KEY_READ;
+  }
+}
+
+const RegistryKey& RootForDelete(platform::HKEY root) {
+  // Every handle but HKEY_CURRENT_USER means the machine here, HKEY_USERS too, and that is meant.
+  return root == platform::HKEY_CURRENT_USER ? CurrentUserRoot() : LocalMachineRoot();
+}
+
+bool DeleteChildren(platform::HKEY root, const std::u16string& path,
+                    const std::vector<std::u16string>& names) {
+  const std::u16string prefix = path.ends_with(u'\\') ? path : path + u'\\';
+  for (const std::u16string& name : names) {
+    if (!DeleteRegistryTree(root, prefix + name)) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+RegistryKey::RegistryKey(RegistryView openedView, platform::HKEY openHandle, std::u16string nameOfRoot,
+                         std::u16string pathBelowRoot)
+    : view(openedView), handle(openHandle), rootName(std::move(nameOfRoot)), path(std::move(pathBelowRoot)) {}
+
+RegistryKey::~RegistryKey() {
+  if (handle == platform::HKEY_LOCAL_MACHINE || handle == platform::HKEY_USERS) return;
+  platform::RegCloseKey(handle);
+}
+
+const RegistryKey& LocalMachineRoot() {
+  static const RegistryKey root(kDefaultView, platform::HKEY_LOCAL_MACHINE, u"HKEY_LOCAL_MACHINE", u"");
+  return root;
+}
+
+const RegistryKey& CurrentUserRoot() {
+  static const RegistryKey root(kDefaultView, platform::HKEY_CURRENT_USER, u"HKEY_CURRENT_USER", u"");
+  return root;
+}
+
+const RegistryKey& UsersRoot() {
+  static const RegistryKey root(kDefaultView, platform::HKEY_USERS, u"HKEY_USERS", u"");
+  return root;
+}
+
+std::unique_ptr<RegistryKey> OpenKeyInView(const RegistryKey& parent, const std::u16string& path,
+                                           RegistryView view) {
+  platform::HKEY handle = nullptr;
+  if (platform::RegOpenKeyExW(parent.handle, path.c_str(), 0, ReadAccess(view), &handle)) return nullptr;
+  return std::make_unique<RegistryKey>(view, handle, parent.rootName, ComposePath(parent.path, path));
+}
+
+std::unique_ptr<RegistryKey> OpenKey(const RegistryKey& parent, const std::u16string& path) {
+  return OpenKeyInView(parent, path, kDefaultView);
+}
+
+std::unique_ptr<RegistryKey> OpenKey32(const RegistryKey& parent, const std::u16string& path) {
+  return OpenKeyInView(parent, path, k32BitView);
+}
+
+std::unique_ptr<RegistryKey> OpenKey64(const RegistryKey& parent, const std::u16string& path) {
+  return OpenKeyInView(parent, path, k64BitView);
+}
+
+std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name) {
+  ValueBuffer value;
+  if (platform::RegQueryValueExW(key.handle, name, nullptr, &value.type, value.Data(), &value.bytes))
+    return {};
+  value.EndWithZeros();
+  switch (value.type) {
+    case platform::REG_SZ:
+      return value.units.data();
+    case platform::REG_EXPAND_SZ:
+      return Expand(value.units.data());
+    case platform::REG_DWORD: {
+      std::int32_t number;
+      std::memcpy(&number, value.units.data(), sizeof number);
+      return Decimal(number);
+    }
+    default:
+      return {};
+  }
+}
+
+std::vector<std::u16string> ListSubKeyNames(const RegistryKey& key) {
+  std::vector<std::u16string> names;
+  std::array<char16_t, kNameChars> name;
+  platform::DWORD unreadable = 0;
+  for (platform::DWORD index = 0; unreadable < kUnreadableNamesInARow; ++index) {
+    platform::DWORD chars = kNameChars;
+    const platform::LSTATUS status =
+        platform::RegEnumKeyExW(key.handle, index, name.data(), &chars, nullptr, nullptr, nullptr, nullptr);
+    if (status == platform::ERROR_NO_MORE_ITEMS) break;
+    unreadable = status == platform::ERROR_SUCCESS ? 0 : unreadable + 1;
+    if (unreadable == 0) names.emplace_back(name.data());
+  }
+  return names;
+}
+
+std::u16string ReadLastWriteTime(const RegistryKey& key) {
+  platform::FILETIME time{};
+  platform::RegQueryInfoKeyW(key.handle, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                             nullptr, nullptr, nullptr, &time);
+  const std::uint64_t fileTime = static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
+  // Subtracted as unsigned: a FILETIME near the lower end of 64 bits wraps instead of overflowing.
+  const auto sinceEpoch =
+      static_cast<std::int64_t>(fileTime - static_cast<std::uint64_t>(kUnixEpochFileTime));
+  return Decimal(sinceEpoch / kFileTimePerMs);
+}
+
+bool DeleteRegistryTree(platform::HKEY root, const std::u16string& path) {
+  if (platform::RegDeleteKeyW(root, path.c_str()) == platform::ERROR_SUCCESS) return true;
+  std::vector<std::u16string> names;
+  {
+    const RegistryKey rootCopy = RootForDelete(root);
+    const std::unique_ptr<RegistryKey> key = OpenKey(rootCopy, path);
+    // Neither deletable nor there to be opened: it is gone already.
+    if (!key) return true;
+    names = ListSubKeyNames(*key);
+  }
+  DeleteChildren(root, path, names);
+  return platform::RegDeleteKeyW(root, path.c_str()) == platform::ERROR_SUCCESS;
+}
+
+}  // namespace kestrelbay

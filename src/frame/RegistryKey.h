@@ -1,0 +1,81 @@
+/**
+ * The library's only way to the registry: reading keys and values, and one recursive delete. Nothing here
+ * writes a value, makes a key or logs.
+ *
+ * Any failure is a null key or an empty text; why it failed is not told. A key object is used by one thread
+ * at a time, and there is no lock.
+ */
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/Types.h"
+
+namespace kestrelbay {
+
+/** The view that a key was opened through, which is also what records report as architecture. */
+using RegistryView = std::int32_t;
+inline constexpr RegistryView kDefaultView = 0;  ///< the process's own
+inline constexpr RegistryView k32BitView = 1;
+inline constexpr RegistryView k64BitView = 2;
+
+/**
+ * An open key that remembers where it came from.
+ *
+ * A copy shares the handle, and each copy closes it: so copy only roots, as their handles stay good.
+ */
+class RegistryKey {
+ public:
+  RegistryKey(RegistryView view, platform::HKEY handle, std::u16string rootName, std::u16string path);
+  RegistryKey(const RegistryKey&) = default;
+  RegistryKey& operator=(const RegistryKey&) = delete;
+  /** Closes the handle, HKEY_CURRENT_USER included; only HKEY_LOCAL_MACHINE and HKEY_USERS are spared. */
+  ~RegistryKey();
+
+  const RegistryView view;
+  const platform::HKEY handle;
+  const std::u16string rootName;  ///< such as "HKEY_LOCAL_MACHINE"
+  const std::u16string path;      ///< below the root, no leading backslash; empty for the root itself
+};
+
+/** The process-wide roots, made on first use by any thread. */
+const RegistryKey& LocalMachineRoot();
+const RegistryKey& CurrentUserRoot();
+const RegistryKey& UsersRoot();
+
+/**
+ * Opens `path` below `parent` for reading. The view of `parent` plays no part, only the operation's own.
+ * @param path  empty asks for `parent` itself
+ * @return null where it cannot be opened
+ */
+std::unique_ptr<RegistryKey> OpenKey(const RegistryKey& parent, const std::u16string& path);
+std::unique_ptr<RegistryKey> OpenKey32(const RegistryKey& parent, const std::u16string& path);
+std::unique_ptr<RegistryKey> OpenKey64(const RegistryKey& parent, const std::u16string& path);
+/** @param view 1 or 2 for that view; any other opens the default one and is recorded as it is */
+std::unique_ptr<RegistryKey> OpenKeyInView(const RegistryKey& parent, const std::u16string& path,
+                                           RegistryView view);
+
+/**
+ * Reads a value as text: REG_SZ as it is, REG_EXPAND_SZ with its variables expanded, REG_DWORD as a signed
+ * decimal number. A text ends at its first NUL.
+ * @param name  NUL-terminated
+ * @return empty for a missing value, any other type, and a value of more than 520 bytes
+ */
+std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name);
+
+/** @return the names of the key's sub keys in the registry's order; one that cannot be read is left out */
+std::vector<std::u16string> ListSubKeyNames(const RegistryKey& key);
+
+/** @return the key's last write time in milliseconds since 1970-01-01 UTC, as decimal text; never empty */
+std::u16string ReadLastWriteTime(const RegistryKey& key);
+
+/**
+ * Deletes the key at `path` below `root` with all its sub keys, in the process's own view.
+ * @return false only where a delete was tried and failed; a key that is not there counts as deleted
+ */
+bool DeleteRegistryTree(platform::HKEY root, const std::u16string& path);
+
+}  // namespace kestrelbay

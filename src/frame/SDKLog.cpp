@@ -1,0 +1,74 @@
+#include "frame/SDKLog.h"
+
+#include "platform/Log.h"
+#include "platform/RuntimeText.h"
+
+namespace kestrelbay {
+namespace {
+
+constexpr char kFile[] = "SDKLog";
+constexpr std::int32_t kFormatFailureLine = 79;  // the line that hosts know this failure by
+
+void LogToDll(std::int32_t level, const char* file, const char* format) {
+  switch (level) {
+    case kLogDebug:
+      return platform::QVSLOGD(file, format);
+    case kLogInfo:
+      return platform::QVSLOGI(file, format);
+    case kLogWarning:
+      return platform::QVSLOGW(file, format);
+    case kLogError:
+      return platform::QVSLOGE(file, format);
+    default:
+      return;
+  }
+}
+
+int FormattedLength(const char* format, va_list arguments) {
+  va_list again;
+  va_copy(again, arguments);
+  const int length = platform::_vscprintf(format, again);
+  va_end(again);
+  return length;
+}
+
+}  // namespace
+
+SDKLog& SDKLog::GetInstance() {
+  static SDKLog instance;
+  return instance;
+}
+
+void SDKLog::Log(std::int32_t level, const char* file, const char* function, std::int32_t line,
+                 const char* format, ...) {
+  const std::lock_guard held(lock);
+  if (useLogDll) return LogToDll(level, file, format);
+  struct Arguments {
+    va_list list;
+    ~Arguments() { va_end(list); }
+  } arguments;
+  va_start(arguments.list, format);
+  LogLine(level, file, function, line, format, arguments.list);
+}
+
+void SDKLog::LogLine(std::int32_t level, const char* file, const char* function, std::int32_t line,
+                     const char* format, va_list arguments) {
+  std::string text = function;
+  text.append(":").append(std::to_string(line)).append(" ").append(Format(format, arguments));
+  logCallback(file, level, text.c_str());
+}
+
+std::string SDKLog::Format(const char* format, va_list arguments) {
+  const int length = FormattedLength(format, arguments);
+  if (length <= 0) return {};
+  // The terminator goes where std::string keeps its own.
+  std::string message(static_cast<std::size_t>(length), '\0');
+  if (platform::vsprintf_s(message.data(), message.size() + 1, format, arguments) < 0) {
+    // Comes back to the lock that this thread holds. It is not recursive, and that is meant.
+    Log(kLogError, kFile, "Format", kFormatFailureLine, "vsprintf_s error return value!");
+    return {};
+  }
+  return message;
+}
+
+}  // namespace kestrelbay

@@ -1,0 +1,29 @@
+#include "inventory/AppIcon.h"
+
+#include "frame/CommonFunc.h"
+
+namespace kestrelbay {
+namespace {
+
+std::u16string TrimSpaces(const std::u16string& text) {
+  const std::size_t begin = text.find_first_not_of(u' ');
+  if (begin == text.npos) return {};
+  return text.substr(begin, text.find_last_not_of(u' ') - begin + 1);
+}
+
+}  // namespace
+
+std::string GetAppIconText(const std::u16string& displayIcon, [[maybe_unused]] bool extract) {
+  if (displayIcon.empty()) return {};
+  if (displayIcon.find(u".exe") == displayIcon.npos) return WideToUtf8(NormalizeIconPath(displayIcon));
+  // Nothing draws an executable's icon yet, which is what a failed extraction gives as well.
+  return {};
+}
+
+std::u16string NormalizeIconPath(const std::u16string& displayIcon) {
+  std::u16string path = SplitWide(displayIcon, u',').front();
+  std::erase(path, u'"');
+  return TrimSpaces(ReplaceAll<char16_t>(std::move(path), u"\\\\", u"\\"));
+}
+
+}  // namespace kestrelbay

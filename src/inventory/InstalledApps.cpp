@@ -1,0 +1,85 @@
+#include "inventory/InstalledApps.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "frame/CommonFunc.h"
+#include "frame/HostText.h"
+#include "frame/LoadTimeObjects.h"
+#include "inventory/AppIcon.h"
+#include "inventory/InstallerProductsScanner.h"
+#include "inventory/UninstallKeyScanner.h"
+
+namespace kestrelbay {
+namespace {
+
+void ScanMachine(const RegistryKey& productsKey, AppList& list) {
+  const auto uninstallKey32 = OpenKey32(LocalMachineRoot(), UninstallKeyPath);
+  ScanUninstallKey(uninstallKey32.get(), productsKey, list);
+  const auto uninstallKey64 = OpenKey64(LocalMachineRoot(), UninstallKeyPath);
+  ScanUninstallKey(uninstallKey64.get(), productsKey, list);
+}
+
+InstalledAppEntry NewEntry(const InstalledAppInfo& app) {
+  const auto text = [](const std::u16string& wide) { return NewHostText(WideToUtf8(wide)); };
+  return {.displayName = text(app.DisplayName),
+          .installLocation = text(app.InstallLocation),
+          .displayVersion = text(app.DisplayVersion),
+          .displayIcon = text(app.DisplayIcon),
+          .iconText = NewHostText(app.IconText),
+          .installDate = text(app.InstallDate),
+          .lastWriteTime = text(app.LastWriteTime),
+          .architecture = app.architecture};
+}
+
+void FreeTexts(InstalledAppEntry& entry) {
+  for (char** text : {&entry.displayName, &entry.installLocation, &entry.displayVersion, &entry.displayIcon,
+                      &entry.iconText, &entry.installDate, &entry.lastWriteTime}) {
+    std::free(*text);
+    *text = nullptr;
+  }
+}
+
+}  // namespace
+
+InstalledAppList ScanInstalledApps() {
+  AppList list;
+  // Without this key the whole inventory is empty, the users' hives included, and that is meant.
+  const auto productsKey = OpenKey(LocalMachineRoot(), InstallerClassesPath);
+  if (productsKey) {
+    ScanMachine(*productsKey, list);
+    ScanUserHives(list, *productsKey);
+  }
+  InstalledAppList apps = list.Take();
+  std::ranges::stable_sort(apps, AppNameLess);
+  return apps;
+}
+
+std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons) {
+  auto apps = std::make_unique<InstalledAppList>(ScanInstalledApps());
+  for (InstalledAppInfo& app : *apps) {
+    if (app.IconText.empty()) app.IconText = GetAppIconText(app.DisplayIcon, includeIcons);
+  }
+  return apps;
+}
+
+std::string GetAppIconByName(const std::u16string& displayName) {
+  InstalledAppList& apps = *GetInstalledApps(false).release();  // kept on purpose
+  const auto app = std::ranges::find(apps, displayName, &InstalledAppInfo::DisplayName);
+  if (app == apps.end()) return {};
+  app->IconText = GetAppIconText(app->DisplayIcon, true);
+  return app->IconText;
+}
+
+InstalledAppEntry* NewEntries(const InstalledAppList& apps) {
+  auto* const entries = new InstalledAppEntry[apps.size()]{};
+  std::ranges::transform(apps, entries, NewEntry);
+  return entries;
+}
+
+void DeleteEntries(InstalledAppEntry* entries, std::int32_t count) {
+  for (std::int32_t at = 0; at < count; ++at) FreeTexts(entries[at]);
+  delete[] entries;
+}
+
+}  // namespace kestrelbay

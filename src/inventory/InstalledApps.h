@@ -1,0 +1,43 @@
+/**
+ * The inventory: what is installed on this machine, read afresh at every call.
+ *
+ * There is no error result. What cannot be read is not there, so a list may be empty. Any number of calls may
+ * run at once; each works on a list of its own.
+ */
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "KestrelbayGeneralSDK.h"
+#include "inventory/AppList.h"
+
+namespace kestrelbay {
+
+/** @return all records in sorted order, without icon texts; equal names stay in the order of the scan */
+InstalledAppList ScanInstalledApps();
+
+/**
+ * @param includeIcons  whether the icons of executables are drawn; nothing else depends on it
+ * @return all records in sorted order with their icon texts; never null
+ */
+std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons);
+
+/**
+ * Draws the icon of the first record with exactly this name. The inventory that it asks stays allocated for
+ * the life of the process.
+ * @return an icon text, empty where there is no such record or no icon
+ */
+std::string GetAppIconByName(const std::u16string& displayName);
+
+/**
+ * Makes the host's form of a list.
+ * @return an array of as many entries, which DeleteEntries frees; never null, also for an empty list
+ */
+InstalledAppEntry* NewEntries(const InstalledAppList& apps);
+
+/** Frees an array of NewEntries; of its texts only those of the first `count` entries, none at 0 or less. */
+void DeleteEntries(InstalledAppEntry* entries, std::int32_t count);
+
+}  // namespace kestrelbay

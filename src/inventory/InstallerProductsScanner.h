@@ -1,0 +1,32 @@
+/**
+ * Scans the user hives: each hive's uninstall key, and its installer products, whose properties stand in the
+ * machine's UserData tree. Failure and threads are as in UninstallKeyScanner.h.
+ */
+#pragma once
+
+#include <string>
+
+#include "frame/RegistryKey.h"
+#include "inventory/AppList.h"
+
+namespace kestrelbay {
+
+/** @param productsKey  the machine's installer products */
+void ScanUserHives(AppList& list, const RegistryKey& productsKey);
+
+/**
+ * Looks each product of one hive up below every user of UserData. The first user whose branch yields a record
+ * wins, whether or not that is the user of the hive.
+ * @param userData  in one view, which becomes the records' architecture
+ */
+void ScanUserProducts(const RegistryKey& userProducts, const RegistryKey& userData, AppList& list);
+
+/** @param sid  name of a user's branch below UserData @return true when a record was handed on */
+bool FindProductInUserData(const std::u16string& packedCode, const std::u16string& sid,
+                           const RegistryKey& userProducts, const RegistryKey& userData, AppList& list);
+
+/** @return true when a record was handed on */
+bool ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& installProperties,
+                          const RegistryKey& userData, AppList& list);
+
+}  // namespace kestrelbay

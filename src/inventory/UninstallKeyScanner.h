@@ -1,0 +1,44 @@
+/**
+ * Turns the sub keys of an uninstall key into records.
+ *
+ * A scan has no failure result: a key that does not open drops out with all below it, and a value that cannot
+ * be read is the empty text. Each scan has its own list and keys, so any number may run at once.
+ */
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "frame/RegistryKey.h"
+#include "inventory/AppList.h"
+
+namespace kestrelbay {
+
+/**
+ * @param uninstallKey  null adds nothing
+ * @param productsKey   the machine's installer products, where managed entries find their names
+ */
+void ScanUninstallKey(const RegistryKey* uninstallKey, const RegistryKey& productsKey, AppList& list);
+
+/** Treats one entry that the installer does not manage. */
+void ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName,
+                             const RegistryKey& uninstallKey, AppList& list);
+
+/** Treats one entry that the installer manages: its product key, where there is one, names it first. */
+void ReadInstallerUninstallEntry(const std::u16string& subKeyName, const RegistryKey& productsKey,
+                                 const RegistryKey& subKey, const RegistryKey& uninstallKey, AppList& list);
+
+/** Whether an entry is an update of an application and not one itself. Comparisons are exact. */
+bool IsUpdateEntry(std::u16string_view subKeyName, std::u16string_view parentKeyName,
+                   std::u16string_view releaseType);
+
+/**
+ * Packs a product code, a GUID in its registry form, into the name under which product keys stand.
+ * @return empty for a text that has no such form; case is kept
+ */
+std::u16string PackProductCode(std::u16string_view productCode);
+
+/** Whether a flag value such as SystemComponent is set: its text begins with the number 1. */
+bool IsFlagSet(const RegistryKey& key, const char16_t* name);
+
+}  // namespace kestrelbay
