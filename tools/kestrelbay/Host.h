@@ -1,0 +1,59 @@
+/**
+ * What the command-line host needs of the system it runs on, and of the machine it acts on: on Windows this
+ * computer, elsewhere a simulated machine. One of HostWindows.cpp and HostSimulated.cpp is built.
+ *
+ * All text is UTF-8.
+ */
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host {
+
+enum class Stream { Out, Error };
+
+/** What became of a write; ReaderGone is a pipe that nobody reads any more. */
+enum class WriteResult { Done, ReaderGone, Failed };
+
+/** Called with what is being told of a load that takes its time. */
+struct LoadObserver {
+  std::function<void(std::uint64_t doneBytes, std::uint64_t allBytes)> progress;
+  /** One line on something that is left out while the rest loads. */
+  std::function<void(const std::string& line)> warning;
+};
+
+/**
+ * Prepares the process; to be called before anything else.
+ * @return the command line's arguments without the program's name
+ */
+std::vector<std::string> Start(int argc, char** argv);
+
+bool IsTerminal(Stream stream);
+/** Whether the terminal there understands colour sequences. */
+bool CanColour(Stream stream);
+/** Width of the terminal on standard output in character cells; 0 where there is none or it tells nothing. */
+int TerminalColumns();
+
+/**
+ * Writes all of `bytes` at once, with no buffer of its own. Safe to call from any thread.
+ * @param reason  receives why a write Failed
+ */
+WriteResult Write(Stream stream, std::string_view bytes, std::string& reason);
+
+/** UTF-8 of a text in the system's ANSI code page. */
+std::string FromAnsi(std::string_view text);
+
+/**
+ * Makes the library act on a machine.
+ * @param directory  a described machine, whose changes last; nothing for the machine at hand: this computer,
+ *                   or the sample that is installed with the program and stays as it is
+ * @throws Failure
+ */
+void OpenMachine(const std::optional<std::string>& directory, const LoadObserver& observer);
+
+}  // namespace host

@@ -1,0 +1,105 @@
+#include <windows.h>
+// windows.h must come first.
+#include <shellapi.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <system_error>
+
+#include "Failure.h"
+#include "Host.h"
+
+namespace host {
+namespace {
+
+/** A single write of more than this fails on a console. */
+constexpr std::size_t kMostConsoleChars = 8192;
+
+HANDLE StreamHandle(Stream stream) {
+  return GetStdHandle(stream == Stream::Out ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+}
+
+std::wstring ToWide(UINT codePage, std::string_view text) {
+  const int bytes = static_cast<int>(text.size());
+  std::wstring wide(
+      static_cast<std::size_t>(MultiByteToWideChar(codePage, 0, text.data(), bytes, nullptr, 0)), 0);
+  MultiByteToWideChar(codePage, 0, text.data(), bytes, wide.data(), static_cast<int>(wide.size()));
+  return wide;
+}
+
+std::string ToUtf8(std::wstring_view wide) {
+  const int units = static_cast<int>(wide.size());
+  const int bytes = WideCharToMultiByte(CP_UTF8, 0, wide.data(), units, nullptr, 0, nullptr, nullptr);
+  std::string text(static_cast<std::size_t>(bytes), 0);
+  WideCharToMultiByte(CP_UTF8, 0, wide.data(), units, text.data(), bytes, nullptr, nullptr);
+  return text;
+}
+
+WriteResult LastWriteResult(std::string& reason) {
+  const DWORD lastError = GetLastError();
+  if (lastError == ERROR_NO_DATA || lastError == ERROR_BROKEN_PIPE) return WriteResult::ReaderGone;
+  reason = std::system_category().message(static_cast<int>(lastError));
+  return WriteResult::Failed;
+}
+
+WriteResult WriteConsole(HANDLE console, std::wstring_view text, std::string& reason) {
+  while (!text.empty()) {
+    DWORD written = 0;
+    const auto units = static_cast<DWORD>(std::min(text.size(), kMostConsoleChars));
+    if (!WriteConsoleW(console, text.data(), units, &written, nullptr)) return LastWriteResult(reason);
+    text.remove_prefix(written);
+  }
+  return WriteResult::Done;
+}
+
+}  // namespace
+
+std::vector<std::string> Start(int, char**) {
+  // The C runtime's own arguments have lost what the ANSI code page cannot express.
+  int count = 0;
+  wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  std::vector<std::string> arguments;
+  for (int i = 1; i < count; ++i) arguments.push_back(ToUtf8(wide[i]));
+  LocalFree(wide);
+  return arguments;
+}
+
+bool IsTerminal(Stream stream) {
+  DWORD mode = 0;
+  return GetConsoleMode(StreamHandle(stream), &mode) != 0;
+}
+
+bool CanColour(Stream stream) {
+  DWORD mode = 0;
+  return GetConsoleMode(StreamHandle(stream), &mode) != 0 &&
+         SetConsoleMode(StreamHandle(stream), mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+}
+
+int TerminalColumns() {
+  CONSOLE_SCREEN_BUFFER_INFO screen{};
+  if (!GetConsoleScreenBufferInfo(StreamHandle(Stream::Out), &screen)) return 0;
+  return screen.srWindow.Right - screen.srWindow.Left + 1;
+}
+
+WriteResult Write(Stream stream, std::string_view bytes, std::string& reason) {
+  const HANDLE handle = StreamHandle(stream);
+  if (IsTerminal(stream)) return WriteConsole(handle, ToWide(CP_UTF8, bytes), reason);
+  while (!bytes.empty()) {
+    DWORD written = 0;
+    if (!WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr)) {
+      return LastWriteResult(reason);
+    }
+    bytes.remove_prefix(written);
+  }
+  return WriteResult::Done;
+}
+
+std::string FromAnsi(std::string_view text) { return ToUtf8(ToWide(CP_ACP, text)); }
+
+void OpenMachine(const std::optional<std::string>& directory, const LoadObserver&) {
+  if (!directory) return;
+  throw Failure("--machine names a simulated machine, but on Windows this computer is used; leave it out",
+                kWrongUsage);
+}
+
+}  // namespace host

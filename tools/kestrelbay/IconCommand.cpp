@@ -1,0 +1,100 @@
+#include <future>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "Command.h"
+#include "DisplayText.h"
+#include "Failure.h"
+#include "Host.h"
+#include "KestrelbayGeneralSDK.h"
+#include "SaveFile.h"
+
+namespace host {
+namespace {
+
+constexpr std::string_view kPictureStart = "data:image/png;base64,";
+
+struct IconOptions {
+  std::string name;
+  std::string file;
+};
+
+/** Never destroyed: the worker may still be on its way out of the callback when the text is taken. */
+std::promise<std::string>& IconTextPromise() {
+  static auto& promise = *new std::promise<std::string>;
+  return promise;
+}
+
+std::string RequestIconText(const std::string& name) {
+  GetAppIconAsync([](char* iconText) { IconTextPromise().set_value(iconText); }, name.c_str());
+  return IconTextPromise().get_future().get();
+}
+
+/** Bytes of a base64 text; padding and whatever follows it end it. */
+std::string FromBase64(std::string_view text) {
+  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string bytes;
+  std::uint32_t bits = 0;
+  int bitCount = 0;
+  for (const char c : text) {
+    const std::size_t digit = kDigits.find(c);
+    if (digit == std::string_view::npos) break;
+    bits = (bits << 6) | static_cast<std::uint32_t>(digit);
+    bitCount += 6;
+    if (bitCount < 8) continue;
+    bitCount -= 8;
+    bytes += static_cast<char>((bits >> bitCount) & 0xFF);
+  }
+  return bytes;
+}
+
+void PrintPicture(Session& session, const IconOptions& options, const std::string& picture) {
+  if (options.file.empty()) {
+    if (IsTerminal(Stream::Out)) {
+      throw Failure("the icon is a PNG picture, which a terminal cannot show; name a file with -o FILE.png");
+    }
+    return session.out.Write(picture);
+  }
+  SaveFile(options.file, picture);
+  session.out.Write(Printable(options.file) + ": PNG, " + std::to_string(picture.size()) + " bytes\n");
+}
+
+void PrintIcon(Session& session, const IconOptions& options) {
+  const std::string iconText = RequestIconText(options.name);
+  if (iconText.empty()) {
+    throw Failure(
+        "no icon: nothing named \"" + options.name +
+        "\" is installed, or it has no icon that can be drawn; see the names with: kestrelbay list");
+  }
+  const bool isPicture = iconText.starts_with(kPictureStart);
+  if (!isPicture && !options.file.empty()) {
+    throw Failure("the icon is the file " + iconText + " on the machine, not a picture; leave out -o");
+  }
+  const std::string picture = isPicture ? FromBase64(iconText.substr(kPictureStart.size())) : "";
+  if (session.json) {
+    if (!options.file.empty()) SaveFile(options.file, picture);
+    session.out.WriteJson({{"displayName", options.name}, {"iconText", iconText}});
+    session.out.Write("\n");
+  } else if (isPicture) {
+    PrintPicture(session, options, picture);
+  } else {
+    session.out.Write(Printable(iconText) + "\n");
+  }
+}
+
+}  // namespace
+
+void AddIcon(CLI::App& app, Command& chosen) {
+  CLI::App* command = app.add_subcommand("icon", "Draw the icon of one application");
+  auto options = std::make_shared<IconOptions>();
+  command->add_option("NAME", options->name, "Name exactly as listed, case included")->required();
+  command->add_option("-o,--output", options->file, "Write the picture to this file")->type_name("FILE.png");
+  command->footer(
+      "A picture goes to FILE.png, or to standard output where that is no terminal. An icon that is a file "
+      "on\n"
+      "the machine is told as its path.");
+  command->callback(
+      [&chosen, options] { chosen = [options](Session& session) { PrintIcon(session, *options); }; });
+}
+
+}  // namespace host

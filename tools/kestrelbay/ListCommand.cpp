@@ -1,0 +1,126 @@
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <span>
+
+#include "Command.h"
+#include "KestrelbayGeneralSDK.h"
+#include "Messages.h"
+#include "Table.h"
+
+namespace host {
+namespace {
+
+constexpr std::string_view kPictureStart = "data:image/png;base64,";
+
+/** The list of one scan; given back when it goes. */
+class Inventory {
+ public:
+  explicit Inventory(bool includeIcons) { GetInstalledAppList(&entries, &count, includeIcons); }
+  ~Inventory() { ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count)); }
+  Inventory(const Inventory&) = delete;
+  Inventory& operator=(const Inventory&) = delete;
+
+  std::span<const InstalledAppEntry> Apps() const { return {entries, count}; }
+
+ private:
+  InstalledAppEntry* entries = nullptr;
+  std::uint32_t count = 0;
+};
+
+nlohmann::ordered_json ToJson(const InstalledAppEntry& app) {
+  return {{"displayName", app.displayName},
+          {"installLocation", app.installLocation},
+          {"displayVersion", app.displayVersion},
+          {"displayIcon", app.displayIcon},
+          {"iconText", app.iconText},
+          {"installDate", app.installDate},
+          {"lastWriteTime", app.lastWriteTime},
+          {"architecture", app.architecture}};
+}
+
+/** One object a line, so that a list of any length is written as it goes. */
+void PrintJson(Output& out, std::span<const InstalledAppEntry> apps) {
+  std::string_view before = "[\n  ";
+  for (const InstalledAppEntry& app : apps) {
+    out.Write(before);
+    out.WriteJson(ToJson(app));
+    before = ",\n  ";
+  }
+  out.Write(apps.empty() ? "[]\n" : "\n]\n");
+}
+
+std::string ArchitectureName(std::int32_t architecture) {
+  if (architecture == 1) return "x86";
+  return architecture == 2 ? "x64" : "";
+}
+
+/** The usual YYYYMMDD with its parts set apart; anything else is shown as it is registered. */
+std::string DateText(std::string date) {
+  const bool usual =
+      date.size() == 8 && std::all_of(date.begin(), date.end(), [](char c) { return c >= '0' && c <= '9'; });
+  return usual ? date.insert(6, "-").insert(4, "-") : date;
+}
+
+std::string IconSummary(std::string_view iconText) {
+  return iconText.starts_with(kPictureStart) ? "PNG" : std::string(iconText);
+}
+
+/** Cells for the table: what COLUMNS says, else the terminal's width, else as many as it takes. */
+int TableColumns() {
+  int columns = 0;
+  if (const char* wish = std::getenv("COLUMNS")) {
+    std::from_chars(wish, wish + std::string_view(wish).size(), columns);
+  }
+  if (columns > 0) return columns;
+  if (!IsTerminal(Stream::Out)) return 0;
+  return TerminalColumns() > 0 ? TerminalColumns() : 80;
+}
+
+Table MakeTable(std::span<const InstalledAppEntry> apps, bool withIcons) {
+  std::vector<Column> columns{{"Name", true}, {"Version", true}, {"Arch", false}, {"Installed", true}};
+  if (withIcons) columns.push_back({"Icon", true});
+  columns.push_back({"Location", true});
+  Table table(columns);
+  for (const InstalledAppEntry& app : apps) {
+    std::vector<std::string> cells{app.displayName, app.displayVersion, ArchitectureName(app.architecture),
+                                   DateText(app.installDate)};
+    if (withIcons) cells.push_back(IconSummary(app.iconText));
+    cells.push_back(app.installLocation);
+    table.AddRow(std::move(cells));
+  }
+  return table;
+}
+
+std::string CountLine(std::size_t count) {
+  if (count == 0) return "No applications.\n";
+  return std::to_string(count) + (count == 1 ? " application.\n" : " applications.\n");
+}
+
+void PrintList(Session& session, bool includeIcons) {
+  const Inventory inventory(includeIcons);
+  if (session.json) return PrintJson(session.out, inventory.Apps());
+  if (!inventory.Apps().empty()) {
+    MakeTable(inventory.Apps(), includeIcons).Print(session.out, {TableColumns(), UsesColour(Stream::Out)});
+    session.out.Write("\n");
+  }
+  session.out.Write(CountLine(inventory.Apps().size()));
+}
+
+}  // namespace
+
+void AddList(CLI::App& app, Command& chosen) {
+  CLI::App* command = app.add_subcommand("list", "List the installed applications");
+  auto icons = std::make_shared<bool>(false);
+  command->add_flag("--icons", *icons, "Draw the icons of executables as well, which takes longer");
+  command->footer(
+      "The table is as wide as COLUMNS says, else as the terminal is; longer texts end in an ellipsis. Into\n"
+      "a file or a pipe nothing is cut. Control characters are shown as pictures. With --json each entry "
+      "has\n"
+      "the fields of the C record, in the same order.");
+  command->callback([&chosen, icons] { chosen = [icons](Session& session) { PrintList(session, *icons); }; });
+}
+
+}  // namespace host

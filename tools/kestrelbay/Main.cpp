@@ -1,0 +1,122 @@
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+
+#include "Command.h"
+#include "Failure.h"
+#include "Host.h"
+#include "KestrelbayGeneralSDK.h"
+#include "Messages.h"
+#include "Progress.h"
+
+namespace host {
+namespace {
+
+struct Options {
+  std::optional<std::string> machine;
+  bool json = false;
+  bool log = false;
+};
+
+/** What is known of a command line once it is read. */
+struct Request {
+  Options options;
+  Command command;
+  /** Wanted instead of a command: the help or the version. */
+  std::string text;
+};
+
+void Describe(CLI::App& app, Request& request) {
+  app.add_option("--machine", request.options.machine, "Act on the simulated machine there (not on Windows)")
+      ->type_name("DIR");
+  app.add_flag("--json", request.options.json, "Print JSON, for a program to read");
+  app.add_flag("--log", request.options.log, "Print the library's log on standard error");
+  app.set_version_flag("--version", "kestrelbay " KESTRELBAY_VERSION, "Print the version and exit");
+  app.footer(
+      "Options may stand before or after the command. Without --machine the sample machine is used, and not\n"
+      "changed; on Windows, this computer.\n"
+      "Exit status: 0 done, 1 refused or failed, 2 wrong usage.");
+  app.allow_windows_style_options(false);
+  app.fallthrough();
+  app.require_subcommand(1);
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+  app.get_formatter()->label("Subcommands", "Commands");
+  for (AddCommand* add : kCommands) add(app, request.command);
+}
+
+/** A parser's message has several lines at times, and says nothing of help. */
+Failure UsageFailure(const CLI::App& app, const CLI::ParseError& error) {
+  std::string line = app.get_subcommands().empty() &&
+                             error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError)
+                         ? "no command given"
+                         : error.what();
+  std::replace(line.begin(), line.end(), '\n', ' ');
+  return Failure(line + "; see kestrelbay --help", kWrongUsage);
+}
+
+Request Read(std::vector<std::string> arguments) {
+  Request request;
+  CLI::App app("What is installed on a machine, as an application store sees it.", "kestrelbay");
+  Describe(app, request);
+  std::reverse(arguments.begin(), arguments.end());
+  try {
+    app.parse(std::move(arguments));
+  } catch (const CLI::Success& wish) {
+    std::ostringstream text;
+    app.exit(wish, text, text);
+    request.text = text.str();
+  } catch (const CLI::ParseError& error) {
+    throw UsageFailure(app, error);
+  }
+  return request;
+}
+
+void Open(const Options& options) {
+  // The library has nowhere to log to until it is told, and that comes before any other call.
+  InitDllLogger(options.log ? ReportLog : [](const char*, std::int32_t, const char*) {});
+  Progress progress("Reading the machine");
+  LoadObserver observer;
+  observer.progress = [&](std::uint64_t done, std::uint64_t all) { progress.Update(done, all); };
+  observer.warning = [&](const std::string& line) {
+    progress.Erase();
+    ReportWarning(line);
+  };
+  OpenMachine(options.machine, observer);
+}
+
+void Run(std::vector<std::string> arguments) {
+  const Request request = Read(std::move(arguments));
+  Output out;
+  if (request.text.empty()) {
+    Open(request.options);
+    Session session{request.options.json, out};
+    request.command(session);
+  } else {
+    out.Write(request.text);
+  }
+  out.Flush();
+}
+
+int RunToStatus(std::vector<std::string> arguments) {
+  try {
+    Run(std::move(arguments));
+    return kDone;
+  } catch (const Failure& failure) {
+    ReportError(failure.what());
+    return failure.status;
+  } catch (const std::exception& error) {
+    ReportError(std::string("stopped: ") + error.what());
+    return kFailed;
+  }
+}
+
+}  // namespace
+}  // namespace host
+
+int main(int argc, char** argv) {
+  const int status = host::RunToStatus(host::Start(argc, argv));
+  // Nothing waits for the library's workers, so one may still be ending: it must find all objects alive.
+  std::_Exit(status);
+}

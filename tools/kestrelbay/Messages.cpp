@@ -1,0 +1,61 @@
+#include "Messages.h"
+
+#include <cstdlib>
+#include <string>
+
+#include "DisplayText.h"
+
+namespace host {
+namespace {
+
+constexpr std::string_view kRed = "\x1b[31m";
+constexpr std::string_view kYellow = "\x1b[33m";
+constexpr std::string_view kDim = "\x1b[2m";
+constexpr std::string_view kPlain = "\x1b[0m";
+
+std::string Coloured(std::string_view text, std::string_view colour) {
+  if (!UsesColour(Stream::Error)) return std::string(text);
+  return std::string(colour).append(text).append(kPlain);
+}
+
+void WriteLine(std::string line) {
+  line += '\n';
+  // Nobody is left to be told that standard error cannot be written.
+  std::string reason;
+  Write(Stream::Error, line, reason);
+}
+
+std::string_view LevelName(std::int32_t level) {
+  switch (level) {
+    case 2:
+      return "debug";
+    case 3:
+      return "info";
+    case 4:
+      return "warning";
+    case 5:
+      return "error";
+    default:
+      return "other";
+  }
+}
+
+}  // namespace
+
+bool UsesColour(Stream stream) {
+  const char* refused = std::getenv("NO_COLOR");
+  return (refused == nullptr || *refused == '\0') && IsTerminal(stream) && CanColour(stream);
+}
+
+void ReportError(std::string_view line) { WriteLine(Coloured("kestrelbay:", kRed) + " " + Printable(line)); }
+
+void ReportWarning(std::string_view line) {
+  WriteLine(Coloured("kestrelbay:", kYellow) + " " + Printable(line));
+}
+
+void ReportLog(const char* file, std::int32_t level, const char* text) {
+  const std::string line = std::string(LevelName(level)) + ' ' + Printable(file) + ' ' + Printable(text);
+  WriteLine(Coloured(line, level == 5 ? kRed : kDim));
+}
+
+}  // namespace host

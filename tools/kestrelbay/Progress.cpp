@@ -1,0 +1,52 @@
+#include "Progress.h"
+
+#include <algorithm>
+
+#include "Host.h"
+
+namespace host {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kPatience{300};
+constexpr std::chrono::milliseconds kBetweenDraws{100};
+constexpr int kBarCells = 30;
+constexpr int kPercentCells = 7;
+
+void WriteError(std::string_view text) {
+  std::string reason;
+  Write(Stream::Error, text, reason);
+}
+
+std::string Bar(double share, int cells) {
+  const auto full = static_cast<std::size_t>(share * cells);
+  return std::string(full, '#') + std::string(static_cast<std::size_t>(cells) - full, '.');
+}
+
+}  // namespace
+
+Progress::Progress(std::string_view name)
+    : job(name), possible(IsTerminal(Stream::Error)), nextDraw(steady_clock::now() + kPatience) {}
+
+Progress::~Progress() { Erase(); }
+
+void Progress::Update(std::uint64_t done, std::uint64_t all) {
+  if (!possible || all == 0 || steady_clock::now() < nextDraw) return;
+  const double share = std::min(1.0, static_cast<double>(done) / static_cast<double>(all));
+  // A line that reached the last column could not be taken back whole.
+  const int columns = TerminalColumns() > 0 ? TerminalColumns() : 80;
+  const int barCells = std::min(kBarCells, columns - static_cast<int>(job.size()) - kPercentCells - 2);
+  const std::string bar = barCells > 0 ? " " + Bar(share, barCells) : "";
+  WriteError("\r" + job + bar + " " + std::to_string(static_cast<int>(share * 100)) + " %");
+  drawn = true;
+  nextDraw = steady_clock::now() + kBetweenDraws;
+}
+
+void Progress::Erase() {
+  if (!drawn) return;
+  WriteError("\r\x1b[K");
+  drawn = false;
+}
+
+}  // namespace host

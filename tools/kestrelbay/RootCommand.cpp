@@ -1,0 +1,39 @@
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "Command.h"
+#include "DisplayText.h"
+#include "Failure.h"
+#include "Host.h"
+#include "KestrelbayGeneralSDK.h"
+
+namespace host {
+namespace {
+
+void PrintRoot(Session& session, std::uint32_t mode) {
+  std::vector<char> buffer(32 * 1024);
+  auto size = static_cast<std::int32_t>(buffer.size());
+  GetRootDir(buffer.data(), &size, mode);
+  const std::string root = FromAnsi(buffer.data());
+  if (root.empty()) throw Failure("the machine does not tell the folder; see the log with --log");
+  if (session.json) {
+    session.out.WriteJson({{"root", root}});
+    session.out.Write("\n");
+  } else {
+    session.out.Write(Printable(root) + "\n");
+  }
+}
+
+}  // namespace
+
+void AddRoot(CLI::App& app, Command& chosen) {
+  CLI::App* command = app.add_subcommand("root", "Print the folder that the library takes for its host's");
+  auto mode = std::make_shared<std::uint32_t>(2);
+  command->add_option("--mode", *mode, "1 the current folder, 2 the folder of the program")
+      ->check(CLI::Range(1, 2))
+      ->capture_default_str();
+  command->callback([&chosen, mode] { chosen = [mode](Session& session) { PrintRoot(session, *mode); }; });
+}
+
+}  // namespace host

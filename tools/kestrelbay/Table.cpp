@@ -1,0 +1,100 @@
+#include "Table.h"
+
+#include <algorithm>
+#include <span>
+
+#include "DisplayText.h"
+
+namespace host {
+namespace {
+
+constexpr int kGapCells = 2;
+/** A flexible column of fewer cells than this says too little. */
+constexpr int kNarrowestCells = 8;
+/** Where lines may be of any length, one long text must not push all the others far to the right. */
+constexpr int kWidestPadding = 40;
+
+/** Cells that are left for the flexible columns among the first `widths.size()` columns. */
+int CellsForFlexible(std::span<const Column> columns, std::span<const int> widths, int lineCells) {
+  int left = lineCells - kGapCells * (static_cast<int>(widths.size()) - 1);
+  for (std::size_t i = 0; i < widths.size(); ++i) {
+    if (!columns[i].flexible) left -= widths[i];
+  }
+  return left;
+}
+
+/** Narrows the widest of them, so that all take `cells` together. */
+void ShareOut(std::vector<int*> flexible, int cells) {
+  std::sort(flexible.begin(), flexible.end(), [](const int* a, const int* b) { return *a < *b; });
+  for (auto left = static_cast<int>(flexible.size()); int* width : flexible) {
+    *width = std::min(*width, cells / left--);
+    cells -= *width;
+  }
+}
+
+int SmallestNeed(std::span<const Column> columns, std::span<const int> widths) {
+  int need = 0;
+  for (std::size_t i = 0; i < widths.size(); ++i) {
+    if (columns[i].flexible) need += std::min(widths[i], kNarrowestCells);
+  }
+  return need;
+}
+
+/** Widths of the columns that are shown. */
+std::vector<int> FitColumns(std::span<const Column> columns, std::vector<int> widths, int lineCells) {
+  while (widths.size() > 1 && CellsForFlexible(columns, widths, lineCells) < SmallestNeed(columns, widths)) {
+    widths.pop_back();
+  }
+  std::vector<int*> flexible;
+  for (std::size_t i = 0; i < widths.size(); ++i) {
+    if (columns[i].flexible) flexible.push_back(&widths[i]);
+  }
+  ShareOut(flexible, std::max(1, CellsForFlexible(columns, widths, lineCells)));
+  return widths;
+}
+
+std::string Line(std::span<const std::string> cells, std::span<const int> widths, bool mayCut) {
+  std::string line;
+  std::size_t gap = 0;
+  for (std::size_t i = 0; i < widths.size(); ++i) {
+    if (cells[i].empty()) {
+      gap += static_cast<std::size_t>(widths[i] + kGapCells);
+      continue;
+    }
+    const std::string text = mayCut ? CutToWidth(cells[i], widths[i]) : cells[i];
+    line.append(gap, ' ').append(text);
+    gap = static_cast<std::size_t>(std::max(0, widths[i] - DisplayWidth(text)) + kGapCells);
+  }
+  return line;
+}
+
+}  // namespace
+
+Table::Table(std::vector<Column> wanted) : columns(std::move(wanted)) {
+  for (const Column& column : columns) widest.push_back(DisplayWidth(column.title));
+}
+
+void Table::AddRow(std::vector<std::string> cells) {
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    cells[i] = Printable(cells[i]);
+    widest[i] = std::max(widest[i], DisplayWidth(cells[i]));
+  }
+  rows.push_back(std::move(cells));
+}
+
+void Table::Print(Output& out, TableStyle style) const {
+  const bool mayCut = style.columns > 0;
+  std::vector<int> widths = widest;
+  if (mayCut) {
+    widths = FitColumns(columns, widths, style.columns);
+  } else {
+    for (int& width : widths) width = std::min(width, kWidestPadding);
+  }
+  std::vector<std::string> titles;
+  for (const Column& column : columns) titles.push_back(column.title);
+  const std::string heading = Line(titles, widths, mayCut);
+  out.Write(style.colour ? "\x1b[1m" + heading + "\x1b[0m\n" : heading + "\n");
+  for (const std::vector<std::string>& row : rows) out.Write(Line(row, widths, mayCut) + "\n");
+}
+
+}  // namespace host
