@@ -1,0 +1,103 @@
+#!/usr/bin/env python3
+"""Checks that the three places that list the exports agree: the header, the .def file and the binary.
+
+For a DLL also that it imports from Windows' own DLLs and log.dll alone.
+
+usage: check-exports.py HEADER DEF LIBRARY SYMBOL-TOOL | --self-test
+The symbol tool is nm for a shared object and objdump for a DLL.
+"""
+
+import pathlib
+import re
+import subprocess
+import sys
+
+from sources import expect, finish
+
+ALLOWED_DLLS = {
+    "advapi32.dll", "comctl32.dll", "crypt32.dll", "dxgi.dll", "gdi32.dll", "gdiplus.dll", "kernel32.dll",
+    "log.dll", "msvcrt.dll", "ole32.dll", "shell32.dll", "user32.dll",
+}
+
+
+def names_in_header(text):
+    without_comments = re.sub(r"/\*.*?\*/|//[^\n]*|^\s*#[^\n]*", "", text, flags=re.DOTALL | re.MULTILINE)
+    return set(re.findall(r"KESTRELBAY_API\s+[\w\s*]+?\b(\w+)\s*\(", without_comments))
+
+
+def names_in_definition(text):
+    return set(re.findall(r"^\s+(\w+)\s*$", text.partition("EXPORTS")[2], re.MULTILINE))
+
+
+def names_in_shared_object(text):
+    """From `nm -D --defined-only`: address, kind, name; version nodes (A) are not symbols."""
+    lines = (line.split() for line in text.splitlines())
+    return {fields[2].partition("@")[0] for fields in lines if len(fields) == 3 and fields[1] != "A"}
+
+
+def names_in_dll(text):
+    """From `objdump -p`: the rows of the name table, "[ordinal] name" or "[ordinal] +base[...] rva name"."""
+    table = text.partition("[Ordinal/Name Pointer] Table")[2].partition("\n\n")[0]
+    return set(re.findall(r"^\s*\[\s*\d+\].*?(\S+)\s*$", table, re.MULTILINE))
+
+
+def imports_of_dll(text):
+    return {name.lower() for name in re.findall(r"DLL Name: (\S+)", text)}
+
+
+def compare(place, names, other_place, other_names):
+    for name in sorted(names - other_names):
+        yield f"{name}: in {place}, but not in {other_place}"
+    for name in sorted(other_names - names):
+        yield f"{name}: in {other_place}, but not in {place}"
+
+
+def check_texts(header, definition, binary, is_dll):
+    exports = names_in_header(header)
+    problems = list(compare("the header", exports, "the .def file", names_in_definition(definition)))
+    in_binary = names_in_dll(binary) if is_dll else names_in_shared_object(binary)
+    problems += compare("the header", exports, "the library", in_binary)
+    if is_dll:
+        foreign = sorted(imports_of_dll(binary) - ALLOWED_DLLS)
+        problems += [f"{name}: the library needs it, and a machine may not have it" for name in foreign]
+    return problems, len(exports)
+
+
+def check(header, definition, library, tool):
+    is_dll = library.endswith(".dll")
+    options = ["-p"] if is_dll else ["-D", "--defined-only"]
+    binary = subprocess.run([tool, *options, library], check=True, capture_output=True, text=True).stdout
+    read = lambda name: pathlib.Path(name).read_text(encoding="utf-8")
+    return check_texts(read(header), read(definition), binary, is_dll)
+
+
+def self_test():
+    header = (
+        "#define KESTRELBAY_API\n/* KESTRELBAY_API void Old(void); */\n"
+        "KESTRELBAY_API void One(int a);\nKESTRELBAY_API const char* Two(\n    void);\n"
+    )
+    definition = "LIBRARY L\nEXPORTS\n  One\n  Two\n"
+    shared = "0000000000001000 T One\n0000000000001010 T Two\n0000000000000000 A BASE\n"
+    dll = (
+        "\tDLL Name: KERNEL32.dll\n\tDLL Name: log.dll\n"
+        "[Ordinal/Name Pointer] Table\n\t[   0] One\n\t[   1] Two\n\nother\n\t[   2] Three\n"
+    )
+    fixtures = [
+        ("agreement", (header, definition, shared, False), []),
+        ("agreement of a DLL", (header, definition, dll, True), []),
+        ("missing in .def", (header, "EXPORTS\n  One\n", shared, False), ["Two: in the header, but not in the .def"]),
+        ("extra in .def", (header, definition + "  Three\n", shared, False), ["Three: in the .def file"]),
+        ("extra symbol", (header, definition, shared + "00 W _ZdlPv\n", False), ["_ZdlPv: in the library"]),
+        ("missing symbol", (header, definition, shared[:27], False), ["Two: in the header, but not in the library"]),
+        ("extra in the DLL", (header, definition, dll.replace("Two\n", "Two\n\t[   2] Three\n"), True), ["Three: in the lib"]),
+        ("foreign DLL", (header, definition, "\tDLL Name: libstdc++-6.dll\n" + dll, True), ["libstdc++-6.dll: the library needs"]),
+    ]
+    for name, texts, fragments in fixtures:
+        expect(name, check_texts(*texts)[0], *fragments)
+    finish([], len(fixtures))
+
+
+if __name__ == "__main__":
+    if sys.argv[1:] == ["--self-test"]:
+        self_test()
+    finish(*check(*sys.argv[1:]))
