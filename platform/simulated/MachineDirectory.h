@@ -6,17 +6,12 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <stdexcept>
+#include <string>
 
 #include "simulated/Machine.h"
+#include "simulated/MachineError.h"
 
 namespace simulated {
-
-/** Why a machine cannot be used: what() is one line that names the place and says what to do. */
-class MachineError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 /** Whether what is changed on the machine is kept in its directory. */
 enum class Changes { Lasting, Discarded };
@@ -25,7 +20,10 @@ enum class Changes { Lasting, Discarded };
 struct LoadObserver {
   /** A share of the load is done: bytes read so far, and bytes in all. */
   std::function<void(std::uint64_t doneBytes, std::uint64_t allBytes)> progress;
-  /** One line on something that is left out while the rest loads, such as a damaged user hive. */
+  /**
+   * One line on something that is left out while the rest loads, such as a damaged user hive. A volume's keys
+   * are read when they are first looked at: for damage found then, it is called later and on another thread.
+   */
   std::function<void(const std::string& line)> warning;
 };
 

@@ -1,0 +1,71 @@
+/**
+ * Reads registration files: "Windows Registry Editor Version 5.00" as Windows exports them, and "REGEDIT4".
+ *
+ * A file is UTF-16LE or UTF-8; a REGEDIT4 file without a byte order mark is Windows-1252. Lines end in CRLF
+ * or LF. Bytes are kept as they are written, also where a text has no final NUL or half a character; a
+ * registry editor would repair these on import, but a real registry holds them. In a REGEDIT4 file the bytes
+ * of hex(1), hex(2) and hex(7) are narrow text and are widened.
+ *
+ * A comment line ";LastWriteTime=<decimal FILETIME>" right under a [key] line is that key's last write time.
+ */
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "platform/Types.h"
+#include "simulated/MachineError.h"
+#include "simulated/RegistryTree.h"
+
+namespace simulated {
+
+/** Windows' own limit. */
+inline constexpr std::size_t kMaxValueNameChars = 16383;
+
+/** Told what a file says, in the file's order. Views are good during the call. */
+class RegFileSink {
+ public:
+  virtual ~RegFileSink() = default;
+  /**
+   * [path]: the values that follow belong to this key.
+   * @param path           whole, under the long name of a predefined key, no part empty
+   * @param lastWriteTime  empty where the file does not say
+   * @throws std::length_error for a path that Windows does not allow, which the reader turns into its own
+   * error
+   */
+  virtual void OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) = 0;
+  /** [-path]: the key and all below it go; no value follows. */
+  virtual void DeleteKey(std::u16string_view path) = 0;
+  /** @param name empty for the unnamed value */
+  virtual void SetValue(std::u16string_view name, platform::DWORD type,
+                        std::span<const std::uint8_t> bytes) = 0;
+  virtual void DeleteValue(std::u16string_view name) = 0;
+  /** So many of the file's bytes are read: called now and then. */
+  virtual void Progress(std::size_t doneBytes) { static_cast<void>(doneBytes); }
+};
+
+/**
+ * Reads a whole file from memory.
+ * @param fileName  stands before the line number in what an error says
+ * @throws MachineError "file:line: what is wrong; what to do"; the sink has then been told what came before
+ */
+void ParseRegFile(std::span<const std::uint8_t> bytes, const std::string& fileName, RegFileSink& sink);
+
+/** Puts what a file says into a registry; what is made there is not kept on disk. */
+class RegistryMerger : public RegFileSink {
+ public:
+  explicit RegistryMerger(RegistryTree& registry) : registry_(registry) {}
+  void OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) override;
+  void DeleteKey(std::u16string_view path) override;
+  void SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes) override;
+  void DeleteValue(std::u16string_view name) override;
+
+ private:
+  RegistryTree& registry_;
+  Key* key_ = nullptr;
+};
+
+}  // namespace simulated

@@ -1,0 +1,39 @@
+/** The characters of a registration file, whatever its encoding. */
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace simulated {
+
+/** A file's text, its byte order mark left out. `view` points into `decoded` or into the file's bytes. */
+struct RegFileText {
+  RegFileText() = default;
+  RegFileText(const RegFileText&) = delete;
+  RegFileText& operator=(const RegFileText&) = delete;
+
+  std::u16string decoded;
+  std::u16string_view view;
+  /** Bytes of the file for each character of the view, for telling progress. */
+  double bytesPerChar = 1;
+};
+
+/** @throws MachineError "file:line: ..." where the bytes are no text */
+void DecodeRegFile(std::span<const std::uint8_t> bytes, const std::string& fileName, RegFileText& text);
+
+/** Windows-1252, which leaves five bytes undefined and Windows maps to the control characters of that number.
+ */
+char16_t WideFromAnsi(std::uint8_t byte);
+
+/**
+ * Appends UTF-8 as UTF-16.
+ * @return how many of the bytes are valid and were appended: all of them, unless one is wrong
+ */
+std::size_t AppendUtf8(std::string_view text, std::u16string& wide);
+
+/** UTF-16 as UTF-8 for a message; a lone surrogate becomes U+FFFD. */
+std::string ForMessage(std::u16string_view wide);
+
+}  // namespace simulated

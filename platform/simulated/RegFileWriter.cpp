@@ -1,0 +1,139 @@
+#include "simulated/RegFileWriter.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <stdexcept>
+
+namespace simulated {
+namespace {
+
+using platform::DWORD;
+using ByteSpan = std::span<const std::uint8_t>;
+
+static_assert(std::endian::native == std::endian::little, "the file is written as it stands in memory");
+
+constexpr DWORD kRegSz = 1, kRegBinary = 3, kRegDword = 4;
+// As Windows breaks its lines: before the column where the next byte and a backslash would pass it.
+constexpr std::size_t kLineChars = 77;
+
+/** Whether the bytes are whole characters, end in their only NUL, and have no line end to be mangled. */
+bool IsPlainText(ByteSpan bytes, std::u16string& text) {
+  if (bytes.size() < 2 || bytes.size() % 2 != 0) return false;
+  text.resize(bytes.size() / 2);
+  std::memcpy(text.data(), bytes.data(), bytes.size());
+  if (text.back() != 0) return false;
+  text.pop_back();
+  return std::ranges::none_of(text, [](char16_t unit) { return unit < 0x20; });
+}
+
+std::u16string HexNumber(std::uint32_t number, std::size_t digits) {
+  std::u16string text(digits, u'0');
+  for (std::size_t i = digits; i-- > 0; number >>= 4) text[i] = u"0123456789abcdef"[number & 15];
+  return text;
+}
+
+std::u16string HexType(DWORD type) {
+  const std::u16string digits = HexNumber(type, 8);
+  return digits.substr(std::min(digits.find_first_not_of(u'0'), digits.size() - 1));
+}
+
+std::u16string Decimal(std::uint64_t number) {
+  const std::string digits = std::to_string(number);
+  return {digits.begin(), digits.end()};
+}
+
+}  // namespace
+
+RegFileWriter::RegFileWriter() : text_(u"\xFEFFWindows Registry Editor Version 5.00\r\n") {}
+
+void RegFileWriter::OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) {
+  KeyLine(u"[", path);
+  if (lastWriteTime) Line(u";LastWriteTime=" + Decimal(*lastWriteTime));
+}
+
+void RegFileWriter::DeleteKey(std::u16string_view path) { KeyLine(u"[-", path); }
+
+void RegFileWriter::SetValue(std::u16string_view name, DWORD type, ByteSpan bytes) {
+  Name(name);
+  std::u16string text;
+  if (type == kRegSz && IsPlainText(bytes, text)) {
+    Quoted(text);
+  } else if (type == kRegDword && bytes.size() == 4) {
+    std::uint32_t number = 0;
+    std::memcpy(&number, bytes.data(), sizeof number);
+    text_ += u"dword:" + HexNumber(number, 8);
+  } else {
+    Hex(type, bytes);
+  }
+  Line(u"");
+}
+
+void RegFileWriter::DeleteValue(std::u16string_view name) {
+  Name(name);
+  Line(u"-");
+}
+
+ByteSpan RegFileWriter::Bytes() const {
+  return {reinterpret_cast<const std::uint8_t*>(text_.data()), text_.size() * sizeof(char16_t)};
+}
+
+void RegFileWriter::KeyLine(std::u16string_view bracket, std::u16string_view path) {
+  if (path.find_first_of(u"\r\n") != path.npos)
+    throw std::length_error("a key's name holds a line end, which no registration file can express");
+  Line(u"");
+  text_ += bracket;
+  text_ += path;
+  Line(u"]");
+}
+
+void RegFileWriter::Line(std::u16string_view line) {
+  text_ += line;
+  text_ += u"\r\n";
+}
+
+void RegFileWriter::Name(std::u16string_view name) {
+  if (name.empty())
+    text_ += u'@';
+  else
+    Quoted(name);
+  text_ += u'=';
+}
+
+void RegFileWriter::Quoted(std::u16string_view text) {
+  text_ += u'"';
+  for (const char16_t unit : text) {
+    if (unit == u'"' || unit == u'\\') text_ += u'\\';
+    text_ += unit;
+  }
+  text_ += u'"';
+}
+
+void RegFileWriter::Hex(DWORD type, ByteSpan bytes) {
+  const std::size_t lineStart = text_.rfind(u'\n') + 1;
+  text_ += type == kRegBinary ? u"hex" : u"hex(" + HexType(type) + u")";
+  text_ += u':';
+  std::size_t column = text_.size() - lineStart;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (i != 0) text_ += u',';
+    if (i != 0 && (column += 3) > kLineChars) {
+      text_ += u"\\\r\n  ";
+      column = 2;
+    }
+    text_ += HexNumber(bytes[i], 2);
+  }
+}
+
+void WriteKeys(Key& key, const std::u16string& path, RegFileSink& sink) {
+  sink.OpenKey(path, key.lastWriteTime == 0 ? std::nullopt : std::optional(key.lastWriteTime));
+  for (std::size_t i = 0; i < key.ValueCount(); ++i) {
+    const ValueView value = key.ValueAt(i);
+    sink.SetValue(value.name, value.type, value.bytes);
+  }
+  for (std::size_t i = 0; i < key.SubKeyCount(); ++i) {
+    Key& subKey = key.SubKeyAt(i);
+    WriteKeys(subKey, path + u'\\' + subKey.Name(), sink);
+  }
+}
+
+}  // namespace simulated
