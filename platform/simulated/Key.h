@@ -5,8 +5,8 @@
  * character at a time, compared by code unit. A key may be filled only when it is first looked into, so that
  * a volume's hives cost what is read of them and no more.
  *
- * Keys are owned by their parent and keep their address until they are deleted. They take no lock: the
- * registry that owns the tree does.
+ * Keys are owned by their parent and keep their address until they are deleted; an open handle keeps a
+ * deleted key, though empty of meaning, in memory. They take no lock: the registry that owns the tree does.
  */
 #pragma once
 
@@ -24,6 +24,11 @@ namespace simulated {
 
 /** One UTF-16 code unit upper-cased as the registry does it: by itself, whatever stands around it. */
 char16_t UpperCase(char16_t unit);
+/** Below, above or equal to 0: the registry's order of names, without regard to case. */
+int CompareNames(std::u16string_view left, std::u16string_view right);
+bool SameName(std::u16string_view left, std::u16string_view right);
+
+class NamePool;
 
 /** A value as it is stored; the views are good until the key changes. */
 struct ValueView {
@@ -32,9 +37,12 @@ struct ValueView {
   std::span<const std::uint8_t> bytes;
 };
 
-class Key {
+class Key : public std::enable_shared_from_this<Key> {
  public:
   using Filler = std::function<void(Key&)>;
+  /** Windows' own limits: characters of a name, and keys above one another. */
+  static constexpr std::size_t kLongestName = 255;
+  static constexpr std::size_t kDeepestLevel = 512;
 
   explicit Key(std::u16string_view name, Key* parent = nullptr);
   ~Key();
@@ -50,7 +58,10 @@ class Key {
   std::size_t SubKeyCount();
   Key& SubKeyAt(std::size_t index);
   Key* FindSubKey(std::u16string_view name);
-  /** The sub key of that name, made if need be. */
+  /**
+   * The sub key of that name, made if need be.
+   * @throws std::length_error for a name that is empty or too long, or a key too deep, for Windows
+   */
   Key& CreateSubKey(std::u16string_view name);
   /** Removes the sub key and all below it. @return false where there is none */
   bool RemoveSubKey(std::u16string_view name);
@@ -60,8 +71,11 @@ class Key {
   ValueView ValueAt(std::size_t index);
   /** @param name empty for the unnamed value @return false where there is none */
   bool FindValue(std::u16string_view name, ValueView& value);
+  /** @param bytes copied; not this key's own, as a view shows them */
   void SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes);
   bool RemoveValue(std::u16string_view name);
+  /** Makes room for that many values at once. */
+  void ReserveValues(std::size_t count, std::size_t bytes);
 
   /** 100-nanosecond steps since 1601-01-01 UTC; 0 where nothing is known. */
   std::uint64_t lastWriteTime = 0;
@@ -69,6 +83,37 @@ class Key {
   platform::DWORD deniedRights = 0;
   /** Raised when the key is taken out of the tree: handles that still refer to it then fail. */
   bool deleted = false;
+
+ private:
+  /** A value in the key's table; its bytes stand in the key's one block. */
+  struct Value {
+    std::uint32_t name;
+    std::uint32_t spelling;
+    platform::DWORD type;
+    std::uint32_t offset;
+    std::uint32_t size;
+  };
+  using Values = std::vector<Value>;
+
+  void Fill();
+  std::size_t PositionOf(std::u16string_view name, bool& found);
+  Values::iterator LocateValue(std::u16string_view name);
+  ValueView ViewOf(const Value& value) const;
+  void DropBytes(const Value& value);
+  void MarkDeleted();
+
+  std::u16string name_;
+  Key* parent_;
+  std::size_t level_;
+  /** The root's own, shared by all keys below it. */
+  std::shared_ptr<NamePool> ownPool_;
+  NamePool* pool_;
+  std::unique_ptr<Filler> filler_;
+  std::vector<std::shared_ptr<Key>> subKeys_;
+  /** Where the next sub key is likely to be asked for: behind the last one found. */
+  std::size_t nextPosition_ = 0;
+  Values values_;
+  std::vector<std::uint8_t> bytes_;
 };
 
 }  // namespace simulated

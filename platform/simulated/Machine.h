@@ -8,7 +8,9 @@
 #pragma once
 
 #include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
 #include "simulated/Clock.h"
 #include "simulated/Drives.h"
@@ -16,10 +18,18 @@
 #include "simulated/Faults.h"
 #include "simulated/Handles.h"
 #include "simulated/Journal.h"
+#include "simulated/KeyHandles.h"
 #include "simulated/Programs.h"
 #include "simulated/RegistryTree.h"
 
 namespace simulated {
+
+/** One record that log.dll was given. */
+struct LogRecord {
+  char level;  ///< 'D', 'I', 'W' or 'E'
+  std::string file;
+  std::string format;
+};
 
 class Machine {
  public:
@@ -29,6 +39,8 @@ class Machine {
 
   /** The machine that port operations act on: an empty one until another is put in its place. */
   static Machine& Current();
+  /** The same, but null where nothing has asked for a machine yet. */
+  static Machine* CurrentOrNull();
   /**
    * Replaces the current machine, whose open registry keys are closed with it. Events and processes belong to
    * the host's process and stay (Handles.h): a library makes events at load, before any machine is chosen.
@@ -43,6 +55,14 @@ class Machine {
   Journal journal;
   Faults faults;
   Clock clock;
+  /** The registry's open keys; guarded by its lock. */
+  KeyHandles keys;
+
+  /** How many registry keys are open, the predefined ones left out. */
+  std::size_t OpenKeys();
+  /** What was given to log.dll so far. */
+  std::vector<LogRecord> LogRecords() const;
+  void AddLogRecord(LogRecord record);
 
   /** Full path of the host's executable, as Windows would tell it. */
   std::u16string hostPath = u"C:\\Program Files\\Host\\host.exe";
@@ -53,6 +73,10 @@ class Machine {
 
   /** Keeps what belongs to the machine alive as long as it lives, such as a directory's lock. */
   std::shared_ptr<void> keepAlive;
+
+ private:
+  mutable std::mutex logLock_;
+  std::vector<LogRecord> log_;
 };
 
 }  // namespace simulated

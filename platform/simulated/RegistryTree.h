@@ -3,7 +3,8 @@
  *
  * Paths are whole, such as u"HKEY_LOCAL_MACHINE\\Software\\App", without regard to case; "HKLM", "HKCU" and
  * "HKU" serve as well. They name keys where they are stored: what the 32-bit view shows stands below
- * Wow6432Node. HKEY_CURRENT_USER is the hive of the machine's user below HKEY_USERS.
+ * Wow6432Node. HKEY_CURRENT_USER is the hive of the machine's user below HKEY_USERS, which is always there,
+ * and HKEY_CLASSES_ROOT is HKEY_LOCAL_MACHINE\\Software\\Classes.
  *
  * Safe for any number of threads: every operation holds the tree's own lock.
  */
@@ -25,6 +26,11 @@ struct RegistryChange {
   std::u16string valueName;
   platform::DWORD type = 0;
   std::vector<std::uint8_t> bytes;
+  /**
+   * FILETIME of the change, 0 where unknown: it becomes the last write time of the key, and for a key that is
+   * made or deleted that of the key above as well.
+   */
+  std::uint64_t time = 0;
 };
 
 class RegistryTree {
@@ -33,8 +39,13 @@ class RegistryTree {
   using Keeper = std::function<platform::LSTATUS(const RegistryChange&)>;
 
   RegistryTree();
+  RegistryTree(const RegistryTree&) = delete;
+  RegistryTree& operator=(const RegistryTree&) = delete;
 
-  /** Builds the machine: keys above are made as needed, an existing value is replaced. No change is kept. */
+  /**
+   * Builds the machine: keys above are made as needed, an existing value is replaced. No change is kept.
+   * @throws std::invalid_argument where the path begins with no predefined key, std::length_error as Key does
+   */
   Key& CreateKey(std::u16string_view path);
   void SetValue(std::u16string_view path, std::u16string_view name, platform::DWORD type,
                 std::span<const std::uint8_t> bytes);
@@ -65,6 +76,17 @@ class RegistryTree {
   const Keeper& GetKeeper() const;
 
   std::recursive_mutex& Lock();
+
+ private:
+  /** The predefined key that `path` begins with, which is cut off it; null for none. */
+  Key* TakeRoot(std::u16string_view& path);
+
+  mutable std::recursive_mutex lock_;
+  Key root_;
+  Key* machine_;
+  Key* users_;
+  std::u16string user_;
+  Keeper keeper_;
 };
 
 }  // namespace simulated

@@ -1,0 +1,118 @@
+#include "simulated/Drives.h"
+
+#include <vector>
+
+#include "simulated/Key.h"
+#include "simulated/WideText.h"
+
+namespace simulated {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool IsSeparator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
+
+/** The names of a path, the drive's first; "." and ".." are resolved and trailing dots and blanks ignored. */
+std::vector<std::u16string_view> NamesOf(std::u16string_view path) {
+  std::vector<std::u16string_view> names;
+  while (!path.empty()) {
+    std::size_t length = 0;
+    while (length < path.size() && !IsSeparator(path[length])) ++length;
+    std::u16string_view name = path.substr(0, length);
+    path.remove_prefix(std::min(length + 1, path.size()));
+    if (name == u"..") {
+      if (names.size() > 1) names.pop_back();
+      continue;
+    }
+    while (!name.empty() && (name.back() == u'.' || name.back() == u' ')) name.remove_suffix(1);
+    if (!name.empty()) names.push_back(name);
+  }
+  return names;
+}
+
+/** The entry of a folder that bears the name in some case; the exact one goes first. */
+std::optional<fs::path> FindEntry(const fs::path& folder, std::u16string_view name) {
+  std::error_code error;
+  const fs::path exact = folder / ToUtf8(name);
+  if (fs::exists(exact, error)) return exact;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    if (SameName(FromUtf8(entry->path().filename().string()), name)) return entry->path();
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::u16string Drives::Normal(std::u16string_view path) {
+  std::u16string normal;
+  for (const auto name : NamesOf(path)) {
+    if (!normal.empty()) normal += u'\\';
+    for (const char16_t unit : name) normal += UpperCase(unit);
+  }
+  return normal;
+}
+
+void Drives::Mount(char16_t letter, fs::path folder) {
+  const std::lock_guard guard(lock_);
+  mounts_.insert_or_assign(UpperCase(letter), std::move(folder));
+}
+
+void Drives::AddFile(std::u16string_view path) {
+  const std::u16string normal = Normal(path);
+  if (const auto last = normal.rfind(u'\\'); last != normal.npos) AddFolder(normal.substr(0, last));
+  const std::lock_guard guard(lock_);
+  files_.insert(normal);
+}
+
+void Drives::AddFolder(std::u16string_view path) {
+  std::u16string normal = Normal(path);
+  const std::lock_guard guard(lock_);
+  while (true) {
+    folders_.insert(normal);
+    const auto last = normal.rfind(u'\\');
+    if (last == normal.npos) return;
+    normal.resize(last);
+  }
+}
+
+void Drives::Remove(std::u16string_view path) {
+  const std::u16string normal = Normal(path);
+  const std::lock_guard guard(lock_);
+  files_.erase(normal);
+  folders_.erase(normal);
+}
+
+bool Drives::Exists(std::u16string_view path) const {
+  const std::u16string normal = Normal(path);
+  {
+    const std::lock_guard guard(lock_);
+    if (files_.contains(normal)) return true;
+  }
+  return IsFolder(path) || OnHost(path).has_value();
+}
+
+bool Drives::IsFolder(std::u16string_view path) const {
+  const std::u16string normal = Normal(path);
+  {
+    const std::lock_guard guard(lock_);
+    if (folders_.contains(normal)) return true;
+  }
+  const auto onHost = OnHost(path);
+  std::error_code error;
+  return onHost && fs::is_directory(*onHost, error);
+}
+
+std::optional<fs::path> Drives::OnHost(std::u16string_view path) const {
+  const std::vector<std::u16string_view> names = NamesOf(path);
+  if (names.empty() || names[0].size() != 2 || names[0][1] != u':') return std::nullopt;
+  std::optional<fs::path> place;
+  {
+    const std::lock_guard guard(lock_);
+    const auto mount = mounts_.find(UpperCase(names[0][0]));
+    if (mount != mounts_.end()) place = mount->second;
+  }
+  for (std::size_t i = 1; place && i < names.size(); ++i) place = FindEntry(*place, names[i]);
+  return place;
+}
+
+}  // namespace simulated

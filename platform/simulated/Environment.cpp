@@ -1,0 +1,42 @@
+#include "simulated/Environment.h"
+
+#include "simulated/Key.h"
+
+namespace simulated {
+
+bool Environment::Less::operator()(std::u16string_view left, std::u16string_view right) const {
+  return CompareNames(left, right) < 0;
+}
+
+Environment::Environment() {
+  Set(u"SystemRoot", u"C:\\Windows");
+  Set(u"SystemDrive", u"C:");
+  Set(u"ProgramFiles", u"C:\\Program Files");
+  Set(u"ProgramFiles(x86)", u"C:\\Program Files (x86)");
+  Set(u"ProgramData", u"C:\\ProgramData");
+}
+
+void Environment::Set(std::u16string_view name, std::u16string_view value) {
+  const std::lock_guard guard(lock_);
+  variables_.insert_or_assign(std::u16string(name), std::u16string(value));
+}
+
+void Environment::Remove(std::u16string_view name) {
+  const std::lock_guard guard(lock_);
+  const auto found = variables_.find(name);
+  if (found != variables_.end()) variables_.erase(found);
+}
+
+void Environment::Clear() {
+  const std::lock_guard guard(lock_);
+  variables_.clear();
+}
+
+std::optional<std::u16string> Environment::Find(std::u16string_view name) const {
+  const std::lock_guard guard(lock_);
+  const auto found = variables_.find(name);
+  if (found == variables_.end()) return std::nullopt;
+  return found->second;
+}
+
+}  // namespace simulated

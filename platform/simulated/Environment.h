@@ -1,0 +1,33 @@
+/** The environment variables of a simulated machine. Names are without regard to case. Thread-safe. */
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace simulated {
+
+class Environment {
+ public:
+  /** The variables that every Windows has: SystemRoot, SystemDrive, ProgramFiles and its like. */
+  Environment();
+
+  void Set(std::u16string_view name, std::u16string_view value);
+  void Remove(std::u16string_view name);
+  /** Removes every variable, those of the beginning too. */
+  void Clear();
+  std::optional<std::u16string> Find(std::u16string_view name) const;
+
+ private:
+  struct Less {
+    using is_transparent = void;
+    bool operator()(std::u16string_view left, std::u16string_view right) const;
+  };
+
+  mutable std::mutex lock_;
+  std::map<std::u16string, std::u16string, Less> variables_;
+};
+
+}  // namespace simulated

@@ -1,0 +1,31 @@
+#include "simulated/Faults.h"
+
+namespace simulated {
+
+void Faults::FailNth(std::size_t n, Extent extent, std::string_view operation) {
+  const std::lock_guard guard(lock_);
+  remaining_ = n;
+  extent_ = extent;
+  operation_ = operation;
+  fired_ = false;
+  armed_ = n > 0;
+}
+
+void Faults::Clear() { armed_ = false; }
+
+bool Faults::Fired() const {
+  const std::lock_guard guard(lock_);
+  return fired_;
+}
+
+bool Faults::Hits(std::string_view operation) {
+  if (!Armed()) return false;
+  const std::lock_guard guard(lock_);
+  if (!operation_.empty() && operation_ != operation) return false;
+  if (remaining_ == 0) return extent_ == Extent::Onwards;
+  if (--remaining_ > 0) return false;
+  fired_ = true;
+  return true;
+}
+
+}  // namespace simulated

@@ -1,0 +1,120 @@
+#include "simulated/Handles.h"
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+
+#include "simulated/Clock.h"
+
+namespace simulated {
+namespace {
+
+constexpr platform::DWORD kForever = 0xFFFFFFFF;
+constexpr platform::DWORD kTimedOut = 258;
+
+using Objects = std::span<const std::shared_ptr<Waitable>>;
+
+/** The index that a wait ends with now; nothing while it has to go on. */
+std::optional<platform::DWORD> TakeSignalled(Objects objects, bool all) {
+  const auto signalled = [](const std::shared_ptr<Waitable>& object) { return object->signalled; };
+  const auto first = std::find_if(objects.begin(), objects.end(), signalled);
+  if (all ? !std::all_of(objects.begin(), objects.end(), signalled) : first == objects.end())
+    return std::nullopt;
+  for (const auto& object : all ? objects : Objects(&*first, 1)) {
+    if (!object->staysSignalled) object->signalled = false;
+  }
+  return all ? 0 : static_cast<platform::DWORD>(first - objects.begin());
+}
+
+}  // namespace
+
+Handles& Handles::Shared() {
+  // Never freed: threads that nobody joins use it until the very end of the process.
+  static Handles& shared = *new Handles;
+  return shared;
+}
+
+platform::HANDLE Handles::Open(std::shared_ptr<Waitable> waitable) {
+  const std::lock_guard guard(lock_);
+  const auto handle = reinterpret_cast<platform::HANDLE>(nextValue_);
+  nextValue_ += 4;
+  open_.emplace(handle, std::move(waitable));
+  return handle;
+}
+
+platform::HANDLE Handles::OpenEvent(Waitable event, bool& made) {
+  std::shared_ptr<Waitable> opened;
+  {
+    const std::lock_guard guard(lock_);
+    if (!event.name.empty()) opened = named_[event.name].lock();
+    made = !opened;
+    if (made) opened = std::make_shared<Waitable>(std::move(event));
+    if (!opened->name.empty()) named_[opened->name] = opened;
+  }
+  return Open(std::move(opened));
+}
+
+bool Handles::Close(platform::HANDLE handle) {
+  const std::lock_guard guard(lock_);
+  const auto found = open_.find(handle);
+  if (found == open_.end()) return false;
+  const std::shared_ptr<Waitable> closed = std::move(found->second);
+  open_.erase(found);
+  if (!closed->name.empty() && closed.use_count() == 1) named_.erase(closed->name);
+  return true;
+}
+
+std::shared_ptr<Waitable> Handles::Find(platform::HANDLE handle) const {
+  const std::lock_guard guard(lock_);
+  const auto found = open_.find(handle);
+  return found == open_.end() ? nullptr : found->second;
+}
+
+std::size_t Handles::OpenCount(Waitable::Kind kind) const {
+  const std::lock_guard guard(lock_);
+  const auto ofKind = [kind](const auto& entry) { return entry.second->kind == kind; };
+  return static_cast<std::size_t>(std::count_if(open_.begin(), open_.end(), ofKind));
+}
+
+void Handles::Signal(Waitable& waitable, bool signalled) {
+  const std::lock_guard guard(lock_);
+  waitable.signalled = signalled;
+  if (signalled) changed_.notify_all();
+}
+
+bool Handles::IsSignalled(const Waitable& waitable) const {
+  const std::lock_guard guard(lock_);
+  return waitable.signalled;
+}
+
+void Handles::SetExitCode(Waitable& process, platform::DWORD exitCode) {
+  const std::lock_guard guard(lock_);
+  process.exitCode = exitCode;
+}
+
+void Handles::Wake() {
+  const std::lock_guard guard(lock_);
+  changed_.notify_all();
+}
+
+platform::DWORD Handles::Wait(Objects objects, bool all, platform::DWORD timeoutMs, const Clock& clock) {
+  std::unique_lock guard(lock_);
+  const std::uint64_t deadlineMs = clock.ElapsedMs() + timeoutMs;
+  while (true) {
+    if (const auto ended = TakeSignalled(objects, all)) return *ended;
+    if (timeoutMs == kForever) {
+      changed_.wait(guard);
+      continue;
+    }
+    const std::uint64_t nowMs = clock.ElapsedMs();
+    if (nowMs >= deadlineMs) return kTimedOut;
+    // A clock of its own wakes the wait when it moves.
+    if (clock.HasOwnTime()) {
+      changed_.wait(guard);
+    } else {
+      changed_.wait_for(guard, std::chrono::milliseconds(deadlineMs - nowMs));
+    }
+  }
+}
+
+}  // namespace simulated

@@ -1,0 +1,164 @@
+#include "simulated/Key.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "simulated/NamePool.h"
+
+namespace simulated {
+
+Key::Key(std::u16string_view name, Key* parent)
+    : name_(name),
+      parent_(parent),
+      level_(parent ? parent->level_ + 1 : 0),
+      ownPool_(parent ? nullptr : std::make_shared<NamePool>()),
+      pool_(parent ? parent->pool_ : ownPool_.get()) {}
+
+Key::~Key() = default;
+
+const std::u16string& Key::Name() const { return name_; }
+
+Key* Key::Parent() const { return parent_; }
+
+void Key::FillLater(Filler filler) { filler_ = std::make_unique<Filler>(std::move(filler)); }
+
+void Key::Fill() {
+  if (!filler_) return;
+  // Taken out first: what fills the key uses the same operations as everyone else.
+  const std::unique_ptr<Filler> filler = std::move(filler_);
+  (*filler)(*this);
+}
+
+std::size_t Key::SubKeyCount() {
+  Fill();
+  return subKeys_.size();
+}
+
+Key& Key::SubKeyAt(std::size_t index) {
+  Fill();
+  return *subKeys_.at(index);
+}
+
+std::size_t Key::PositionOf(std::u16string_view name, bool& found) {
+  found = true;
+  if (nextPosition_ < subKeys_.size() && SameName(subKeys_[nextPosition_]->name_, name)) {
+    return nextPosition_++;
+  }
+  found = false;
+  // Files and hives list keys in this very order, so a new one mostly belongs at the end.
+  if (subKeys_.empty() || CompareNames(subKeys_.back()->name_, name) < 0) return subKeys_.size();
+  const auto position = std::lower_bound(subKeys_.begin(), subKeys_.end(), name,
+                                         [](const std::shared_ptr<Key>& key, std::u16string_view sought) {
+                                           return CompareNames(key->name_, sought) < 0;
+                                         });
+  found = SameName((*position)->name_, name);
+  const auto index = static_cast<std::size_t>(position - subKeys_.begin());
+  if (found) nextPosition_ = index + 1;
+  return index;
+}
+
+Key* Key::FindSubKey(std::u16string_view name) {
+  Fill();
+  bool found = false;
+  const std::size_t position = PositionOf(name, found);
+  return found ? subKeys_[position].get() : nullptr;
+}
+
+Key& Key::CreateSubKey(std::u16string_view name) {
+  Fill();
+  bool found = false;
+  const std::size_t position = PositionOf(name, found);
+  if (found) return *subKeys_[position];
+  if (name.empty() || name.size() > kLongestName)
+    throw std::length_error("a key's name has 1 to 255 characters");
+  if (level_ >= kDeepestLevel) throw std::length_error("keys stand at most 512 levels deep");
+  auto added = std::make_shared<Key>(name, this);
+  return **subKeys_.insert(subKeys_.begin() + static_cast<std::ptrdiff_t>(position), std::move(added));
+}
+
+bool Key::RemoveSubKey(std::u16string_view name) {
+  Fill();
+  bool found = false;
+  const std::size_t position = PositionOf(name, found);
+  if (!found) return false;
+  subKeys_[position]->MarkDeleted();
+  subKeys_.erase(subKeys_.begin() + static_cast<std::ptrdiff_t>(position));
+  nextPosition_ = position;
+  return true;
+}
+
+void Key::MarkDeleted() {
+  deleted = true;
+  parent_ = nullptr;
+  filler_.reset();
+  for (const auto& subKey : subKeys_) subKey->MarkDeleted();
+}
+
+ValueView Key::ViewOf(const Value& value) const {
+  return {pool_->Text(value.spelling), value.type, {bytes_.data() + value.offset, value.size}};
+}
+
+std::size_t Key::ValueCount() {
+  Fill();
+  return values_.size();
+}
+
+ValueView Key::ValueAt(std::size_t index) {
+  Fill();
+  return ViewOf(values_.at(index));
+}
+
+Key::Values::iterator Key::LocateValue(std::u16string_view name) {
+  Fill();
+  if (values_.empty()) return values_.end();
+  const NamePool::Id id = pool_->Find(name);
+  if (id == NamePool::kNone) return values_.end();
+  return std::find_if(values_.begin(), values_.end(), [id](const Value& value) { return value.name == id; });
+}
+
+bool Key::FindValue(std::u16string_view name, ValueView& value) {
+  const auto found = LocateValue(name);
+  if (found == values_.end()) return false;
+  value = ViewOf(*found);
+  return true;
+}
+
+void Key::SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes) {
+  if (bytes_.size() + bytes.size() > UINT32_MAX) throw std::length_error("a key's values hold 4 GiB at most");
+  auto value = LocateValue(name);
+  if (value == values_.end()) {
+    const NamePool::Id spelling = pool_->Add(name);
+    value = values_.insert(values_.end(), {pool_->NameOf(spelling), spelling, 0, 0, 0});
+  } else {
+    DropBytes(*value);
+  }
+  value->type = type;
+  value->offset = static_cast<std::uint32_t>(bytes_.size());
+  value->size = static_cast<std::uint32_t>(bytes.size());
+  bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+}
+
+bool Key::RemoveValue(std::u16string_view name) {
+  const auto value = LocateValue(name);
+  if (value == values_.end()) return false;
+  DropBytes(*value);
+  values_.erase(value);
+  return true;
+}
+
+void Key::DropBytes(const Value& value) {
+  const std::uint32_t offset = value.offset;
+  const std::uint32_t size = value.size;
+  const auto begin = bytes_.begin() + static_cast<std::ptrdiff_t>(offset);
+  bytes_.erase(begin, begin + static_cast<std::ptrdiff_t>(size));
+  for (Value& other : values_) {
+    if (other.offset > offset) other.offset -= size;
+  }
+}
+
+void Key::ReserveValues(std::size_t count, std::size_t bytes) {
+  values_.reserve(count);
+  bytes_.reserve(bytes);
+}
+
+}  // namespace simulated

@@ -1,0 +1,49 @@
+#include "simulated/KeyHandles.h"
+
+namespace simulated {
+namespace {
+
+// A handle's upper half counts the uses of its slot and stays below 2^31, where predefined keys begin.
+constexpr std::uint32_t kGenerationMask = 0x3FFFFFFF;
+constexpr std::uintptr_t kLowHalf = 0xFFFFFFFF;
+
+}  // namespace
+
+platform::HKEY KeyHandles::Open(Key& key, platform::DWORD rights) {
+  if (free_.empty()) {
+    free_.push_back(static_cast<std::uint32_t>(slots_.size()));
+    slots_.emplace_back();
+  }
+  const std::uint32_t index = free_.front();
+  free_.pop_front();
+  slots_[index].opened = {key.shared_from_this(), rights};
+  ++openCount_;
+  const std::uintptr_t generation = slots_[index].generation;
+  return reinterpret_cast<platform::HKEY>(generation << 32 | (std::uintptr_t{index} + 1) << 2);
+}
+
+std::size_t KeyHandles::IndexOf(platform::HKEY handle) const {
+  const auto value = reinterpret_cast<std::uintptr_t>(handle);
+  const std::size_t index = ((value & kLowHalf) >> 2) - 1;
+  const bool open = (value & 3) == 0 && index < slots_.size() && slots_[index].opened.key &&
+                    slots_[index].generation == value >> 32;
+  return open ? index : slots_.size();
+}
+
+bool KeyHandles::Close(platform::HKEY handle) {
+  const std::size_t index = IndexOf(handle);
+  if (index == slots_.size()) return false;
+  Slot& slot = slots_[index];
+  slot.opened = {};
+  slot.generation = (slot.generation + 1) & kGenerationMask;
+  free_.push_back(static_cast<std::uint32_t>(index));
+  --openCount_;
+  return true;
+}
+
+const OpenedKey* KeyHandles::Find(platform::HKEY handle) const {
+  const std::size_t index = IndexOf(handle);
+  return index == slots_.size() ? nullptr : &slots_[index].opened;
+}
+
+}  // namespace simulated

@@ -1,0 +1,149 @@
+#include "simulated/RegistryTree.h"
+
+#include <stdexcept>
+
+#include "simulated/KeyPath.h"
+#include "simulated/Redirection.h"
+
+namespace simulated {
+namespace {
+
+constexpr std::u16string_view kDefaultUser = u"S-1-5-21-1000000001-1000000002-1000000003-1001";
+
+using Guard = std::lock_guard<std::recursive_mutex>;
+
+bool IsAny(std::u16string_view name, std::u16string_view longName, std::u16string_view shortName) {
+  return SameName(name, longName) || SameName(name, shortName);
+}
+
+Key* Descend(Key* key, std::u16string_view path) {
+  for (auto name = TakeName(path); key && !name.empty(); name = TakeName(path)) key = key->FindSubKey(name);
+  return key;
+}
+
+}  // namespace
+
+RegistryTree::RegistryTree() : root_(u"") {
+  machine_ = &root_.CreateSubKey(u"HKEY_LOCAL_MACHINE");
+  users_ = &root_.CreateSubKey(u"HKEY_USERS");
+  SetUser(kDefaultUser);
+}
+
+Key* RegistryTree::TakeRoot(std::u16string_view& path) {
+  const std::u16string_view name = TakeName(path);
+  if (IsAny(name, u"HKEY_LOCAL_MACHINE", u"HKLM")) return machine_;
+  if (IsAny(name, u"HKEY_USERS", u"HKU")) return users_;
+  if (IsAny(name, u"HKEY_CURRENT_USER", u"HKCU")) return &users_->CreateSubKey(user_);
+  if (IsAny(name, u"HKEY_CLASSES_ROOT", u"HKCR")) {
+    return &machine_->CreateSubKey(u"Software").CreateSubKey(u"Classes");
+  }
+  return nullptr;
+}
+
+Key& RegistryTree::CreateKey(std::u16string_view path) {
+  const Guard guard(lock_);
+  Key* key = TakeRoot(path);
+  if (!key) throw std::invalid_argument("a key's path begins with a predefined key");
+  for (auto name = TakeName(path); !name.empty(); name = TakeName(path)) key = &key->CreateSubKey(name);
+  return *key;
+}
+
+void RegistryTree::SetValue(std::u16string_view path, std::u16string_view name, platform::DWORD type,
+                            std::span<const std::uint8_t> bytes) {
+  const Guard guard(lock_);
+  CreateKey(path).SetValue(name, type, bytes);
+}
+
+void RegistryTree::SetText(std::u16string_view path, std::u16string_view name, std::u16string_view text,
+                           platform::DWORD type) {
+  const std::u16string terminated(text);
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(terminated.c_str());
+  SetValue(path, name, type, {bytes, (terminated.size() + 1) * sizeof(char16_t)});
+}
+
+void RegistryTree::SetNumber(std::u16string_view path, std::u16string_view name, std::uint32_t number) {
+  constexpr platform::DWORD kNumberType = 4;
+  SetValue(path, name, kNumberType, {reinterpret_cast<const std::uint8_t*>(&number), sizeof number});
+}
+
+void RegistryTree::SetLastWriteTime(std::u16string_view path, std::uint64_t fileTime) {
+  const Guard guard(lock_);
+  CreateKey(path).lastWriteTime = fileTime;
+}
+
+void RegistryTree::Deny(std::u16string_view path, platform::DWORD rights) {
+  const Guard guard(lock_);
+  CreateKey(path).deniedRights |= rights;
+}
+
+bool RegistryTree::RemoveKey(std::u16string_view path) {
+  const Guard guard(lock_);
+  Key* key = Find(path);
+  // Predefined keys stay: they are what everything else stands below.
+  if (!key || !key->Parent() || key->Parent() == &root_) return false;
+  return key->Parent()->RemoveSubKey(std::u16string(key->Name()));
+}
+
+bool RegistryTree::RemoveValue(std::u16string_view path, std::u16string_view name) {
+  const Guard guard(lock_);
+  Key* key = Find(path);
+  return key && key->RemoveValue(name);
+}
+
+Key* RegistryTree::Find(std::u16string_view path) {
+  const Guard guard(lock_);
+  Key* root = TakeRoot(path);
+  return root ? Descend(root, path) : nullptr;
+}
+
+Key* RegistryTree::Find(Key& start, std::u16string_view path, View view) {
+  const Guard guard(lock_);
+  if (view == View::Bits32) return FindIn32BitView(start, path);
+  return Descend(&start, path);
+}
+
+Key* RegistryTree::Predefined(platform::HKEY handle) {
+  const Guard guard(lock_);
+  // Compared by their low half: 32-bit programs' own values of these keys are taken as well.
+  switch (static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(handle))) {
+    case 0x80000000:
+      return &machine_->CreateSubKey(u"Software").CreateSubKey(u"Classes");
+    case 0x80000001:
+      return &users_->CreateSubKey(user_);
+    case 0x80000002:
+      return machine_;
+    case 0x80000003:
+      return users_;
+    default:
+      return nullptr;
+  }
+}
+
+std::u16string RegistryTree::PathOf(const Key& key) const {
+  const Guard guard(lock_);
+  std::u16string path = key.Name();
+  for (const Key* above = key.Parent(); above && above != &root_; above = above->Parent()) {
+    path = above->Name() + u'\\' + path;
+  }
+  return path;
+}
+
+void RegistryTree::SetUser(std::u16string_view sid) {
+  const Guard guard(lock_);
+  // The hive of the user before is only a stand-in where nothing was put into it.
+  Key* before = user_.empty() ? nullptr : users_->FindSubKey(user_);
+  if (before && before->SubKeyCount() == 0 && before->ValueCount() == 0) users_->RemoveSubKey(user_);
+  user_ = sid;
+  users_->CreateSubKey(user_);
+}
+
+void RegistryTree::SetKeeper(Keeper keeper) {
+  const Guard guard(lock_);
+  keeper_ = std::move(keeper);
+}
+
+const RegistryTree::Keeper& RegistryTree::GetKeeper() const { return keeper_; }
+
+std::recursive_mutex& RegistryTree::Lock() { return lock_; }
+
+}  // namespace simulated

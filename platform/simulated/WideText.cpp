@@ -1,0 +1,108 @@
+#include "simulated/WideText.h"
+
+#include <cstdint>
+
+namespace simulated {
+namespace {
+
+constexpr char16_t kReplacement = 0xFFFD;
+
+/** What the first byte of a sequence says of it: how many bytes follow, and within which bounds the next is.
+ */
+struct Lead {
+  int following;
+  std::uint8_t lowestNext;
+  std::uint8_t highestNext;
+};
+
+/** Overlong forms, surrogates and what lies above U+10FFFF are ruled out by the second byte already. */
+Lead LeadOf(std::uint8_t byte) {
+  if (byte >= 0xC2 && byte <= 0xDF) return {1, 0x80, 0xBF};
+  if (byte == 0xE0) return {2, 0xA0, 0xBF};
+  if (byte == 0xED) return {2, 0x80, 0x9F};
+  if (byte >= 0xE1 && byte <= 0xEF) return {2, 0x80, 0xBF};
+  if (byte == 0xF0) return {3, 0x90, 0xBF};
+  if (byte >= 0xF1 && byte <= 0xF3) return {3, 0x80, 0xBF};
+  if (byte == 0xF4) return {3, 0x80, 0x8F};
+  return {0, 0, 0};
+}
+
+/** Takes one character off `text`; a sequence that breaks off is one invalid character up to the break. */
+char32_t TakeCharacter(std::string_view& text) {
+  const auto byteAt = [&](std::size_t index) { return static_cast<std::uint8_t>(text[index]); };
+  const std::uint8_t first = byteAt(0);
+  if (first < 0x80) {
+    text.remove_prefix(1);
+    return first;
+  }
+  Lead lead = LeadOf(first);
+  bool valid = lead.following > 0;
+  auto character = static_cast<char32_t>(first & (0x3F >> lead.following));
+  std::size_t length = 1;
+  for (; valid && lead.following > 0; --lead.following) {
+    valid = length < text.size() && byteAt(length) >= lead.lowestNext && byteAt(length) <= lead.highestNext;
+    if (!valid) break;
+    character = character << 6 | (byteAt(length++) & 0x3F);
+    lead.lowestNext = 0x80;
+    lead.highestNext = 0xBF;
+  }
+  text.remove_prefix(length);
+  return valid ? character : kReplacement;
+}
+
+bool IsHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
+bool IsLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
+
+char32_t TakeCharacter(std::u16string_view& text) {
+  const char16_t first = text[0];
+  text.remove_prefix(1);
+  if (IsHighSurrogate(first) && !text.empty() && IsLowSurrogate(text[0])) {
+    const char16_t second = text[0];
+    text.remove_prefix(1);
+    return 0x10000 + (static_cast<char32_t>(first & 0x3FF) << 10 | (second & 0x3FF));
+  }
+  return IsHighSurrogate(first) || IsLowSurrogate(first) ? kReplacement : first;
+}
+
+void AppendUtf8(std::string& text, char32_t character) {
+  const auto append = [&](char32_t byte) { text += static_cast<char>(byte); };
+  if (character < 0x80) return append(character);
+  if (character < 0x800) {
+    append(0xC0 | character >> 6);
+  } else {
+    if (character < 0x10000) {
+      append(0xE0 | character >> 12);
+    } else {
+      append(0xF0 | character >> 18);
+      append(0x80 | (character >> 12 & 0x3F));
+    }
+    append(0x80 | (character >> 6 & 0x3F));
+  }
+  append(0x80 | (character & 0x3F));
+}
+
+}  // namespace
+
+std::u16string FromUtf8(std::string_view text) {
+  std::u16string wide;
+  wide.reserve(text.size());
+  while (!text.empty()) {
+    const char32_t character = TakeCharacter(text);
+    if (character < 0x10000) {
+      wide += static_cast<char16_t>(character);
+    } else {
+      wide += static_cast<char16_t>(0xD800 + ((character - 0x10000) >> 10));
+      wide += static_cast<char16_t>(0xDC00 + ((character - 0x10000) & 0x3FF));
+    }
+  }
+  return wide;
+}
+
+std::string ToUtf8(std::u16string_view text) {
+  std::string narrow;
+  narrow.reserve(text.size());
+  while (!text.empty()) AppendUtf8(narrow, TakeCharacter(text));
+  return narrow;
+}
+
+}  // namespace simulated
