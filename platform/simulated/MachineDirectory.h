@@ -29,7 +29,7 @@ struct LoadObserver {
 
 /**
  * Reads the machine at `directory`; a machine directory is locked to this process as long as the machine
- * lives. Nothing on disk is changed by reading.
+ * lives. Nothing on disk is changed by reading, but that many kept changes may become one file.
  * @throws MachineError with nothing half loaded
  */
 std::unique_ptr<Machine> OpenMachine(const std::filesystem::path& directory, Changes changes,

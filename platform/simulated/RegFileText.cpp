@@ -42,23 +42,6 @@ void DecodeUtf16(Bytes bytes, const std::string& fileName, RegFileText& text) {
   text.view = text.decoded;
 }
 
-void DecodeUtf8(Bytes bytes, const std::string& fileName, RegFileText& text) {
-  text.decoded.reserve(bytes.size());
-  const std::size_t valid = AppendUtf8(AsChars(bytes), text.decoded);
-  if (valid != bytes.size()) {
-    const auto line = 1 + std::count(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(valid), '\n');
-    throw MachineError(fileName + ":" + std::to_string(line) +
-                       ": not UTF-8; save the file as UTF-16 or UTF-8");
-  }
-  text.view = text.decoded;
-}
-
-void DecodeAnsi(Bytes bytes, RegFileText& text) {
-  text.decoded.resize(bytes.size());
-  std::transform(bytes.begin(), bytes.end(), text.decoded.begin(), WideFromAnsi);
-  text.view = text.decoded;
-}
-
 /** One character of two bytes or more. @return its bytes, or 0 where they are no UTF-8 */
 std::size_t DecodeLongCharacter(std::string_view text, char32_t& character) {
   const auto lead = static_cast<std::uint8_t>(text[0]);
@@ -83,25 +66,7 @@ void AppendCharacter(char32_t character, std::u16string& wide) {
   wide.push_back(static_cast<char16_t>(character));
 }
 
-void AppendUtf8Of(char32_t character, std::string& text) {
-  const auto tail = [&](int shift) { return static_cast<char>(0x80 | ((character >> shift) & 0x3F)); };
-  if (character < 0x80) {
-    text.push_back(static_cast<char>(character));
-  } else if (character < 0x800) {
-    text.append({static_cast<char>(0xC0 | character >> 6), tail(0)});
-  } else if (character < 0x10000) {
-    text.append({static_cast<char>(0xE0 | character >> 12), tail(6), tail(0)});
-  } else {
-    text.append({static_cast<char>(0xF0 | character >> 18), tail(12), tail(6), tail(0)});
-  }
-}
-
-}  // namespace
-
-char16_t WideFromAnsi(std::uint8_t byte) {
-  return byte >= 0x80 && byte < 0xA0 ? kAnsi80To9F[byte - 0x80u] : static_cast<char16_t>(byte);
-}
-
+/** Appends UTF-8 as UTF-16. @return how many of the bytes are valid and were appended */
 std::size_t AppendUtf8(std::string_view text, std::u16string& wide) {
   std::size_t at = 0;
   while (at < text.size()) {
@@ -118,18 +83,27 @@ std::size_t AppendUtf8(std::string_view text, std::u16string& wide) {
   return at;
 }
 
-std::string ForMessage(std::u16string_view wide) {
-  std::string text;
-  for (std::size_t i = 0; i < wide.size(); ++i) {
-    char32_t character = wide[i];
-    const bool isHigh = character >= 0xD800 && character < 0xDC00;
-    if (isHigh && i + 1 < wide.size() && wide[i + 1] >= 0xDC00 && wide[i + 1] < 0xE000)
-      character = 0x10000 + ((character & 0x3FF) << 10) + (wide[++i] & 0x3FFu);
-    else if (character >= 0xD800 && character < 0xE000)
-      character = 0xFFFD;
-    AppendUtf8Of(character, text);
+void DecodeUtf8(Bytes bytes, const std::string& fileName, RegFileText& text) {
+  text.decoded.reserve(bytes.size());
+  const std::size_t valid = AppendUtf8(AsChars(bytes), text.decoded);
+  if (valid != bytes.size()) {
+    const auto line = 1 + std::count(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(valid), '\n');
+    throw MachineError(fileName + ":" + std::to_string(line) +
+                       ": not UTF-8; save the file as UTF-16 or UTF-8");
   }
-  return text;
+  text.view = text.decoded;
+}
+
+void DecodeAnsi(Bytes bytes, RegFileText& text) {
+  text.decoded.resize(bytes.size());
+  std::transform(bytes.begin(), bytes.end(), text.decoded.begin(), WideFromAnsi);
+  text.view = text.decoded;
+}
+
+}  // namespace
+
+char16_t WideFromAnsi(std::uint8_t byte) {
+  return byte >= 0x80 && byte < 0xA0 ? kAnsi80To9F[byte - 0x80u] : static_cast<char16_t>(byte);
 }
 
 void DecodeRegFile(Bytes bytes, const std::string& fileName, RegFileText& text) {

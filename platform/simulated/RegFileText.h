@@ -27,13 +27,4 @@ void DecodeRegFile(std::span<const std::uint8_t> bytes, const std::string& fileN
  */
 char16_t WideFromAnsi(std::uint8_t byte);
 
-/**
- * Appends UTF-8 as UTF-16.
- * @return how many of the bytes are valid and were appended: all of them, unless one is wrong
- */
-std::size_t AppendUtf8(std::string_view text, std::u16string& wide);
-
-/** UTF-16 as UTF-8 for a message; a lone surrogate becomes U+FFFD. */
-std::string ForMessage(std::u16string_view wide);
-
 }  // namespace simulated

@@ -1,0 +1,145 @@
+#include "simulated/MachineDirectory.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "simulated/FileDescriptor.h"
+#include "simulated/MachineJson.h"
+#include "simulated/RegFile.h"
+#include "simulated/RegistryFolder.h"
+#include "simulated/Volume.h"
+#include "simulated/WholeFile.h"
+
+namespace simulated {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr platform::LSTATUS kErrorAccessDenied = 5;
+
+[[noreturn]] void Fail(const fs::path& place, const std::string& what) {
+  throw MachineError(place.string() + ": " + what);
+}
+
+/** The directory's own descriptor, which carries its lock: it needs no file and works where none can be
+ * written. */
+FileDescriptor OpenDirectory(const fs::path& directory) {
+  FileDescriptor descriptor(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (descriptor) return descriptor;
+  if (errno == ENOENT) Fail(directory, "no such directory; name one that holds a machine");
+  if (errno == ENOTDIR) Fail(directory, "not a directory; name one that holds a machine");
+  Fail(directory, std::string("cannot be read (") + std::strerror(errno) + "); make it readable");
+}
+
+void Lock(const FileDescriptor& descriptor, const fs::path& directory, bool isExclusive) {
+  if (flock(descriptor.Get(), (isExclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) == 0) return;
+  if (errno == EWOULDBLOCK) Fail(directory, "in use by another process; try again when that has ended");
+  Fail(directory, std::string("cannot be locked (") + std::strerror(errno) + "); use a local copy of it");
+}
+
+/** Adds what one file says, and tells how far it is. */
+class ObservedMerger : public RegistryMerger {
+ public:
+  ObservedMerger(RegistryTree& registry, const LoadObserver& observer, std::uint64_t allBytes)
+      : RegistryMerger(registry), observer_(observer), allBytes_(allBytes) {}
+
+  void Progress(std::size_t doneBytes) override {
+    if (observer_.progress) observer_.progress(before_ + doneBytes, allBytes_);
+  }
+  void NextFile(std::size_t fileBytes) { before_ += fileBytes; }
+
+ private:
+  const LoadObserver& observer_;
+  const std::uint64_t allBytes_;
+  std::uint64_t before_ = 0;
+};
+
+void MergeFiles(const std::vector<fs::path>& files, RegistryTree& registry, const LoadObserver& observer) {
+  std::uint64_t allBytes = 0;
+  for (const fs::path& file : files) {
+    std::error_code ignored;  // What cannot be read fails when it is read.
+    const std::uintmax_t bytes = fs::file_size(file, ignored);
+    if (!ignored) allBytes += bytes;
+  }
+  ObservedMerger merger(registry, observer, allBytes);
+  for (const fs::path& file : files) {
+    const FileBytes bytes = ReadWholeFile(file);
+    ParseRegFile(bytes.Span(), file.string(), merger);
+    merger.NextFile(bytes.size);
+  }
+}
+
+void MountDrives(const fs::path& folder, Drives& drives) {
+  if (!fs::exists(folder)) return;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+    if (!entry.is_directory()) continue;
+    const std::string name = entry.path().filename().string();
+    const char letter = static_cast<char>(name[0] | 0x20);
+    if (name.size() != 1 || letter < 'a' || letter > 'z')
+      Fail(entry.path(), "no drive; name it by a letter, A to Z");
+    drives.Mount(static_cast<char16_t>(letter), entry.path());
+  }
+}
+
+bool IsMachineDirectory(const fs::path& directory) {
+  return fs::exists(directory / "registry") || fs::exists(directory / "drives") ||
+         fs::exists(directory / "machine.json");
+}
+
+/** What a machine of a directory holds on to as long as it lives. */
+struct OpenDirectoryOfMachine {
+  FileDescriptor lock;
+  std::optional<RegistryFolder> registry;
+};
+
+void LoadMachine(const fs::path& directory, RegistryFolder& registry, Machine& machine,
+                 const LoadObserver& observer) {
+  const fs::path descriptionFile = directory / "machine.json";
+  MachineDescription description;
+  if (fs::exists(descriptionFile))
+    description = ParseMachineJson(ReadWholeFile(descriptionFile).Span(), descriptionFile.string());
+  ApplyFacts(description, machine);
+  MergeFiles(registry.Files(), machine.registry, observer);
+  ApplyDeniedRights(description, descriptionFile.string(), machine);
+  MountDrives(directory / "drives", machine.drives);
+}
+
+std::unique_ptr<Machine> OpenAny(const fs::path& directory, Changes changes, const LoadObserver& observer) {
+  auto held = std::make_shared<OpenDirectoryOfMachine>(OpenDirectory(directory), std::nullopt);
+  auto machine = std::make_unique<Machine>();
+  machine->keepAlive = held;
+  if (IsMachineDirectory(directory)) {
+    Lock(held->lock, directory, changes == Changes::Lasting);
+    RegistryFolder& registry = held->registry.emplace(directory / "registry");
+    LoadMachine(directory, registry, *machine, observer);
+    if (changes == Changes::Discarded) return machine;
+    registry.FoldChanges();
+    machine->registry.SetKeeper(
+        [held](const RegistryChange& change) { return held->registry->Keep(change); });
+  } else if (const auto hives = FindHives(directory)) {
+    Lock(held->lock, directory, false);
+    LoadVolume(directory, *hives, *machine, observer);
+    machine->registry.SetKeeper([](const RegistryChange&) { return kErrorAccessDenied; });
+  } else {
+    Fail(directory,
+         "no machine; it needs registry/, drives/ or machine.json, or a Windows volume's "
+         "Windows/System32/config/SOFTWARE");
+  }
+  return machine;
+}
+
+}  // namespace
+
+std::unique_ptr<Machine> OpenMachine(const fs::path& directory, Changes changes,
+                                     const LoadObserver& observer) {
+  try {
+    return OpenAny(directory, changes, observer);
+  } catch (const fs::filesystem_error& error) {
+    Fail(error.path1(), "cannot be read (" + error.code().message() + "); make it readable");
+  }
+}
+
+}  // namespace simulated

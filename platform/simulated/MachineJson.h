@@ -1,0 +1,42 @@
+/** Reads machine.json: what a machine is beside its registry and its drives. docs/machine-directory.md has it
+ * all. */
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "simulated/Machine.h"
+#include "simulated/MachineError.h"
+
+namespace simulated {
+
+/** What a machine.json says; what it does not say is empty. */
+struct MachineDescription {
+  std::optional<std::u16string> userSid;
+  /** In place of the default environment, all of it. */
+  std::optional<std::map<std::u16string, std::u16string>> environment;
+  std::optional<std::u16string> hostPath;
+  std::optional<std::u16string> currentDirectory;
+  std::optional<bool> elevationGranted;
+  /** Rights refused, by the whole path of the key. */
+  std::map<std::u16string, platform::DWORD> deniedRights;
+};
+
+/**
+ * Reads the file from memory.
+ * @param fileName  stands before what an error says
+ * @throws MachineError "file:line: ..." for what is no JSON, "file: member: ..." for what has another shape
+ */
+MachineDescription ParseMachineJson(std::span<const std::uint8_t> bytes, const std::string& fileName);
+
+/** Makes the machine what the description says, but for rights: the user's hive must be known to load it. */
+void ApplyFacts(const MachineDescription& description, Machine& machine);
+
+/** Refuses the rights. @throws MachineError where such a key is not in the registry, which is loaded by then
+ */
+void ApplyDeniedRights(const MachineDescription& description, const std::string& fileName, Machine& machine);
+
+}  // namespace simulated

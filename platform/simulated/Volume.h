@@ -1,0 +1,29 @@
+/**
+ * Offline Windows volumes: the registry of an installed Windows, read from its hives where they lie.
+ *
+ * Keys are read when they are first looked at. Nothing is ever written, transaction logs are not replayed.
+ */
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+#include "simulated/MachineDirectory.h"
+
+namespace simulated {
+
+/** The folder of the machine's hives on a volume, in whatever case; nothing where `folder` is no such volume.
+ */
+std::optional<std::filesystem::path> FindHives(const std::filesystem::path& folder);
+
+/**
+ * Puts a volume's hives into the machine's registry: SOFTWARE and SYSTEM, DEFAULT as HKEY_USERS\.DEFAULT, and
+ * each user's under the SID that the volume's own ProfileList has for the user's folder, or under the
+ * folder's name where it has none. The first person among them is the machine's user. The volume is drive C.
+ * @param hives  what FindHives answered
+ * @throws MachineError where SOFTWARE cannot be read; any other hive is left out with a warning
+ */
+void LoadVolume(const std::filesystem::path& volume, const std::filesystem::path& hives, Machine& machine,
+                const LoadObserver& observer);
+
+}  // namespace simulated
