@@ -28,21 +28,27 @@ std::string Now() {
   return text;
 }
 
-void Append(const std::string& line) {
-  // With this right alone every write goes to the end as one step, whoever else writes.
+SRWLOCK oneAtATime = SRWLOCK_INIT;
+
+void Append(const std::wstring& path, const std::string& line) {
+  // With this right alone a write goes to the end of what other processes have written meanwhile. Threads of
+  // this one take turns, since not every system makes finding the end and writing there one step.
+  AcquireSRWLockExclusive(&oneAtATime);
   HANDLE file =
-      CreateFileW(LogPath().c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+      CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                   nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return;
-  DWORD written = 0;
-  WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
-  CloseHandle(file);
+  if (file != INVALID_HANDLE_VALUE) {
+    DWORD written = 0;
+    WriteFile(file, line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
+    CloseHandle(file);
+  }
+  ReleaseSRWLockExclusive(&oneAtATime);
 }
 
 void Record(char level, const char* file, const char* format) noexcept {
   const DWORD lastError = GetLastError();
   try {
-    Append(Now() + ' ' + level + ' ' + (file ? file : "") + ' ' + (format ? format : "") + '\n');
+    Append(LogPath(), Now() + ' ' + level + ' ' + (file ? file : "") + ' ' + (format ? format : "") + '\n');
   } catch (const std::exception&) {
     // A log must never be what stops the program.
   }

@@ -1,0 +1,82 @@
+// Existence of files, and where the host runs.
+#include "platform/Files.h"
+
+#include <gtest/gtest.h>
+
+#include "TestMachine.h"
+
+namespace platform {
+namespace {
+
+class Files : public testing::Test {
+ protected:
+  tests::TestMachine machine;
+  std::u16string folder = machine.Folder();
+};
+
+TEST_F(Files, AFileIsThereInAnyCaseAndWithEitherSlash) {
+  machine.MakeFile(folder + u"\\Sub Folder\\Größe.TXT", "x");
+  EXPECT_EQ(0, _waccess((folder + u"\\Sub Folder\\Größe.TXT").c_str(), 0));
+  EXPECT_EQ(0, _waccess((folder + u"\\SUB folder\\GRÖßE.txt").c_str(), 0));
+  EXPECT_EQ(0, _waccess((folder + u"/Sub Folder/Größe.TXT").c_str(), 0));
+}
+
+TEST_F(Files, AFolderIsThere) {
+  EXPECT_EQ(0, _waccess(folder.c_str(), 0));
+  EXPECT_EQ(0, _waccess((folder + u"\\").c_str(), 0));
+}
+
+TEST_F(Files, WhatIsMissingIsNotThere) {
+  machine.MakeFile(folder + u"\\file", "x");
+  EXPECT_EQ(-1, _waccess((folder + u"\\missing").c_str(), 0));
+  EXPECT_EQ(-1, _waccess((folder + u"\\missing\\file").c_str(), 0));
+  EXPECT_EQ(-1, _waccess((folder + u"\\file\\below").c_str(), 0));
+  EXPECT_EQ(-1, _waccess(u"", 0));
+  EXPECT_EQ(-1, _waccess(u"Q:\\no such drive", 0));
+}
+
+TEST_F(Files, ANameIsNoPattern) {
+  machine.MakeFile(folder + u"\\file", "x");
+  EXPECT_EQ(-1, _waccess((folder + u"\\f*").c_str(), 0));
+  EXPECT_EQ(-1, _waccess((folder + u"\\fil?").c_str(), 0));
+  EXPECT_EQ(-1, _waccess((u"\"" + folder + u"\\file\"").c_str(), 0));
+}
+
+std::u16string Ascii(const char* text) { return {text, text + std::char_traits<char>::length(text)}; }
+
+TEST_F(Files, TheCurrentDirectoryIsTold) {
+  char buffer[260] = {};
+  const DWORD length = GetCurrentDirectoryA(sizeof buffer, buffer);
+  EXPECT_EQ(machine.CurrentDirectory(), Ascii(buffer));
+  EXPECT_EQ(machine.CurrentDirectory().size(), length);
+  char exact[260] = {};
+  EXPECT_EQ(length, GetCurrentDirectoryA(length + 1, exact));
+  EXPECT_EQ(Ascii(buffer), Ascii(exact));
+}
+
+TEST_F(Files, TheCurrentDirectoryWithoutRoomTellsItsNeed) {
+  const auto length = static_cast<DWORD>(machine.CurrentDirectory().size());
+  EXPECT_EQ(length + 1, GetCurrentDirectoryA(0, nullptr));
+  char buffer[260] = {};
+  EXPECT_EQ(length + 1, GetCurrentDirectoryA(length, buffer));
+}
+
+TEST_F(Files, TheProgramsOwnPathIsTold) {
+  char buffer[260] = {};
+  EXPECT_EQ(machine.HostPath().size(), GetModuleFileNameA(nullptr, buffer, sizeof buffer));
+  EXPECT_EQ(machine.HostPath(), Ascii(buffer));
+}
+
+TEST_F(Files, TheProgramsOwnPathIsCutToTheRoom) {
+  char buffer[260];
+  std::fill(std::begin(buffer), std::end(buffer), '#');
+  EXPECT_EQ(4u, GetModuleFileNameA(nullptr, buffer, 4));
+  EXPECT_EQ('#', buffer[4]);
+  // Wine leaves the NUL out.
+  EXPECT_EQ(!tests::RunsOnWine(), buffer[3] == '\0');
+  buffer[3] = '\0';
+  EXPECT_EQ(machine.HostPath().substr(0, 3), Ascii(buffer));
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,102 @@
+// Starting programs by command line and through the shell.
+#include "platform/Processes.h"
+
+#include <gtest/gtest.h>
+
+#include "TestMachine.h"
+#include "platform/Constants.h"
+#include "platform/Events.h"
+
+namespace platform {
+namespace {
+
+constexpr DWORD kFileNotFound = 2;
+constexpr DWORD kOneMinute = 60'000;
+
+class Processes : public testing::Test {
+ protected:
+  /** Starts as the library does. */
+  BOOL Start(std::u16string commandLine) {
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESHOWWINDOW;
+    startup.wShowWindow = static_cast<WORD>(SW_SHOWNORMAL);
+    return CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, 0, CREATE_NEW_CONSOLE, nullptr,
+                          nullptr, &startup, &information);
+  }
+
+  BOOL Execute(const std::u16string& file, const char16_t* parameters, DWORD mask = SEE_MASK_NOCLOSEPROCESS) {
+    execute = {};
+    execute.cbSize = sizeof execute;
+    execute.fMask = mask | kNoMessages;
+    execute.lpVerb = u"runas";
+    execute.lpFile = file.c_str();
+    execute.lpParameters = parameters;
+    execute.nShow = static_cast<int>(SW_SHOWNORMAL);
+    return ShellExecuteExW(&execute);
+  }
+
+  static void ExpectToEnd(HANDLE process) {
+    ASSERT_NE(nullptr, process);
+    EXPECT_EQ(0u, WaitForMultipleObjects(1, &process, 0, kOneMinute));
+    EXPECT_NE(0, CloseHandle(process));
+  }
+
+  // A shell that cannot start a program must not ask a person about it.
+  static constexpr DWORD kNoMessages = 0x400;
+
+  tests::TestMachine machine;
+  std::u16string program = machine.Folder() + u"\\Program.exe";
+  PROCESS_INFORMATION information = {};
+  SHELLEXECUTEINFOW execute = {};
+};
+
+TEST_F(Processes, AProgramRunsAndItsHandleIsSignalledAtItsEnd) {
+  machine.MakeProgram(program);
+  ASSERT_NE(0, Start(program));
+  ExpectToEnd(information.hProcess);
+  ASSERT_NE(nullptr, information.hThread);
+  EXPECT_NE(0, CloseHandle(information.hThread));
+  EXPECT_TRUE(machine.ProgramRan(program));
+}
+
+TEST_F(Processes, AQuotedProgramIsTheFirstWord) {
+  program = machine.Folder() + u"\\Two words.exe";
+  machine.MakeProgram(program);
+  ASSERT_NE(0, Start(u"\"" + program + u"\" -a \"b c\""));
+  ExpectToEnd(information.hProcess);
+  CloseHandle(information.hThread);
+  EXPECT_TRUE(machine.ProgramRan(program));
+}
+
+TEST_F(Processes, AnUnquotedProgramIsFoundAcrossBlanks) {
+  program = machine.Folder() + u"\\Two words.exe";
+  machine.MakeProgram(program);
+  ASSERT_NE(0, Start(program + u" -a"));
+  ExpectToEnd(information.hProcess);
+  CloseHandle(information.hThread);
+  EXPECT_TRUE(machine.ProgramRan(program));
+}
+
+TEST_F(Processes, AMissingProgramIsNotFound) {
+  EXPECT_EQ(0, Start(program + u" -a"));
+  EXPECT_EQ(kFileNotFound, GetLastError());
+  EXPECT_EQ(0, Start(u"no-such-program-here"));
+  EXPECT_EQ(kFileNotFound, GetLastError());
+}
+
+TEST_F(Processes, TheShellRunsAProgramAndHandsOverItsHandle) {
+  machine.MakeProgram(program);
+  ASSERT_NE(0, Execute(program, u"-a"));
+  ExpectToEnd(execute.hProcess);
+  EXPECT_TRUE(machine.ProgramRan(program));
+}
+
+TEST_F(Processes, TheShellDoesNotFindAMissingProgram) {
+  EXPECT_EQ(0, Execute(program, u""));
+  EXPECT_EQ(kFileNotFound, GetLastError());
+  EXPECT_EQ(nullptr, execute.hProcess);
+}
+
+}  // namespace
+}  // namespace platform

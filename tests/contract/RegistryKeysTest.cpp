@@ -1,0 +1,285 @@
+// Opening, enumerating, describing and deleting keys: what the scanners and the removal of entries rely on.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "TestMachine.h"
+#include "platform/Constants.h"
+#include "platform/Registry.h"
+
+namespace platform {
+namespace {
+
+using tests::TestMachine;
+using tests::View;
+
+constexpr LSTATUS kSuccess = 0;
+constexpr LSTATUS kFileNotFound = 2;
+constexpr LSTATUS kAccessDenied = 5;
+constexpr LSTATUS kInvalidHandle = 6;
+constexpr LSTATUS kMoreData = 234;
+constexpr LSTATUS kNoMoreItems = 259;
+constexpr LSTATUS kKeyDeleted = 1018;
+
+constexpr const char16_t* kBase = u"HKEY_LOCAL_MACHINE\\Software\\KestrelbayContract";
+constexpr const char16_t* kBelowRoot = u"Software\\KestrelbayContract";
+
+class RegistryKeys : public testing::Test {
+ protected:
+  ~RegistryKeys() override {
+    for (HKEY key : opened) RegCloseKey(key);
+  }
+
+  /** Opens a key that must be there; it is closed at the end of the test. */
+  HKEY Open(HKEY parent, const char16_t* path, REGSAM access = KEY_READ) {
+    HKEY key = nullptr;
+    EXPECT_EQ(kSuccess, RegOpenKeyExW(parent, path, 0, access, &key));
+    if (key) opened.push_back(key);
+    return key;
+  }
+
+  static LSTATUS StatusOfOpen(HKEY parent, const char16_t* path, REGSAM access = KEY_READ) {
+    HKEY key = nullptr;
+    const LSTATUS status = RegOpenKeyExW(parent, path, 0, access, &key);
+    if (status == kSuccess) RegCloseKey(key);
+    return status;
+  }
+
+  static LSTATUS NameAt(HKEY key, DWORD index, DWORD room, std::u16string& name) {
+    char16_t buffer[300] = {};
+    DWORD chars = room;
+    const LSTATUS status = RegEnumKeyExW(key, index, buffer, &chars, nullptr, nullptr, nullptr, nullptr);
+    name = status == kSuccess ? std::u16string(buffer, chars) : std::u16string();
+    return status;
+  }
+
+  static std::vector<std::u16string> Names(HKEY key) {
+    std::vector<std::u16string> names;
+    std::u16string name;
+    while (NameAt(key, static_cast<DWORD>(names.size()), 260, name) == kSuccess) {
+      names.push_back(name);
+    }
+    return names;
+  }
+
+  void MakeInReverse(const std::vector<std::u16string>& names) {
+    for (auto name = names.rbegin(); name != names.rend(); ++name) machine.CreateKey(kBase + (u"\\" + *name));
+  }
+
+  TestMachine machine;
+  std::vector<HKEY> opened;
+};
+
+TEST_F(RegistryKeys, MissingKeyIsNotFoundAndYieldsNull) {
+  HKEY key = HKEY_USERS;
+  EXPECT_EQ(kFileNotFound, RegOpenKeyExW(HKEY_LOCAL_MACHINE, kBelowRoot, 0, KEY_READ, &key));
+  EXPECT_EQ(nullptr, key);
+}
+
+TEST_F(RegistryKeys, EmptyAndNullPathOpenTheParentItself) {
+  machine.CreateKey(std::u16string(kBase) + u"\\Child");
+  const HKEY base = Open(HKEY_LOCAL_MACHINE, kBelowRoot);
+  const HKEY again = Open(base, u"");
+  const HKEY andAgain = Open(base, nullptr);
+  EXPECT_NE(base, again);
+  EXPECT_EQ(std::vector<std::u16string>{u"Child"}, Names(again));
+  EXPECT_EQ(std::vector<std::u16string>{u"Child"}, Names(andAgain));
+  Names(Open(HKEY_LOCAL_MACHINE, u""));
+}
+
+TEST_F(RegistryKeys, NamesAreFoundInAnyCaseAndKeepTheirOwn) {
+  machine.CreateKey(std::u16string(kBase) + u"\\MiXed Ärger");
+  Open(HKEY_LOCAL_MACHINE, u"SOFTWARE\\kestrelbaycontract\\mIxEd äRGER");
+  EXPECT_EQ(std::vector<std::u16string>{u"MiXed Ärger"}, Names(Open(HKEY_LOCAL_MACHINE, kBelowRoot)));
+}
+
+TEST_F(RegistryKeys, PathMayEndInABackslash) {
+  machine.CreateKey(kBase);
+  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\"));
+}
+
+TEST_F(RegistryKeys, ViewsAreSeparateBelowSoftware) {
+  machine.CreateKey({kBase + std::u16string(u"\\Only32"), View::Bits32});
+  machine.CreateKey({kBase + std::u16string(u"\\Only64"), View::Bits64});
+  using Names32 = std::vector<std::u16string>;
+  EXPECT_EQ(Names32{u"Only32"}, Names(Open(HKEY_LOCAL_MACHINE, kBelowRoot, KEY_READ | KEY_WOW64_32KEY)));
+  EXPECT_EQ(Names32{u"Only64"}, Names(Open(HKEY_LOCAL_MACHINE, kBelowRoot, KEY_READ | KEY_WOW64_64KEY)));
+  EXPECT_EQ(Names32{u"Only64"}, Names(Open(HKEY_LOCAL_MACHINE, kBelowRoot)));
+}
+
+TEST_F(RegistryKeys, The32BitViewStandsBelowWow6432Node) {
+  machine.CreateKey({kBase, View::Bits32});
+  EXPECT_EQ(kFileNotFound, StatusOfOpen(HKEY_LOCAL_MACHINE, kBelowRoot));
+  const auto* stored = u"Software\\Wow6432Node\\KestrelbayContract";
+  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, stored));
+  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, stored, KEY_READ | KEY_WOW64_32KEY));
+  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, stored, KEY_READ | KEY_WOW64_64KEY));
+}
+
+TEST_F(RegistryKeys, AKeyOfAViewLeadsToItsChildrenInThatView) {
+  machine.CreateKey({kBase + std::u16string(u"\\Child"), View::Bits32});
+  const HKEY base = Open(HKEY_LOCAL_MACHINE, kBelowRoot, KEY_READ | KEY_WOW64_32KEY);
+  EXPECT_EQ(kSuccess, StatusOfOpen(base, u"Child", KEY_READ | KEY_WOW64_32KEY));
+  EXPECT_EQ(kSuccess, StatusOfOpen(base, u"Child"));
+}
+
+TEST_F(RegistryKeys, ViewsShareWhatIsNotBelowSoftware) {
+  machine.CreateKey(u"HKEY_LOCAL_MACHINE\\System\\KestrelbayContract");
+  const auto* path = u"System\\KestrelbayContract";
+  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_32KEY));
+  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_64KEY));
+}
+
+TEST_F(RegistryKeys, ViewsShareUninstallKeysOfUsers) {
+  const std::u16string below =
+      u"S-1-5-21-7-7-7-7777\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\App";
+  machine.CreateKey(u"HKEY_USERS\\" + below);
+  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_USERS, below.c_str(), KEY_READ | KEY_WOW64_32KEY));
+  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_USERS, below.c_str(), KEY_READ | KEY_WOW64_64KEY));
+}
+
+TEST_F(RegistryKeys, ViewsShareClasses) {
+  machine.CreateKey(u"HKEY_LOCAL_MACHINE\\Software\\Classes\\KestrelbayContract");
+  const auto* path = u"Software\\Classes\\KestrelbayContract";
+  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_64KEY));
+  // Wine still keeps them apart, as Windows did before 7.
+  EXPECT_EQ(!tests::RunsOnWine(),
+            StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_32KEY) == kSuccess);
+}
+
+TEST_F(RegistryKeys, SubKeysComeInOrderWithoutRegardToCase) {
+  const std::vector<std::u16string> expected = {u"!x", u"-a",  u"0",   u"10", u"2", u"A",  u"aa", u"AB",
+                                                u"b",  u"B c", u"{1}", u"~",  u"É", u"éa", u"Éb", u"ω"};
+  MakeInReverse(expected);
+  EXPECT_EQ(expected, Names(Open(HKEY_LOCAL_MACHINE, kBelowRoot)));
+}
+
+TEST_F(RegistryKeys, SubKeysComeInOrderOfTheirUpperCasedUnits) {
+  // '[' to '`' stand behind the letters. Sharp s and dotless i have no upper case of their own, y with
+  // diaeresis goes to U+0178, all sigmas to U+03A3. Wine goes by the lower-cased units.
+  const std::vector<std::u16string> expected = {u"a",      u"b",      u"[", u"_",  u"_a", u"É", u"ß",
+                                                u"\u0130", u"\u0131", u"ÿ", u"σa", u"Σb", u"ςc"};
+  MakeInReverse(expected);
+  const auto names = Names(Open(HKEY_LOCAL_MACHINE, kBelowRoot));
+  EXPECT_EQ(!tests::RunsOnWine(), expected == names);
+  EXPECT_TRUE(std::is_permutation(expected.begin(), expected.end(), names.begin(), names.end()));
+}
+
+TEST_F(RegistryKeys, AUserHiveMadeForTheTestIsListed) {
+  machine.CreateKey(u"HKEY_USERS\\S-1-5-21-7-7-7-7777\\Software");
+  const auto names = Names(HKEY_USERS);
+  EXPECT_EQ(1, std::count(names.begin(), names.end(), u"S-1-5-21-7-7-7-7777"));
+}
+
+TEST_F(RegistryKeys, TheEndOfSubKeysIsToldAlsoOfAKeyWithoutAny) {
+  machine.CreateKey(kBase);
+  std::u16string name;
+  EXPECT_EQ(kNoMoreItems, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 0, 260, name));
+  machine.CreateKey(std::u16string(kBase) + u"\\One");
+  EXPECT_EQ(kSuccess, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 0, 260, name));
+  EXPECT_EQ(kNoMoreItems, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 1, 260, name));
+}
+
+TEST_F(RegistryKeys, ANameThatDoesNotFitIsRefusedAndTheNextIndexGoesOn) {
+  for (const auto* name : {u"\\abc", u"\\abcd", u"\\ac"}) machine.CreateKey(std::u16string(kBase) + name);
+  const HKEY base = Open(HKEY_LOCAL_MACHINE, kBelowRoot);
+  std::u16string name;
+  EXPECT_EQ(kSuccess, NameAt(base, 0, 4, name));
+  EXPECT_EQ(u"abc", name);
+  EXPECT_EQ(kMoreData, NameAt(base, 1, 4, name));
+  EXPECT_EQ(kSuccess, NameAt(base, 2, 4, name));
+  EXPECT_EQ(u"ac", name);
+}
+
+TEST_F(RegistryKeys, ANameOf255CharactersFitsItsRoom) {
+  const std::u16string longest(255, u'n');
+  machine.CreateKey(kBase + std::u16string(u"\\") + longest);
+  std::u16string name;
+  EXPECT_EQ(kSuccess, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 0, 260, name));
+  EXPECT_EQ(longest, name);
+}
+
+TEST_F(RegistryKeys, AKeyTellsItsCountsAndWhenItWasLastWritten) {
+  machine.SetNumber(kBase, u"Value", 1);
+  machine.CreateKey(std::u16string(kBase) + u"\\Sub key");
+  const HKEY base = Open(HKEY_LOCAL_MACHINE, kBelowRoot);
+  DWORD subKeys = 0, longestSubKey = 0, values = 0, longestName = 0, longestValue = 0;
+  FILETIME time = {};
+  EXPECT_EQ(kSuccess, RegQueryInfoKeyW(base, nullptr, nullptr, nullptr, &subKeys, &longestSubKey, nullptr,
+                                       &values, &longestName, &longestValue, nullptr, &time));
+  EXPECT_EQ(1u, subKeys);
+  EXPECT_EQ(7u, longestSubKey);
+  EXPECT_EQ(1u, values);
+  EXPECT_EQ(5u, longestName);
+  EXPECT_EQ(4u, longestValue);
+  const auto told = std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+  EXPECT_EQ(machine.LastWriteTime(kBase), told);
+  constexpr std::uint64_t kStartOf2020 = 132223104000000000;
+  EXPECT_GT(told, kStartOf2020);
+}
+
+TEST_F(RegistryKeys, ALeafIsDeletedAndAKeyWithSubKeysIsNot) {
+  machine.SetNumber(std::u16string(kBase) + u"\\Leaf", u"Value", 1);
+  EXPECT_EQ(kAccessDenied, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
+  EXPECT_TRUE(machine.HasKey(std::u16string(kBase) + u"\\Leaf"));
+  EXPECT_EQ(kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Leaf"));
+  EXPECT_EQ(kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
+  EXPECT_FALSE(machine.HasKey(kBase));
+}
+
+TEST_F(RegistryKeys, DeletingAMissingKeyIsNotFound) {
+  EXPECT_EQ(kFileNotFound, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
+}
+
+TEST_F(RegistryKeys, DeletingActsInTheNativeView) {
+  machine.CreateKey({kBase, View::Bits32});
+  EXPECT_EQ(kFileNotFound, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
+  EXPECT_EQ(kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"Software\\Wow6432Node\\KestrelbayContract"));
+  EXPECT_FALSE(machine.HasKey({kBase, View::Bits32}));
+}
+
+TEST_F(RegistryKeys, DeletingASubKeyWritesTheKeyAboveIt) {
+  machine.CreateKey(std::u16string(kBase) + u"\\Leaf");
+  const auto before = machine.LastWriteTime(kBase);
+  EXPECT_EQ(kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Leaf"));
+  EXPECT_GE(machine.LastWriteTime(kBase), before);
+}
+
+TEST_F(RegistryKeys, TheHandleOfADeletedKeySaysSo) {
+  machine.SetNumber(kBase, u"Value", 1);
+  const HKEY base = Open(HKEY_LOCAL_MACHINE, kBelowRoot);
+  ASSERT_EQ(kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
+  std::u16string name;
+  EXPECT_EQ(kKeyDeleted, NameAt(base, 0, 260, name));
+  EXPECT_EQ(kKeyDeleted, RegQueryValueExW(base, u"Value", nullptr, nullptr, nullptr, nullptr));
+  FILETIME time = {};
+  EXPECT_EQ(kKeyDeleted, RegQueryInfoKeyW(base, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                          nullptr, nullptr, nullptr, &time));
+  EXPECT_EQ(0u, time.dwLowDateTime);
+  EXPECT_EQ(0u, time.dwHighDateTime);
+}
+
+TEST_F(RegistryKeys, AClosedHandleIsInvalid) {
+  machine.CreateKey(kBase);
+  HKEY base = nullptr;
+  ASSERT_EQ(kSuccess, RegOpenKeyExW(HKEY_LOCAL_MACHINE, kBelowRoot, 0, KEY_READ, &base));
+  EXPECT_EQ(kSuccess, RegCloseKey(base));
+  std::u16string name;
+  EXPECT_EQ(kInvalidHandle, RegCloseKey(base));
+  EXPECT_EQ(kInvalidHandle, NameAt(base, 0, 260, name));
+  EXPECT_EQ(kInvalidHandle, RegQueryValueExW(base, u"Value", nullptr, nullptr, nullptr, nullptr));
+  EXPECT_EQ(kInvalidHandle, StatusOfOpen(base, u"Child"));
+}
+
+TEST_F(RegistryKeys, ClosingAPredefinedKeyLeavesItUsable) {
+  machine.CreateKey(u"HKEY_CURRENT_USER\\Software\\KestrelbayContract");
+  for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE, HKEY_USERS}) {
+    EXPECT_EQ(kSuccess, RegCloseKey(root));
+    EXPECT_EQ(kSuccess, RegCloseKey(root));
+    EXPECT_FALSE(Names(root).empty());
+  }
+  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_CURRENT_USER, kBelowRoot));
+}
+
+}  // namespace
+}  // namespace platform

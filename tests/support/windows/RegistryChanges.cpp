@@ -1,0 +1,109 @@
+#include "RegistryChanges.h"
+
+#include <ranges>
+#include <stdexcept>
+#include <utility>
+
+namespace tests {
+namespace {
+
+std::pair<HKEY, std::u16string> Split(const std::u16string& wholePath) {
+  const auto end = std::min(wholePath.find(u'\\'), wholePath.size());
+  const auto rootName = wholePath.substr(0, end);
+  const auto below = end < wholePath.size() ? wholePath.substr(end + 1) : std::u16string();
+  if (rootName == u"HKEY_LOCAL_MACHINE") return {HKEY_LOCAL_MACHINE, below};
+  if (rootName == u"HKEY_CURRENT_USER") return {HKEY_CURRENT_USER, below};
+  if (rootName == u"HKEY_USERS") return {HKEY_USERS, below};
+  throw std::runtime_error("a path must begin with a predefined key's name");
+}
+
+REGSAM ViewBits(View view) {
+  if (view == View::Bits32) return KEY_WOW64_32KEY;
+  return view == View::Bits64 ? KEY_WOW64_64KEY : 0;
+}
+
+void Check(LSTATUS status, const char* what) {
+  if (status != ERROR_SUCCESS) throw std::runtime_error(what + (": status " + std::to_string(status)));
+}
+
+/** The path of the topmost key that is missing on the way to `path`, or none. */
+std::optional<KeyPath> TopmostMissing(const KeyPath& path) {
+  for (auto end = path.path.find(u'\\'); end != std::u16string::npos;) {
+    end = path.path.find(u'\\', end + 1);
+    KeyPath above(path.path.substr(0, end), path.view);
+    if (!OpenKey(above, KEY_READ)) return above;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+OpenKey::OpenKey(const KeyPath& path, REGSAM access) {
+  const auto [root, below] = Split(path.path);
+  if (RegOpenKeyExW(root, Wide(below), 0, access | ViewBits(path.view), &handle) != ERROR_SUCCESS) {
+    handle = nullptr;
+  }
+}
+
+OpenKey::~OpenKey() {
+  if (handle) RegCloseKey(handle);
+}
+
+RegistryChanges::~RegistryChanges() {
+  for (const auto& earlier : std::views::reverse(earlierValues)) Restore(earlier);
+  for (const auto& key : std::views::reverse(madeKeys)) DeleteKey(key);
+}
+
+void RegistryChanges::CreateKey(const KeyPath& path) {
+  const auto topmost = TopmostMissing(path);
+  if (!topmost) return;
+  const auto [root, below] = Split(path.path);
+  HKEY key = nullptr;
+  Check(RegCreateKeyExW(root, Wide(below), 0, nullptr, 0, KEY_READ | ViewBits(path.view), nullptr, &key,
+                        nullptr),
+        "creating a key");
+  RegCloseKey(key);
+  madeKeys.push_back(*topmost);
+}
+
+void RegistryChanges::SetValue(const KeyPath& path, const std::u16string& name, DWORD type,
+                               std::span<const BYTE> bytes) {
+  CreateKey(path);
+  OpenKey key(path, KEY_READ | KEY_WRITE);
+  if (!key) throw std::runtime_error("the key may not be written to");
+  earlierValues.push_back({path, name, Read(key, name)});
+  // Windows takes a text without its NUL for a mistake and adds one that it finds right behind the text.
+  std::vector<BYTE> guarded(bytes.begin(), bytes.end());
+  guarded.insert(guarded.end(), sizeof(char16_t), 0xFF);
+  Check(RegSetValueExW(key.Get(), Wide(name), 0, type, guarded.data(), static_cast<DWORD>(bytes.size())),
+        "setting a value");
+}
+
+bool RegistryChanges::DeleteKey(const KeyPath& path) {
+  const auto cut = path.path.rfind(u'\\');
+  const OpenKey parent({path.path.substr(0, cut), path.view}, KEY_ALL_ACCESS);
+  return parent && RegDeleteTreeW(parent.Get(), Wide(path.path.substr(cut + 1))) == ERROR_SUCCESS;
+}
+
+std::optional<RegistryChanges::Value> RegistryChanges::Read(const OpenKey& key, const std::u16string& name) {
+  Value value;
+  DWORD bytes = 0;
+  if (RegQueryValueExW(key.Get(), Wide(name), nullptr, nullptr, nullptr, &bytes) != ERROR_SUCCESS) return {};
+  value.bytes.resize(bytes);
+  Check(RegQueryValueExW(key.Get(), Wide(name), nullptr, &value.type, value.bytes.data(), &bytes),
+        "reading a value");
+  return value;
+}
+
+void RegistryChanges::Restore(const EarlierValue& earlier) {
+  const OpenKey key(earlier.path, KEY_READ | KEY_WRITE);
+  if (!key) return;
+  if (earlier.value) {
+    RegSetValueExW(key.Get(), Wide(earlier.name), 0, earlier.value->type, earlier.value->bytes.data(),
+                   static_cast<DWORD>(earlier.value->bytes.size()));
+  } else {
+    RegDeleteValueW(key.Get(), Wide(earlier.name));
+  }
+}
+
+}  // namespace tests

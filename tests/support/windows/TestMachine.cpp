@@ -1,0 +1,221 @@
+#include "TestMachine.h"
+
+#include <windows.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "RegistryChanges.h"
+
+namespace tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr DWORD kMaxPathChars = 32768;
+constexpr const char16_t* kUninstall = u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
+
+std::u16string Text(std::wstring_view text) { return {text.begin(), text.end()}; }
+
+fs::path ProgramPath() {
+  std::wstring path(kMaxPathChars, L'\0');
+  path.resize(GetModuleFileNameW(nullptr, path.data(), kMaxPathChars));
+  return path;
+}
+
+fs::path NewFolder() {
+  static int made = 0;
+  const auto name = "kestrelbay-test-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++made);
+  auto folder = fs::temp_directory_path() / name;
+  fs::create_directories(folder);
+  return folder;
+}
+
+std::u16string FromUtf8(std::string_view text) {
+  std::u16string wide(text.size(), u'\0');
+  const int chars =
+      MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                          reinterpret_cast<wchar_t*>(wide.data()), static_cast<int>(wide.size()));
+  wide.resize(static_cast<std::size_t>(chars));
+  return wide;
+}
+
+void RunAndWait(std::wstring commandLine) {
+  STARTUPINFOW startup = {};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process = {};
+  if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                      &process)) {
+    throw std::runtime_error("a program of the system does not start");
+  }
+  WaitForSingleObject(process.hProcess, INFINITE);
+  DWORD exitCode = 1;
+  GetExitCodeProcess(process.hProcess, &exitCode);
+  CloseHandle(process.hThread);
+  CloseHandle(process.hProcess);
+  if (exitCode != 0) throw std::runtime_error("a program of the system failed");
+}
+
+/** An environment variable as it was; restored with this object. */
+class EarlierVariable {
+ public:
+  EarlierVariable(std::u16string_view variable, std::u16string_view value) : name(variable) {
+    std::u16string text(kMaxPathChars, u'\0');
+    const DWORD chars =
+        GetEnvironmentVariableW(Wide(name), reinterpret_cast<wchar_t*>(text.data()), kMaxPathChars);
+    if (chars != 0 || GetLastError() != ERROR_ENVVAR_NOT_FOUND) earlier = text.substr(0, chars);
+    SetEnvironmentVariableW(Wide(name), Wide(std::u16string(value)));
+  }
+  ~EarlierVariable() { SetEnvironmentVariableW(Wide(name), earlier ? Wide(*earlier) : nullptr); }
+  EarlierVariable(const EarlierVariable&) = delete;
+  EarlierVariable& operator=(const EarlierVariable&) = delete;
+
+ private:
+  std::u16string name;
+  std::optional<std::u16string> earlier;
+};
+
+}  // namespace
+
+struct TestMachine::State {
+  ~State() {
+    std::error_code ignored;
+    for (const auto& path : madePaths) fs::remove_all(path, ignored);
+  }
+
+  fs::path folder = NewFolder();
+  std::vector<fs::path> madePaths = {folder};
+  RegistryChanges registry;
+  // Variables must get back what they had in reverse, should one have been set twice.
+  std::vector<std::unique_ptr<EarlierVariable>> variables;
+};
+
+TestMachine::TestMachine() : state(std::make_unique<State>()) {
+  SetVariable(u"KESTRELBAY_LOG_FILE", (state->folder / "log.txt").u16string());
+}
+
+TestMachine::~TestMachine() {
+  while (!state->variables.empty()) state->variables.pop_back();
+}
+
+void TestMachine::CreateKey(const KeyPath& key) { state->registry.CreateKey(key); }
+
+void TestMachine::SetValue(const KeyPath& key, std::u16string_view name, platform::DWORD type,
+                           std::span<const std::uint8_t> bytes) {
+  state->registry.SetValue(key, std::u16string(name), type, bytes);
+}
+
+bool TestMachine::DeleteKey(const KeyPath& key) { return state->registry.DeleteKey(key); }
+
+void TestMachine::ImportReg(std::string_view regText) {
+  const auto text = FromUtf8(regText);
+  // Keys are made beforehand, so that they are known and go when the test ends.
+  for (auto start = text.find(u"\n[HKEY"); start != std::u16string::npos;
+       start = text.find(u"\n[HKEY", start + 1)) {
+    const auto end = text.find_first_of(u"\r\n", start + 1);
+    const auto line = text.substr(start + 2, end - start - 2);
+    CreateKey(line.substr(0, line.rfind(u']')));
+  }
+  const auto file = state->folder / "import.reg";
+  std::ofstream(file, std::ios::binary)
+      << "\xFF\xFE"
+      << std::string_view(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t));
+  RunAndWait(L"reg.exe import \"" + file.wstring() + L"\"");
+}
+
+bool TestMachine::HasKey(const KeyPath& key) { return static_cast<bool>(OpenKey(key, KEY_READ)); }
+
+std::vector<std::u16string> TestMachine::SubKeyNames(const KeyPath& key) {
+  std::vector<std::u16string> names;
+  const OpenKey open(key, KEY_READ);
+  wchar_t name[256];
+  for (DWORD index = 0; open; ++index) {
+    DWORD chars = 256;
+    if (RegEnumKeyExW(open.Get(), index, name, &chars, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS)
+      break;
+    names.push_back(Text({name, chars}));
+  }
+  return names;
+}
+
+std::vector<KeyPath> TestMachine::UninstallKeys() {
+  const auto machine = std::u16string(u"HKEY_LOCAL_MACHINE\\") + kUninstall;
+  std::vector<KeyPath> parents = {{machine, View::Bits64}, {machine, View::Bits32}};
+  for (const auto& user : SubKeyNames(u"HKEY_USERS"))
+    parents.push_back(u"HKEY_USERS\\" + user + u"\\" + kUninstall);
+  std::vector<KeyPath> keys;
+  for (const auto& parent : parents) {
+    for (const auto& name : SubKeyNames(parent)) keys.emplace_back(parent.path + u"\\" + name, parent.view);
+  }
+  return keys;
+}
+
+std::uint64_t TestMachine::LastWriteTime(const KeyPath& key) {
+  const OpenKey open(key, KEY_READ);
+  FILETIME time = {};
+  if (RegQueryInfoKeyW(open.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                       nullptr, nullptr, &time) != ERROR_SUCCESS) {
+    throw std::runtime_error("there is no such key");
+  }
+  return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+}
+
+bool TestMachine::SetLastWriteTime(const KeyPath&, std::uint64_t) { return false; }
+
+void TestMachine::SetVariable(std::u16string_view name, std::u16string_view value) {
+  state->variables.push_back(std::make_unique<EarlierVariable>(name, value));
+}
+
+std::u16string TestMachine::Folder() {
+  const auto folder = NewFolder();
+  state->madePaths.push_back(folder);
+  return folder.u16string();
+}
+
+void TestMachine::MakeFile(const std::u16string& path, std::string_view contents) {
+  const fs::path file(path);
+  auto topmost = file;
+  while (topmost.has_relative_path() && !fs::exists(topmost.parent_path())) topmost = topmost.parent_path();
+  state->madePaths.push_back(topmost);
+  fs::create_directories(file.parent_path());
+  std::ofstream stream(file, std::ios::binary);
+  stream << contents;
+  if (!stream.flush()) throw std::runtime_error("a file cannot be made");
+}
+
+void TestMachine::MakeProgram(const std::u16string& path) {
+  MakeFile(path, "");
+  fs::copy_file(ProgramPath().parent_path() / "kestrelbay-test-program.exe", path,
+                fs::copy_options::overwrite_existing);
+  state->madePaths.push_back(path + u".ran");
+}
+
+bool TestMachine::ProgramRan(const std::u16string& path) { return fs::exists(path + u".ran"); }
+
+std::u16string TestMachine::HostPath() { return ProgramPath().u16string(); }
+
+std::u16string TestMachine::CurrentDirectory() { return fs::current_path().u16string(); }
+
+std::vector<LogRecord> TestMachine::LogRecords() {
+  std::vector<LogRecord> records;
+  std::ifstream stream(state->folder / "log.txt", std::ios::binary);
+  for (std::string line; std::getline(stream, line);) {
+    std::istringstream fields(line);
+    std::string time;
+    LogRecord record;
+    fields >> time >> record.level >> record.file;
+    std::getline(fields.ignore(1), record.format);
+    records.push_back(record);
+  }
+  return records;
+}
+
+// Without a handler of the program's own the system's C runtime answers with the number already.
+void TestMachine::IgnoreInvalidParameters() {}
+
+bool RunsOnWine() { return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
+
+}  // namespace tests
