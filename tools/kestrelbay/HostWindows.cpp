@@ -37,7 +37,9 @@ std::string ToUtf8(std::wstring_view wide) {
 
 WriteResult LastWriteResult(std::string& reason) {
   const DWORD lastError = GetLastError();
-  if (lastError == ERROR_NO_DATA || lastError == ERROR_BROKEN_PIPE) return WriteResult::ReaderGone;
+  const bool isReaderGone =
+      lastError == ERROR_NO_DATA || lastError == ERROR_BROKEN_PIPE || lastError == ERROR_PIPE_NOT_CONNECTED;
+  if (isReaderGone) return WriteResult::ReaderGone;
   reason = std::system_category().message(static_cast<int>(lastError));
   return WriteResult::Failed;
 }

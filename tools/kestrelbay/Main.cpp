@@ -46,14 +46,16 @@ void Describe(CLI::App& app, Request& request) {
   for (AddCommand* add : kCommands) add(app, request.command);
 }
 
-/** A parser's message has several lines at times, and says nothing of help. */
-Failure UsageFailure(const CLI::App& app, const CLI::ParseError& error) {
-  std::string line = app.get_subcommands().empty() &&
-                             error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError)
-                         ? "no command given"
-                         : error.what();
+/** The parser's own words, in one line; for a missing command they would not say which word is none. */
+std::string WhatIsWrong(const CLI::App& app, const CLI::ParseError& error) {
+  if (app.get_subcommands().empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
+    const std::vector<std::string> words = app.remaining();
+    if (words.empty()) return "no command given";
+    return (words.front().starts_with('-') ? "there is no option " : "there is no command ") + words.front();
+  }
+  std::string line = error.what();
   std::replace(line.begin(), line.end(), '\n', ' ');
-  return Failure(line + "; see kestrelbay --help", kWrongUsage);
+  return line;
 }
 
 Request Read(std::vector<std::string> arguments) {
@@ -68,15 +70,15 @@ Request Read(std::vector<std::string> arguments) {
     app.exit(wish, text, text);
     request.text = text.str();
   } catch (const CLI::ParseError& error) {
-    throw UsageFailure(app, error);
+    throw Failure(WhatIsWrong(app, error) + "; see kestrelbay --help", kWrongUsage);
   }
   return request;
 }
 
 void Open(const Options& options) {
+  Progress progress("Reading the machine");
   // The library has nowhere to log to until it is told, and that comes before any other call.
   InitDllLogger(options.log ? ReportLog : [](const char*, std::int32_t, const char*) {});
-  Progress progress("Reading the machine");
   LoadObserver observer;
   observer.progress = [&](std::uint64_t done, std::uint64_t all) { progress.Update(done, all); };
   observer.warning = [&](const std::string& line) {
