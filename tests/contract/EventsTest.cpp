@@ -12,11 +12,10 @@
 namespace platform {
 namespace {
 
-constexpr DWORD kFirstSignalled = 0;
-constexpr DWORD kTimeout = 258;
-constexpr DWORD kForever = 0xFFFFFFFF;
-constexpr DWORD kFailed = 0xFFFFFFFF;
+constexpr DWORD kPathNotFound = 3;
 constexpr DWORD kInvalidHandle = 6;
+constexpr DWORD kInvalidParameter = 87;
+constexpr DWORD kAlreadyExists = 183;
 
 class Events : public testing::Test {
  protected:
@@ -40,93 +39,112 @@ class Events : public testing::Test {
 
 TEST_F(Events, AManualEventStaysSignalled) {
   const HANDLE event = Make(true, false);
-  EXPECT_EQ(kTimeout, Wait(event));
+  EXPECT_EQ(WAIT_TIMEOUT, Wait(event));
   EXPECT_NE(0, SetEvent(event));
-  EXPECT_EQ(kFirstSignalled, Wait(event));
-  EXPECT_EQ(kFirstSignalled, Wait(event));
+  EXPECT_EQ(WAIT_OBJECT_0, Wait(event));
+  EXPECT_EQ(WAIT_OBJECT_0, Wait(event));
 }
 
 TEST_F(Events, AnAutomaticEventIsClearedByTheWaitThatItEnds) {
   const HANDLE event = Make(false, true);
-  EXPECT_EQ(kFirstSignalled, Wait(event));
-  EXPECT_EQ(kTimeout, Wait(event));
+  EXPECT_EQ(WAIT_OBJECT_0, Wait(event));
+  EXPECT_EQ(WAIT_TIMEOUT, Wait(event));
   EXPECT_NE(0, SetEvent(event));
   EXPECT_NE(0, SetEvent(event));
-  EXPECT_EQ(kFirstSignalled, Wait(event));
-  EXPECT_EQ(kTimeout, Wait(event));
+  EXPECT_EQ(WAIT_OBJECT_0, Wait(event));
+  EXPECT_EQ(WAIT_TIMEOUT, Wait(event));
 }
 
 TEST_F(Events, AWaitForAnyTellsTheFirstOneSignalled) {
   const std::array<HANDLE, 3> events = {Make(false, false), Make(false, true), Make(false, true)};
   EXPECT_EQ(1u, WaitForMultipleObjects(3, events.data(), 0, 0));
   EXPECT_EQ(2u, WaitForMultipleObjects(3, events.data(), 0, 0));
-  EXPECT_EQ(kTimeout, WaitForMultipleObjects(3, events.data(), 0, 0));
+  EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(3, events.data(), 0, 0));
 }
 
 TEST_F(Events, AWaitForAnyClearsThatOneAlone) {
   const std::array<HANDLE, 2> events = {Make(false, true), Make(false, true)};
   EXPECT_EQ(0u, WaitForMultipleObjects(2, events.data(), 0, 0));
-  EXPECT_EQ(kFirstSignalled, Wait(events[1]));
+  EXPECT_EQ(WAIT_OBJECT_0, Wait(events[1]));
 }
 
 TEST_F(Events, AWaitForAllNeedsThemAllAndElseClearsNone) {
   const std::array<HANDLE, 2> events = {Make(false, true), Make(false, false)};
-  EXPECT_EQ(kTimeout, WaitForMultipleObjects(2, events.data(), 1, 0));
+  EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(2, events.data(), 1, 0));
   EXPECT_NE(0, SetEvent(events[1]));
-  EXPECT_EQ(kFirstSignalled, WaitForMultipleObjects(2, events.data(), 1, 0));
-  EXPECT_EQ(kTimeout, Wait(events[0]));
+  EXPECT_EQ(WAIT_OBJECT_0, WaitForMultipleObjects(2, events.data(), 1, 0));
+  EXPECT_EQ(WAIT_TIMEOUT, Wait(events[0]));
 }
 
 TEST_F(Events, AWaitEndsWhenAnotherThreadSignals) {
   const HANDLE event = Make(false, false);
   const HANDLE waiting = Make(false, false);
   std::thread other([&] {
-    Wait(waiting, kForever);
+    Wait(waiting, INFINITE);
     SetEvent(event);
   });
   EXPECT_NE(0, SetEvent(waiting));
-  EXPECT_EQ(kFirstSignalled, Wait(event, kForever));
+  EXPECT_EQ(WAIT_OBJECT_0, Wait(event, INFINITE));
   other.join();
 }
 
-TEST_F(Events, OneSignalOfAnAutomaticEventEndsOneWait) {
-  const HANDLE event = Make(false, false);
+TEST_F(Events, OneSignalOfAnAutomaticEventEndsOneWaitAlone) {
+  const HANDLE event = Make(false, true);
   std::array<DWORD, 2> results = {};
-  std::thread first([&] { results[0] = Wait(event, 200); });
-  std::thread second([&] { results[1] = Wait(event, 200); });
-  EXPECT_NE(0, SetEvent(event));
+  std::thread first([&] { results[0] = Wait(event); });
+  std::thread second([&] { results[1] = Wait(event); });
   first.join();
   second.join();
-  EXPECT_EQ(kFirstSignalled + kTimeout, results[0] + results[1]);
+  EXPECT_EQ(WAIT_OBJECT_0 + WAIT_TIMEOUT, results[0] + results[1]);
 }
 
-TEST_F(Events, ATimeOutIsTold) { EXPECT_EQ(kTimeout, Wait(Make(true, false), 10)); }
+TEST_F(Events, ATimeOutIsTold) { EXPECT_EQ(WAIT_TIMEOUT, Wait(Make(true, false), 10)); }
 
 TEST_F(Events, AnEventIsSharedByItsName) {
   const HANDLE event = Make(true, false, u"KestrelbayContract");
+  EXPECT_EQ(0u, GetLastError());
   const HANDLE same = Make(false, false, u"KestrelbayContract");
+  EXPECT_EQ(kAlreadyExists, GetLastError());
   EXPECT_NE(event, same);
   EXPECT_NE(0, SetEvent(event));
-  EXPECT_EQ(kFirstSignalled, Wait(same));
-  EXPECT_EQ(kFirstSignalled, Wait(same));
+  EXPECT_EQ(WAIT_OBJECT_0, Wait(same));
+  EXPECT_EQ(WAIT_OBJECT_0, Wait(same));
 }
 
 TEST_F(Events, ANamesCaseCounts) {
   const HANDLE event = Make(true, true, u"KestrelbayContract");
-  EXPECT_EQ(kFirstSignalled, Wait(event));
-  EXPECT_EQ(kTimeout, Wait(Make(true, false, u"kestrelbayCONTRACT")));
+  EXPECT_EQ(WAIT_OBJECT_0, Wait(event));
+  EXPECT_EQ(WAIT_TIMEOUT, Wait(Make(true, false, u"kestrelbayCONTRACT")));
 }
 
 TEST_F(Events, ANameIsFreeWhenItsLastHandleIsClosed) {
   const HANDLE event = CreateEventW(nullptr, 1, 1, u"KestrelbayContract");
   EXPECT_NE(0, CloseHandle(event));
-  EXPECT_EQ(kTimeout, Wait(Make(true, false, u"KestrelbayContract")));
+  EXPECT_EQ(WAIT_TIMEOUT, Wait(Make(true, false, u"KestrelbayContract")));
 }
 
 TEST_F(Events, ANameWithABackslashIsRefused) {
   EXPECT_EQ(nullptr, CreateEventW(nullptr, 1, 0, u"Kestrelbay\\Contract"));
-  constexpr DWORD kPathNotFound = 3;
   EXPECT_EQ(kPathNotFound, GetLastError());
+}
+
+TEST_F(Events, ANameMayBeginWithTheSessionsOrTheMachinesPrefix) {
+  Make(true, false, u"Local\\KestrelbayContract");
+  Make(true, false, u"Global\\KestrelbayContract");
+}
+
+TEST_F(Events, AnEmptyNameIsNone) {
+  Make(true, true, u"");
+  EXPECT_EQ(WAIT_TIMEOUT, Wait(Make(true, false, u"")));
+}
+
+TEST_F(Events, AWaitForNothingOrForTooManyIsRefused) {
+  const HANDLE event = Make(true, true);
+  const std::vector<HANDLE> many(MAXIMUM_WAIT_OBJECTS + 1, event);
+  EXPECT_EQ(WAIT_FAILED, WaitForMultipleObjects(0, many.data(), 0, 0));
+  EXPECT_EQ(kInvalidParameter, GetLastError());
+  EXPECT_EQ(WAIT_FAILED, WaitForMultipleObjects(MAXIMUM_WAIT_OBJECTS + 1, many.data(), 0, 0));
+  EXPECT_EQ(kInvalidParameter, GetLastError());
 }
 
 TEST_F(Events, AClosedHandleIsRefused) {
@@ -134,13 +152,13 @@ TEST_F(Events, AClosedHandleIsRefused) {
   EXPECT_NE(0, CloseHandle(event));
   EXPECT_EQ(0, SetEvent(event));
   EXPECT_EQ(kInvalidHandle, GetLastError());
-  EXPECT_EQ(kFailed, Wait(event));
+  EXPECT_EQ(WAIT_FAILED, Wait(event));
   EXPECT_EQ(kInvalidHandle, GetLastError());
   EXPECT_EQ(0, CloseHandle(event));
 }
 
 TEST_F(Events, NullIsRefused) {
-  EXPECT_EQ(kFailed, Wait(nullptr));
+  EXPECT_EQ(WAIT_FAILED, Wait(nullptr));
   EXPECT_EQ(0, SetEvent(nullptr));
 }
 

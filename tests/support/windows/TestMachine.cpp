@@ -16,7 +16,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr DWORD kMaxPathChars = 32768;
-constexpr const char16_t* kUninstall = u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
 
 std::u16string Text(std::wstring_view text) { return {text.begin(), text.end()}; }
 
@@ -139,18 +138,6 @@ std::vector<std::u16string> TestMachine::SubKeyNames(const KeyPath& key) {
     names.push_back(Text({name, chars}));
   }
   return names;
-}
-
-std::vector<KeyPath> TestMachine::UninstallKeys() {
-  const auto machine = std::u16string(u"HKEY_LOCAL_MACHINE\\") + kUninstall;
-  std::vector<KeyPath> parents = {{machine, View::Bits64}, {machine, View::Bits32}};
-  for (const auto& user : SubKeyNames(u"HKEY_USERS"))
-    parents.push_back(u"HKEY_USERS\\" + user + u"\\" + kUninstall);
-  std::vector<KeyPath> keys;
-  for (const auto& parent : parents) {
-    for (const auto& name : SubKeyNames(parent)) keys.emplace_back(parent.path + u"\\" + name, parent.view);
-  }
-  return keys;
 }
 
 std::uint64_t TestMachine::LastWriteTime(const KeyPath& key) {

@@ -1,0 +1,170 @@
+#include "TestMachine.h"
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+
+#include "simulated/InvalidParameter.h"
+#include "simulated/Machine.h"
+#include "simulated/RegFile.h"
+
+namespace tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+simulated::View ViewOf(const KeyPath& key) {
+  if (key.view == View::Bits32) return simulated::View::Bits32;
+  return key.view == View::Bits64 ? simulated::View::Bits64 : simulated::View::Native;
+}
+
+fs::path NewHostFolder() {
+  auto name = (fs::temp_directory_path() / "kestrelbay-test-XXXXXX").string();
+  if (!mkdtemp(name.data())) throw std::runtime_error("no temporary folder");
+  return name;
+}
+
+}  // namespace
+
+struct TestMachine::State {
+  State() { machine.drives.Mount(u'C', driveC); }
+  ~State() {
+    machine.programs.WaitForAll();
+    simulated::Machine::Use(std::make_unique<simulated::Machine>());
+    std::error_code ignored;
+    fs::remove_all(driveC, ignored);
+  }
+
+  /** The key as its view has it, or null. */
+  simulated::Key* Find(const KeyPath& key) {
+    const auto end = std::min(key.path.find(u'\\'), key.path.size());
+    simulated::Key* root = machine.registry.Find(key.path.substr(0, end));
+    return root ? machine.registry.Find(*root, key.path.substr(end), ViewOf(key)) : nullptr;
+  }
+
+  /** Where a key of a view is stored, or would be: below what the view has of the way to it. */
+  std::u16string StoredPath(const KeyPath& key) {
+    for (auto end = key.path.size(); end != std::u16string::npos; end = key.path.rfind(u'\\', end - 1)) {
+      if (auto* above = Find({key.path.substr(0, end), key.view})) {
+        return machine.registry.PathOf(*above) + key.path.substr(end);
+      }
+    }
+    throw std::runtime_error("a path must begin with a predefined key's name");
+  }
+
+  /** Where a file of drive C stands on the host. */
+  fs::path OnHost(std::u16string path) const {
+    if (!path.starts_with(u"C:\\")) throw std::runtime_error("a file's path must begin with C:\\");
+    std::replace(path.begin(), path.end(), u'\\', u'/');
+    return driveC / path.substr(3);
+  }
+
+  fs::path driveC = NewHostFolder();
+  int folders = 0;
+  simulated::Machine& machine = simulated::Machine::Use(std::make_unique<simulated::Machine>());
+};
+
+TestMachine::TestMachine() : state(std::make_unique<State>()) {
+  // What every Windows has: the keys where the 32-bit view branches off, and the user's own software.
+  for (const auto* path :
+       {u"HKEY_LOCAL_MACHINE\\Software\\Wow6432Node", u"HKEY_LOCAL_MACHINE\\System",
+        u"HKEY_LOCAL_MACHINE\\Software\\Classes\\Wow6432Node", u"HKEY_CURRENT_USER\\Software"}) {
+    state->machine.registry.CreateKey(path);
+  }
+}
+
+TestMachine::~TestMachine() = default;
+
+void TestMachine::CreateKey(const KeyPath& key) {
+  if (HasKey(key)) return;
+  const auto path = state->StoredPath(key);
+  state->machine.registry.CreateKey(path);
+  state->machine.registry.SetLastWriteTime(path, state->machine.clock.Now());
+}
+
+void TestMachine::SetValue(const KeyPath& key, std::u16string_view name, platform::DWORD type,
+                           std::span<const std::uint8_t> bytes) {
+  const auto path = state->StoredPath(key);
+  state->machine.registry.SetValue(path, name, type, bytes);
+  state->machine.registry.SetLastWriteTime(path, state->machine.clock.Now());
+}
+
+bool TestMachine::DeleteKey(const KeyPath& key) {
+  return HasKey(key) && state->machine.registry.RemoveKey(state->StoredPath(key));
+}
+
+void TestMachine::ImportReg(std::string_view regText) {
+  simulated::RegistryMerger merger(state->machine.registry);
+  simulated::ParseRegFile({reinterpret_cast<const std::uint8_t*>(regText.data()), regText.size()},
+                          "import.reg", merger);
+}
+
+bool TestMachine::HasKey(const KeyPath& key) { return state->Find(key) != nullptr; }
+
+std::vector<std::u16string> TestMachine::SubKeyNames(const KeyPath& key) {
+  std::vector<std::u16string> names;
+  auto* found = state->Find(key);
+  for (std::size_t index = 0; found && index < found->SubKeyCount(); ++index) {
+    names.emplace_back(found->SubKeyAt(index).Name());
+  }
+  return names;
+}
+
+std::uint64_t TestMachine::LastWriteTime(const KeyPath& key) {
+  const auto* found = state->Find(key);
+  if (!found) throw std::runtime_error("there is no such key");
+  return found->lastWriteTime;
+}
+
+bool TestMachine::SetLastWriteTime(const KeyPath& key, std::uint64_t fileTime) {
+  state->machine.registry.SetLastWriteTime(state->StoredPath(key), fileTime);
+  return true;
+}
+
+void TestMachine::SetVariable(std::u16string_view name, std::u16string_view value) {
+  state->machine.environment.Set(name, value);
+}
+
+std::u16string TestMachine::Folder() {
+  const auto number = std::to_string(++state->folders);
+  const auto path = u"C:\\Temp\\Test " + std::u16string(number.begin(), number.end());
+  fs::create_directories(state->OnHost(path));
+  return path;
+}
+
+void TestMachine::MakeFile(const std::u16string& path, std::string_view contents) {
+  const auto file = state->OnHost(path);
+  fs::create_directories(file.parent_path());
+  std::ofstream stream(file, std::ios::binary);
+  stream << contents;
+  if (!stream.flush()) throw std::runtime_error("a file cannot be made");
+}
+
+void TestMachine::MakeProgram(const std::u16string& path) {
+  MakeFile(path, "");
+  auto run = [mark = state->OnHost(path + u".ran")] {
+    std::ofstream(mark).flush();
+    return 0;
+  };
+  state->machine.programs.Set(path, {.run = run});
+}
+
+bool TestMachine::ProgramRan(const std::u16string& path) { return fs::exists(state->OnHost(path + u".ran")); }
+
+std::u16string TestMachine::HostPath() { return state->machine.hostPath; }
+
+std::u16string TestMachine::CurrentDirectory() { return state->machine.currentDirectory; }
+
+std::vector<LogRecord> TestMachine::LogRecords() {
+  std::vector<LogRecord> records;
+  for (const auto& record : state->machine.LogRecords()) {
+    records.push_back({record.level, record.file, record.format});
+  }
+  return records;
+}
+
+bool RunsOnWine() { return false; }
+
+}  // namespace tests
