@@ -5,7 +5,7 @@ namespace simulated {
 void Faults::FailNth(std::size_t n, Extent extent, std::string_view operation) {
   const std::lock_guard guard(lock_);
   remaining_ = n;
-  extent_ = extent;
+  lasting_ = extent == Extent::Onwards;
   operation_ = operation;
   fired_ = false;
   armed_ = n > 0;
@@ -22,7 +22,7 @@ bool Faults::Hits(std::string_view operation) {
   if (!Armed()) return false;
   const std::lock_guard guard(lock_);
   if (!operation_.empty() && operation_ != operation) return false;
-  if (remaining_ == 0) return extent_ == Extent::Onwards;
+  if (remaining_ == 0) return lasting_;
   if (--remaining_ > 0) return false;
   fired_ = true;
   return true;

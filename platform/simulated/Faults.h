@@ -30,6 +30,9 @@ class Faults {
   /** Whether a call has failed since the latest FailNth. */
   bool Fired() const;
 
+  /** Whether all calls from some call on fail. */
+  bool Lasting() const { return Armed() && lasting_.load(std::memory_order_relaxed); }
+
   bool Armed() const { return armed_.load(std::memory_order_relaxed); }
   /** Counts a call. @return whether it has to fail */
   bool Hits(std::string_view operation);
@@ -38,7 +41,7 @@ class Faults {
   std::atomic<bool> armed_ = false;
   mutable std::mutex lock_;
   std::size_t remaining_ = 0;
-  Extent extent_ = Extent::Once;
+  std::atomic<bool> lasting_ = false;
   std::string operation_;
   bool fired_ = false;
 };

@@ -19,16 +19,18 @@ std::optional<Program> Programs::Find(std::u16string_view path) const {
   return found->second;
 }
 
-platform::HANDLE Programs::Run(const Program& program, ProgramStart start) {
-  auto process = std::make_shared<Waitable>(Waitable{.kind = Waitable::Kind::Process});
-  const platform::HANDLE handle = Handles::Shared().Open(process);
+StartedProgram Programs::Run(const Program& program, ProgramStart start) {
+  const StartedProgram started{std::make_shared<Waitable>(Waitable{.kind = Waitable::Kind::Process}),
+                               std::make_shared<Waitable>(Waitable{.kind = Waitable::Kind::Thread})};
   const std::lock_guard guard(lock_);
   starts_.push_back(std::move(start));
-  threads_.emplace_back([run = program.run, process] {
-    Handles::Shared().SetExitCode(*process, static_cast<platform::DWORD>(run()));
-    Handles::Shared().Signal(*process);
+  threads_.emplace_back([run = program.run, started] {
+    Handles& handles = Handles::Shared();
+    handles.SetExitCode(*started.process, static_cast<platform::DWORD>(run()));
+    handles.Signal(*started.thread);
+    handles.Signal(*started.process);
   });
-  return handle;
+  return started;
 }
 
 std::vector<ProgramStart> Programs::Starts() const {

@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -18,6 +19,8 @@
 #include "platform/Types.h"
 
 namespace simulated {
+
+struct Waitable;
 
 /** One start of a program. */
 struct ProgramStart {
@@ -34,6 +37,12 @@ struct Program {
   bool givesHandle = true;
 };
 
+/** A process and its first thread, both signalled when the program has ended. */
+struct StartedProgram {
+  std::shared_ptr<Waitable> process;
+  std::shared_ptr<Waitable> thread;
+};
+
 class Programs {
  public:
   Programs() = default;
@@ -46,8 +55,7 @@ class Programs {
   void Set(std::u16string_view name, Program program);
   std::optional<Program> Find(std::u16string_view path) const;
 
-  /** Starts a program. @return the handle of its process */
-  platform::HANDLE Run(const Program& program, ProgramStart start);
+  StartedProgram Run(const Program& program, ProgramStart start);
   /** What was started, in order. */
   std::vector<ProgramStart> Starts() const;
   /** Waits until every program that was started has ended. */

@@ -12,4 +12,12 @@ HANDLE CreateEventW(void* attributes, BOOL manualReset, BOOL initialState, const
 
 BOOL SetEvent(HANDLE event) { return ::SetEvent(event); }
 
+BOOL CloseHandle(HANDLE handle) { return ::CloseHandle(handle); }
+
+DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD timeoutMs) {
+  return ::WaitForMultipleObjects(count, handles, waitAll, timeoutMs);
+}
+
+void Sleep(DWORD durationMs) { ::Sleep(durationMs); }
+
 }  // namespace platform

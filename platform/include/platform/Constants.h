@@ -22,7 +22,12 @@
   X(STARTF_USESHOWWINDOW, 1)  \
   X(SW_SHOWNORMAL, 1)         \
   X(CREATE_NEW_CONSOLE, 0x10) \
-  X(SEE_MASK_NOCLOSEPROCESS, 0x40)
+  X(SEE_MASK_NOCLOSEPROCESS, 0x40) \
+  X(MAXIMUM_WAIT_OBJECTS, 64)      \
+  X(WAIT_OBJECT_0, 0)              \
+  X(WAIT_TIMEOUT, 258)             \
+  X(WAIT_FAILED, 0xFFFFFFFF)       \
+  X(INFINITE, 0xFFFFFFFF)
 
 /** The predefined keys: handle values that are always open. Windows sign-extends their 32 bits. */
 #define PLATFORM_PREDEFINED_KEYS(X) \

@@ -1,0 +1,14 @@
+/** Paths of files on a simulated machine. */
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace simulated {
+
+class Machine;
+
+/** A path with its drive: what is relative stands below the host's current directory. */
+std::u16string WholePath(const Machine& machine, std::u16string_view path);
+
+}  // namespace simulated

@@ -1,0 +1,85 @@
+#include "platform/Files.h"
+
+#include <algorithm>
+
+#include "simulated/Call.h"
+#include "simulated/FilePath.h"
+
+namespace simulated {
+
+std::u16string WholePath(const Machine& machine, std::u16string_view path) {
+  const bool hasDrive = path.size() >= 2 && path[1] == u':';
+  if (hasDrive) return std::u16string(path);
+  const std::u16string& current = machine.currentDirectory;
+  const bool fromDriveRoot = !path.empty() && (path[0] == u'\\' || path[0] == u'/');
+  return (fromDriveRoot ? current.substr(0, 2) : current + u'\\') + std::u16string(path);
+}
+
+namespace {
+
+/** The ANSI code page of this machine is that of Western Europe: what it has no character for becomes '?'. */
+std::string ToAnsi(std::u16string_view text) {
+  constexpr std::u16string_view kUpperControls =
+      u"\u20AC\u0081\u201A\u0192\u201E\u2026\u2020\u2021\u02C6\u2030\u0160\u2039\u0152\u008D\u017D\u008F"
+      u"\u0090\u2018\u2019\u201C\u201D\u2022\u2013\u2014\u02DC\u2122\u0161\u203A\u0153\u009D\u017E\u0178";
+  std::string ansi;
+  for (const char16_t unit : text) {
+    const auto special = kUpperControls.find(unit);
+    if (special != kUpperControls.npos) {
+      ansi += static_cast<char>(0x80 + special);
+    } else {
+      ansi += unit < 0x80 || (unit >= 0xA0 && unit <= 0xFF) ? static_cast<char>(unit) : '?';
+    }
+  }
+  return ansi;
+}
+
+}  // namespace
+}  // namespace simulated
+
+namespace platform {
+
+using simulated::Arguments;
+using simulated::Failure;
+using simulated::Machine;
+using simulated::Perform;
+
+int _waccess(const char16_t* path, int mode) {
+  Machine& machine = Machine::Current();
+  return Perform(
+      &machine, "_waccess", Failure<int>{-1},
+      [&](Arguments& arguments) { arguments.Text(path).Number(mode); },
+      [&] { return *path != 0 && machine.drives.Exists(simulated::WholePath(machine, path)) ? 0 : -1; });
+}
+
+DWORD GetCurrentDirectoryA(DWORD bufferBytes, char* buffer) {
+  Machine& machine = Machine::Current();
+  const auto answer = [&] {
+    const std::string directory = simulated::ToAnsi(machine.currentDirectory);
+    if (directory.size() >= bufferBytes) return static_cast<DWORD>(directory.size() + 1);
+    std::copy_n(directory.c_str(), directory.size() + 1, buffer);
+    return static_cast<DWORD>(directory.size());
+  };
+  return Perform(
+      &machine, "GetCurrentDirectoryA", Failure<DWORD>{0, simulated::kNotEnoughMemory},
+      [&](Arguments& arguments) { arguments.Number(bufferBytes); }, answer);
+}
+
+DWORD GetModuleFileNameA(HANDLE module, char* buffer, DWORD bufferBytes) {
+  Machine& machine = Machine::Current();
+  const auto answer = [&] {
+    if (bufferBytes == 0) return DWORD{0};
+    const std::string path = simulated::ToAnsi(machine.hostPath);
+    const std::size_t fitting = std::min<std::size_t>(path.size(), bufferBytes - 1);
+    std::copy_n(path.data(), fitting, buffer);
+    buffer[fitting] = 0;
+    if (fitting == path.size()) return static_cast<DWORD>(fitting);
+    simulated::SetLastError(simulated::kInsufficientBuffer);
+    return bufferBytes;
+  };
+  return Perform(
+      &machine, "GetModuleFileNameA", Failure<DWORD>{0, simulated::kNotEnoughMemory},
+      [&](Arguments& arguments) { arguments.Handle(module).Number(bufferBytes); }, answer);
+}
+
+}  // namespace platform

@@ -1,0 +1,212 @@
+#include "platform/Processes.h"
+
+#include <atomic>
+
+#include "platform/Constants.h"
+#include "simulated/Call.h"
+#include "simulated/FilePath.h"
+
+namespace simulated {
+namespace {
+
+using platform::BOOL;
+using platform::DWORD;
+using platform::HANDLE;
+using platform::PROCESS_INFORMATION;
+using platform::SHELLEXECUTEINFOW;
+using platform::STARTUPINFOW;
+
+constexpr DWORD kBadExeFormat = 193;
+
+struct FoundProgram {
+  std::u16string path;
+  Program program;
+  /** Why it cannot be started although something is there; 0 when it can. */
+  DWORD problem = 0;
+};
+
+BOOL Fail(DWORD lastError) {
+  SetLastError(lastError);
+  return 0;
+}
+
+bool EndsInExe(std::u16string_view path) {
+  constexpr std::u16string_view kExtension = u".exe";
+  return path.size() > kExtension.size() &&
+         SameName(path.substr(path.size() - kExtension.size()), kExtension);
+}
+
+bool IsBareName(std::u16string_view name) { return name.find_first_of(u"\\/:") == name.npos; }
+
+bool HasExtension(std::u16string_view path) {
+  const auto lastName = path.find_last_of(u"\\/") + 1;
+  return path.find(u'.', lastName) != path.npos;
+}
+
+std::optional<FoundProgram> FindAt(Machine& machine, const std::u16string& path) {
+  if (auto program = machine.programs.Find(path)) return FoundProgram{path, *program};
+  if (!machine.drives.Exists(path)) return std::nullopt;
+  if (machine.drives.IsFolder(path)) return FoundProgram{path, {}, kAccessDenied};
+  return FoundProgram{path, {}, EndsInExe(path) ? 0 : kBadExeFormat};
+}
+
+/** The folders that a bare name is looked for in, in Windows' order. */
+std::vector<std::u16string> SearchFolders(const Machine& machine) {
+  const std::u16string windows = machine.environment.Find(u"SystemRoot").value_or(u"C:\\Windows");
+  return {machine.hostPath.substr(0, machine.hostPath.rfind(u'\\')), machine.currentDirectory,
+          windows + u"\\System32", windows};
+}
+
+std::optional<FoundProgram> FindNamed(Machine& machine, const std::u16string& name) {
+  if (name.empty()) return std::nullopt;
+  if (!IsBareName(name)) return FindAt(machine, WholePath(machine, name));
+  if (auto program = machine.programs.Find(name)) return FoundProgram{name, *program};
+  for (const std::u16string& folder : SearchFolders(machine)) {
+    if (auto found = FindAt(machine, folder + u'\\' + name)) return found;
+  }
+  return std::nullopt;
+}
+
+std::optional<FoundProgram> FindProgram(Machine& machine, std::u16string_view name) {
+  const std::u16string given(name);
+  if (HasExtension(given)) return FindNamed(machine, given);
+  if (auto found = FindNamed(machine, given + u".exe")) return found;
+  return FindNamed(machine, given);
+}
+
+std::u16string WithoutLeadingBlanks(std::u16string_view text) {
+  const auto begin = text.find_first_not_of(u" \t");
+  return begin == text.npos ? std::u16string() : std::u16string(text.substr(begin));
+}
+
+/**
+ * The program that a command line begins with; `parameters` receives what follows. Without quotes the name
+ * may hold blanks: the shortest beginning that names a program is it.
+ */
+std::optional<FoundProgram> FindByCommandLine(Machine& machine, std::u16string_view line,
+                                              std::u16string& parameters) {
+  if (line.starts_with(u'"')) {
+    const auto end = std::min(line.find(u'"', 1), line.size());
+    parameters = WithoutLeadingBlanks(line.substr(std::min(end + 1, line.size())));
+    return FindProgram(machine, line.substr(1, end - 1));
+  }
+  for (std::size_t end = 0; end < line.size();) {
+    end = std::min(line.find_first_of(u" \t", end + 1), line.size());
+    parameters = WithoutLeadingBlanks(line.substr(end));
+    auto found = FindProgram(machine, line.substr(0, end));
+    // A folder of that name does not end the search.
+    if (found && found->problem != kAccessDenied) return found;
+  }
+  return std::nullopt;
+}
+
+DWORD NextProcessId() {
+  // Windows' numbers of processes and threads are multiples of four.
+  static std::atomic<DWORD> next = 0x1000;
+  return next.fetch_add(4);
+}
+
+BOOL Create(Machine& machine, const char16_t* application, const char16_t* commandLine,
+            PROCESS_INFORMATION* information) {
+  if (!application && !commandLine) return Fail(kInvalidParameter);
+  std::u16string parameters;
+  const auto found =
+      application ? FindNamed(machine, application) : FindByCommandLine(machine, commandLine, parameters);
+  if (!found) return Fail(kFileNotFound);
+  if (found->problem != 0) return Fail(found->problem);
+  if (application && commandLine) parameters = commandLine;
+  const StartedProgram started = machine.programs.Run(found->program, {found->path, parameters, false});
+  *information = {Handles::Shared().Open(started.process), Handles::Shared().Open(started.thread),
+                  NextProcessId(), NextProcessId()};
+  return 1;
+}
+
+/** What the shell answers beside the last error: the old error numbers, and above 32 for success. */
+HANDLE ShellAnswer(DWORD lastError) {
+  constexpr std::uintptr_t kStarted = 42;
+  constexpr std::uintptr_t kNoAssociationAnswer = 31;
+  if (lastError == 0) return reinterpret_cast<HANDLE>(kStarted);
+  if (lastError == kNoAssociation) return reinterpret_cast<HANDLE>(kNoAssociationAnswer);
+  return reinterpret_cast<HANDLE>(std::uintptr_t{lastError == kFileNotFound ? kFileNotFound : kAccessDenied});
+}
+
+std::u16string WithoutQuotes(std::u16string_view file) {
+  const bool quoted = file.size() >= 2 && file.front() == u'"' && file.back() == u'"';
+  return std::u16string(quoted ? file.substr(1, file.size() - 2) : file);
+}
+
+DWORD Execute(Machine& machine, SHELLEXECUTEINFOW& execute) {
+  if (execute.cbSize != sizeof execute) return kInvalidParameter;
+  const auto found = FindProgram(machine, WithoutQuotes(execute.lpFile ? execute.lpFile : u""));
+  if (!found) return kFileNotFound;
+  if (found->problem != 0) return found->problem == kBadExeFormat ? kNoAssociation : found->problem;
+  const bool elevated = execute.lpVerb && SameName(execute.lpVerb, u"runas");
+  if (elevated && !machine.elevationGranted) return kCancelled;
+  const std::u16string parameters = execute.lpParameters ? execute.lpParameters : u"";
+  const StartedProgram started = machine.programs.Run(found->program, {found->path, parameters, elevated});
+  if (found->program.givesHandle && execute.fMask & platform::SEE_MASK_NOCLOSEPROCESS) {
+    execute.hProcess = Handles::Shared().Open(started.process);
+  }
+  return 0;
+}
+
+void DescribeCreation(Arguments& arguments, const char16_t* application, const char16_t* commandLine,
+                      const void* processAttributes, const void* threadAttributes, BOOL inheritHandles,
+                      DWORD creationFlags) {
+  arguments.Text(application).Text(commandLine).Handle(processAttributes).Handle(threadAttributes);
+  arguments.Number(inheritHandles).Hex(creationFlags);
+}
+
+void DescribeStartup(Arguments& arguments, const STARTUPINFOW* startup) {
+  if (!startup) {
+    arguments.Handle(nullptr);
+  } else {
+    arguments.Number(startup->cb).Hex(startup->dwFlags).Number(startup->wShowWindow);
+  }
+}
+
+void DescribeExecution(Arguments& arguments, const SHELLEXECUTEINFOW& execute) {
+  arguments.Number(execute.cbSize).Hex(execute.fMask).Handle(execute.hwnd).Text(execute.lpVerb);
+  arguments.Text(execute.lpFile).Text(execute.lpParameters).Text(execute.lpDirectory).Number(execute.nShow);
+}
+
+}  // namespace
+}  // namespace simulated
+
+namespace platform {
+
+using simulated::Arguments;
+using simulated::Failure;
+using simulated::Machine;
+using simulated::Perform;
+
+BOOL CreateProcessW(const char16_t* application, char16_t* commandLine, void* processAttributes,
+                    void* threadAttributes, BOOL inheritHandles, DWORD creationFlags, void* environment,
+                    const char16_t* currentDirectory, STARTUPINFOW* startupInfo,
+                    PROCESS_INFORMATION* information) {
+  Machine& machine = Machine::Current();
+  return Perform(
+      &machine, "CreateProcessW", Failure<BOOL>{0, simulated::kNotEnoughMemory},
+      [&](Arguments& arguments) {
+        simulated::DescribeCreation(arguments, application, commandLine, processAttributes, threadAttributes,
+                                    inheritHandles, creationFlags);
+        arguments.Handle(environment).Text(currentDirectory);
+        simulated::DescribeStartup(arguments, startupInfo);
+      },
+      [&] { return simulated::Create(machine, application, commandLine, information); });
+}
+
+BOOL ShellExecuteExW(SHELLEXECUTEINFOW* execute) {
+  Machine& machine = Machine::Current();
+  execute->hProcess = nullptr;
+  return Perform(
+      &machine, "ShellExecuteExW", Failure<BOOL>{0, simulated::kNotEnoughMemory},
+      [&](Arguments& arguments) { simulated::DescribeExecution(arguments, *execute); },
+      [&] {
+        const DWORD lastError = simulated::Execute(machine, *execute);
+        execute->hInstApp = simulated::ShellAnswer(lastError);
+        return lastError == 0 ? BOOL{1} : simulated::Fail(lastError);
+      });
+}
+
+}  // namespace platform
