@@ -304,20 +304,22 @@ void Parser::WidenBytes() {
   bytes_.swap(wide);
 }
 
-// Text goes on over line ends, as Windows writes it. Most has no escape and is handed on where it lies.
+// Text goes on over line ends. Most has none and no escape, and is handed on where it lies.
 std::u16string_view Parser::ReadQuoted(std::u16string& room) {
   const char16_t* const start = at_++;
   const char16_t* const begin = at_;
-  at_ = std::find_if(at_, end_, [](char16_t unit) { return unit == u'"' || unit == u'\\'; });
+  at_ = std::find_if(at_, end_, [](char16_t unit) { return unit == u'"' || unit == u'\\' || unit == u'\r'; });
   if (at_ != end_ && *at_ == u'"') return {begin, at_++};
   Unescape(begin, room);
   if (!Take(u'"')) Fail(start, "the text has no closing quote; end it with \"");
   return room;
 }
 
+// Windows writes each line feed of a text as CRLF, and so the CRLF of a text as CRCRLF.
 void Parser::Unescape(const char16_t* begin, std::u16string& room) {
   room.assign(begin, at_);
   for (; at_ != end_ && *at_ != u'"'; ++at_) {
+    if (*at_ == u'\r' && end_ - at_ > 1 && at_[1] == u'\n') ++at_;
     const bool isEscape = *at_ == u'\\';
     if (isEscape && ++at_ == end_) return;
     room.push_back(isEscape ? Escaped(*at_) : *at_);

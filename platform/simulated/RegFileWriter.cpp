@@ -103,8 +103,9 @@ void RegFileWriter::Name(std::u16string_view name) {
 void RegFileWriter::Quoted(std::u16string_view text) {
   text_ += u'"';
   for (const char16_t unit : text) {
-    if (unit == u'"' || unit == u'\\') text_ += u'\\';
-    text_ += unit;
+    const bool isLineEnd = unit == u'\n' || unit == u'\r';
+    if (unit == u'"' || unit == u'\\' || isLineEnd) text_ += u'\\';
+    text_ += !isLineEnd ? unit : unit == u'\n' ? u'n' : u'r';
   }
   text_ += u'"';
 }

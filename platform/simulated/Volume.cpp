@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
+#include <future>
 #include <vector>
 
 #include "simulated/Hive.h"
@@ -56,26 +58,59 @@ std::uint32_t NumberOf(Key& key, std::u16string_view name) {
   return number;
 }
 
+/** A user's hive, opened or not. */
+struct UserHive {
+  fs::path file;
+  std::shared_ptr<Hive> hive;
+  /** Why it is not open. */
+  std::string error;
+};
+
+bool IsTemplate(const fs::path& folder) {
+  const std::u16string name = FromUtf8(folder.filename().string());
+  return SameName(name, u"Default") || SameName(name, u"Default User");
+}
+
+/** The hives of all who have a profile, but not of the templates of profiles to come: Windows loads none of
+ * those. */
+std::vector<UserHive> OpenUserHives(const fs::path& volume, const LoadObserver& observer) {
+  std::vector<UserHive> hives;
+  for (const auto& profiles : {FindEntry(volume, "Users"), FindEntry(volume, "Documents and Settings"),
+                               FindEntry(volume, "Windows", "ServiceProfiles")}) {
+    for (const fs::path& folder : FoldersIn(profiles)) {
+      const auto file = IsTemplate(folder) ? std::nullopt : FindEntry(folder, "NTUSER.DAT");
+      if (!file) continue;
+      UserHive& user = hives.emplace_back(UserHive{*file, nullptr, {}});
+      try {
+        user.hive = Hive::Open(*file, observer.warning);
+      } catch (const MachineError& error) {
+        user.error = error.what();
+      }
+    }
+  }
+  return hives;
+}
+
 class Loader {
  public:
-  Loader(const fs::path& volume, const fs::path& hives, Machine& machine, const LoadObserver& observer)
-      : volume_(volume), hives_(hives), registry_(machine.registry), observer_(observer) {}
+  Loader(const fs::path& hives, RegistryTree& registry, const LoadObserver& observer)
+      : hives_(hives), registry_(registry), observer_(observer) {}
 
-  void LoadMachineHives();
-  void LoadUserHives();
+  void LoadSoftware();
+  void LoadSystem();
+  void LoadDefault();
+  void LoadUser(const UserHive& user);
 
  private:
   void Warn(const std::string& line) const {
     if (observer_.warning) observer_.warning(line);
   }
+  void WarnOfMissing(const std::string& error) const { Warn(error + "; it is left out"); }
   std::shared_ptr<Hive> OpenOrWarn(const fs::path& file) const;
   fs::path HiveFile(std::string_view name) const { return FindEntry(hives_, name).value_or(hives_ / name); }
-  Key& KeyFor(const std::u16string& path) { return registry_.CreateKey(path); }
-  void LoadSystem();
-  void LoadUser(const fs::path& file, const fs::path& folder);
+  void Put(std::u16string_view path, Hive& hive) { hive.FillLater(registry_.CreateKey(path), hive.Root()); }
   std::u16string SidOf(const std::u16string& folderName);
 
-  const fs::path& volume_;
   const fs::path& hives_;
   RegistryTree& registry_;
   const LoadObserver& observer_;
@@ -86,18 +121,13 @@ std::shared_ptr<Hive> Loader::OpenOrWarn(const fs::path& file) const {
   try {
     return Hive::Open(file, observer_.warning);
   } catch (const MachineError& error) {
-    Warn(std::string(error.what()) + "; it is left out");
+    WarnOfMissing(error.what());
     return nullptr;
   }
 }
 
-void Loader::LoadMachineHives() {
-  const auto software = Hive::Open(HiveFile("SOFTWARE"), observer_.warning);
-  software->FillLater(KeyFor(u"HKEY_LOCAL_MACHINE\\SOFTWARE"), software->Root());
-  LoadSystem();
-  // What services without a profile see; a volume made of a few hives may have none.
-  if (const auto file = FindEntry(hives_, "DEFAULT"))
-    if (const auto hive = OpenOrWarn(*file)) hive->FillLater(KeyFor(u"HKEY_USERS\\.DEFAULT"), hive->Root());
+void Loader::LoadSoftware() {
+  Put(u"HKEY_LOCAL_MACHINE\\SOFTWARE", *Hive::Open(HiveFile("SOFTWARE"), observer_.warning));
 }
 
 // A running Windows shows the control set in use a second time, as CurrentControlSet; the hive does not hold
@@ -105,7 +135,7 @@ void Loader::LoadMachineHives() {
 void Loader::LoadSystem() {
   const auto system = OpenOrWarn(HiveFile("SYSTEM"));
   if (!system) return;
-  Key& key = KeyFor(u"HKEY_LOCAL_MACHINE\\SYSTEM");
+  Key& key = registry_.CreateKey(u"HKEY_LOCAL_MACHINE\\SYSTEM");
   key.lastWriteTime = system->TimeOf(system->Root());
   key.FillLater([system](Key& empty) {
     system->Fill(empty, system->Root());
@@ -117,30 +147,26 @@ void Loader::LoadSystem() {
   });
 }
 
-void Loader::LoadUserHives() {
-  for (const auto& profiles : {FindEntry(volume_, "Users"), FindEntry(volume_, "Documents and Settings"),
-                               FindEntry(volume_, "Windows", "ServiceProfiles")})
-    for (const fs::path& folder : FoldersIn(profiles))
-      if (const auto file = FindEntry(folder, "NTUSER.DAT")) LoadUser(*file, folder.filename());
+// What services without a profile see; a volume made of a few hives may have none.
+void Loader::LoadDefault() {
+  const auto file = FindEntry(hives_, "DEFAULT");
+  const auto hive = file ? OpenOrWarn(*file) : nullptr;
+  if (hive) Put(u"HKEY_USERS\\.DEFAULT", *hive);
 }
 
-void Loader::LoadUser(const fs::path& file, const fs::path& folder) {
-  const std::u16string name = FromUtf8(folder.string());
-  // The template of profiles to come, which a running Windows does not load.
-  if (SameName(name, u"Default") || SameName(name, u"Default User")) return;
-  const auto hive = OpenOrWarn(file);
-  if (!hive) return;
-  std::u16string sid = SidOf(name);
+void Loader::LoadUser(const UserHive& user) {
+  if (!user.hive) return WarnOfMissing(user.error);
+  const std::string folder = user.file.parent_path().filename().string();
+  std::u16string sid = SidOf(FromUtf8(folder));
   if (sid.empty()) {
-    Warn(file.string() + ": the volume's ProfileList has no such user; it is loaded as HKEY_USERS\\" +
-         folder.string());
-    sid = name;
+    Warn(user.file.string() + ": the volume's ProfileList has no such user; loaded as HKEY_USERS\\" + folder);
+    sid = FromUtf8(folder);
   }
   if (!hasPerson_ && sid.starts_with(u"S-1-5-21-")) {
     hasPerson_ = true;
     registry_.SetUser(sid);
   }
-  hive->FillLater(KeyFor(u"HKEY_USERS\\" + sid), hive->Root());
+  Put(u"HKEY_USERS\\" + sid, *user.hive);
 }
 
 std::u16string Loader::SidOf(const std::u16string& folderName) {
@@ -163,9 +189,13 @@ std::optional<fs::path> FindHives(const fs::path& folder) {
 
 void LoadVolume(const fs::path& volume, const fs::path& hives, Machine& machine,
                 const LoadObserver& observer) {
-  Loader loader(volume, hives, machine, observer);
-  loader.LoadMachineHives();
-  loader.LoadUserHives();
+  // The users' hives take about as long as SOFTWARE, and nobody needs them before it is there.
+  auto users = std::async(std::launch::async, OpenUserHives, std::cref(volume), std::cref(observer));
+  Loader loader(hives, machine.registry, observer);
+  loader.LoadSoftware();
+  loader.LoadSystem();
+  loader.LoadDefault();
+  for (const UserHive& user : users.get()) loader.LoadUser(user);
   machine.drives.Mount(u'C', volume);
 }
 
