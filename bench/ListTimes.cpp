@@ -1,0 +1,130 @@
+/**
+ * list-times: Google Benchmark's program on the inventory, on a simulated machine.
+ *
+ * Each time is given for one application, so that the sizes of one row compare: what grows with the list
+ * shows. The bare calls are the machine's own share of List.
+ */
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <memory>
+
+#include "BareScan.h"
+#include "FilledMachine.h"
+#include "KestrelbayGeneralSDK.h"
+#include "inventory/InstalledApps.h"
+
+namespace {
+
+// Filling takes longer than what is measured, and a measurement asks more than once.
+void UseMachine(std::size_t applications) {
+  static std::unique_ptr<bench::FilledMachine> machine;
+  static std::size_t filled = 0;
+  if (filled == applications) return;
+  machine.reset();
+  machine = std::make_unique<bench::FilledMachine>(applications);
+  filled = applications;
+}
+
+std::size_t Size(const benchmark::State& state) { return static_cast<std::size_t>(state.range(0)); }
+
+void ReportPerApplication(benchmark::State& state) {
+  state.counters["perApplication"] =
+      benchmark::Counter(static_cast<double>(state.range(0)),
+                         benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
+}
+
+void List(benchmark::State& state) {
+  UseMachine(Size(state));
+  for (auto _ : state) {
+    InstalledAppEntry* entries = nullptr;
+    std::uint32_t count = 0;
+    GetInstalledAppList(&entries, &count, false);
+    if (count != Size(state)) state.SkipWithError("the list is not whole");
+    ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
+  }
+  ReportPerApplication(state);
+}
+
+void BareCalls(benchmark::State& state) {
+  UseMachine(Size(state));
+  for (auto _ : state) bench::BareScan();
+  ReportPerApplication(state);
+}
+
+kestrelbay::InstalledAppInfo Record(std::size_t number, const std::u16string& name) {
+  const std::string digits = std::to_string(number);
+  kestrelbay::InstalledAppInfo record;
+  record.DisplayName = name;
+  record.DisplayVersion = std::u16string(digits.begin(), digits.end());
+  record.UninstallString = u"C:\\Program Files\\Brackenfold\\Editor\\uninstall.exe";
+  record.architecture = kestrelbay::k64BitView;
+  return record;
+}
+
+// Versions differ, so that nothing merges and the list only grows.
+void AddOneName(benchmark::State& state) {
+  for (auto _ : state) {
+    kestrelbay::AppList list;
+    for (std::size_t number = 0; number < Size(state); ++number) {
+      kestrelbay::AddOrMergeApp(list, Record(number, u"Brackenfold Editor"));
+    }
+    benchmark::DoNotOptimize(list.Take());
+  }
+  ReportPerApplication(state);
+}
+
+void MergeIntoOne(benchmark::State& state) {
+  for (auto _ : state) {
+    kestrelbay::AppList list;
+    for (std::size_t number = 0; number < Size(state); ++number) {
+      kestrelbay::InstalledAppInfo record = Record(1, u"Brackenfold Editor");
+      record.UninstallString.clear();
+      kestrelbay::AddOrMergeApp(list, std::move(record));
+    }
+    benchmark::DoNotOptimize(list.Take());
+  }
+  ReportPerApplication(state);
+}
+
+void Sort(benchmark::State& state) {
+  UseMachine(Size(state));
+  kestrelbay::InstalledAppList inScanOrder = kestrelbay::ScanInstalledApps();
+  // Spread by their last digits, as the scan had them: the sort's input is in no order of names.
+  std::ranges::stable_sort(inScanOrder, {}, [](const kestrelbay::InstalledAppInfo& app) {
+    return std::u16string(app.DisplayName.rbegin(), app.DisplayName.rend());
+  });
+  for (auto _ : state) {
+    state.PauseTiming();
+    kestrelbay::InstalledAppList apps = inScanOrder;
+    state.ResumeTiming();
+    std::ranges::stable_sort(apps, kestrelbay::AppNameLess);
+    benchmark::DoNotOptimize(apps.data());
+    state.PauseTiming();
+    apps.clear();
+    state.ResumeTiming();
+  }
+  ReportPerApplication(state);
+}
+
+void AtAllSizes(benchmark::internal::Benchmark* benchmark) {
+  benchmark->RangeMultiplier(10)->Range(1000, 100000)->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(List)->Apply(AtAllSizes);
+BENCHMARK(BareCalls)->Apply(AtAllSizes);
+BENCHMARK(Sort)->Apply(AtAllSizes);
+BENCHMARK(AddOneName)->Apply(AtAllSizes);
+BENCHMARK(MergeIntoOne)->Apply(AtAllSizes);
+
+}  // namespace
+
+int main(int count, char** values) {
+  InitDllLogger([](const char*, std::int32_t, const char*) {});
+  benchmark::Initialize(&count, values);
+  if (benchmark::ReportUnrecognizedArguments(count, values)) return EXIT_FAILURE;
+  benchmark::RunSpecifiedBenchmarks();
+  return EXIT_SUCCESS;
+}
