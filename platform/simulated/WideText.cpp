@@ -27,6 +27,8 @@ Lead LeadOf(std::uint8_t byte) {
   return {0, 0, 0};
 }
 
+bool IsContinuation(std::uint8_t byte) { return (byte & 0xC0) == 0x80; }
+
 /** Takes one character off `text`; a sequence that breaks off is one invalid character up to the break. */
 char32_t TakeCharacter(std::string_view& text) {
   const auto byteAt = [&](std::size_t index) { return static_cast<std::uint8_t>(text[index]); };
@@ -40,9 +42,12 @@ char32_t TakeCharacter(std::string_view& text) {
   auto character = static_cast<char32_t>(first & (0x3F >> lead.following));
   std::size_t length = 1;
   for (; valid && lead.following > 0; --lead.following) {
-    valid = length < text.size() && byteAt(length) >= lead.lowestNext && byteAt(length) <= lead.highestNext;
+    valid = length < text.size() && IsContinuation(byteAt(length));
     if (!valid) break;
-    character = character << 6 | (byteAt(length++) & 0x3F);
+    // A second byte out of bounds still belongs to the invalid character.
+    const std::uint8_t next = byteAt(length++);
+    valid = next >= lead.lowestNext && next <= lead.highestNext;
+    character = character << 6 | (next & 0x3F);
     lead.lowestNext = 0x80;
     lead.highestNext = 0xBF;
   }
