@@ -10,7 +10,9 @@ constexpr const char16_t* kUninstall = u"Software\\Microsoft\\Windows\\CurrentVe
 void TestMachine::SetText(const KeyPath& key, std::u16string_view name, std::u16string_view text,
                           platform::DWORD type) {
   std::vector<std::uint8_t> bytes;
-  for (const char16_t unit : std::u16string(text) + u'\0') {
+  std::u16string terminated(text);
+  terminated.push_back(u'\0');
+  for (const char16_t unit : terminated) {
     bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
     bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
   }
@@ -26,9 +28,11 @@ void TestMachine::SetNumber(const KeyPath& key, std::u16string_view name, std::u
 
 std::vector<KeyPath> TestMachine::UninstallKeys() {
   const auto machine = std::u16string(u"HKEY_LOCAL_MACHINE\\") + kUninstall;
-  std::vector<KeyPath> parents = {{machine, View::Bits64}, {machine, View::Bits32}};
+  std::vector<KeyPath> parents;
+  parents.emplace_back(machine, View::Bits64);
+  parents.emplace_back(machine, View::Bits32);
   for (const auto& user : SubKeyNames(u"HKEY_USERS"))
-    parents.push_back(u"HKEY_USERS\\" + user + u"\\" + kUninstall);
+    parents.emplace_back(u"HKEY_USERS\\" + user + u"\\" + kUninstall);
   std::vector<KeyPath> keys;
   for (const auto& parent : parents) {
     for (const auto& name : SubKeyNames(parent)) keys.emplace_back(parent.path + u"\\" + name, parent.view);

@@ -25,9 +25,9 @@ enum class View { Native, Bits32, Bits64 };
 
 /** Where a key is: a whole path such as u"HKEY_LOCAL_MACHINE\\Software\\App", as one view of it has it. */
 struct KeyPath {
-  KeyPath(const char16_t* wholePath) : path(wholePath) {}            // NOLINT: a path is a key's place
-  KeyPath(std::u16string wholePath) : path(std::move(wholePath)) {}  // NOLINT
-  KeyPath(std::u16string wholePath, View viewOfIt) : path(std::move(wholePath)), view(viewOfIt) {}
+  KeyPath(const char16_t* wholePath) : path(wholePath) {}        // NOLINT: a path is a key's place
+  KeyPath(const std::u16string& wholePath) : path(wholePath) {}  // NOLINT
+  KeyPath(const std::u16string& wholePath, View viewOfIt) : path(wholePath), view(viewOfIt) {}
 
   std::u16string path;
   View view = View::Native;

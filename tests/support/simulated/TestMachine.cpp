@@ -165,6 +165,8 @@ std::vector<LogRecord> TestMachine::LogRecords() {
   return records;
 }
 
+void TestMachine::IgnoreInvalidParameters() { simulated::SetInvalidParameterHandler(nullptr); }
+
 bool RunsOnWine() { return false; }
 
 }  // namespace tests
