@@ -1,0 +1,113 @@
+"""Runs the command-line host for the tests, on machines that they write."""
+
+import fcntl
+import os
+import pathlib
+import pty
+import select
+import shutil
+import struct
+import subprocess
+import tempfile
+import termios
+import unicodedata
+import unittest
+
+PROGRAM = os.environ["KESTRELBAY_PROGRAM"]
+UNINSTALL = r"Software\Microsoft\Windows\CurrentVersion\Uninstall"
+UNINSTALL_32 = r"Software\Wow6432Node\Microsoft\Windows\CurrentVersion\Uninstall"
+USER = r"HKEY_USERS\S-1-5-21-1-2-3-1001"
+HEADER = "Windows Registry Editor Version 5.00\n"
+GATE = "\n[HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products]\n"
+SECONDS = 60
+
+
+def quoted(text):
+    return '"' + text.replace("\\", "\\\\").replace('"', '\\"') + '"'
+
+
+def key(path, values, last_write_time=None):
+    """One key of a registration file; values are texts."""
+    lines = [f"\n[{path}]"]
+    if last_write_time is not None:
+        lines.append(f";LastWriteTime={last_write_time}")
+    lines += [f"{quoted(name)}={quoted(text)}" for name, text in values.items()]
+    return "\n".join(lines) + "\n"
+
+
+def app(name, path=None, last_write_time=None, **values):
+    """The uninstall key of an application, by default one of the 64-bit view."""
+    values = {"DisplayName": name, "UninstallString": "remove " + name, **values}
+    return key(path or f"HKEY_LOCAL_MACHINE\\{UNINSTALL}\\{name}", values, last_write_time)
+
+
+def environment(**changes):
+    """The tests' own environment without what the host looks at, and with the changes."""
+    own = {name: text for name, text in os.environ.items() if name not in ("COLUMNS", "NO_COLOR")}
+    return {**own, "TERM": "xterm", **changes}
+
+
+def cells(line):
+    """Cells of a line on a terminal, as the Unicode database has it."""
+    return sum(0 if unicodedata.category(c) in ("Mn", "Me", "Cf") else
+               2 if unicodedata.east_asian_width(c) in "WF" else 1 for c in line)
+
+
+class TestCase(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kestrelbay-"))
+        self.addCleanup(shutil.rmtree, self.folder)
+
+    def machine(self, *keys, name="pc", encoding="utf-8"):
+        """Writes a machine with these keys and the installer's own; returns its folder."""
+        registry = self.folder / name / "registry"
+        registry.mkdir(parents=True)
+        text = HEADER + GATE + "".join(keys)
+        (registry / "10-machine.reg").write_bytes(text.encode(encoding, "surrogatepass"))
+        return self.folder / name
+
+    def run_host(self, *arguments, canned=None, stdout=subprocess.PIPE, **changes):
+        """Runs the host to its end; output is bytes."""
+        if canned:
+            changes = {"LD_PRELOAD": os.environ["KESTRELBAY_CANNED"],
+                       "ASAN_OPTIONS": "verify_asan_link_order=0", **canned, **changes}
+        return subprocess.run([PROGRAM, *map(str, arguments)], stdin=subprocess.DEVNULL, stdout=stdout,
+                              stderr=subprocess.PIPE, env=environment(**changes), timeout=SECONDS)
+
+    def output(self, *arguments, **options):
+        """Standard output of a run that must do what it was asked, without a word beside."""
+        done = self.run_host(*arguments, **options)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        return done.stdout.decode()
+
+    def refusal(self, status, *arguments, **options):
+        """The one line of a run that must end in this status and print nothing else."""
+        done = self.run_host(*arguments, **options)
+        line = done.stderr.decode()
+        self.assertEqual(done.returncode, status, line)
+        self.assertFalse(done.stdout)
+        self.assertRegex(line, r"\Akestrelbay: [^\n]+\n\Z")
+        return line
+
+    def run_on_terminal(self, *arguments, columns=80, during=None, **changes):
+        """Runs the host with both outputs on a terminal; returns what the terminal was sent.
+
+        `during` is called with the process and what was sent until then, each time something is.
+        """
+        ours, its = pty.openpty()
+        fcntl.ioctl(its, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        process = subprocess.Popen([PROGRAM, *map(str, arguments)], stdin=subprocess.DEVNULL, stdout=its,
+                                   stderr=its, env=environment(**changes))
+        os.close(its)
+        sent = b""
+        while select.select([ours], [], [], SECONDS)[0]:
+            try:
+                piece = os.read(ours, 65536)
+            except OSError:  # how a terminal tells that its last program has ended
+                break
+            sent += piece
+            if during:
+                during(process, sent)
+        os.close(ours)
+        self.assertEqual(process.wait(SECONDS), 0)
+        return sent.decode().replace("\r\n", "\n")

@@ -1,0 +1,66 @@
+"""The icon of one application."""
+
+import base64
+import json
+import os
+
+from kestrelbay import TestCase, app
+
+PICTURE = b"\x89PNG\r\n\x1a\n" + bytes(range(256)) * 5 + b"end"
+CANNED = {"CANNED_ICON": "data:image/png;base64," + base64.b64encode(PICTURE).decode()}
+
+
+class IconFileTest(TestCase):
+    def setUp(self):
+        super().setUp()
+        self.pc = self.machine(app("Alpha", DisplayIcon='"C:\\\\Alpha\\\\a.ico",0'), app("Bare"))
+
+    def test_path_on_the_machine_is_printed(self):
+        self.assertEqual(self.output("--machine", self.pc, "icon", "Alpha"), "C:\\Alpha\\a.ico\n")
+        self.assertEqual(json.loads(self.output("--machine", self.pc, "icon", "Alpha", "--json")),
+                         {"displayName": "Alpha", "iconText": "C:\\Alpha\\a.ico"})
+
+    def test_path_is_not_written_as_a_picture(self):
+        file = self.folder / "a.png"
+        for json_option in ([], ["--json"]):
+            line = self.refusal(1, "--machine", self.pc, "icon", "Alpha", "-o", file, *json_option)
+            self.assertIn("C:\\Alpha\\a.ico", line)
+            self.assertFalse(file.exists())
+
+    def test_no_icon_tells_where_the_names_are(self):
+        for name in ("Bare", "alpha", "missing", "", "root", "[a,b]"):
+            line = self.refusal(1, "--machine", self.pc, "icon", name)
+            self.assertIn(f'no icon: nothing named "{name}"', line)
+            self.assertIn("kestrelbay list", line)
+
+
+class PictureTest(TestCase):
+    def test_goes_into_a_pipe_as_it_is(self):
+        self.assertEqual(self.run_host("icon", "Alpha", canned=CANNED).stdout, PICTURE)
+
+    def test_goes_to_a_file(self):
+        file = self.folder / "α.png"
+        self.assertEqual(self.output("icon", "Alpha", "-o", file, canned=CANNED),
+                         f"{file}: PNG, {len(PICTURE)} bytes\n")
+        self.assertEqual(file.read_bytes(), PICTURE)
+        self.assertEqual(os.listdir(self.folder), ["α.png"])
+
+    def test_replaces_the_file_that_a_link_names(self):
+        file, link = self.folder / "a.png", self.folder / "link.png"
+        file.write_bytes(b"old")
+        link.symlink_to(file)
+        self.output("icon", "Alpha", "-o", link, canned=CANNED)
+        self.assertTrue(link.is_symlink())
+        self.assertEqual(file.read_bytes(), PICTURE)
+
+    def test_leaves_nothing_behind_where_it_cannot_write(self):
+        before = self.folder / "folder"
+        before.mkdir()
+        for file in (before, self.folder / "missing" / "a.png", before / ("x" * 300)):
+            self.assertIn(f"cannot write {file}: ", self.refusal(1, "icon", "A", "-o", file, canned=CANNED))
+        self.assertEqual(os.listdir(self.folder), ["folder"])
+        self.assertEqual(os.listdir(before), [])
+
+    def test_writes_to_a_device_without_replacing_it(self):
+        self.assertIn("No space left", self.refusal(1, "icon", "A", "-o", "/dev/full", canned=CANNED))
+        self.assertFalse(os.path.isfile("/dev/full"))

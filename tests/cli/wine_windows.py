@@ -1,0 +1,84 @@
+"""The host on Windows, run by Wine: the same program on the one machine that there is."""
+
+import json
+import os
+import subprocess
+import unittest
+
+PROGRAM = [os.environ["KESTRELBAY_RUNNER"], os.environ["KESTRELBAY_PROGRAM"]]
+UNINSTALL = r"HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\Uninstall"
+GATE = r"HKEY_LOCAL_MACHINE\Software\Classes\Installer\Products"
+SECONDS = 120
+
+
+def reg(*arguments):
+    subprocess.run([PROGRAM[0], "reg", *arguments], check=True, stdout=subprocess.DEVNULL, timeout=SECONDS)
+
+
+def run_host(*arguments, stdout=subprocess.PIPE):
+    own = {name: text for name, text in os.environ.items() if name != "COLUMNS"}
+    return subprocess.run([*PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=stdout,
+                          stderr=subprocess.PIPE, env=own, timeout=SECONDS)
+
+
+class WindowsTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        reg("add", GATE, "/f")
+        for name, text in (("DisplayName", "Alpha 日本語"), ("UninstallString", "remove"),
+                           ("DisplayIcon", r"C:\Alpha\a.ico"), ("InstallDate", "20230115")):
+            reg("add", UNINSTALL + r"\CliAlpha", "/v", name, "/d", text, "/f")
+
+    @classmethod
+    def tearDownClass(cls):
+        reg("delete", UNINSTALL + r"\CliAlpha", "/f")
+
+    def refusal(self, status, *arguments, **options):
+        done = run_host(*arguments, **options)
+        self.assertEqual(done.returncode, status)
+        self.assertFalse(done.stdout)
+        self.assertRegex(done.stderr.decode(), r"\Akestrelbay: [^\n]+\n\Z")
+        return done.stderr.decode()
+
+    def test_list_for_a_program(self):
+        done = run_host("list", "--json")
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        alpha = [a for a in json.loads(done.stdout) if a["displayName"] == "Alpha 日本語"]
+        self.assertEqual(len(alpha), 1)
+        self.assertGreater(int(alpha[0].pop("lastWriteTime")), 1600000000000)
+        self.assertEqual(list(alpha[0].items()), [
+            ("displayName", "Alpha 日本語"), ("installLocation", ""), ("displayVersion", ""),
+            ("displayIcon", r"C:\Alpha\a.ico"), ("iconText", r"C:\Alpha\a.ico"), ("installDate", "20230115"),
+            ("architecture", 2)])
+
+    def test_list_for_a_person(self):
+        lines = run_host("list").stdout.decode().splitlines()
+        self.assertIn(["Alpha", "日本語", "x64", "2023-01-15"], [line.split() for line in lines])
+        self.assertRegex(lines[-1], r"\A\d+ applications?\.\Z")
+
+    def test_icon_of_a_name_in_another_script(self):
+        self.assertEqual(run_host("icon", "Alpha 日本語").stdout, b"C:\\Alpha\\a.ico\n")
+        self.assertIn('"Beta 日本語"', self.refusal(1, "icon", "Beta 日本語"))
+
+    def test_fixed_answers(self):
+        self.assertEqual(json.loads(run_host("blocked", "--json").stdout),
+                         ["com.tolvan.tvdisk", "com.tolvan.baymarket"])
+        folder = os.path.dirname(PROGRAM[1]).replace("/", "\\")
+        self.assertEqual(json.loads(run_host("root", "--json").stdout), {"root": "Z:" + folder})
+
+    def test_wrong_usage(self):
+        self.assertIn("leave it out", self.refusal(2, "--machine", "pc", "list"))
+        self.assertIn("no command given", self.refusal(2))
+        self.assertIn("nonsense", self.refusal(2, "nonsense"))
+
+    def test_log(self):
+        self.assertIn("info KestrelbayGeneralSDK GetInstalledAppList:", run_host("--log", "list").stderr.decode())
+
+    def test_output_that_goes_nowhere(self):
+        with open("/dev/full", "wb") as full:
+            self.assertIn("cannot write", self.refusal(1, "list", stdout=full))
+        reading, writing = os.pipe()
+        os.close(reading)
+        done = run_host("list", stdout=writing)
+        os.close(writing)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
