@@ -6,6 +6,19 @@
 #include "simulated/NamePool.h"
 
 namespace simulated {
+namespace {
+
+/** Has memory read into the caches, without waiting for it. */
+void Fetch(const void* begin, std::size_t size) {
+  constexpr std::size_t kLineBytes = 64;
+  constexpr std::size_t kMostBytes = 2048;
+  const auto* bytes = static_cast<const char*>(begin);
+  for (std::size_t offset = 0; offset < std::min(size, kMostBytes); offset += kLineBytes) {
+    __builtin_prefetch(bytes + offset);
+  }
+}
+
+}  // namespace
 
 Key::Key(std::u16string_view name, Key* parent)
     : name_(name),
@@ -42,7 +55,9 @@ Key& Key::SubKeyAt(std::size_t index) {
 std::size_t Key::PositionOf(std::u16string_view name, bool& found) {
   found = true;
   if (nextPosition_ < subKeys_.size() && SameName(subKeys_[nextPosition_]->name_, name)) {
-    return nextPosition_++;
+    const std::size_t position = nextPosition_++;
+    FetchAhead();
+    return position;
   }
   found = false;
   // Files and hives list keys in this very order, so a new one mostly belongs at the end.
@@ -55,6 +70,15 @@ std::size_t Key::PositionOf(std::u16string_view name, bool& found) {
   const auto index = static_cast<std::size_t>(position - subKeys_.begin());
   if (found) nextPosition_ = index + 1;
   return index;
+}
+
+void Key::FetchAhead() const {
+  if (nextPosition_ + 1 >= subKeys_.size()) return;
+  Fetch(subKeys_[nextPosition_ + 1].get(), sizeof(Key));
+  const Key& next = *subKeys_[nextPosition_];
+  Fetch(next.name_.data(), next.name_.size() * sizeof(char16_t));
+  Fetch(next.values_.data(), next.values_.size() * sizeof(Value));
+  Fetch(next.bytes_.data(), next.bytes_.size());
 }
 
 Key* Key::FindSubKey(std::u16string_view name) {

@@ -96,6 +96,11 @@ class Key : public std::enable_shared_from_this<Key> {
   using Values = std::vector<Value>;
 
   void Fill();
+  /**
+   * Has the memory of the sub key behind the last one found read ahead: a scan of more keys than caches hold
+   * would otherwise wait for every part of each of them.
+   */
+  void FetchAhead() const;
   std::size_t PositionOf(std::u16string_view name, bool& found);
   Values::iterator LocateValue(std::u16string_view name);
   ValueView ViewOf(const Value& value) const;

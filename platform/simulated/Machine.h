@@ -37,7 +37,11 @@ class Machine {
   Machine();
   ~Machine();
 
-  /** The machine that port operations act on: an empty one until another is put in its place. */
+  /**
+   * The machine that port operations act on, until another is put in its place: the one of the directory that
+   * the environment variable KESTRELBAY_MACHINE names when it is first asked for, else an empty one. A
+   * directory that cannot be used ends the process with one line on standard error and exit status 1.
+   */
   static Machine& Current();
   /** The same, but null where nothing has asked for a machine yet. */
   static Machine* CurrentOrNull();

@@ -103,9 +103,11 @@ Key* RegistryTree::Find(Key& start, std::u16string_view path, View view) {
 }
 
 Key* RegistryTree::Predefined(platform::HKEY handle) {
-  const Guard guard(lock_);
   // Compared by their low half: 32-bit programs' own values of these keys are taken as well.
-  switch (static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(handle))) {
+  const auto number = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(handle));
+  if (number < 0x80000000) return nullptr;
+  const Guard guard(lock_);
+  switch (number) {
     case 0x80000000:
       return &machine_->CreateSubKey(u"Software").CreateSubKey(u"Classes");
     case 0x80000001:

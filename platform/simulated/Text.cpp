@@ -26,11 +26,19 @@ DWORD CheckRequest(platform::UINT codePage, DWORD flags, const void* text, int l
   return flags == 0 ? 0 : kInvalidFlags;
 }
 
+/** How much of a text there is room for; UTF-8 is never cut inside a character. */
+std::size_t Fitting(std::u16string_view text, std::size_t room) { return std::min(text.size(), room); }
+std::size_t Fitting(std::string_view text, std::size_t room) {
+  if (room >= text.size()) return text.size();
+  while (room > 0 && (static_cast<std::uint8_t>(text[room]) & 0xC0) == 0x80) --room;
+  return room;
+}
+
 /** Hands a converted text over: its length, as far as there is room, or only asked for. */
 template <typename Unit>
 int Deliver(std::basic_string_view<Unit> converted, Unit* room, int size) {
   if (size == 0) return static_cast<int>(converted.size());
-  const std::size_t fitting = std::min(converted.size(), static_cast<std::size_t>(size));
+  const std::size_t fitting = Fitting(converted, static_cast<std::size_t>(size));
   std::copy_n(converted.data(), fitting, room);
   return fitting == converted.size() ? static_cast<int>(fitting) : Fail(kInsufficientBuffer);
 }
