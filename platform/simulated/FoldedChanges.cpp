@@ -20,6 +20,9 @@ bool FoldedChanges::NameLess::operator()(std::u16string_view left, std::u16strin
 }
 
 void FoldedChanges::OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) {
+  // The keys above come with it, and stay when it goes again.
+  for (std::size_t end = path.find(u'\\'); end != path.npos; end = path.find(u'\\', end + 1))
+    keys_[std::u16string(path.substr(0, end))].isThere = true;
   key_ = &keys_[std::u16string(path)];
   key_->isThere = true;
   if (lastWriteTime) key_->lastWriteTime = lastWriteTime;
