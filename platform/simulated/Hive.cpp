@@ -22,6 +22,7 @@ using Block = std::unique_ptr<T[], Free>;
 
 std::string WhyNot(int error) {
   if (error == ENOTSUP || error == EINVAL) return "is damaged, or no hive; restore it from a backup";
+  if (error == ENOENT) return "is missing; put it there";
   return std::string("cannot be read (") + std::strerror(error) + "); make it readable";
 }
 
