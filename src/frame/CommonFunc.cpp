@@ -49,7 +49,9 @@ std::string WideToUtf8(const char16_t* wide) {
   if (needed < 1) return {};
   // No NUL can stand among the converted bytes: the input ends at its first one.
   std::string text(static_cast<std::size_t>(needed), '\0');
-  platform::WideCharToMultiByte(platform::CP_UTF8, 0, wide, chars, text.data(), needed, nullptr, nullptr);
+  const int written =
+      platform::WideCharToMultiByte(platform::CP_UTF8, 0, wide, chars, text.data(), needed, nullptr, nullptr);
+  text.resize(static_cast<std::size_t>(written));  // 0 where only the conversion itself fails
   return text;
 }
 
