@@ -1,0 +1,190 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <ostream>
+
+#include "HostCallbacks.h"
+#include "OnMachine.h"
+#include "frame/CommonFunc.h"
+#include "inventory/InstalledApps.h"
+#include "platform/Constants.h"
+
+namespace kestrelbay {
+namespace {
+
+using simulated::Faults;
+using simulated::Machine;
+
+const std::u16string kPacked = u"87654321DCBA10FE32547698BADCFE10";
+const std::u16string kHive = u"HKEY_USERS\\S-1-5-21-1\\Software\\Microsoft\\";
+
+void SetText(Machine& machine, const std::u16string& path, std::u16string_view name, std::u16string_view text,
+             platform::DWORD type = 1) {
+  machine.registry.SetText(path, name, text, type);
+}
+
+/** A machine on which a scan takes every road. */
+Machine& UseFullMachine() {
+  Machine& machine = Machine::Use(std::make_unique<Machine>());
+  SetText(machine, kProductsPath + u"\\" + kPacked, u"ProductName", u"Managed");
+  SetText(machine, kUninstall32Path + u"\\App", u"DisplayName", u"App");
+  SetText(machine, kUninstall32Path + u"\\App", u"UninstallString", u"u");
+  SetText(machine, kUninstall32Path + u"\\App", u"DisplayIcon", u"%SystemRoot%\\a.ico", 2);
+  SetText(machine, kUninstall64Path + u"\\{12345678-ABCD-EF01-2345-6789ABCDEF01}", u"WindowsInstaller", u"1");
+  SetText(machine, kHive + u"Windows\\CurrentVersion\\Uninstall\\User", u"DisplayName", u"User");
+  SetText(machine, kHive + u"Windows\\CurrentVersion\\Uninstall\\User", u"UninstallString", u"u");
+  SetText(machine, kHive + u"Installer\\Products\\" + kPacked, u"ProductName", u"Joined");
+  for (const std::u16string& userData : {kUserData32Path, kUserData64Path}) {
+    machine.registry.CreateKey(userData + u"\\S-1-5-21-1\\Products\\" + kPacked + u"\\InstallProperties");
+  }
+  return machine;
+}
+
+struct Extent {
+  Faults::Extent value;
+};
+
+void PrintTo(const Extent& extent, std::ostream* out) {
+  *out << (extent.value == Faults::Extent::Once ? "once" : "onwards");
+}
+
+/** Makes the n-th call fail for every n there is. */
+class FailureSweep : public testing::TestWithParam<Extent> {
+ protected:
+  FailureSweep() {
+    Machine::Use(std::make_unique<Machine>());
+    // Records go to log.dll: a message that cannot be formatted would end at the logger's own lock.
+    InitDllLogger(nullptr);
+  }
+
+  /** @param flow told the machine, on which a call may fail */
+  void Sweep(std::size_t fewestCalls, const std::function<void(Machine&)>& flow) {
+    std::size_t n = 1;
+    for (;; ++n) {
+      Machine& machine = UseFullMachine();
+      machine.faults.FailNth(n, GetParam().value);
+      flow(machine);
+      EXPECT_EQ(machine.OpenKeys(), 0U) << "call " << n;
+      machine.faults.Clear();
+      if (!machine.faults.Fired()) break;
+      ASSERT_LT(n, 100000U);
+    }
+    EXPECT_GT(n, fewestCalls);
+  }
+
+  LogCapture log;
+};
+
+INSTANTIATE_TEST_SUITE_P(FailingCall, FailureSweep,
+                         testing::Values(Extent{Faults::Extent::Once}, Extent{Faults::Extent::Onwards}),
+                         testing::PrintToStringParamName());
+
+TEST_P(FailureSweep, ScanListsWhatItCanRead) {
+  std::size_t listed = 0;
+  Sweep(100, [&](Machine&) {
+    const InstalledAppList apps = ScanInstalledApps();
+    listed = apps.size();
+    for (const InstalledAppInfo& app : apps) EXPECT_NE(app.DisplayName, u"");
+    EXPECT_LE(apps.size(), 5U);
+  });
+  // The last round had no failure.
+  EXPECT_EQ(listed, 5U);
+}
+
+TEST_P(FailureSweep, ListExportHandsOutAWholeArray) {
+  Sweep(100, [&](Machine& machine) {
+    InstalledAppEntry* entries = nullptr;
+    std::uint32_t count = 77;
+    GetInstalledAppList(&entries, &count, true);
+    ASSERT_NE(entries, nullptr);
+    ASSERT_LE(count, 5U);
+    for (std::uint32_t at = 0; at < count; ++at) {
+      const InstalledAppEntry& entry = entries[at];
+      for (const char* text : {entry.displayName, entry.installLocation, entry.displayVersion,
+                               entry.displayIcon, entry.iconText, entry.installDate, entry.lastWriteTime}) {
+        EXPECT_NE(text, nullptr);
+      }
+    }
+    ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
+    EXPECT_EQ(entries, nullptr);
+    EXPECT_EQ(machine.LogRecords().size(), 2U);
+  });
+}
+
+TEST_P(FailureSweep, IconRequestCallsBackOnce) {
+  Sweep(100, [](Machine&) {
+    IconReceiver receiver;
+    GetAppIconAsync(&IconReceiver::Receive, "App");
+    EXPECT_EQ(receiver.WaitForTexts(1).size(), 1U);
+  });
+}
+
+/** Ends when the thread that it was made on does. */
+struct ThreadEnd {
+  ~ThreadEnd() {
+    const std::lock_guard held(mutex);
+    ++ended;
+    changed.notify_all();
+  }
+
+  static inline std::mutex mutex;
+  static inline std::condition_variable changed;
+  static inline std::size_t ended = 0;
+};
+
+void ReceiveAndTellTheEnd(InstalledAppEntry* entries, std::int32_t count) {
+  thread_local const ThreadEnd end;
+  static_cast<void>(end);
+  ListReceiver::Receive(entries, count);
+}
+
+TEST_P(FailureSweep, ListRequestCallsBackOnce) {
+  std::size_t requests = ThreadEnd::ended;
+  Sweep(100, [&](Machine&) {
+    ListReceiver receiver;
+    GetInstalledAppListAsync(&ReceiveAndTellTheEnd, false);
+    // The worker still logs and releases behind the callback, so its end is waited for.
+    std::unique_lock held(ThreadEnd::mutex);
+    ++requests;
+    ThreadEnd::changed.wait(held, [&] { return ThreadEnd::ended >= requests; });
+    held.unlock();
+    EXPECT_EQ(receiver.WaitForLists(1).size(), 1U);
+    EXPECT_FALSE(receiver.SawNull());
+  });
+}
+
+TEST_P(FailureSweep, RootDirIsEmptyWhereItCannotBeRead) {
+  for (const std::uint32_t mode : {1U, 2U}) {
+    Sweep(1, [mode](Machine& machine) {
+      char buffer[64] = "untouched";
+      std::int32_t size = sizeof buffer;
+      ::GetRootDir(buffer, &size, mode);
+      EXPECT_STREQ(buffer, machine.faults.Fired() ? "" : "C:\\Program Files\\Host");
+    });
+  }
+}
+
+TEST_P(FailureSweep, FactsAboutFilesAndProcessesFailByResultAlone) {
+  Sweep(1, [](Machine&) { FileExists("C:\\none"); });
+  Sweep(1, [](Machine& machine) {
+    machine.drives.AddFile(u"C:\\a.exe");
+    const std::int32_t started = StartProcess(u"C:\\a.exe");
+    EXPECT_EQ(started, machine.faults.Fired() ? 0 : 1);
+    machine.programs.WaitForAll();
+  });
+}
+
+TEST_P(FailureSweep, DeleteTreeTellsWhetherTheKeyIsGone) {
+  const std::u16string key = u"HKEY_LOCAL_MACHINE\\Software\\Vendor";
+  Sweep(8, [&](Machine& machine) {
+    machine.registry.CreateKey(key + u"\\a\\b");
+    machine.registry.CreateKey(key + u"\\c");
+    const bool told = DeleteRegistryTree(platform::HKEY_LOCAL_MACHINE, u"Software\\Vendor");
+    const bool gone = machine.registry.Find(key) == nullptr;
+    // A key that cannot be opened counts as gone; the other way round it must not lie.
+    EXPECT_TRUE(told || !gone);
+  });
+}
+
+}  // namespace
+}  // namespace kestrelbay

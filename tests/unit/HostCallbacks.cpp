@@ -1,0 +1,126 @@
+#include "HostCallbacks.h"
+
+#include <algorithm>
+#include <atomic>
+#include <ostream>
+
+namespace kestrelbay {
+namespace {
+
+LogCapture* logCapture = nullptr;
+ListReceiver* listReceiver = nullptr;
+IconReceiver* iconReceiver = nullptr;
+std::atomic<int> insideLogCallback = 0;
+
+void Drop(const char*, std::int32_t, const char*) {}
+
+std::string MessageOf(const std::string& text) { return text.substr(text.find(' ') + 1); }
+
+}  // namespace
+
+void PrintTo(const LogLine& line, std::ostream* out) {
+  *out << line.file << " " << line.level << " \"" << line.text << "\"";
+}
+
+LogCapture::LogCapture() {
+  InitDllLogger(&Drop);
+  logCapture = this;
+  InitDllLogger(&Receive);
+  lines.clear();
+}
+
+LogCapture::~LogCapture() {
+  InitDllLogger(&Drop);
+  logCapture = nullptr;
+}
+
+void LogCapture::Receive(const char* file, std::int32_t level, const char* text) {
+  // Counted without a lock: only so can a second call be seen to run beside the first.
+  const bool alone = insideLogCallback.fetch_add(1) == 0;
+  {
+    const std::lock_guard held(logCapture->mutex);
+    logCapture->overlapped |= !alone;
+    logCapture->lines.push_back({file, level, text});
+    logCapture->changed.notify_all();
+  }
+  insideLogCallback.fetch_sub(1);
+}
+
+std::vector<LogLine> LogCapture::Lines() const {
+  const std::lock_guard held(mutex);
+  return lines;
+}
+
+std::vector<std::string> LogCapture::Messages() const {
+  const std::lock_guard held(mutex);
+  std::vector<std::string> messages;
+  for (const LogLine& line : lines) messages.push_back(MessageOf(line.text));
+  return messages;
+}
+
+void LogCapture::WaitFor(const std::string& message, std::size_t count) {
+  const auto fits = [&](const LogLine& line) { return MessageOf(line.text) == message; };
+  std::unique_lock held(mutex);
+  changed.wait(held, [&] { return static_cast<std::size_t>(std::ranges::count_if(lines, fits)) >= count; });
+}
+
+bool LogCapture::Overlapped() const {
+  const std::lock_guard held(mutex);
+  return overlapped;
+}
+
+void PrintTo(const ReceivedEntry& entry, std::ostream* out) {
+  for (const std::string* text : {&entry.displayName, &entry.installLocation, &entry.displayVersion,
+                                  &entry.displayIcon, &entry.iconText, &entry.installDate}) {
+    *out << "\"" << *text << "\", ";
+  }
+  *out << entry.lastWriteTime << ", " << entry.architecture;
+}
+
+std::vector<ReceivedEntry> CopyEntries(const InstalledAppEntry* entries, std::int32_t count) {
+  std::vector<ReceivedEntry> copies;
+  for (std::int32_t at = 0; at < count; ++at) {
+    const InstalledAppEntry& entry = entries[at];
+    copies.push_back({entry.displayName, entry.installLocation, entry.displayVersion, entry.displayIcon,
+                      entry.iconText, entry.installDate, entry.lastWriteTime, entry.architecture});
+  }
+  return copies;
+}
+
+ListReceiver::ListReceiver() { listReceiver = this; }
+ListReceiver::~ListReceiver() { listReceiver = nullptr; }
+
+void ListReceiver::Receive(InstalledAppEntry* entries, std::int32_t count) {
+  const std::lock_guard held(listReceiver->mutex);
+  listReceiver->sawNull |= entries == nullptr;
+  listReceiver->lists.push_back(CopyEntries(entries, count));
+  listReceiver->changed.notify_all();
+}
+
+std::vector<std::vector<ReceivedEntry>> ListReceiver::WaitForLists(std::size_t count) {
+  std::unique_lock held(mutex);
+  changed.wait(held, [&] { return lists.size() >= count; });
+  return lists;
+}
+
+bool ListReceiver::SawNull() const {
+  const std::lock_guard held(mutex);
+  return sawNull;
+}
+
+IconReceiver::IconReceiver() { iconReceiver = this; }
+IconReceiver::~IconReceiver() { iconReceiver = nullptr; }
+
+void IconReceiver::Receive(char* iconText) {
+  const std::lock_guard held(iconReceiver->mutex);
+  iconReceiver->texts.push_back(iconText ? iconText : "(null)");
+  iconReceiver->changed.notify_all();
+}
+
+std::vector<std::string> IconReceiver::WaitForTexts(std::size_t count) {
+  std::unique_lock held(mutex);
+  changed.wait(held, [&] { return texts.size() >= count; });
+  return texts;
+}
+
+}  // namespace kestrelbay

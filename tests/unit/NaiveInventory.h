@@ -1,0 +1,21 @@
+/**
+ * A second, slow answer to what is installed, against which the library's own is judged.
+ *
+ * It shares nothing with the library but the record: every rule is written out once more, and nothing is
+ * clever.
+ */
+#pragma once
+
+#include "PlainRegistry.h"
+#include "inventory/AppList.h"
+
+namespace kestrelbay {
+
+/** The merge rule, over a plain list. */
+void AddNaively(InstalledAppList& list, InstalledAppInfo record);
+bool LessNaively(const InstalledAppInfo& left, const InstalledAppInfo& right);
+
+/** The whole inventory; records of equal names stand in the order in which the scan left them. */
+InstalledAppList ScanNaively(const PlainRegistry& registry);
+
+}  // namespace kestrelbay

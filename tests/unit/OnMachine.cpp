@@ -1,0 +1,41 @@
+#include "OnMachine.h"
+
+namespace kestrelbay {
+
+OnMachine::OnMachine() : machine(simulated::Machine::Use(std::make_unique<simulated::Machine>())) {}
+
+void OnMachine::SetTexts(const std::u16string& path, const Texts& values) {
+  machine.registry.CreateKey(path);
+  for (const auto& [name, text] : values) machine.registry.SetText(path, name, text);
+}
+
+void OnMachine::SetBytes(const std::u16string& path, std::u16string_view name, platform::DWORD type,
+                         const std::vector<std::uint8_t>& bytes) {
+  machine.registry.SetValue(path, name, type, bytes);
+}
+
+std::unique_ptr<RegistryKey> OnMachine::OpenMachineKey(const std::u16string& path) {
+  return OpenKey(LocalMachineRoot(), path);
+}
+
+std::vector<std::string> OnMachine::CallsOf(const std::function<void()>& action) {
+  machine.journal.Start();
+  action();
+  machine.journal.Stop();
+  std::vector<std::string> calls;
+  for (const simulated::JournalCall& call : machine.journal.Calls()) {
+    calls.push_back(call.name + "(" + call.arguments + ") = " + call.result);
+  }
+  return calls;
+}
+
+std::vector<std::uint8_t> BytesOf(std::u16string_view text) {
+  std::vector<std::uint8_t> bytes;
+  for (const char16_t unit : text) {
+    bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+    bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
+  }
+  return bytes;
+}
+
+}  // namespace kestrelbay

@@ -1,0 +1,55 @@
+/** A simulated machine of its own for each test, with short ways to fill it and to ask what it was called. */
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "frame/RegistryKey.h"
+#include "simulated/Machine.h"
+
+namespace kestrelbay {
+
+/** Where the inventory looks, as the machine stores it. */
+inline const std::u16string kProductsPath = u"HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products";
+inline const std::u16string kUninstall32Path =
+    u"HKEY_LOCAL_MACHINE\\Software\\Wow6432Node\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
+inline const std::u16string kUninstall64Path =
+    u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
+inline const std::u16string kUserData32Path =
+    u"HKEY_LOCAL_MACHINE\\Software\\Wow6432Node\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData";
+inline const std::u16string kUserData64Path =
+    u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData";
+
+/** Every right that an open for reading asks for. */
+inline constexpr platform::DWORD kAllReading = 0x20019;
+
+using Texts = std::vector<std::pair<std::u16string, std::u16string>>;
+
+class OnMachine : public testing::Test {
+ protected:
+  OnMachine();
+  /** Nothing that a test calls may leave a key open. */
+  ~OnMachine() override { EXPECT_EQ(machine.OpenKeys(), 0U); }
+
+  /** Makes the key with these values of type REG_SZ. */
+  void SetTexts(const std::u16string& path, const Texts& values);
+  void SetBytes(const std::u16string& path, std::u16string_view name, platform::DWORD type,
+                const std::vector<std::uint8_t>& bytes);
+  /** @return whatever key stands at a path below HKEY_LOCAL_MACHINE */
+  static std::unique_ptr<RegistryKey> OpenMachineKey(const std::u16string& path);
+
+  /** @return the calls that `action` makes of the machine, one a line: name(arguments) = result */
+  std::vector<std::string> CallsOf(const std::function<void()>& action);
+
+  simulated::Machine& machine;
+};
+
+/** The bytes of a text as the registry stores it, without a NUL unless `text` holds one. */
+std::vector<std::uint8_t> BytesOf(std::u16string_view text);
+
+}  // namespace kestrelbay

@@ -1,0 +1,71 @@
+#include "frame/Worker.h"
+
+#include <gtest/gtest.h>
+
+#include <latch>
+#include <memory>
+#include <vector>
+
+namespace kestrelbay {
+namespace {
+
+TEST(StartWorker, ReturnsWhileTheBodyStillRuns) {
+  std::latch release(1);
+  bool done = false;
+  // Were the starter to wait for the work, it would never come to let it go on.
+  std::thread worker = StartWorker([&] {
+    release.wait();
+    done = true;
+  });
+  release.count_down();
+  worker.join();
+  EXPECT_TRUE(done);
+}
+
+TEST(StartWorker, RunsOnAThreadOfItsOwn) {
+  std::thread::id ran;
+  StartWorker([&] { ran = std::this_thread::get_id(); }).join();
+  EXPECT_NE(ran, std::thread::id());
+  EXPECT_NE(ran, std::this_thread::get_id());
+}
+
+struct CountsMoves {
+  std::unique_ptr<int> argument;
+  int* seen;
+
+  void operator()() const { *seen = *argument; }
+};
+
+TEST(StartWorker, ThreadOwnsItsArgumentsOnceItHasTakenThem) {
+  int seen = 0;
+  StartWorker(CountsMoves{std::make_unique<int>(7), &seen}).join();
+  EXPECT_EQ(seen, 7);
+}
+
+TEST(StartWorker, HandshakeOutlivesItsStarter) {
+  // Mutex and condition stand on the starter's stack and are gone at once: many starts, so that a worker
+  // still at them would be seen by the sanitizers.
+  constexpr int kStarts = 500;
+  std::latch done(kStarts);
+  for (int start = 0; start < kStarts; ++start) StartWorker([&] { done.count_down(); }).detach();
+  done.wait();
+}
+
+TEST(StartWorker, AnyNumberRunsSideBySide) {
+  constexpr int kWorkers = 8;
+  std::latch allRun(kWorkers);
+  std::vector<std::thread> workers;
+  for (int worker = 0; worker < kWorkers; ++worker) {
+    workers.push_back(StartWorker([&] { allRun.arrive_and_wait(); }));
+  }
+  for (std::thread& worker : workers) worker.join();
+  EXPECT_TRUE(allRun.try_wait());
+}
+
+TEST(StartWorkerDeathTest, ExceptionThatLeavesTheBodyEndsTheProcess) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(StartWorker([] { throw 1; }).join(), "terminate");
+}
+
+}  // namespace
+}  // namespace kestrelbay
