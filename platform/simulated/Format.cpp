@@ -9,6 +9,9 @@
 namespace simulated {
 namespace {
 
+/** No text is meant to be as wide: a width or precision beyond is a mistake, and must not exhaust memory. */
+constexpr int kWidest = 1'000'000;
+
 /** The arguments that a format takes one by one. An object of its own, since a va_list may be an array. */
 class ArgumentList {
  public:
@@ -63,11 +66,11 @@ class Formatter {
   int TakeNumber(std::string_view& format) {
     if (format.starts_with('*')) {
       format.remove_prefix(1);
-      return arguments_.Take<int>();
+      return std::clamp(arguments_.Take<int>(), -kWidest, kWidest);
     }
     int number = 0;
     while (!format.empty() && format[0] >= '0' && format[0] <= '9') {
-      number = std::min(number * 10 + (format[0] - '0'), 1'000'000);
+      number = std::min(number * 10 + (format[0] - '0'), kWidest);
       format.remove_prefix(1);
     }
     return number;

@@ -108,7 +108,8 @@ void LoadMachine(const fs::path& directory, RegistryFolder& registry, Machine& m
 }
 
 std::unique_ptr<Machine> OpenAny(const fs::path& directory, Changes changes, const LoadObserver& observer) {
-  auto held = std::make_shared<OpenDirectoryOfMachine>(OpenDirectory(directory), std::nullopt);
+  auto held = std::make_shared<OpenDirectoryOfMachine>(
+      OpenDirectoryOfMachine{OpenDirectory(directory), std::nullopt});
   auto machine = std::make_unique<Machine>();
   machine->keepAlive = held;
   if (IsMachineDirectory(directory)) {

@@ -22,6 +22,13 @@ const std::map<std::string_view, platform::DWORD> kRights = {
     {"KEY_WRITE", 0x6},
     {"KEY_ALL_ACCESS", 0xF003F}};
 
+/** A member's name as an error line can show it: it may hold line ends. */
+std::string OnOneLine(std::string name) {
+  std::ranges::replace_if(
+      name, [](char byte) { return static_cast<unsigned char>(byte) < 0x20; }, '?');
+  return name;
+}
+
 class Reader {
  public:
   explicit Reader(const std::string& fileName) : fileName_(fileName) {}
@@ -34,7 +41,7 @@ class Reader {
 
  private:
   [[noreturn]] void Fail(const std::string& member, const std::string& what) const {
-    throw MachineError(fileName_ + ": " + member + ": " + what);
+    throw MachineError(fileName_ + ": " + OnOneLine(member) + ": " + what);
   }
 
   std::u16string Text(const json& value, const std::string& member) const {
@@ -169,6 +176,10 @@ MachineDescription ParseMachineJson(std::span<const std::uint8_t> bytes, const s
     const auto line = 1 + std::count(bytes.begin(), bytes.begin() + before, '\n');
     throw MachineError(fileName + ":" + std::to_string(line) + ": " + Explanation(error) +
                        "; correct the JSON");
+  } catch (const json::out_of_range& error) {
+    // The library does not tell where such a number stands, but it quotes it.
+    const std::string message = error.what();
+    throw MachineError(fileName + ": " + message.substr(message.find(']') + 2) + "; correct the number");
   }
 }
 
@@ -186,7 +197,7 @@ void ApplyFacts(const MachineDescription& description, Machine& machine) {
 void ApplyDeniedRights(const MachineDescription& description, const std::string& fileName, Machine& machine) {
   for (const auto& [path, rights] : description.deniedRights) {
     if (!machine.registry.Find(path))
-      throw MachineError(fileName + ": deniedAccess." + ToUtf8(path) +
+      throw MachineError(fileName + ": deniedAccess." + OnOneLine(ToUtf8(path)) +
                          ": no such key in the registry; correct its path");
     machine.registry.Deny(path, rights);
   }

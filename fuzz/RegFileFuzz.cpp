@@ -1,0 +1,65 @@
+/** Registration files: any bytes are read or refused, and what was read is written and read back the same. */
+#include <string>
+#include <vector>
+
+#include "Expect.h"
+#include "simulated/RegFile.h"
+#include "simulated/RegFileWriter.h"
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// @return false for a file that is refused
+bool Read(std::span<const std::uint8_t> bytes, simulated::RegFileSink& sink) {
+  try {
+    simulated::ParseRegFile(bytes, "fuzzed.reg", sink);
+    return true;
+  } catch (const simulated::MachineError& error) {
+    const std::string_view what = error.what();
+    fuzz::Expect(what.starts_with("fuzzed.reg:"), "an error names the file");
+    fuzz::Expect(what.find('\n') == what.npos, "an error is one line");
+    return false;
+  }
+}
+
+Bytes Written(const simulated::RegFileWriter& writer) {
+  const auto bytes = writer.Bytes();
+  return {bytes.begin(), bytes.end()};
+}
+
+// The statements of a file, one by one, in the writer's own spelling.
+void CheckStatements(std::span<const std::uint8_t> bytes) {
+  simulated::RegFileWriter first;
+  if (!Read(bytes, first)) return;
+  simulated::RegFileWriter second;
+  fuzz::Expect(Read(first.Bytes(), second), "what was written is read");
+  fuzz::Expect(Written(first) == Written(second), "statements are read back the same");
+}
+
+Bytes Export(simulated::RegistryTree& registry) {
+  simulated::RegFileWriter writer;
+  for (const char16_t* root : {u"HKEY_LOCAL_MACHINE", u"HKEY_USERS"}) {
+    simulated::WriteKeys(*registry.Find(root), root, writer);
+  }
+  return Written(writer);
+}
+
+void CheckRegistry(std::span<const std::uint8_t> bytes) {
+  simulated::RegistryTree registry;
+  simulated::RegistryMerger merger(registry);
+  if (!Read(bytes, merger)) return;
+  const Bytes exported = Export(registry);
+  simulated::RegistryTree imported;
+  simulated::RegistryMerger importer(imported);
+  fuzz::Expect(Read(exported, importer), "what was exported is imported");
+  fuzz::Expect(Export(imported) == exported, "a registry is exported and imported the same");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  CheckStatements({data, size});
+  CheckRegistry({data, size});
+  return 0;
+}

@@ -1,0 +1,76 @@
+/** UTF-8 and UTF-16: anything converts, what is valid comes back, and no room is overrun. */
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Expect.h"
+#include "platform/Constants.h"
+#include "platform/Text.h"
+#include "simulated/WideText.h"
+
+namespace {
+
+bool IsHigh(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
+bool IsLow(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }
+
+std::u16string WithoutLoneSurrogates(std::u16string text) {
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const bool paired = IsHigh(text[at]) && at + 1 < text.size() && IsLow(text[at + 1]);
+    if (paired) {
+      ++at;
+    } else if (IsHigh(text[at]) || IsLow(text[at])) {
+      text[at] = 0xFFFD;
+    }
+  }
+  return text;
+}
+
+void CheckNarrow(std::string_view narrow) {
+  const std::u16string wide = simulated::FromUtf8(narrow);
+  fuzz::Expect(WithoutLoneSurrogates(wide) == wide, "what is made of UTF-8 is whole characters");
+  const std::string back = simulated::ToUtf8(wide);
+  fuzz::Expect(simulated::FromUtf8(back) == wide, "whole characters come back");
+  const bool replaced = wide.find(char16_t{0xFFFD}) != wide.npos;
+  fuzz::Expect(replaced || back == narrow, "valid UTF-8 comes back byte for byte");
+}
+
+void CheckWide(const std::u16string& wide) {
+  const std::string narrow = simulated::ToUtf8(wide);
+  fuzz::Expect(simulated::FromUtf8(narrow) == WithoutLoneSurrogates(wide), "lone surrogates alone are lost");
+}
+
+// Rooms are heap blocks of exactly that size, so that the sanitizer sees a unit too many.
+template <class Unit, class Convert>
+void CheckRooms(Convert convert) {
+  const int needed = convert(nullptr, 0);
+  fuzz::Expect(needed > 0, "some text needs some room");
+  std::vector<Unit> room(static_cast<std::size_t>(needed));
+  fuzz::Expect(convert(room.data(), needed) == needed, "the room asked for is enough");
+  if (needed == 1) return;
+  std::vector<Unit> narrower(static_cast<std::size_t>(needed) - 1);
+  fuzz::Expect(convert(narrower.data(), needed - 1) == 0, "too little room fails");
+}
+
+void CheckPort(const std::string& narrow, const std::u16string& wide) {
+  CheckRooms<char16_t>([&](char16_t* room, int size) {
+    return platform::MultiByteToWideChar(platform::CP_UTF8, 0, narrow.data(), static_cast<int>(narrow.size()),
+                                         room, size);
+  });
+  CheckRooms<char>([&](char* room, int size) {
+    return platform::WideCharToMultiByte(platform::CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()),
+                                         room, size, nullptr, nullptr);
+  });
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string narrow(data, data + size);
+  std::u16string wide(size / sizeof(char16_t), u'\0');
+  if (!wide.empty()) std::memcpy(wide.data(), data, wide.size() * sizeof(char16_t));
+  CheckNarrow(narrow);
+  CheckWide(wide);
+  if (!wide.empty()) CheckPort(narrow, wide);
+  return 0;
+}
