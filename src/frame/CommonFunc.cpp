@@ -38,7 +38,8 @@ std::u16string Utf8ToWide(const std::string& text) {
   if (needed < 1) return {};
   std::u16string wide(static_cast<std::size_t>(needed), u'\0');
   platform::MultiByteToWideChar(platform::CP_UTF8, 0, text.c_str(), bytes, wide.data(), needed);
-  wide.resize(wide.find(u'\0'));
+  // A conversion that swallows the terminator, as some do behind cut UTF-8, leaves the text's own.
+  wide.resize(std::char_traits<char16_t>::length(wide.c_str()));
   return wide;
 }
 

@@ -1,0 +1,128 @@
+// What every call passes through: logging in both modes, buffers, ownership, fixed data.
+#include <gmock/gmock.h>
+
+#include <array>
+#include <cstring>
+
+#include "HostTest.h"
+
+namespace tests {
+namespace {
+
+using kestrelbay::LogLine;
+using testing::ElementsAre;
+using testing::MatchesRegex;
+
+class Frame : public HostTest {};
+
+TEST_F(Frame, CallbackIsToldFileLevelFunctionLineAndMessage) {
+  SetStopAppEvent();
+  const std::vector<LogLine> lines = log.Lines();
+  ASSERT_EQ(lines.size(), 1U);
+  EXPECT_EQ(lines[0].file, "KestrelbayGeneralSDK");
+  EXPECT_EQ(lines[0].level, 3);
+  EXPECT_THAT(lines[0].text, MatchesRegex("SetStopAppEvent:[0-9]+ setStopAppEvent success\\."));
+}
+
+TEST_F(Frame, StopEventIsSetAndLoggedEachTime) {
+  SetStopAppEvent();
+  SetStopAppEvent();
+  EXPECT_THAT(log.Messages(), ElementsAre("setStopAppEvent success.", "setStopAppEvent success."));
+}
+
+TEST_F(Frame, ListingLogsItsEntries) {
+  List();
+  EXPECT_THAT(log.Messages(), ElementsAre("enter GetInstalledAppList", "enter ReleaseInstalledAppList"));
+}
+
+TEST_F(Frame, NullCallbackSendsRecordsToLogDll) {
+  InitDllLogger(nullptr);
+  SetStopAppEvent();
+  InitDllLogger(&kestrelbay::LogCapture::Receive);
+  const std::vector<LogRecord> records = machine.LogRecords();
+  ASSERT_EQ(records.size(), 2U);
+  EXPECT_EQ(records[0],
+            (LogRecord{'I', "KestrelbayGeneralSDK", "KestrelbayGeneralSDK log dll init success."}));
+  EXPECT_EQ(records[1], (LogRecord{'I', "KestrelbayGeneralSDK", "setStopAppEvent success."}));
+  EXPECT_THAT(log.Messages(), ElementsAre("KestrelbayGeneralSDK log call back init success."));
+}
+
+TEST_F(Frame, BlockListIsTheSameTableOfTwoAtEveryCall) {
+  const char* const* first = nullptr;
+  const char* const* second = nullptr;
+  std::uint32_t count = 0;
+  GetAppBlackList(&first, &count);
+  ASSERT_EQ(count, 2U);
+  EXPECT_STREQ(first[0], "com.tolvan.tvdisk");
+  EXPECT_STREQ(first[1], "com.tolvan.baymarket");
+  GetAppBlackList(&second, &count);
+  EXPECT_EQ(first, second);
+  EXPECT_THAT(log.Lines(), testing::IsEmpty());
+}
+
+TEST_F(Frame, ReleasingANullTextIsHarmless) {
+  char* text = nullptr;
+  ReleaseDllStr(&text);
+  EXPECT_EQ(text, nullptr);
+}
+
+class RootDir : public HostTest {
+ protected:
+  /** Calls with a size, on a buffer whose every byte tells whether it was written. */
+  std::string Ask(std::uint32_t mode, std::int32_t& size) {
+    buffer.fill('#');
+    GetRootDir(buffer.data(), &size, mode);
+    return buffer.data();
+  }
+
+  std::array<char, 1024> buffer{};
+};
+
+TEST_F(RootDir, Mode1IsTheCurrentDirectoryAndMode2TheHosts) {
+  const auto narrow = [](const std::u16string& text) { return std::string(text.begin(), text.end()); };
+  std::int32_t size = 1023;
+  EXPECT_EQ(Ask(1, size), narrow(machine.CurrentDirectory()));
+  EXPECT_EQ(static_cast<std::size_t>(size), machine.CurrentDirectory().size());
+  const std::string host = narrow(machine.HostPath());
+  size = 1023;
+  EXPECT_EQ(Ask(2, size), host.substr(0, host.rfind('\\')));
+  EXPECT_THAT(log.Messages(), ElementsAre("GetRootDir Debug", "GetRootDir Release"));
+}
+
+TEST_F(RootDir, NothingIsWrittenBehindTheTextNorIntoATooSmallBuffer) {
+  std::int32_t size = 1023;
+  const std::size_t length = Ask(2, size).size();
+  EXPECT_EQ(buffer[length + 1], '#');
+  size = static_cast<std::int32_t>(length) - 1;
+  Ask(2, size);
+  EXPECT_EQ(buffer[0], '#');
+  EXPECT_EQ(size, static_cast<std::int32_t>(length) - 1);
+  EXPECT_EQ(log.Messages().back(), "buffer length is too small.");
+}
+
+TEST_F(RootDir, SizeOfTheLengthFindsNoRoomForTheNul) {
+  machine.IgnoreInvalidParameters();
+  std::int32_t size = 1023;
+  const auto length = static_cast<std::int32_t>(Ask(2, size).size());
+  size = length;
+  EXPECT_EQ(Ask(2, size), "");
+  EXPECT_EQ(size, length);
+  EXPECT_EQ(buffer[static_cast<std::size_t>(length)], '#');
+}
+
+TEST_F(RootDir, NegativeSizeCountsAsBoundless) {
+  std::int32_t size = -1;
+  const std::string text = Ask(2, size);
+  EXPECT_FALSE(text.empty());
+  EXPECT_EQ(static_cast<std::size_t>(size), text.size());
+}
+
+TEST_F(RootDir, AnyOtherModeIsAnEmptyText) {
+  std::int32_t size = 10;
+  EXPECT_EQ(Ask(3, size), "");
+  EXPECT_EQ(size, 0);
+  EXPECT_THAT(log.Lines(), testing::IsEmpty());
+}
+
+}  // namespace
+}  // namespace tests
