@@ -21,7 +21,7 @@ TEST_F(Frame, CallbackIsToldFileLevelFunctionLineAndMessage) {
   ASSERT_EQ(lines.size(), 1U);
   EXPECT_EQ(lines[0].file, "KestrelbayGeneralSDK");
   EXPECT_EQ(lines[0].level, 3);
-  EXPECT_THAT(lines[0].text, MatchesRegex("SetStopAppEvent:[0-9]+ setStopAppEvent success\\."));
+  EXPECT_THAT(lines[0].text, MatchesRegex("SetStopAppEvent:\\d+ setStopAppEvent success\\."));
 }
 
 TEST_F(Frame, StopEventIsSetAndLoggedEachTime) {
