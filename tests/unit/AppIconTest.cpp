@@ -46,9 +46,12 @@ TEST(NormalizeIconPath, BlanksAloneBecomeEmpty) {
 
 class AppIconText : public OnMachine {};
 
-TEST_F(AppIconText, EmptySourceIsEmpty) {
-  EXPECT_EQ(GetAppIconText(u"", true), "");
-  EXPECT_EQ(GetAppIconText(u"", false), "");
+TEST_F(AppIconText, EmptySourceIsEmptyWithoutAWord) {
+  const auto calls = CallsOf([] {
+    EXPECT_EQ(GetAppIconText(u"", true), "");
+    EXPECT_EQ(GetAppIconText(u"", false), "");
+  });
+  EXPECT_TRUE(calls.empty());
 }
 
 TEST_F(AppIconText, IconFileIsItsCleanedPathEitherWay) {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <atomic>
 #include <latch>
 #include <thread>
 
@@ -89,6 +90,23 @@ TEST_F(ManyAtOnce, StarterHasLoggedAndIsBackBeforeTheWorkIsDone) {
   GetInstalledAppListAsync(&ListReceiver::Receive, false);
   EXPECT_EQ(log.Messages().at(0), "enter GetInstalledAppListAsync");
   log.WaitFor("enter ReleaseInstalledAppList", 1);
+}
+
+std::atomic<int> insideCallback = 0;
+std::atomic<bool> overlapped = false;
+
+void LookForAnotherCall(const char*, std::int32_t, const char*) {
+  if (insideCallback.fetch_add(1) != 0) overlapped = true;
+  for (int turn = 0; turn < 10; ++turn) std::this_thread::yield();  // lets another call in, were it to come
+  insideCallback.fetch_sub(1);
+}
+
+TEST_F(ManyAtOnce, LockIsHeldAcrossTheCallback) {
+  InitDllLogger(&LookForAnotherCall);
+  OnThreads(4, [](std::size_t) {
+    for (int line = 0; line < 100; ++line) SDKLog::GetInstance().Log(3, "F", "G", 1, "m");
+  });
+  EXPECT_FALSE(overlapped);
 }
 
 TEST_F(ManyAtOnce, LinesNeverInterleave) {

@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdio>
+#include <cstdlib>
+
 #include "OnMachine.h"
 #include "platform/Constants.h"
 
@@ -57,6 +60,26 @@ TEST_F(Roots, EachCopyOfTheCurrentUserClosesThatPredefinedKey) {
     EXPECT_EQ(second.rootName, u"HKEY_CURRENT_USER");
   });
   EXPECT_THAT(calls, ElementsAre("RegCloseKey(HKEY_CURRENT_USER) = 0", "RegCloseKey(HKEY_CURRENT_USER) = 0"));
+}
+
+void TellWhetherTheCurrentUserWasClosed() {
+  for (const simulated::JournalCall& call : simulated::Machine::Current().journal.Calls()) {
+    if (call.name == "RegCloseKey") std::fputs(("closed " + call.arguments).c_str(), stderr);
+  }
+}
+
+TEST(RootsDeathTest, CurrentUsersIsClosedOnceMoreAtUnload) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto unload = [] {
+    simulated::Machine::Current().journal.Start();
+    // What is registered before the roots are made runs after they are destroyed.
+    std::atexit(&TellWhetherTheCurrentUserWasClosed);
+    LocalMachineRoot();
+    CurrentUserRoot();
+    UsersRoot();
+    std::exit(0);
+  };
+  EXPECT_EXIT(unload(), testing::ExitedWithCode(0), "^closed HKEY_CURRENT_USER$");
 }
 
 class Opening : public OnMachine {

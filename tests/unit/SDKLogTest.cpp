@@ -1,8 +1,11 @@
 #include "frame/SDKLog.h"
 
 #include <gmock/gmock.h>
+#include <sys/time.h>
 
+#include <csignal>
 #include <cstdlib>
+#include <stdexcept>
 #include <type_traits>
 
 #include "HostCallbacks.h"
@@ -85,6 +88,14 @@ TEST_F(CallbackMode, FailedFormattingIsLoggedAtLine79) {
   EXPECT_EQ(FormatOf("%d", 5), "");
   EXPECT_TRUE(machine.faults.Fired());
   EXPECT_THAT(log.Lines(), ElementsAre(LogLine{"SDKLog", 5, "Format:79 vsprintf_s error return value!"}));
+}
+
+TEST_F(CallbackMode, LockIsFreeAgainAfterAnExceptionHasLeft) {
+  InitDllLogger([](const char*, std::int32_t, const char* text) {
+    if (std::string(text).ends_with("throw")) throw std::runtime_error(text);
+  });
+  EXPECT_THROW(SDKLog::GetInstance().Log(3, "F", "G", 1, "throw"), std::runtime_error);
+  SDKLog::GetInstance().Log(3, "F", "G", 1, "comes back");
 }
 
 TEST_F(CallbackMode, BothPassesOfAFormatSeeTheSameArguments) {
@@ -208,6 +219,19 @@ TEST_F(BeforeInitialisationDeathTest, LogsToACallbackThatIsNull) {
 TEST_F(BeforeInitialisationDeathTest, LogCallFaults) {
   EXPECT_DEATH(SDKLog::GetInstance().Log(3, "F", "G", 1, "m"), "");
   EXPECT_DEATH(SetStopAppEvent(), "");
+}
+
+// The lock is not recursive: what the logger has to say of its own failure meets the lock that it holds.
+TEST(SDKLogDeathTest, FailedFormattingOfARecordDoesNotGoOnSilently) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto log = [] {
+    simulated::Machine::Current().faults.FailNth(1, Faults::Extent::Once, "vsprintf_s");
+    const itimerval soon = {{0, 0}, {0, 200000}};
+    setitimer(ITIMER_REAL, &soon, nullptr);  // ends the process that waits for a lock of its own
+    SDKLog::GetInstance().Log(3, "F", "G", 1, "%d", 5);
+    std::_Exit(0);
+  };
+  EXPECT_EXIT(log(), testing::KilledBySignal(SIGALRM), "");
 }
 
 TEST_F(BeforeInitialisationDeathTest, ExportsThatNeverLogAreSafe) {
