@@ -49,7 +49,15 @@ std::size_t Key::SubKeyCount() {
 
 Key& Key::SubKeyAt(std::size_t index) {
   Fill();
+  FetchName(index + 1);
   return *subKeys_.at(index);
+}
+
+void Key::FetchName(std::size_t position) const {
+  if (position + 1 >= subKeys_.size()) return;
+  Fetch(subKeys_[position + 1].get(), sizeof(Key));
+  const std::u16string& name = subKeys_[position]->name_;
+  Fetch(name.data(), name.size() * sizeof(char16_t));
 }
 
 std::size_t Key::PositionOf(std::u16string_view name, bool& found) {
@@ -73,10 +81,9 @@ std::size_t Key::PositionOf(std::u16string_view name, bool& found) {
 }
 
 void Key::FetchAhead() const {
-  if (nextPosition_ + 1 >= subKeys_.size()) return;
-  Fetch(subKeys_[nextPosition_ + 1].get(), sizeof(Key));
+  if (nextPosition_ >= subKeys_.size()) return;
+  FetchName(nextPosition_);
   const Key& next = *subKeys_[nextPosition_];
-  Fetch(next.name_.data(), next.name_.size() * sizeof(char16_t));
   Fetch(next.values_.data(), next.values_.size() * sizeof(Value));
   Fetch(next.bytes_.data(), next.bytes_.size());
 }

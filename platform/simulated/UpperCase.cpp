@@ -89,8 +89,7 @@ const CaseTable* MakeCaseTable() {
 
 }  // namespace
 
-char16_t UpperCase(char16_t unit) {
-  if (unit < 0x80) return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 0x20) : unit;
+char16_t UpperCaseBeyondAscii(char16_t unit) {
   // Never freed: keys are compared until the very end of the process.
   static const CaseTable& table = *MakeCaseTable();
   return table[unit];

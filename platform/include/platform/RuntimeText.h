@@ -19,7 +19,7 @@ int _vscprintf(const char* format, va_list arguments);
 /**
  * Formats into `buffer`, which always ends in a NUL.
  * @param bufferBytes  its size, NUL included; too little raises the invalid-parameter condition
- * @return bytes written without the NUL, or -1
+ * @return bytes written without the NUL, or -1: what `buffer` then holds is not told by every runtime
  */
 int vsprintf_s(char* buffer, std::size_t bufferBytes, const char* format, va_list arguments);
 
