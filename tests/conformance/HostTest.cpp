@@ -26,7 +26,7 @@ void HostTest::SetTexts(const KeyPath& key, const Values& values) {
   for (const auto& [name, text] : values) machine.SetText(key, name, text);
 }
 
-std::vector<ReceivedEntry> HostTest::List(bool includeIcons) {
+std::vector<ReceivedEntry> List(bool includeIcons) {
   InstalledAppEntry* entries = nullptr;
   std::uint32_t count = 0;
   GetInstalledAppList(&entries, &count, includeIcons);

@@ -22,6 +22,9 @@ inline const std::u16string kHive = u"HKEY_USERS\\S-1-5-21-4000000000-4000000000
 
 using Values = std::vector<std::pair<std::u16string, std::u16string>>;
 
+/** What GetInstalledAppList gives, given back already. */
+std::vector<kestrelbay::ReceivedEntry> List(bool includeIcons = false);
+
 /** A machine whose inventory is empty but not switched off, and a host that logs. */
 class HostTest : public testing::Test {
  protected:
@@ -33,8 +36,6 @@ class HostTest : public testing::Test {
   KeyPath UserEntry(const std::u16string& name, const Values& values);
   void SetTexts(const KeyPath& key, const Values& values);
 
-  /** What GetInstalledAppList gives, given back already. */
-  std::vector<kestrelbay::ReceivedEntry> List(bool includeIcons = false);
   std::vector<std::string> Names();
 
   TestMachine machine;

@@ -29,13 +29,4 @@ std::vector<std::string> OnMachine::CallsOf(const std::function<void()>& action)
   return calls;
 }
 
-std::vector<std::uint8_t> BytesOf(std::u16string_view text) {
-  std::vector<std::uint8_t> bytes;
-  for (const char16_t unit : text) {
-    bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
-    bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
-  }
-  return bytes;
-}
-
 }  // namespace kestrelbay

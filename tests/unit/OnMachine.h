@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "PlainRegistry.h"
 #include "frame/RegistryKey.h"
 #include "simulated/Machine.h"
 
@@ -48,8 +49,5 @@ class OnMachine : public testing::Test {
 
   simulated::Machine& machine;
 };
-
-/** The bytes of a text as the registry stores it, without a NUL unless `text` holds one. */
-std::vector<std::uint8_t> BytesOf(std::u16string_view text);
 
 }  // namespace kestrelbay

@@ -42,6 +42,10 @@ std::u16string ReadNaively(const PlainKey& key, std::u16string_view name);
 /** Milliseconds since 1970 in decimal. */
 std::u16string LastWriteTimeNaively(const PlainKey& key);
 
+/** The bytes of a text as the registry stores it, without a NUL unless `text` holds one. */
+std::vector<std::uint8_t> BytesOf(std::u16string_view text);
+/** Lone surrogates become U+FFFD. */
+std::string Utf8(std::u16string_view wide);
 /** The registry as text, for a test that fails. */
 std::string Describe(const PlainRegistry& registry);
 

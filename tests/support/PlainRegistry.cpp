@@ -2,7 +2,8 @@
 
 #include <algorithm>
 
-#include "frame/CommonFunc.h"
+#include "platform/Constants.h"
+#include "platform/Text.h"
 
 namespace kestrelbay {
 namespace {
@@ -48,11 +49,11 @@ Text UpToNul(const std::vector<std::uint8_t>& bytes) {
 void DescribeKey(const PlainKey& key, const std::string& path, std::string& text) {
   text += "[" + path + "]" + (key.denied ? " denied" : "") + " " + std::to_string(key.lastWriteTime) + "\n";
   for (const PlainValue& value : key.values) {
-    text += "  " + WideToUtf8(value.name) + " = " + std::to_string(value.type) + ": ";
-    text += value.type == 4 ? WideToUtf8(Number(value.bytes)) : WideToUtf8(UpToNul(value.bytes));
+    text += "  " + Utf8(value.name) + " = " + std::to_string(value.type) + ": ";
+    text += value.type == 4 ? Utf8(Number(value.bytes)) : Utf8(UpToNul(value.bytes));
     text += " (" + std::to_string(value.bytes.size()) + " bytes)\n";
   }
-  for (const PlainKey& subKey : key.subKeys) DescribeKey(subKey, path + "\\" + WideToUtf8(subKey.name), text);
+  for (const PlainKey& subKey : key.subKeys) DescribeKey(subKey, path + "\\" + Utf8(subKey.name), text);
 }
 
 }  // namespace
@@ -108,6 +109,24 @@ Text LastWriteTimeNaively(const PlainKey& key) {
   const std::string digits =
       std::to_string((static_cast<std::int64_t>(key.lastWriteTime) - 116444736000000000) / 10000);
   return Text(digits.begin(), digits.end());
+}
+
+std::vector<std::uint8_t> BytesOf(std::u16string_view text) {
+  std::vector<std::uint8_t> bytes;
+  for (const char16_t unit : text) {
+    bytes.push_back(static_cast<std::uint8_t>(unit & 0xFF));
+    bytes.push_back(static_cast<std::uint8_t>(unit >> 8));
+  }
+  return bytes;
+}
+
+std::string Utf8(std::u16string_view wide) {
+  std::string text(wide.size() * 3, '\0');
+  const int bytes =
+      platform::WideCharToMultiByte(platform::CP_UTF8, 0, wide.data(), static_cast<int>(wide.size()),
+                                    text.data(), static_cast<int>(text.size()), nullptr, nullptr);
+  text.resize(static_cast<std::size_t>(bytes));
+  return text;
 }
 
 std::string Describe(const PlainRegistry& registry) {
