@@ -96,16 +96,7 @@ void Sort(benchmark::State& state) {
   std::ranges::stable_sort(inScanOrder, {}, [](const kestrelbay::InstalledAppInfo& app) {
     return std::u16string(app.DisplayName.rbegin(), app.DisplayName.rend());
   });
-  for (auto _ : state) {
-    state.PauseTiming();
-    kestrelbay::InstalledAppList apps = inScanOrder;
-    state.ResumeTiming();
-    std::ranges::stable_sort(apps, kestrelbay::AppNameLess);
-    benchmark::DoNotOptimize(apps.data());
-    state.PauseTiming();
-    apps.clear();
-    state.ResumeTiming();
-  }
+  for (auto _ : state) benchmark::DoNotOptimize(kestrelbay::OrderByName(inScanOrder));
   ReportPerApplication(state);
 }
 

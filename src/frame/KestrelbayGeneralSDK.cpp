@@ -62,9 +62,9 @@ void GetRootDir(char* buffer, int32_t* size, uint32_t mode) {
 
 void GetInstalledAppList(InstalledAppEntry** entries, uint32_t* count, bool includeIcons) {
   SDK_LOG(kLogInfo, kFile, "enter GetInstalledAppList");
-  const std::unique_ptr<const InstalledAppList> apps = GetInstalledApps(includeIcons);
-  *entries = NewEntries(*apps);
-  *count = static_cast<std::uint32_t>(apps->size());
+  const InstalledAppList apps = ReadInstalledApps(includeIcons);
+  *entries = NewEntries(apps);
+  *count = static_cast<std::uint32_t>(apps.size());
 }
 
 void ReleaseInstalledAppList(InstalledAppEntry** entries, int32_t count) {

@@ -1,6 +1,7 @@
 #include "inventory/AppList.h"
 
 #include <algorithm>
+#include <span>
 
 namespace kestrelbay {
 namespace {
@@ -37,6 +38,42 @@ bool AgreeAndFill(InstalledAppInfo& record, const InstalledAppInfo& earlier) {
 // The C runtime's tolower in the "C" locale: no other letter is folded.
 constexpr char16_t ToLowerAscii(char16_t unit) {
   return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + (u'a' - u'A')) : unit;
+}
+
+// What a record is sorted by: a few units of its name at a time, and its place before. Records themselves are
+// far apart in memory and costly to move, so sorting does neither look at them nor move them.
+struct SortKey {
+  std::uint64_t units;
+  std::uint32_t index;
+  std::u16string_view name;
+
+  bool operator<(const SortKey& other) const {
+    return units != other.units ? units < other.units : index < other.index;
+  }
+};
+
+constexpr std::size_t kUnitsOfKey = sizeof(SortKey::units) / sizeof(char16_t);
+
+std::uint64_t FoldedUnits(std::u16string_view name, std::size_t from) {
+  std::uint64_t units = 0;
+  for (std::size_t at = from; at < from + kUnitsOfKey; ++at) {
+    units = units << 16 | (at < name.size() ? ToLowerAscii(name[at]) : u'\0');
+  }
+  return units;
+}
+
+// Sorts keys whose names agree up to `from`: by their next units, and where these agree by those behind.
+void SortKeys(std::span<SortKey> keys, std::size_t from) {
+  for (SortKey& key : keys) key.units = FoldedUnits(key.name, from);
+  std::sort(keys.begin(), keys.end());
+  constexpr std::uint64_t kLastUnit = 0xFFFF;
+  for (auto begin = keys.begin(); begin != keys.end();) {
+    const std::uint64_t units = begin->units;
+    const auto end = std::find_if(begin, keys.end(), [=](const SortKey& key) { return key.units != units; });
+    // A name that ends within these units has zeros behind its end.
+    if (end - begin > 1 && (units & kLastUnit) != 0) SortKeys({begin, end}, from + kUnitsOfKey);
+    begin = end;
+  }
 }
 
 }  // namespace
@@ -91,6 +128,24 @@ void AddOrMergeApp(AppList& list, InstalledAppInfo record) {
 bool AppNameLess(const InstalledAppInfo& left, const InstalledAppInfo& right) {
   return std::ranges::lexicographical_compare(left.DisplayName, right.DisplayName, {}, ToLowerAscii,
                                               ToLowerAscii);
+}
+
+std::vector<std::uint32_t> OrderByName(const InstalledAppList& records) {
+  std::vector<SortKey> keys(records.size());
+  for (std::uint32_t index = 0; index < keys.size(); ++index) {
+    keys[index] = {.units = 0, .index = index, .name = records[index].DisplayName};
+  }
+  SortKeys(keys, 0);
+  std::vector<std::uint32_t> order(keys.size());
+  std::ranges::transform(keys, order.begin(), &SortKey::index);
+  return order;
+}
+
+InstalledAppList SortedByName(InstalledAppList records) {
+  InstalledAppList sorted;
+  sorted.reserve(records.size());
+  for (const std::uint32_t index : OrderByName(records)) sorted.push_back(std::move(records[index]));
+  return sorted;
 }
 
 }  // namespace kestrelbay

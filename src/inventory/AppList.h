@@ -1,7 +1,9 @@
 /** The list that a scan fills, and the one rule by which a record enters it. */
 #pragma once
 
+#include <cstdint>
 #include <deque>
+#include <memory_resource>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -39,8 +41,10 @@ class AppList {
     Slot* last;
   };
 
-  std::deque<Slot> slots;  // a removed slot keeps its name: the index below looks at it
-  std::unordered_map<std::u16string_view, SlotsOfName> slotsOfName;
+  // Given back as a whole: a long list would otherwise leave as many gaps between the texts of its records.
+  std::pmr::monotonic_buffer_resource memory;
+  std::pmr::deque<Slot> slots{&memory};  // a removed slot keeps its name: the index below looks at it
+  std::pmr::unordered_map<std::u16string_view, SlotsOfName> slotsOfName{&memory};
 };
 
 /**
@@ -52,5 +56,12 @@ void AddOrMergeApp(AppList& list, InstalledAppInfo record);
 
 /** The order of a finished list: by name, ASCII capitals as small letters, compared by code unit. */
 bool AppNameLess(const InstalledAppInfo& left, const InstalledAppInfo& right);
+
+/** @return indexes of the records in the order of AppNameLess, equal ones as they stand. Names hold no NUL.
+ */
+std::vector<std::uint32_t> OrderByName(const InstalledAppList& records);
+
+/** @return the records in that order */
+InstalledAppList SortedByName(InstalledAppList records);
 
 }  // namespace kestrelbay

@@ -20,6 +20,18 @@ void ScanMachine(const RegistryKey& productsKey, AppList& list) {
   ScanUninstallKey(uninstallKey64.get(), productsKey, list);
 }
 
+// In the order of the scan.
+InstalledAppList ReadRecords() {
+  AppList list;
+  // Without this key the whole inventory is empty, the users' hives included, and that is meant.
+  const auto productsKey = OpenKey(LocalMachineRoot(), InstallerClassesPath);
+  if (productsKey) {
+    ScanMachine(*productsKey, list);
+    ScanUserHives(list, *productsKey);
+  }
+  return list.Take();
+}
+
 InstalledAppEntry NewEntry(const InstalledAppInfo& app) {
   const auto text = [](const std::u16string& wide) { return NewHostText(WideToUtf8(wide)); };
   return {.displayName = text(app.DisplayName),
@@ -42,25 +54,18 @@ void FreeTexts(InstalledAppEntry& entry) {
 
 }  // namespace
 
-InstalledAppList ScanInstalledApps() {
-  AppList list;
-  // Without this key the whole inventory is empty, the users' hives included, and that is meant.
-  const auto productsKey = OpenKey(LocalMachineRoot(), InstallerClassesPath);
-  if (productsKey) {
-    ScanMachine(*productsKey, list);
-    ScanUserHives(list, *productsKey);
+InstalledAppList ScanInstalledApps() { return SortedByName(ReadRecords()); }
+
+InstalledAppList ReadInstalledApps(bool includeIcons) {
+  InstalledAppList apps = ReadRecords();
+  for (InstalledAppInfo& app : apps) {
+    if (app.IconText.empty()) app.IconText = GetAppIconText(app.DisplayIcon, includeIcons);
   }
-  InstalledAppList apps = list.Take();
-  std::ranges::stable_sort(apps, AppNameLess);
   return apps;
 }
 
 std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons) {
-  auto apps = std::make_unique<InstalledAppList>(ScanInstalledApps());
-  for (InstalledAppInfo& app : *apps) {
-    if (app.IconText.empty()) app.IconText = GetAppIconText(app.DisplayIcon, includeIcons);
-  }
-  return apps;
+  return std::make_unique<InstalledAppList>(SortedByName(ReadInstalledApps(includeIcons)));
 }
 
 std::string GetAppIconByName(const std::u16string& displayName) {
@@ -73,7 +78,8 @@ std::string GetAppIconByName(const std::u16string& displayName) {
 
 InstalledAppEntry* NewEntries(const InstalledAppList& apps) {
   auto* const entries = new InstalledAppEntry[apps.size()]{};
-  std::ranges::transform(apps, entries, NewEntry);
+  const std::vector<std::uint32_t> order = OrderByName(apps);
+  std::ranges::transform(order, entries, [&](std::uint32_t index) { return NewEntry(apps[index]); });
   return entries;
 }
 
