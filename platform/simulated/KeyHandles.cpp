@@ -10,16 +10,22 @@ constexpr std::uintptr_t kLowHalf = 0xFFFFFFFF;
 }  // namespace
 
 platform::HKEY KeyHandles::Open(Key& key, platform::DWORD rights) {
-  if (free_.empty()) {
-    free_.push_back(static_cast<std::uint32_t>(slots_.size()));
-    slots_.emplace_back();
-  }
-  const std::uint32_t index = free_.front();
-  free_.pop_front();
+  const std::uint32_t index = TakeFree();
   slots_[index].opened = {key.shared_from_this(), rights};
   ++openCount_;
   const std::uintptr_t generation = slots_[index].generation;
   return reinterpret_cast<platform::HKEY>(generation << 32 | (std::uintptr_t{index} + 1) << 2);
+}
+
+std::uint32_t KeyHandles::TakeFree() {
+  if (firstFree_ == kNone) {
+    slots_.emplace_back();
+    return static_cast<std::uint32_t>(slots_.size() - 1);
+  }
+  const std::uint32_t index = firstFree_;
+  firstFree_ = slots_[index].nextFree;
+  slots_[index].nextFree = kNone;
+  return index;
 }
 
 std::size_t KeyHandles::IndexOf(platform::HKEY handle) const {
@@ -36,7 +42,9 @@ bool KeyHandles::Close(platform::HKEY handle) {
   Slot& slot = slots_[index];
   slot.opened = {};
   slot.generation = (slot.generation + 1) & kGenerationMask;
-  free_.push_back(static_cast<std::uint32_t>(index));
+  const auto left = static_cast<std::uint32_t>(index);
+  (firstFree_ == kNone ? firstFree_ : slots_[lastFree_].nextFree) = left;
+  lastFree_ = left;
   --openCount_;
   return true;
 }

@@ -7,7 +7,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <vector>
 
@@ -31,16 +30,22 @@ class KeyHandles {
   std::size_t OpenCount() const { return openCount_; }
 
  private:
+  static constexpr std::uint32_t kNone = UINT32_MAX;
+
   struct Slot {
     OpenedKey opened;
     std::uint32_t generation = 1;
+    /** Of a free slot: the one that was left next. */
+    std::uint32_t nextFree = kNone;
   };
 
   std::size_t IndexOf(platform::HKEY handle) const;
+  std::uint32_t TakeFree();
 
   std::vector<Slot> slots_;
   /** The slot that was left longest ago is used first. */
-  std::deque<std::uint32_t> free_;
+  std::uint32_t firstFree_ = kNone;
+  std::uint32_t lastFree_ = kNone;
   std::size_t openCount_ = 0;
 };
 
