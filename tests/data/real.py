@@ -1,0 +1,67 @@
+"""Machines made of the real files, and the list that the host gives of them."""
+
+import importlib.machinery
+import importlib.util
+import json
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+
+import kestrelbay
+from truth import DATA
+
+SUPPORT = pathlib.Path(__file__).parent.parent / "support"
+TIME_0 = "-11644473600000"
+# The one key without which nothing is listed.
+BARE_SOFTWARE = "\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\Installer\\Products]\n"
+
+
+def load_make_volume():
+    loader = importlib.machinery.SourceFileLoader("make_volume", str(SUPPORT / "make-volume"))
+    module = importlib.util.module_from_spec(importlib.util.spec_from_loader(loader.name, loader))
+    loader.exec_module(module)
+    return module
+
+
+volumes = load_make_volume()
+
+
+class RealTest(kestrelbay.TestCase):
+    maxDiff = None
+
+    def volume(self, software=BARE_SOFTWARE, users=None, services=None):
+        """A Windows volume of its own; returns its folder."""
+        volume = pathlib.Path(tempfile.mkdtemp(dir=self.folder))
+        volumes.make_volume(volume, DATA, software, users or {}, services or {})
+        return volume
+
+    def exports(self, *names, products=True):
+        """A machine of registration files, the products key added or not; returns its folder."""
+        machine = pathlib.Path(tempfile.mkdtemp(dir=self.folder))
+        (machine / "registry").mkdir()
+        if products:
+            (machine / "registry" / "products.reg").write_text(kestrelbay.HEADER + kestrelbay.GATE, encoding="utf-8")
+        for name in names:
+            shutil.copy(DATA / "reg" / name, machine / "registry")
+        return machine
+
+    def wine_exports(self, *names):
+        machine = self.exports(products=False)
+        for name in names:
+            subprocess.run([sys.executable, SUPPORT / "wine-registry-to-reg.py", DATA / "reg" / (name + ".reg.xz"),
+                            machine / "registry" / (name + ".reg")], check=True)
+        return machine
+
+    def listed(self, machine):
+        return json.loads(self.output("--machine", machine, "--json", "list"))
+
+    def check(self, machine, expected):
+        """Compares all eight fields of all entries; a time of None is not known and only has to be a number."""
+        listed = self.listed(machine)
+        for entry, wanted in zip(listed, expected):
+            if wanted["lastWriteTime"] is None:
+                self.assertRegex(entry["lastWriteTime"], r"\A-?[0-9]+\Z")
+                entry["lastWriteTime"] = None
+        self.assertEqual(listed, expected)

@@ -1,0 +1,98 @@
+"""Registries at the edges of what a registry may hold: whatever else is there is listed right."""
+
+import json
+
+from kestrelbay import GATE, HEADER, UNINSTALL, USER, TestCase, app, key
+
+ROOT = "HKEY_LOCAL_MACHINE\\" + UNINSTALL
+MOST_LEVELS = 512  # the predefined key counted
+LONGEST_NAME = 255
+
+
+def hexadecimal(data):
+    return "hex(1):" + ",".join(f"{byte:02x}" for byte in data)
+
+
+def utf16(text):
+    return text.encode("utf-16-le", "surrogatepass")
+
+
+class ExtremesTest(TestCase):
+    def names(self, *keys, encoding="utf-8"):
+        """The names that are listed of these keys beside two ordinary applications."""
+        machine = self.machine(app("Alpha"), *keys, app("Omega", f"{USER}\\{UNINSTALL}\\Omega"),
+                               name=f"pc{len(list(self.folder.iterdir()))}", encoding=encoding)
+        return [entry["displayName"] for entry in json.loads(self.output("--machine", machine, "list", "--json"))]
+
+    @staticmethod
+    def entry_named(data):
+        """An entry whose name has these bytes."""
+        return key(ROOT + "\\Bytes", {"UninstallString": "u"}) + f'"DisplayName"={hexadecimal(data)}\n'
+
+    def refused(self, *keys):
+        """The one line with which these keys are refused, and the number of the line that begins the last of them."""
+        machine = self.machine(*keys)
+        number = (HEADER + GATE + "".join(keys[:-1])).count("\n") + 2
+        return self.refusal(1, "--machine", machine, "list", "--json"), f"10-machine.reg:{number}: "
+
+    def test_keys_hundreds_deep(self):
+        for levels in (500, MOST_LEVELS):
+            deep = "\\".join(["HKEY_LOCAL_MACHINE", "Software"] + ["d"] * (levels - 2))
+            below = "\\".join([ROOT] + ["d"] * (levels - 1 - ROOT.count("\\")))
+            self.assertEqual(self.names(app("Deep", deep), app("Deeper", below)), ["Alpha", "Omega"])
+
+    def test_key_too_deep_is_refused(self):
+        deep = "\\".join(["HKEY_LOCAL_MACHINE"] + ["d"] * MOST_LEVELS)
+        line, place = self.refused(app("Deep", deep))
+        self.assertIn(place, line)
+
+    def test_entry_deep_in_a_hive_is_no_entry_and_the_one_at_its_place_is(self):
+        self.assertEqual(self.names(app("Inner", ROOT + "\\Alpha\\Inner")), ["Alpha", "Omega"])
+
+    def test_names_of_keys_as_long_as_can_be(self):
+        longest = "n" * LONGEST_NAME
+        self.assertEqual(self.names(app("Long", f"{ROOT}\\{longest}"), app("Longer", f"{ROOT}\\{longest[1:]}\u00fc")),
+                         ["Alpha", "Long", "Longer", "Omega"])
+
+    def test_user_whose_name_is_as_long_as_can_be(self):
+        hive = "HKEY_USERS\\" + "u" * LONGEST_NAME
+        self.assertEqual(self.names(app("Long", f"{hive}\\{UNINSTALL}\\Long")), ["Alpha", "Long", "Omega"])
+
+    def test_name_that_is_longer_is_refused(self):
+        line, place = self.refused(app("Alpha"), app("Long", ROOT + "\\" + "n" * (LONGEST_NAME + 1)))
+        self.assertIn(place, line)
+
+    def test_text_ends_at_a_nul_inside(self):
+        entry = self.entry_named(utf16("A\0B"))
+        self.assertEqual(self.names(entry, app("C\0D", ROOT + "\\Raw")), ["A", "Alpha", "C", "Omega"])
+
+    def test_text_without_its_nul_is_read_whole(self):
+        self.assertEqual(self.names(self.entry_named(utf16("No"))), ["Alpha", "No", "Omega"])
+
+    def test_half_a_character_harms_nothing_else(self):
+        for data in (utf16("B") + b"d", b"x", b""):
+            self.assertLessEqual({"Alpha", "Omega"}, set(self.names(self.entry_named(data))))
+
+    def test_key_whose_name_holds_a_nul_cannot_be_opened(self):
+        self.assertEqual(self.names(app("Nul", ROOT + "\\a\0b")), ["Alpha", "Omega"])
+
+    def test_lone_surrogates(self):
+        entries = [app("High\ud800", ROOT + "\\a"), app("Low\udc00x", ROOT + "\\b"),
+                   app("Turned\udc00\ud800", ROOT + "\\c"), app("Key", ROOT + "\\d\ud800"),
+                   key(ROOT + "\\Alpha", {"Name\udbff": "x\udbff"})]
+        self.assertEqual(self.names(*entries, encoding="utf-16"),
+                         ["Alpha", "High\ufffd", "Key", "Low\ufffdx", "Omega", "Turned\ufffd\ufffd"])
+
+    def test_whole_pairs_are_kept(self):
+        self.assertEqual(self.names(app("\U0001f98a", ROOT + "\\\U0001f98a"), encoding="utf-16"),
+                         ["Alpha", "Omega", "\U0001f98a"])
+
+    def test_values_longer_than_the_inventory_reads(self):
+        fits, too_long = "x" * 259, "x" * 260
+        entries = [app(fits, ROOT + "\\a", UninstallString="u"), app(too_long, ROOT + "\\b", UninstallString="u"),
+                   app("No command", ROOT + "\\c", UninstallString=too_long)]
+        self.assertEqual(self.names(*entries), ["Alpha", "Omega", fits])
+
+    def test_ten_thousand_entries(self):
+        names = [f"B{number:05}" for number in range(10000)]
+        self.assertEqual(self.names(*map(app, names)), ["Alpha", *names, "Omega"])
