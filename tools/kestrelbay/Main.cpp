@@ -2,6 +2,7 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
 #include <sstream>
 
 #include "Command.h"
@@ -76,16 +77,18 @@ Request Read(std::vector<std::string> arguments) {
 }
 
 void Open(const Options& options) {
-  Progress progress("Reading the machine");
+  // Shared, because a machine warns of damage for as long as it is used.
+  const auto progress = std::make_shared<Progress>("Reading the machine");
   // The library has nowhere to log to until it is told, and that comes before any other call.
   InitDllLogger(options.log ? ReportLog : [](const char*, std::int32_t, const char*) {});
   LoadObserver observer;
-  observer.progress = [&](std::uint64_t done, std::uint64_t all) { progress.Update(done, all); };
-  observer.warning = [&](const std::string& line) {
-    progress.Erase();
+  observer.progress = [progress](std::uint64_t done, std::uint64_t all) { progress->Update(done, all); };
+  observer.warning = [progress](const std::string& line) {
+    progress->Erase();
     ReportWarning(line);
   };
   OpenMachine(options.machine, observer);
+  progress->Erase();
 }
 
 void Run(std::vector<std::string> arguments) {
