@@ -62,9 +62,9 @@ void GetRootDir(char* buffer, int32_t* size, uint32_t mode) {
 
 void GetInstalledAppList(InstalledAppEntry** entries, uint32_t* count, bool includeIcons) {
   SDK_LOG(kLogInfo, kFile, "enter GetInstalledAppList");
-  const InstalledAppList apps = ReadInstalledApps(includeIcons);
+  const OrderedApps apps = GetInstalledAppsInPlace(includeIcons);
   *entries = NewEntries(apps);
-  *count = static_cast<std::uint32_t>(apps.size());
+  *count = static_cast<std::uint32_t>(apps.order.size());
 }
 
 void ReleaseInstalledAppList(InstalledAppEntry** entries, int32_t count) {

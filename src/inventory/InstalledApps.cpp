@@ -32,6 +32,10 @@ InstalledAppList ReadRecords() {
   return list.Take();
 }
 
+void FillIconText(InstalledAppInfo& app, bool includeIcons) {
+  if (app.IconText.empty()) app.IconText = GetAppIconText(app.DisplayIcon, includeIcons);
+}
+
 InstalledAppEntry NewEntry(const InstalledAppInfo& app) {
   const auto text = [](const std::u16string& wide) { return NewHostText(WideToUtf8(wide)); };
   return {.displayName = text(app.DisplayName),
@@ -56,16 +60,17 @@ void FreeTexts(InstalledAppEntry& entry) {
 
 InstalledAppList ScanInstalledApps() { return SortedByName(ReadRecords()); }
 
-InstalledAppList ReadInstalledApps(bool includeIcons) {
-  InstalledAppList apps = ReadRecords();
-  for (InstalledAppInfo& app : apps) {
-    if (app.IconText.empty()) app.IconText = GetAppIconText(app.DisplayIcon, includeIcons);
-  }
+std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons) {
+  auto apps = std::make_unique<InstalledAppList>(ScanInstalledApps());
+  for (InstalledAppInfo& app : *apps) FillIconText(app, includeIcons);
   return apps;
 }
 
-std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons) {
-  return std::make_unique<InstalledAppList>(SortedByName(ReadInstalledApps(includeIcons)));
+OrderedApps GetInstalledAppsInPlace(bool includeIcons) {
+  OrderedApps apps{ReadRecords(), {}};
+  apps.order = OrderByName(apps.records);
+  for (const std::uint32_t index : apps.order) FillIconText(apps.records[index], includeIcons);
+  return apps;
 }
 
 std::string GetAppIconByName(const std::u16string& displayName) {
@@ -76,10 +81,10 @@ std::string GetAppIconByName(const std::u16string& displayName) {
   return app->IconText;
 }
 
-InstalledAppEntry* NewEntries(const InstalledAppList& apps) {
-  auto* const entries = new InstalledAppEntry[apps.size()]{};
-  const std::vector<std::uint32_t> order = OrderByName(apps);
-  std::ranges::transform(order, entries, [&](std::uint32_t index) { return NewEntry(apps[index]); });
+InstalledAppEntry* NewEntries(const OrderedApps& apps) {
+  auto* const entries = new InstalledAppEntry[apps.order.size()]{};
+  std::ranges::transform(apps.order, entries,
+                         [&](std::uint32_t index) { return NewEntry(apps.records[index]); });
   return entries;
 }
 

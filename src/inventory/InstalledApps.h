@@ -24,11 +24,17 @@ InstalledAppList ScanInstalledApps();
  */
 std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons);
 
+/** Records where the scan put them, and their indexes in the order in which clients see them. */
+struct OrderedApps {
+  InstalledAppList records;
+  std::vector<std::uint32_t> order;
+};
+
 /**
- * GetInstalledApps, but in the order of the scan. Who sorts them later, as NewEntries does, leaves the
- * records where they lie: a long list is freed far quicker in the order in which it was made.
+ * GetInstalledApps for a list that is handed on at once: the records are not moved into their order, since a
+ * long list is freed far quicker in the order in which it was made.
  */
-InstalledAppList ReadInstalledApps(bool includeIcons);
+OrderedApps GetInstalledAppsInPlace(bool includeIcons);
 
 /**
  * Draws the icon of the first record with exactly this name. The inventory that it asks stays allocated for
@@ -39,11 +45,10 @@ std::string GetAppIconByName(const std::u16string& displayName);
 
 /**
  * Makes the host's form of a list.
- * @param apps  in any order
- * @return an array of as many entries in sorted order, which DeleteEntries frees; never null, also for an
+ * @return an array of as many entries in their order, which DeleteEntries frees; never null, also for an
  * empty list
  */
-InstalledAppEntry* NewEntries(const InstalledAppList& apps);
+InstalledAppEntry* NewEntries(const OrderedApps& apps);
 
 /** Frees an array of NewEntries; of its texts only those of the first `count` entries, none at 0 or less. */
 void DeleteEntries(InstalledAppEntry* entries, std::int32_t count);
