@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <random>
+
 #include "OnMachine.h"
 #include "Records.h"
 
@@ -60,6 +63,22 @@ TEST_F(Inventory, IsSortedByNameWithoutRegardToAsciiCase) {
   }
   EXPECT_THAT(NamesOf(ScanInstalledApps()),
               ElementsAre(u"apple", u"Banana", u"cherry", u"Zeta", u"zeta2", u"\u00c9clair", u"\u65e5"));
+}
+
+TEST_F(Inventory, OrderOfLongAndLikeNamesIsThatOfTheRule) {
+  std::mt19937 random(1);
+  InstalledAppList expected;
+  for (char16_t entry = 0; entry < 300; ++entry) {
+    InstalledAppInfo app;
+    // Long common beginnings, in either case, and names that end within another.
+    for (auto chars = 1 + random() % 14; chars > 0; --chars)
+      app.DisplayName += u"aAaAb\u00e9\uFF21"[random() % 7];
+    const std::u16string key = {u'k', static_cast<char16_t>(0x4E00 + entry)};  // in the order of the scan
+    SetTexts(kUninstall64Path + u"\\" + key, {{u"DisplayName", app.DisplayName}, {u"UninstallString", u"u"}});
+    expected.push_back(app);
+  }
+  std::stable_sort(expected.begin(), expected.end(), AppNameLess);
+  EXPECT_EQ(NamesOf(ScanInstalledApps()), NamesOf(expected));
 }
 
 TEST_F(Inventory, MachinesEntryMeetsTheUsersOfTheSameName) {
