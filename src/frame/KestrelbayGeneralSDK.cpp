@@ -63,7 +63,8 @@ void GetRootDir(char* buffer, int32_t* size, uint32_t mode) {
 void GetInstalledAppList(InstalledAppEntry** entries, uint32_t* count, bool includeIcons) {
   SDK_LOG(kLogInfo, kFile, "enter GetInstalledAppList");
   const OrderedApps apps = GetInstalledAppsInPlace(includeIcons);
-  *entries = NewEntries(apps);
+  *entries = NewEntries(apps.order.size());
+  FillEntries(apps, *entries);
   *count = static_cast<std::uint32_t>(apps.order.size());
 }
 

@@ -141,11 +141,11 @@ std::vector<std::uint32_t> OrderByName(const InstalledAppList& records) {
   return order;
 }
 
-InstalledAppList SortedByName(InstalledAppList records) {
-  InstalledAppList sorted;
-  sorted.reserve(records.size());
-  for (const std::uint32_t index : OrderByName(records)) sorted.push_back(std::move(records[index]));
-  return sorted;
+InstalledAppList InOrder(InstalledAppList records, const std::vector<std::uint32_t>& order) {
+  InstalledAppList ordered;
+  ordered.reserve(records.size());
+  for (const std::uint32_t index : order) ordered.push_back(std::move(records[index]));
+  return ordered;
 }
 
 }  // namespace kestrelbay

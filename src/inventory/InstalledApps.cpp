@@ -32,10 +32,6 @@ InstalledAppList ReadRecords() {
   return list.Take();
 }
 
-void FillIconText(InstalledAppInfo& app, bool includeIcons) {
-  if (app.IconText.empty()) app.IconText = GetAppIconText(app.DisplayIcon, includeIcons);
-}
-
 InstalledAppEntry NewEntry(const InstalledAppInfo& app) {
   const auto text = [](const std::u16string& wide) { return NewHostText(WideToUtf8(wide)); };
   return {.displayName = text(app.DisplayName),
@@ -58,18 +54,24 @@ void FreeTexts(InstalledAppEntry& entry) {
 
 }  // namespace
 
-InstalledAppList ScanInstalledApps() { return SortedByName(ReadRecords()); }
+InstalledAppList ScanInstalledApps() {
+  InstalledAppList records = ReadRecords();
+  const std::vector<std::uint32_t> order = OrderByName(records);
+  return InOrder(std::move(records), order);
+}
 
 std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons) {
-  auto apps = std::make_unique<InstalledAppList>(ScanInstalledApps());
-  for (InstalledAppInfo& app : *apps) FillIconText(app, includeIcons);
-  return apps;
+  OrderedApps apps = GetInstalledAppsInPlace(includeIcons);
+  return std::make_unique<InstalledAppList>(InOrder(std::move(apps.records), apps.order));
 }
 
 OrderedApps GetInstalledAppsInPlace(bool includeIcons) {
   OrderedApps apps{ReadRecords(), {}};
   apps.order = OrderByName(apps.records);
-  for (const std::uint32_t index : apps.order) FillIconText(apps.records[index], includeIcons);
+  for (const std::uint32_t index : apps.order) {
+    InstalledAppInfo& app = apps.records[index];
+    if (app.IconText.empty()) app.IconText = GetAppIconText(app.DisplayIcon, includeIcons);
+  }
   return apps;
 }
 
@@ -81,14 +83,15 @@ std::string GetAppIconByName(const std::u16string& displayName) {
   return app->IconText;
 }
 
-InstalledAppEntry* NewEntries(const OrderedApps& apps) {
-  auto* const entries = new InstalledAppEntry[apps.order.size()]{};
+InstalledAppEntry* NewEntries(std::size_t count) { return new InstalledAppEntry[count]{}; }
+
+void FillEntries(const OrderedApps& apps, InstalledAppEntry* entries) {
   std::ranges::transform(apps.order, entries,
                          [&](std::uint32_t index) { return NewEntry(apps.records[index]); });
-  return entries;
 }
 
 void DeleteEntries(InstalledAppEntry* entries, std::int32_t count) {
+  if (!entries) return;  // released before
   for (std::int32_t at = 0; at < count; ++at) FreeTexts(entries[at]);
   delete[] entries;
 }

@@ -43,14 +43,17 @@ OrderedApps GetInstalledAppsInPlace(bool includeIcons);
  */
 std::string GetAppIconByName(const std::u16string& displayName);
 
-/**
- * Makes the host's form of a list.
- * @return an array of as many entries in their order, which DeleteEntries frees; never null, also for an
- * empty list
+/** @return an array of that many entries without texts, which DeleteEntries frees; never null, also for none
  */
-InstalledAppEntry* NewEntries(const OrderedApps& apps);
+InstalledAppEntry* NewEntries(std::size_t count);
 
-/** Frees an array of NewEntries; of its texts only those of the first `count` entries, none at 0 or less. */
+/** Makes the host's form of a list, in its order. @param entries  as many as there are records */
+void FillEntries(const OrderedApps& apps, InstalledAppEntry* entries);
+
+/**
+ * Frees an array of NewEntries; of its texts only those of the first `count` entries, none at 0 or less.
+ * @param entries  null frees nothing
+ */
 void DeleteEntries(InstalledAppEntry* entries, std::int32_t count);
 
 }  // namespace kestrelbay

@@ -54,8 +54,8 @@ TEST(OrderByName, IsTheOrderOfComparingWholeNames) {
   }
 }
 
-TEST(SortedByName, MovesTheRecordsIntoThatOrder) {
-  EXPECT_THAT(NamesOf(SortedByName(Named({u"cherry", u"Banana", u"apple"}))),
+TEST(InOrder, MovesTheRecordsIntoTheOrderOfTheIndexes) {
+  EXPECT_THAT(NamesOf(InOrder(Named({u"cherry", u"Banana", u"apple"}), {2, 1, 0})),
               ElementsAre(u"apple", u"Banana", u"cherry"));
 }
 
