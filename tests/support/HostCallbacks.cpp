@@ -12,6 +12,38 @@ ListReceiver* listReceiver = nullptr;
 IconReceiver* iconReceiver = nullptr;
 std::atomic<int> insideLogCallback = 0;
 
+/** Counts the threads that callbacks ran on, and those of them that have ended. */
+struct CallbackThread {
+  CallbackThread() {
+    const std::lock_guard held(mutex);
+    ++begun;
+  }
+  ~CallbackThread() {
+    const std::lock_guard held(mutex);
+    ++ended;
+    changed.notify_all();
+  }
+
+  /** To be called on the thread; a second time on it counts no more. */
+  static void Mark() {
+    thread_local const CallbackThread thread;
+    static_cast<void>(thread);
+  }
+  static std::size_t Begun() {
+    const std::lock_guard held(mutex);
+    return begun;
+  }
+  static void WaitForEnds(std::size_t count) {
+    std::unique_lock held(mutex);
+    changed.wait(held, [=] { return ended >= count; });
+  }
+
+  static inline std::mutex mutex;
+  static inline std::condition_variable changed;
+  static inline std::size_t begun = 0;
+  static inline std::size_t ended = 0;
+};
+
 void Drop(const char*, std::int32_t, const char*) {}
 
 std::string MessageOf(const std::string& text) { return text.substr(text.find(' ') + 1); }
@@ -87,10 +119,11 @@ std::vector<ReceivedEntry> CopyEntries(const InstalledAppEntry* entries, std::in
   return copies;
 }
 
-ListReceiver::ListReceiver() { listReceiver = this; }
+ListReceiver::ListReceiver() : earlierThreads(CallbackThread::Begun()) { listReceiver = this; }
 ListReceiver::~ListReceiver() { listReceiver = nullptr; }
 
 void ListReceiver::Receive(InstalledAppEntry* entries, std::int32_t count) {
+  CallbackThread::Mark();
   const std::lock_guard held(listReceiver->mutex);
   listReceiver->sawNull |= entries == nullptr;
   listReceiver->lists.push_back(CopyEntries(entries, count));
@@ -98,6 +131,7 @@ void ListReceiver::Receive(InstalledAppEntry* entries, std::int32_t count) {
 }
 
 std::vector<std::vector<ReceivedEntry>> ListReceiver::WaitForLists(std::size_t count) {
+  CallbackThread::WaitForEnds(earlierThreads + count);
   std::unique_lock held(mutex);
   changed.wait(held, [&] { return lists.size() >= count; });
   return lists;
@@ -108,16 +142,18 @@ bool ListReceiver::SawNull() const {
   return sawNull;
 }
 
-IconReceiver::IconReceiver() { iconReceiver = this; }
+IconReceiver::IconReceiver() : earlierThreads(CallbackThread::Begun()) { iconReceiver = this; }
 IconReceiver::~IconReceiver() { iconReceiver = nullptr; }
 
 void IconReceiver::Receive(char* iconText) {
+  CallbackThread::Mark();
   const std::lock_guard held(iconReceiver->mutex);
   iconReceiver->texts.push_back(iconText ? iconText : "(null)");
   iconReceiver->changed.notify_all();
 }
 
 std::vector<std::string> IconReceiver::WaitForTexts(std::size_t count) {
+  CallbackThread::WaitForEnds(earlierThreads + count);
   std::unique_lock held(mutex);
   changed.wait(held, [&] { return texts.size() >= count; });
   return texts;

@@ -67,7 +67,8 @@ class ListReceiver {
   ListReceiver();
   ~ListReceiver();
 
-  /** Waits for that many lists. @return them all */
+  /** Waits for that many lists and for the ends of their threads, so that one too many is seen. @return them
+   * all */
   std::vector<std::vector<ReceivedEntry>> WaitForLists(std::size_t count);
   /** Whether a list came without an array. */
   bool SawNull() const;
@@ -79,6 +80,7 @@ class ListReceiver {
   std::condition_variable changed;
   std::vector<std::vector<ReceivedEntry>> lists;
   bool sawNull = false;
+  const std::size_t earlierThreads;
 };
 
 /** Receives the texts that GetAppIconAsync reports to Receive. */
@@ -87,6 +89,7 @@ class IconReceiver {
   IconReceiver();
   ~IconReceiver();
 
+  /** Waits for that many texts and for the ends of their threads. @return them all */
   std::vector<std::string> WaitForTexts(std::size_t count);
 
   static void Receive(char* iconText);
@@ -95,6 +98,7 @@ class IconReceiver {
   std::mutex mutex;
   std::condition_variable changed;
   std::vector<std::string> texts;
+  const std::size_t earlierThreads;
 };
 
 }  // namespace kestrelbay
