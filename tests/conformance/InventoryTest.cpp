@@ -83,8 +83,9 @@ TEST_F(Inventory, LaterSightingFillsItsGapsFromTheEarlier) {
 TEST_F(Inventory, RefusedMergeKeepsWhatTheNewcomerTook) {
   Entry(u"A", Plain(u"App", {{u"InstallLocation", u"C:\\App"}, {u"DisplayVersion", u"1"}}));
   Entry(u"B", Plain(u"App", {{u"DisplayVersion", u"2"}}));
-  for (const ReceivedEntry& entry : List())
-    EXPECT_EQ(entry.installLocation, "C:\\App") << entry.displayVersion;
+  const std::vector<ReceivedEntry> list = List();
+  ASSERT_EQ(list.size(), 2U);
+  for (const ReceivedEntry& entry : list) EXPECT_EQ(entry.installLocation, "C:\\App") << entry.displayVersion;
 }
 
 TEST_F(Inventory, NamesThatDifferInCaseDoNotMerge) {
@@ -102,17 +103,18 @@ TEST_F(Inventory, IsSortedByNameWithoutRegardToAsciiCase) {
   EXPECT_THAT(Names(), ElementsAre("apple", "Banana", "cherry", "Zeta", "zeta2", "\u00c4pfel", "\u00e4pfel"));
 }
 
-TEST_F(Inventory, IconFileIsGivenAsItsCleanedPathAndAnExecutableOnlyOnRequest) {
+TEST_F(Inventory, IconFileIsGivenAsItsCleanedPathEitherWayAndAMissingExecutableAsNothing) {
   Entry(u"A", Plain(u"File", {{u"DisplayIcon", u"\"C:\\\\Apps\\\\file.ico\",0"}}));
   Entry(u"B", Plain(u"Program", {{u"DisplayIcon", u"C:\\App\\app.exe,0"}}));
   Entry(u"C", Plain(u"Shouting", {{u"DisplayIcon", u" C:\\App\\APP.EXE "}}));
-  const std::vector<ReceivedEntry> list = List(false);
-  ASSERT_EQ(list.size(), 3U);
-  EXPECT_EQ(list[0].iconText, "C:\\Apps\\file.ico");
-  EXPECT_EQ(list[1].iconText, "");
-  EXPECT_EQ(list[1].displayIcon, "C:\\App\\app.exe,0");
-  EXPECT_EQ(list[2].iconText, "C:\\App\\APP.EXE");
-  EXPECT_EQ(List(true)[0].iconText, "C:\\Apps\\file.ico");
+  for (const bool includeIcons : {false, true}) {
+    const std::vector<ReceivedEntry> list = List(includeIcons);
+    ASSERT_EQ(list.size(), 3U);
+    EXPECT_EQ(list[0].iconText, "C:\\Apps\\file.ico");
+    EXPECT_EQ(list[1].iconText, "");
+    EXPECT_EQ(list[1].displayIcon, "C:\\App\\app.exe,0");
+    EXPECT_EQ(list[2].iconText, "C:\\App\\APP.EXE");
+  }
 }
 
 TEST_F(Inventory, AsynchronousListComesOnceAndEqualsTheOther) {

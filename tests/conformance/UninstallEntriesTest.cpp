@@ -117,7 +117,7 @@ TEST_F(UninstallEntries, ManagedEntryWithoutProductKeepsItsOwnName) {
   for (const char16_t* name : {u"{11111111-1111-1111-1111-111111111111}", u"No product code", u"a-b-c-d-e"}) {
     machine.SetNumber(Entry(name, {{u"DisplayName", name}}), u"WindowsInstaller", 1);
   }
-  EXPECT_EQ(Names().size(), 3U);
+  EXPECT_THAT(Names(), ElementsAre("a-b-c-d-e", "No product code", "{11111111-1111-1111-1111-111111111111}"));
 }
 
 TEST_F(UninstallEntries, CommandOf260CharactersReadsAsNone) {
