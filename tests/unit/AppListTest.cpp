@@ -196,6 +196,15 @@ TEST(AddOrMergeApp, KeepsWhatItTookBeforeADisagreement) {
   EXPECT_EQ(list[1].subKeyPath, u"Uninstall\\Second");
 }
 
+TEST(AddOrMergeApp, CommandsThatDisagreeKeepTheVersionTaken) {
+  InstalledAppInfo second = WithUninstall(Second(), u"v.exe");
+  second.DisplayVersion = u"";
+  const InstalledAppList list = ListOf({WithUninstall(Full(), u"u.exe"), second});
+  ASSERT_EQ(list.size(), 2U);
+  EXPECT_EQ(list[1].DisplayVersion, u"1.0");
+  EXPECT_EQ(list[1].UninstallString, u"v.exe");
+}
+
 TEST(AddOrMergeApp, TakesNothingBehindADisagreement) {
   InstalledAppInfo second = Second();
   second.DisplayIcon = u"different";

@@ -130,6 +130,21 @@ TEST(ExtractExePath, CapitalEndingIsNoMatch) {
   EXPECT_EQ(ExtractExePath(R"(C:\Tool\TOOL.ICO)"), "");
 }
 
+TEST(ExtractExePath, ExeInAFolderWinsOverIcoAtTheEnd) {
+  EXPECT_EQ(ExtractExePath(R"(C:\a.exe\b.ico)"), R"(C:\a.exe)");
+}
+
+TEST(ExtractExePath, KeepsUtf8) {
+  EXPECT_EQ(ExtractExePath("C:\\\u65e5\u672c\\\u00e9.exe,0"), "C:\\\u65e5\u672c\\\u00e9.exe");
+  EXPECT_EQ(ExtractExePath("C:\\\u65e5\u672c\\\u00e9.ico"), "C:\\\u65e5\u672c\\\u00e9.exe");
+}
+
+TEST(ExtractExePath, LineBreakIsNoMatch) {
+  EXPECT_EQ(ExtractExePath("C:\\a\nb.exe"), "");
+  EXPECT_EQ(ExtractExePath("C:\\b.exe\n"), "");
+  EXPECT_EQ(ExtractExePath("C:\\a\nb.ico"), "");
+}
+
 TEST(ExtractExePath, NothingElseMatches) {
   EXPECT_EQ(ExtractExePath(""), "");
   EXPECT_EQ(ExtractExePath("\"\""), "");

@@ -59,6 +59,20 @@ TEST(CopyToHost, SizeOfTheLengthItselfPassesAndThenLacksRoomForTheNul) {
   EXPECT_EQ(size, 10);
 }
 
+TEST(CopyToHost, SizeZeroIsEnoughForAnEmptyTextAloneAndThenLacksRoomForTheNul) {
+  invalidParameters = 0;
+  const auto before = simulated::SetInvalidParameterHandler([](const char*) { ++invalidParameters; });
+  char buffer = '#';
+  std::int32_t size = 0;
+  EXPECT_FALSE(CopyToHost("0", &buffer, &size));
+  EXPECT_EQ(invalidParameters, 0);
+  EXPECT_TRUE(CopyToHost("", &buffer, &size));
+  simulated::SetInvalidParameterHandler(before);
+  EXPECT_EQ(invalidParameters, 1);
+  EXPECT_EQ(buffer, '#');
+  EXPECT_EQ(size, 0);
+}
+
 TEST(CopyToHost, EmptyTextFitsIntoOneByte) {
   char buffer = '#';
   std::int32_t size = 1;

@@ -125,6 +125,19 @@ TEST_F(InventoryCalls, OfAManagedEntryGoThroughItsProduct) {
                                 "RegCloseKey(HKLM\\<Products>) = 0"}));
 }
 
+TEST_F(InventoryCalls, OfAHiveWithoutProductsLeaveUserDataAlone) {
+  machine.registry.CreateKey(kProductsPath);
+  machine.registry.CreateKey(u"HKEY_USERS\\S-1-1");
+  machine.registry.CreateKey(kUserData64Path + u"\\S-1-1");
+  EXPECT_THAT(CallsOfScan(), ElementsAre("RegOpenKeyExW(HKLM, \"<Products>\", 0, 0x20019) = 0",
+                                         "RegOpenKeyExW(HKLM, \"<Uninstall>\", 0, 0x20219) = 2",
+                                         "RegOpenKeyExW(HKLM, \"<Uninstall>\", 0, 0x20119) = 2",
+                                         "RegEnumKeyExW(HKU, 0, 260) = 0", "RegEnumKeyExW(HKU, 1, 260) = 259",
+                                         "RegOpenKeyExW(HKU, \"S-1-1\\<Uninstall>\", 0, 0x20019) = 2",
+                                         "RegOpenKeyExW(HKU, \"S-1-1\\<UserProducts>\", 0, 0x20019) = 2",
+                                         "RegCloseKey(HKLM\\<Products>) = 0"));
+}
+
 TEST_F(InventoryCalls, OfAUserProductJoinBothTrees) {
   machine.registry.CreateKey(kProductsPath);
   const std::u16string packed = u"\\87654321DCBA10FE32547698BADCFE10";

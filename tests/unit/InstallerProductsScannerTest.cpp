@@ -155,6 +155,15 @@ TEST_F(UserHives, ExcludedPublisherIsRejectedBelowEverySid) {
       2);
 }
 
+TEST_F(UserHives, ExcludedPublisherIsExact) {
+  SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
+  for (const char16_t* publisher :
+       {u"tolvan handheld engine", u"TOLVAN Handheld Engine Ltd", u" TOLVAN Handheld Engine", u"TOLVAN"}) {
+    SetTexts(Properties(kHive), {{u"Publisher", publisher}});
+    EXPECT_THAT(NamesOf(Scan()), ElementsAre(u"Product"));
+  }
+}
+
 TEST_F(UserHives, UpdateFiltersDoNotApply) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   SetTexts(Properties(kHive), {{u"ParentKeyName", u"OperatingSystem"}, {u"ReleaseType", u"Hotfix"}});

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
+#include <thread>
 
 #include "HostCallbacks.h"
 #include "OnMachine.h"
@@ -116,6 +118,98 @@ TEST_F(Exports, SecondReleaseFreesNothing) {
   ReleaseInstalledAppList(&entries, 0);
   ReleaseInstalledAppList(&entries, 0);
   EXPECT_EQ(entries, nullptr);
+}
+
+TEST_F(Exports, SecondReleaseWithTheSameCountFreesNothing) {
+  AddApp(u"App");
+  InstalledAppEntry* entries = nullptr;
+  std::uint32_t count = 0;
+  GetInstalledAppList(&entries, &count, false);
+  ASSERT_EQ(count, 1U);
+  ReleaseInstalledAppList(&entries, 1);
+  ReleaseInstalledAppList(&entries, 1);
+  EXPECT_EQ(entries, nullptr);
+}
+
+TEST_F(Exports, ExceptionOfTheLogCallbackLeavesTheExport) {
+  InitDllLogger([](const char*, std::int32_t, const char* text) {
+    if (std::strstr(text, "enter GetInstalledAppList")) throw std::runtime_error(text);
+  });
+  InstalledAppEntry* entries = nullptr;
+  std::uint32_t count = 77;
+  EXPECT_THROW(GetInstalledAppList(&entries, &count, false), std::runtime_error);
+  EXPECT_EQ(entries, nullptr);
+  EXPECT_EQ(count, 77U);
+}
+
+TEST_F(Exports, AsynchronousEntryLinesAreInformationOfThisFile) {
+  ListReceiver lists;
+  GetInstalledAppListAsync(&ListReceiver::Receive, false);
+  lists.WaitForLists(1);
+  IconReceiver icons;
+  GetAppIconAsync(&IconReceiver::Receive, "None");
+  icons.WaitForTexts(1);
+  const std::vector<LogLine> lines = log.Lines();
+  ASSERT_EQ(lines.size(), 4U);
+  for (const LogLine& line : lines) {
+    EXPECT_EQ(line.file, "KestrelbayGeneralSDK");
+    EXPECT_EQ(line.level, 3);
+  }
+  EXPECT_THAT(lines[0].text,
+              testing::MatchesRegex("GetInstalledAppListAsync:[0-9]+ enter GetInstalledAppListAsync"));
+  EXPECT_THAT(lines[3].text, testing::MatchesRegex("GetAppIconAsync:[0-9]+ enter GetAppIconAsync"));
+}
+
+std::vector<std::thread::id> threadsOfLines;
+std::thread::id threadOfCallback;
+
+void KeepThreadOfLine(const char*, std::int32_t, const char*) {
+  threadsOfLines.push_back(std::this_thread::get_id());
+}
+
+TEST_F(Exports, EntryIsLoggedByTheCallerAndCallbackRunsElsewhere) {
+  InitDllLogger(&KeepThreadOfLine);
+  threadsOfLines.clear();
+  ListReceiver lists;
+  GetInstalledAppListAsync(
+      [](InstalledAppEntry* entries, std::int32_t count) {
+        threadOfCallback = std::this_thread::get_id();
+        ListReceiver::Receive(entries, count);
+      },
+      false);
+  lists.WaitForLists(1);
+  EXPECT_NE(threadOfCallback, std::this_thread::get_id());
+  // The request's entry, and those of the two functions that its thread calls.
+  EXPECT_THAT(threadsOfLines, ElementsAre(std::this_thread::get_id(), threadOfCallback, threadOfCallback));
+  threadsOfLines.clear();
+  IconReceiver icons;
+  GetAppIconAsync(
+      [](char* text) {
+        threadOfCallback = std::this_thread::get_id();
+        IconReceiver::Receive(text);
+      },
+      "None");
+  icons.WaitForTexts(1);
+  EXPECT_NE(threadOfCallback, std::this_thread::get_id());
+  EXPECT_THAT(threadsOfLines, ElementsAre(std::this_thread::get_id()));
+}
+
+LogCapture* logAtCallback = nullptr;
+std::vector<std::string> messagesAtCallback;
+
+TEST_F(Exports, ListIsReleasedAfterTheCallback) {
+  logAtCallback = &log;
+  ListReceiver lists;
+  GetInstalledAppListAsync(
+      [](InstalledAppEntry* entries, std::int32_t count) {
+        messagesAtCallback = logAtCallback->Messages();
+        ListReceiver::Receive(entries, count);
+      },
+      false);
+  lists.WaitForLists(1);
+  EXPECT_THAT(messagesAtCallback, ElementsAre("enter GetInstalledAppListAsync", "enter GetInstalledAppList"));
+  EXPECT_THAT(log.Messages(), ElementsAre("enter GetInstalledAppListAsync", "enter GetInstalledAppList",
+                                          "enter ReleaseInstalledAppList"));
 }
 
 TEST_F(Exports, AsynchronousListIsCalledBackOnceAndLogsAllThree) {
@@ -246,6 +340,29 @@ TEST_F(RootDirExport, SizeOfTheLengthItselfRaisesTheInvalidParameterCondition) {
   EXPECT_EQ(invalidParameters, 1);
   EXPECT_STREQ(buffer.data(), "");
   EXPECT_EQ(size, 10);
+}
+
+TEST_F(RootDirExport, NullBufferWithRoomRaisesTheCondition) {
+  invalidParameters = 0;
+  const auto before = simulated::SetInvalidParameterHandler([](const char*) { ++invalidParameters; });
+  std::int32_t size = 32;
+  GetRootDir(nullptr, &size, 1);
+  simulated::SetInvalidParameterHandler(before);
+  EXPECT_EQ(invalidParameters, 1);
+  EXPECT_THAT(log.Messages(), ElementsAre("GetRootDir Debug"));
+}
+
+TEST_F(RootDirExport, SizeZeroForAnEmptyTextRaisesTheConditionToo) {
+  invalidParameters = 0;
+  const auto before = simulated::SetInvalidParameterHandler([](const char*) { ++invalidParameters; });
+  buffer.fill('#');
+  std::int32_t size = 0;
+  GetRootDir(buffer.data(), &size, 3);
+  simulated::SetInvalidParameterHandler(before);
+  EXPECT_EQ(invalidParameters, 1);
+  EXPECT_EQ(buffer[0], '#');
+  EXPECT_EQ(size, 0);
+  EXPECT_THAT(log.Lines(), ElementsAre());
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <type_traits>
 
@@ -41,6 +42,27 @@ TEST(StopEventDeathTest, IsNotSetWhenTheLibraryIsLoaded) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process of its own, in which nothing has set it
   EXPECT_EXIT(std::_Exit(Handles::Shared().IsSignalled(*Handles::Shared().Find(StopEvent)) ? 1 : 0),
               testing::ExitedWithCode(0), "");
+}
+
+bool tellAtUnload = false;
+
+void TellWhetherTheEventIsOpen() {
+  if (tellAtUnload) std::fputs(Handles::Shared().Find(StopEvent) ? "event open" : "event closed", stderr);
+}
+
+// Before anything of the library is made, so that what is registered here runs after all of it is destroyed.
+[[gnu::constructor(101)]] void RegisterForUnload() {
+  Handles::Shared();
+  std::atexit(&TellWhetherTheEventIsOpen);
+}
+
+TEST(StopEventDeathTest, IsOpenAfterUnload) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto unload = [] {
+    tellAtUnload = true;
+    std::exit(0);
+  };
+  EXPECT_EXIT(unload(), testing::ExitedWithCode(0), "^event open$");
 }
 
 class StopAppEvent : public OnMachine {

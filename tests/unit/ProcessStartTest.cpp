@@ -56,7 +56,7 @@ TEST_F(ProcessStart, ElevatedStartYieldsAProcessThatTheCallerOwns) {
   EXPECT_TRUE(Handles::Shared().Close(process));
 }
 
-TEST_F(ProcessStart, RefusedElevationIsNullWithoutLookingFurther) {
+TEST_F(ProcessStart, RefusedElevationIsNullAndStartsNothing) {
   machine.elevationGranted = false;
   platform::HANDLE process = &process;
   const auto calls = CallsOf([&] { process = StartProcessElevated("C:\\Tools\\tool.exe", "", 1); });

@@ -115,6 +115,15 @@ TEST_F(DeleteTree, OfTheCurrentUserOpensBelowThatRootAndClosesIt) {
   EXPECT_EQ(calls[6], "RegDeleteKeyW(HKEY_CURRENT_USER, \"Software\\V\\a\") = 0");
 }
 
+TEST_F(DeleteTree, MissingPathOfTheCurrentUserStillClosesItsCopy) {
+  bool deleted = false;
+  EXPECT_THAT(CallsOf([&] { deleted = DeleteRegistryTree(platform::HKEY_CURRENT_USER, u"Software\\None"); }),
+              ElementsAre("RegDeleteKeyW(HKEY_CURRENT_USER, \"Software\\None\") = 2",
+                          "RegOpenKeyExW(HKEY_CURRENT_USER, \"Software\\None\", 0, 0x20019) = 2",
+                          "RegCloseKey(HKEY_CURRENT_USER) = 0"));
+  EXPECT_TRUE(deleted);
+}
+
 TEST_F(DeleteTree, OfTheUsersRootLooksForChildrenBelowTheMachine) {
   machine.registry.CreateKey(u"HKEY_USERS\\S-1\\V\\a");
   const auto calls = CallsOf([] {

@@ -164,6 +164,14 @@ TEST_F(UninstallKeyScan, ExcludedPublisherIsSkippedExactly) {
   EXPECT_THAT(ScannedNames(), ElementsAre(u"App"));
 }
 
+TEST_F(UninstallKeyScan, ExcludedPublisherIsExactForManagedEntries) {
+  for (const char16_t* publisher :
+       {u"tolvan handheld engine", u"TOLVAN Handheld Engine Ltd", u" TOLVAN Handheld Engine", u"TOLVAN"}) {
+    AddEntry(u"b", kManagedApp, {{u"Publisher", publisher}});
+    EXPECT_THAT(ScannedNames(), ElementsAre(u"App"));
+  }
+}
+
 TEST_F(UninstallKeyScan, UpdatesAreSkippedAmongPlainEntriesAlone) {
   const std::vector<std::pair<std::u16string, Texts>> updates = {
       {u"KB123456", {}},

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <latch>
 #include <memory>
 #include <vector>
@@ -29,17 +30,42 @@ TEST(StartWorker, RunsOnAThreadOfItsOwn) {
   EXPECT_NE(ran, std::this_thread::get_id());
 }
 
-struct CountsMoves {
-  std::unique_ptr<int> argument;
-  int* seen;
+/** A body that tells when the worker has moved it, and takes its time for that. */
+struct SlowToMove {
+  SlowToMove(std::thread::id starterOfIt, std::atomic<bool>& flag) : starter(starterOfIt), moved(flag) {}
+  SlowToMove(SlowToMove&& other) : starter(other.starter), moved(other.moved) {
+    if (std::this_thread::get_id() == starter) return;
+    for (int turn = 0; turn < 1000; ++turn) std::this_thread::yield();
+    moved = true;
+  }
 
-  void operator()() const { *seen = *argument; }
+  void operator()() const {}
+
+  std::thread::id starter;
+  std::atomic<bool>& moved;
 };
 
+TEST(StartWorker, ReturnsOnlyAfterTheBodyWasMoved) {
+  std::atomic<bool> moved = false;
+  std::thread worker = StartWorker(SlowToMove(std::this_thread::get_id(), moved));
+  EXPECT_TRUE(moved);
+  worker.join();
+}
+
 TEST(StartWorker, ThreadOwnsItsArgumentsOnceItHasTakenThem) {
+  std::latch starterIsBack(1);
   int seen = 0;
-  StartWorker(CountsMoves{std::make_unique<int>(7), &seen}).join();
+  auto argument = std::make_shared<int>(7);
+  const std::weak_ptr<int> watched = argument;
+  std::thread worker = StartWorker([&, own = std::move(argument)] {
+    starterIsBack.wait();
+    seen = *own;
+  });
+  EXPECT_EQ(watched.use_count(), 1);
+  starterIsBack.count_down();
+  worker.join();
   EXPECT_EQ(seen, 7);
+  EXPECT_TRUE(watched.expired());
 }
 
 TEST(StartWorker, HandshakeOutlivesItsStarter) {
