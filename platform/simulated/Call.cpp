@@ -48,6 +48,4 @@ Arguments& Arguments::Key(Machine& machine, platform::HKEY handle) {
 
 std::string DescribeResult(const void* handle) { return HandleText(handle); }
 
-std::string DescribeResult(long long number) { return std::to_string(number); }
-
 }  // namespace simulated

@@ -6,6 +6,7 @@
  */
 #pragma once
 
+#include <concepts>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -45,7 +46,10 @@ struct Failure {
 };
 
 std::string DescribeResult(const void* handle);
-std::string DescribeResult(long long number);
+template <std::integral Number>
+std::string DescribeResult(Number number) {
+  return std::to_string(number);
+}
 
 /**
  * Runs `body`, or fails in its place.

@@ -1,5 +1,6 @@
 #include "simulated/Drives.h"
 
+#include <fstream>
 #include <vector>
 
 #include "simulated/Key.h"
@@ -61,6 +62,7 @@ void Drives::AddFile(std::u16string_view path) {
   const std::u16string normal = Normal(path);
   if (const auto last = normal.rfind(u'\\'); last != normal.npos) AddFolder(normal.substr(0, last));
   const std::lock_guard guard(lock_);
+  deleted_.erase(normal);
   files_.insert(normal);
 }
 
@@ -80,6 +82,21 @@ void Drives::Remove(std::u16string_view path) {
   const std::lock_guard guard(lock_);
   files_.erase(normal);
   folders_.erase(normal);
+}
+
+void Drives::SetSpace(char16_t letter, DriveSpace space) {
+  const std::lock_guard guard(lock_);
+  spaces_.insert_or_assign(UpperCase(letter), space);
+}
+
+std::optional<DriveSpace> Drives::FindSpace(char16_t letter) const {
+  const std::lock_guard guard(lock_);
+  if (const auto set = spaces_.find(UpperCase(letter)); set != spaces_.end()) return set->second;
+  const auto mount = mounts_.find(UpperCase(letter));
+  std::error_code error;
+  const auto space = mount == mounts_.end() ? fs::space_info() : fs::space(mount->second, error);
+  if (mount == mounts_.end() || error) return std::nullopt;
+  return DriveSpace{space.available, space.capacity};
 }
 
 bool Drives::Exists(std::u16string_view path) const {
@@ -102,17 +119,54 @@ bool Drives::IsFolder(std::u16string_view path) const {
   return onHost && fs::is_directory(*onHost, error);
 }
 
-std::optional<fs::path> Drives::OnHost(std::u16string_view path) const {
+std::optional<fs::path> Drives::PlaceOnHost(std::u16string_view path) const {
   const std::vector<std::u16string_view> names = NamesOf(path);
   if (names.empty() || names[0].size() != 2 || names[0][1] != u':') return std::nullopt;
-  std::optional<fs::path> place;
+  const std::lock_guard guard(lock_);
+  const auto mount = mounts_.find(UpperCase(names[0][0]));
+  if (mount == mounts_.end()) return std::nullopt;
+  fs::path place = mount->second;
+  for (std::size_t i = 1; i < names.size(); ++i)
+    place = FindEntry(place, names[i]).value_or(place / ToUtf8(names[i]));
+  return place;
+}
+
+std::optional<fs::path> Drives::OnHost(std::u16string_view path) const {
   {
     const std::lock_guard guard(lock_);
-    const auto mount = mounts_.find(UpperCase(names[0][0]));
-    if (mount != mounts_.end()) place = mount->second;
+    if (!deleted_.empty() && deleted_.contains(Normal(path))) return std::nullopt;
   }
-  for (std::size_t i = 1; place && i < names.size(); ++i) place = FindEntry(*place, names[i]);
-  return place;
+  auto place = PlaceOnHost(path);
+  std::error_code error;
+  return place && fs::exists(*place, error) ? place : std::nullopt;
+}
+
+void Drives::KeepChanges() {
+  const std::lock_guard guard(lock_);
+  keepsChanges_ = true;
+}
+
+bool Drives::Create(std::u16string_view path) {
+  const auto place = keepsChanges_ ? PlaceOnHost(path) : std::nullopt;
+  if (!place) {
+    AddFile(path);
+    return true;
+  }
+  std::error_code error;
+  fs::create_directories(place->parent_path(), error);
+  return std::ofstream(*place, std::ios::app).good();
+}
+
+bool Drives::Delete(std::u16string_view path) {
+  const auto place = keepsChanges_ ? OnHost(path) : std::nullopt;
+  std::error_code error;
+  if (place) fs::remove(*place, error);
+  Remove(path);
+  if (!keepsChanges_) {
+    const std::lock_guard guard(lock_);
+    deleted_.insert(Normal(path));
+  }
+  return !error;
 }
 
 }  // namespace simulated

@@ -6,6 +6,7 @@
  */
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <mutex>
@@ -16,6 +17,12 @@
 
 namespace simulated {
 
+/** Sizes of a drive, in bytes. */
+struct DriveSpace {
+  std::uint64_t freeBytes = 0;
+  std::uint64_t sizeBytes = 0;
+};
+
 class Drives {
  public:
   /** Puts a folder of the host in place as a drive. @param letter in either case */
@@ -25,9 +32,21 @@ class Drives {
   void AddFolder(std::u16string_view path);
   /** Takes away a file made in code, or what else of that path was made so. */
   void Remove(std::u16string_view path);
+  /** From now on Create and Delete act on the host's files, where a drive stands for a folder of the host. */
+  void KeepChanges();
+  /** What a program does: an empty file comes, with the folders above it. @return false where it cannot */
+  bool Create(std::u16string_view path);
+  /** What a program does: a file goes. @return false where it cannot; a file that is not there is gone */
+  bool Delete(std::u16string_view path);
+
+  /** Has a drive this size; one that holds no files is there all the same. */
+  void SetSpace(char16_t letter, DriveSpace space);
 
   bool Exists(std::u16string_view path) const;
   bool IsFolder(std::u16string_view path) const;
+  /** What was set for a drive, or else what its folder's file system on the host has; nothing without either.
+   */
+  std::optional<DriveSpace> FindSpace(char16_t letter) const;
   /** Where a file or folder of a mounted drive stands on the host; nothing for what is not there. */
   std::optional<std::filesystem::path> OnHost(std::u16string_view path) const;
 
@@ -36,10 +55,17 @@ class Drives {
   static std::u16string Normal(std::u16string_view path);
 
  private:
+  /** Where a path of a mounted drive stands on the host, or would stand. */
+  std::optional<std::filesystem::path> PlaceOnHost(std::u16string_view path) const;
+
   mutable std::mutex lock_;
   std::map<char16_t, std::filesystem::path> mounts_;
+  std::map<char16_t, DriveSpace> spaces_;
   std::set<std::u16string> files_;
   std::set<std::u16string> folders_;
+  /** Files of the host that are gone from this machine alone. */
+  std::set<std::u16string> deleted_;
+  bool keepsChanges_ = false;
 };
 
 }  // namespace simulated

@@ -34,6 +34,19 @@ std::string ToAnsi(std::u16string_view text) {
   return ansi;
 }
 
+/** Tells the space of the drive that a folder is on. @return a Windows error number, 0 for done */
+platform::DWORD FindSpace(const Machine& machine, std::u16string_view folder, DriveSpace& space) {
+  if (folder.empty()) return kPathNotFound;
+  const std::u16string path = Drives::Normal(WholePath(machine, folder));
+  const auto found = machine.drives.FindSpace(path.empty() ? u'\0' : path[0]);
+  if (!found) return kPathNotFound;
+  const bool isRoot = path.size() == 2;
+  if (!isRoot && !machine.drives.Exists(path)) return kPathNotFound;
+  if (!isRoot && !machine.drives.IsFolder(path)) return kDirectory;
+  space = *found;
+  return 0;
+}
+
 }  // namespace
 }  // namespace simulated
 
@@ -80,6 +93,22 @@ DWORD GetModuleFileNameA(HANDLE module, char* buffer, DWORD bufferBytes) {
   return Perform(
       &machine, "GetModuleFileNameA", Failure<DWORD>{0, simulated::kNotEnoughMemory},
       [&](Arguments& arguments) { arguments.Handle(module).Number(bufferBytes); }, answer);
+}
+
+BOOL GetDiskFreeSpaceExW(const char16_t* directory, std::uint64_t* freeToCaller, std::uint64_t* total,
+                         std::uint64_t* totalFree) {
+  Machine& machine = Machine::Current();
+  const auto answer = [&] {
+    simulated::DriveSpace space;
+    const DWORD problem = simulated::FindSpace(machine, directory, space);
+    if (problem != 0) return simulated::SetLastError(problem), BOOL{0};
+    *freeToCaller = *totalFree = space.freeBytes;
+    *total = space.sizeBytes;
+    return BOOL{1};
+  };
+  return Perform(
+      &machine, "GetDiskFreeSpaceExW", Failure<BOOL>{0, simulated::kNotEnoughMemory},
+      [&](Arguments& arguments) { arguments.Text(directory); }, answer);
 }
 
 }  // namespace platform

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "simulated/NamePool.h"
+#include "simulated/Watches.h"
 
 namespace simulated {
 namespace {
@@ -20,12 +21,20 @@ void Fetch(const void* begin, std::size_t size) {
 
 }  // namespace
 
+/** What all keys of a tree have together. */
+struct Key::Shared {
+  NamePool names;
+  Watches watches;
+  /** How many keys are being filled: what comes to light then is no change. */
+  int filling = 0;
+};
+
 Key::Key(std::u16string_view name, Key* parent)
     : name_(name),
       parent_(parent),
       level_(parent ? parent->level_ + 1 : 0),
-      ownPool_(parent ? nullptr : std::make_shared<NamePool>()),
-      pool_(parent ? parent->pool_ : ownPool_.get()) {}
+      ownShared_(parent ? nullptr : std::make_shared<Shared>()),
+      shared_(parent ? parent->shared_ : ownShared_.get()) {}
 
 Key::~Key() = default;
 
@@ -39,7 +48,13 @@ void Key::Fill() {
   if (!filler_) return;
   // Taken out first: what fills the key uses the same operations as everyone else.
   const std::unique_ptr<Filler> filler = std::move(filler_);
+  ++shared_->filling;
+  const std::unique_ptr<int, void (*)(int*)> end(&shared_->filling, [](int* filling) { --*filling; });
   (*filler)(*this);
+}
+
+void Key::TellWatches(platform::DWORD kind) {
+  if (shared_->filling == 0) shared_->watches.KeyChanged(*this, kind);
 }
 
 std::size_t Key::SubKeyCount() {
@@ -104,7 +119,9 @@ Key& Key::CreateSubKey(std::u16string_view name) {
     throw std::length_error("a key's name has 1 to 255 characters");
   if (level_ >= kDeepestLevel) throw std::length_error("keys stand at most 512 levels deep");
   auto added = std::make_shared<Key>(name, this);
-  return **subKeys_.insert(subKeys_.begin() + static_cast<std::ptrdiff_t>(position), std::move(added));
+  Key& made = **subKeys_.insert(subKeys_.begin() + static_cast<std::ptrdiff_t>(position), std::move(added));
+  TellWatches(kNameChange);
+  return made;
 }
 
 bool Key::RemoveSubKey(std::u16string_view name) {
@@ -115,10 +132,12 @@ bool Key::RemoveSubKey(std::u16string_view name) {
   subKeys_[position]->MarkDeleted();
   subKeys_.erase(subKeys_.begin() + static_cast<std::ptrdiff_t>(position));
   nextPosition_ = position;
+  TellWatches(kNameChange);
   return true;
 }
 
 void Key::MarkDeleted() {
+  shared_->watches.KeyGone(*this);
   deleted = true;
   parent_ = nullptr;
   filler_.reset();
@@ -126,7 +145,7 @@ void Key::MarkDeleted() {
 }
 
 ValueView Key::ViewOf(const Value& value) const {
-  return {pool_->Text(value.spelling), value.type, {bytes_.data() + value.offset, value.size}};
+  return {shared_->names.Text(value.spelling), value.type, {bytes_.data() + value.offset, value.size}};
 }
 
 std::size_t Key::ValueCount() {
@@ -142,7 +161,7 @@ ValueView Key::ValueAt(std::size_t index) {
 Key::Values::iterator Key::LocateValue(std::u16string_view name) {
   Fill();
   if (values_.empty()) return values_.end();
-  const NamePool::Id id = pool_->Find(name);
+  const NamePool::Id id = shared_->names.Find(name);
   if (id == NamePool::kNone) return values_.end();
   return std::find_if(values_.begin(), values_.end(), [id](const Value& value) { return value.name == id; });
 }
@@ -158,8 +177,8 @@ void Key::SetValue(std::u16string_view name, platform::DWORD type, std::span<con
   if (bytes_.size() + bytes.size() > UINT32_MAX) throw std::length_error("a key's values hold 4 GiB at most");
   auto value = LocateValue(name);
   if (value == values_.end()) {
-    const NamePool::Id spelling = pool_->Add(name);
-    value = values_.insert(values_.end(), {pool_->NameOf(spelling), spelling, 0, 0, 0});
+    const NamePool::Id spelling = shared_->names.Add(name);
+    value = values_.insert(values_.end(), {shared_->names.NameOf(spelling), spelling, 0, 0, 0});
   } else {
     DropBytes(*value);
   }
@@ -167,6 +186,7 @@ void Key::SetValue(std::u16string_view name, platform::DWORD type, std::span<con
   value->offset = static_cast<std::uint32_t>(bytes_.size());
   value->size = static_cast<std::uint32_t>(bytes.size());
   bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+  TellWatches(kValueChange);
 }
 
 bool Key::RemoveValue(std::u16string_view name) {
@@ -174,6 +194,7 @@ bool Key::RemoveValue(std::u16string_view name) {
   if (value == values_.end()) return false;
   DropBytes(*value);
   values_.erase(value);
+  TellWatches(kValueChange);
   return true;
 }
 
@@ -186,6 +207,8 @@ void Key::DropBytes(const Value& value) {
     if (other.offset > offset) other.offset -= size;
   }
 }
+
+Watches& Key::TreeWatches() { return shared_->watches; }
 
 void Key::ReserveValues(std::size_t count, std::size_t bytes) {
   values_.reserve(count);

@@ -34,7 +34,7 @@ inline char16_t UpperCase(char16_t unit) {
 int CompareNames(std::u16string_view left, std::u16string_view right);
 bool SameName(std::u16string_view left, std::u16string_view right);
 
-class NamePool;
+class Watches;
 
 /** A value as it is stored; the views are good until the key changes. */
 struct ValueView {
@@ -83,6 +83,9 @@ class Key : public std::enable_shared_from_this<Key> {
   /** Makes room for that many values at once. */
   void ReserveValues(std::size_t count, std::size_t bytes);
 
+  /** Those of the whole tree; each change above tells them of itself. */
+  Watches& TreeWatches();
+
   /** 100-nanosecond steps since 1601-01-01 UTC; 0 where nothing is known. */
   std::uint64_t lastWriteTime = 0;
   /** Rights refused on this key alone: bits of KEY_READ and its like, and DELETE (0x10000). */
@@ -100,8 +103,10 @@ class Key : public std::enable_shared_from_this<Key> {
     std::uint32_t size;
   };
   using Values = std::vector<Value>;
+  struct Shared;
 
   void Fill();
+  void TellWatches(platform::DWORD kind);
   /**
    * Has the memory of the sub key behind the last one found read ahead: a scan of more keys than caches hold
    * would otherwise wait for every part of each of them.
@@ -118,8 +123,8 @@ class Key : public std::enable_shared_from_this<Key> {
   Key* parent_;
   std::size_t level_;
   /** The root's own, shared by all keys below it. */
-  std::shared_ptr<NamePool> ownPool_;
-  NamePool* pool_;
+  std::shared_ptr<Shared> ownShared_;
+  Shared* shared_;
   std::unique_ptr<Filler> filler_;
   std::vector<std::shared_ptr<Key>> subKeys_;
   /** Where the next sub key is likely to be asked for: behind the last one found. */

@@ -9,9 +9,11 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "simulated/AppsFolder.h"
 #include "simulated/Clock.h"
 #include "simulated/Drives.h"
 #include "simulated/Environment.h"
@@ -19,8 +21,10 @@
 #include "simulated/Handles.h"
 #include "simulated/Journal.h"
 #include "simulated/KeyHandles.h"
+#include "simulated/PictureObjects.h"
 #include "simulated/Programs.h"
 #include "simulated/RegistryTree.h"
+#include "simulated/ShellIcons.h"
 
 namespace simulated {
 
@@ -61,6 +65,9 @@ class Machine {
   Clock clock;
   /** The registry's open keys; guarded by its lock. */
   KeyHandles keys;
+  ShellIcons shellIcons;
+  /** The icons, bitmaps, images and streams that are open. */
+  PictureObjects pictures;
 
   /** How many registry keys are open, the predefined ones left out. */
   std::size_t OpenKeys();
@@ -74,6 +81,9 @@ class Machine {
   std::u16string currentDirectory = u"C:\\Program Files\\Host";
   /** What the elevation prompt answers. */
   bool elevationGranted = true;
+  AppsFolder appsFolder;
+  /** Names of the graphics adapters, in the system's order; nothing for one that fails to describe itself. */
+  std::vector<std::optional<std::u16string>> graphicsAdapters;
 
   /** Keeps what belongs to the machine alive as long as it lives, such as a directory's lock. */
   std::shared_ptr<void> keepAlive;

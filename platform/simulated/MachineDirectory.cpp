@@ -105,6 +105,7 @@ void LoadMachine(const fs::path& directory, RegistryFolder& registry, Machine& m
   MergeFiles(registry.Files(), machine.registry, observer);
   ApplyDeniedRights(description, descriptionFile.string(), machine);
   MountDrives(directory / "drives", machine.drives);
+  SetPrograms(description.programs, directory, descriptionFile.string(), machine);
 }
 
 std::unique_ptr<Machine> OpenAny(const fs::path& directory, Changes changes, const LoadObserver& observer) {
@@ -118,6 +119,7 @@ std::unique_ptr<Machine> OpenAny(const fs::path& directory, Changes changes, con
     LoadMachine(directory, registry, *machine, observer);
     if (changes == Changes::Discarded) return machine;
     registry.FoldChanges();
+    machine->drives.KeepChanges();
     machine->registry.SetKeeper(
         [held](const RegistryChange& change) { return held->registry->Keep(change); });
   } else if (const auto hives = FindHives(directory)) {

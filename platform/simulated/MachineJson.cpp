@@ -1,8 +1,8 @@
 #include "simulated/MachineJson.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
 
+#include "simulated/JsonShape.h"
 #include "simulated/WideText.h"
 
 namespace simulated {
@@ -22,53 +22,29 @@ const std::map<std::string_view, platform::DWORD> kRights = {
     {"KEY_WRITE", 0x6},
     {"KEY_ALL_ACCESS", 0xF003F}};
 
-/** A member's name as an error line can show it: it may hold line ends. */
-std::string OnOneLine(std::string name) {
-  std::ranges::replace_if(
-      name, [](char byte) { return static_cast<unsigned char>(byte) < 0x20; }, '?');
-  return name;
-}
-
-class Reader {
+class Reader : JsonShape {
  public:
-  explicit Reader(const std::string& fileName) : fileName_(fileName) {}
+  using JsonShape::JsonShape;
 
   MachineDescription Read(const json& root) {
-    if (!root.is_object()) throw MachineError(fileName_ + ": not an object; write {\"member\": ...}");
+    if (!root.is_object()) throw MachineError(FileName() + ": not an object; write {\"member\": ...}");
     for (const auto& [name, value] : root.items()) ReadMember(name, value);
     return std::move(description_);
   }
 
  private:
-  [[noreturn]] void Fail(const std::string& member, const std::string& what) const {
-    throw MachineError(fileName_ + ": " + OnOneLine(member) + ": " + what);
-  }
-
-  std::u16string Text(const json& value, const std::string& member) const {
-    if (!value.is_string() || value.get_ref<const std::string&>().empty())
-      Fail(member, "must be a text that is not empty; correct it");
-    return FromUtf8(value.get_ref<const std::string&>());
-  }
-  const json& Object(const json& value, const std::string& member) const {
-    if (!value.is_object()) Fail(member, "must be an object; write {\"name\": ...}");
-    return value;
-  }
-  const json& Array(const json& value, const std::string& member) const {
-    if (!value.is_array()) Fail(member, "must be a list; write [...]");
-    return value;
-  }
-
   void ReadMember(const std::string& name, const json& value);
   void ReadUser(const json& value);
   void ReadEnvironment(const json& value);
   void ReadElevation(const json& value);
   void ReadDeniedAccess(const json& value);
   platform::DWORD Rights(const json& names, const std::string& member) const;
-  void CheckDisks(const json& value) const;
-  void CheckAppsFolder(const json& value) const;
-  void CheckPrograms(const json& value) const;
+  void ReadDisks(const json& value);
+  std::uint64_t Bytes(const json& disk, const char* name, const std::string& member) const;
+  void ReadGraphicsAdapters(const json& value);
+  void ReadAppsFolder(const json& value);
+  AppsFolderItem ReadApp(const json& value) const;
 
-  const std::string& fileName_;
   MachineDescription description_;
 };
 
@@ -79,13 +55,10 @@ void Reader::ReadMember(const std::string& name, const json& value) {
   if (name == "currentDirectory") return void(description_.currentDirectory = Text(value, name));
   if (name == "elevation") return ReadElevation(value);
   if (name == "deniedAccess") return ReadDeniedAccess(value);
-  if (name == "disks") return CheckDisks(value);
-  if (name == "graphicsAdapters") {
-    for (const json& adapter : Array(value, name)) static_cast<void>(Text(adapter, name));
-    return;
-  }
-  if (name == "appsFolder") return CheckAppsFolder(value);
-  if (name == "programs") return CheckPrograms(value);
+  if (name == "disks") return ReadDisks(value);
+  if (name == "graphicsAdapters") return ReadGraphicsAdapters(value);
+  if (name == "appsFolder") return ReadAppsFolder(value);
+  if (name == "programs") return void(description_.programs = ReadPrograms(*this, value));
   Fail(name, "unknown; remove it, or see docs/machine-directory.md for what there is");
 }
 
@@ -93,10 +66,8 @@ void Reader::ReadUser(const json& value) {
   for (const auto& [name, member] : Object(value, "user").items()) {
     const std::u16string text = Text(member, "user." + name);
     if (name == "sid" && !text.starts_with(u"S-1-")) Fail("user.sid", "no SID; write it as S-1-5-21-...");
-    if (name == "sid")
-      description_.userSid = text;
-    else if (name != "name")
-      Fail("user." + name, "unknown; a user has a name and a sid");
+    if (name != "sid" && name != "name") Fail("user." + name, "unknown; a user has a name and a sid");
+    (name == "sid" ? description_.userSid : description_.userName) = text;
   }
 }
 
@@ -132,31 +103,52 @@ platform::DWORD Reader::Rights(const json& names, const std::string& member) con
   return rights;
 }
 
-void Reader::CheckDisks(const json& value) const {
+std::uint64_t Reader::Bytes(const json& disk, const char* name, const std::string& member) const {
+  const auto found = disk.find(name);
+  if (found == disk.end() || !found->is_number_unsigned())
+    Fail(member + "." + name, "must be a whole number of bytes; correct it");
+  return found->get<std::uint64_t>();
+}
+
+void Reader::ReadDisks(const json& value) {
   for (const auto& [letter, disk] : Object(value, "disks").items()) {
     const std::string member = "disks." + letter;
     if (letter.size() != 1 || (letter[0] | 0x20) < 'a' || (letter[0] | 0x20) > 'z')
       Fail(member, "no drive letter; write one of A to Z");
-    for (const auto& [name, bytes] : Object(disk, member).items()) {
+    for (const auto& [name, bytes] : Object(disk, member).items())
       if (name != "freeBytes" && name != "sizeBytes")
         Fail(member + "." + name, "unknown; a disk has freeBytes and sizeBytes");
-      if (!bytes.is_number_unsigned())
-        Fail(member + "." + name, "must be a whole number of bytes; correct it");
-    }
+    const DriveSpace space{Bytes(disk, "freeBytes", member), Bytes(disk, "sizeBytes", member)};
+    if (space.freeBytes > space.sizeBytes) Fail(member, "more free than there is; correct it");
+    description_.disks[static_cast<char16_t>(letter[0])] = space;
   }
 }
 
-void Reader::CheckAppsFolder(const json& value) const {
-  for (const json& app : Array(value, "appsFolder"))
-    for (const auto& [name, text] : Object(app, "appsFolder").items()) {
-      if (name != "name" && name != "id") Fail("appsFolder." + name, "unknown; an app has a name and an id");
-      static_cast<void>(Text(text, "appsFolder." + name));
-    }
+void Reader::ReadGraphicsAdapters(const json& value) {
+  for (const json& adapter : Array(value, "graphicsAdapters")) {
+    auto& name = description_.graphicsAdapters.emplace_back();
+    if (!adapter.is_null()) name = Text(adapter, "graphicsAdapters");
+  }
 }
 
-void Reader::CheckPrograms(const json& value) const {
-  for (const auto& [path, program] : Object(value, "programs").items())
-    static_cast<void>(Object(program, "programs." + path));
+void Reader::ReadAppsFolder(const json& value) {
+  description_.appsFolder.isThere = !value.is_null();
+  if (value.is_null()) return;
+  for (const json& app : Array(value, "appsFolder")) {
+    auto& item = description_.appsFolder.items.emplace_back();
+    if (!app.is_null()) item = ReadApp(app);
+  }
+}
+
+AppsFolderItem Reader::ReadApp(const json& value) const {
+  AppsFolderItem item;
+  for (const auto& [name, text] : Object(value, "appsFolder").items()) {
+    if (name != "name" && name != "id") Fail("appsFolder." + name, "unknown; an app has a name and an id");
+    // An empty name is one that the shell can tell.
+    if (!text.is_string()) Fail("appsFolder." + name, "must be a text; put it in quotes");
+    (name == "name" ? item.name : item.id) = FromUtf8(text.get_ref<const std::string&>());
+  }
+  return item;
 }
 
 /** The part of the library's message that says what was found, on one line. */
@@ -185,10 +177,14 @@ MachineDescription ParseMachineJson(std::span<const std::uint8_t> bytes, const s
 
 void ApplyFacts(const MachineDescription& description, Machine& machine) {
   if (description.userSid) machine.registry.SetUser(*description.userSid);
+  if (description.userName) machine.environment.Set(u"USERNAME", *description.userName);
   if (description.environment) {
     machine.environment.Clear();
     for (const auto& [name, value] : *description.environment) machine.environment.Set(name, value);
   }
+  for (const auto& [letter, space] : description.disks) machine.drives.SetSpace(letter, space);
+  machine.graphicsAdapters = description.graphicsAdapters;
+  machine.appsFolder = description.appsFolder;
   machine.hostPath = description.hostPath.value_or(machine.hostPath);
   machine.currentDirectory = description.currentDirectory.value_or(machine.currentDirectory);
   machine.elevationGranted = description.elevationGranted.value_or(machine.elevationGranted);

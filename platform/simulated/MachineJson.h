@@ -7,7 +7,9 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
+#include "simulated/DescribedProgram.h"
 #include "simulated/Machine.h"
 #include "simulated/MachineError.h"
 
@@ -16,11 +18,17 @@ namespace simulated {
 /** What a machine.json says; what it does not say is empty. */
 struct MachineDescription {
   std::optional<std::u16string> userSid;
+  std::optional<std::u16string> userName;
   /** In place of the default environment, all of it. */
   std::optional<std::map<std::u16string, std::u16string>> environment;
   std::optional<std::u16string> hostPath;
   std::optional<std::u16string> currentDirectory;
   std::optional<bool> elevationGranted;
+  /** By the drive's letter. */
+  std::map<char16_t, DriveSpace> disks;
+  std::vector<std::optional<std::u16string>> graphicsAdapters;
+  AppsFolder appsFolder;
+  ProgramDescriptions programs;
   /** Rights refused, by the whole path of the key. */
   std::map<std::u16string, platform::DWORD> deniedRights;
 };
@@ -32,7 +40,10 @@ struct MachineDescription {
  */
 MachineDescription ParseMachineJson(std::span<const std::uint8_t> bytes, const std::string& fileName);
 
-/** Makes the machine what the description says, but for rights: the user's hive must be known to load it. */
+/**
+ * Makes the machine what the description says, but for programs, and for rights: the user's hive must be
+ * known to load it.
+ */
 void ApplyFacts(const MachineDescription& description, Machine& machine);
 
 /** Refuses the rights. @throws MachineError where such a key is not in the registry, which is loaded by then

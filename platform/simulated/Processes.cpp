@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "platform/Constants.h"
+#include "simulated/BuiltInPrograms.h"
 #include "simulated/Call.h"
 #include "simulated/FilePath.h"
 
@@ -21,6 +22,8 @@ constexpr DWORD kBadExeFormat = 193;
 struct FoundProgram {
   std::u16string path;
   Program program;
+  /** What it does instead, for a program of the system. */
+  BuiltIn builtIn = nullptr;
   /** Why it cannot be started although something is there; 0 when it can. */
   DWORD problem = 0;
 };
@@ -44,15 +47,18 @@ bool HasExtension(std::u16string_view path) {
 }
 
 std::optional<FoundProgram> FindAt(Machine& machine, const std::u16string& path) {
-  if (auto program = machine.programs.Find(path)) return FoundProgram{path, *program};
-  if (!machine.drives.Exists(path)) return std::nullopt;
-  if (machine.drives.IsFolder(path)) return FoundProgram{path, {}, kAccessDenied};
-  return FoundProgram{path, {}, EndsInExe(path) ? 0 : kBadExeFormat};
+  const bool isThere = machine.drives.Exists(path);
+  const auto program = machine.programs.Find(path);
+  if (program && (isThere || !program->needsFile)) return FoundProgram{path, *program};
+  if (const BuiltIn builtIn = FindBuiltIn(machine, path)) return FoundProgram{path, {}, builtIn};
+  if (!isThere) return std::nullopt;
+  if (machine.drives.IsFolder(path)) return FoundProgram{path, {}, nullptr, kAccessDenied};
+  return FoundProgram{path, {}, nullptr, EndsInExe(path) ? 0 : kBadExeFormat};
 }
 
 /** The folders that a bare name is looked for in, in Windows' order. */
 std::vector<std::u16string> SearchFolders(const Machine& machine) {
-  const std::u16string windows = machine.environment.Find(u"SystemRoot").value_or(u"C:\\Windows");
+  const std::u16string windows = WindowsFolder(machine);
   return {machine.hostPath.substr(0, machine.hostPath.rfind(u'\\')), machine.currentDirectory,
           windows + u"\\System32", windows};
 }
@@ -106,6 +112,15 @@ DWORD NextProcessId() {
   return next.fetch_add(4);
 }
 
+StartedProgram Launch(Machine& machine, const FoundProgram& found, const std::u16string& parameters,
+                      bool isElevated) {
+  Program program = found.program;
+  if (found.builtIn) {
+    program.run = [&machine, run = found.builtIn, parameters] { return run(machine, parameters); };
+  }
+  return machine.programs.Run(program, {found.path, parameters, isElevated});
+}
+
 BOOL Create(Machine& machine, const char16_t* application, const char16_t* commandLine,
             PROCESS_INFORMATION* information) {
   if (!application && !commandLine) return Fail(kInvalidParameter);
@@ -115,7 +130,7 @@ BOOL Create(Machine& machine, const char16_t* application, const char16_t* comma
   if (!found) return Fail(kFileNotFound);
   if (found->problem != 0) return Fail(found->problem);
   if (application && commandLine) parameters = commandLine;
-  const StartedProgram started = machine.programs.Run(found->program, {found->path, parameters, false});
+  const StartedProgram started = Launch(machine, *found, parameters, false);
   *information = {Handles::Shared().Open(started.process), Handles::Shared().Open(started.thread),
                   NextProcessId(), NextProcessId()};
   return 1;
@@ -141,9 +156,9 @@ DWORD Execute(Machine& machine, SHELLEXECUTEINFOW& execute) {
   if (!found) return kFileNotFound;
   if (found->problem != 0) return found->problem == kBadExeFormat ? kNoAssociation : found->problem;
   const bool elevated = execute.lpVerb && SameName(execute.lpVerb, u"runas");
-  if (elevated && !machine.elevationGranted) return kCancelled;
+  if (elevated && (!machine.elevationGranted || found->program.refusesElevation)) return kCancelled;
   const std::u16string parameters = execute.lpParameters ? execute.lpParameters : u"";
-  const StartedProgram started = machine.programs.Run(found->program, {found->path, parameters, elevated});
+  const StartedProgram started = Launch(machine, *found, parameters, elevated);
   if (found->program.givesHandle && execute.fMask & platform::SEE_MASK_NOCLOSEPROCESS) {
     execute.hProcess = Handles::Shared().Open(started.process);
   }

@@ -1,5 +1,7 @@
 #include "simulated/Programs.h"
 
+#include <thread>
+
 #include "simulated/Drives.h"
 #include "simulated/Handles.h"
 
@@ -23,14 +25,24 @@ StartedProgram Programs::Run(const Program& program, ProgramStart start) {
   const StartedProgram started{std::make_shared<Waitable>(Waitable{.kind = Waitable::Kind::Process}),
                                std::make_shared<Waitable>(Waitable{.kind = Waitable::Kind::Thread})};
   const std::lock_guard guard(lock_);
-  starts_.push_back(std::move(start));
-  threads_.emplace_back([run = program.run, started] {
+  std::thread([this, run = program.run, started]() mutable {
     Handles& handles = Handles::Shared();
     handles.SetExitCode(*started.process, static_cast<platform::DWORD>(run()));
+    run = nullptr;  // what it holds may be gone once the program counts as ended
     handles.Signal(*started.thread);
     handles.Signal(*started.process);
-  });
+    Finish();
+  }).detach();
+  starts_.push_back(std::move(start));
+  ++runningCount_;
   return started;
+}
+
+void Programs::Finish() {
+  // Told under the lock: whoever waits for the last program may destroy this object.
+  const std::lock_guard guard(lock_);
+  --runningCount_;
+  finished_.notify_all();
 }
 
 std::vector<ProgramStart> Programs::Starts() const {
@@ -38,16 +50,14 @@ std::vector<ProgramStart> Programs::Starts() const {
   return starts_;
 }
 
-void Programs::WaitForAll() {
-  while (true) {
-    std::vector<std::thread> ending;
-    {
-      const std::lock_guard guard(lock_);
-      ending.swap(threads_);
-    }
-    if (ending.empty()) return;
-    for (std::thread& thread : ending) thread.join();
-  }
+std::size_t Programs::RunningCount() const {
+  const std::lock_guard guard(lock_);
+  return runningCount_;
+}
+
+void Programs::WaitForAll() const {
+  std::unique_lock guard(lock_);
+  finished_.wait(guard, [this] { return runningCount_ == 0; });
 }
 
 }  // namespace simulated

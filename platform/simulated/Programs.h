@@ -6,6 +6,7 @@
  */
 #pragma once
 
+#include <condition_variable>
 #include <functional>
 #include <map>
 #include <memory>
@@ -13,7 +14,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 #include "platform/Types.h"
@@ -35,6 +35,10 @@ struct Program {
   std::function<int()> run = [] { return 0; };
   /** False for one that the shell hands to a process that runs already: no handle comes of starting it. */
   bool givesHandle = true;
+  /** True: the elevation prompt for this one is refused. */
+  bool refusesElevation = false;
+  /** True: it is there only while a file stands at its path. */
+  bool needsFile = false;
 };
 
 /** A process and its first thread, both signalled when the program has ended. */
@@ -58,14 +62,18 @@ class Programs {
   StartedProgram Run(const Program& program, ProgramStart start);
   /** What was started, in order. */
   std::vector<ProgramStart> Starts() const;
+  std::size_t RunningCount() const;
   /** Waits until every program that was started has ended. */
-  void WaitForAll();
+  void WaitForAll() const;
 
  private:
+  void Finish();
+
   mutable std::mutex lock_;
+  mutable std::condition_variable finished_;
   std::map<std::u16string, Program> programs_;
   std::vector<ProgramStart> starts_;
-  std::vector<std::thread> threads_;
+  std::size_t runningCount_ = 0;
 };
 
 }  // namespace simulated

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "simulated/Call.h"
+#include "simulated/KeptChanges.h"
 #include "simulated/KeyPath.h"
 
 namespace simulated {
@@ -15,7 +16,7 @@ using platform::LSTATUS;
 
 constexpr DWORD kQueryValue = 0x0001;
 constexpr DWORD kEnumerateSubKeys = 0x0008;
-constexpr DWORD kDelete = 0x00010000;
+constexpr DWORD kNotify = 0x0010;
 constexpr DWORD kRead = 0x20019;
 constexpr DWORD kWrite = 0x20006;
 constexpr DWORD kAllAccess = 0xF003F;
@@ -104,6 +105,7 @@ LSTATUS Open(Machine& machine, HKEY key, const char16_t* subKey, DWORD access, H
 
 LSTATUS Close(Machine& machine, HKEY key) {
   const std::lock_guard guard(machine.registry.Lock());
+  machine.registry.EndWatches(key);
   if (machine.registry.Predefined(key) || machine.keys.Close(key)) return 0;
   return Status(kInvalidHandle);
 }
@@ -179,20 +181,6 @@ void DescribeValues(Key& key, DWORD* count, DWORD* longestNameChars, DWORD* long
   Set(longestBytes, bytes);
 }
 
-/** Makes the deletion lasting before it is made, so that what a program was told is true after a crash. */
-LSTATUS DeleteFound(Machine& machine, Key& key) {
-  if (key.SubKeyCount() > 0 || key.deniedRights & kDelete) return Status(kAccessDenied);
-  const std::uint64_t now = machine.clock.Now();
-  if (const auto& keeper = machine.registry.GetKeeper()) {
-    RegistryChange change{RegistryChange::Kind::DeleteKey, machine.registry.PathOf(key), {}, 0, {}, now};
-    if (const LSTATUS status = keeper(change); status != 0) return status;
-  }
-  Key& parent = *key.Parent();
-  parent.RemoveSubKey(std::u16string(key.Name()));
-  parent.lastWriteTime = now;
-  return 0;
-}
-
 LSTATUS Delete(Machine& machine, HKEY key, const char16_t* subKey) {
   if (!subKey) return Status(kInvalidParameter);
   const LockedKey start(machine, key, 0);
@@ -200,7 +188,18 @@ LSTATUS Delete(Machine& machine, HKEY key, const char16_t* subKey) {
   if (const LSTATUS status = CheckPath(subKey); status != 0) return status;
   if (start.IsPredefined() && *subKey == 0) return Status(kAccessDenied);
   Key* found = machine.registry.Find(*start, subKey, View::Native);
-  return found ? DeleteFound(machine, *found) : Status(kFileNotFound);
+  return found ? DeleteKeptKey(machine, *found) : Status(kFileNotFound);
+}
+
+LSTATUS StartWatch(Machine& machine, HKEY key, bool isDeep, DWORD filter, platform::HANDLE event) {
+  const LockedKey watched(machine, key, kNotify);
+  if (watched.Problem() != 0) return watched.Problem();
+  const auto signal = Handles::Shared().Find(event);
+  if (!signal || signal->kind != Waitable::Kind::Event) return Status(kInvalidHandle);
+  // Cleared before anything can signal it: the tree is locked.
+  Handles::Shared().Signal(*signal, false);
+  machine.registry.Watch({&*watched, key, isDeep, filter, signal});
+  return 0;
 }
 
 }  // namespace
@@ -291,6 +290,19 @@ LSTATUS RegDeleteKeyW(HKEY key, const char16_t* subKey) {
       &machine, "RegDeleteKeyW", Failure<LSTATUS>{Status(simulated::kAccessDenied)},
       [&](Arguments& arguments) { arguments.Key(machine, key).Text(subKey); },
       [&] { return simulated::Delete(machine, key, subKey); });
+}
+
+LSTATUS RegNotifyChangeKeyValue(HKEY key, BOOL watchSubtree, DWORD filter, HANDLE event, BOOL asynchronous) {
+  Machine& machine = Machine::Current();
+  return Perform(
+      &machine, "RegNotifyChangeKeyValue", Failure<LSTATUS>{Status(simulated::kNoSystemResources)},
+      [&](Arguments& arguments) {
+        arguments.Key(machine, key).Number(watchSubtree).Hex(filter).Handle(event).Number(asynchronous);
+      },
+      [&] {
+        if (!asynchronous) return Status(simulated::kNotSupported);
+        return simulated::StartWatch(machine, key, watchSubtree != 0, filter, event);
+      });
 }
 
 }  // namespace platform

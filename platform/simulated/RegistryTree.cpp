@@ -130,6 +130,25 @@ std::u16string RegistryTree::PathOf(const Key& key) const {
   return path;
 }
 
+void RegistryTree::Watch(simulated::Watch watch) {
+  const Guard guard(lock_);
+  root_.TreeWatches().Add(std::move(watch));
+  watchSet_.notify_all();
+}
+
+void RegistryTree::WaitForWatch(std::u16string_view path) {
+  std::unique_lock guard(lock_);
+  watchSet_.wait(guard, [&] {
+    const Key* key = Find(path);
+    return key && root_.TreeWatches().IsWatched(*key);
+  });
+}
+
+void RegistryTree::EndWatches(platform::HKEY handle) {
+  const Guard guard(lock_);
+  root_.TreeWatches().HandleClosed(handle);
+}
+
 void RegistryTree::SetUser(std::u16string_view sid) {
   const Guard guard(lock_);
   // The hive of the user before is only a stand-in where nothing was put into it.
@@ -137,6 +156,11 @@ void RegistryTree::SetUser(std::u16string_view sid) {
   if (before && before->SubKeyCount() == 0 && before->ValueCount() == 0) users_->RemoveSubKey(user_);
   user_ = sid;
   users_->CreateSubKey(user_);
+}
+
+std::u16string RegistryTree::User() const {
+  const std::lock_guard guard(lock_);
+  return user_;
 }
 
 void RegistryTree::SetKeeper(Keeper keeper) {

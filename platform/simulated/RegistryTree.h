@@ -10,9 +10,11 @@
  */
 #pragma once
 
+#include <condition_variable>
 #include <mutex>
 
 #include "simulated/Key.h"
+#include "simulated/Watches.h"
 
 namespace simulated {
 
@@ -70,8 +72,16 @@ class RegistryTree {
   /** Whole path of a key, as it is stored. */
   std::u16string PathOf(const Key& key) const;
 
+  /** Has an event signalled by a change, once. */
+  void Watch(simulated::Watch watch);
+  /** Waits until a watch is set for the key at that path. */
+  void WaitForWatch(std::u16string_view path);
+  /** A handle was closed, which ends its watches. */
+  void EndWatches(platform::HKEY handle);
+
   /** Sets which hive below HKEY_USERS is HKEY_CURRENT_USER. */
   void SetUser(std::u16string_view sid);
+  std::u16string User() const;
   void SetKeeper(Keeper keeper);
   const Keeper& GetKeeper() const;
 
@@ -82,6 +92,7 @@ class RegistryTree {
   Key* TakeRoot(std::u16string_view& path);
 
   mutable std::recursive_mutex lock_;
+  std::condition_variable_any watchSet_;
   Key root_;
   Key* machine_;
   Key* users_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <string_view>
@@ -63,6 +64,31 @@ int DigitValue(char16_t unit) {
   return -1;
 }
 
+struct NumberRead {
+  /** The nearest number of 32 bits. */
+  long long value = 0;
+  bool isOutOfRange = false;
+  /** Behind the last digit; the text's own beginning without digits. */
+  const char16_t* end;
+};
+
+NumberRead ReadNumber(const char16_t* text) {
+  NumberRead number{.end = text};
+  while (IsWhiteSpace(*text)) ++text;
+  const bool negative = *text == u'-';
+  if (*text == u'-' || *text == u'+') ++text;
+  const long long limit = negative ? -static_cast<long long>(INT_MIN) : INT_MAX;
+  for (int digit; (digit = DigitValue(*text)) >= 0; number.end = ++text) {
+    const long long value = number.value * 10 + digit;
+    number.isOutOfRange |= value > limit;
+    number.value = std::min(value, limit);
+  }
+  if (negative) number.value = -number.value;
+  return number;
+}
+
+int AsciiLower(char16_t unit) { return unit >= u'A' && unit <= u'Z' ? unit + (u'a' - u'A') : unit; }
+
 }  // namespace
 
 InvalidParameterHandler SetInvalidParameterHandler(InvalidParameterHandler handler) {
@@ -103,16 +129,19 @@ int strcpy_s(char* buffer, std::size_t bufferBytes, const char* text) {
   return simulated::Copy(buffer, bufferBytes, text);
 }
 
-int _wtoi(const char16_t* text) {
-  while (simulated::IsWhiteSpace(*text)) ++text;
-  const bool negative = *text == u'-';
-  if (*text == u'-' || *text == u'+') ++text;
-  const long long limit = negative ? -static_cast<long long>(INT_MIN) : INT_MAX;
-  long long number = 0;
-  for (int digit; (digit = simulated::DigitValue(*text)) >= 0; ++text) {
-    number = std::min(number * 10 + digit, limit);
-  }
-  return static_cast<int>(negative ? -number : number);
+int _wtoi(const char16_t* text) { return static_cast<int>(simulated::ReadNumber(text).value); }
+
+LONG wcstol(const char16_t* text, char16_t** end, int) {
+  const simulated::NumberRead number = simulated::ReadNumber(text);
+  if (number.isOutOfRange) errno = ERANGE;
+  // The end is handed out writable, as C has it.
+  if (end) *end = const_cast<char16_t*>(number.end);
+  return static_cast<LONG>(number.value);
+}
+
+int _wcsicmp(const char16_t* left, const char16_t* right) {
+  while (*left != 0 && simulated::AsciiLower(*left) == simulated::AsciiLower(*right)) ++left, ++right;
+  return simulated::AsciiLower(*left) - simulated::AsciiLower(*right);
 }
 
 }  // namespace platform

@@ -37,6 +37,10 @@ LSTATUS RegQueryInfoKeyW(HKEY key, char16_t* className, DWORD* classChars, DWORD
                             securityBytes, Windows(lastWrite));
 }
 
+LSTATUS RegNotifyChangeKeyValue(HKEY key, BOOL watchSubtree, DWORD filter, HANDLE event, BOOL asynchronous) {
+  return ::RegNotifyChangeKeyValue(key, watchSubtree, filter, event, asynchronous);
+}
+
 LSTATUS RegDeleteKeyW(HKEY key, const char16_t* subKey) { return ::RegDeleteKeyW(key, Wide(subKey)); }
 
 }  // namespace platform

@@ -22,4 +22,10 @@ int strcpy_s(char* buffer, std::size_t bufferBytes, const char* text) {
 
 int _wtoi(const char16_t* text) { return ::_wtoi(Wide(text)); }
 
+LONG wcstol(const char16_t* text, char16_t** end, int base) {
+  return ::wcstol(Wide(text), reinterpret_cast<wchar_t**>(end), base);
+}
+
+int _wcsicmp(const char16_t* left, const char16_t* right) { return ::_wcsicmp(Wide(left), Wide(right)); }
+
 }  // namespace platform

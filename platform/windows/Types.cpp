@@ -1,7 +1,18 @@
 // Windows' own word on the types and constants of the port; nothing here is called.
 #include <windows.h>
 
+#include <objidl.h>
+
+#include <algorithm>
+using std::max;  // GDI+ asks for the two macros that this project switches off
+using std::min;
+
+#include <commctrl.h>
+#include <dxgi.h>
+#include <gdiplus.h>
 #include <shellapi.h>
+#include <shlobj.h>
+#include <wincrypt.h>
 
 #include <cstddef>
 #include <type_traits>
@@ -20,8 +31,15 @@ static_assert(std::is_same_v<HANDLE, ::HANDLE> && std::is_same_v<HKEY, ::HKEY>);
 static_assert(sizeof(FILETIME) == sizeof(::FILETIME));
 static_assert(offsetof(FILETIME, dwHighDateTime) == offsetof(::FILETIME, dwHighDateTime));
 
-#define CHECK_CONSTANT(name, number) static_assert((name) == (number), #name);
+#define CHECK_CONSTANT(name, number) static_assert(static_cast<DWORD>(name) == (number), #name);
 PLATFORM_CONSTANTS(CHECK_CONSTANT)
+
+#define CHECK_RESULT(name, number) static_assert((name) == static_cast<HRESULT>(number), #name);
+PLATFORM_RESULTS(CHECK_RESULT)
+
+#define CHECK_PICTURE_CONSTANT(name, number) static_assert((name) == (number), #name);
+using Gdiplus::ImageLockModeRead;
+PLATFORM_PICTURE_CONSTANTS(CHECK_PICTURE_CONSTANT)
 
 // Windows writes these as numbers cast to HKEY, and a pointer is no constant expression: as numbers they are.
 #define HKEY std::intptr_t

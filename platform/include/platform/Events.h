@@ -10,10 +10,10 @@ namespace platform {
  * @param attributes    null
  * @param manualReset   true: stays signalled until it is reset; false: the wait that it ends clears it
  * @param initialState  true: starts out signalled
- * @param name          null or empty for an unnamed event; case counts. A name with a backslash is refused with
- *                      ERROR_PATH_NOT_FOUND (3), but for the prefixes "Local\\" and "Global\\"
- * @return a handle that CloseHandle closes, with the last error ERROR_ALREADY_EXISTS (183) where the event was
- *         there and 0 otherwise; null with the last error set on failure
+ * @param name          null or empty for an unnamed event; case counts. A name with a backslash is refused
+ * with ERROR_PATH_NOT_FOUND (3), but for the prefixes "Local\\" and "Global\\"
+ * @return a handle that CloseHandle closes, with the last error ERROR_ALREADY_EXISTS (183) where the event
+ * was there and 0 otherwise; null with the last error set on failure
  */
 HANDLE CreateEventW(void* attributes, BOOL manualReset, BOOL initialState, const char16_t* name);
 
@@ -29,8 +29,8 @@ BOOL CloseHandle(HANDLE handle);
  * @param handles    open handles, each but once
  * @param waitAll    true: for all of them at once
  * @param timeoutMs  INFINITE, or 0 to ask only
- * @return WAIT_OBJECT_0 plus the index of the first that ended the wait, WAIT_TIMEOUT, or WAIT_FAILED with the
- *         last error set: ERROR_INVALID_PARAMETER (87), ERROR_INVALID_HANDLE (6)
+ * @return WAIT_OBJECT_0 plus the index of the first that ended the wait, WAIT_TIMEOUT, or WAIT_FAILED with
+ * the last error set: ERROR_INVALID_PARAMETER (87), ERROR_INVALID_HANDLE (6)
  */
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD timeoutMs);
 

@@ -27,4 +27,15 @@ DWORD GetCurrentDirectoryA(DWORD bufferBytes, char* buffer);
  */
 DWORD GetModuleFileNameA(HANDLE module, char* buffer, DWORD bufferBytes);
 
+/**
+ * The free space of a drive.
+ * @param directory     any directory on it; slashes and backslashes alike
+ * @param freeToCaller  receives the bytes free to the caller
+ * @param total         receives the drive's bytes
+ * @param totalFree     receives the drive's free bytes
+ * @return 0 on failure, for a drive that is not there
+ */
+BOOL GetDiskFreeSpaceExW(const char16_t* directory, std::uint64_t* freeToCaller, std::uint64_t* total,
+                         std::uint64_t* totalFree);
+
 }  // namespace platform

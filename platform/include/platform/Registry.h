@@ -65,4 +65,17 @@ LSTATUS RegQueryInfoKeyW(HKEY key, char16_t* className, DWORD* classChars, DWORD
  */
 LSTATUS RegDeleteKeyW(HKEY key, const char16_t* subKey);
 
+/**
+ * Has an event signalled by the next change of a key, once.
+ * @param key           opened with KEY_NOTIFY
+ * @param watchSubtree  whether changes below the key count too
+ * @param filter        REG_NOTIFY_CHANGE_NAME: sub keys that come or go
+ * @param event         cleared by this call; signalled by the change, by the deletion of the key and by
+ * closing `key`. Its handle may be closed before that.
+ * @param asynchronous  true, which is all that is needed of it: returns at once
+ * @return ERROR_INVALID_HANDLE (6) for what is no open key or no event, ERROR_ACCESS_DENIED (5) without the
+ *         right, ERROR_KEY_DELETED (1018)
+ */
+LSTATUS RegNotifyChangeKeyValue(HKEY key, BOOL watchSubtree, DWORD filter, HANDLE event, BOOL asynchronous);
+
 }  // namespace platform

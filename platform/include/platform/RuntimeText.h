@@ -35,4 +35,15 @@ int strcpy_s(char* buffer, std::size_t bufferBytes, const char* text);
  * without. */
 int _wtoi(const char16_t* text);
 
+/**
+ * Parses a number.
+ * @param end   receives the first character behind it, `text` itself where there are no digits
+ * @param base  10
+ * @return the number; outside 32 bits the nearest one, with errno ERANGE
+ */
+LONG wcstol(const char16_t* text, char16_t** end, int base);
+
+/** Compares without regard to the case of ASCII letters. @return 0 where the texts are equal */
+int _wcsicmp(const char16_t* left, const char16_t* right);
+
 }  // namespace platform

@@ -8,9 +8,9 @@ namespace platform {
 /**
  * Turns narrow text of a code page into UTF-16.
  * @param codePage    CP_UTF8
- * @param flags       0: what is invalid becomes U+FFFD, once for a byte that begins no character and once for a
- *                    sequence that breaks off, up to its break. Wine 8 counts everything behind a sequence
- *                    that the text's end cuts short, a NUL too, as part of it
+ * @param flags       0: what is invalid becomes U+FFFD, once for a byte that begins no character and once for
+ * a sequence that breaks off, up to its break. Wine 8 counts everything behind a sequence that the text's end
+ * cuts short, a NUL too, as part of it
  * @param text        the narrow text, which need not end in a NUL
  * @param textBytes   its length in bytes; a NUL counted here is converted like any character
  * @param wide        room for the result; not looked at when `wideChars` is 0

@@ -27,6 +27,7 @@ using BYTE = unsigned char;
 using UINT = unsigned int;
 using WORD = unsigned short;
 using LSTATUS = LONG;
+using HRESULT = LONG;  ///< negative for a failure
 using REGSAM = DWORD;
 using HANDLE = void*;
 using HKEY = ::HKEY__*;
@@ -36,5 +37,14 @@ struct FILETIME {
   DWORD dwLowDateTime;
   DWORD dwHighDateTime;
 };
+
+/** An interface's or handler's identity; laid out as Windows has it. */
+struct GUID {
+  std::uint32_t Data1;
+  std::uint16_t Data2;
+  std::uint16_t Data3;
+  BYTE Data4[8];
+};
+static_assert(sizeof(GUID) == 16);
 
 }  // namespace platform

@@ -1,0 +1,91 @@
+/** Icons of files as the shell has them, and the bitmaps that an icon consists of. */
+#pragma once
+
+#include "platform/Types.h"
+
+struct HICON__;
+struct HBITMAP__;
+struct _IMAGELIST;
+
+namespace platform {
+
+using HICON = ::HICON__*;
+using HBITMAP = ::HBITMAP__*;
+using HIMAGELIST = ::_IMAGELIST*;
+
+/** What the shell knows of a file; laid out as Windows has it. */
+struct SHFILEINFOW {
+  HICON hIcon;
+  int iIcon;
+  DWORD dwAttributes;
+  char16_t szDisplayName[260];
+  char16_t szTypeName[80];
+};
+static_assert(sizeof(SHFILEINFOW) == 696);
+
+/** The two bitmaps of an icon; laid out as Windows has it. */
+struct ICONINFO {
+  BOOL fIcon;
+  DWORD xHotspot;
+  DWORD yHotspot;
+  HBITMAP hbmMask;
+  HBITMAP hbmColor;
+};
+static_assert(sizeof(ICONINFO) == 32);
+
+/** What a bitmap is made of; laid out as Windows has it. */
+struct BITMAP {
+  LONG bmType;
+  LONG bmWidth;
+  LONG bmHeight;
+  LONG bmWidthBytes;
+  WORD bmPlanes;
+  WORD bmBitsPixel;
+  void* bmBits;
+};
+static_assert(sizeof(BITMAP) == 32);
+
+/** Reads an interface id in braces. @return negative for a text that is none */
+HRESULT IIDFromString(const char16_t* text, GUID* iid);
+
+/**
+ * Hands out one of the shell's image lists.
+ * @param list       SHIL_JUMBO for icons of 256 by 256 pixels
+ * @param imageList  receives an object of interface `iid`, which also serves as an HIMAGELIST; null on
+ * failure
+ */
+HRESULT SHGetImageList(int list, const GUID& iid, void** imageList);
+
+/**
+ * Asks the shell about a file, whose icon is looked for in the file itself. A program that has none is told
+ * with the system's common one; so is one whose icon is damaged, but on the simulated machine, where that
+ * fails.
+ * @param path        NUL-terminated
+ * @param attributes  looked at only with SHGFI_USEFILEATTRIBUTES
+ * @param info        receives the icon, which DestroyIcon frees, and its index in the shell's image lists
+ * @param infoBytes   size of `info`
+ * @param flags       SHGFI_ICON and its like
+ * @return 0 on failure, as for a file that is not there
+ */
+std::uintptr_t SHGetFileInfoW(const char16_t* path, DWORD attributes, SHFILEINFOW* info, UINT infoBytes,
+                              UINT flags);
+
+/**
+ * Takes an icon out of an image list. One of at most 48 pixels stands unscaled in the top left corner of the
+ * large list's 256; Wine scales it.
+ * @param flags  ILD_NORMAL
+ * @return an icon that DestroyIcon frees; null on failure
+ */
+HICON ImageList_GetIcon(HIMAGELIST imageList, int index, UINT flags);
+
+BOOL DestroyIcon(HICON icon);
+
+/** @param info receives copies of the icon's bitmaps, which DeleteObject frees @return 0 on failure */
+BOOL GetIconInfo(HICON icon, ICONINFO* info);
+
+/** Describes a bitmap. @param bytes size of `description`, a BITMAP @return bytes written; 0 on failure */
+int GetObjectW(HANDLE object, int bytes, void* description);
+
+BOOL DeleteObject(HANDLE object);
+
+}  // namespace platform

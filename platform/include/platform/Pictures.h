@@ -1,0 +1,116 @@
+/**
+ * GDI+ by its flat interface, and streams in memory. A status of 0 is success. Images are opaque pointers
+ * that GdipDisposeImage frees. GDI+ must be started on some thread while any of it is used.
+ */
+#pragma once
+
+#include "platform/Icons.h"
+#include "platform/Types.h"
+
+struct IStream;
+
+namespace platform {
+
+class GpImage;
+class GpBitmap;
+using GpStatus = int;
+
+/** How GDI+ starts; laid out as Windows has it. */
+struct GdiplusStartupInput {
+  std::uint32_t GdiplusVersion;
+  void* DebugEventCallback;
+  BOOL SuppressBackgroundThread;
+  BOOL SuppressExternalCodecs;
+};
+static_assert(sizeof(GdiplusStartupInput) == 24);
+
+struct GpRect {
+  int X;
+  int Y;
+  int Width;
+  int Height;
+};
+static_assert(sizeof(GpRect) == 16);
+
+/** A locked rectangle's pixels, good until it is unlocked; laid out as Windows has it. */
+struct BitmapData {
+  UINT Width;
+  UINT Height;
+  int Stride;
+  int PixelFormat;
+  void* Scan0;
+  std::uintptr_t Reserved;
+};
+static_assert(sizeof(BitmapData) == 32);
+
+/** An encoder; laid out as Windows has it. */
+struct ImageCodecInfo {
+  GUID Clsid;
+  GUID FormatID;
+  const char16_t* CodecName;
+  const char16_t* DllName;
+  const char16_t* FormatDescription;
+  const char16_t* FilenameExtension;
+  const char16_t* MimeType;
+  DWORD Flags;
+  DWORD Version;
+  DWORD SigCount;
+  DWORD SigSize;
+  const BYTE* SigPattern;
+  const BYTE* SigMask;
+};
+static_assert(sizeof(ImageCodecInfo) == 104);
+
+/** @param token receives what GdiplusShutdown takes @param output null */
+GpStatus GdiplusStartup(std::uintptr_t* token, const GdiplusStartupInput* input, void* output);
+void GdiplusShutdown(std::uintptr_t token);
+
+/** Memory for GDI+ objects. @return null where there is none */
+void* GdipAlloc(std::size_t bytes);
+void GdipFree(void* memory);
+
+GpStatus GdipCreateBitmapFromHICON(HICON icon, GpBitmap** bitmap);
+/**
+ * @param source   of 32 bits a pixel on the simulated machine
+ * @param palette  null
+ * @param bitmap   receives one without alpha, whose pixels read as opaque; their fourth bytes stay what they
+ * were
+ */
+GpStatus GdipCreateBitmapFromHBITMAP(HBITMAP source, HANDLE palette, GpBitmap** bitmap);
+/** @param pixels stay the caller's and must outlive the bitmap */
+GpStatus GdipCreateBitmapFromScan0(int width, int height, int stride, int pixelFormat, BYTE* pixels,
+                                   GpBitmap** bitmap);
+GpStatus GdipDisposeImage(GpImage* image);
+
+GpStatus GdipGetImageWidth(GpImage* image, UINT* width);
+GpStatus GdipGetImageHeight(GpImage* image, UINT* height);
+GpStatus GdipGetImagePixelFormat(GpImage* image, int* pixelFormat);
+/** @param argb receives alpha, red, green, blue from the highest byte down; untouched on failure */
+GpStatus GdipBitmapGetPixel(GpBitmap* bitmap, int x, int y, std::uint32_t* argb);
+
+/**
+ * Gives access to a rectangle's pixels.
+ * @param rectangle  one that reaches beyond the bitmap is refused with InvalidParameter (2), `data` untouched
+ * @param flags      1 to read
+ * @param data       receives the pixels in `pixelFormat`, on the simulated machine the bitmap's own alone
+ */
+GpStatus GdipBitmapLockBits(GpBitmap* bitmap, const GpRect* rectangle, UINT flags, int pixelFormat,
+                            BitmapData* data);
+GpStatus GdipBitmapUnlockBits(GpBitmap* bitmap, BitmapData* data);
+
+/** @param bytes receives the size of the list with its texts */
+GpStatus GdipGetImageEncodersSize(UINT* count, UINT* bytes);
+GpStatus GdipGetImageEncoders(UINT count, UINT bytes, ImageCodecInfo* encoders);
+/** @param parameters null */
+GpStatus GdipSaveImageToStream(GpImage* image, IStream* stream, const GUID* encoder, const void* parameters);
+
+/** @param memory null for memory of its own @param stream receives it; IStream_Release frees it */
+HRESULT CreateStreamOnHGlobal(HANDLE memory, BOOL deleteOnRelease, IStream** stream);
+HRESULT GetHGlobalFromStream(IStream* stream, HANDLE* memory);
+DWORD IStream_Release(IStream* stream);
+std::size_t GlobalSize(HANDLE memory);
+/** @return the bytes, good until GlobalUnlock; null on failure */
+void* GlobalLock(HANDLE memory);
+BOOL GlobalUnlock(HANDLE memory);
+
+}  // namespace platform

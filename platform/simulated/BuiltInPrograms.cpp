@@ -1,0 +1,120 @@
+#include "simulated/BuiltInPrograms.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "simulated/KeptChanges.h"
+#include "simulated/KeyPath.h"
+#include "simulated/Machine.h"
+
+namespace simulated {
+namespace {
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+
+/** Takes parameters apart as Windows' C runtime does: blanks separate, quotes hold together. */
+class ParameterReader {
+ public:
+  explicit ParameterReader(std::u16string_view text) : rest_(text) {}
+
+  bool Next(std::u16string& parameter) {
+    rest_.remove_prefix(std::min(rest_.find_first_not_of(u" \t"), rest_.size()));
+    if (rest_.empty()) return false;
+    parameter.clear();
+    bool isQuoted = false;
+    while (!rest_.empty() && (isQuoted || (rest_[0] != u' ' && rest_[0] != u'\t'))) {
+      if (TakeBackslashes(parameter)) isQuoted = !isQuoted;
+    }
+    return true;
+  }
+
+ private:
+  /**
+   * Takes backslashes and what follows them. Before a quote two of them are one, and an odd one makes the
+   * quote an ordinary character. @return whether a quote was met that opens or closes
+   */
+  bool TakeBackslashes(std::u16string& parameter) {
+    const std::size_t count = std::min(rest_.find_first_not_of(u'\\'), rest_.size());
+    rest_.remove_prefix(count);
+    const bool isQuote = !rest_.empty() && rest_[0] == u'"';
+    parameter.append(isQuote ? count / 2 : count, u'\\');
+    if (!isQuote && count > 0) return false;
+    const bool toggles = isQuote && count % 2 == 0;
+    if (!toggles) parameter += rest_[0];
+    rest_.remove_prefix(1);
+    return toggles;
+  }
+
+  std::u16string_view rest_;
+};
+
+std::vector<std::u16string> Split(std::u16string_view parameters) {
+  std::vector<std::u16string> all;
+  ParameterReader reader(parameters);
+  for (std::u16string parameter; reader.Next(parameter);) all.push_back(parameter);
+  return all;
+}
+
+struct Deletion {
+  std::u16string path;
+  View view = View::Native;
+  bool isForced = false;
+};
+
+/** @return false for what is no deletion of a key */
+bool ReadDeletion(const std::vector<std::u16string>& parameters, Deletion& deletion) {
+  if (parameters.size() < 2 || !SameName(parameters[0], u"delete")) return false;
+  deletion.path = parameters[1];
+  for (std::size_t i = 2; i < parameters.size(); ++i) {
+    if (SameName(parameters[i], u"/f")) {
+      deletion.isForced = true;
+    } else if (SameName(parameters[i], u"/reg:32") || SameName(parameters[i], u"/reg:64")) {
+      deletion.view = parameters[i].ends_with(u"32") ? View::Bits32 : View::Bits64;
+    } else {
+      return false;
+    }
+  }
+  return true;
+}
+
+int RunReg(Machine& machine, const std::u16string& parameters) {
+  Deletion deletion;
+  if (!ReadDeletion(Split(parameters), deletion) || !deletion.isForced) return kFailed;
+  std::u16string_view path = deletion.path;
+  const std::u16string_view rootName = TakeName(path);
+  const std::lock_guard guard(machine.registry.Lock());
+  Key* const root = machine.registry.Find(rootName);
+  Key* const key = root ? machine.registry.Find(*root, path, deletion.view) : nullptr;
+  if (!key || key == root) return kFailed;
+  return DeleteKeptTree(machine, *key) == 0 ? kDone : kFailed;
+}
+
+// It answers 1 whatever it was asked to open.
+int RunExplorer(Machine&, const std::u16string&) { return 1; }
+
+struct SystemProgram {
+  std::u16string_view pathBelowWindows;
+  BuiltIn run;
+};
+
+constexpr std::array<SystemProgram, 2> kSystemPrograms = {
+    {{u"\\System32\\reg.exe", &RunReg}, {u"\\explorer.exe", &RunExplorer}}};
+
+}  // namespace
+
+std::u16string WindowsFolder(const Machine& machine) {
+  return machine.environment.Find(u"SystemRoot").value_or(u"C:\\Windows");
+}
+
+BuiltIn FindBuiltIn(const Machine& machine, const std::u16string& path) {
+  const std::u16string windows = WindowsFolder(machine);
+  const std::u16string normal = Drives::Normal(path);
+  const auto program = std::ranges::find_if(kSystemPrograms, [&](const SystemProgram& candidate) {
+    return Drives::Normal(windows + std::u16string(candidate.pathBelowWindows)) == normal;
+  });
+  return program == kSystemPrograms.end() ? nullptr : program->run;
+}
+
+}  // namespace simulated

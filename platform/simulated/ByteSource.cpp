@@ -1,0 +1,47 @@
+#include "simulated/ByteSource.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace simulated {
+namespace {
+
+/** Opened so that a pipe or a device keeps nobody waiting. @return -1 for what is no regular file */
+int OpenRegularFile(const std::filesystem::path& file) {
+  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  struct stat status {};
+  if (descriptor < 0 || (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))) return descriptor;
+  close(descriptor);
+  return -1;
+}
+
+}  // namespace
+
+bool MemorySource::Read(std::uint64_t offset, std::span<std::uint8_t> bytes) const {
+  if (offset > bytes_.size() || bytes.size() > bytes_.size() - offset) return false;
+  if (!bytes.empty()) std::memcpy(bytes.data(), bytes_.data() + offset, bytes.size());
+  return true;
+}
+
+FileSource::FileSource(const std::filesystem::path& file) : descriptor_(OpenRegularFile(file)) {}
+
+FileSource::~FileSource() {
+  if (descriptor_ >= 0) close(descriptor_);
+}
+
+bool FileSource::Read(std::uint64_t offset, std::span<std::uint8_t> bytes) const {
+  while (!bytes.empty()) {
+    const ssize_t count = pread(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+    offset += static_cast<std::uint64_t>(count);
+  }
+  return true;
+}
+
+}  // namespace simulated

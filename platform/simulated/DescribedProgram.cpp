@@ -1,0 +1,147 @@
+#include "simulated/DescribedProgram.h"
+
+#include <memory>
+
+#include "simulated/JsonShape.h"
+#include "simulated/KeptChanges.h"
+#include "simulated/Machine.h"
+#include "simulated/WholeFile.h"
+#include "simulated/WideText.h"
+
+namespace simulated {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+/** What a program ends with that could not do its work. */
+constexpr int kFailedExitCode = 1;
+
+std::vector<std::u16string> ReadPaths(const JsonShape& shape, const json& value, const std::string& member) {
+  std::vector<std::u16string> paths;
+  for (const json& path : shape.Array(value, member)) paths.push_back(shape.Text(path, member));
+  return paths;
+}
+
+ProgramStep ReadStep(const JsonShape& shape, const json& value, const std::string& member) {
+  ProgramStep step;
+  for (const auto& [name, part] : shape.Object(value, member).items()) {
+    const std::string place = member + "." + name;
+    if (name == "waitMs") {
+      step.waitMs = shape.Number(part, place);
+    } else if (name == "merges") {
+      step.merges = ToUtf8(shape.Text(part, place));
+    } else if (name == "adds") {
+      step.adds = ReadPaths(shape, part, place);
+    } else if (name == "removes") {
+      step.removes = ReadPaths(shape, part, place);
+    } else {
+      shape.Fail(place, "unknown; a step has waitMs, merges, adds and removes");
+    }
+  }
+  return step;
+}
+
+bool ReadRefusal(const JsonShape& shape, const json& value, const std::string& member) {
+  if (value != "granted" && value != "refused")
+    shape.Fail(member, "must be \"granted\" or \"refused\"; correct it");
+  return value == "refused";
+}
+
+ProgramDescription ReadProgram(const JsonShape& shape, const json& value, const std::string& member) {
+  ProgramDescription program;
+  for (const auto& [name, part] : shape.Object(value, member).items()) {
+    const std::string place = member + "." + name;
+    if (name == "steps") {
+      for (const json& step : shape.Array(part, place)) program.steps.push_back(ReadStep(shape, step, place));
+    } else if (name == "exitCode") {
+      program.exitCode = shape.Number(part, place);
+    } else if (name == "elevation") {
+      program.refusesElevation = ReadRefusal(shape, part, place);
+    } else if (name == "givesHandle") {
+      program.givesHandle = shape.Flag(part, place);
+    } else {
+      shape.Fail(place, "unknown; a program has steps, exitCode, elevation and givesHandle");
+    }
+  }
+  return program;
+}
+
+/** A step with its registration file in memory. */
+struct LoadedStep {
+  ProgramStep step;
+  FileBytes registrationFile;
+  std::string registrationFileName;
+};
+
+/** Takes a file's changes in without making them, so that a mistake is told when the machine is opened. */
+class Checker : public RegFileSink {
+ public:
+  void OpenKey(std::u16string_view, std::optional<std::uint64_t>) override {}
+  void DeleteKey(std::u16string_view) override {}
+  void SetValue(std::u16string_view, platform::DWORD, std::span<const std::uint8_t>) override {}
+  void DeleteValue(std::u16string_view) override {}
+};
+
+LoadedStep Load(const ProgramStep& step, const fs::path& directory, const std::string& member) {
+  LoadedStep loaded{step, {}, {}};
+  if (step.merges.empty()) return loaded;
+  const fs::path file = fs::path(step.merges).lexically_normal();
+  if (file.is_absolute() || file.begin()->string() == "..")
+    throw MachineError(member + ": merges: must lie in the machine's directory; correct the path");
+  loaded.registrationFileName = (directory / file).string();
+  loaded.registrationFile = ReadWholeFile(directory / file);
+  Checker checker;
+  ParseRegFile(loaded.registrationFile.Span(), loaded.registrationFileName, checker);
+  return loaded;
+}
+
+bool ChangeFiles(Drives& drives, const ProgramStep& step) {
+  bool isDone = true;
+  for (const std::u16string& path : step.adds) isDone &= drives.Create(path);
+  for (const std::u16string& path : step.removes) isDone &= drives.Delete(path);
+  return isDone;
+}
+
+bool Take(Machine& machine, const LoadedStep& loaded) {
+  if (loaded.step.waitMs > 0) machine.clock.Sleep(loaded.step.waitMs);
+  KeptMerger merger(machine);
+  if (!loaded.step.merges.empty()) {
+    // One program's changes are seen together: nobody reads an entry that is half written.
+    const std::lock_guard guard(machine.registry.Lock());
+    ParseRegFile(loaded.registrationFile.Span(), loaded.registrationFileName, merger);
+  }
+  return ChangeFiles(machine.drives, loaded.step) && merger.Status() == 0;
+}
+
+}  // namespace
+
+ProgramDescriptions ReadPrograms(const JsonShape& shape, const json& value) {
+  ProgramDescriptions programs;
+  for (const auto& [path, program] : shape.Object(value, "programs").items()) {
+    if (path.empty()) shape.Fail("programs", "a program has no name; name it by its path");
+    programs[FromUtf8(path)] = ReadProgram(shape, program, "programs." + path);
+  }
+  return programs;
+}
+
+void SetPrograms(const ProgramDescriptions& programs, const fs::path& directory, const std::string& fileName,
+                 Machine& machine) {
+  for (const auto& [path, description] : programs) {
+    auto steps = std::make_shared<std::vector<LoadedStep>>();
+    for (const ProgramStep& step : description.steps)
+      steps->push_back(Load(step, directory, fileName + ": programs." + OnOneLine(ToUtf8(path))));
+    Program program;
+    program.run = [&machine, steps, exitCode = static_cast<int>(description.exitCode)] {
+      for (const LoadedStep& step : *steps)
+        if (!Take(machine, step)) return kFailedExitCode;
+      return exitCode;
+    };
+    program.givesHandle = description.givesHandle;
+    program.refusesElevation = description.refusesElevation;
+    program.needsFile = path.find_first_of(u"\\/:") != path.npos;
+    machine.programs.Set(path, std::move(program));
+  }
+}
+
+}  // namespace simulated

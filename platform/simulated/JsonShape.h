@@ -1,0 +1,34 @@
+/** Reads the members of a JSON file, and says of one of another shape where it stands and what to do. */
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "simulated/MachineError.h"
+
+namespace simulated {
+
+/** Every operation throws a MachineError "file: member: what is wrong; what to do". */
+class JsonShape {
+ public:
+  explicit JsonShape(const std::string& fileName) : fileName_(fileName) {}
+
+  [[noreturn]] void Fail(const std::string& member, const std::string& what) const;
+  /** A text that is not empty. */
+  std::u16string Text(const nlohmann::json& value, const std::string& member) const;
+  const nlohmann::json& Object(const nlohmann::json& value, const std::string& member) const;
+  const nlohmann::json& Array(const nlohmann::json& value, const std::string& member) const;
+  bool Flag(const nlohmann::json& value, const std::string& member) const;
+  std::uint32_t Number(const nlohmann::json& value, const std::string& member) const;
+
+  const std::string& FileName() const { return fileName_; }
+
+ private:
+  const std::string& fileName_;
+};
+
+/** A member's name as an error line can show it: it may hold line ends. */
+std::string OnOneLine(std::string name);
+
+}  // namespace simulated

@@ -1,0 +1,109 @@
+// Streams in memory, and the memory blocks that they stand in.
+#include "platform/Pictures.h"
+#include "simulated/Call.h"
+
+namespace simulated {
+namespace {
+
+constexpr auto kOutOfMemory = static_cast<platform::HRESULT>(0x8007000E);
+constexpr auto kInvalidArgument = static_cast<platform::HRESULT>(0x80070057);
+
+platform::HRESULT CreateStream(Machine& machine, platform::HANDLE memory, IStream** stream) {
+  *stream = nullptr;
+  if (memory) return kInvalidArgument;
+  auto made = std::make_shared<MemoryStream>();
+  made->memory = machine.pictures.memory.Open(made);
+  *stream = machine.pictures.streams.Open(std::move(made));
+  return 0;
+}
+
+platform::HRESULT MemoryOf(Machine& machine, IStream* handle, platform::HANDLE* memory) {
+  const auto stream = machine.pictures.streams.Find(handle);
+  if (!stream) return kInvalidArgument;
+  *memory = stream->memory;
+  return 0;
+}
+
+platform::DWORD Release(Machine& machine, IStream* handle) {
+  if (const auto stream = machine.pictures.streams.Close(handle)) {
+    machine.pictures.memory.Close(stream->memory);
+  }
+  return 0;
+}
+
+void* LockMemory(Machine& machine, platform::HANDLE handle) {
+  const auto memory = machine.pictures.memory.Find(handle);
+  if (!memory || memory->bytes.empty()) return nullptr;
+  ++memory->locks;
+  return memory->bytes.data();
+}
+
+/** @return whether it is still locked */
+platform::BOOL UnlockMemory(Machine& machine, platform::HANDLE handle) {
+  const auto memory = machine.pictures.memory.Find(handle);
+  if (!memory || memory->locks == 0) return 0;
+  return --memory->locks > 0 ? 1 : 0;
+}
+
+}  // namespace
+}  // namespace simulated
+
+namespace platform {
+
+using simulated::Arguments;
+using simulated::Failure;
+using simulated::Machine;
+using simulated::Perform;
+
+HRESULT CreateStreamOnHGlobal(HANDLE memory, BOOL deleteOnRelease, IStream** stream) {
+  Machine& machine = Machine::Current();
+  return Perform(
+      &machine, "CreateStreamOnHGlobal", Failure<HRESULT>{simulated::kOutOfMemory},
+      [&](Arguments& arguments) { arguments.Handle(memory).Number(deleteOnRelease); },
+      [&] { return simulated::CreateStream(machine, memory, stream); });
+}
+
+HRESULT GetHGlobalFromStream(IStream* stream, HANDLE* memory) {
+  Machine& machine = Machine::Current();
+  return Perform(
+      &machine, "GetHGlobalFromStream", Failure<HRESULT>{simulated::kInvalidArgument},
+      [&](Arguments& arguments) { arguments.Handle(stream); },
+      [&] { return simulated::MemoryOf(machine, stream, memory); });
+}
+
+DWORD IStream_Release(IStream* stream) {
+  Machine& machine = Machine::Current();
+  return Perform(
+      &machine, "IStream_Release", Failure<DWORD>{0, 0, true},
+      [&](Arguments& arguments) { arguments.Handle(stream); },
+      [&] { return simulated::Release(machine, stream); });
+}
+
+std::size_t GlobalSize(HANDLE memory) {
+  Machine& machine = Machine::Current();
+  return Perform(
+      &machine, "GlobalSize", Failure<std::size_t>{0, simulated::kInvalidHandle},
+      [&](Arguments& arguments) { arguments.Handle(memory); },
+      [&] {
+        const auto block = machine.pictures.memory.Find(memory);
+        return block ? block->bytes.size() : 0;
+      });
+}
+
+void* GlobalLock(HANDLE memory) {
+  Machine& machine = Machine::Current();
+  return Perform(
+      &machine, "GlobalLock", Failure<void*>{nullptr, simulated::kNotEnoughMemory},
+      [&](Arguments& arguments) { arguments.Handle(memory); },
+      [&] { return simulated::LockMemory(machine, memory); });
+}
+
+BOOL GlobalUnlock(HANDLE memory) {
+  Machine& machine = Machine::Current();
+  return Perform(
+      &machine, "GlobalUnlock", Failure<BOOL>{0, 0, true},
+      [&](Arguments& arguments) { arguments.Handle(memory); },
+      [&] { return simulated::UnlockMemory(machine, memory); });
+}
+
+}  // namespace platform

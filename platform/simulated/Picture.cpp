@@ -1,0 +1,104 @@
+#include "simulated/Picture.h"
+
+#include <algorithm>
+#include <array>
+
+namespace simulated {
+namespace {
+
+/** Pixels summed up by their weight, so that what is transparent lends no colour. */
+class Average {
+ public:
+  void Add(std::uint32_t argb) {
+    const std::uint64_t alpha = argb >> 24;
+    ++pixels_;
+    alpha_ += alpha;
+    for (std::size_t i = 0; i < colours_.size(); ++i) colours_[i] += (argb >> (8 * i) & 0xFF) * alpha;
+  }
+
+  std::uint32_t Argb() const {
+    std::uint64_t argb = (alpha_ + pixels_ / 2) / pixels_ << 24;
+    for (std::size_t i = 0; alpha_ != 0 && i < colours_.size(); ++i) {
+      argb |= (colours_[i] + alpha_ / 2) / alpha_ << (8 * i);
+    }
+    return static_cast<std::uint32_t>(argb);
+  }
+
+ private:
+  std::uint64_t pixels_ = 0;
+  std::uint64_t alpha_ = 0;
+  std::array<std::uint64_t, 3> colours_{};
+};
+
+struct Span {
+  std::uint32_t begin;
+  std::uint32_t end;
+};
+
+/** Which of `source` pixels the pixel at `at` of `target` pixels stands for: at least one. */
+Span SourceOf(std::uint32_t at, std::uint32_t target, std::uint32_t source) {
+  const auto begin = static_cast<std::uint32_t>(std::uint64_t{at} * source / target);
+  const auto end = static_cast<std::uint32_t>((std::uint64_t{at} + 1) * source / target);
+  return {begin, std::max(end, begin + 1)};
+}
+
+/** Fills a rectangle that is given in 64ths of the side. */
+void Fill(Picture& picture, Span across, Span down, std::uint32_t argb) {
+  const std::uint32_t side = picture.width;
+  for (std::uint32_t y = down.begin * side / 64; y < down.end * side / 64; ++y) {
+    for (std::uint32_t x = across.begin * side / 64; x < across.end * side / 64; ++x) picture.At(x, y) = argb;
+  }
+}
+
+}  // namespace
+
+Picture Scaled(const Picture& picture, std::uint32_t sidePixels) {
+  if (picture.width == sidePixels && picture.height == sidePixels) return picture;
+  Picture scaled(sidePixels, sidePixels);
+  for (std::uint32_t y = 0; y < sidePixels; ++y) {
+    const Span rows = SourceOf(y, sidePixels, picture.height);
+    for (std::uint32_t x = 0; x < sidePixels; ++x) {
+      const Span columns = SourceOf(x, sidePixels, picture.width);
+      Average average;
+      for (std::uint32_t row = rows.begin; row < rows.end; ++row) {
+        for (std::uint32_t column = columns.begin; column < columns.end; ++column) {
+          average.Add(picture.At(column, row));
+        }
+      }
+      scaled.At(x, y) = average.Argb();
+    }
+  }
+  return scaled;
+}
+
+Picture InTopLeftCorner(const Picture& picture, std::uint32_t sidePixels) {
+  Picture canvas(sidePixels, sidePixels);
+  for (std::uint32_t y = 0; y < std::min(picture.height, sidePixels); ++y) {
+    for (std::uint32_t x = 0; x < std::min(picture.width, sidePixels); ++x) {
+      canvas.At(x, y) = picture.At(x, y);
+    }
+  }
+  return canvas;
+}
+
+Picture DrawWindow(std::uint32_t sidePixels) {
+  Picture window(sidePixels, sidePixels);
+  Fill(window, {4, 60}, {8, 56}, 0xFF5B6B7F);   // frame
+  Fill(window, {6, 58}, {18, 54}, 0xFFFBFCFD);  // client area
+  Fill(window, {6, 58}, {10, 18}, 0xFF3D7BC4);  // caption
+  Fill(window, {50, 56}, {11, 17}, 0xFFF2F5F8);
+  Fill(window, {12, 52}, {26, 29}, 0xFFB7C3D0);
+  Fill(window, {12, 52}, {34, 37}, 0xFFB7C3D0);
+  Fill(window, {12, 38}, {42, 45}, 0xFFB7C3D0);
+  return window;
+}
+
+Picture DrawFolder(std::uint32_t sidePixels) {
+  Picture folder(sidePixels, sidePixels);
+  Fill(folder, {4, 28}, {10, 20}, 0xFFD9A441);
+  Fill(folder, {4, 60}, {16, 54}, 0xFFE9BC5C);
+  Fill(folder, {4, 60}, {24, 54}, 0xFFF6D27C);
+  return folder;
+}
+
+}  // namespace simulated

@@ -1,0 +1,364 @@
+#include "platform/Pictures.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/Constants.h"
+#include "simulated/Call.h"
+#include "simulated/PngFile.h"
+
+namespace simulated {
+namespace {
+
+using platform::BitmapData;
+using platform::GpBitmap;
+using platform::GpImage;
+using platform::GpStatus;
+using platform::GUID;
+
+constexpr GpStatus kOk = 0;
+constexpr GpStatus kGenericError = 1;
+constexpr GpStatus kBadParameter = 2;
+constexpr GpStatus kOutOfMemory = 3;
+constexpr GpStatus kNotImplemented = 6;
+constexpr GpStatus kWin32Error = 7;
+constexpr GpStatus kWrongState = 8;
+constexpr GpStatus kUnknownImageFormat = 13;
+constexpr GpStatus kUnsupportedVersion = 17;
+constexpr GpStatus kNotInitialized = 18;
+
+constexpr int kRgb = 0x22009;  // PixelFormat32bppRGB
+constexpr GUID kPngEncoder = {0x557CF406, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
+constexpr GUID kPngFormat = {0xB96B3CAF, 0x0728, 0x11D3, {0x9D, 0x7B, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
+
+using ImagePointer = std::shared_ptr<GdiPlusImage>;
+
+GpImage* AsImage(GpBitmap* bitmap) { return reinterpret_cast<GpImage*>(bitmap); }
+
+ImagePointer Find(Machine& machine, GpBitmap* bitmap) {
+  return machine.pictures.images.Find(AsImage(bitmap));
+}
+
+GpStatus Open(Machine& machine, ImagePointer image, GpBitmap** bitmap) {
+  *bitmap = reinterpret_cast<GpBitmap*>(machine.pictures.images.Open(std::move(image)));
+  return kOk;
+}
+
+ImagePointer ImageOf(const Picture& picture, int format) {
+  auto image = std::make_shared<GdiPlusImage>();
+  image->width = picture.width;
+  image->height = picture.height;
+  image->format = format;
+  image->own = picture.argb;
+  image->pixels = reinterpret_cast<std::uint8_t*>(image->own.data());
+  image->stride = static_cast<std::ptrdiff_t>(picture.width) * 4;
+  return image;
+}
+
+std::uint32_t PixelOf(const GdiPlusImage& image, std::uint32_t x, std::uint32_t y) {
+  std::uint32_t pixel = 0;
+  std::memcpy(&pixel, image.pixels + static_cast<std::ptrdiff_t>(y) * image.stride + std::size_t{x} * 4,
+              sizeof pixel);
+  return image.format == kRgb ? pixel | 0xFF000000 : pixel;
+}
+
+Picture PictureOf(const GdiPlusImage& image) {
+  Picture picture(image.width, image.height);
+  for (std::uint32_t y = 0; y < image.height; ++y) {
+    for (std::uint32_t x = 0; x < image.width; ++x) picture.At(x, y) = PixelOf(image, x, y);
+  }
+  return picture;
+}
+
+bool IsStarted(Machine& machine) { return machine.pictures.gdiPlusStarts > 0; }
+
+GpStatus Start(Machine& machine, std::uintptr_t* token, const platform::GdiplusStartupInput* input) {
+  if (!token || !input) return kBadParameter;
+  if (input->GdiplusVersion < 1 || input->GdiplusVersion > 3) return kUnsupportedVersion;
+  *token = NewObjectHandle();
+  ++machine.pictures.gdiPlusStarts;
+  return kOk;
+}
+
+GpStatus CreateFromIcon(Machine& machine, platform::HICON handle, GpBitmap** bitmap) {
+  if (!IsStarted(machine)) return kNotInitialized;
+  const auto icon = machine.pictures.icons.Find(handle);
+  if (!icon) return kBadParameter;
+  return Open(machine, ImageOf(*icon->picture, platform::PixelFormat32bppARGB), bitmap);
+}
+
+GpStatus CreateFromBitmap(Machine& machine, platform::HBITMAP handle, GpBitmap** bitmap) {
+  if (!IsStarted(machine)) return kNotInitialized;
+  const auto source = machine.pictures.bitmaps.Find(handle);
+  if (!source) return kBadParameter;
+  if (source->bits != 32) return kNotImplemented;
+  return Open(machine, ImageOf(*source->picture, kRgb), bitmap);
+}
+
+struct Pixels {
+  int width;
+  int height;
+  int stride;
+  int format;
+  platform::BYTE* bytes;
+};
+
+GpStatus CreateOverPixels(Machine& machine, const Pixels& pixels, GpBitmap** bitmap) {
+  if (!IsStarted(machine)) return kNotInitialized;
+  *bitmap = nullptr;
+  if (pixels.width <= 0 || pixels.height <= 0 || !pixels.bytes || pixels.stride % 4 != 0)
+    return kBadParameter;
+  if (std::abs(pixels.stride) / 4 < pixels.width) return kBadParameter;
+  if (pixels.format != platform::PixelFormat32bppARGB && pixels.format != kRgb) return kNotImplemented;
+  auto image = std::make_shared<GdiPlusImage>();
+  image->width = static_cast<std::uint32_t>(pixels.width);
+  image->height = static_cast<std::uint32_t>(pixels.height);
+  image->format = pixels.format;
+  image->pixels = pixels.bytes;
+  image->stride = pixels.stride;
+  return Open(machine, std::move(image), bitmap);
+}
+
+/** Answers a question about an image. */
+template <class Value, class Answer>
+GpStatus Ask(Machine& machine, GpImage* handle, Value* value, Answer answer) {
+  const ImagePointer image = machine.pictures.images.Find(handle);
+  if (!image || !value) return kBadParameter;
+  *value = answer(*image);
+  return kOk;
+}
+
+GpStatus GetPixel(Machine& machine, GpBitmap* bitmap, int x, int y, std::uint32_t* argb) {
+  const ImagePointer image = Find(machine, bitmap);
+  if (!image || !argb || x < 0 || y < 0) return kBadParameter;
+  const auto column = static_cast<std::uint32_t>(x);
+  const auto row = static_cast<std::uint32_t>(y);
+  if (column >= image->width || row >= image->height) return kBadParameter;
+  *argb = PixelOf(*image, column, row);
+  return kOk;
+}
+
+/** Whether a side of a rectangle lies within the bitmap, and is not empty. */
+bool IsWithin(int begin, int length, std::uint32_t bound) {
+  return begin >= 0 && length > 0 && std::int64_t{begin} + length <= std::int64_t{bound};
+}
+
+GpStatus Lock(Machine& machine, GpBitmap* bitmap, const platform::GpRect* rectangle, int format,
+              BitmapData* data) {
+  const ImagePointer image = Find(machine, bitmap);
+  if (!image || !rectangle || !data) return kBadParameter;
+  if (!IsWithin(rectangle->X, rectangle->Width, image->width)) return kBadParameter;
+  if (!IsWithin(rectangle->Y, rectangle->Height, image->height)) return kBadParameter;
+  if (format != image->format) return kNotImplemented;
+  if (image->isLocked.exchange(true)) return kWrongState;
+  data->Width = static_cast<platform::UINT>(rectangle->Width);
+  data->Height = static_cast<platform::UINT>(rectangle->Height);
+  data->Stride = static_cast<int>(image->stride);
+  data->PixelFormat = format;
+  data->Scan0 = image->pixels + rectangle->Y * image->stride + std::ptrdiff_t{rectangle->X} * 4;
+  data->Reserved = 0;
+  return kOk;
+}
+
+GpStatus Unlock(Machine& machine, GpBitmap* bitmap, const BitmapData* data) {
+  const ImagePointer image = Find(machine, bitmap);
+  if (!image || !data) return kBadParameter;
+  return image->isLocked.exchange(false) ? kOk : kWrongState;
+}
+
+platform::ImageCodecInfo DescribePngEncoder() {
+  static constexpr platform::BYTE kPattern[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+  static constexpr platform::BYTE kMask[] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+  constexpr platform::DWORD kEncodesDecodesBitmapsBuiltIn = 0x10007;
+  return {kPngEncoder, kPngFormat, u"Built-in PNG Codec", nullptr,
+          u"PNG",      u"*.PNG",   u"image/png",          kEncodesDecodesBitmapsBuiltIn,
+          1,           1,          sizeof kPattern,       kPattern,
+          kMask};
+}
+
+GpStatus ListEncoders(platform::UINT count, platform::UINT bytes, platform::ImageCodecInfo* encoders) {
+  if (count != 1 || bytes != sizeof *encoders || !encoders) return kGenericError;
+  *encoders = DescribePngEncoder();
+  return kOk;
+}
+
+GpStatus Save(Machine& machine, GpImage* handle, IStream* streamHandle, const GUID* encoder) {
+  if (!IsStarted(machine)) return kNotInitialized;
+  const ImagePointer image = machine.pictures.images.Find(handle);
+  const auto stream = machine.pictures.streams.Find(streamHandle);
+  if (!image || !stream || !encoder) return kBadParameter;
+  if (std::memcmp(encoder, &kPngEncoder, sizeof kPngEncoder) != 0) return kUnknownImageFormat;
+  const std::vector<std::uint8_t> png = EncodePng(PictureOf(*image));
+  stream->bytes.insert(stream->bytes.end(), png.begin(), png.end());
+  return png.empty() ? kWin32Error : kOk;
+}
+
+}  // namespace
+}  // namespace simulated
+
+namespace platform {
+
+using simulated::Arguments;
+using simulated::Failure;
+using simulated::Machine;
+using simulated::Perform;
+
+namespace {
+
+/** A call of GDI+ whose first argument is all that the journal keeps besides `more`. */
+template <class Describe, class Body>
+GpStatus PerformGdiPlus(const char* name, Describe describe, Body body) {
+  Machine& machine = Machine::Current();
+  return Perform(&machine, name, Failure<GpStatus>{simulated::kOutOfMemory}, describe,
+                 [&] { return body(machine); });
+}
+
+}  // namespace
+
+GpStatus GdiplusStartup(std::uintptr_t* token, const GdiplusStartupInput* input, void*) {
+  return PerformGdiPlus(
+      "GdiplusStartup",
+      [&](Arguments& arguments) {
+        arguments.Number(input->GdiplusVersion).Handle(input->DebugEventCallback);
+        arguments.Number(input->SuppressBackgroundThread).Number(input->SuppressExternalCodecs);
+      },
+      [&](Machine& machine) { return simulated::Start(machine, token, input); });
+}
+
+void GdiplusShutdown(std::uintptr_t token) {
+  Machine& machine = Machine::Current();
+  Perform(
+      &machine, "GdiplusShutdown", [&](Arguments& arguments) { arguments.Hex(token); },
+      [&] {
+        if (token != 0) --machine.pictures.gdiPlusStarts;
+      });
+}
+
+void* GdipAlloc(std::size_t bytes) {
+  Machine& machine = Machine::Current();
+  return Perform(
+      &machine, "GdipAlloc", Failure<void*>{nullptr},
+      [&](Arguments& arguments) { arguments.Number(static_cast<long long>(bytes)); },
+      [&] {
+        ++machine.pictures.allocations;
+        return std::malloc(bytes);
+      });
+}
+
+void GdipFree(void* memory) {
+  Machine& machine = Machine::Current();
+  Perform(
+      &machine, "GdipFree", [&](Arguments& arguments) { arguments.Handle(memory); },
+      [&] {
+        if (memory) --machine.pictures.allocations;
+        std::free(memory);
+      });
+}
+
+GpStatus GdipCreateBitmapFromHICON(HICON icon, GpBitmap** bitmap) {
+  return PerformGdiPlus(
+      "GdipCreateBitmapFromHICON", [&](Arguments& arguments) { arguments.Handle(icon); },
+      [&](Machine& machine) { return simulated::CreateFromIcon(machine, icon, bitmap); });
+}
+
+GpStatus GdipCreateBitmapFromHBITMAP(HBITMAP source, HANDLE palette, GpBitmap** bitmap) {
+  return PerformGdiPlus(
+      "GdipCreateBitmapFromHBITMAP", [&](Arguments& arguments) { arguments.Handle(source).Handle(palette); },
+      [&](Machine& machine) { return simulated::CreateFromBitmap(machine, source, bitmap); });
+}
+
+GpStatus GdipCreateBitmapFromScan0(int width, int height, int stride, int pixelFormat, BYTE* pixels,
+                                   GpBitmap** bitmap) {
+  return PerformGdiPlus(
+      "GdipCreateBitmapFromScan0",
+      [&](Arguments& arguments) {
+        arguments.Number(width).Number(height).Number(stride);
+        arguments.Hex(static_cast<std::uint32_t>(pixelFormat));
+      },
+      [&](Machine& machine) {
+        return simulated::CreateOverPixels(machine, {width, height, stride, pixelFormat, pixels}, bitmap);
+      });
+}
+
+GpStatus GdipDisposeImage(GpImage* image) {
+  Machine& machine = Machine::Current();
+  return Perform(
+      &machine, "GdipDisposeImage", Failure<GpStatus>{simulated::kGenericError, 0, true},
+      [&](Arguments& arguments) { arguments.Handle(image); },
+      [&] { return machine.pictures.images.Close(image) ? simulated::kOk : simulated::kBadParameter; });
+}
+
+GpStatus GdipGetImageWidth(GpImage* image, UINT* width) {
+  return PerformGdiPlus(
+      "GdipGetImageWidth", [&](Arguments& arguments) { arguments.Handle(image); },
+      [&](Machine& machine) {
+        return simulated::Ask(machine, image, width, [](const auto& asked) { return asked.width; });
+      });
+}
+
+GpStatus GdipGetImageHeight(GpImage* image, UINT* height) {
+  return PerformGdiPlus(
+      "GdipGetImageHeight", [&](Arguments& arguments) { arguments.Handle(image); },
+      [&](Machine& machine) {
+        return simulated::Ask(machine, image, height, [](const auto& asked) { return asked.height; });
+      });
+}
+
+GpStatus GdipGetImagePixelFormat(GpImage* image, int* pixelFormat) {
+  return PerformGdiPlus(
+      "GdipGetImagePixelFormat", [&](Arguments& arguments) { arguments.Handle(image); },
+      [&](Machine& machine) {
+        return simulated::Ask(machine, image, pixelFormat, [](const auto& asked) { return asked.format; });
+      });
+}
+
+GpStatus GdipBitmapGetPixel(GpBitmap* bitmap, int x, int y, std::uint32_t* argb) {
+  return PerformGdiPlus(
+      "GdipBitmapGetPixel", [&](Arguments& arguments) { arguments.Handle(bitmap).Number(x).Number(y); },
+      [&](Machine& machine) { return simulated::GetPixel(machine, bitmap, x, y, argb); });
+}
+
+GpStatus GdipBitmapLockBits(GpBitmap* bitmap, const GpRect* rectangle, UINT flags, int pixelFormat,
+                            BitmapData* data) {
+  return PerformGdiPlus(
+      "GdipBitmapLockBits",
+      [&](Arguments& arguments) {
+        arguments.Handle(bitmap).Number(rectangle->X).Number(rectangle->Y);
+        arguments.Number(rectangle->Width).Number(rectangle->Height);
+        arguments.Number(flags).Hex(static_cast<std::uint32_t>(pixelFormat));
+      },
+      [&](Machine& machine) { return simulated::Lock(machine, bitmap, rectangle, pixelFormat, data); });
+}
+
+GpStatus GdipBitmapUnlockBits(GpBitmap* bitmap, BitmapData* data) {
+  Machine& machine = Machine::Current();
+  return Perform(
+      &machine, "GdipBitmapUnlockBits", Failure<GpStatus>{simulated::kGenericError, 0, true},
+      [&](Arguments& arguments) { arguments.Handle(bitmap); },
+      [&] { return simulated::Unlock(machine, bitmap, data); });
+}
+
+GpStatus GdipGetImageEncodersSize(UINT* count, UINT* bytes) {
+  return PerformGdiPlus(
+      "GdipGetImageEncodersSize", [](Arguments&) {},
+      [&](Machine&) {
+        *count = 1;
+        *bytes = sizeof(ImageCodecInfo);
+        return simulated::kOk;
+      });
+}
+
+GpStatus GdipGetImageEncoders(UINT count, UINT bytes, ImageCodecInfo* encoders) {
+  return PerformGdiPlus(
+      "GdipGetImageEncoders", [&](Arguments& arguments) { arguments.Number(count).Number(bytes); },
+      [&](Machine&) { return simulated::ListEncoders(count, bytes, encoders); });
+}
+
+GpStatus GdipSaveImageToStream(GpImage* image, IStream* stream, const GUID* encoder, const void* parameters) {
+  return PerformGdiPlus(
+      "GdipSaveImageToStream",
+      [&](Arguments& arguments) { arguments.Handle(image).Handle(stream).Handle(parameters); },
+      [&](Machine& machine) { return simulated::Save(machine, image, stream, encoder); });
+}
+
+}  // namespace platform

@@ -1,0 +1,48 @@
+#include "simulated/Watches.h"
+
+#include <algorithm>
+
+#include "simulated/Handles.h"
+#include "simulated/Key.h"
+
+namespace simulated {
+namespace {
+
+bool IsBelow(const Key& key, const Key& above) {
+  for (const Key* parent = key.Parent(); parent; parent = parent->Parent())
+    if (parent == &above) return true;
+  return false;
+}
+
+}  // namespace
+
+template <class Predicate>
+void Watches::SignalThose(Predicate isMeant) {
+  std::erase_if(watches_, [&](const Watch& watch) {
+    if (!isMeant(watch)) return false;
+    Handles::Shared().Signal(*watch.event);
+    return true;
+  });
+}
+
+bool Watches::IsWatched(const Key& key) const {
+  return std::ranges::any_of(watches_, [&](const Watch& watch) { return watch.key == &key; });
+}
+
+void Watches::Tell(const Key& key, platform::DWORD kind) {
+  SignalThose([&](const Watch& watch) {
+    return (watch.filter & kind) != 0 && (watch.key == &key || (watch.isDeep && IsBelow(key, *watch.key)));
+  });
+}
+
+void Watches::KeyGone(const Key& key) {
+  if (watches_.empty()) return;
+  SignalThose([&](const Watch& watch) { return watch.key == &key; });
+}
+
+void Watches::HandleClosed(platform::HKEY handle) {
+  if (watches_.empty()) return;
+  SignalThose([&](const Watch& watch) { return watch.handle == handle; });
+}
+
+}  // namespace simulated
