@@ -107,8 +107,8 @@ std::int32_t StartProcess(std::u16string commandLine) {
   return started;
 }
 
-platform::HANDLE StartProcessElevated(const std::string& file, const std::string& parameters,
-                                      std::uint32_t showCommand) {
+bool StartElevated(const std::string& file, const std::string& parameters, std::uint32_t showCommand,
+                   platform::HANDLE& process) {
   const std::u16string wideFile = Utf8ToWide(file);
   const std::u16string wideParameters = Utf8ToWide(parameters);
   platform::SHELLEXECUTEINFOW execute{};
@@ -118,7 +118,15 @@ platform::HANDLE StartProcessElevated(const std::string& file, const std::string
   execute.lpFile = wideFile.c_str();
   execute.lpParameters = wideParameters.c_str();
   execute.nShow = static_cast<int>(showCommand);
-  return platform::ShellExecuteExW(&execute) ? execute.hProcess : nullptr;
+  const bool isStarted = platform::ShellExecuteExW(&execute) != 0;
+  process = execute.hProcess;
+  return isStarted;
+}
+
+platform::HANDLE StartProcessElevated(const std::string& file, const std::string& parameters,
+                                      std::uint32_t showCommand) {
+  platform::HANDLE process = nullptr;
+  return StartElevated(file, parameters, showCommand, process) ? process : nullptr;
 }
 
 }  // namespace kestrelbay

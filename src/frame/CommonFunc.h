@@ -60,6 +60,15 @@ std::string GetRootDir(std::uint32_t mode);
 std::int32_t StartProcess(std::u16string commandLine);
 
 /**
+ * Asks the shell to start a program with elevation.
+ * @param showCommand  how its window is shown, an SW_ number
+ * @param process      receives the process, which the caller owns; null where the shell gave none
+ * @return whether it was started; if not, the last error says why
+ */
+bool StartElevated(const std::string& file, const std::string& parameters, std::uint32_t showCommand,
+                   platform::HANDLE& process);
+
+/**
  * Starts a program with elevation.
  * @param showCommand  how its window is shown, an SW_ number
  * @return the process, which the caller owns; null on failure, a refused prompt included

@@ -1,10 +1,13 @@
 #include "frame/HostText.h"
 
 #include <cstdlib>
+#include <cstring>
 
 #include "platform/RuntimeText.h"
 
 namespace kestrelbay {
+
+std::string TextOf(const char* text) { return {text, std::strlen(text)}; }
 
 bool CopyToHost(const std::string& text, char* buffer, std::int32_t* size) {
   const auto capacity = static_cast<std::size_t>(static_cast<std::int64_t>(*size));

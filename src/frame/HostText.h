@@ -6,6 +6,9 @@
 
 namespace kestrelbay {
 
+/** @return the host's text; null faults in the scan for its length, as an input that is never checked does */
+std::string TextOf(const char* text);
+
 /**
  * Copies a text with its NUL into a host's buffer.
  *

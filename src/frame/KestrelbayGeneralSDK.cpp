@@ -9,13 +9,47 @@
 #include "frame/SDKLog.h"
 #include "frame/Worker.h"
 #include "inventory/InstalledApps.h"
+#include "inventory/RegistryEntryRemoval.h"
+#include "inventory/RegistryPath.h"
+#include "lifecycle/AppInstall.h"
+#include "lifecycle/AppStart.h"
+#include "lifecycle/AppUninstall.h"
+#include "machine/SystemInfo.h"
 #include "platform/Events.h"
+#include "protection/Security.h"
 
 namespace kestrelbay {
 namespace {
 
 constexpr char kFile[] = "KestrelbayGeneralSDK";
+constexpr platform::DWORD kStartPauseMs = 500;
 constexpr const char* kBlockList[] = {"com.tolvan.tvdisk", "com.tolvan.baymarket"};
+
+// A fact reaches the host when there is one and the host has room for it.
+bool CopyFact(const std::string& fact, char* buffer, std::int32_t* size) {
+  return !fact.empty() && buffer && CopyToHost(fact, buffer, size);
+}
+
+// Registers a job and starts it. The lock and the pause space out starts, installations and removals alike.
+template <class Flow, class Request, class Callback>
+void StartJob(Request* request, Callback callback, void (Flow::*start)(const std::string&)) {
+  const std::lock_guard held(LifecycleMutex);
+  platform::Sleep(kStartPauseMs);
+  Flow& flow = Flow::GetInstance();
+  const std::string name = request->displayName;
+  flow.jobMap[name] = request;
+  flow.jobCallback = callback;
+  (flow.*start)(name);
+}
+
+std::string ReadInstalledVersion(const RegistryKey& key) {
+  return WideToUtf8(ReadRegistryValue(key, u"DisplayVersion"));
+}
+
+std::string FindInstalledVersion(const char* displayName) {
+  const InstalledAppInfo* const app = FindInstalledApp(displayName);
+  return app ? WideToUtf8(app->DisplayVersion) : std::string();
+}
 
 void ListInstalledApps(AppListCallback callback, bool includeIcons) {
   InstalledAppEntry* entries = nullptr;
@@ -27,7 +61,7 @@ void ListInstalledApps(AppListCallback callback, bool includeIcons) {
 
 void ReportAppIcon(IconCallback callback, const char* displayName) {
   const std::unique_ptr<char, decltype(&std::free)> iconText(
-      NewHostText(GetAppIconByName(Utf8ToWide(displayName))), &std::free);
+      NewHostText(GetAppIconByName(Utf8ToWide(TextOf(displayName)))), &std::free);
   callback(iconText.get());
 }
 
@@ -49,15 +83,72 @@ void InitDllLogger(LogCallback callback) {
   }
 }
 
+void Install(InstallRequest* request, InstallCallback callback) {
+  StartJob(request, callback, &AppInstall::StartInstall);
+}
+
+void Uninstall(UninstallRequest* request, UninstallCallback callback) {
+  StartJob(request, callback, &AppUninstall::StartUninstall);
+}
+
 void SetStopAppEvent() {
   platform::SetEvent(StopEvent);
   SDK_LOG(kLogInfo, kFile, "setStopAppEvent success.");
+}
+
+// The facts differ in their names alone, which also stand in their log lines.
+#define BUFFER_FACT(name)                                                      \
+  bool name(char* buffer, int32_t* size) {                                     \
+    SDK_LOG(kLogInfo, kFile, "enter " #name);                                  \
+    if (CopyFact(SystemInfo::GetInstance().name(), buffer, size)) return true; \
+    SDK_LOG(kLogError, kFile, "failed " #name);                                \
+    return false;                                                              \
+  }
+BUFFER_FACT(GetManufacturer)
+BUFFER_FACT(GetDeviceId)
+BUFFER_FACT(GetProductName)
+BUFFER_FACT(GetProxyServer)
+BUFFER_FACT(GetGraphics)
+#undef BUFFER_FACT
+
+bool GetAppVersion(const char* displayName, const char* registryPath, char* buffer, int32_t* size) {
+  SDK_LOG(kLogInfo, kFile, "enter GetAppVersion");
+  if (!registryPath || !*registryPath) return CopyFact(FindInstalledVersion(displayName), buffer, size);
+  // That there is a path is all that counts. Its text is not read, so the place is the machine's root.
+  const RegistryPlace place = OpenRegistryPath({});
+  if (!place.key) {
+    SDK_LOG(kLogError, kFile, "failed open registry.");
+    return false;
+  }
+  return CopyFact(ReadInstalledVersion(*place.key), buffer, size);
 }
 
 void GetRootDir(char* buffer, int32_t* size, uint32_t mode) {
   if (!CopyToHost(kestrelbay::GetRootDir(mode), buffer, size)) {
     SDK_LOG(kLogError, kFile, "buffer length is too small.");
   }
+}
+
+int64_t GetDiskAvailableSpace(const char* path) {
+  SDK_LOG(kLogInfo, kFile, "enter GetDiskAvailableSpace");
+  return SystemInfo::GetInstance().GetDiskAvailableSpace(path);
+}
+
+bool IsTabletPC() {
+  SDK_LOG(kLogInfo, kFile, "enter IsTabletPC");
+  return SystemInfo::GetInstance().IsTabletPC();
+}
+
+void Encrypt(const char* input, char** output) {
+  std::string text = TextOf(input);
+  *output = NewHostText(Security::GetInstance().Encrypt(text));
+  Wipe(text);
+}
+
+void Decrypt(const char* input, char** output) {
+  std::string text = Security::GetInstance().Decrypt(TextOf(input));
+  *output = NewHostText(text);
+  Wipe(text);
 }
 
 void GetInstalledAppList(InstalledAppEntry** entries, uint32_t* count, bool includeIcons) {
@@ -82,6 +173,26 @@ void GetInstalledAppListAsync(AppListCallback callback, bool includeIcons) {
 void GetAppIconAsync(IconCallback callback, const char* displayName) {
   SDK_LOG(kLogInfo, kFile, "enter GetAppIconAsync");
   StartWorker([=] { ReportAppIcon(callback, displayName); }).detach();
+}
+
+int32_t StartApp(const char* displayName, const char* appAlias) {
+  SDK_LOG(kLogInfo, kFile, "enter StartApp");
+  return AppStart::GetInstance().StartApp(TextOf(displayName), TextOf(appAlias));
+}
+
+bool StartAnyExe(const char* exePath, const char* exeArgs) {
+  SDK_LOG(kLogInfo, kFile, "enter StartAnyExe");
+  return AppStart::GetInstance().StartAnyExe(TextOf(exePath), TextOf(exeArgs));
+}
+
+void StartAnyExeAsync(const char* exePath, const char* exeArgs) {
+  SDK_LOG(kLogInfo, kFile, "enter StartAnyExeAsync");
+  AppStart::GetInstance().StartAnyExeAsync(TextOf(exePath), TextOf(exeArgs));
+}
+
+bool DeleteAppRegistryInfo(const char* displayName) {
+  SDK_LOG(kLogInfo, kFile, "enter DeleteAppRegistryInfo");
+  return kestrelbay::DeleteAppRegistryInfo(Utf8ToWide(TextOf(displayName)));
 }
 
 void GetAppBlackList(const char* const** table, uint32_t* count) {

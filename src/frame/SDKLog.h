@@ -18,6 +18,13 @@ namespace kestrelbay {
 /** Levels of a record. The library itself logs only information and errors. */
 enum LogLevel : std::int32_t { kLogDebug = 2, kLogInfo = 3, kLogWarning = 4, kLogError = 5 };
 
+/** Where a record comes from, for code that logs on behalf of its caller. */
+struct LogSite {
+  const char* file;
+  const char* function;
+  std::int32_t line;
+};
+
 class SDKLog {
  public:
   /** Made on first use by any thread, destroyed at unload. */

@@ -1,6 +1,7 @@
 #include "inventory/AppIcon.h"
 
 #include "frame/CommonFunc.h"
+#include "inventory/IconPicture.h"
 
 namespace kestrelbay {
 namespace {
@@ -13,11 +14,12 @@ std::u16string TrimSpaces(const std::u16string& text) {
 
 }  // namespace
 
-std::string GetAppIconText(const std::u16string& displayIcon, [[maybe_unused]] bool extract) {
+std::string GetAppIconText(const std::u16string& displayIcon, bool extract) {
   if (displayIcon.empty()) return {};
   if (displayIcon.find(u".exe") == displayIcon.npos) return WideToUtf8(NormalizeIconPath(displayIcon));
-  // Nothing draws an executable's icon yet, which is what a failed extraction gives as well.
-  return {};
+  std::string base64;
+  if (!extract || !IconToPngBase64(NormalizeIconPath(displayIcon), base64)) return {};
+  return "data:image/png;base64," + base64;
 }
 
 std::u16string NormalizeIconPath(const std::u16string& displayIcon) {

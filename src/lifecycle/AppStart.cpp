@@ -1,0 +1,73 @@
+#include "lifecycle/AppStart.h"
+
+#include "frame/CommonFunc.h"
+#include "frame/SDKLog.h"
+#include "frame/Worker.h"
+#include "inventory/InstalledApps.h"
+#include "machine/SystemInfo.h"
+#include "platform/Constants.h"
+
+namespace kestrelbay {
+namespace {
+
+constexpr char kFile[] = "AppStart";
+
+}  // namespace
+
+AppStart& AppStart::GetInstance() {
+  static AppStart instance;
+  return instance;
+}
+
+bool AppStart::StartApp(const std::string& displayName, const std::string& appAlias) {
+  if (displayName.empty()) {
+    SDK_LOG(kLogError, kFile, "displayName is null.");
+    return false;
+  }
+  const auto [path, source] = LocateApp(displayName, appAlias);
+  if (source == APPSRC_FOLDER) {
+    SDK_LOG(kLogInfo, kFile, "find app in APPSRC_FOLDER, fullpath is %s.", path.c_str());
+    return StartProcess(Utf8ToWide("explorer.exe shell:AppsFolder\\" + path)) != 0;
+  }
+  if (source != APPSRC_REGISTRY) {
+    SDK_LOG(kLogError, kFile, "the app is not exist.");
+    return false;
+  }
+  SDK_LOG(kLogInfo, kFile, "find app in APPSRC_REGISTRY, fullpath is %s.", path.c_str());
+  const std::string exePath = ExtractExePath(path);
+  if (!FileExists(exePath)) {
+    // Only told: the shell has the last word on a path that does not exist.
+    SDK_LOG(kLogError, kFile, "start app failed, %s is not exist.", displayName.c_str());
+  }
+  return !exePath.empty() && StartProcessElevated(exePath, "", platform::SW_SHOW) != nullptr;
+}
+
+AppLocation AppStart::LocateApp(const std::string& displayName, const std::string& appAlias) {
+  std::vector<AppsFolderEntry> folder;
+  SystemInfo::GetInstance().EnumerateAppsFolder(folder);
+  for (const AppsFolderEntry& entry : folder) {
+    // The item's name is the needle, so an item without a name matches every request.
+    if (displayName.find(entry.displayName) != std::string::npos ||
+        appAlias.find(entry.displayName) != std::string::npos) {
+      return {entry.parsingName, APPSRC_FOLDER};
+    }
+  }
+  if (const InstalledAppInfo* const app = FindInstalledApp(displayName.c_str())) {
+    return {WideToUtf8(app->DisplayIcon), APPSRC_REGISTRY};
+  }
+  return {};
+}
+
+bool AppStart::StartAnyExe(const std::string& exePath, const std::string& exeArgs) {
+  return StartProcess(Utf8ToWide(BuildAnyExeCommand(exePath, exeArgs))) != 0;
+}
+
+void AppStart::StartAnyExeAsync(const std::string& exePath, const std::string& exeArgs) {
+  StartWorker([this, exePath, exeArgs] { StartAnyExe(exePath, exeArgs); }).detach();
+}
+
+std::string BuildAnyExeCommand(const std::string& exePath, const std::string& exeArgs) {
+  return '"' + exePath + "\" " + exeArgs;
+}
+
+}  // namespace kestrelbay

@@ -1,0 +1,190 @@
+#include "lifecycle/AppUninstall.h"
+
+#include "frame/CommonFunc.h"
+#include "frame/LoadTimeObjects.h"
+#include "frame/SDKLog.h"
+#include "frame/Worker.h"
+#include "inventory/InstalledApps.h"
+#include "platform/Constants.h"
+#include "platform/Events.h"
+#include "platform/Processes.h"
+#include "platform/Registry.h"
+
+namespace kestrelbay {
+namespace {
+
+constexpr char kFile[] = "AppUninstall";
+
+constexpr Outcome kNameEmpty{"Fail", "DisplayName is empty!", kLogError, "displayName is empty"};
+constexpr Outcome kNoCommand{"Fail", "Get uninstall path is empty!", kLogError,
+                             "get uninstall path is empty, displayName: %s"};
+constexpr Outcome kProgramMissing{"Fail", "Uninstall path is not exist!", kLogError,
+                                  "get uninstall is not exist, exeFile: %s"};
+constexpr Outcome kNotStarted{"Cancel", "Start uninstall process fail!", kLogInfo,
+                              "Start uninstall process fail, displayName: %s"};
+constexpr Outcome kStillInstalled{"Fail", "The app is still in registry!", kLogInfo,
+                                  "the app is still in registry, displayName: %s"};
+constexpr Outcome kUninstalled{"Success", "NULL", kLogInfo, nullptr};
+
+std::string ArchitectureText(RegistryView view) {
+  switch (view) {
+    case k32BitView:
+      return "X86";
+    case k64BitView:
+      return "X64";
+    default:
+      return "ARCH_UNKNOWN";
+  }
+}
+
+platform::HKEY WatchedRoot(const std::string& rootKeyStr) {
+  if (rootKeyStr == "HKEY_CURRENT_USER") return platform::HKEY_CURRENT_USER;
+  if (rootKeyStr == "HKEY_LOCAL_MACHINE") return platform::HKEY_LOCAL_MACHINE;
+  return platform::HKEY_USERS;
+}
+
+platform::REGSAM WatchAccess(const std::string& architecture) {
+  if (architecture == "X86") return platform::KEY_NOTIFY | platform::KEY_WOW64_32KEY;
+  if (architecture == "X64") return platform::KEY_NOTIFY | platform::KEY_WOW64_64KEY;
+  return platform::KEY_NOTIFY;
+}
+
+// Splits at the first blank behind the first ".exe". Blanks before it belong to the path, quoted or not.
+void SplitCommand(const std::string& command, std::string& exePath, std::string& para) {
+  const auto exeAt = static_cast<std::int32_t>(command.find(".exe"));
+  // Without ".exe" the search starts behind the end and finds nothing.
+  const auto blankAt = static_cast<std::int32_t>(command.find(' ', static_cast<std::size_t>(exeAt)));
+  exePath = blankAt < 1 ? command : command.substr(0, static_cast<std::size_t>(blankAt));
+  para = blankAt < 1 ? std::string() : command.substr(static_cast<std::size_t>(blankAt) + 1);
+}
+
+// A bare program name is left to the shell's own search.
+bool IsMissingFullPath(const std::string& exePath, std::string& bare) {
+  if (exePath.find(":\\") == exePath.npos) return false;
+  bare = exePath;
+  std::erase(bare, '"');
+  return !FileExists(bare);
+}
+
+}  // namespace
+
+AppUninstall& AppUninstall::GetInstance() {
+  static AppUninstall instance;
+  return instance;
+}
+
+void AppUninstall::StartUninstall(const std::string& name) {
+  SDK_LOG(kLogInfo, kFile, "StartUninstall begin, displayName: %s.", name.c_str());
+  workerThread = StartWorker([this, name] { RunJob(name); });
+  workerThread.detach();
+}
+
+void AppUninstall::RunJob(const std::string& name) {
+  UninstallRequest* const request = jobMap[name];
+  const std::string displayName = request->displayName;
+  const std::string registryPath = request->registryPath;
+  ResultMap result = UninstallThreadImp(displayName, registryPath);
+  CopyToField(request->Result, result["Result"]);
+  CopyToField(request->ErrMsg, result["ErrMsg"]);
+  jobCallback(request);
+  jobMap.erase(displayName);
+}
+
+ResultMap AppUninstall::UninstallThreadImp(const std::string& displayName, const std::string& registryPath) {
+  ResultMap info;
+  const auto conclude = [&, function = __func__](const Outcome& outcome, const std::string& argument) {
+    Conclude(info, outcome, displayName, argument, {kFile, function, __LINE__});
+    return info;
+  };
+  if (displayName.empty()) return conclude(kNameEmpty, displayName);
+  const UninstallPlace place = GetUninstallPath(displayName, registryPath);
+  if (place.exePath.empty()) return conclude(kNoCommand, displayName);
+  if (std::string bare; IsMissingFullPath(place.exePath, bare)) return conclude(kProgramMissing, bare);
+  if (!StartUninstallProcess(place.exePath, place.para)) return conclude(kNotStarted, displayName);
+  RegWatcher(place.rootKeyStr, place.subKeyPath, place.architecture, displayName);  // however the watch goes
+  InquryUnInstallInfo(info, displayName, registryPath);
+  return conclude(info.empty() ? kUninstalled : kStillInstalled, displayName);
+}
+
+UninstallPlace AppUninstall::GetUninstallPath(const std::string& displayName,
+                                              const std::string& registryPath) {
+  ResultMap info;
+  InquryUnInstallInfo(info, displayName, registryPath);
+  const std::string command = info["UninstallString"];
+  UninstallPlace place;
+  place.rootKeyStr = info["rootKeyStr"];
+  place.subKeyPath = info["subKeyPath"];
+  place.architecture = info["architecture"];
+  SDK_LOG(kLogInfo, kFile, "uninstallPath=%s, uninstallRegHkey=%s, uninstallRegPath=%s, arch:%s",
+          command.c_str(), place.rootKeyStr.c_str(), place.subKeyPath.c_str(), place.architecture.c_str());
+  SplitCommand(command, place.exePath, place.para);
+  SDK_LOG(kLogInfo, kFile, "exePath=%s, para=%s", place.exePath.c_str(), place.para.c_str());
+  return place;
+}
+
+void AppUninstall::InquryUnInstallInfo(ResultMap& info, const std::string& displayName,
+                                       const std::string& registryPath) {
+  if (registryPath.empty()) {
+    if (const InstalledAppInfo* const app = FindInstalledApp(displayName.c_str())) {
+      info["DisplayName"] = displayName;
+      info["UninstallString"] = WideToUtf8(app->UninstallString);
+      info["rootKeyStr"] = WideToUtf8(app->rootKeyStr);
+      info["subKeyPath"] = WideToUtf8(app->subKeyPath);
+      info["architecture"] = ArchitectureText(app->architecture);
+    }
+    return;
+  }
+  const RegistryPlace place = OpenGivenPath({kFile, __func__, __LINE__});
+  if (!place.key) return;
+  info["DisplayName"] = kGivenPathDisplayName;
+  // The last two by these very names, from the entry itself, and that is meant.
+  for (const char16_t* const name : {u"UninstallString", u"rootKeyStr", u"subKeyPath"}) {
+    info[WideToUtf8(name)] = WideToUtf8(ReadRegistryValue(*place.key, name));
+  }
+  info["architecture"] = ArchitectureText(place.key->view);
+  SDK_LOG(kLogInfo, kFile, "application found from the given registry path.");
+}
+
+platform::HANDLE AppUninstall::StartUninstallProcess(const std::string& appPath, const std::string& para) {
+  SDK_LOG(kLogInfo, kFile, "enter StartUninstallProcess:appPath=%s, para=%s", appPath.c_str(), para.c_str());
+  platform::HANDLE process = nullptr;
+  if (!StartElevated(appPath, para, platform::SW_SHOW, process)) {
+    SDK_LOG(kLogError, kFile, "Create process failed: %d", platform::GetLastError());
+    return nullptr;
+  }
+  return process;
+}
+
+bool AppUninstall::RegWatcher(std::string rootKeyStr, std::string subKeyPath, std::string architecture,
+                              const std::string& displayName) {
+  SDK_LOG(kLogInfo, kFile, "rootKeyStr=%s, uninstallRegPath=%s", rootKeyStr.c_str(), subKeyPath.c_str());
+  // Starts out signalled; arming the notification below is what clears it.
+  const platform::HANDLE changed =
+      platform::CreateEventW(nullptr, false, true, Utf8ToWide(displayName).c_str());
+  if (!changed) {
+    SDK_LOG(kLogError, kFile, "CreateEvent failed");
+    return false;
+  }
+  platform::HKEY key = nullptr;
+  const platform::LSTATUS openStatus = platform::RegOpenKeyExW(
+      WatchedRoot(rootKeyStr), Utf8ToWide(subKeyPath).c_str(), 0, WatchAccess(architecture), &key);
+  if (openStatus) {
+    platform::CloseHandle(changed);
+    SDK_LOG(kLogError, kFile, "RegOpenKeyEx failed: %d", openStatus);
+    return false;
+  }
+  if (platform::RegNotifyChangeKeyValue(key, true, platform::REG_NOTIFY_CHANGE_NAME, changed, true)) {
+    platform::CloseHandle(changed);
+    platform::RegCloseKey(key);
+    // The last error after the closes, not the status of the call: the two lines differ on purpose.
+    SDK_LOG(kLogError, kFile, "RegNotifyChangeKeyValue failed: %d", platform::GetLastError());
+    return false;
+  }
+  const platform::HANDLE ends[] = {changed, StopEvent};
+  platform::WaitForMultipleObjects(std::size(ends), ends, false, platform::INFINITE);
+  platform::CloseHandle(changed);
+  platform::RegCloseKey(key);
+  return true;
+}
+
+}  // namespace kestrelbay

@@ -1,0 +1,41 @@
+#include "lifecycle/Jobs.h"
+
+#include "frame/CommonFunc.h"
+#include "platform/RuntimeText.h"
+
+namespace kestrelbay {
+
+void FillResultMap(ResultMap& info, const std::string& result, const std::string& errMsg,
+                   const std::string& displayName) {
+  info["Result"] = result;
+  info["ErrMsg"] = errMsg;
+  info["DisplayName"] = displayName;
+}
+
+void Conclude(ResultMap& info, const Outcome& outcome, const std::string& displayName,
+              const std::string& argument, const LogSite& site) {
+  FillResultMap(info, outcome.result, outcome.errMsg, displayName);
+  if (!outcome.message) return;
+  SDKLog::GetInstance().Log(outcome.level, site.file, site.function, site.line, outcome.message,
+                            argument.c_str());
+}
+
+void CopyToField(char* field, const std::string& text) {
+  platform::strcpy_s(field, text.size() + 1, text.c_str());
+}
+
+RegistryPlace OpenGivenPath(const LogSite& site) {
+  RegistryPlace place = OpenRegistryPath({});
+  const auto logFailure = [&](const char* message) {
+    SDKLog::GetInstance().Log(kLogError, site.file, site.function, site.line, message);
+  };
+  if (!place.key) {
+    logFailure("failed open registry.");
+  } else if (WideToUtf8(ReadRegistryValue(*place.key, u"DisplayName")) != kGivenPathDisplayName) {
+    logFailure("application not found from the given registry path.");
+    place.key.reset();
+  }
+  return place;
+}
+
+}  // namespace kestrelbay

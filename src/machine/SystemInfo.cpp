@@ -1,0 +1,81 @@
+#include "machine/SystemInfo.h"
+
+#include <cerrno>
+#include <stdexcept>
+
+#include "frame/CommonFunc.h"
+#include "frame/RegistryKey.h"
+#include "frame/SDKLog.h"
+#include "platform/RuntimeText.h"
+
+namespace kestrelbay {
+namespace {
+
+constexpr char kFile[] = "SystemInfo";
+constexpr char kCryptographyPath[] = "SOFTWARE\\Microsoft\\Cryptography";
+constexpr char kBiosPath[] = "HARDWARE\\DESCRIPTION\\System\\BIOS";
+constexpr char kInternetSettingsPath[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
+constexpr char kTabletPath[] = "SOFTWARE\\Microsoft\\Windows\\Tablet PC";
+
+std::string ReadText(const RegistryKey& key, const char16_t* name) {
+  return WideToUtf8(ReadRegistryValue(key, name));
+}
+
+}  // namespace
+
+SystemInfo& SystemInfo::GetInstance() {
+  static SystemInfo instance;
+  return instance;
+}
+
+// The wording of the failure differs between the facts. Hosts' log filters know each, so each is kept.
+
+std::string SystemInfo::GetDeviceId() {
+  const auto key = OpenKey64(LocalMachineRoot(), Utf8ToWide(kCryptographyPath));
+  if (key) return ReadText(*key, u"MachineGuid");
+  SDK_LOG(kLogError, kFile, "failed open the registry, the path is %s.", kCryptographyPath);
+  return {};
+}
+
+std::string SystemInfo::GetManufacturer() {
+  const auto key = OpenKey64(LocalMachineRoot(), Utf8ToWide(kBiosPath));
+  if (key) return ReadText(*key, u"BaseBoardManufacturer");
+  SDK_LOG(kLogError, kFile, "failed open the registry, the path is %s.", kBiosPath);
+  return {};
+}
+
+std::string SystemInfo::GetProductName() {
+  const auto key = OpenKey64(LocalMachineRoot(), Utf8ToWide(kBiosPath));
+  if (key) return ReadText(*key, u"SystemProductName");
+  SDK_LOG(kLogError, kFile, "failed open registry. the path is %s.", kBiosPath);
+  return {};
+}
+
+std::string SystemInfo::GetProxyServer() {
+  const auto key = OpenKey(CurrentUserRoot(), Utf8ToWide(kInternetSettingsPath));
+  if (!key) {
+    SDK_LOG(kLogError, kFile, "failed open registry. the path is %s.", kInternetSettingsPath);
+    return {};
+  }
+  const std::u16string server = ReadRegistryValue(*key, u"ProxyServer");
+  const bool isEnabled = ParseDecimal(ReadRegistryValue(*key, u"ProxyEnable")) >= 1;
+  return isEnabled ? WideToUtf8(server) : std::string();
+}
+
+bool SystemInfo::IsTabletPC() {
+  const auto key = OpenKey(LocalMachineRoot(), Utf8ToWide(kTabletPath));
+  if (key) return ParseDecimal(ReadRegistryValue(*key, u"IsTabletPc")) > 0;
+  SDK_LOG(kLogError, kFile, "failed open registry, the path is %s.", kTabletPath);
+  return false;
+}
+
+std::int32_t ParseDecimal(const std::u16string& text) {
+  errno = 0;
+  char16_t* end = nullptr;
+  const platform::LONG number = platform::wcstol(text.c_str(), &end, 10);
+  if (end == text.c_str()) throw std::invalid_argument("invalid stoi argument");
+  if (errno == ERANGE) throw std::out_of_range("stoi argument out of range");
+  return number;
+}
+
+}  // namespace kestrelbay
