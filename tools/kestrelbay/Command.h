@@ -24,7 +24,10 @@ using Command = std::function<void(Session&)>;
 /** Tells the parser of a command, and has it put into `chosen` when it is named on the command line. */
 using AddCommand = void(CLI::App& app, Command& chosen);
 
-AddCommand AddBlocked, AddIcon, AddList, AddRoot;
-inline constexpr AddCommand* kCommands[] = {AddBlocked, AddIcon, AddList, AddRoot};
+AddCommand AddBlocked, AddDecrypt, AddEncrypt, AddFacts, AddForget, AddIcon, AddList, AddReport, AddRoot,
+    AddRun, AddStart, AddVersion;
+inline constexpr AddCommand* kCommands[] = {AddBlocked, AddDecrypt, AddEncrypt, AddFacts,
+                                            AddForget,  AddIcon,    AddList,    AddReport,
+                                            AddRoot,    AddRun,     AddStart,   AddVersion};
 
 }  // namespace host

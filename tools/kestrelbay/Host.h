@@ -17,6 +17,9 @@ namespace host {
 
 enum class Stream { Out, Error };
 
+/** Whether a terminal shows what a person types. */
+enum class Typing { Shown, Hidden };
+
 /** What became of a write; ReaderGone is a pipe that nobody reads any more. */
 enum class WriteResult { Done, ReaderGone, Failed };
 
@@ -45,6 +48,18 @@ int TerminalColumns();
  */
 WriteResult Write(Stream stream, std::string_view bytes, std::string& reason);
 
+/** Whether a person can be asked. */
+bool IsInputTerminal();
+
+/**
+ * Asks a person on the terminal of standard input. The question goes to standard error.
+ * @return the line without its end; empty where there is none any more
+ */
+std::string AskLine(const std::string& question, Typing typing);
+
+/** All bytes of standard input. @throws Failure where they cannot be read, or are more than a mebibyte */
+std::string ReadInput();
+
 /** UTF-8 of a text in the system's ANSI code page. */
 std::string FromAnsi(std::string_view text);
 
@@ -55,5 +70,13 @@ std::string FromAnsi(std::string_view text);
  * @throws Failure
  */
 void OpenMachine(const std::optional<std::string>& directory, const LoadObserver& observer);
+
+/**
+ * Reads a file of the machine that was opened.
+ * @param path       whole, as the machine has it
+ * @param mostBytes  a larger file is left alone
+ * @return nothing for what is not there, too large, or cannot be read
+ */
+std::optional<std::string> ReadMachineFile(const std::string& path, std::size_t mostBytes);
 
 }  // namespace host

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -7,6 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <system_error>
 
 #include "Failure.h"
@@ -32,6 +35,41 @@ void OccupyStandardDescriptors() {
 fs::path SampleDirectory() {
   return (fs::read_symlink("/proc/self/exe").parent_path() / "../share/kestrelbay/desk").lexically_normal();
 }
+
+constexpr std::size_t kMostInputBytes = 1 << 20;
+/** What a terminal takes in one line. */
+constexpr std::size_t kMostLineBytes = 4096;
+
+/** @return how many bytes came; 0 at the end of standard input */
+std::size_t ReadSome(char* bytes, std::size_t room) {
+  while (true) {
+    const ssize_t count = read(STDIN_FILENO, bytes, room);
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno != EINTR) {
+      throw Failure("cannot read standard input: " + std::generic_category().message(errno) +
+                    "; send it from another place");
+    }
+  }
+}
+
+/** As long as it lives, the terminal of standard input shows nothing of what is typed. */
+class QuietTerminal {
+ public:
+  explicit QuietTerminal(bool isWanted) : isQuiet(isWanted && tcgetattr(STDIN_FILENO, &before) == 0) {
+    termios quiet = before;
+    quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    if (isQuiet) tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+  }
+  ~QuietTerminal() {
+    if (isQuiet) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before);
+  }
+  QuietTerminal(const QuietTerminal&) = delete;
+  QuietTerminal& operator=(const QuietTerminal&) = delete;
+
+ private:
+  termios before{};
+  const bool isQuiet;
+};
 
 }  // namespace
 
@@ -69,6 +107,31 @@ WriteResult Write(Stream stream, std::string_view bytes, std::string& reason) {
   return WriteResult::Done;
 }
 
+bool IsInputTerminal() { return isatty(STDIN_FILENO) == 1; }
+
+std::string AskLine(const std::string& question, Typing typing) {
+  std::string reason;
+  Write(Stream::Error, question, reason);
+  const QuietTerminal quiet(typing == Typing::Hidden);
+  std::string line;
+  line.reserve(kMostLineBytes);  // growing would leave a secret behind
+  for (char byte = 0; ReadSome(&byte, 1) == 1 && byte != '\n';) line += byte;
+  if (typing == Typing::Hidden) Write(Stream::Error, "\n", reason);
+  return line;
+}
+
+std::string ReadInput() {
+  // One block, which is never moved: a secret must not be left behind by growing.
+  std::string bytes(kMostInputBytes + 1, '\0');
+  std::size_t count = 0;
+  while (const std::size_t more = ReadSome(&bytes[count], bytes.size() - count)) {
+    count += more;
+    if (count > kMostInputBytes) throw Failure("standard input is longer than a mebibyte; send less");
+  }
+  bytes.resize(count);
+  return bytes;
+}
+
 std::string FromAnsi(std::string_view text) { return std::string(text); }
 
 void OpenMachine(const std::optional<std::string>& directory, const LoadObserver& observer) {
@@ -80,6 +143,16 @@ void OpenMachine(const std::optional<std::string>& directory, const LoadObserver
   } catch (const simulated::MachineError& error) {
     throw Failure(error.what());
   }
+}
+
+std::optional<std::string> ReadMachineFile(const std::string& path, std::size_t mostBytes) {
+  const auto file = simulated::Machine::Current().drives.OnHost(fs::path(path).u16string());
+  std::error_code error;
+  if (!file || !fs::is_regular_file(*file, error) || fs::file_size(*file, error) > mostBytes)
+    return std::nullopt;
+  std::ifstream stream(*file, std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+  return stream ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
 }  // namespace host

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <system_error>
 
 #include "Failure.h"
@@ -54,6 +57,26 @@ WriteResult WriteConsole(HANDLE console, std::wstring_view text, std::string& re
   return WriteResult::Done;
 }
 
+constexpr std::size_t kMostInputBytes = 1 << 20;
+
+/** As long as it lives, the console shows nothing of what is typed. */
+class QuietConsole {
+ public:
+  explicit QuietConsole(bool isWanted) : isQuiet(isWanted && GetConsoleMode(input, &before)) {
+    if (isQuiet) SetConsoleMode(input, before & ~DWORD{ENABLE_ECHO_INPUT});
+  }
+  ~QuietConsole() {
+    if (isQuiet) SetConsoleMode(input, before);
+  }
+  QuietConsole(const QuietConsole&) = delete;
+  QuietConsole& operator=(const QuietConsole&) = delete;
+
+ private:
+  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
+  DWORD before = 0;
+  const bool isQuiet;
+};
+
 }  // namespace
 
 std::vector<std::string> Start(int, char**) {
@@ -96,12 +119,58 @@ WriteResult Write(Stream stream, std::string_view bytes, std::string& reason) {
   return WriteResult::Done;
 }
 
+bool IsInputTerminal() {
+  DWORD mode = 0;
+  return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
+}
+
+std::string AskLine(const std::string& question, Typing typing) {
+  std::string reason;
+  Write(Stream::Error, question, reason);
+  const QuietConsole quiet(typing == Typing::Hidden);
+  wchar_t line[kMostConsoleChars];
+  DWORD chars = 0;
+  if (!ReadConsoleW(GetStdHandle(STD_INPUT_HANDLE), line, kMostConsoleChars, &chars, nullptr)) chars = 0;
+  std::string text = ToUtf8({line, chars});
+  SecureZeroMemory(line, sizeof line);
+  if (typing == Typing::Hidden) Write(Stream::Error, "\n", reason);
+  while (text.ends_with('\n') || text.ends_with('\r')) text.pop_back();
+  return text;
+}
+
+std::string ReadInput() {
+  // One block, which is never moved: a secret must not be left behind by growing.
+  std::string bytes(kMostInputBytes + 1, '\0');
+  std::size_t count = 0;
+  DWORD more = 0;
+  while (ReadFile(GetStdHandle(STD_INPUT_HANDLE), &bytes[count], static_cast<DWORD>(bytes.size() - count),
+                  &more, nullptr) &&
+         more > 0) {
+    count += more;
+    if (count > kMostInputBytes) throw Failure("standard input is longer than a mebibyte; send less");
+  }
+  // The end of a pipe is told as an error, like any other.
+  bytes.resize(count);
+  return bytes;
+}
+
 std::string FromAnsi(std::string_view text) { return ToUtf8(ToWide(CP_ACP, text)); }
 
 void OpenMachine(const std::optional<std::string>& directory, const LoadObserver&) {
   if (!directory) return;
   throw Failure("--machine names a simulated machine, but on Windows this computer is used; leave it out",
                 kWrongUsage);
+}
+
+std::optional<std::string> ReadMachineFile(const std::string& path, std::size_t mostBytes) {
+  const std::filesystem::path file(ToWide(CP_UTF8, path));
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(file, error) || std::filesystem::file_size(file, error) > mostBytes) {
+    return std::nullopt;
+  }
+  std::ifstream stream(file, std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+  return stream ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
 }  // namespace host

@@ -2,17 +2,16 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "Base64.h"
 #include "Command.h"
 #include "DisplayText.h"
 #include "Failure.h"
 #include "Host.h"
-#include "KestrelbayGeneralSDK.h"
+#include "Inventory.h"
 #include "SaveFile.h"
 
 namespace host {
 namespace {
-
-constexpr std::string_view kPictureStart = "data:image/png;base64,";
 
 struct IconOptions {
   std::string name;
@@ -28,24 +27,6 @@ std::promise<std::string>& IconTextPromise() {
 std::string RequestIconText(const std::string& name) {
   GetAppIconAsync([](char* iconText) { IconTextPromise().set_value(iconText); }, name.c_str());
   return IconTextPromise().get_future().get();
-}
-
-/** Bytes of a base64 text; padding and whatever follows it end it. */
-std::string FromBase64(std::string_view text) {
-  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string bytes;
-  std::uint32_t bits = 0;
-  int bitCount = 0;
-  for (const char c : text) {
-    const std::size_t digit = kDigits.find(c);
-    if (digit == std::string_view::npos) break;
-    bits = (bits << 6) | static_cast<std::uint32_t>(digit);
-    bitCount += 6;
-    if (bitCount < 8) continue;
-    bitCount -= 8;
-    bytes += static_cast<char>((bits >> bitCount) & 0xFF);
-  }
-  return bytes;
 }
 
 void PrintPicture(Session& session, const IconOptions& options, const std::string& picture) {
@@ -90,9 +71,8 @@ void AddIcon(CLI::App& app, Command& chosen) {
   command->add_option("NAME", options->name, "Name exactly as listed, case included")->required();
   command->add_option("-o,--output", options->file, "Write the picture to this file")->type_name("FILE.png");
   command->footer(
-      "A picture goes to FILE.png, or to standard output where that is no terminal. An icon that is a file "
-      "on\n"
-      "the machine is told as its path.");
+      "A picture goes to FILE.png, or to standard output where that is no terminal. An icon that is a file\n"
+      "on the machine is told as its path.");
   command->callback(
       [&chosen, options] { chosen = [options](Session& session) { PrintIcon(session, *options); }; });
 }

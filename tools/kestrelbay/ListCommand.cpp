@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <memory>
@@ -6,29 +5,12 @@
 #include <span>
 
 #include "Command.h"
-#include "KestrelbayGeneralSDK.h"
+#include "Inventory.h"
 #include "Messages.h"
 #include "Table.h"
 
 namespace host {
 namespace {
-
-constexpr std::string_view kPictureStart = "data:image/png;base64,";
-
-/** The list of one scan; given back when it goes. */
-class Inventory {
- public:
-  explicit Inventory(bool includeIcons) { GetInstalledAppList(&entries, &count, includeIcons); }
-  ~Inventory() { ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count)); }
-  Inventory(const Inventory&) = delete;
-  Inventory& operator=(const Inventory&) = delete;
-
-  std::span<const InstalledAppEntry> Apps() const { return {entries, count}; }
-
- private:
-  InstalledAppEntry* entries = nullptr;
-  std::uint32_t count = 0;
-};
 
 nlohmann::ordered_json ToJson(const InstalledAppEntry& app) {
   return {{"displayName", app.displayName},
@@ -50,18 +32,6 @@ void PrintJson(Output& out, std::span<const InstalledAppEntry> apps) {
     before = ",\n  ";
   }
   out.Write(apps.empty() ? "[]\n" : "\n]\n");
-}
-
-std::string ArchitectureName(std::int32_t architecture) {
-  if (architecture == 1) return "x86";
-  return architecture == 2 ? "x64" : "";
-}
-
-/** The usual YYYYMMDD with its parts set apart; anything else is shown as it is registered. */
-std::string DateText(std::string date) {
-  const bool usual =
-      date.size() == 8 && std::all_of(date.begin(), date.end(), [](char c) { return c >= '0' && c <= '9'; });
-  return usual ? date.insert(6, "-").insert(4, "-") : date;
 }
 
 std::string IconSummary(std::string_view iconText) {
@@ -94,11 +64,6 @@ Table MakeTable(std::span<const InstalledAppEntry> apps, bool withIcons) {
   return table;
 }
 
-std::string CountLine(std::size_t count) {
-  if (count == 0) return "No applications.\n";
-  return std::to_string(count) + (count == 1 ? " application.\n" : " applications.\n");
-}
-
 void PrintList(Session& session, bool includeIcons) {
   const Inventory inventory(includeIcons);
   if (session.json) return PrintJson(session.out, inventory.Apps());
@@ -106,7 +71,7 @@ void PrintList(Session& session, bool includeIcons) {
     MakeTable(inventory.Apps(), includeIcons).Print(session.out, {TableColumns(), UsesColour(Stream::Out)});
     session.out.Write("\n");
   }
-  session.out.Write(CountLine(inventory.Apps().size()));
+  session.out.Write(CountText(inventory.Apps().size()) + ".\n");
 }
 
 }  // namespace

@@ -1,0 +1,94 @@
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <vector>
+
+#include "Command.h"
+#include "DisplayText.h"
+#include "KestrelbayGeneralSDK.h"
+#include "Messages.h"
+
+namespace host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using TextFact = bool (*)(char*, std::int32_t*);
+
+/** What the library cannot parse leaves it as an exception, which must not hide the other facts. */
+template <class Result, class Ask>
+std::optional<Result> AskSafely(const char* label, Ask ask) {
+  try {
+    return ask();
+  } catch (const std::logic_error& error) {
+    ReportWarning(std::string(label) + ": the machine's setting is no number (" + error.what() + ")");
+    return std::nullopt;
+  }
+}
+
+Json AskText(const char* label, TextFact fact) {
+  std::vector<char> buffer(64 * 1024);
+  auto size = static_cast<std::int32_t>(buffer.size());
+  const auto known = AskSafely<bool>(label, [&] { return fact(buffer.data(), &size); });
+  return known.value_or(false) ? Json(buffer.data()) : Json();
+}
+
+Json AskTablet() {
+  const auto isTablet = AskSafely<bool>("Tablet", [] { return IsTabletPC(); });
+  return isTablet ? Json(*isTablet) : Json();
+}
+
+/** The drives that tell their space; letters before C are those of floppy disks. */
+Json AskDiskSpace() {
+  Json space = Json::object();
+  for (char letter = 'C'; letter <= 'Z'; ++letter) {
+    const std::string drive(1, letter);
+    const std::int64_t mebibytes = GetDiskAvailableSpace(drive.c_str());
+    if (mebibytes >= 0) space[drive] = mebibytes;
+  }
+  return space;
+}
+
+std::string ShownText(const Json& value) {
+  if (value.is_null()) return "(not known)";
+  if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
+  return Printable(value.get<std::string>());
+}
+
+void PrintLine(Session& session, const std::string& label, const std::string& value) {
+  constexpr std::size_t kLabelCells = 14;
+  std::string line = label;
+  line.resize(kLabelCells, ' ');
+  session.out.Write(line + value + "\n");
+}
+
+void PrintFacts(Session& session) {
+  const Json facts = {{"manufacturer", AskText("Manufacturer", &GetManufacturer)},
+                      {"productName", AskText("Product", &GetProductName)},
+                      {"deviceId", AskText("Device id", &GetDeviceId)},
+                      {"proxyServer", AskText("Proxy", &GetProxyServer)},
+                      {"graphics", AskText("Graphics", &GetGraphics)},
+                      {"isTablet", AskTablet()},
+                      {"freeMebibytes", AskDiskSpace()}};
+  if (session.json) {
+    session.out.WriteJson(facts);
+    return session.out.Write("\n");
+  }
+  PrintLine(session, "Manufacturer", ShownText(facts["manufacturer"]));
+  PrintLine(session, "Product", ShownText(facts["productName"]));
+  PrintLine(session, "Device id", ShownText(facts["deviceId"]));
+  PrintLine(session, "Proxy", ShownText(facts["proxyServer"]));
+  PrintLine(session, "Graphics", ShownText(facts["graphics"]));
+  PrintLine(session, "Tablet", ShownText(facts["isTablet"]));
+  for (const auto& [drive, mebibytes] : facts["freeMebibytes"].items()) {
+    PrintLine(session, "Free on " + drive + ":", std::to_string(mebibytes.get<std::int64_t>()) + " MiB");
+  }
+}
+
+}  // namespace
+
+void AddFacts(CLI::App& app, Command& chosen) {
+  CLI::App* command = app.add_subcommand("facts", "Tell what the machine is");
+  command->footer("What the machine does not tell is \"(not known)\", with --json null.");
+  command->callback([&chosen] { chosen = PrintFacts; });
+}
+
+}  // namespace host

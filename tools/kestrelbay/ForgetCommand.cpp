@@ -1,0 +1,75 @@
+#include <algorithm>
+#include <memory>
+#include <span>
+
+#include "Command.h"
+#include "DisplayText.h"
+#include "Failure.h"
+#include "Host.h"
+#include "KestrelbayGeneralSDK.h"
+
+namespace host {
+namespace {
+
+struct ForgetOptions {
+  std::string name;
+  bool agreed = false;
+};
+
+std::size_t CountListed(const std::string& name) {
+  InstalledAppEntry* entries = nullptr;
+  std::uint32_t count = 0;
+  GetInstalledAppList(&entries, &count, false);
+  const auto isNamedSo = [&](const InstalledAppEntry& entry) { return entry.displayName == name; };
+  const std::span<const InstalledAppEntry> listed(entries, count);
+  const auto found = static_cast<std::size_t>(std::count_if(listed.begin(), listed.end(), isNamedSo));
+  ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
+  return found;
+}
+
+void Confirm(const ForgetOptions& options) {
+  if (options.agreed) return;
+  if (!IsInputTerminal()) {
+    throw Failure("nobody is there to be asked; say --yes to remove the entry", kWrongUsage);
+  }
+  const std::string question =
+      "Remove the registry entry of \"" + Printable(options.name) + "\"? Its files stay. [y/N] ";
+  const std::string answer = AskLine(question, Typing::Shown);
+  if (answer != "y" && answer != "Y" && answer != "yes") throw Failure("nothing was removed");
+}
+
+void Forget(Session& session, const ForgetOptions& options) {
+  const std::size_t before = CountListed(options.name);
+  if (before == 0) {
+    throw Failure("nothing named \"" + options.name + "\" is installed; see the names with: kestrelbay list");
+  }
+  Confirm(options);
+  if (!DeleteAppRegistryInfo(options.name.c_str())) {
+    throw Failure("not removed: the entry cannot be deleted, and elevation was refused");
+  }
+  // The library's success means that it looked where such entries are and left nothing there.
+  if (CountListed(options.name) >= before) {
+    throw Failure("\"" + options.name +
+                  "\" is still listed although the library reports success: an entry of a user or of the "
+                  "32-bit view is not removed, and one left to the elevated command may still go");
+  }
+  if (session.json) {
+    session.out.Write("{\"removed\":true}\n");
+  } else {
+    session.out.Write("Removed the entry of " + Printable(options.name) + ".\n");
+  }
+}
+
+}  // namespace
+
+void AddForget(CLI::App& app, Command& chosen) {
+  CLI::App* command = app.add_subcommand("forget", "Remove the registry entry of an application");
+  auto options = std::make_shared<ForgetOptions>();
+  command->add_option("NAME", options->name, "Name exactly as listed, case included")->required();
+  command->add_flag("-y,--yes", options->agreed, "Do not ask");
+  command->footer("Nothing is uninstalled: its files stay. Of several entries of that name the first goes.");
+  command->callback(
+      [&chosen, options] { chosen = [options](Session& session) { Forget(session, *options); }; });
+}
+
+}  // namespace host

@@ -1,0 +1,23 @@
+#include "Inventory.h"
+
+#include <algorithm>
+
+namespace host {
+
+std::string ArchitectureName(std::int32_t architecture) {
+  if (architecture == 1) return "x86";
+  return architecture == 2 ? "x64" : "";
+}
+
+std::string DateText(std::string date) {
+  const bool usual =
+      date.size() == 8 && std::all_of(date.begin(), date.end(), [](char c) { return c >= '0' && c <= '9'; });
+  return usual ? date.insert(6, "-").insert(4, "-") : date;
+}
+
+std::string CountText(std::size_t count) {
+  if (count == 0) return "No applications";
+  return std::to_string(count) + (count == 1 ? " application" : " applications");
+}
+
+}  // namespace host

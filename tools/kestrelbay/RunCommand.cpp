@@ -1,0 +1,62 @@
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include "Command.h"
+#include "DisplayText.h"
+#include "Failure.h"
+#include "KestrelbayGeneralSDK.h"
+
+namespace host {
+namespace {
+
+// Nothing tells when an asynchronous start is made, and this program ends at once.
+constexpr std::chrono::milliseconds kTimeToStart(500);
+
+struct RunOptions {
+  std::string program;
+  std::vector<std::string> arguments;
+  bool asynchronous = false;
+};
+
+std::string Joined(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
+  return text;
+}
+
+void Tell(Session& session, const RunOptions& options) {
+  if (session.json) {
+    session.out.Write(options.asynchronous ? "{\"started\":null}\n" : "{\"started\":true}\n");
+  } else if (options.asynchronous) {
+    session.out.Write("Asked for " + Printable(options.program) + "; whether it started is not told.\n");
+  } else {
+    session.out.Write("Started " + Printable(options.program) + ".\n");
+  }
+}
+
+void RunProgram(Session& session, const RunOptions& options) {
+  const std::string arguments = Joined(options.arguments);
+  if (options.asynchronous) {
+    StartAnyExeAsync(options.program.c_str(), arguments.c_str());
+    std::this_thread::sleep_for(kTimeToStart);
+  } else if (!StartAnyExe(options.program.c_str(), arguments.c_str())) {
+    throw Failure("not started: " + options.program + " is not there or is no program; give its whole path");
+  }
+  Tell(session, options);
+}
+
+}  // namespace
+
+void AddRun(CLI::App& app, Command& chosen) {
+  CLI::App* command = app.add_subcommand("run", "Start any program, without elevation");
+  auto options = std::make_shared<RunOptions>();
+  command->add_option("EXE", options->program, "Path of the program on the machine")->required();
+  command->add_option("ARGS", options->arguments, "Its arguments, behind -- where they begin with a hyphen");
+  command->add_flag("--async", options->asynchronous, "Have a thread of the library start it");
+  command->footer("Arguments are joined by blanks and handed on as they stand: nothing is quoted.");
+  command->callback(
+      [&chosen, options] { chosen = [options](Session& session) { RunProgram(session, *options); }; });
+}
+
+}  // namespace host

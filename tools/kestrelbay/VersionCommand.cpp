@@ -1,0 +1,37 @@
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "Command.h"
+#include "DisplayText.h"
+#include "Failure.h"
+#include "KestrelbayGeneralSDK.h"
+
+namespace host {
+namespace {
+
+void PrintVersion(Session& session, const std::string& name) {
+  std::vector<char> buffer(4 * 1024);
+  auto size = static_cast<std::int32_t>(buffer.size());
+  if (!GetAppVersion(name.c_str(), nullptr, buffer.data(), &size)) {
+    throw Failure("no version: nothing named \"" + name +
+                  "\" is installed, or it tells none; see the names with: kestrelbay list");
+  }
+  if (session.json) {
+    session.out.WriteJson({{"displayName", name}, {"displayVersion", buffer.data()}});
+    session.out.Write("\n");
+  } else {
+    session.out.Write(Printable(buffer.data()) + "\n");
+  }
+}
+
+}  // namespace
+
+void AddVersion(CLI::App& app, Command& chosen) {
+  CLI::App* command = app.add_subcommand("version", "Print the version of one application");
+  auto name = std::make_shared<std::string>();
+  command->add_option("NAME", *name, "Name exactly as listed, case included")->required();
+  command->callback([&chosen, name] { chosen = [name](Session& session) { PrintVersion(session, *name); }; });
+}
+
+}  // namespace host
