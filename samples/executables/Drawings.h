@@ -1,0 +1,27 @@
+/** Icons of the sample machine's applications, drawn at any size. */
+#pragma once
+
+#include <cstdint>
+
+#include "ExecutableFile.h"
+
+namespace samples {
+
+enum class Shape { Disc, Ring, Bars, Page, Triangle, Cross };
+
+/** A badge: a rounded square with a white shape on it. */
+struct Badge {
+  std::uint32_t colour;  ///< 0xRRGGBB
+  Shape shape;
+};
+
+/** With soft edges, a shade from top to bottom and many colours: for images that keep the alpha. */
+Drawing DrawSmooth(const Badge& badge, std::uint32_t sidePixels);
+
+/** With hard edges and three colours at most: for images with a mask. */
+Drawing DrawFlat(const Badge& badge, std::uint32_t sidePixels);
+
+/** The same in black and white, with nothing around it. */
+Drawing DrawBlackAndWhite(const Badge& badge, std::uint32_t sidePixels);
+
+}  // namespace samples
