@@ -66,12 +66,13 @@ class TestCase(unittest.TestCase):
         (registry / "10-machine.reg").write_bytes(text.encode(encoding, "surrogatepass"))
         return self.folder / name
 
-    def run_host(self, *arguments, canned=None, stdout=subprocess.PIPE, **changes):
-        """Runs the host to its end; output is bytes."""
+    def run_host(self, *arguments, canned=None, stdout=subprocess.PIPE, given=None, **changes):
+        """Runs the host to its end; output is bytes, and so is what is given on standard input."""
         if canned:
             changes = {"LD_PRELOAD": os.environ["KESTRELBAY_CANNED"],
                        "ASAN_OPTIONS": "verify_asan_link_order=0", **canned, **changes}
-        return subprocess.run([PROGRAM, *map(str, arguments)], stdin=subprocess.DEVNULL, stdout=stdout,
+        stdin = {"stdin": subprocess.DEVNULL} if given is None else {"input": given}
+        return subprocess.run([PROGRAM, *map(str, arguments)], **stdin, stdout=stdout,
                               stderr=subprocess.PIPE, env=environment(**changes), timeout=SECONDS)
 
     def output(self, *arguments, **options):

@@ -15,10 +15,10 @@ def reg(*arguments):
     subprocess.run([PROGRAM[0], "reg", *arguments], check=True, stdout=subprocess.DEVNULL, timeout=SECONDS)
 
 
-def run_host(*arguments, stdout=subprocess.PIPE):
+def run_host(*arguments, stdout=subprocess.PIPE, given=b""):
     own = {name: text for name, text in os.environ.items() if name != "COLUMNS"}
-    return subprocess.run([*PROGRAM, *arguments], stdin=subprocess.DEVNULL, stdout=stdout,
-                          stderr=subprocess.PIPE, env=own, timeout=SECONDS)
+    return subprocess.run([*PROGRAM, *arguments], input=given, stdout=stdout, stderr=subprocess.PIPE, env=own,
+                          timeout=SECONDS)
 
 
 class WindowsTest(unittest.TestCase):
@@ -82,3 +82,32 @@ class WindowsTest(unittest.TestCase):
         done = run_host("list", stdout=writing)
         os.close(writing)
         self.assertEqual((done.returncode, done.stderr), (0, b""))
+
+    def test_secret_comes_back(self):
+        hidden = run_host("encrypt", given="gr\u00fcn\r\n".encode()).stdout
+        self.assertRegex(hidden, rb"\A[A-Za-z0-9+/=\r\n]+\Z")
+        done = run_host("decrypt", given=hidden)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "gr\u00fcn".encode(), b""))
+        self.assertIn("nothing came back", self.refusal(1, "decrypt", given=b"QUJD"))
+        self.assertIn("empty", self.refusal(1, "encrypt"))
+
+    def test_facts(self):
+        facts = json.loads(run_host("facts", "--json").stdout)
+        self.assertEqual(list(facts), ["manufacturer", "productName", "deviceId", "proxyServer", "graphics",
+                                       "isTablet", "freeMebibytes"])
+        self.assertGreaterEqual(facts["freeMebibytes"]["C"], 0)
+        self.assertRegex(facts["deviceId"], r"\A[0-9a-f-]{36}\Z")
+
+    def test_program_and_version(self):
+        self.assertEqual(run_host("run", r"C:\windows\system32\hostname.exe").returncode, 0)
+        self.refusal(1, "run", r"C:\none.exe")
+        self.refusal(1, "start", "Alpha 日本語")
+        self.refusal(1, "version", "Alpha 日本語")
+
+    def test_entry_is_forgotten(self):
+        for name in ("DisplayName", "UninstallString"):
+            reg("add", UNINSTALL + r"\CliBeta", "/v", name, "/d", "Beta Б", "/f")
+        self.assertIn("--yes", self.refusal(2, "forget", "Beta Б"))
+        done = run_host("forget", "Beta Б", "--yes")
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertIn("is installed", self.refusal(1, "forget", "Beta Б", "--yes"))

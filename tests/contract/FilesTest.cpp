@@ -4,9 +4,13 @@
 #include <gtest/gtest.h>
 
 #include "TestMachine.h"
+#include "platform/Processes.h"
 
 namespace platform {
 namespace {
+
+constexpr DWORD kPathNotFound = 3;
+constexpr DWORD kNoFolder = 267;
 
 class Files : public testing::Test {
  protected:
@@ -76,6 +80,35 @@ TEST_F(Files, TheProgramsOwnPathIsCutToTheRoom) {
   EXPECT_EQ(!tests::RunsOnWine(), buffer[3] == '\0');
   buffer[3] = '\0';
   EXPECT_EQ(machine.HostPath().substr(0, 3), Ascii(buffer));
+}
+
+TEST_F(Files, AnyFolderOfADriveTellsItsSpace) {
+  for (const auto& path : {std::u16string(u"C:/"), std::u16string(u"c:\\"), folder}) {
+    std::uint64_t freeToCaller = 0;
+    std::uint64_t total = 0;
+    std::uint64_t totalFree = 0;
+    ASSERT_NE(0, GetDiskFreeSpaceExW(path.c_str(), &freeToCaller, &total, &totalFree));
+    EXPECT_GT(total, 0u);
+    EXPECT_LE(freeToCaller, totalFree);
+    EXPECT_LE(totalFree, total);
+  }
+}
+
+TEST_F(Files, WhatIsNoFolderOfADriveHasNoSpace) {
+  machine.MakeFile(folder + u"\\file", "x");
+  const auto problem = [](const std::u16string& path) {
+    std::uint64_t sizes[3] = {7, 7, 7};
+    EXPECT_EQ(0, GetDiskFreeSpaceExW(path.c_str(), &sizes[0], &sizes[1], &sizes[2]));
+    EXPECT_EQ(7u, sizes[0]);
+    return GetLastError();
+  };
+  EXPECT_EQ(kPathNotFound, problem(u"Q:/"));
+  EXPECT_EQ(kPathNotFound, problem(u"1:/"));
+  EXPECT_EQ(kPathNotFound, problem(u""));
+  EXPECT_EQ(kPathNotFound, problem(u"\uFFFD:/"));
+  EXPECT_EQ(kNoFolder, problem(folder + u"\\file"));
+  // Wine says that there is no such file.
+  EXPECT_EQ(!tests::RunsOnWine(), problem(folder + u"\\missing") == kPathNotFound);
 }
 
 }  // namespace

@@ -133,5 +133,48 @@ INSTANTIATE_TEST_SUITE_P(TooLarge, Numbers,
                                          NumberText{u"-2147483649", -2147483647 - 1},
                                          NumberText{u"-99999999999999999999999", -2147483647 - 1}));
 
+struct Parsing {
+  const char16_t* text;
+  LONG number;
+  std::ptrdiff_t chars;
+  int error;
+};
+
+TEST(RuntimeText, ANumberEndsWhereItsDigitsEnd) {
+  const Parsing cases[] = {{u"", 0, 0, 0},
+                           {u"  ", 0, 0, 0},
+                           {u"+", 0, 0, 0},
+                           {u"+-1", 0, 0, 0},
+                           {u"x1", 0, 0, 0},
+                           {u"\uFEFF5", 0, 0, 0},
+                           {u"12abc", 12, 2, 0},
+                           {u"0x10", 0, 1, 0},
+                           {u"\t\n-7 ", -7, 4, 0},
+                           {u"\u00A0\u20035", 5, 3, 0},
+                           {u"\u0661\u0662", 12, 2, 0},
+                           {u"2147483647", 2147483647, 10, 0},
+                           {u"2147483648", 2147483647, 10, ERANGE},
+                           {u"-2147483648", -2147483647 - 1, 11, 0},
+                           {u"-2147483649", -2147483647 - 1, 11, ERANGE},
+                           {u"99999999999999999999x", 2147483647, 20, ERANGE}};
+  for (const Parsing& parsing : cases) {
+    errno = 0;
+    char16_t* end = nullptr;
+    EXPECT_EQ(parsing.number, wcstol(parsing.text, &end, 10));
+    EXPECT_EQ(parsing.chars, end - parsing.text);
+    EXPECT_EQ(parsing.error, errno);
+  }
+}
+
+TEST(RuntimeText, OnlyAsciiLettersAreComparedWithoutCase) {
+  EXPECT_EQ(0, _wcsicmp(u"Folder\\A1", u"fOLDER\\a1"));
+  EXPECT_EQ(0, _wcsicmp(u"", u""));
+  EXPECT_NE(0, _wcsicmp(u"\u00C4", u"\u00E4"));
+  EXPECT_LT(_wcsicmp(u"a", u"B"), 0);
+  EXPECT_GT(_wcsicmp(u"ab", u"A"), 0);
+  EXPECT_LT(_wcsicmp(u"_", u"A"), 0);
+  EXPECT_LT(_wcsicmp(u"", u"a"), 0);
+}
+
 }  // namespace
 }  // namespace platform

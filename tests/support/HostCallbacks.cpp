@@ -96,6 +96,15 @@ void LogCapture::WaitFor(const std::string& message, std::size_t count) {
   changed.wait(held, [&] { return static_cast<std::size_t>(std::ranges::count_if(lines, fits)) >= count; });
 }
 
+void LogCapture::WaitUntil(const std::function<bool()>& condition) {
+  std::size_t seen = 0;
+  while (!condition()) {
+    std::unique_lock held(mutex);
+    changed.wait(held, [&] { return lines.size() > seen; });
+    seen = lines.size();
+  }
+}
+
 bool LogCapture::Overlapped() const {
   const std::lock_guard held(mutex);
   return overlapped;

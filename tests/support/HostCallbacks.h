@@ -8,6 +8,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -38,6 +39,8 @@ class LogCapture {
   std::vector<std::string> Messages() const;
   /** Waits until that many lines have come with exactly this message. */
   void WaitFor(const std::string& message, std::size_t count);
+  /** Waits until the condition holds; it is asked when a line has come, without a lock. */
+  void WaitUntil(const std::function<bool()>& condition);
   /** Whether a call came while another was running. */
   bool Overlapped() const;
 

@@ -7,6 +7,8 @@ constexpr const char16_t* kUninstall = u"Software\\Microsoft\\Windows\\CurrentVe
 
 }  // namespace
 
+void TestMachine::MakeProgram(const std::u16string& path) { MakeProgram(path, {}); }
+
 void TestMachine::SetText(const KeyPath& key, std::u16string_view name, std::u16string_view text,
                           platform::DWORD type) {
   std::vector<std::uint8_t> bytes;

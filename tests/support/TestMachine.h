@@ -41,6 +41,17 @@ struct LogRecord {
   bool operator==(const LogRecord&) const = default;
 };
 
+/** One thing that a program made for a test does when it runs. */
+struct ProgramStep {
+  enum class Kind { CreateKey, DeleteKey, SetText, DeleteValue, WaitForSignal, WaitForWatch };
+
+  Kind kind;
+  KeyPath key = u"";
+  /** Of the value or the signal, or of the event that the watch of the key signals. */
+  std::u16string name = {};
+  std::u16string text = {};
+};
+
 class TestMachine {
  public:
   TestMachine();
@@ -82,8 +93,14 @@ class TestMachine {
   void MakeFile(const std::u16string& path, std::string_view contents);
   /** Makes a program that, when it is started, leaves a mark and ends. */
   void MakeProgram(const std::u16string& path);
+  /** Makes a program that, when it is started, does these steps, leaves its mark and ends. */
+  void MakeProgram(const std::u16string& path, const std::vector<ProgramStep>& steps, int exitCode = 0);
+  /** Lets the programs go on that wait for this signal, now or later. */
+  void Signal(const std::u16string& name);
   /** Whether the program made at `path` was started and has left its mark. */
   bool ProgramRan(const std::u16string& path);
+  /** Waits until the program made at `path`, which was started, has left its mark. */
+  void WaitForProgram(const std::u16string& path);
 
   /** Whole path of the running program. */
   std::u16string HostPath();
@@ -96,6 +113,12 @@ class TestMachine {
 
  private:
   struct State;
+  struct Signals;
+
+  /** What a simulated program does. */
+  void Take(const ProgramStep& step);
+
+  std::unique_ptr<Signals> signals;
   std::unique_ptr<State> state;
 };
 

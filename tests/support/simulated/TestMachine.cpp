@@ -4,8 +4,12 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <mutex>
 #include <stdexcept>
 
+#include "platform/Constants.h"
+#include "platform/Events.h"
 #include "simulated/InvalidParameter.h"
 #include "simulated/Machine.h"
 #include "simulated/RegFile.h"
@@ -28,6 +32,24 @@ fs::path NewHostFolder() {
 
 }  // namespace
 
+/** Events by which programs are held up; they are there until the programs that may wait for them have ended.
+ */
+struct TestMachine::Signals {
+  ~Signals() {
+    for (const auto& [name, event] : events) platform::CloseHandle(event);
+  }
+
+  platform::HANDLE Find(const std::u16string& name) {
+    const std::lock_guard guard(lock);
+    auto& event = events[name];
+    if (!event) event = platform::CreateEventW(nullptr, true, false, nullptr);
+    return event;
+  }
+
+  std::mutex lock;
+  std::map<std::u16string, platform::HANDLE> events;
+};
+
 struct TestMachine::State {
   State() { machine.drives.Mount(u'C', driveC); }
   ~State() {
@@ -46,6 +68,7 @@ struct TestMachine::State {
 
   /** Where a key of a view is stored, or would be: below what the view has of the way to it. */
   std::u16string StoredPath(const KeyPath& key) {
+    const std::lock_guard guard(machine.registry.Lock());
     for (auto end = key.path.size(); end != std::u16string::npos; end = key.path.rfind(u'\\', end - 1)) {
       if (auto* above = Find({key.path.substr(0, end), key.view})) {
         return machine.registry.PathOf(*above) + key.path.substr(end);
@@ -66,7 +89,7 @@ struct TestMachine::State {
   simulated::Machine& machine = simulated::Machine::Use(std::make_unique<simulated::Machine>());
 };
 
-TestMachine::TestMachine() : state(std::make_unique<State>()) {
+TestMachine::TestMachine() : signals(std::make_unique<Signals>()), state(std::make_unique<State>()) {
   // What every Windows has: the keys where the 32-bit view branches off, and the user's own software.
   for (const auto* path :
        {u"HKEY_LOCAL_MACHINE\\Software\\Wow6432Node", u"HKEY_LOCAL_MACHINE\\System",
@@ -142,13 +165,43 @@ void TestMachine::MakeFile(const std::u16string& path, std::string_view contents
   if (!stream.flush()) throw std::runtime_error("a file cannot be made");
 }
 
-void TestMachine::MakeProgram(const std::u16string& path) {
+void TestMachine::MakeProgram(const std::u16string& path, const std::vector<ProgramStep>& steps,
+                              int exitCode) {
   MakeFile(path, "");
-  auto run = [mark = state->OnHost(path + u".ran")] {
+  auto run = [this, steps, exitCode, mark = state->OnHost(path + u".ran")] {
+    for (const ProgramStep& step : steps) Take(step);
     std::ofstream(mark).flush();
-    return 0;
+    return exitCode;
   };
   state->machine.programs.Set(path, {.run = run});
+}
+
+void TestMachine::Take(const ProgramStep& step) {
+  auto& registry = state->machine.registry;
+  switch (step.kind) {
+    case ProgramStep::Kind::WaitForSignal: {
+      const platform::HANDLE event = signals->Find(step.name);
+      platform::WaitForMultipleObjects(1, &event, false, platform::INFINITE);
+      return;
+    }
+    case ProgramStep::Kind::WaitForWatch:
+      return registry.WaitForWatch(state->StoredPath(step.key));
+    default:
+      break;
+  }
+  const std::lock_guard guard(registry.Lock());
+  if (step.kind == ProgramStep::Kind::CreateKey) CreateKey(step.key);
+  if (step.kind == ProgramStep::Kind::DeleteKey) DeleteKey(step.key);
+  if (step.kind == ProgramStep::Kind::SetText) SetText(step.key, step.name, step.text);
+  if (step.kind == ProgramStep::Kind::DeleteValue)
+    registry.RemoveValue(state->StoredPath(step.key), step.name);
+}
+
+void TestMachine::Signal(const std::u16string& name) { platform::SetEvent(signals->Find(name)); }
+
+void TestMachine::WaitForProgram(const std::u16string& path) {
+  state->machine.programs.WaitForAll();
+  if (!ProgramRan(path)) throw std::runtime_error("the program was not started");
 }
 
 bool TestMachine::ProgramRan(const std::u16string& path) { return fs::exists(state->OnHost(path + u".ran")); }

@@ -79,6 +79,10 @@ void RegistryChanges::SetValue(const KeyPath& path, const std::u16string& name, 
         "setting a value");
 }
 
+void RegistryChanges::DeleteLater(const KeyPath& path) {
+  if (const auto topmost = TopmostMissing(path)) madeKeys.push_back(*topmost);
+}
+
 bool RegistryChanges::DeleteKey(const KeyPath& path) {
   const auto cut = path.path.rfind(u'\\');
   const OpenKey parent({path.path.substr(0, cut), path.view}, KEY_ALL_ACCESS);

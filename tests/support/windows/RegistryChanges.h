@@ -39,6 +39,9 @@ class RegistryChanges {
   void CreateKey(const KeyPath& path);
   void SetValue(const KeyPath& path, const std::u16string& name, DWORD type, std::span<const BYTE> bytes);
   bool DeleteKey(const KeyPath& path);
+  /** Has a key that somebody else is going to make deleted in the end, with those above it that are missing
+   * now. */
+  void DeleteLater(const KeyPath& path);
 
  private:
   struct Value {

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <optional>
 #include <sstream>
 #include <stdexcept>
@@ -32,6 +33,11 @@ fs::path NewFolder() {
   auto folder = fs::temp_directory_path() / name;
   fs::create_directories(folder);
   return folder;
+}
+
+std::u16string Decimal(int number) {
+  const auto text = std::to_string(number);
+  return {text.begin(), text.end()};
 }
 
 std::u16string FromUtf8(std::string_view text) {
@@ -80,6 +86,25 @@ class EarlierVariable {
 
 }  // namespace
 
+/** Events by which programs are held up, under names that no other run uses. */
+struct TestMachine::Signals {
+  ~Signals() {
+    for (const auto& [name, event] : events) CloseHandle(event);
+  }
+
+  std::u16string NameOf(const std::u16string& name) const {
+    return u"kestrelbay-test-" + Decimal(static_cast<int>(GetCurrentProcessId())) + u"-" + name;
+  }
+
+  HANDLE Find(const std::u16string& name) {
+    HANDLE& event = events[name];
+    if (!event) event = CreateEventW(nullptr, TRUE, FALSE, Wide(NameOf(name)));
+    return event;
+  }
+
+  std::map<std::u16string, HANDLE> events;
+};
+
 struct TestMachine::State {
   ~State() {
     std::error_code ignored;
@@ -93,7 +118,7 @@ struct TestMachine::State {
   std::vector<std::unique_ptr<EarlierVariable>> variables;
 };
 
-TestMachine::TestMachine() : state(std::make_unique<State>()) {
+TestMachine::TestMachine() : signals(std::make_unique<Signals>()), state(std::make_unique<State>()) {
   SetVariable(u"KESTRELBAY_LOG_FILE", (state->folder / "log.txt").u16string());
 }
 
@@ -174,11 +199,34 @@ void TestMachine::MakeFile(const std::u16string& path, std::string_view contents
   if (!stream.flush()) throw std::runtime_error("a file cannot be made");
 }
 
-void TestMachine::MakeProgram(const std::u16string& path) {
+void TestMachine::MakeProgram(const std::u16string& path, const std::vector<ProgramStep>& steps,
+                              int exitCode) {
   MakeFile(path, "");
   fs::copy_file(ProgramPath().parent_path() / "kestrelbay-test-program.exe", path,
                 fs::copy_options::overwrite_existing);
+  std::u16string script;
+  const auto add = [&](std::u16string_view field) { script.append(field).push_back(u'\n'); };
+  for (const ProgramStep& step : steps) {
+    const bool makesKeys =
+        step.kind == ProgramStep::Kind::CreateKey || step.kind == ProgramStep::Kind::SetText;
+    if (makesKeys) state->registry.DeleteLater(step.key);
+    const bool waits = step.kind == ProgramStep::Kind::WaitForSignal;
+    add(Decimal(static_cast<int>(step.kind)));
+    add(step.key.path);
+    add(Decimal(static_cast<int>(step.key.view)));
+    add(waits ? signals->NameOf(step.name) : step.name);
+    add(step.text);
+  }
+  script.insert(0, Decimal(exitCode) + u"\n");
+  MakeFile(path + u".steps",
+           {reinterpret_cast<const char*>(script.data()), script.size() * sizeof(char16_t)});
   state->madePaths.push_back(path + u".ran");
+}
+
+void TestMachine::Signal(const std::u16string& name) { SetEvent(signals->Find(name)); }
+
+void TestMachine::WaitForProgram(const std::u16string& path) {
+  while (!ProgramRan(path)) Sleep(1);
 }
 
 bool TestMachine::ProgramRan(const std::u16string& path) { return fs::exists(path + u".ran"); }

@@ -1,0 +1,84 @@
+"""Facts about the machine, and versions."""
+
+import json
+
+from kestrelbay import TestCase, app, key
+
+TABLET = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\Tablet PC"
+BIOS = "HKEY_LOCAL_MACHINE\\HARDWARE\\DESCRIPTION\\System\\BIOS"
+
+
+class FactsTest(TestCase):
+    def described(self, *keys, **description):
+        machine = self.machine(*keys)
+        (machine / "machine.json").write_text(json.dumps(description))
+        return machine
+
+    def test_sample(self):
+        self.assertEqual(json.loads(self.output("--json", "facts")), {
+            "manufacturer": "Thornwick Boards",
+            "productName": "Meridian Desk 40",
+            "deviceId": "6d0f2c81-74b9-4e35-a1c6-92e80f5d3b47",
+            "proxyServer": "proxy.desk.example:8080",
+            "graphics": "Lumenfall G40,Basic Display Driver",
+            "isTablet": False,
+            "freeMebibytes": {"C": 179200, "D": 700}})
+
+    def test_table(self):
+        self.assertEqual(self.output("facts"),
+                         "Manufacturer  Thornwick Boards\n"
+                         "Product       Meridian Desk 40\n"
+                         "Device id     6d0f2c81-74b9-4e35-a1c6-92e80f5d3b47\n"
+                         "Proxy         proxy.desk.example:8080\n"
+                         "Graphics      Lumenfall G40,Basic Display Driver\n"
+                         "Tablet        no\n"
+                         "Free on C:    179200 MiB\n"
+                         "Free on D:    700 MiB\n")
+
+    def test_what_is_not_known_is_null(self):
+        facts = json.loads(self.output("--machine", self.machine(), "--json", "facts"))
+        self.assertEqual(facts, {"manufacturer": None, "productName": None, "deviceId": None,
+                                 "proxyServer": None, "graphics": None, "isTablet": False,
+                                 "freeMebibytes": {}})
+        self.assertIn("Product       (not known)\n", self.output("--machine", self.machine(name="b"), "facts"))
+
+    def test_a_setting_that_is_no_number_hides_nothing_else(self):
+        machine = self.machine(key(TABLET, {"IsTabletPc": "maybe"}), key(BIOS, {"SystemProductName": "M\x07"}))
+        done = self.run_host("--machine", machine, "facts")
+        self.assertEqual(done.returncode, 0)
+        self.assertEqual(done.stderr.decode(),
+                         "kestrelbay: Tablet: the machine's setting is no number (invalid stoi argument)\n")
+        self.assertIn("Tablet        (not known)\n", done.stdout.decode())
+        self.assertIn("Product       M\u2407\n", done.stdout.decode())
+
+    def test_adapter_that_fails_keeps_its_place(self):
+        machine = self.described(graphicsAdapters=["A", None, "C"])
+        self.assertEqual(json.loads(self.output("--machine", machine, "--json", "facts"))["graphics"], "A,,C")
+
+    def test_description_that_is_wrong_is_told_by_its_member(self):
+        for number, (member, value, told) in enumerate([
+                ("disks", {"C": {"freeBytes": 2, "sizeBytes": 1}}, "disks.C"),
+                ("disks", {"C": {"freeBytes": 2}}, "disks.C.sizeBytes"),
+                ("disks", {"CC": {}}, "disks.CC"),
+                ("disks", {"C": {"freeBytes": -1, "sizeBytes": 1}}, "disks.C.freeBytes"),
+                ("graphicsAdapters", [""], "graphicsAdapters"),
+                ("graphicsAdapters", "A", "graphicsAdapters"),
+                ("appsFolder", [{"name": 1}], "appsFolder.name"),
+                ("appsFolder", [{"icon": "x"}], "appsFolder.icon"),
+                ("appsFolder", {}, "appsFolder")]):
+            machine = self.machine(name=f"pc{number}")
+            (machine / "machine.json").write_text(json.dumps({member: value}))
+            self.assertIn(f"machine.json: {told}: ", self.refusal(1, "--machine", machine, "facts"))
+
+
+class VersionTest(TestCase):
+    def test_version(self):
+        machine = self.machine(app("Alpha", DisplayVersion="1.2\t3"), app("Beta"))
+        self.assertEqual(self.output("--machine", machine, "version", "Alpha"), "1.2\u24093\n")
+        self.assertEqual(json.loads(self.output("--machine", machine, "--json", "version", "Alpha")),
+                         {"displayName": "Alpha", "displayVersion": "1.2\t3"})
+
+    def test_no_version(self):
+        machine = self.machine(app("Alpha", DisplayVersion="1"), app("Beta"))
+        for name in ("Beta", "alpha", "Gamma"):
+            self.assertIn(f'"{name}"', self.refusal(1, "--machine", machine, "version", name))

@@ -1,0 +1,150 @@
+// Icons of applications, from the registry to the picture.
+#include <gmock/gmock.h>
+
+#include <array>
+#include <cstring>
+
+#include "ExecutableFile.h"
+#include "HostTest.h"
+
+namespace tests {
+namespace {
+
+using kestrelbay::IconReceiver;
+using testing::Each;
+using testing::StartsWith;
+
+constexpr const char* kPictureStart = "data:image/png;base64,";
+
+/** The width and height that a picture's file tells, decoded from its first bytes. */
+std::array<std::uint32_t, 2> SizeOf(const std::string& iconText) {
+  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string bytes;
+  for (std::size_t at = std::strlen(kPictureStart); at + 4 <= iconText.size() && bytes.size() < 24; at += 4) {
+    std::uint32_t bits = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+      bits = bits << 6 | static_cast<std::uint32_t>(kDigits.find(iconText[at + i]) & 63);
+    }
+    for (const int shift : {16, 8, 0}) bytes += static_cast<char>(bits >> shift & 0xFF);
+  }
+  EXPECT_THAT(bytes, StartsWith("\x89PNG\r\n\x1a\n"));
+  std::array<std::uint32_t, 2> size{};
+  for (std::size_t at = 16; at < 24; ++at) {
+    size[(at - 16) / 4] = size[(at - 16) / 4] << 8 | static_cast<unsigned char>(bytes[at]);
+  }
+  return size;
+}
+
+class Icon : public HostTest {
+ protected:
+  /** An application whose icon is in a program. @return the program's path */
+  std::u16string AppWith(const std::u16string& name, const std::string& program) {
+    const std::u16string path = folder + u"\\" + name + u".exe";
+    machine.MakeFile(path, program);
+    AppAt(name, path);
+    return path;
+  }
+
+  void AppAt(const std::u16string& name, const std::u16string& displayIcon) {
+    Entry(name, {{u"DisplayName", name}, {u"UninstallString", u"u"}, {u"DisplayIcon", displayIcon}});
+  }
+
+  static std::string Large() {
+    return samples::MakeExecutable({{u"", 1, {samples::MakePng(samples::Drawing(256, 256, 0xFF3366CC))}}});
+  }
+
+  /** What GetAppIconAsync answers. */
+  static std::string IconOf(const char* name) {
+    IconReceiver receiver;
+    GetAppIconAsync(&IconReceiver::Receive, name);
+    return receiver.WaitForTexts(1)[0];
+  }
+
+  std::u16string folder = machine.Folder();
+};
+
+TEST_F(Icon, OfAProgramIsAPictureOfItsLargestImage) {
+  AppWith(u"App", Large());
+  const std::string text = IconOf("App");
+  ASSERT_THAT(text, StartsWith(kPictureStart));
+  EXPECT_EQ(SizeOf(text), (std::array<std::uint32_t, 2>{256, 256}));
+}
+
+TEST_F(Icon, OfAListIsTheSameAsAskedForAlone) {
+  AppWith(u"App", Large());
+  const auto entries = List(true);
+  ASSERT_EQ(entries.size(), 1U);
+  EXPECT_EQ(entries[0].iconText, IconOf("App"));
+}
+
+TEST_F(Icon, OfAProgramIsLeftOutOfAListWithoutIcons) {
+  AppWith(u"App", Large());
+  EXPECT_EQ(List(false)[0].iconText, "");
+  EXPECT_THAT(List(false)[0].displayIcon, testing::EndsWith("App.exe"));
+}
+
+TEST_F(Icon, SourceIsCleanedFirst) {
+  const std::u16string path = AppWith(u"App", Large());
+  std::u16string doubled;
+  for (const char16_t unit : path) doubled.append(unit == u'\\' ? 2 : 1, unit);
+  AppAt(u"Quoted", u"\"" + path + u"\",-101");
+  AppAt(u"Doubled", doubled + u" ,0");
+  const std::string text = IconOf("App");
+  EXPECT_EQ(IconOf("Quoted"), text);
+  EXPECT_EQ(IconOf("Doubled"), text);
+}
+
+TEST_F(Icon, FileIsItsCleanedPathEitherWay) {
+  AppAt(u"App", u"\"C:\\App\\app.ico\",0");
+  EXPECT_EQ(IconOf("App"), "C:\\App\\app.ico");
+  EXPECT_EQ(List(true)[0].iconText, "C:\\App\\app.ico");
+  EXPECT_EQ(List(false)[0].iconText, "C:\\App\\app.ico");
+}
+
+TEST_F(Icon, ProgramInCapitalsIsAPath) {
+  const std::u16string path = folder + u"\\TOOL.EXE";
+  machine.MakeFile(path, Large());
+  AppAt(u"Tool", path);
+  EXPECT_THAT(IconOf("Tool"), testing::EndsWith("\\TOOL.EXE"));
+}
+
+TEST_F(Icon, NothingThereIsOneEmptyAnswer) {
+  AppAt(u"Missing", folder + u"\\missing.exe");
+  AppAt(u"Bare", u"");
+  for (const char* name : {"Missing", "Bare", "Unknown", "missing", ""}) {
+    EXPECT_EQ(IconOf(name), "") << name;
+  }
+}
+
+TEST_F(Icon, OfADamagedProgramHidesNoOther) {
+  AppWith(u"App", Large());
+  AppWith(u"Damaged", Large().substr(0, 4000));
+  const auto entries = List(true);
+  ASSERT_EQ(entries.size(), 2U);
+  EXPECT_THAT(entries[0].iconText, StartsWith(kPictureStart));
+  // Wine gives it the icon that programs without one have.
+  EXPECT_EQ(!RunsOnWine(), entries[1].iconText.empty());
+}
+
+TEST_F(Icon, OfAProgramWithoutOneIsTheCommonOne) {
+  AppWith(u"App", samples::MakeExecutable({}));
+  EXPECT_EQ(SizeOf(IconOf("App")), (std::array<std::uint32_t, 2>{256, 256}));
+}
+
+TEST_F(Icon, SmallOneIsCutTo48Pixels) {
+  AppWith(u"App", samples::MakeExecutable(
+                      {{u"", 1, {samples::MakeBitmap(samples::Drawing(48, 48, 0xFF3366CC), 32)}}}));
+  // Wine scales it to the whole of the large icon.
+  EXPECT_EQ(!RunsOnWine(), SizeOf(IconOf("App")) == (std::array<std::uint32_t, 2>{48, 48}));
+}
+
+TEST_F(Icon, SeveralAreDrawnAtOnce) {
+  AppWith(u"App", Large());
+  const std::string text = IconOf("App");
+  IconReceiver receiver;
+  for (int i = 0; i < 16; ++i) GetAppIconAsync(&IconReceiver::Receive, "App");
+  EXPECT_THAT(receiver.WaitForTexts(16), Each(text));
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,176 @@
+// Installing: every outcome, with its record and its lines, from installers that really run.
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <thread>
+
+#include "JobHost.h"
+
+namespace tests {
+namespace {
+
+using testing::ElementsAre;
+
+class Installing : public JobHost {
+ protected:
+  void ExpectOutcome(const InstallRecord& record, const char* result, const char* errMsg,
+                     const char* version) {
+    EXPECT_STREQ(record.Result, result);
+    EXPECT_STREQ(record.ErrMsg, errMsg);
+    EXPECT_STREQ(record.DisplayVersion, version);
+    EXPECT_EQ(WaitForReports(1).size(), 1U);
+  }
+
+  /** The log of a job that ran an installer. */
+  void ExpectLog(const std::string& last) {
+    EXPECT_THAT(
+        kestrelbay::TextOf(log),
+        ElementsAre("AppInstall 3 StartInstall: StartInstall begin.",
+                    "AppInstall 3 InstallThreadImp: InstallThreadImp begin.",
+                    "AppInstall 3 StartInstallProcessAndWait: enter StartInstallProcessAndWait:appPath=" +
+                        Narrow(setup) + ", para=/S",
+                    "AppInstall 3 InstallThreadImp: " + last));
+  }
+
+  std::string LastLine() const { return kestrelbay::TextOf(log).back(); }
+};
+
+TEST_F(Installing, EmptyPath) {
+  InstallRecord record(u"", "");
+  Run(record);
+  ExpectOutcome(record, "Fail", "Install path is empty!", "");
+  EXPECT_EQ(LastLine(), "AppInstall 5 InstallThreadImp: install path is empty, displayName: ");
+}
+
+TEST_F(Installing, MissingPath) {
+  InstallRecord record(setup, "App");
+  Run(record);
+  ExpectOutcome(record, "Fail", "Install path is not exist!", "");
+  EXPECT_EQ(LastLine(),
+            "AppInstall 5 InstallThreadImp: install path is not exist, installationPath: " + Narrow(setup));
+}
+
+TEST_F(Installing, EmptyName) {
+  machine.MakeProgram(setup);
+  InstallRecord record(setup, "");
+  Run(record);
+  ExpectOutcome(record, "Fail", "DisplayName is empty!", "");
+  EXPECT_EQ(LastLine(), "AppInstall 5 InstallThreadImp: displayName is empty");
+  EXPECT_FALSE(machine.ProgramRan(setup));
+}
+
+TEST_F(Installing, NewApplication) {
+  machine.MakeProgram(setup, Registering(u"App", u"1.0"));
+  InstallRecord record(setup, "App", "/S");
+  Run(record);
+  ExpectOutcome(record, "Success", "NULL", "1.0");
+  ExpectLog("Install success, displayName: App");
+  EXPECT_THAT(Names(), ElementsAre("App"));
+}
+
+TEST_F(Installing, InstallerThatDoesNothing) {
+  machine.MakeProgram(setup);
+  InstallRecord record(setup, "App", "/S");
+  Run(record);
+  ExpectOutcome(record, "Fail", "Cannot find the app from registry!", "");
+  ExpectLog("Install fail, cannot find the app from registry, displayName: App");
+}
+
+TEST_F(Installing, Update) {
+  AddApp(u"App", u"1.0");
+  machine.MakeProgram(setup, Registering(u"App", u"2.0"));
+  InstallRecord record(setup, "App", "/S");
+  Run(record);
+  ExpectOutcome(record, "Success", "Update success!", "2.0");
+  ExpectLog("Update success, displayName: App");
+}
+
+TEST_F(Installing, UpdateThatChangesNothing) {
+  AddApp(u"App", u"1.0");
+  machine.MakeProgram(setup);
+  InstallRecord record(setup, "App", "/S");
+  Run(record);
+  ExpectOutcome(record, "Fail", "Update fail!", "1.0");
+  ExpectLog("Update fail, displayName: App");
+}
+
+TEST_F(Installing, DowngradeIsAnUpdate) {
+  AddApp(u"App", u"2.0");
+  machine.MakeProgram(setup, Registering(u"App", u"1.0"));
+  InstallRecord record(setup, "App");
+  Run(record);
+  ExpectOutcome(record, "Success", "Update success!", "1.0");
+}
+
+TEST_F(Installing, InstallerThatRemovesTheApplicationHasUpdatedIt) {
+  machine.MakeProgram(setup, {{ProgramStep::Kind::DeleteKey, AddApp(u"App", u"1.0")}});
+  InstallRecord record(setup, "App");
+  Run(record);
+  ExpectOutcome(record, "Success", "Update success!", "");
+}
+
+TEST_F(Installing, ExitCodePlaysNoPart) {
+  machine.MakeProgram(setup, Registering(u"App", u"1.0"), 1603);
+  InstallRecord record(setup, "App");
+  Run(record);
+  ExpectOutcome(record, "Success", "NULL", "1.0");
+}
+
+TEST_F(Installing, NameInAnotherCaseIsNotFound) {
+  machine.MakeProgram(setup, Registering(u"App", u"1.0"));
+  InstallRecord record(setup, "APP");
+  Run(record);
+  ExpectOutcome(record, "Fail", "Cannot find the app from registry!", "");
+}
+
+TEST_F(Installing, GivenRegistryPathFindsNothing) {
+  AddApp(u"App", u"1.0");
+  machine.MakeProgram(setup, Registering(u"App", u"2.0"));
+  InstallRecord record(setup, "App", "", Narrow(kUninstall) + "\\App");
+  Run(record);
+  ExpectOutcome(record, "Fail", "Cannot find the app from registry!", "");
+  const auto lines = kestrelbay::TextOf(log);
+  EXPECT_EQ(std::count(lines.begin(), lines.end(),
+                       "AppInstall 5 InquryInstallInfo: application not found from the given registry path."),
+            2);
+}
+
+TEST_F(Installing, StarterDoesNotWaitForTheInstaller) {
+  Steps steps{{ProgramStep::Kind::WaitForSignal, u"", u"go"}};
+  for (const ProgramStep& step : Registering(u"App", u"1.0")) steps.push_back(step);
+  machine.MakeProgram(setup, steps);
+  InstallRecord record(setup, "App");
+  Install(&record, &Receive);
+  EXPECT_TRUE(WaitForReports(0).empty());
+  machine.Signal(u"go");
+  WaitForReports(1);
+  ExpectOutcome(record, "Success", "NULL", "1.0");
+}
+
+TEST_F(Installing, CallbackGivenLastReceivesTheOlderJobToo) {
+  machine.MakeProgram(setup, {{ProgramStep::Kind::WaitForSignal, u"", u"go"}});
+  InstallRecord first(setup, "First");
+  InstallRecord second(u"", "Second");
+  Install(&first, &Receive);
+  Install(&second, &ReceiveElsewhere);
+  WaitForReports(1);
+  machine.Signal(u"go");
+  const auto reports = WaitForReports(2);
+  EXPECT_EQ(reports[0].request, static_cast<InstallRequest*>(&second));
+  EXPECT_EQ(reports[1].request, static_cast<InstallRequest*>(&first));
+  EXPECT_EQ(reports[1].callback, 2);
+}
+
+TEST_F(Installing, TwoStartsAtOnceTakeASecondTogether) {
+  InstallRecord first(u"", "First");
+  InstallRecord second(u"", "Second");
+  const auto before = std::chrono::steady_clock::now();
+  std::thread other([&] { Install(&first, &Receive); });
+  Install(&second, &Receive);
+  other.join();
+  EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(990));
+  EXPECT_EQ(WaitForReports(2).size(), 2U);
+}
+
+}  // namespace
+}  // namespace tests

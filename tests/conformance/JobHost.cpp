@@ -1,0 +1,98 @@
+#include "JobHost.h"
+
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+
+namespace tests {
+namespace {
+
+std::mutex reportsMutex;
+std::condition_variable reportsChanged;
+std::vector<Report> reports;
+
+void Add(const void* request, int callback) {
+  const std::lock_guard held(reportsMutex);
+  reports.push_back({request, callback});
+  reportsChanged.notify_all();
+}
+
+template <std::size_t Size>
+void Fill(char (&field)[Size], const std::string& text) {
+  ASSERT_LT(text.size(), Size);
+  std::memcpy(field, text.c_str(), text.size() + 1);
+}
+
+}  // namespace
+
+std::string Narrow(const std::u16string& text) { return {text.begin(), text.end()}; }
+
+InstallRecord::InstallRecord(const std::u16string& path, const std::string& name,
+                             const std::string& parameters, const std::string& registry)
+    : InstallRequest{} {
+  Fill(installerPath, Narrow(path));
+  Fill(displayName, name);
+  Fill(installerParams, parameters);
+  Fill(registryPath, registry);
+}
+
+UninstallRecord::UninstallRecord(const std::string& name, const std::string& registry) : UninstallRequest{} {
+  Fill(displayName, name);
+  Fill(registryPath, registry);
+}
+
+JobHost::JobHost() {
+  const std::lock_guard held(reportsMutex);
+  reports.clear();
+}
+
+void JobHost::Receive(InstallRequest* request) { Add(request, 1); }
+
+void JobHost::ReceiveElsewhere(InstallRequest* request) { Add(request, 2); }
+
+void JobHost::ReceiveRemoval(UninstallRequest* request) { Add(request, 3); }
+
+void JobHost::Run(InstallRecord& record) {
+  const std::size_t before = WaitForReports(0).size();
+  Install(&record, &Receive);
+  WaitForReports(before + 1);
+}
+
+void JobHost::Run(UninstallRecord& record) {
+  const std::size_t before = WaitForReports(0).size();
+  Uninstall(&record, &ReceiveRemoval);
+  WaitForReports(before + 1);
+}
+
+std::vector<Report> JobHost::WaitForReports(std::size_t count) {
+  std::unique_lock held(reportsMutex);
+  reportsChanged.wait(held, [&] { return reports.size() >= count; });
+  return reports;
+}
+
+KeyPath JobHost::AddApp(const std::u16string& name, const std::u16string& version, View view) {
+  return Entry(name,
+               {{u"DisplayName", name},
+                {u"DisplayVersion", version},
+                {u"UninstallString", u"\"" + remover + u"\" /S"}},
+               view);
+}
+
+JobHost::Steps JobHost::Registering(const std::u16string& name, const std::u16string& version) const {
+  const KeyPath key = KeyOf(name);
+  using Kind = ProgramStep::Kind;
+  return {{Kind::SetText, key, u"DisplayName", name},
+          {Kind::SetText, key, u"UninstallString", u"\"" + remover + u"\" /S"},
+          {Kind::SetText, key, u"DisplayVersion", version}};
+}
+
+JobHost::Steps JobHost::Removing(const KeyPath& key, const std::u16string& name) {
+  using Kind = ProgramStep::Kind;
+  return {{Kind::WaitForWatch, key, name},
+          {Kind::DeleteValue, key, u"UninstallString"},
+          {Kind::DeleteValue, key, u"DisplayName"},
+          {Kind::CreateKey, {key.path + u"\\Gone", key.view}},
+          {Kind::DeleteKey, key}};
+}
+
+}  // namespace tests

@@ -1,0 +1,197 @@
+// Loading the library, using every export and unloading it, over and over.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <set>
+#include <thread>
+
+#include "KestrelbayGeneralSDK.h"
+#include "LoadedLibrary.h"
+#include "TestMachine.h"
+
+namespace tests {
+namespace {
+
+const std::u16string kUninstall =
+    u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
+
+std::atomic<int> callbacks = 0;
+
+void DropLog(const char*, std::int32_t, const char*) {}
+
+/** Nothing tells when a worker of the library has ended, so what it leaves is looked for until then. */
+template <class Condition>
+void WaitUntil(Condition isTrue) {
+  while (!isTrue()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+std::set<std::string> NamesInDefinitionFile() {
+  std::ifstream file(KESTRELBAY_EXPORT_LIST);
+  std::set<std::string> names;
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with("  ")) names.insert(line.substr(2, line.find_last_not_of('\r') - 1));
+  }
+  return names;
+}
+
+/** One life of the library in a process that has a machine with an application and a program. */
+class Life {
+ public:
+  explicit Life(const std::u16string& path) : program(path.begin(), path.end()) {}
+  ~Life() {
+    // A worker that is still on its way out would end in code that is gone. The first lives may start threads
+    // of the system itself, which stay; hence the limit.
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    WaitUntil([&] {
+      return MeasureProcess().threads <= threadsBefore || std::chrono::steady_clock::now() > limit;
+    });
+  }
+
+  /** Calls every export. @return the names of those that were called */
+  std::set<std::string> UseEverything() {
+    Export<decltype(&::InitDllLogger)>("InitDllLogger")(&DropLog);
+    AskFacts();
+    UseTexts();
+    ListApplications();
+    StartPrograms();
+    RunJobs();
+    Export<decltype(&::DeleteAppRegistryInfo)>("DeleteAppRegistryInfo")("App");
+    return called;
+  }
+
+ private:
+  template <class Function>
+  Function Export(const char* name) {
+    called.insert(name);
+    return reinterpret_cast<Function>(library.Find(name));
+  }
+
+  void AskFacts() {
+    std::array<char, 1024> buffer{};
+    for (const char* name :
+         {"GetManufacturer", "GetDeviceId", "GetProductName", "GetProxyServer", "GetGraphics"}) {
+      std::int32_t size = buffer.size();
+      Export<decltype(&::GetDeviceId)>(name)(buffer.data(), &size);
+    }
+    std::int32_t size = buffer.size();
+    EXPECT_TRUE(Export<decltype(&::GetAppVersion)>("GetAppVersion")("App", nullptr, buffer.data(), &size));
+    EXPECT_STREQ(buffer.data(), "1.0");
+    size = buffer.size();
+    Export<decltype(&::GetRootDir)>("GetRootDir")(buffer.data(), &size, 2);
+    EXPECT_GE(Export<decltype(&::GetDiskAvailableSpace)>("GetDiskAvailableSpace")("C"), 0);
+    Export<decltype(&::IsTabletPC)>("IsTabletPC")();
+  }
+
+  void UseTexts() {
+    const auto release = Export<decltype(&::ReleaseDllStr)>("ReleaseDllStr");
+    char* hidden = nullptr;
+    char* text = nullptr;
+    Export<decltype(&::Encrypt)>("Encrypt")("secret", &hidden);
+    Export<decltype(&::Decrypt)>("Decrypt")(hidden, &text);
+    EXPECT_STREQ(text, "secret");
+    release(&hidden);
+    release(&text);
+    const char* const* table = nullptr;
+    std::uint32_t count = 0;
+    Export<decltype(&::GetAppBlackList)>("GetAppBlackList")(&table, &count);
+    EXPECT_EQ(count, 2U);
+  }
+
+  void ListApplications() {
+    InstalledAppEntry* entries = nullptr;
+    std::uint32_t count = 0;
+    Export<decltype(&::GetInstalledAppList)>("GetInstalledAppList")(&entries, &count, true);
+    EXPECT_GE(count, 1U);
+    Export<decltype(&::ReleaseInstalledAppList)>("ReleaseInstalledAppList")(&entries,
+                                                                            static_cast<std::int32_t>(count));
+    const int before = callbacks;
+    Export<decltype(&::GetInstalledAppListAsync)>("GetInstalledAppListAsync")(
+        [](InstalledAppEntry*, std::int32_t) { ++callbacks; }, false);
+    Export<decltype(&::GetAppIconAsync)>("GetAppIconAsync")([](char*) { ++callbacks; }, "App");
+    WaitUntil([&] { return callbacks == before + 2; });
+  }
+
+  void StartPrograms() {
+    EXPECT_EQ(Export<decltype(&::StartApp)>("StartApp")("App", ""), 1);
+    EXPECT_TRUE(Export<decltype(&::StartAnyExe)>("StartAnyExe")(program.c_str(), ""));
+    Export<decltype(&::StartAnyExeAsync)>("StartAnyExeAsync")(program.c_str(), "");
+  }
+
+  void RunJobs() {
+    // Set first, it has both jobs wait for nothing.
+    Export<decltype(&::SetStopAppEvent)>("SetStopAppEvent")();
+    InstallRequest install = {};
+    program.copy(install.installerPath, sizeof install.installerPath - 1);
+    std::string("New").copy(install.displayName, sizeof install.displayName - 1);
+    UninstallRequest uninstall = {};
+    std::string("App").copy(uninstall.displayName, sizeof uninstall.displayName - 1);
+    const int before = callbacks;
+    Export<decltype(&::Install)>("Install")(&install, [](InstallRequest*) { ++callbacks; });
+    Export<decltype(&::Uninstall)>("Uninstall")(&uninstall, [](UninstallRequest*) { ++callbacks; });
+    WaitUntil([&] { return callbacks == before + 2; });
+    EXPECT_STREQ(install.Result, "Fail");
+  }
+
+  const std::size_t threadsBefore = MeasureProcess().threads;
+  const std::string program;
+  const LoadedLibrary library{KESTRELBAY_LIBRARY};
+  std::set<std::string> called;
+};
+
+class Load : public testing::Test {
+ protected:
+  Load() {
+    machine.CreateKey(u"HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products");
+    machine.SetText(u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\Tablet PC", u"IsTabletPc", u"0");
+    machine.SetText(u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings",
+                    u"ProxyEnable", u"0");
+    machine.MakeProgram(program);
+    SkipPauses();
+  }
+
+  /** Adds the application that each life removes. */
+  void Install() {
+    const KeyPath entry(kUninstall + u"\\App", View::Bits64);
+    machine.SetText(entry, u"DisplayName", u"App");
+    machine.SetText(entry, u"DisplayVersion", u"1.0");
+    machine.SetText(entry, u"DisplayIcon", program);
+    machine.SetText(entry, u"UninstallString", u"\"" + program + u"\"");
+  }
+
+  ProcessFigures LiveOnce() {
+    Install();
+    EXPECT_EQ(NamesInDefinitionFile(), Life(program).UseEverything());
+    EXPECT_FALSE(LoadedLibrary::IsLoaded(KESTRELBAY_LIBRARY));
+    return MeasureProcess();
+  }
+
+  TestMachine machine;
+  std::u16string program = machine.Folder() + u"\\program.exe";
+};
+
+TEST_F(Load, LivesLeaveWhatIsMeantToStayAndNothingElse) {
+  // Each life pauses for a second where pauses are real.
+  const std::size_t lives = RunsOnWine() ? 20 : 100;
+  // The first few fill what the system itself keeps.
+  for (int life = 0; life < 5; ++life) LiveOnce();
+  const ProcessFigures before = MeasureProcess();
+  ProcessFigures after = {};
+  for (std::size_t life = 0; life < lives; ++life) after = LiveOnce();
+  std::printf("%zu lives: threads %zu -> %zu, handles %zu -> %zu, memory %zu -> %zu KiB\n", lives,
+              before.threads, after.threads, before.handles, after.handles, before.memoryBytes / 1024,
+              after.memoryBytes / 1024);
+  EXPECT_EQ(after.threads, before.threads);
+  // The stop event, two handles each of the plain starts, and the processes of application and uninstaller.
+  constexpr std::size_t kHandlesKept = 7;
+  EXPECT_EQ(after.handles, before.handles + lives * kHandlesKept);
+  // The inventories that look-ups keep: less than this for one application.
+  constexpr std::size_t kBytesKept = 64 * 1024;
+  EXPECT_LT(after.memoryBytes, before.memoryBytes + lives * kBytesKept);
+}
+
+}  // namespace
+}  // namespace tests

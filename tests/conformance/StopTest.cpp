@@ -1,0 +1,48 @@
+// What stopping means for jobs. The event stays set for the life of the process, so the order counts.
+#include <gmock/gmock.h>
+
+#include "JobHost.h"
+
+namespace tests {
+namespace {
+
+using testing::ElementsAre;
+
+class Stopping : public JobHost {};
+
+TEST_F(Stopping, EndsTheWaitsOfBothKindsAndNoProgramThenAndLater) {
+  const KeyPath key = AddApp(u"Old", u"1.0");
+  machine.MakeProgram(remover,
+                      {{ProgramStep::Kind::WaitForSignal, u"", u"go"}, {ProgramStep::Kind::DeleteKey, key}});
+  Steps steps{{ProgramStep::Kind::WaitForSignal, u"", u"go"}};
+  for (const ProgramStep& step : Registering(u"New", u"1.0")) steps.push_back(step);
+  machine.MakeProgram(setup, steps);
+  InstallRecord installation(setup, "New");
+  UninstallRecord removal("Old");
+  Install(&installation, &Receive);
+  Uninstall(&removal, &ReceiveRemoval);
+  EXPECT_TRUE(WaitForReports(0).empty());
+
+  SetStopAppEvent();
+  WaitForReports(2);
+  EXPECT_STREQ(installation.ErrMsg, "Cannot find the app from registry!");
+  EXPECT_STREQ(removal.ErrMsg, "The app is still in registry!");
+  EXPECT_FALSE(machine.ProgramRan(setup));
+  EXPECT_FALSE(machine.ProgramRan(remover));
+  machine.Signal(u"go");
+  machine.WaitForProgram(setup);
+  machine.WaitForProgram(remover);
+  EXPECT_THAT(Names(), ElementsAre("New"));
+
+  const std::u16string slow = folder + u"\\slow.exe";
+  machine.MakeProgram(slow, {{ProgramStep::Kind::WaitForSignal, u"", u"later"}});
+  InstallRecord later(slow, "Later");
+  Run(later);
+  EXPECT_STREQ(later.ErrMsg, "Cannot find the app from registry!");
+  EXPECT_FALSE(machine.ProgramRan(slow));
+  machine.Signal(u"later");
+  machine.WaitForProgram(slow);
+}
+
+}  // namespace
+}  // namespace tests

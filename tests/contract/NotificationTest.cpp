@@ -1,0 +1,209 @@
+// Being told of changes to a key: what the wait for an uninstaller relies on.
+#include <gtest/gtest.h>
+
+#include "TestMachine.h"
+#include "platform/Constants.h"
+#include "platform/Events.h"
+#include "platform/Registry.h"
+
+namespace platform {
+namespace {
+
+using tests::RunsOnWine;
+using tests::TestMachine;
+using tests::View;
+
+constexpr LSTATUS kSuccess = 0;
+constexpr LSTATUS kAccessDenied = 5;
+constexpr LSTATUS kInvalidHandle = 6;
+constexpr LSTATUS kKeyDeleted = 1018;
+constexpr DWORD kValueFilter = 4;
+
+const std::u16string kBase = u"HKEY_LOCAL_MACHINE\\Software\\KestrelbayContract";
+constexpr const char16_t* kBelowRoot = u"Software\\KestrelbayContract";
+
+class Notification : public testing::Test {
+ protected:
+  Notification() { machine.CreateKey(kBase + u"\\Child"); }
+  ~Notification() override {
+    if (key) RegCloseKey(key);
+    CloseHandle(event);
+  }
+
+  void Open(REGSAM access = KEY_NOTIFY, HKEY root = HKEY_LOCAL_MACHINE, const char16_t* path = kBelowRoot) {
+    ASSERT_EQ(kSuccess, RegOpenKeyExW(root, path, 0, access, &key));
+  }
+
+  LSTATUS Arm(bool watchSubtree = true, DWORD filter = REG_NOTIFY_CHANGE_NAME) {
+    return RegNotifyChangeKeyValue(key, watchSubtree, filter, event, true);
+  }
+
+  /** Whether the event is signalled, which this clears. */
+  bool TakeSignal() const {
+    const DWORD result = WaitForMultipleObjects(1, &event, 0, 0);
+    EXPECT_TRUE(result == WAIT_OBJECT_0 || result == WAIT_TIMEOUT);
+    return result == WAIT_OBJECT_0;
+  }
+
+  TestMachine machine;
+  HKEY key = nullptr;
+  // Signalled and of the kind that a wait clears, as the library makes it.
+  HANDLE event = CreateEventW(nullptr, false, true, nullptr);
+};
+
+TEST_F(Notification, ArmingClearsTheEvent) {
+  Open();
+  ASSERT_EQ(kSuccess, Arm());
+  EXPECT_FALSE(TakeSignal());
+}
+
+TEST_F(Notification, ANewSubKeySignalsOnce) {
+  Open();
+  ASSERT_EQ(kSuccess, Arm());
+  machine.CreateKey(kBase + u"\\New");
+  EXPECT_TRUE(TakeSignal());
+  machine.CreateKey(kBase + u"\\Newer");
+  EXPECT_FALSE(TakeSignal());
+}
+
+TEST_F(Notification, ASubKeyThatGoesSignals) {
+  Open();
+  ASSERT_EQ(kSuccess, Arm());
+  machine.DeleteKey(kBase + u"\\Child");
+  EXPECT_TRUE(TakeSignal());
+}
+
+TEST_F(Notification, ItCanBeArmedAgain) {
+  Open();
+  ASSERT_EQ(kSuccess, Arm());
+  machine.CreateKey(kBase + u"\\New");
+  ASSERT_TRUE(TakeSignal());
+  ASSERT_EQ(kSuccess, Arm());
+  EXPECT_FALSE(TakeSignal());
+  machine.CreateKey(kBase + u"\\Newer");
+  EXPECT_TRUE(TakeSignal());
+}
+
+TEST_F(Notification, AValueDoesNotMatchTheFilterForNames) {
+  Open();
+  ASSERT_EQ(kSuccess, Arm());
+  machine.SetText(kBase, u"DisplayName", u"changed");
+  machine.SetText(kBase + u"\\Child", u"DisplayName", u"changed");
+  EXPECT_FALSE(TakeSignal());
+}
+
+TEST_F(Notification, ANameDoesNotMatchTheFilterForValues) {
+  Open();
+  ASSERT_EQ(kSuccess, Arm(true, kValueFilter));
+  machine.CreateKey(kBase + u"\\New");
+  EXPECT_FALSE(TakeSignal());
+  machine.SetText(kBase + u"\\Child", u"DisplayName", u"changed");
+  EXPECT_TRUE(TakeSignal());
+}
+
+TEST_F(Notification, AnotherKeyDoesNotCount) {
+  machine.CreateKey(kBase + u"\\Watched");
+  Open(KEY_NOTIFY, HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Watched");
+  ASSERT_EQ(kSuccess, Arm());
+  machine.CreateKey(kBase + u"\\Child\\New");
+  machine.CreateKey(kBase + u"\\Other");
+  machine.DeleteKey(kBase + u"\\Other");
+  EXPECT_FALSE(TakeSignal());
+}
+
+TEST_F(Notification, AKeyFarBelowCountsWhereTheSubtreeIsWatched) {
+  Open();
+  ASSERT_EQ(kSuccess, Arm(true));
+  machine.CreateKey(kBase + u"\\Child\\Grandchild");
+  EXPECT_TRUE(TakeSignal());
+}
+
+TEST_F(Notification, AKeyFarBelowDoesNotCountElse) {
+  Open();
+  ASSERT_EQ(kSuccess, Arm(false));
+  machine.CreateKey(kBase + u"\\Child\\Grandchild");
+  EXPECT_FALSE(TakeSignal());
+  machine.CreateKey(kBase + u"\\New");
+  EXPECT_TRUE(TakeSignal());
+}
+
+TEST_F(Notification, ClosingTheWatchedKeySignals) {
+  Open();
+  ASSERT_EQ(kSuccess, Arm());
+  EXPECT_EQ(kSuccess, RegCloseKey(key));
+  key = nullptr;
+  EXPECT_TRUE(TakeSignal());
+}
+
+TEST_F(Notification, ClosingAnotherHandleOfTheKeyDoesNot) {
+  Open();
+  ASSERT_EQ(kSuccess, Arm());
+  HKEY other = nullptr;
+  ASSERT_EQ(kSuccess, RegOpenKeyExW(HKEY_LOCAL_MACHINE, kBelowRoot, 0, KEY_NOTIFY, &other));
+  EXPECT_EQ(kSuccess, RegCloseKey(other));
+  EXPECT_FALSE(TakeSignal());
+}
+
+TEST_F(Notification, DeletingTheWatchedKeySignals) {
+  machine.DeleteKey(kBase + u"\\Child");
+  Open();
+  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_TRUE(machine.DeleteKey(kBase));
+  EXPECT_EQ(!RunsOnWine(), TakeSignal());
+}
+
+TEST_F(Notification, AnEventThatIsClosedMeanwhileDoesNoHarm) {
+  Open();
+  HANDLE closed = CreateEventW(nullptr, false, true, nullptr);
+  ASSERT_EQ(kSuccess, RegNotifyChangeKeyValue(key, true, REG_NOTIFY_CHANGE_NAME, closed, true));
+  EXPECT_NE(0, CloseHandle(closed));
+  machine.CreateKey(kBase + u"\\New");
+  EXPECT_EQ(kSuccess, Arm());
+}
+
+TEST_F(Notification, ADeepWatchOfAllUsersCanBeSet) {
+  Open(KEY_NOTIFY, HKEY_USERS, u"");
+  ASSERT_EQ(kSuccess, Arm());
+  EXPECT_FALSE(TakeSignal());
+  machine.CreateKey(u"HKEY_CURRENT_USER\\Software\\KestrelbayContract");
+  EXPECT_TRUE(TakeSignal());
+}
+
+TEST_F(Notification, TheNarrowViewIsWatchedWhereItIsStored) {
+  const std::u16string path = kBase + u"\\Narrow";
+  machine.CreateKey({path, View::Bits32});
+  Open(KEY_NOTIFY | KEY_WOW64_32KEY, HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Narrow");
+  ASSERT_EQ(kSuccess, Arm());
+  machine.CreateKey(path + u"\\New");
+  EXPECT_FALSE(TakeSignal());
+  machine.CreateKey({path + u"\\New", View::Bits32});
+  EXPECT_TRUE(TakeSignal());
+}
+
+TEST_F(Notification, TheRightIsNeeded) {
+  Open(0x20009);  // KEY_READ without KEY_NOTIFY
+  EXPECT_EQ(kAccessDenied, Arm());
+  EXPECT_TRUE(TakeSignal());
+}
+
+TEST_F(Notification, ADeletedKeyIsRefused) {
+  machine.DeleteKey(kBase + u"\\Child");
+  Open();
+  ASSERT_TRUE(machine.DeleteKey(kBase));
+  EXPECT_EQ(kKeyDeleted, Arm());
+}
+
+TEST_F(Notification, WhatIsNoKeyOrNoEventIsRefused) {
+  Open();
+  const HANDLE earlier = event;
+  event = CreateEventW(nullptr, false, true, nullptr);
+  CloseHandle(event);
+  EXPECT_EQ(kInvalidHandle, Arm());
+  event = earlier;
+  RegCloseKey(key);
+  EXPECT_EQ(kInvalidHandle, Arm());
+  key = nullptr;
+}
+
+}  // namespace
+}  // namespace platform

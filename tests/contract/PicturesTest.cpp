@@ -1,0 +1,202 @@
+// Bitmaps of GDI+, and streams in memory.
+#include "platform/Pictures.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "TestMachine.h"
+#include "platform/Constants.h"
+#include "platform/RuntimeText.h"
+
+namespace platform {
+namespace {
+
+constexpr GpStatus kOk = 0;
+constexpr GpStatus kInvalidParameter = 2;
+constexpr GpStatus kWrongState = 8;
+constexpr GpStatus kUnsupportedVersion = 17;
+
+class Pictures : public testing::Test {
+ protected:
+  Pictures() {
+    const GdiplusStartupInput input{1, nullptr, false, false};
+    started = GdiplusStartup(&token, &input, nullptr);
+    GdipCreateBitmapFromScan0(4, 3, 16, PixelFormat32bppARGB, reinterpret_cast<BYTE*>(pixels.data()),
+                              &bitmap);
+  }
+  ~Pictures() override {
+    GdipDisposeImage(Image());
+    GdiplusShutdown(token);
+  }
+
+  GpImage* Image() const { return reinterpret_cast<GpImage*>(bitmap); }
+
+  static GUID PngEncoder() {
+    UINT count = 0;
+    UINT bytes = 0;
+    GdipGetImageEncodersSize(&count, &bytes);
+    std::vector<ImageCodecInfo> encoders(bytes / sizeof(ImageCodecInfo) + 1);
+    EXPECT_EQ(GdipGetImageEncoders(count, bytes, encoders.data()), kOk);
+    for (UINT at = 0; at < count; ++at) {
+      if (_wcsicmp(encoders[at].MimeType, u"IMAGE/PNG") == 0) return encoders[at].Clsid;
+    }
+    ADD_FAILURE() << "no encoder of PNG among " << count;
+    return {};
+  }
+
+  tests::TestMachine machine;
+  std::uintptr_t token = 0;
+  GpStatus started = -1;
+  std::array<std::uint32_t, 12> pixels{0xFF000001, 0x80000002, 0x00000003, 0xFF000004};
+  GpBitmap* bitmap = nullptr;
+};
+
+TEST_F(Pictures, GdiPlusStarts) {
+  EXPECT_EQ(started, kOk);
+  EXPECT_NE(token, 0U);
+}
+
+TEST_F(Pictures, VersionThatIsNotThereIsRefused) {
+  const GdiplusStartupInput input{9, nullptr, false, false};
+  std::uintptr_t other = 0;
+  EXPECT_EQ(GdiplusStartup(&other, &input, nullptr), kUnsupportedVersion);
+}
+
+TEST_F(Pictures, BitmapOverPixelsTellsItsSizeAndFormat) {
+  ASSERT_NE(bitmap, nullptr);
+  UINT width = 0;
+  UINT height = 0;
+  int format = 0;
+  EXPECT_EQ(GdipGetImageWidth(Image(), &width), kOk);
+  EXPECT_EQ(GdipGetImageHeight(Image(), &height), kOk);
+  EXPECT_EQ(GdipGetImagePixelFormat(Image(), &format), kOk);
+  EXPECT_EQ(width, 4U);
+  EXPECT_EQ(height, 3U);
+  EXPECT_EQ(format, PixelFormat32bppARGB);
+}
+
+TEST_F(Pictures, BitmapOverPixelsReadsTheCallersOwn) {
+  std::uint32_t argb = 0;
+  EXPECT_EQ(GdipBitmapGetPixel(bitmap, 1, 0, &argb), kOk);
+  EXPECT_EQ(argb, 0x80000002U);
+  pixels[1] = 0xFF123456;
+  EXPECT_EQ(GdipBitmapGetPixel(bitmap, 1, 0, &argb), kOk);
+  EXPECT_EQ(argb, 0xFF123456U);
+}
+
+TEST_F(Pictures, PixelOutsideCannotBeRead) {
+  constexpr std::pair<int, int> kOutside[] = {{4, 0}, {0, 3}, {-1, 0}, {0, -1}, {49, 49}};
+  for (const auto& [x, y] : kOutside) {
+    std::uint32_t argb = 0x12345678;
+    EXPECT_EQ(GdipBitmapGetPixel(bitmap, x, y, &argb), kInvalidParameter);
+    EXPECT_EQ(argb, 0x12345678U);
+  }
+}
+
+TEST_F(Pictures, LockedRectangleGivesItsPixels) {
+  const GpRect rectangle{1, 0, 2, 3};
+  BitmapData data{};
+  ASSERT_EQ(GdipBitmapLockBits(bitmap, &rectangle, ImageLockModeRead, PixelFormat32bppARGB, &data), kOk);
+  EXPECT_EQ(data.Width, 2U);
+  EXPECT_EQ(data.Height, 3U);
+  std::uint32_t first = 0;
+  std::memcpy(&first, data.Scan0, sizeof first);
+  EXPECT_EQ(first, 0x80000002U);
+  EXPECT_EQ(GdipBitmapUnlockBits(bitmap, &data), kOk);
+}
+
+TEST_F(Pictures, RectangleBeyondTheBitmapIsNotLocked) {
+  for (const GpRect& rectangle : {GpRect{0, 0, 48, 48}, GpRect{0, 0, 5, 3}, GpRect{0, 0, 4, 4},
+                                  GpRect{1, 0, 4, 3}, GpRect{-1, 0, 2, 2}}) {
+    BitmapData data{};
+    EXPECT_EQ(GdipBitmapLockBits(bitmap, &rectangle, ImageLockModeRead, PixelFormat32bppARGB, &data),
+              kInvalidParameter);
+    EXPECT_EQ(data.Scan0, nullptr);
+    EXPECT_EQ(data.Width, 0U);
+  }
+}
+
+TEST_F(Pictures, BitmapIsLockedOnceAtATime) {
+  const GpRect rectangle{0, 0, 4, 3};
+  BitmapData data{};
+  BitmapData second{};
+  ASSERT_EQ(GdipBitmapLockBits(bitmap, &rectangle, ImageLockModeRead, PixelFormat32bppARGB, &data), kOk);
+  EXPECT_EQ(GdipBitmapLockBits(bitmap, &rectangle, ImageLockModeRead, PixelFormat32bppARGB, &second),
+            kWrongState);
+  EXPECT_EQ(GdipBitmapUnlockBits(bitmap, &data), kOk);
+  EXPECT_EQ(GdipBitmapUnlockBits(bitmap, &data), kWrongState);
+}
+
+TEST_F(Pictures, BitmapOverNothingIsNotMade) {
+  constexpr int kNothing[][3] = {{0, 0, 0}, {0, 3, 16}, {4, 0, 16}, {4, 3, 3}};
+  for (const auto& [width, height, stride] : kNothing) {
+    GpBitmap* made = bitmap;
+    EXPECT_NE(GdipCreateBitmapFromScan0(width, height, stride, PixelFormat32bppARGB,
+                                        reinterpret_cast<BYTE*>(pixels.data()), &made),
+              kOk);
+    EXPECT_EQ(made, nullptr);
+  }
+}
+
+TEST_F(Pictures, BitmapOfNoIconIsNotMade) {
+  GpBitmap* made = nullptr;
+  EXPECT_EQ(GdipCreateBitmapFromHBITMAP(nullptr, nullptr, &made), kInvalidParameter);
+  EXPECT_EQ(GdipCreateBitmapFromHICON(nullptr, &made), kInvalidParameter);
+  EXPECT_EQ(made, nullptr);
+}
+
+TEST_F(Pictures, NullImageIsRefused) {
+  UINT side = 0;
+  std::uint32_t argb = 0;
+  EXPECT_EQ(GdipGetImageWidth(nullptr, &side), kInvalidParameter);
+  EXPECT_EQ(GdipBitmapGetPixel(nullptr, 0, 0, &argb), kInvalidParameter);
+  EXPECT_EQ(GdipDisposeImage(nullptr), kInvalidParameter);
+}
+
+TEST_F(Pictures, ImageIsSavedIntoAStreamAsPng) {
+  const GUID encoder = PngEncoder();
+  IStream* stream = nullptr;
+  ASSERT_GE(CreateStreamOnHGlobal(nullptr, true, &stream), 0);
+  ASSERT_EQ(GdipSaveImageToStream(Image(), stream, &encoder, nullptr), kOk);
+  HANDLE memory = nullptr;
+  ASSERT_GE(GetHGlobalFromStream(stream, &memory), 0);
+  const std::size_t bytes = GlobalSize(memory);
+  ASSERT_GT(bytes, 57U);  // signature and the chunks that each file has
+  const auto* png = static_cast<const char*>(GlobalLock(memory));
+  ASSERT_NE(png, nullptr);
+  EXPECT_EQ(std::string(png, 8), "\x89PNG\r\n\x1a\n");
+  EXPECT_EQ(std::string(png + 16, 8), std::string("\0\0\0\4\0\0\0\3", 8));
+  EXPECT_EQ(std::string(png + 24, 2), "\x08\x06");  // eight bits, with alpha
+  EXPECT_EQ(std::string(png + bytes - 8, 4), "IEND");
+  EXPECT_EQ(GlobalUnlock(memory), 0);
+  EXPECT_EQ(IStream_Release(stream), 0U);
+}
+
+TEST_F(Pictures, ImageIsNotSavedByNoEncoder) {
+  IStream* stream = nullptr;
+  ASSERT_GE(CreateStreamOnHGlobal(nullptr, true, &stream), 0);
+  const GUID none{};
+  EXPECT_NE(GdipSaveImageToStream(Image(), stream, &none, nullptr), kOk);
+  const GUID encoder = PngEncoder();
+  EXPECT_EQ(GdipSaveImageToStream(nullptr, stream, &encoder, nullptr), kInvalidParameter);
+  EXPECT_EQ(IStream_Release(stream), 0U);
+}
+
+TEST_F(Pictures, ImageIsNotSavedIntoNoStream) {
+  const GUID encoder = PngEncoder();
+  EXPECT_EQ(GdipSaveImageToStream(Image(), nullptr, &encoder, nullptr), kInvalidParameter);
+}
+
+TEST_F(Pictures, MemoryOfGdiPlusIsUsable) {
+  void* memory = GdipAlloc(24);
+  ASSERT_NE(memory, nullptr);
+  std::memset(memory, 7, 24);
+  GdipFree(memory);
+}
+
+}  // namespace
+}  // namespace platform

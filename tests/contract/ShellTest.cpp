@@ -1,0 +1,84 @@
+// The shell's apps folder.
+#include "platform/Shell.h"
+
+#include <gtest/gtest.h>
+
+#include <string_view>
+
+#include "TestMachine.h"
+#include "platform/Constants.h"
+
+namespace platform {
+namespace {
+
+constexpr HRESULT kAlreadyInitialised = 1;
+
+class Shell : public testing::Test {
+ protected:
+  Shell() { CoInitialize(nullptr); }
+
+  static HRESULT Parse(const char16_t* name, IShellItem*& item) {
+    void* made = &item;
+    const HRESULT result = SHCreateItemFromParsingName(name, nullptr, IID_IShellItem, &made);
+    item = static_cast<IShellItem*>(made);
+    return result;
+  }
+
+  tests::TestMachine machine;
+};
+
+TEST_F(Shell, AThreadIsInitialisedOnceAndSaysSoAfterwards) {
+  EXPECT_EQ(kAlreadyInitialised, CoInitialize(nullptr));
+  EXPECT_EQ(kAlreadyInitialised, CoInitialize(nullptr));
+}
+
+TEST_F(Shell, TheAppsFolderIsAnItemInAnyCase) {
+  for (const char16_t* name : {u"shell:appsFolder", u"shell:AppsFolder", u"SHELL:APPSFOLDER"}) {
+    IShellItem* item = nullptr;
+    ASSERT_GE(Parse(name, item), S_OK);
+    ASSERT_NE(nullptr, item);
+    EXPECT_EQ(0u, IShellItem_Release(item));
+  }
+}
+
+TEST_F(Shell, AFolderThatTheShellDoesNotKnowIsNoItem) {
+  IShellItem* item = nullptr;
+  // Wine takes any name for a file on the desktop.
+  EXPECT_EQ(!tests::RunsOnWine(), Parse(u"shell:noSuchFolderHere", item) < 0);
+  EXPECT_EQ(!tests::RunsOnWine(), item == nullptr);
+  if (item) IShellItem_Release(item);
+}
+
+TEST_F(Shell, TheAppsFolderIsEnumeratedToItsEnd) {
+  IShellItem* folder = nullptr;
+  ASSERT_GE(Parse(u"shell:appsFolder", folder), S_OK);
+  void* bound = &folder;
+  const HRESULT result =
+      IShellItem_BindToHandler(folder, nullptr, BHID_EnumItems, IID_IEnumShellItems, &bound);
+  // Wine has no enumerator for it.
+  ASSERT_EQ(!tests::RunsOnWine(), result >= 0);
+  ASSERT_EQ(!tests::RunsOnWine(), bound != nullptr);
+  IShellItem_Release(folder);
+  if (!bound) return;
+  auto* const items = static_cast<IEnumShellItems*>(bound);
+  IShellItem* item = nullptr;
+  HRESULT next = S_OK;
+  while ((next = IEnumShellItems_Next(items, 1, &item, nullptr)) == S_OK) IShellItem_Release(item);
+  EXPECT_EQ(1, next);
+  EXPECT_EQ(1, IEnumShellItems_Next(items, 1, &item, nullptr));
+  EXPECT_EQ(0u, IEnumShellItems_Release(items));
+}
+
+TEST_F(Shell, AnItemTellsItsNameInMemoryOfItsOwn) {
+  IShellItem* folder = nullptr;
+  ASSERT_GE(Parse(u"shell:appsFolder", folder), S_OK);
+  char16_t* name = nullptr;
+  ASSERT_EQ(S_OK, IShellItem_GetDisplayName(folder, SIGDN_NORMALDISPLAY, &name));
+  EXPECT_NE(nullptr, name);
+  CoTaskMemFree(name);
+  CoTaskMemFree(nullptr);
+  IShellItem_Release(folder);
+}
+
+}  // namespace
+}  // namespace platform

@@ -1,0 +1,197 @@
+"""The report page: what it holds, and how it behaves in a browser."""
+
+import html.parser
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+from browser import Browser
+
+PROGRAM = os.environ["KESTRELBAY_PROGRAM"]
+UNINSTALL = r"HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\Uninstall"
+GATE = "\n[HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products]\n"
+
+
+class Page(html.parser.HTMLParser):
+    """The cells of each row, the pictures, and every address that the page names."""
+
+    def __init__(self, text):
+        super().__init__()
+        self.rows, self.addresses, self.inside = [], [], None
+        self.feed(text)
+
+    def handle_starttag(self, tag, attributes):
+        attributes = dict(attributes)
+        self.addresses += [attributes[name] for name in ("src", "href", "action") if name in attributes]
+        if tag == "tr":
+            self.rows.append([])
+        if tag == "td":
+            self.rows[-1].append("")
+        if tag == "img" and self.rows:
+            self.rows[-1][0] = attributes["src"]
+        self.inside = tag
+
+    def handle_endtag(self, tag):
+        self.inside = None
+
+    def handle_data(self, data):
+        if self.inside == "td":
+            self.rows[-1][-1] += data
+
+
+def report(*arguments):
+    return subprocess.run([PROGRAM, *map(str, arguments)], capture_output=True, timeout=60)
+
+
+class Machine(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kestrelbay-report-"))
+        self.addCleanup(shutil.rmtree, self.folder)
+
+    def machine(self, *apps):
+        registry = self.folder / "pc" / "registry"
+        registry.mkdir(parents=True)
+        text = "Windows Registry Editor Version 5.00\n" + GATE
+        for name, values in apps:
+            text += f"\n[{UNINSTALL}\\{name}]\n"
+            for value, content in {"DisplayName": name, "UninstallString": "u", **values}.items():
+                content = content.replace("\\", "\\\\").replace('"', '\\"')
+                text += f'"{value}"="{content}"\n'
+        (registry / "1.reg").write_text(text, encoding="utf-8")
+        return self.folder / "pc"
+
+    def page(self, machine):
+        file = self.folder / "report.html"
+        done = report("--machine", machine, "report", "-o", file)
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        return Page(file.read_text(encoding="utf-8"))
+
+
+class PageTest(Machine):
+    def test_holds_each_application_of_the_list(self):
+        listed = json.loads(report("list", "--json", "--icons").stdout)
+        page = Page(report("report").stdout.decode())
+        rows = page.rows[1:]
+        self.assertEqual([row[1] for row in rows], [app["displayName"] for app in listed])
+        self.assertEqual([row[2] for row in rows], [app["displayVersion"] for app in listed])
+        self.assertEqual([row[5] for row in rows], [app["installLocation"] for app in listed])
+        pictures = [app["iconText"] for app in listed if app["iconText"].startswith("data:")]
+        self.assertGreater(len(pictures), 15)
+        self.assertEqual([row[0] for row in rows if row[0].startswith("data:image/png")], pictures)
+
+    def test_needs_nothing_but_itself(self):
+        page = Page(report("report").stdout.decode())
+        self.assertTrue(page.addresses)
+        self.assertEqual([a for a in page.addresses if not a.startswith("data:")], [])
+
+    def test_icon_files_that_are_there_are_in_the_page(self):
+        pc = self.machine(("There", {"DisplayIcon": "C:\\a.ico"}), ("Missing", {"DisplayIcon": "C:\\b.ico"}),
+                          ("Other", {"DisplayIcon": "C:\\c.ico"}), ("Big", {"DisplayIcon": "C:\\d.ico"}))
+        drive = pc / "drives" / "C"
+        drive.mkdir(parents=True)
+        (drive / "A.ICO").write_bytes(b"\0\0\1\0icon")
+        (drive / "c.ico").write_bytes(b"<svg onload=alert(1)>")
+        (drive / "d.ico").write_bytes(b"\0\0\1\0" + bytes(1 << 20))
+        pictures = {row[1]: row[0] for row in self.page(pc).rows[1:]}
+        self.assertEqual(pictures, {"There": "data:image/x-icon;base64,AAABAGljb24=", "Missing": "", "Other": "",
+                                    "Big": ""})
+
+    def test_names_are_text_and_never_markup(self):
+        name = '<script>alert(1)</script> & "x" <b>'
+        page = self.page(self.machine((name, {"DisplayVersion": "</td><img src=x>", "DisplayIcon": '"><i>'})))
+        self.assertEqual(page.rows[1][1:3], [name, "</td><img src=x>"])
+
+    def test_an_empty_machine_has_an_empty_page(self):
+        self.assertEqual(len(self.page(self.machine()).rows), 1)
+
+    def test_tells_what_it_wrote(self):
+        file = self.folder / "r.html"
+        done = report("report", "-o", file, "--json")
+        self.assertEqual(json.loads(done.stdout), {"file": str(file), "applications": 45})
+        self.assertRegex(report("report", "-o", file).stdout.decode(), r"r\.html: 45 applications, \d+ bytes\n\Z")
+
+    def test_as_json_without_a_file_is_wrong_usage(self):
+        done = report("report", "--json")
+        self.assertEqual((done.returncode, done.stdout), (2, b""))
+
+
+class BrowserTest(Machine):
+    @classmethod
+    def setUpClass(cls):
+        cls.browser = Browser()
+        cls.addClassCleanup(cls.browser.close)
+
+    def setUp(self):
+        super().setUp()
+        file = self.folder / "report.html"
+        self.assertEqual(report("report", "-o", file).returncode, 0)
+        self.browser.open(file)
+
+    def names(self):
+        return self.browser.run(
+            "return [...document.querySelectorAll('tbody tr')].filter((r) => r.offsetParent)"
+            ".map((r) => r.cells[1].textContent)")
+
+    def column(self, at):
+        return self.browser.run(f"return [...document.querySelectorAll('tbody tr')].map((r) => r.cells[{at}].textContent)")
+
+    def count(self):
+        return self.browser.run("return document.getElementById('count').textContent")
+
+    def test_every_picture_is_decoded(self):
+        pictures = self.browser.run(
+            "return Promise.all([...document.images].map((i) => i.decode().then(() => i.naturalWidth)))")
+        self.assertGreater(len(pictures), 20)
+        self.assertTrue(all(width in (32, 48, 256) for width in pictures), pictures)
+
+    def test_nothing_is_complained_of(self):
+        self.browser.messages()
+        self.browser.run("location.reload()")
+        self.names()
+        self.assertEqual(self.browser.messages(), [])
+
+    def test_search_finds_all_words_in_any_case(self):
+        self.browser.press("/", "QUILL writer")
+        self.assertEqual(self.names(), ["Quillmarsh Writer", "Quillmarsh Writer Templates (KB7001122)"])
+        self.assertEqual(self.count(), "2 of 45 applications")
+        self.browser.press("Escape")
+        self.assertEqual(len(self.names()), 45)
+        self.assertEqual(self.count(), "45 applications")
+
+    def test_search_without_a_match_says_so(self):
+        self.browser.press("/", "zzzz")
+        self.assertEqual(self.names(), [])
+        self.assertTrue(self.browser.run("return document.getElementById('none').offsetParent !== null"))
+
+    def test_columns_are_sorted_by_keyboard(self):
+        # From the search field the next stop is the first column's button.
+        self.browser.press("/", "Tab", "Tab", "Enter")
+        versions = self.column(2)
+        self.assertLess(versions.index("2.0.5"), versions.index("14.0.2"))
+        self.assertEqual(versions[-1], "")
+        self.assertEqual(self.browser.run("return document.querySelector('[aria-sort]').textContent"), "Version")
+        self.browser.press("Enter")
+        versions = self.column(2)
+        self.assertGreater(versions.index("2.0.5"), versions.index("14.0.2"))
+        self.assertEqual(versions[-1], "")
+        self.assertEqual(self.browser.run("return document.querySelector('[aria-sort]').ariaSort"), "descending")
+
+    def test_ground_is_light_or_dark_as_the_reader_has_it(self):
+        brightness = ("const rgb = (e, p) => getComputedStyle(e)[p].match(/\\d+/g).slice(0, 3).reduce((a, b) => a + +b, 0);"
+                      "return [rgb(document.body, 'backgroundColor'), rgb(document.body, 'color')]")
+        for scheme in ("light", "dark"):
+            self.browser.prefer(scheme)
+            ground, ink = self.browser.run(brightness)
+            self.assertGreater(abs(ground - ink), 450)
+            self.assertEqual(ground > ink, scheme == "light")
+            folder = os.environ.get("KESTRELBAY_SCREENSHOTS")
+            if folder:
+                pathlib.Path(folder, f"report-{scheme}.png").write_bytes(self.browser.screenshot())
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,47 @@
+#include "LoadedLibrary.h"
+
+#include <dlfcn.h>
+#include <malloc.h>
+
+#include <filesystem>
+#include <iterator>
+#include <stdexcept>
+
+#include "simulated/Machine.h"
+
+namespace tests {
+
+LoadedLibrary::LoadedLibrary(const std::string& file) : handle(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+  if (!handle) throw std::runtime_error(dlerror());
+}
+
+LoadedLibrary::~LoadedLibrary() { dlclose(handle); }
+
+void* LoadedLibrary::Find(const char* name) const {
+  void* const found = dlsym(handle, name);
+  if (!found) throw std::runtime_error(dlerror());
+  return found;
+}
+
+bool LoadedLibrary::IsLoaded(const std::string& file) {
+  void* const found = dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD);
+  if (found) dlclose(found);
+  return found != nullptr;
+}
+
+ProcessFigures MeasureProcess() {
+  // A program's thread stays until it is joined; those are the machine's and not the library's.
+  simulated::Machine::Current().programs.WaitForAll();
+  const std::filesystem::directory_iterator threads("/proc/self/task");
+  std::size_t handles = 0;
+  for (const auto kind : {simulated::Waitable::Kind::Event, simulated::Waitable::Kind::Process,
+                          simulated::Waitable::Kind::Thread}) {
+    handles += simulated::Handles::Shared().OpenCount(kind);
+  }
+  return {static_cast<std::size_t>(std::distance(begin(threads), end(threads))), handles,
+          mallinfo2().uordblks};
+}
+
+void SkipPauses() { simulated::Machine::Current().clock.UseOwnTime(); }
+
+}  // namespace tests

@@ -1,0 +1,68 @@
+#include "LoadedLibrary.h"
+
+#include <windows.h>
+// windows.h must come first.
+#include <tlhelp32.h>
+
+#include <cstdint>
+#include <stdexcept>
+
+namespace tests {
+namespace {
+
+std::size_t CountThreads() {
+  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+  THREADENTRY32 entry = {};
+  entry.dwSize = sizeof entry;
+  std::size_t count = 0;
+  for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
+    count += entry.th32OwnerProcessID == GetCurrentProcessId();
+  }
+  CloseHandle(snapshot);
+  return count;
+}
+
+/** Wine tells no number of handles, so each value is tried. */
+std::size_t CountHandles() {
+  constexpr std::uintptr_t kHighestTried = 0x10000;
+  std::size_t count = 0;
+  for (std::uintptr_t value = 4; value < kHighestTried; value += 4) {
+    DWORD flags = 0;
+    count += GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) != 0;
+  }
+  return count;
+}
+
+/** Nor does it tell the memory in use. */
+std::size_t CountMemoryBytes() {
+  std::size_t bytes = 0;
+  const char* address = nullptr;
+  MEMORY_BASIC_INFORMATION region = {};
+  while (VirtualQuery(address, &region, sizeof region) != 0) {
+    if (region.State == MEM_COMMIT && region.Type == MEM_PRIVATE) bytes += region.RegionSize;
+    address = static_cast<const char*>(region.BaseAddress) + region.RegionSize;
+  }
+  return bytes;
+}
+
+}  // namespace
+
+LoadedLibrary::LoadedLibrary(const std::string& file) : handle(LoadLibraryA(file.c_str())) {
+  if (!handle) throw std::runtime_error("the library does not load");
+}
+
+LoadedLibrary::~LoadedLibrary() { FreeLibrary(static_cast<HMODULE>(handle)); }
+
+void* LoadedLibrary::Find(const char* name) const {
+  const FARPROC found = GetProcAddress(static_cast<HMODULE>(handle), name);
+  if (!found) throw std::runtime_error(std::string("the library does not export ") + name);
+  return reinterpret_cast<void*>(found);
+}
+
+bool LoadedLibrary::IsLoaded(const std::string& file) { return GetModuleHandleA(file.c_str()) != nullptr; }
+
+ProcessFigures MeasureProcess() { return {CountThreads(), CountHandles(), CountMemoryBytes()}; }
+
+void SkipPauses() {}
+
+}  // namespace tests

@@ -1,0 +1,170 @@
+#include "JobTest.h"
+
+#include <cstring>
+#include <thread>
+
+#include "frame/LoadTimeObjects.h"
+#include "lifecycle/AppInstall.h"
+#include "lifecycle/AppUninstall.h"
+#include "simulated/Handles.h"
+
+namespace kestrelbay {
+namespace {
+
+std::mutex reportsMutex;
+std::condition_variable reportsChanged;
+std::vector<Report> reports;
+std::size_t endedCount = 0;
+std::thread::id hostThread;
+
+std::mutex& Turn() {
+  static std::mutex turn;
+  return turn;
+}
+
+/** A worker's turn to report: taken with its first report, and given back when its thread ends. */
+struct WorkersTurn {
+  WorkersTurn() { Turn().lock(); }
+  ~WorkersTurn() {
+    Turn().unlock();
+    const std::lock_guard held(reportsMutex);
+    ++endedCount;
+    reportsChanged.notify_all();
+  }
+};
+
+template <class Flow, class Request>
+void Receive(Request* request, int callback) {
+  thread_local const WorkersTurn turn;
+  static_cast<void>(turn);
+  const bool isRegistered = Flow::GetInstance().jobMap.contains(request->displayName);
+  const std::lock_guard held(reportsMutex);
+  reports.push_back({request, callback, isRegistered, std::this_thread::get_id() == hostThread});
+  reportsChanged.notify_all();
+}
+
+void ResetStopEvent() {
+  auto& handles = simulated::Handles::Shared();
+  handles.Signal(*handles.Find(StopEvent), false);
+}
+
+template <std::size_t Size>
+void Fill(char (&field)[Size], const std::string& text) {
+  std::strncpy(field, text.c_str(), Size - 1);
+}
+
+}  // namespace
+
+void Gate::Pass() {
+  std::unique_lock held(mutex);
+  ++arrivals;
+  changed.notify_all();
+  changed.wait(held, [this] { return isOpen; });
+}
+
+void Gate::Open() {
+  const std::lock_guard held(mutex);
+  isOpen = true;
+  changed.notify_all();
+}
+
+void Gate::WaitForArrivals(std::size_t count) {
+  std::unique_lock held(mutex);
+  changed.wait(held, [&] { return arrivals >= count; });
+}
+
+InstallRecord::InstallRecord(const std::string& path, const std::string& name, const std::string& parameters,
+                             const std::string& registry)
+    : InstallRequest{} {
+  Fill(installerPath, path);
+  Fill(displayName, name);
+  Fill(registryPath, registry);
+  Fill(installerParams, parameters);
+}
+
+UninstallRecord::UninstallRecord(const std::string& name, const std::string& registry) : UninstallRequest{} {
+  Fill(displayName, name);
+  Fill(registryPath, registry);
+}
+
+JobTest::JobTest() {
+  machine.clock.UseOwnTime();
+  machine.registry.CreateKey(kProductsPath);
+  ResetStopEvent();
+  const std::lock_guard held(reportsMutex);
+  reports.clear();
+  endedCount = 0;
+  hostThread = std::this_thread::get_id();
+}
+
+JobTest::~JobTest() {
+  WaitForEnds(startedCount);
+  machine.programs.WaitForAll();
+  ResetStopEvent();
+  EXPECT_TRUE(AppInstall::GetInstance().jobMap.empty());
+  EXPECT_TRUE(AppUninstall::GetInstance().jobMap.empty());
+}
+
+void JobTest::AddApp(const std::u16string& name, const std::u16string& version,
+                     const std::u16string& command) {
+  SetTexts(KeyOf(name),
+           {{u"DisplayName", name}, {u"DisplayVersion", version}, {u"UninstallString", command}});
+}
+
+void JobTest::RemoveApp(const std::u16string& name) { machine.registry.RemoveKey(KeyOf(name)); }
+
+void JobTest::SetProgram(const std::u16string& path, const std::function<int()>& run, bool givesHandle) {
+  machine.drives.AddFile(path);
+  machine.programs.Set(path, {.run = run, .givesHandle = givesHandle});
+}
+
+std::size_t JobTest::WorkerLines() const {
+  std::size_t count = 0;
+  for (const std::string& message : log.Messages())
+    count += !message.starts_with("StartInstall begin.") && !message.starts_with("StartUninstall begin");
+  return count;
+}
+
+template <class StartJob>
+void JobTest::StartAndWaitForWorker(StartJob start) {
+  const std::size_t before = WorkerLines();
+  ++startedCount;
+  start();
+  log.WaitUntil([&] { return WorkerLines() > before; });
+}
+
+void JobTest::Start(InstallRecord& record, InstallCallback callback) {
+  StartAndWaitForWorker([&] { Install(&record, callback); });
+}
+
+void JobTest::Start(UninstallRecord& record) {
+  StartAndWaitForWorker([&] { Uninstall(&record, &ReceiveUninstall); });
+}
+
+void JobTest::Run(InstallRecord& record) {
+  Start(record);
+  WaitForEnds(startedCount);
+}
+
+void JobTest::Run(UninstallRecord& record) {
+  Start(record);
+  WaitForEnds(startedCount);
+}
+
+void JobTest::ReceiveInstall(InstallRequest* request) { Receive<AppInstall>(request, 1); }
+
+void JobTest::ReceiveInstallElsewhere(InstallRequest* request) { Receive<AppInstall>(request, 2); }
+
+void JobTest::ReceiveUninstall(UninstallRequest* request) { Receive<AppUninstall>(request, 1); }
+
+void JobTest::WaitForEnds(std::size_t count) {
+  std::unique_lock held(reportsMutex);
+  reportsChanged.wait(held, [&] { return endedCount >= count; });
+}
+
+std::vector<Report> JobTest::Reports() const {
+  const std::lock_guard held(reportsMutex);
+  return reports;
+}
+
+}  // namespace kestrelbay

@@ -1,0 +1,103 @@
+/** Jobs of both lifecycle flows on a machine of the test's own: what starts, gates, receives and ends them.
+ */
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "HostCallbacks.h"
+#include "KestrelbayGeneralSDK.h"
+#include "LogText.h"
+#include "OnMachine.h"
+
+namespace kestrelbay {
+
+/** Holds programs up until a test lets them go. */
+class Gate {
+ public:
+  /** What a program does: tells that it is there, and waits. */
+  void Pass();
+  void Open();
+  /** Waits until that many programs have come to the gate. */
+  void WaitForArrivals(std::size_t count);
+
+ private:
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::size_t arrivals = 0;
+  bool isOpen = false;
+};
+
+/** One call of a job's callback. */
+struct Report {
+  /** The request that came with it, an InstallRequest or an UninstallRequest. */
+  const void* request;
+  /** Which of the two callbacks of its kind was called. */
+  int callback;
+  /** Whether the job was still registered. */
+  bool isRegistered;
+  bool isOnHostThread;
+};
+
+/** Records with room behind them, since copies into their last field are bounded by the text alone. */
+struct InstallRecord : InstallRequest {
+  InstallRecord(const std::string& path, const std::string& name, const std::string& parameters = "",
+                const std::string& registry = "");
+  char room[1024] = {};
+};
+
+struct UninstallRecord : UninstallRequest {
+  explicit UninstallRecord(const std::string& name, const std::string& registry = "");
+  char room[1024] = {};
+};
+
+/**
+ * Waits in vain are ended by the test runner. The tables of running jobs have no lock, so jobs are started
+ * one by one, each when the one before has read its request, and end one by one: a worker that has reported
+ * holds the next report up until it is gone.
+ */
+class JobTest : public OnMachine {
+ public:
+  static void ReceiveInstall(InstallRequest* request);
+  static void ReceiveInstallElsewhere(InstallRequest* request);
+  static void ReceiveUninstall(UninstallRequest* request);
+
+ protected:
+  JobTest();
+  ~JobTest() override;
+
+  /** Registers an application in the 64-bit view. */
+  void AddApp(const std::u16string& name, const std::u16string& version,
+              const std::u16string& command = u"u");
+  void RemoveApp(const std::u16string& name);
+  static std::u16string KeyOf(const std::u16string& name) { return kUninstall64Path + u"\\" + name; }
+  /** Puts a program where its file stands too. */
+  void SetProgram(const std::u16string& path, const std::function<int()>& run, bool givesHandle = true);
+
+  /** Starts a job and returns when it has read its request. */
+  void Start(InstallRecord& record, InstallCallback callback = &ReceiveInstall);
+  void Start(UninstallRecord& record);
+  /** Starts a job and returns when it has ended. */
+  void Run(InstallRecord& record);
+  void Run(UninstallRecord& record);
+
+  /** Waits until that many jobs have ended, threads included. */
+  void WaitForEnds(std::size_t count);
+  std::vector<Report> Reports() const;
+
+  LogCapture log;
+
+ private:
+  /** Lines that workers have logged so far. */
+  std::size_t WorkerLines() const;
+  template <class StartJob>
+  void StartAndWaitForWorker(StartJob start);
+
+  std::size_t startedCount = 0;
+};
+
+}  // namespace kestrelbay

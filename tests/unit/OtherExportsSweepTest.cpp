@@ -1,0 +1,148 @@
+// Makes the n-th call of a machine fail, for every n there is, under facts, secrets, starts and removal.
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <stdexcept>
+
+#include "HostCallbacks.h"
+#include "OnMachine.h"
+#include "simulated/ComObject.h"
+#include "simulated/Memory.h"
+
+namespace kestrelbay {
+namespace {
+
+using simulated::Faults;
+using simulated::Machine;
+
+const std::u16string kEntry = kUninstall64Path + u"\\App";
+
+/** A machine on which every export has something to find. */
+Machine& UseFullMachine() {
+  Machine& machine = Machine::Use(std::make_unique<Machine>());
+  simulated::RegistryTree& registry = machine.registry;
+  registry.CreateKey(kProductsPath);
+  registry.SetText(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Cryptography", u"MachineGuid", u"id");
+  registry.SetNumber(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\Tablet PC", u"IsTabletPc", 1);
+  const std::u16string internet =
+      u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
+  registry.SetText(internet, u"ProxyServer", u"proxy");
+  registry.SetNumber(internet, u"ProxyEnable", 1);
+  for (const char16_t* name : {u"DisplayName", u"UninstallString", u"DisplayVersion"}) {
+    registry.SetText(kEntry, name, u"App");
+  }
+  registry.SetText(kEntry, u"DisplayIcon", u"C:\\app.exe");
+  registry.CreateKey(kEntry + u"\\One");
+  machine.drives.AddFile(u"C:\\app.exe");
+  machine.drives.SetSpace(u'C', {5U << 20, 9U << 20});
+  machine.programs.Set(u"reg", {});
+  machine.programs.Set(u"explorer.exe", {});
+  machine.graphicsAdapters = {u"A", u"B"};
+  machine.appsFolder.items = {{{u"Folder", u"Folder!App"}}};
+  return machine;
+}
+
+class OtherExportsSweep : public testing::TestWithParam<Faults::Extent> {
+ protected:
+  OtherExportsSweep() { InitDllLogger(nullptr); }
+  ~OtherExportsSweep() override { Machine::Current().programs.WaitForAll(); }
+
+  /** @param flow makes the calls, on a machine where one may fail */
+  static void Sweep(std::size_t fewestCalls, const std::function<void(Machine&)>& flow) {
+    const std::size_t allocations = simulated::OpenAllocations();
+    std::size_t n = 1;
+    for (;; ++n) {
+      Machine& machine = UseFullMachine();
+      machine.faults.FailNth(n, GetParam());
+      flow(machine);
+      machine.faults.Clear();
+      EXPECT_EQ(machine.OpenKeys(), 0U) << "call " << n;
+      EXPECT_EQ(simulated::ComObject::OpenCount(), 0U) << "call " << n;
+      EXPECT_EQ(simulated::OpenAllocations(), allocations) << "call " << n;
+      if (!machine.faults.Fired()) break;
+      ASSERT_LT(n, 10000U);
+    }
+    EXPECT_GT(n, fewestCalls);
+  }
+
+  LogCapture log;
+};
+
+INSTANTIATE_TEST_SUITE_P(FailingCall, OtherExportsSweep,
+                         testing::Values(Faults::Extent::Once, Faults::Extent::Onwards),
+                         [](const auto& extent) {
+                           return extent.param == Faults::Extent::Once ? "Once" : "Onwards";
+                         });
+
+TEST_P(OtherExportsSweep, AFactIsWholeOrFailsAndTouchesNothing) {
+  using Fact = bool (*)(char*, std::int32_t*);
+  const std::pair<Fact, std::string> facts[] = {
+      {&GetDeviceId, "id"}, {&GetProxyServer, "proxy"}, {&GetGraphics, "A,B"}};
+  for (const auto& [fact, whole] : facts) {
+    Sweep(5, [&](Machine&) {
+      char buffer[16] = "#";
+      std::int32_t size = sizeof buffer;
+      bool isTold = false;
+      try {
+        isTold = fact(buffer, &size);
+      } catch (const std::invalid_argument&) {
+        EXPECT_EQ(fact, &GetProxyServer);
+      }
+      EXPECT_EQ(size, isTold ? static_cast<std::int32_t>(std::string(buffer).size()) : 16);
+      // An adapter that fails leaves its place.
+      const bool mayBeLess = isTold && fact == &GetGraphics;
+      EXPECT_TRUE(mayBeLess || buffer == (isTold ? whole : "#")) << buffer;
+    });
+  }
+}
+
+TEST_P(OtherExportsSweep, ASecretComesBackOrIsEmpty) {
+  Sweep(8, [](Machine&) {
+    char* hidden = nullptr;
+    char* text = nullptr;
+    Encrypt("secret", &hidden);
+    ASSERT_NE(hidden, nullptr);
+    Decrypt(hidden, &text);
+    ASSERT_NE(text, nullptr);
+    EXPECT_TRUE(std::string(text) == "secret" || std::string(text).empty());
+    ReleaseDllStr(&hidden);
+    ReleaseDllStr(&text);
+  });
+}
+
+TEST_P(OtherExportsSweep, AStartIsASuccessExactlyWhereSomethingStarted) {
+  for (const char* name : {"Folder", "App"}) {
+    Sweep(10, [&](Machine& machine) {
+      const std::int32_t result = StartApp(name, "");
+      EXPECT_EQ(result, static_cast<std::int32_t>(machine.programs.Starts().size()));
+    });
+  }
+}
+
+TEST_P(OtherExportsSweep, ARemovalThatFailsStartedNoCommand) {
+  Sweep(20, [](Machine& machine) {
+    const bool isRemoved = DeleteAppRegistryInfo("App");
+    EXPECT_TRUE(isRemoved || machine.programs.Starts().empty());
+    EXPECT_NE(machine.registry.Find(kUninstall64Path), nullptr);
+  });
+}
+
+TEST_P(OtherExportsSweep, AVersionIsWholeOrFails) {
+  Sweep(20, [](Machine&) {
+    char buffer[16] = "#";
+    std::int32_t size = sizeof buffer;
+    const bool isTold = GetAppVersion("App", "", buffer, &size);
+    EXPECT_STREQ(buffer, isTold ? "App" : "#");
+    EXPECT_EQ(size, isTold ? 3 : 16);
+  });
+}
+
+TEST_P(OtherExportsSweep, SpaceIsToldOrNot) {
+  Sweep(3, [](Machine&) {
+    const std::int64_t space = GetDiskAvailableSpace("C:");
+    EXPECT_TRUE(space == 5 || space == -1);
+  });
+}
+
+}  // namespace
+}  // namespace kestrelbay

@@ -1,0 +1,210 @@
+#include "protection/Security.h"
+
+#include <gmock/gmock.h>
+
+#include "LogText.h"
+#include "OnMachine.h"
+#include "simulated/Memory.h"
+
+namespace kestrelbay {
+namespace {
+
+using simulated::Faults;
+using testing::ElementsAre;
+
+using CallMatcher = testing::Matcher<std::string>;
+
+testing::Matcher<std::vector<std::string>> HasAll(std::vector<CallMatcher> calls) {
+  return testing::IsSupersetOf(calls);
+}
+
+/** The lines of a call, without file, level and function. */
+std::vector<std::string> Lines(const std::string& function, std::initializer_list<std::string> messages) {
+  std::vector<std::string> lines;
+  std::string current = function;
+  for (const std::string& message : messages) {
+    // An entry line names the function that those behind it come from.
+    if (message.starts_with("enter ")) current = message.substr(6);
+    lines.push_back("Security 3 " + current + ": " + message);
+  }
+  return lines;
+}
+
+class Secrets : public OnMachine {
+ protected:
+  ~Secrets() override { EXPECT_EQ(simulated::OpenAllocations(), allocationsBefore); }
+
+  const std::size_t allocationsBefore = simulated::OpenAllocations();
+  Security& security = Security::GetInstance();
+  LogCapture log;
+};
+
+TEST_F(Secrets, ATextComesBack) {
+  for (const std::string& text :
+       {std::string("secret"), std::string("\u65e5\xFF\x01"), std::string(9999, 's')}) {
+    const std::string hidden = security.Encrypt(text);
+    EXPECT_THAT(hidden, testing::MatchesRegex("[A-Za-z0-9+/=\r\n]+"));
+    EXPECT_TRUE(hidden.ends_with("\r\n"));
+    EXPECT_EQ(hidden.find("\r\n"), 64U);
+    EXPECT_EQ(security.Decrypt(hidden), text);
+  }
+}
+
+TEST_F(Secrets, LineEndsMayBeMissingOrOthers) {
+  const std::string hidden = security.Encrypt("secret");
+  std::string dense = hidden;
+  std::erase_if(dense, [](char unit) { return unit == '\r' || unit == '\n'; });
+  EXPECT_EQ(security.Decrypt(dense), "secret");
+  EXPECT_EQ(security.Decrypt(" " + hidden + "\t\n"), "secret");
+}
+
+TEST_F(Secrets, EachStepLogsItsEntry) {
+  const std::string hidden = security.Encrypt("secret");
+  EXPECT_EQ(TextOf(log), Lines("", {"enter Encrypt", "enter ProtectData", "enter Byte2String"}));
+  const LogCapture own;
+  security.Decrypt(hidden);
+  EXPECT_EQ(TextOf(own), Lines("", {"enter Decrypt", "enter String2Byte", "enter UnprotectData"}));
+}
+
+TEST_F(Secrets, AnEmptyTextIsProtectedLikeAnyOtherAndComesBackWithoutAFailureLine) {
+  const std::string hidden = security.Encrypt("");
+  EXPECT_FALSE(hidden.empty());
+  EXPECT_EQ(security.Decrypt(hidden), "");
+  EXPECT_EQ(log.Lines().size(), 6U);
+}
+
+TEST_F(Secrets, TheServiceIsAskedWithoutAnyExtras) {
+  std::string hidden;
+  EXPECT_THAT(CallsOf([&] { hidden = security.Encrypt("secret"); }),
+              HasAll({testing::StrEq("CryptProtectData(6, null, null, null, null, 0x0) = 1"),
+                      testing::StrEq("LocalFree() = null"),
+                      testing::StartsWith("CryptBinaryToStringA(66, 0x1, 0) = 1"),
+                      testing::StartsWith("CryptBinaryToStringA(66, 0x1, 93) = 1")}));
+  EXPECT_THAT(CallsOf([&] { security.Decrypt(hidden); }),
+              HasAll({"CryptStringToBinaryA(0, 0x1, 0, null, null) = 1",
+                      "CryptStringToBinaryA(0, 0x1, 66, null, null) = 1",
+                      "CryptUnprotectData(66, null, null, null, null, 0x0) = 1", "LocalFree() = null"}));
+}
+
+TEST_F(Secrets, AServiceThatRefusesIsToldWithItsNumber) {
+  machine.faults.FailNth(1, Faults::Extent::Once, "CryptProtectData");
+  EXPECT_EQ(security.Encrypt("secret"), "");
+  EXPECT_THAT(TextOf(log),
+              ElementsAre("Security 3 Encrypt: enter Encrypt", "Security 3 ProtectData: enter ProtectData",
+                          "Security 3 ProtectData: CryptProtectData failed:8",
+                          "Security 3 Encrypt: ProtectData failed"));
+}
+
+TEST_F(Secrets, ATextOfNoSizeIsTold) {
+  machine.faults.FailNth(1, Faults::Extent::Once, "CryptBinaryToStringA");
+  EXPECT_EQ(security.Encrypt("secret"), "");
+  EXPECT_EQ(TextOf(log).back(), "Security 3 Byte2String: CryptBinaryToStringA may be failed because nNeed=0");
+}
+
+TEST_F(Secrets, ATextThatIsNotWrittenIsEmptyWithoutALine) {
+  machine.faults.FailNth(2, Faults::Extent::Once, "CryptBinaryToStringA");
+  EXPECT_EQ(security.Encrypt("secret"), "");
+  EXPECT_EQ(log.Lines().size(), 3U);
+}
+
+TEST_F(Secrets, AnEmptyOrMalformedTextHasNoSize) {
+  for (const char* text : {"", " \r\n", "!", "no base64 at all.", "AA="}) {
+    const LogCapture own;
+    EXPECT_EQ(security.Decrypt(text), "");
+    EXPECT_THAT(TextOf(own),
+                ElementsAre("Security 3 Decrypt: enter Decrypt", "Security 3 String2Byte: enter String2Byte",
+                            "Security 3 String2Byte: CryptStringToBinaryA nNeed=0",
+                            "Security 3 Decrypt: String2Byte failed:size of buf=0"))
+        << text;
+  }
+}
+
+TEST_F(Secrets, BytesThatAreNotReadFailWhereTheyAreTurnedBack) {
+  const std::string hidden = security.Encrypt("secret");
+  const LogCapture own;
+  machine.faults.FailNth(2, Faults::Extent::Once, "CryptStringToBinaryA");
+  EXPECT_EQ(security.Decrypt(hidden), "");
+  EXPECT_THAT(TextOf(own),
+              ElementsAre("Security 3 Decrypt: enter Decrypt", "Security 3 String2Byte: enter String2Byte",
+                          "Security 3 String2Byte: CryptStringToBinaryA failed",
+                          "Security 3 UnprotectData: enter UnprotectData",
+                          "Security 3 UnprotectData: CryptUnprotectData failed, errCode=13"));
+}
+
+TEST_F(Secrets, ACutOrChangedTextIsRefused) {
+  const std::string hidden = security.Encrypt("secret");
+  for (std::size_t at = 0; at < hidden.size(); ++at) {
+    // Without its last line end the text is still whole.
+    const bool isWhole = at >= hidden.size() - 2;
+    EXPECT_EQ(security.Decrypt(hidden.substr(0, at)), isWhole ? "secret" : "") << at;
+    std::string changed = hidden;
+    changed[at] = changed[at] == 'A' ? 'B' : 'A';
+    // Digits beyond the last whole byte say nothing.
+    EXPECT_TRUE(security.Decrypt(changed) == "" || at >= hidden.size() - 4) << at;
+  }
+}
+
+TEST_F(Secrets, ATextOfAnotherUserOrMachineIsToldWithItsNumber) {
+  const std::string hidden = security.Encrypt("secret");
+  const LogCapture own;
+  machine.registry.SetUser(u"S-1-5-21-1-2-3-1002");
+  EXPECT_EQ(security.Decrypt(hidden), "");
+  EXPECT_EQ(TextOf(own).back(), "Security 3 UnprotectData: CryptUnprotectData failed, errCode=-2146893813");
+  machine.registry.SetUser(u"S-1-5-21-1000000001-1000000002-1000000003-1001");
+  EXPECT_EQ(security.Decrypt(hidden), "secret");
+  machine.registry.SetText(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Cryptography", u"MachineGuid",
+                           u"other");
+  EXPECT_EQ(security.Decrypt(hidden), "");
+  EXPECT_EQ(TextOf(own).back(), "Security 3 UnprotectData: CryptUnprotectData failed, errCode=-2146893813");
+}
+
+TEST_F(Secrets, NeitherLogNorJournalHoldsASecret) {
+  const std::string secret = "correct horse battery";
+  std::string hidden;
+  std::string seen;
+  for (const std::string& call : CallsOf([&] {
+         hidden = security.Encrypt(secret);
+         security.Decrypt(hidden);
+         machine.faults.FailNth(1, Faults::Extent::Once, "CryptProtectData");
+         security.Encrypt(secret);
+         machine.faults.FailNth(1, Faults::Extent::Once, "CryptUnprotectData");
+         security.Decrypt(hidden);
+       })) {
+    seen += call + "\n";
+  }
+  for (const LogLine& line : log.Lines()) seen += line.text + "\n";
+  EXPECT_THAT(seen, testing::HasSubstr("CryptUnprotectData"));
+  EXPECT_THAT(seen, testing::Not(testing::HasSubstr("horse")));
+  EXPECT_THAT(seen, testing::Not(testing::HasSubstr(hidden.substr(0, 64))));
+}
+
+TEST_F(Secrets, TheHostGetsABlockOfItsOwnEvenForAFailure) {
+  char* hidden = nullptr;
+  ::Encrypt("secret", &hidden);
+  char* text = nullptr;
+  ::Decrypt(hidden, &text);
+  EXPECT_STREQ(text, "secret");
+  ReleaseDllStr(&text);
+  EXPECT_EQ(text, nullptr);
+  ReleaseDllStr(&text);
+  ::Decrypt("!", &text);
+  EXPECT_STREQ(text, "");
+  ReleaseDllStr(&text);
+  machine.faults.FailNth(1, Faults::Extent::Once, "CryptProtectData");
+  char* failed = nullptr;
+  ::Encrypt("secret", &failed);
+  ASSERT_NE(failed, nullptr);
+  EXPECT_STREQ(failed, "");
+  ReleaseDllStr(&failed);
+  ReleaseDllStr(&hidden);
+}
+
+TEST(Wipe, LeavesZerosInThePlaceOfTheText) {
+  std::string text = "a secret that is too long to stand in the object itself";
+  const std::size_t length = text.size();
+  Wipe(text);
+  EXPECT_EQ(text, std::string(length, '\0'));
+}
+
+}  // namespace
+}  // namespace kestrelbay

@@ -1,0 +1,40 @@
+/** A machine with executables to draw icons of. */
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "ExecutableFile.h"
+#include "OnMachine.h"
+#include "simulated/Picture.h"
+
+namespace kestrelbay {
+
+class Extraction : public OnMachine {
+ protected:
+  Extraction();
+  ~Extraction() override;
+
+  /** Makes the file C:\app.exe. */
+  void MakeFile(const std::string& contents);
+  void MakeProgram(const std::vector<samples::IconBytes>& images);
+
+  /** What IconToPngBase64 makes of C:\app.exe, decoded; empty for a failure. */
+  static simulated::Picture Draw();
+
+  /** Nothing is left open but streams, of which the library leaves those that nothing was saved into. */
+  void ExpectClosed(std::size_t streams = 0);
+
+  static const std::u16string kPath;
+
+ private:
+  std::filesystem::path drive;
+};
+
+/** Bytes of a base64 text that is made right; a NUL ends it. */
+std::vector<std::uint8_t> FromBase64(const std::string& text);
+
+}  // namespace kestrelbay

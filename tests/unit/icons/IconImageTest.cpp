@@ -1,0 +1,171 @@
+#include "simulated/IconImage.h"
+
+#include <gtest/gtest.h>
+
+#include "Drawings.h"
+#include "Files.h"
+#include "simulated/PngFile.h"
+
+namespace simulated {
+namespace {
+
+using samples::MakeBitmap;
+using samples::MakePng;
+
+constexpr samples::Badge kBadge{0x3366CC, samples::Shape::Page};
+
+std::optional<IconImage> Decode(const std::string& bytes) { return DecodeIconImage(BytesOf(bytes)); }
+
+TEST(IconImage, PngKeepsItsAlphaAndTheColoursBehindIt) {
+  const samples::Drawing drawing = Pattern(13, 7, true);
+  const auto image = Decode(MakePng(drawing).bytes);
+  ASSERT_TRUE(image);
+  EXPECT_FALSE(image->isMasked);
+  EXPECT_EQ(image->picture, PictureOf(drawing));
+}
+
+TEST(IconImage, BitmapOf32BitsKeepsItsAlpha) {
+  const samples::Drawing drawing = Pattern(13, 7, true);
+  const auto image = Decode(MakeBitmap(drawing, 32).bytes);
+  ASSERT_TRUE(image);
+  EXPECT_FALSE(image->isMasked);
+  EXPECT_EQ(image->picture, PictureOf(drawing));
+}
+
+TEST(IconImage, BitmapOf32BitsWithoutAnyAlphaGoesByItsMask) {
+  const samples::Drawing drawing = Pattern(13, 7, false);
+  std::string bytes = MakeBitmap(drawing, 32).bytes;
+  for (std::size_t at = 43; at < 40 + 13 * 7 * 4; at += 4) bytes[at] = 0;
+  const auto image = Decode(bytes);
+  ASSERT_TRUE(image);
+  EXPECT_TRUE(image->isMasked);
+  EXPECT_EQ(image->picture, PictureOf(drawing));
+}
+
+TEST(IconImage, BitmapOf24BitsGoesByItsMask) {
+  const samples::Drawing drawing = Pattern(13, 7, false);
+  const auto image = Decode(MakeBitmap(drawing, 24).bytes);
+  ASSERT_TRUE(image);
+  EXPECT_TRUE(image->isMasked);
+  EXPECT_EQ(image->picture, PictureOf(drawing));
+}
+
+TEST(IconImage, BitmapsOfFewColoursGoByPaletteAndMask) {
+  for (const std::uint32_t bits : {1U, 4U, 8U}) {
+    for (const std::uint32_t side : {1U, 7U, 8U, 31U, 48U}) {
+      const samples::Drawing drawing =
+          bits == 1 ? samples::DrawBlackAndWhite(kBadge, side) : samples::DrawFlat(kBadge, side);
+      const auto image = Decode(MakeBitmap(drawing, bits).bytes);
+      ASSERT_TRUE(image) << bits << " bits, side " << side;
+      EXPECT_EQ(image->picture, PictureOf(drawing)) << bits << " bits, side " << side;
+    }
+  }
+}
+
+TEST(IconImage, BitmapMayStandTopDown) {
+  std::string bytes = MakeBitmap(Pattern(4, 4, true), 32).bytes;
+  Set32(bytes, 8, static_cast<std::uint32_t>(-8));
+  const auto image = Decode(bytes);
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->picture.At(2, 0), Pattern(4, 4, true).At(2, 3));
+}
+
+TEST(IconImage, ColourBeyondThePaletteIsBlack) {
+  samples::Drawing drawing(8, 1, 0xFFABCDEF);
+  std::string bytes = MakeBitmap(drawing, 8).bytes;
+  ASSERT_EQ(Decode(bytes)->picture.At(0, 0), 0xFFABCDEFU);
+  bytes.erase(40 + 4, 255 * 4);
+  Set32(bytes, 32, 1);
+  EXPECT_EQ(Decode(bytes)->picture.At(0, 0), 0xFF000000U);
+}
+
+TEST(IconImage, CutBitmapIsDamaged) {
+  for (const std::uint32_t bits : {1U, 4U, 8U, 24U}) {
+    const std::string bytes = MakeBitmap(samples::DrawBlackAndWhite(kBadge, 9), bits).bytes;
+    for (std::size_t length = 0; length < bytes.size(); ++length) {
+      EXPECT_FALSE(Decode(bytes.substr(0, length))) << bits << " bits, " << length << " bytes";
+    }
+  }
+}
+
+TEST(IconImage, BitmapWithAlphaNeedsNoMask) {
+  const std::string bytes = MakeBitmap(Pattern(9, 9, true), 32).bytes;
+  EXPECT_TRUE(Decode(bytes.substr(0, 40 + 9 * 9 * 4)));
+  EXPECT_FALSE(Decode(bytes.substr(0, 40 + 9 * 9 * 4 - 1)));
+}
+
+TEST(IconImage, CutPngIsDamaged) {
+  const std::string bytes = MakePng(Pattern(9, 9, true)).bytes;
+  for (std::size_t length = 0; length < bytes.size(); ++length) EXPECT_FALSE(Decode(bytes.substr(0, length)));
+}
+
+TEST(IconImage, PngWithAWrongCheckSumIsDamaged) {
+  std::string bytes = MakePng(Pattern(9, 9, true)).bytes;
+  bytes[60] = static_cast<char>(bytes[60] ^ 1);
+  EXPECT_FALSE(Decode(bytes));
+}
+
+TEST(IconImage, SidesThatCannotBeAreRefused) {
+  for (const std::uint32_t side : {0U, 1025U, 0x10000U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
+    std::string wide = MakeBitmap(Pattern(8, 8, true), 32).bytes;
+    Set32(wide, 4, side);
+    EXPECT_FALSE(Decode(wide)) << side;
+  }
+  for (const std::uint32_t heightWithMask : {0U, 1U, 2050U, 0x20000U, 0x7FFFFFFFU, 0x80000000U}) {
+    std::string high = MakeBitmap(Pattern(8, 8, true), 32).bytes;
+    Set32(high, 8, heightWithMask);
+    EXPECT_FALSE(Decode(high)) << heightWithMask;
+  }
+}
+
+TEST(IconImage, HeaderThatLiesIsRefused) {
+  const std::string good = MakeBitmap(Pattern(8, 8, false), 24).bytes;
+  for (const std::uint32_t headerBytes : {0U, 11U, 39U, 400000U, 0xFFFFFFFFU}) {
+    std::string bytes = good;
+    Set32(bytes, 0, headerBytes);
+    EXPECT_FALSE(Decode(bytes)) << headerBytes;
+  }
+  for (const std::uint32_t bits : {0U, 2U, 7U, 64U, 0xFFFFU}) {
+    std::string bytes = good;
+    Set32(bytes, 12, 1 | bits << 16);
+    EXPECT_FALSE(Decode(bytes)) << bits;
+  }
+  std::string compressed = good;
+  Set32(compressed, 16, 1);
+  EXPECT_FALSE(Decode(compressed));
+  std::string colours = MakeBitmap(samples::DrawFlat(kBadge, 8), 8).bytes;
+  Set32(colours, 32, 0x40000000);
+  EXPECT_FALSE(Decode(colours));
+}
+
+TEST(PngFile, WhatWasSavedIsReadBack) {
+  const Picture picture = PictureOf(Pattern(33, 17, true));
+  const auto png = EncodePng(picture);
+  EXPECT_TRUE(IsPng(png));
+  EXPECT_EQ(DecodePng(png, 33), picture);
+  EXPECT_FALSE(DecodePng(png, 32));
+}
+
+TEST(PngFile, PictureWithoutPixelsCannotBeSaved) { EXPECT_TRUE(EncodePng(Picture()).empty()); }
+
+TEST(Picture, ScaledTransparentPixelsLendNoColour) {
+  Picture picture(2, 2);
+  picture.argb = {0xFF204060, 0x00FFFFFF, 0x00FFFFFF, 0xFF204060};
+  EXPECT_EQ(Scaled(picture, 1).At(0, 0), 0x80204060U);
+  EXPECT_EQ(Scaled(picture, 4).At(1, 1), 0xFF204060U);
+  EXPECT_EQ(Scaled(picture, 2), [&] {
+    picture.argb[1] = picture.argb[2] = 0;
+    return picture;
+  }());
+}
+
+TEST(Picture, CornerIsTheTopLeftOne) {
+  Picture picture(1, 1);
+  picture.argb = {0xFF010203};
+  const Picture canvas = InTopLeftCorner(picture, 3);
+  EXPECT_EQ(canvas.At(0, 0), 0xFF010203U);
+  EXPECT_EQ(std::count(canvas.argb.begin(), canvas.argb.end(), 0U), 8);
+}
+
+}  // namespace
+}  // namespace simulated

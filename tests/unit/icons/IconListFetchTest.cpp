@@ -1,0 +1,26 @@
+// A process that could not fetch the large image list: a program of its own, since the list is fetched once.
+#include <gtest/gtest.h>
+
+#include "ExtractionTest.h"
+#include "Files.h"
+
+namespace kestrelbay {
+namespace {
+
+class IconListFetch : public Extraction {};
+
+TEST_F(IconListFetch, FailedFetchIsNotRepeatedAndTheShellsOwnIconIsUsed) {
+  machine.pictures.displayBits = 24;  // with 32 its icon would be too small to be read as one of 48 pixels
+  const samples::Drawing drawing = simulated::Pattern(32, 32, false);
+  MakeProgram({samples::MakeBitmap(drawing, 32), samples::MakePng(samples::Drawing(256, 256, 0xFF112233))});
+  machine.faults.FailNth(1, simulated::Faults::Extent::Once, "SHGetImageList");
+  EXPECT_EQ(Draw(), simulated::PictureOf(drawing));
+  EXPECT_TRUE(machine.faults.Fired());
+  for (const std::string& call : CallsOf([&] { EXPECT_EQ(Draw(), simulated::PictureOf(drawing)); })) {
+    EXPECT_FALSE(call.starts_with("SHGetImageList") || call.starts_with("ImageList_GetIcon")) << call;
+  }
+  ExpectClosed();
+}
+
+}  // namespace
+}  // namespace kestrelbay
