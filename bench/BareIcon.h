@@ -1,0 +1,11 @@
+/** One extraction of an icon without the library: its calls of the port, and nothing around them. */
+#pragma once
+
+#include <cstddef>
+
+namespace bench {
+
+/** @param path of an executable with an icon of 256 pixels @return bytes of the base64 text; 0 on failure */
+std::size_t BareIcon(const char16_t* path);
+
+}  // namespace bench

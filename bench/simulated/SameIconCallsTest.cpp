@@ -1,0 +1,53 @@
+// The bare calls are those of an extraction, or the comparison of the two would say nothing.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "BareIcon.h"
+#include "ExecutableFile.h"
+#include "inventory/IconPicture.h"
+#include "simulated/Machine.h"
+
+namespace bench {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char16_t* kPath = u"C:\\app.exe";
+
+std::vector<std::string> CallsOf(simulated::Machine& machine, const std::function<void()>& action) {
+  action();  // fetches what is fetched once
+  machine.journal.Start();
+  action();
+  machine.journal.Stop();
+  std::vector<std::string> names;
+  for (const auto& call : machine.journal.Calls()) {
+    // The memory of the library's own objects is no call of Windows that draws anything.
+    if (call.name != "GdipAlloc" && call.name != "GdipFree") names.push_back(call.name);
+  }
+  return names;
+}
+
+TEST(SameIconCalls, AreMadeByTheExtractionAndTheBareOne) {
+  simulated::Machine& machine = simulated::Machine::Use(std::make_unique<simulated::Machine>());
+  const fs::path drive = fs::path(testing::TempDir()) / "kestrelbay-same-icon-calls";
+  fs::create_directories(drive);
+  std::ofstream(drive / "app.exe", std::ios::binary)
+      << samples::MakeExecutable({{u"", 1, {samples::MakePng(samples::Drawing(256, 256, 0xFF3366CC))}}});
+  machine.drives.Mount(u'C', drive);
+  auto bare = CallsOf(machine, [] { EXPECT_GT(BareIcon(kPath), 0U); });
+  auto extraction = CallsOf(machine, [] {
+    std::string base64;
+    EXPECT_TRUE(kestrelbay::IconToPngBase64(kPath, base64));
+  });
+  // The bare one turns the bytes into text where they lie, so its calls come in another order at the end.
+  std::sort(bare.begin(), bare.end());
+  std::sort(extraction.begin(), extraction.end());
+  EXPECT_EQ(extraction, bare);
+  EXPECT_GT(bare.size(), 20U);
+  fs::remove_all(drive);
+}
+
+}  // namespace
+}  // namespace bench

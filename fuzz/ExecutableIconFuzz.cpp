@@ -1,0 +1,28 @@
+// Executables and .ico files: whichever icons are found in one must be read, or refused, without harm.
+#include <string_view>
+
+#include "simulated/IconFiles.h"
+#include "simulated/IconImage.h"
+
+namespace {
+
+void DecodeAll(const simulated::ByteSource& file, const simulated::IconEntries& entries) {
+  for (const simulated::IconEntry& entry : entries) {
+    simulated::DecodeIconImage(simulated::ReadIconImage(file, entry));
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const simulated::MemorySource file({data, size});
+  try {
+    DecodeAll(file, simulated::FindExecutableIcon(file));
+  } catch (const simulated::DamagedIcon&) {
+  }
+  try {
+    DecodeAll(file, simulated::FindIconFileIcon(file));
+  } catch (const simulated::DamagedIcon&) {
+  }
+  return 0;
+}
