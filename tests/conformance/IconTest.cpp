@@ -118,7 +118,7 @@ TEST_F(Icon, NothingThereIsOneEmptyAnswer) {
 
 TEST_F(Icon, OfADamagedProgramHidesNoOther) {
   AppWith(u"App", Large());
-  AppWith(u"Damaged", Large().substr(0, 4000));
+  AppWith(u"Damaged", Large().substr(0, 100));  // more of it, and Wine reads behind the end of the file
   const auto entries = List(true);
   ASSERT_EQ(entries.size(), 2U);
   EXPECT_THAT(entries[0].iconText, StartsWith(kPictureStart));
