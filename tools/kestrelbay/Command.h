@@ -16,6 +16,8 @@ struct Session {
   /** Wanted by a program: one JSON text on standard output. */
   bool json = false;
   Output& out;
+  /** The library's log is printed as it comes. */
+  bool logs = false;
 };
 
 /** The command that was chosen, with its own options. @throws Failure */
@@ -24,10 +26,10 @@ using Command = std::function<void(Session&)>;
 /** Tells the parser of a command, and has it put into `chosen` when it is named on the command line. */
 using AddCommand = void(CLI::App& app, Command& chosen);
 
-AddCommand AddBlocked, AddDecrypt, AddEncrypt, AddFacts, AddForget, AddIcon, AddList, AddReport, AddRoot,
-    AddRun, AddStart, AddVersion;
-inline constexpr AddCommand* kCommands[] = {AddBlocked, AddDecrypt, AddEncrypt, AddFacts,
-                                            AddForget,  AddIcon,    AddList,    AddReport,
-                                            AddRoot,    AddRun,     AddStart,   AddVersion};
+AddCommand AddBlocked, AddDecrypt, AddEncrypt, AddFacts, AddForget, AddIcon, AddInstall, AddList, AddReport,
+    AddRoot, AddRun, AddStart, AddUninstall, AddVersion;
+inline constexpr AddCommand* kCommands[] = {AddBlocked, AddDecrypt, AddEncrypt,   AddFacts,  AddForget,
+                                            AddIcon,    AddInstall, AddList,      AddReport, AddRoot,
+                                            AddRun,     AddStart,   AddUninstall, AddVersion};
 
 }  // namespace host

@@ -79,4 +79,14 @@ void OpenMachine(const std::optional<std::string>& directory, const LoadObserver
  */
 std::optional<std::string> ReadMachineFile(const std::string& path, std::size_t mostBytes);
 
+/** From now on Ctrl-C is noted and does not end the process; a second one does. */
+void CatchInterrupt();
+bool WasInterrupted();
+
+/**
+ * Waits, before the process ends, for what it keeps running: the programs that still run on a simulated
+ * machine and would end with it. Ctrl-C does not wait.
+ */
+void LeaveMachine();
+
 }  // namespace host

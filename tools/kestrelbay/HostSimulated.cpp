@@ -11,15 +11,21 @@
 #include <fstream>
 #include <iterator>
 #include <system_error>
+#include <thread>
 
 #include "Failure.h"
 #include "Host.h"
+#include "Progress.h"
 #include "simulated/MachineDirectory.h"
 
 namespace host {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr std::chrono::milliseconds kBetweenLooks(20);
+
+volatile std::sig_atomic_t wasInterrupted = 0;
 
 int Descriptor(Stream stream) { return stream == Stream::Out ? STDOUT_FILENO : STDERR_FILENO; }
 
@@ -153,6 +159,26 @@ std::optional<std::string> ReadMachineFile(const std::string& path, std::size_t 
   std::ifstream stream(*file, std::ios::binary);
   std::string bytes{std::istreambuf_iterator<char>(stream), {}};
   return stream ? std::optional(std::move(bytes)) : std::nullopt;
+}
+
+void CatchInterrupt() {
+  struct sigaction action {};
+  action.sa_handler = [](int) { wasInterrupted = 1; };
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  sigaction(SIGINT, &action, nullptr);
+}
+
+bool WasInterrupted() { return wasInterrupted != 0; }
+
+void LeaveMachine() {
+  std::signal(SIGINT, SIG_DFL);
+  simulated::Machine* const machine = simulated::Machine::CurrentOrNull();
+  if (!machine) return;
+  Progress progress("Programs still run on the machine (Ctrl-C ends them)");
+  while (machine->programs.RunningCount() > 0) {
+    std::this_thread::sleep_for(kBetweenLooks);
+    progress.UpdateTime();
+  }
 }
 
 }  // namespace host

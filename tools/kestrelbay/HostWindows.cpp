@@ -3,6 +3,7 @@
 #include <shellapi.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -14,6 +15,8 @@
 
 namespace host {
 namespace {
+
+std::atomic<bool> wasInterrupted = false;
 
 /** A single write of more than this fails on a console. */
 constexpr std::size_t kMostConsoleChars = 8192;
@@ -172,5 +175,14 @@ std::optional<std::string> ReadMachineFile(const std::string& path, std::size_t 
   std::string bytes{std::istreambuf_iterator<char>(stream), {}};
   return stream ? std::optional(std::move(bytes)) : std::nullopt;
 }
+
+void CatchInterrupt() {
+  SetConsoleCtrlHandler(
+      [](DWORD event) -> BOOL { return event == CTRL_C_EVENT && !wasInterrupted.exchange(true); }, TRUE);
+}
+
+bool WasInterrupted() { return wasInterrupted; }
+
+void LeaveMachine() {}
 
 }  // namespace host

@@ -96,7 +96,7 @@ void Run(std::vector<std::string> arguments) {
   Output out;
   if (request.text.empty()) {
     Open(request.options);
-    Session session{request.options.json, out};
+    Session session{request.options.json, out, request.options.log};
     request.command(session);
   } else {
     out.Write(request.text);
@@ -122,6 +122,7 @@ int RunToStatus(std::vector<std::string> arguments) {
 
 int main(int argc, char** argv) {
   const int status = host::RunToStatus(host::Start(argc, argv));
+  host::LeaveMachine();
   // Nothing waits for the library's workers, so one may still be ending: it must find all objects alive.
   std::_Exit(status);
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "DisplayText.h"
 #include "Host.h"
 
 namespace host {
@@ -27,7 +28,10 @@ std::string Bar(double share, int cells) {
 }  // namespace
 
 Progress::Progress(std::string_view name)
-    : job(name), possible(IsTerminal(Stream::Error)), nextDraw(steady_clock::now() + kPatience) {}
+    : job(name),
+      possible(IsTerminal(Stream::Error)),
+      start(steady_clock::now()),
+      nextDraw(start + kPatience) {}
 
 Progress::~Progress() { Erase(); }
 
@@ -38,7 +42,20 @@ void Progress::Update(std::uint64_t done, std::uint64_t all) {
   const int columns = TerminalColumns() > 0 ? TerminalColumns() : 80;
   const int barCells = std::min(kBarCells, columns - static_cast<int>(job.size()) - kPercentCells - 2);
   const std::string bar = barCells > 0 ? " " + Bar(share, barCells) : "";
-  WriteError("\r" + job + bar + " " + std::to_string(static_cast<int>(share * 100)) + " %");
+  Draw(job + bar + " " + std::to_string(static_cast<int>(share * 100)) + " %");
+}
+
+void Progress::UpdateTime() {
+  if (!possible || steady_clock::now() < nextDraw) return;
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - start).count();
+  const auto room =
+      static_cast<std::size_t>(std::max(20, TerminalColumns() > 0 ? TerminalColumns() : 80) - 12);
+  // Cut by bytes: a name in wide characters is short enough then, too.
+  Draw(Printable(job.size() <= room ? job : job.substr(0, room)) + ", " + std::to_string(seconds) + " s");
+}
+
+void Progress::Draw(const std::string& line) {
+  WriteError("\r" + line);
   drawn = true;
   nextDraw = steady_clock::now() + kBetweenDraws;
 }

@@ -18,14 +18,19 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
 
   void Update(std::uint64_t done, std::uint64_t all);
+  /** The same for a job that tells nothing of how far it is: how long it has taken. */
+  void UpdateTime();
   /** Takes the line away, for something else to be written; the next Update brings it back. */
   void Erase();
 
  private:
   using Time = std::chrono::steady_clock::time_point;
 
+  void Draw(const std::string& line);
+
   const std::string job;
   const bool possible;
+  const Time start;
   Time nextDraw;
   bool drawn = false;
 };

@@ -1,0 +1,89 @@
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "DisplayText.h"
+#include "Failure.h"
+#include "Job.h"
+#include "KestrelbayGeneralSDK.h"
+
+namespace host {
+namespace {
+
+struct InstallOptions {
+  std::string installer;
+  std::string name;
+  std::string parameters;
+};
+
+/** The library bounds what it copies into the last field by the text alone. */
+struct RoomyRequest : InstallRequest {
+  char room[4096];
+};
+
+/** Never destroyed: the library may still look at it when it has reported. */
+RoomyRequest& Request() {
+  static auto& request = *new RoomyRequest{};
+  return request;
+}
+
+void Fill(RoomyRequest& request, const InstallOptions& options) {
+  FillField(request.installerPath, options.installer, "the installer's path");
+  FillField(request.displayName, options.name, "the name");
+  FillField(request.installerParams, options.parameters, "the text of --args");
+}
+
+/** Why it failed and what to do, by the library's own message. */
+std::string Explanation(const std::string& errMsg, const InstallOptions& options, const Change& change) {
+  if (errMsg == "Install path is empty!") return "no installer: name its path on the machine";
+  if (errMsg == "Install path is not exist!")
+    return "no installer: there is no file " + options.installer + " on the machine; give its whole path";
+  if (errMsg == "DisplayName is empty!")
+    return "no name: give the one that the application will be listed under, with --name";
+  if (errMsg == "Update fail!")
+    return "not updated: \"" + options.name + "\" has its version still (" + change.InWords() +
+           "); the installer failed or was refused, see --log";
+  return "not installed: \"" + options.name + "\" is not listed (" + change.InWords() +
+         "); the installer failed, was refused, or registers another name: see kestrelbay list";
+}
+
+std::string Success(const Change& change, const std::string& name) {
+  return (change.before ? "Updated " : "Installed ") + Printable(name) + ": " + Printable(change.InWords()) +
+         "\n";
+}
+
+void InstallApp(Session& session, const InstallOptions& options) {
+  RoomyRequest& request = Request();
+  Fill(request, options);
+  Change change{FindListed(options.name), {}};
+  const JobEnd end = FollowJob(session, "Installing " + options.name, "installer",
+                               [&] { Install(&request, [](InstallRequest*) { ReportJobEnd(); }); });
+  change.after = FindListed(options.name);
+  if (session.json) {
+    PrintJob(session,
+             {{"displayName", options.name},
+              {"result", request.Result},
+              {"errMsg", request.ErrMsg},
+              {"displayVersion", request.DisplayVersion}},
+             change, end);
+  }
+  if (std::string(request.Result) != "Success") throw Failure(Explanation(request.ErrMsg, options, change));
+  if (!session.json) session.out.Write(Success(change, options.name));
+}
+
+}  // namespace
+
+void AddInstall(CLI::App& app, Command& chosen) {
+  CLI::App* command = app.add_subcommand("install", "Run an installer, and see whether it did its work");
+  auto options = std::make_shared<InstallOptions>();
+  command->add_option("INSTALLER", options->installer, "Path of the installer on the machine")->required();
+  command->add_option("--name", options->name, "Name that the application is listed under")->required();
+  command->add_option("--args", options->parameters, "Parameters of the installer, as one text")
+      ->type_name("TEXT");
+  command->footer(
+      "The installer runs elevated. What counts is whether the application is listed afterwards, or has\n"
+      "changed its version, not the installer's exit code. Ctrl-C ends the wait and not the installer.");
+  command->callback(
+      [&chosen, options] { chosen = [options](Session& session) { InstallApp(session, *options); }; });
+}
+
+}  // namespace host
