@@ -45,7 +45,8 @@ void AppInstall::StartInstall(const std::string& name) {
 }
 
 void AppInstall::RunJob(const std::string& name) {
-  InstallRequest* const request = jobMap[name];
+  using Jobs = UnlockedJobs<AppInstall>;
+  InstallRequest* const request = Jobs::FindRequest(*this, name);
   const std::string installationPath = request->installerPath;
   const std::string displayName = request->displayName;
   const std::string registryPath = request->registryPath;
@@ -54,8 +55,8 @@ void AppInstall::RunJob(const std::string& name) {
   CopyToField(request->Result, result["Result"]);
   CopyToField(request->ErrMsg, result["ErrMsg"]);
   CopyToField(request->DisplayVersion, result["DisplayVersion"]);
-  jobCallback(request);
-  jobMap.erase(displayName);
+  Jobs::FindCallback (*this)(request);
+  Jobs::Erase(*this, displayName);
 }
 
 ResultMap AppInstall::InstallThreadImp(const std::string& installationPath, const std::string& displayName,

@@ -80,14 +80,15 @@ void AppUninstall::StartUninstall(const std::string& name) {
 }
 
 void AppUninstall::RunJob(const std::string& name) {
-  UninstallRequest* const request = jobMap[name];
+  using Jobs = UnlockedJobs<AppUninstall>;
+  UninstallRequest* const request = Jobs::FindRequest(*this, name);
   const std::string displayName = request->displayName;
   const std::string registryPath = request->registryPath;
   ResultMap result = UninstallThreadImp(displayName, registryPath);
   CopyToField(request->Result, result["Result"]);
   CopyToField(request->ErrMsg, result["ErrMsg"]);
-  jobCallback(request);
-  jobMap.erase(displayName);
+  Jobs::FindCallback (*this)(request);
+  Jobs::Erase(*this, displayName);
 }
 
 ResultMap AppUninstall::UninstallThreadImp(const std::string& displayName, const std::string& registryPath) {

@@ -16,6 +16,18 @@ using ResultMap = std::unordered_map<std::string, std::string>;
 void FillResultMap(ResultMap& info, const std::string& result, const std::string& errMsg,
                    const std::string& displayName);
 
+/**
+ * A flow's table and callback slot as its workers use them: without a lock, whatever a start writes there
+ * meanwhile, so that no start ever waits for a job. Whoever looks for races finds these, and they are meant.
+ */
+template <class Flow>
+struct UnlockedJobs {
+  /** A job that is no longer registered is added, with a null request. */
+  static auto* FindRequest(Flow& flow, const std::string& name) { return flow.jobMap[name]; }
+  static auto FindCallback(const Flow& flow) { return flow.jobCallback; }
+  static void Erase(Flow& flow, const std::string& name) { flow.jobMap.erase(name); }
+};
+
 /** How a job can end: what its caller is told, and what the log is. */
 struct Outcome {
   const char* result;

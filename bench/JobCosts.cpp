@@ -1,0 +1,238 @@
+/**
+ * job-costs [JOBS] [APPLICATIONS]: what jobs cost on a simulated machine whose clock stands still.
+ *
+ * Tells the time that a start takes of its caller beside the pause, what an installation takes beside its two
+ * scans, that 64 jobs at once all report, and what so many installations and removals, one after the other,
+ * leave allocated and open. Ends with status 1 where a job fails, a start takes a millisecond on average, or
+ * something is left that the interface does not say.
+ */
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "CountedMemory.h"
+#include "FilledMachine.h"
+#include "KestrelbayGeneralSDK.h"
+#include "simulated/Handles.h"
+#include "simulated/Machine.h"
+
+namespace {
+
+using std::chrono::steady_clock;
+using Microseconds = std::chrono::duration<double, std::micro>;
+
+constexpr std::size_t kAtOnce = 64;
+constexpr double kMostStartMicroseconds = 1000;
+/** A removal's open process, the machine's own note of each start, and the job's own entry in the lists. */
+constexpr double kMostOtherBytes = 2048;
+const std::u16string kEntry = u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Job";
+
+/** Counts workers that have reported and ended. One reports at a time: their table has no lock. */
+class Ends {
+ public:
+  void WaitFor(std::size_t count) {
+    std::unique_lock held(mutex_);
+    changed_.wait(held, [&] { return count_ >= count; });
+  }
+  void Enter() { turn_.lock(); }
+  void Leave() {
+    turn_.unlock();
+    const std::lock_guard held(mutex_);
+    ++count_;
+    changed_.notify_all();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::mutex turn_;
+  std::condition_variable changed_;
+  std::size_t count_ = 0;
+};
+
+Ends ends;
+std::size_t started = 0;
+
+struct Turn {
+  Turn() { ends.Enter(); }
+  ~Turn() { ends.Leave(); }
+};
+
+template <class Request>
+void Receive(Request*) {
+  thread_local const Turn turn;
+  static_cast<void>(turn);
+}
+
+/** An event by which programs are held up. */
+class Gate {
+ public:
+  void Pass() {
+    std::unique_lock held(mutex_);
+    ++arrivals_;
+    changed_.notify_all();
+    changed_.wait(held, [this] { return isOpen_; });
+  }
+  void WaitForArrivals(std::size_t count) {
+    std::unique_lock held(mutex_);
+    changed_.wait(held, [&] { return arrivals_ >= count; });
+  }
+  void Open() {
+    const std::lock_guard held(mutex_);
+    isOpen_ = true;
+    changed_.notify_all();
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::size_t arrivals_ = 0;
+  bool isOpen_ = false;
+};
+
+void AddApp(simulated::Machine& machine, const std::u16string& key, const std::u16string& name) {
+  machine.registry.SetText(key, u"DisplayName", name);
+  machine.registry.SetText(key, u"UninstallString", u"C:\\remove.exe");
+}
+
+template <class Request>
+struct Record : Request {
+  explicit Record(const std::string& name) : Request{} {
+    name.copy(this->displayName, sizeof this->displayName - 1);
+  }
+  char room[1024] = {};
+};
+
+struct Install : Record<InstallRequest> {
+  Install(const std::string& path, const std::string& name) : Record(name) {
+    path.copy(installerPath, sizeof installerPath - 1);
+  }
+};
+
+double StartInstall(Install& request) {
+  ++started;
+  const auto before = steady_clock::now();
+  ::Install(&request, &Receive<InstallRequest>);
+  return Microseconds(steady_clock::now() - before).count();
+}
+
+bool RunRound(simulated::Machine& machine, double& startMicroseconds, double& jobMicroseconds) {
+  const auto begin = steady_clock::now();
+  Install installation("C:\\setup.exe", "Job");
+  startMicroseconds += StartInstall(installation);
+  ends.WaitFor(started);
+  jobMicroseconds += Microseconds(steady_clock::now() - begin).count();
+  Record<UninstallRequest> removal("Job");
+  ++started;
+  Uninstall(&removal, &Receive<UninstallRequest>);
+  ends.WaitFor(started);
+  machine.programs.WaitForAll();
+  return std::strcmp(installation.Result, "Success") == 0 && std::strcmp(removal.Result, "Success") == 0;
+}
+
+double ScanMicroseconds() {
+  constexpr int kRounds = 20;
+  const auto begin = steady_clock::now();
+  for (int round = 0; round < kRounds; ++round) {
+    InstalledAppEntry* entries = nullptr;
+    std::uint32_t count = 0;
+    GetInstalledAppList(&entries, &count, false);
+    ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
+  }
+  return Microseconds(steady_clock::now() - begin).count() / kRounds;
+}
+
+/** What one look-up by name leaves allocated: the list that it asked for. */
+double BytesOfALookUp() {
+  constexpr int kRounds = 20;
+  const std::size_t before = bench::BytesInUse();
+  char buffer[1];
+  std::int32_t size = 0;
+  for (int round = 0; round < kRounds; ++round) GetAppVersion("none", "", buffer, &size);
+  return static_cast<double>(bench::BytesInUse() - before) / kRounds;
+}
+
+/** @return whether all of them reported a success */
+bool RunAtOnce(simulated::Machine& machine) {
+  Gate gate;
+  std::vector<std::unique_ptr<Install>> requests;
+  for (std::size_t i = 0; i < kAtOnce; ++i) {
+    const std::string digits = std::to_string(i);
+    const std::u16string number(digits.begin(), digits.end());
+    machine.drives.AddFile(u"C:\\" + number + u".exe");
+    machine.programs.Set(u"C:\\" + number + u".exe", {.run = [&machine, &gate, number] {
+                           gate.Pass();
+                           AddApp(machine, kEntry + number, u"Job" + number);
+                           return 0;
+                         }});
+    requests.push_back(std::make_unique<Install>("C:\\" + digits + ".exe", "Job" + digits));
+    StartInstall(*requests.back());
+    // A start before the worker has read the table would meet it there.
+    gate.WaitForArrivals(i + 1);
+  }
+  const auto begin = steady_clock::now();
+  gate.Open();
+  ends.WaitFor(started);
+  const double milliseconds = Microseconds(steady_clock::now() - begin).count() / 1000;
+  machine.programs.WaitForAll();
+  const bool isWhole = std::ranges::all_of(
+      requests, [](const auto& request) { return std::strcmp(request->Result, "Success") == 0; });
+  std::printf("%zu jobs at once: %s, %.1f ms from the end of their programs to the last report\n", kAtOnce,
+              isWhole ? "all report" : "FAILED", milliseconds);
+  return isWhole;
+}
+
+void SetPrograms(simulated::Machine& machine) {
+  machine.drives.AddFile(u"C:\\setup.exe");
+  machine.drives.AddFile(u"C:\\remove.exe");
+  machine.programs.Set(u"C:\\setup.exe", {.run = [&machine] {
+                         const std::lock_guard guard(machine.registry.Lock());
+                         AddApp(machine, kEntry, u"Job");
+                         return 0;
+                       }});
+  machine.programs.Set(u"C:\\remove.exe", {.run = [&machine] {
+                         machine.registry.RemoveKey(kEntry);
+                         return 0;
+                       }});
+}
+
+}  // namespace
+
+int main(int count, char** values) {
+  const std::size_t jobs = count > 1 ? std::strtoul(values[1], nullptr, 10) : 10000;
+  const std::size_t applications = count > 2 ? std::strtoul(values[2], nullptr, 10) : 100;
+  InitDllLogger([](const char*, std::int32_t, const char*) {});
+  const bench::FilledMachine filled(applications);
+  simulated::Machine& machine = simulated::Machine::Current();
+  machine.clock.UseOwnTime();
+  SetPrograms(machine);
+  bool isWhole = RunAtOnce(machine);
+  const double scanMicroseconds = ScanMicroseconds();
+  const double lookUpBytes = BytesOfALookUp();
+
+  const auto& handles = simulated::Handles::Shared();
+  const std::size_t processes = handles.OpenCount(simulated::Waitable::Kind::Process);
+  const std::size_t bytes = bench::BytesInUse();
+  double startMicroseconds = 0;
+  double jobMicroseconds = 0;
+  for (std::size_t job = 0; job < jobs; job += 2)
+    isWhole &= RunRound(machine, startMicroseconds, jobMicroseconds);
+  const double rounds = static_cast<double>(jobs) / 2;
+  const std::size_t leftProcesses = handles.OpenCount(simulated::Waitable::Kind::Process) - processes;
+  std::printf("start of an installation: %.0f us beside its pause\n", startMicroseconds / rounds);
+  std::printf("whole installation: %.0f us, of which two scans are %.0f us\n", jobMicroseconds / rounds,
+              2 * scanMicroseconds);
+  const double bytesOfAJob = static_cast<double>(bench::BytesInUse() - bytes) / static_cast<double>(jobs);
+  std::printf(
+      "%zu jobs: %zu processes and %zu keys left open, %.0f bytes a job, of which two lists are %.0f\n", jobs,
+      leftProcesses, machine.OpenKeys(), bytesOfAJob, 2 * lookUpBytes);
+  isWhole &= leftProcesses == jobs / 2 && machine.OpenKeys() == 0;
+  isWhole &= bytesOfAJob - 2 * lookUpBytes < kMostOtherBytes;
+  isWhole &= startMicroseconds / rounds < kMostStartMicroseconds;
+  return isWhole ? EXIT_SUCCESS : EXIT_FAILURE;
+}

@@ -1,0 +1,60 @@
+"""Installing and removing on Windows, run by Wine, with programs that do what a file beside them says."""
+
+import json
+import os
+import pathlib
+import shutil
+import tempfile
+import unittest
+
+from wine_windows import GATE, PROGRAM, UNINSTALL, reg, run_host
+
+TEST_PROGRAM = pathlib.Path(PROGRAM[1]).with_name("kestrelbay-test-program.exe")
+ENTRY = UNINSTALL + r"\CliJob"
+# Kinds of steps, as the program numbers them.
+CREATE_KEY, DELETE_KEY, SET_TEXT, DELETE_VALUE, _, WAIT_FOR_WATCH = range(6)
+
+
+class WindowsJobTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kestrelbay-"))
+        self.addCleanup(shutil.rmtree, self.folder)
+        reg("add", GATE, "/f")
+
+    def program(self, name, *steps):
+        """A program that does these steps: kind, key, name, text. Returns its path on Windows."""
+        file = self.folder / name
+        shutil.copy(TEST_PROGRAM, file)
+        lines = ["0"]
+        for kind, key, *texts in steps:
+            lines += [str(kind), key, "0", *(texts + ["", ""])[:2]]
+        file.with_name(name + ".steps").write_bytes("\n".join(lines + [""]).encode("utf-16-le"))
+        return "Z:" + str(file).replace("/", "\\")
+
+    def install(self, version, command="remove"):
+        setup = self.program(f"setup-{version}.exe", (SET_TEXT, ENTRY, "DisplayName", "Job"),
+                             (SET_TEXT, ENTRY, "UninstallString", command),
+                             (SET_TEXT, ENTRY, "DisplayVersion", version))
+        return run_host("install", setup, "--name", "Job")
+
+    def test_installs_lists_updates_and_removes(self):
+        remover = self.program("remove.exe", (WAIT_FOR_WATCH, "", "Job"), (DELETE_VALUE, ENTRY, "DisplayName"),
+                               (CREATE_KEY, ENTRY + r"\Gone"), (DELETE_KEY, ENTRY))
+        for version, told in (("1.0", b"Installed Job: not installed -> 1.0\n"),
+                              ("2.0", b"Updated Job: 1.0 -> 2.0\n")):
+            done = self.install(version, f'"{remover}" /S')
+            self.assertEqual((done.returncode, done.stdout, done.stderr), (0, told, b""))
+        self.assertIn("Job", [entry["displayName"] for entry in json.loads(run_host("list", "--json").stdout)])
+        done = run_host("--json", "uninstall", "Job")
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertEqual(json.loads(done.stdout), {
+            "displayName": "Job", "result": "Success", "errMsg": "NULL", "before": {"displayVersion": "2.0"},
+            "after": None, "change": "gone", "stopped": False})
+
+    def test_failures_end_in_status_one(self):
+        done = run_host("install", self.program("nothing.exe"), "--name", "Job")
+        self.assertEqual((done.returncode, done.stdout), (1, b""))
+        self.assertIn(b'not installed: "Job" is not listed', done.stderr)
+        done = run_host("uninstall", "Job")
+        self.assertEqual((done.returncode, done.stdout), (1, b""))
+        self.assertIn(b'nothing is listed as "Job"', done.stderr)
