@@ -20,6 +20,8 @@ constexpr std::uint8_t kFormat[] = {'K', 'B', 'S', 1};
 constexpr std::size_t kKeyIdBytes = 16;
 static_assert(kKeyIdBytes >= crypto_generichash_BYTES_MIN);
 constexpr std::size_t kNonceAt = sizeof kFormat + kKeyIdBytes;
+/** What opening leaves on the stack holds the beginning of the plain bytes. */
+constexpr std::size_t kStackBytesOfOpening = 4096;
 constexpr std::size_t kSealedAt = kNonceAt + crypto_secretbox_NONCEBYTES;
 
 Bytes Hash(std::size_t hashBytes, const std::string& text, ByteView key = {}) {
@@ -66,9 +68,10 @@ platform::DWORD UserSecrets::Unprotect(ByteView blob, Bytes& plain) const {
   // An empty text still needs an address to open to.
   std::uint8_t none = 0;
   std::uint8_t* const target = opened.empty() ? &none : opened.data();
-  if (crypto_secretbox_open_easy(target, sealed.data(), sealed.size(), &blob[kNonceAt], key_.data()) != 0) {
-    return kInvalidData;
-  }
+  const int opening =
+      crypto_secretbox_open_easy(target, sealed.data(), sealed.size(), &blob[kNonceAt], key_.data());
+  sodium_stackzero(kStackBytesOfOpening);
+  if (opening != 0) return kInvalidData;
   plain = std::move(opened);
   return 0;
 }

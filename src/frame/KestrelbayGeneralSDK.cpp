@@ -140,15 +140,13 @@ bool IsTabletPC() {
 }
 
 void Encrypt(const char* input, char** output) {
-  std::string text = TextOf(input);
-  *output = NewHostText(Security::GetInstance().Encrypt(text));
-  Wipe(text);
+  const SecretText plain{TextOf(input)};
+  *output = NewHostText(Security::GetInstance().Encrypt(plain.text));
 }
 
 void Decrypt(const char* input, char** output) {
-  std::string text = Security::GetInstance().Decrypt(TextOf(input));
-  *output = NewHostText(text);
-  Wipe(text);
+  const SecretText plain{Security::GetInstance().Decrypt(TextOf(input))};
+  *output = NewHostText(plain.text);
 }
 
 void GetInstalledAppList(InstalledAppEntry** entries, uint32_t* count, bool includeIcons) {

@@ -63,14 +63,17 @@ std::vector<std::uint8_t> Security::ProtectData(const std::string& text) {
 
 std::string Security::UnprotectData(const std::uint8_t* bytes, std::size_t length) {
   SDK_LOG(kLogInfo, kFile, "enter UnprotectData");
+  // The one text of every return, so that it comes into being in the caller's place and is never moved.
+  std::string text;
   platform::DATA_BLOB blob = BlobOf(bytes, length);
   platform::DATA_BLOB plain{};
   if (!platform::CryptUnprotectData(&blob, nullptr, nullptr, nullptr, nullptr, 0, &plain)) {
     const platform::DWORD lastError = platform::GetLastError();
     SDK_LOG(kLogInfo, kFile, "CryptUnprotectData failed, errCode=%d", lastError);
-    return {};
+    return text;
   }
-  std::string text(plain.pbData, plain.pbData + plain.cbData);
+  // As characters: from bytes it would be copied by way of another text.
+  text.assign(reinterpret_cast<const char*>(plain.pbData), plain.cbData);
   Wipe(plain.pbData, plain.cbData);
   platform::LocalFree(plain.pbData);
   return text;

@@ -33,6 +33,15 @@ class Security {
 
 /** Overwrites a secret where the optimiser cannot leave it out. */
 void Wipe(void* bytes, std::size_t length);
-inline void Wipe(std::string& text) { Wipe(text.data(), text.size()); }
+
+/**
+ * A secret, wiped when it goes, whether by a return or by an exception. Made in place from what a function
+ * returns: a text that is moved leaves a copy of itself behind where it is short.
+ */
+struct SecretText {
+  std::string text;
+
+  ~SecretText() { Wipe(text.data(), text.size()); }
+};
 
 }  // namespace kestrelbay

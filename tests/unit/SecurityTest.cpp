@@ -131,17 +131,48 @@ TEST_F(Secrets, BytesThatAreNotReadFailWhereTheyAreTurnedBack) {
                           "Security 3 UnprotectData: CryptUnprotectData failed, errCode=13"));
 }
 
-TEST_F(Secrets, ACutOrChangedTextIsRefused) {
+TEST_F(Secrets, ATextThatIsCutAnywhereIsRefused) {
   const std::string hidden = security.Encrypt("secret");
-  for (std::size_t at = 0; at < hidden.size(); ++at) {
-    // Without its last line end the text is still whole.
-    const bool isWhole = at >= hidden.size() - 2;
-    EXPECT_EQ(security.Decrypt(hidden.substr(0, at)), isWhole ? "secret" : "") << at;
-    std::string changed = hidden;
-    changed[at] = changed[at] == 'A' ? 'B' : 'A';
-    // Digits beyond the last whole byte say nothing.
-    EXPECT_TRUE(security.Decrypt(changed) == "" || at >= hidden.size() - 4) << at;
+  const std::size_t digitsEnd = hidden.size() - 2;
+  for (std::size_t length = 0; length < digitsEnd; ++length) {
+    EXPECT_EQ(security.Decrypt(hidden.substr(0, length)), "") << length;
   }
+  // Without its last line end the text is still whole.
+  EXPECT_EQ(security.Decrypt(hidden.substr(0, digitsEnd)), "secret");
+}
+
+TEST_F(Secrets, ATextThatIsChangedInAnyByteIsRefused) {
+  const auto isWhiteSpace = [](int byte) {
+    return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
+  };
+  const std::string hidden = security.Encrypt("secret");
+  std::string changed = hidden;
+  for (std::size_t at = 0; at < hidden.size(); ++at) {
+    const bool isLineEnd = hidden[at] == '\r' || hidden[at] == '\n';
+    for (int byte = 0; byte < 256; ++byte) {
+      changed[at] = static_cast<char>(byte);
+      // White space for white space changes nothing, and a NUL or a padding behind the last digit nothing
+      // either.
+      const bool isSame = changed[at] == hidden[at] || (isLineEnd && isWhiteSpace(byte)) ||
+                          (at >= hidden.size() - 2 && (byte == 0 || byte == '='));
+      ASSERT_EQ(security.Decrypt(changed), isSame ? "secret" : "") << at << " " << byte;
+    }
+    changed[at] = hidden[at];
+  }
+}
+
+TEST_F(Secrets, ANulInsideIsProtectedUpToTheLengthThatTheTextReports) {
+  const std::string secret("be\0hind", 7);
+  const std::string hidden = security.Encrypt(secret);
+  EXPECT_EQ(security.Decrypt(hidden), secret);
+  char* text = nullptr;
+  ::Decrypt(hidden.c_str(), &text);
+  EXPECT_STREQ(text, "be");
+  ReleaseDllStr(&text);
+  char* hiddenByExport = nullptr;
+  ::Encrypt(secret.c_str(), &hiddenByExport);
+  EXPECT_EQ(security.Decrypt(hiddenByExport), "be");
+  ReleaseDllStr(&hiddenByExport);
 }
 
 TEST_F(Secrets, ATextOfAnotherUserOrMachineIsToldWithItsNumber) {
@@ -202,7 +233,7 @@ TEST_F(Secrets, TheHostGetsABlockOfItsOwnEvenForAFailure) {
 TEST(Wipe, LeavesZerosInThePlaceOfTheText) {
   std::string text = "a secret that is too long to stand in the object itself";
   const std::size_t length = text.size();
-  Wipe(text);
+  Wipe(text.data(), length);
   EXPECT_EQ(text, std::string(length, '\0'));
 }
 

@@ -1,0 +1,146 @@
+// What a secret leaves behind in memory: on the stack of the thread that asked, and in blocks given back.
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <pthread.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <string_view>
+#include <vector>
+
+#include "KestrelbayGeneralSDK.h"
+#include "simulated/Machine.h"
+
+namespace {
+
+/** Reads byte by byte, what no object holds any more too, so that no copy comes into being. */
+__attribute__((no_sanitize("address"))) std::size_t CountOf(std::string_view text, const char* bytes,
+                                                            std::size_t count) {
+  std::size_t found = 0;
+  for (std::size_t at = 0; at + text.size() <= count; ++at) {
+    std::size_t same = 0;
+    while (same < text.size() && bytes[at + same] == text[same]) ++same;
+    found += same == text.size();
+  }
+  return found;
+}
+
+/** What freed blocks are searched for; empty while nothing is. */
+std::string_view sought;
+std::size_t blocksThatHeldIt = 0;
+
+void Free(void* block) {
+  if (block && !sought.empty()) {
+    blocksThatHeldIt += CountOf(sought, static_cast<char*>(block), malloc_usable_size(block)) != 0;
+  }
+  std::free(block);
+}
+
+}  // namespace
+
+void* operator new(std::size_t bytes) {
+  if (void* const block = std::malloc(bytes == 0 ? 1 : bytes)) return block;
+  throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept { Free(block); }
+void operator delete(void* block, std::size_t) noexcept { Free(block); }
+
+namespace kestrelbay {
+namespace {
+
+/** Leaves a copy of a text where later calls do not come. */
+__attribute__((noinline)) void Forget(std::string_view text) {
+  volatile char room[8192];
+  room[0] = 0;
+  const std::string copy(text);
+  asm volatile("" : : "r"(&copy), "r"(&room) : "memory");  // as if somebody looked at it
+}
+
+/** Runs something on a thread whose stack can be looked at afterwards. */
+class OpenStack {
+ public:
+  void Run(std::function<void()> action) {
+    pthread_attr_t attributes;
+    pthread_t thread;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstack(&attributes, bytes.data(), bytes.size());
+    ASSERT_EQ(pthread_create(&thread, &attributes, &OpenStack::Call, &action), 0);
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+  }
+  std::size_t Count(std::string_view text) const { return CountOf(text, bytes.data(), bytes.size()); }
+
+ private:
+  static void* Call(void* action) {
+    (*static_cast<std::function<void()>*>(action))();
+    return nullptr;
+  }
+
+  std::vector<char> bytes = std::vector<char>(1 << 20);
+};
+
+// Short enough for a text object to hold it in itself, and too long for that.
+constexpr std::string_view kSecrets[] = {"pin 83-5541-07",
+                                         "correct horse battery staple, and then some more"};
+
+class SecretTraces : public testing::TestWithParam<std::string_view> {
+ protected:
+  SecretTraces() {
+    simulated::Machine::Use(std::make_unique<simulated::Machine>());
+    InitDllLogger([](const char*, std::int32_t, const char*) {});
+  }
+  ~SecretTraces() override {
+    ReleaseDllStr(&hidden);
+    ReleaseDllStr(&plain);
+  }
+
+  /** Watches what `action` leaves behind. */
+  void Watch(const std::function<void()>& action) {
+    blocksThatHeldIt = 0;
+    sought = GetParam();
+    stack.Run(action);
+    sought = {};
+  }
+
+  OpenStack stack;
+  char* hidden = nullptr;
+  char* plain = nullptr;
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, SecretTraces, testing::ValuesIn(kSecrets),
+                         [](const auto& secret) { return secret.index == 0 ? "AShortText" : "ALongText"; });
+
+TEST_P(SecretTraces, AreSeenByThisTest) {
+  Watch([] { Forget(GetParam()); });
+  EXPECT_GE(stack.Count(GetParam()) + blocksThatHeldIt, 1U);
+}
+
+TEST_P(SecretTraces, AreWipedWhenATextWasProtected) {
+  Watch([this] { Encrypt(GetParam().data(), &hidden); });
+  ASSERT_STRNE(hidden, "");
+  EXPECT_EQ(stack.Count(GetParam()), 0U);
+  EXPECT_EQ(blocksThatHeldIt, 0U);
+}
+
+TEST_P(SecretTraces, AreWipedWhenATextWasTurnedBack) {
+  Encrypt(GetParam().data(), &hidden);
+  Watch([this] { Decrypt(hidden, &plain); });
+  // The one copy that stays is the host's.
+  EXPECT_EQ(plain, GetParam());
+  EXPECT_EQ(stack.Count(GetParam()), 0U);
+  EXPECT_EQ(blocksThatHeldIt, 0U);
+}
+
+TEST_P(SecretTraces, AreWipedWhenTheLogEndsTheCallByAnException) {
+  InitDllLogger([](const char*, std::int32_t, const char* text) {
+    if (std::string_view(text).find("enter ProtectData") != std::string_view::npos) throw 1;
+  });
+  Watch([this] { EXPECT_THROW(Encrypt(GetParam().data(), &hidden), int); });
+  EXPECT_EQ(stack.Count(GetParam()), 0U);
+  EXPECT_EQ(blocksThatHeldIt, 0U);
+}
+
+}  // namespace
+}  // namespace kestrelbay
