@@ -129,8 +129,13 @@ TEST_F(Events, ANameWithABackslashIsRefused) {
 }
 
 TEST_F(Events, ANameMayBeginWithTheSessionsOrTheMachinesPrefix) {
-  Make(true, false, u"Local\\KestrelbayContract");
-  Make(true, false, u"Global\\KestrelbayContract");
+  for (const char16_t* name : {u"Local\\KestrelbayOfSession", u"Global\\KestrelbayOfMachine"}) {
+    Make(true, true, name);
+    EXPECT_EQ(0u, GetLastError());
+    const HANDLE same = Make(true, false, name);
+    EXPECT_EQ(kAlreadyExists, GetLastError());
+    EXPECT_EQ(WAIT_OBJECT_0, Wait(same));
+  }
 }
 
 TEST_F(Events, AnEmptyNameIsNone) {

@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <thread>
+
 #include "LogText.h"
 #include "OnMachine.h"
 
@@ -97,6 +100,32 @@ TEST_F(AppStarting, TheFolderGoesBeforeTheInventory) {
   AddInstalled(u"Tool", u"C:\\tool.exe");
   EXPECT_THAT(CallsOf([&] { start.LocateApp("Tool", ""); }),
               testing::Not(testing::Contains(testing::StartsWith("Reg"))));
+}
+
+TEST_F(AppStarting, AFolderThatCannotBeReadLeavesTheInventory) {
+  AddFolderItem(u"Tool", u"Tool!App");
+  AddInstalled(u"Tool", u"C:\\tool.exe");
+  machine.faults.FailNth(1, simulated::Faults::Extent::Once, "IShellItem_BindToHandler");
+  EXPECT_THAT(start.LocateApp("Tool", ""), FieldsAre("C:\\tool.exe", APPSRC_REGISTRY));
+  machine.appsFolder.items.insert(machine.appsFolder.items.begin(), std::nullopt);
+  EXPECT_THAT(start.LocateApp("Tool", ""), FieldsAre("C:\\tool.exe", APPSRC_REGISTRY));
+  machine.appsFolder.isThere = false;
+  EXPECT_THAT(start.LocateApp("Tool", ""), FieldsAre("C:\\tool.exe", APPSRC_REGISTRY));
+}
+
+TEST_F(AppStarting, OfTwoRecordsOfOneNameTheFirstCounts) {
+  for (const char16_t* key : {u"B", u"A"}) {
+    SetTexts(kUninstall64Path + u"\\" + key,
+             {{u"DisplayName", u"Tool"}, {u"UninstallString", u"u"}, {u"DisplayIcon", key}});
+  }
+  EXPECT_THAT(start.LocateApp("Tool", ""), FieldsAre("A", APPSRC_REGISTRY));
+}
+
+TEST_F(AppStarting, TheInventoryIsAskedWithoutIcons) {
+  machine.drives.AddFile(u"C:\\tool.exe");
+  AddInstalled(u"Tool", u"C:\\tool.exe");
+  EXPECT_THAT(CallsOf([&] { start.LocateApp("Tool", ""); }),
+              testing::Not(testing::Contains(testing::HasSubstr("ImageList"))));
 }
 
 TEST_F(AppStarting, TheInventoryIsSearchedByTheExactNameAlone) {
@@ -208,6 +237,19 @@ TEST_F(AppStarting, AnAsynchronousStartHasTextsOfItsOwn) {
   std::unique_lock held(mutex);
   changed.wait(held, [&] { return ran; });
   EXPECT_THAT(Started(), ElementsAre(FieldsAre(u"C:\\tool.exe", u"-a")));
+}
+
+TEST_F(AppStarting, AnAsynchronousStartThatFailsIsInvisible) {
+  machine.journal.Start();
+  start.StartAnyExeAsync("C:\\none.exe", "");
+  const auto isTried = [&] {
+    const auto calls = machine.journal.Calls();
+    return std::ranges::any_of(calls, [](const auto& call) { return call.name == "CreateProcessW"; });
+  };
+  while (!isTried()) std::this_thread::yield();
+  machine.journal.Stop();
+  EXPECT_THAT(Started(), ElementsAre());
+  EXPECT_THAT(log.Lines(), ElementsAre());
 }
 
 }  // namespace

@@ -65,6 +65,13 @@ TEST_F(AppVersion, AnEmptyInventoryHasNoVersionAndNeverLooksAtTheName) {
   EXPECT_EQ(Version(nullptr), std::nullopt);
 }
 
+using AppVersionDeathTest = AppVersion;
+
+TEST_F(AppVersionDeathTest, ANullNameFaultsAtTheFirstRecordWithAName) {
+  AddApp(u"App", u"App", u"1");
+  EXPECT_DEATH(Version(nullptr), "");
+}
+
 TEST_F(AppVersion, TheSizeIsComparedWithTheLengthAlone) {
   AddApp(u"App", u"App", u"1.2");
   char buffer[8] = "#######";

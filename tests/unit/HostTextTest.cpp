@@ -16,6 +16,13 @@ using namespace std::string_literals;
 
 const std::string kTenBytes = "0123456789";
 
+TEST(TextOf, TheHostsTextEndsAtItsNul) { EXPECT_EQ(TextOf("caf\u00e9\0more"), "caf\u00e9"); }
+
+TEST(TextOfDeathTest, NullFaultsInTheScanForItsLength) {
+  const char* volatile none = nullptr;
+  EXPECT_DEATH(TextOf(none), "");
+}
+
 TEST(CopyToHost, RoomForTheNulSucceedsAndTellsTheLength) {
   std::array<char, 11> buffer;
   buffer.fill('#');

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <latch>
 #include <memory>
@@ -73,8 +74,15 @@ TEST(StartWorker, HandshakeOutlivesItsStarter) {
   // still at them would be seen by the sanitizers.
   constexpr int kStarts = 500;
   std::latch done(kStarts);
-  for (int start = 0; start < kStarts; ++start) StartWorker([&] { done.count_down(); }).detach();
+  std::vector<std::atomic<int>> runs(kStarts);
+  for (int start = 0; start < kStarts; ++start) {
+    StartWorker([&, start] {
+      ++runs[static_cast<std::size_t>(start)];
+      done.count_down();
+    }).detach();
+  }
   done.wait();
+  EXPECT_TRUE(std::ranges::all_of(runs, [](const std::atomic<int>& count) { return count == 1; }));
 }
 
 TEST(StartWorker, AnyNumberRunsSideBySide) {

@@ -1,0 +1,36 @@
+/** A host on a machine of its own, whose inventory is empty but not switched off. */
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "HostCallbacks.h"
+#include "OnMachine.h"
+
+namespace kestrelbay {
+
+class ExportTest : public OnMachine {
+ protected:
+  ExportTest() { machine.registry.CreateKey(kProductsPath); }
+
+  void AddApp(const std::u16string& name, const Texts& more = {}) {
+    SetTexts(kUninstall64Path + u"\\" + name, {{u"DisplayName", name}, {u"UninstallString", u"u"}});
+    SetTexts(kUninstall64Path + u"\\" + name, more);
+  }
+
+  static std::vector<ReceivedEntry> List(bool includeIcons = false) {
+    InstalledAppEntry* entries = nullptr;
+    std::uint32_t count = 77;
+    GetInstalledAppList(&entries, &count, includeIcons);
+    EXPECT_NE(entries, nullptr);
+    std::vector<ReceivedEntry> copies = CopyEntries(entries, static_cast<std::int32_t>(count));
+    ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
+    EXPECT_EQ(entries, nullptr);
+    return copies;
+  }
+
+  LogCapture log;
+};
+
+}  // namespace kestrelbay
