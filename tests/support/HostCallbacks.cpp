@@ -75,6 +75,8 @@ void LogCapture::Receive(const char* file, std::int32_t level, const char* text)
     logCapture->lines.push_back({file, level, text});
     logCapture->changed.notify_all();
   }
+  if (logCapture->awaitedAction && MessageOf(text).starts_with(logCapture->awaitedBeginning))
+    logCapture->awaitedAction();
   insideLogCallback.fetch_sub(1);
 }
 
@@ -103,6 +105,11 @@ void LogCapture::WaitUntil(const std::function<bool()>& condition) {
     changed.wait(held, [&] { return lines.size() > seen; });
     seen = lines.size();
   }
+}
+
+void LogCapture::When(const std::string& beginning, const std::function<void()>& action) {
+  awaitedBeginning = beginning;
+  awaitedAction = action;
 }
 
 bool LogCapture::Overlapped() const {

@@ -41,6 +41,11 @@ class LogCapture {
   void WaitFor(const std::string& message, std::size_t count);
   /** Waits until the condition holds; it is asked when a line has come, without a lock. */
   void WaitUntil(const std::function<bool()>& condition);
+  /**
+   * Has an action done by the thread that logs a message beginning so, each time, as the host's own callback
+   * would do it: under the logger's lock. To be set before anything logs.
+   */
+  void When(const std::string& beginning, const std::function<void()>& action);
   /** Whether a call came while another was running. */
   bool Overlapped() const;
 
@@ -50,6 +55,8 @@ class LogCapture {
   mutable std::mutex mutex;
   std::condition_variable changed;
   std::vector<LogLine> lines;
+  std::string awaitedBeginning;
+  std::function<void()> awaitedAction;
   bool overlapped = false;
 };
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <condition_variable>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -86,6 +87,8 @@ struct TestMachine::State {
 
   fs::path driveC = NewHostFolder();
   int folders = 0;
+  std::mutex marksMutex;
+  std::condition_variable markLeft;
   simulated::Machine& machine = simulated::Machine::Use(std::make_unique<simulated::Machine>());
 };
 
@@ -170,7 +173,9 @@ void TestMachine::MakeProgram(const std::u16string& path, const std::vector<Prog
   MakeFile(path, "");
   auto run = [this, steps, exitCode, mark = state->OnHost(path + u".ran")] {
     for (const ProgramStep& step : steps) Take(step);
+    const std::lock_guard held(state->marksMutex);
     std::ofstream(mark).flush();
+    state->markLeft.notify_all();
     return exitCode;
   };
   state->machine.programs.Set(path, {.run = run});
@@ -200,8 +205,8 @@ void TestMachine::Take(const ProgramStep& step) {
 void TestMachine::Signal(const std::u16string& name) { platform::SetEvent(signals->Find(name)); }
 
 void TestMachine::WaitForProgram(const std::u16string& path) {
-  state->machine.programs.WaitForAll();
-  if (!ProgramRan(path)) throw std::runtime_error("the program was not started");
+  std::unique_lock held(state->marksMutex);
+  state->markLeft.wait(held, [&] { return ProgramRan(path); });
 }
 
 bool TestMachine::ProgramRan(const std::u16string& path) { return fs::exists(state->OnHost(path + u".ran")); }
