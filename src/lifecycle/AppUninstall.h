@@ -4,7 +4,6 @@
  */
 #pragma once
 
-#include <array>
 #include <string>
 #include <thread>
 #include <unordered_map>

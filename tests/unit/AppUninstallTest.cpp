@@ -149,6 +149,34 @@ TEST_F(AppUninstallTest, UninstallerThatDoesNotWaitForTheWatchSucceedsWhoeverIsF
   }
 }
 
+TEST_F(AppUninstallTest, EntryThatIsGoneBeforeItsWatchIsASuccess) {
+  AddApp(u"App", u"1.0", u"C:\\Apps\\App\\un.exe /S");
+  SetWorkingUninstaller();
+  log.When("rootKeyStr=", [this] { machine.programs.WaitForAll(); });
+  UninstallRecord record("App");
+  ExpectReport(record, "Success", "NULL");
+  EXPECT_THAT(TextOf(log), ElementsAre(begin + "App.", found, split, started, watched,
+                                       "AppUninstall 5 RegWatcher: RegOpenKeyEx failed: 2"));
+}
+
+TEST_F(AppUninstallTest, JobCallsThePlatformInThisOrder) {
+  AddApp(u"App", u"1.0", u"C:\\Apps\\App\\un.exe /S");
+  SetUninstaller([this] {
+    machine.registry.WaitForWatch(KeyOf(u"App"));
+    RemoveApp(u"App");
+  });
+  UninstallRecord record("App");
+  using testing::MatchesRegex;
+  EXPECT_THAT(
+      StepsOf(record),
+      ElementsAre(
+          "Sleep(500) = ", "registry", MatchesRegex("_waccess\\(.*un.exe\", 0\\) = 0"),
+          "ShellExecuteExW(112, 0x40, null, \"runas\", \"C:\\Apps\\App\\un.exe\", \"/S\", null, 5) = 1",
+          MatchesRegex("CreateEventW\\(null, 0, 1, \"App\"\\) = 0x[0-9a-f]+"), "registry",
+          MatchesRegex("WaitForMultipleObjects\\(2, 0x[0-9a-f]+, 0x[0-9a-f]+, 0, 4294967295\\) = 0"),
+          MatchesRegex("CloseHandle\\(0x[0-9a-f]+\\) = 1"), "registry"));
+}
+
 TEST_F(AppUninstallTest, ProcessIsNeverClosedNorWaitedFor) {
   AddApp(u"App", u"1.0", u"C:\\Apps\\App\\un.exe /S");
   SetWorkingUninstaller();

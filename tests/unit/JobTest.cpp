@@ -39,7 +39,8 @@ void Receive(Request* request, int callback) {
   static_cast<void>(turn);
   const bool isRegistered = Flow::GetInstance().jobMap.contains(request->displayName);
   const std::lock_guard held(reportsMutex);
-  reports.push_back({request, callback, isRegistered, std::this_thread::get_id() == hostThread});
+  reports.push_back(
+      {request, callback, request->Result, isRegistered, std::this_thread::get_id() == hostThread});
   reportsChanged.notify_all();
 }
 
@@ -137,8 +138,8 @@ void JobTest::Start(InstallRecord& record, InstallCallback callback) {
   StartAndWaitForWorker([&] { Install(&record, callback); });
 }
 
-void JobTest::Start(UninstallRecord& record) {
-  StartAndWaitForWorker([&] { Uninstall(&record, &ReceiveUninstall); });
+void JobTest::Start(UninstallRecord& record, UninstallCallback callback) {
+  StartAndWaitForWorker([&] { Uninstall(&record, callback); });
 }
 
 void JobTest::Run(InstallRecord& record) {
@@ -151,11 +152,26 @@ void JobTest::Run(UninstallRecord& record) {
   WaitForEnds(startedCount);
 }
 
+std::vector<std::string> JobTest::WithoutDetail(const std::vector<std::string>& calls) {
+  std::vector<std::string> steps;
+  for (const std::string& call : calls) {
+    const auto begins = [&](const char* name) { return call.starts_with(name); };
+    const bool isText =
+        begins("Expand") || begins("MultiByte") || begins("WideChar") || begins("v") || begins("_vscprintf");
+    if (isText) continue;
+    const std::string step = begins("Reg") ? "registry" : call;
+    if (steps.empty() || steps.back() != step) steps.push_back(step);
+  }
+  return steps;
+}
+
 void JobTest::ReceiveInstall(InstallRequest* request) { Receive<AppInstall>(request, 1); }
 
 void JobTest::ReceiveInstallElsewhere(InstallRequest* request) { Receive<AppInstall>(request, 2); }
 
 void JobTest::ReceiveUninstall(UninstallRequest* request) { Receive<AppUninstall>(request, 1); }
+
+void JobTest::ReceiveUninstallElsewhere(UninstallRequest* request) { Receive<AppUninstall>(request, 2); }
 
 void JobTest::WaitForEnds(std::size_t count) {
   std::unique_lock held(reportsMutex);

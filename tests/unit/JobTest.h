@@ -38,6 +38,8 @@ struct Report {
   const void* request;
   /** Which of the two callbacks of its kind was called. */
   int callback;
+  /** What the request's Result was by then. */
+  std::string result;
   /** Whether the job was still registered. */
   bool isRegistered;
   bool isOnHostThread;
@@ -65,6 +67,7 @@ class JobTest : public OnMachine {
   static void ReceiveInstall(InstallRequest* request);
   static void ReceiveInstallElsewhere(InstallRequest* request);
   static void ReceiveUninstall(UninstallRequest* request);
+  static void ReceiveUninstallElsewhere(UninstallRequest* request);
 
  protected:
   JobTest();
@@ -80,10 +83,16 @@ class JobTest : public OnMachine {
 
   /** Starts a job and returns when it has read its request. */
   void Start(InstallRecord& record, InstallCallback callback = &ReceiveInstall);
-  void Start(UninstallRecord& record);
+  void Start(UninstallRecord& record, UninstallCallback callback = &ReceiveUninstall);
   /** Starts a job and returns when it has ended. */
   void Run(InstallRecord& record);
   void Run(UninstallRecord& record);
+
+  /** Runs a job. @return its calls of the platform in order, those in a row of the registry as "registry" */
+  template <class Record>
+  std::vector<std::string> StepsOf(Record& record) {
+    return WithoutDetail(CallsOf([&] { Run(record); }));
+  }
 
   /** Waits until that many jobs have ended, threads included. */
   void WaitForEnds(std::size_t count);
@@ -92,6 +101,7 @@ class JobTest : public OnMachine {
   LogCapture log;
 
  private:
+  static std::vector<std::string> WithoutDetail(const std::vector<std::string>& calls);
   /** Lines that workers have logged so far. */
   std::size_t WorkerLines() const;
   template <class StartJob>

@@ -53,6 +53,31 @@ TEST_F(RunningJobs, CallbackRunsOnTheWorkerWhileTheJobIsStillRegistered) {
   EXPECT_TRUE(AppInstall::GetInstance().jobMap.empty());
 }
 
+TEST_F(RunningJobs, CallbackFindsTheOutcomeInItsRecord) {
+  InstallRecord installation("", "A");
+  UninstallRecord removal("A");
+  Run(installation);
+  Run(removal);
+  ASSERT_EQ(Reports().size(), 2U);
+  EXPECT_EQ(Reports()[0].result, "Fail");
+  EXPECT_EQ(Reports()[1].result, "Fail");
+}
+
+std::function<void()> startNext;
+
+TEST_F(RunningJobs, StartFromACallbackIsNotHeldUp) {
+  InstallRecord next("", "Next");
+  InstallRecord record("", "A");
+  startNext = [&] { Start(next); };
+  Start(record, [](InstallRequest* request) {
+    ReceiveInstall(request);
+    startNext();
+  });
+  WaitForEnds(2);
+  ASSERT_EQ(Reports().size(), 2U);
+  EXPECT_EQ(Reports()[1].request, static_cast<InstallRequest*>(&next));
+}
+
 TEST_F(RunningJobs, StarterIsBackWhileTheJobRuns) {
   SetGatedInstaller(u"A", gate);
   InstallRecord record("C:\\A.exe", "A");
@@ -105,6 +130,41 @@ TEST_F(RunningJobs, SecondJobOfANameTakesTheTableEntryAndBothReport) {
   EXPECT_FALSE(Reports()[1].isRegistered);
   EXPECT_STREQ(first.ErrMsg, "NULL");
   EXPECT_STREQ(later.ErrMsg, "NULL");
+}
+
+TEST_F(RunningJobs, RemovalsReportToTheCallbackGivenLastToo) {
+  AddGatedApp(u"A", gate);
+  UninstallRecord first("A");
+  UninstallRecord second("None");
+  Start(first, &ReceiveUninstall);
+  Start(second, &ReceiveUninstallElsewhere);
+  WaitForEnds(1);
+  machine.registry.WaitForWatch(KeyOf(u"A"));
+  gate.Open();
+  WaitForEnds(2);
+  ASSERT_EQ(Reports().size(), 2U);
+  EXPECT_EQ(Reports()[1].request, static_cast<UninstallRequest*>(&first));
+  EXPECT_EQ(Reports()[1].callback, 2);
+}
+
+TEST_F(RunningJobs, SecondRemovalOfANameTakesTheTableEntryAndBothReport) {
+  AddGatedApp(u"A", gate);
+  UninstallRecord first("A");
+  UninstallRecord later("A");
+  Start(first);
+  Start(later);
+  gate.WaitForArrivals(2);
+  ASSERT_EQ(AppUninstall::GetInstance().jobMap.size(), 1U);
+  EXPECT_EQ(AppUninstall::GetInstance().jobMap["A"], &later);
+  // One change might end one of two watches that share their event; stopping ends both.
+  SetStopAppEvent();
+  WaitForEnds(2);
+  gate.Open();
+  ASSERT_EQ(Reports().size(), 2U);
+  EXPECT_TRUE(Reports()[0].isRegistered);
+  EXPECT_FALSE(Reports()[1].isRegistered);
+  EXPECT_STREQ(first.ErrMsg, "The app is still in registry!");
+  EXPECT_STREQ(later.ErrMsg, "The app is still in registry!");
 }
 
 TEST_F(RunningJobs, BothFlowsHaveTablesAndCallbacksOfTheirOwn) {
@@ -221,7 +281,7 @@ TEST_F(RunningJobs, InstallationsLeaveNoHandleAndRemovalsTheirProcess) {
   EXPECT_EQ(machine.OpenKeys(), 0U);
 }
 
-TEST_F(RunningJobs, EveryStartPausesHalfASecondUnderTheLock) {
+TEST_F(RunningJobs, EveryStartPausesHalfASecond) {
   SetProgram(u"C:\\A.exe", [] { return 0; });
   InstallRecord installation("C:\\A.exe", "A");
   UninstallRecord removal("A");

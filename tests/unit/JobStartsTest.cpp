@@ -1,0 +1,160 @@
+// Starting a job: what is in place when its worker starts, under which lock, and what a start leaves behind
+// that comes to nothing.
+#include <gmock/gmock.h>
+#include <pthread.h>
+
+#include <system_error>
+#include <thread>
+
+#include "JobTest.h"
+#include "frame/LoadTimeObjects.h"
+#include "lifecycle/AppInstall.h"
+#include "lifecycle/AppUninstall.h"
+
+namespace kestrelbay {
+namespace {
+
+/** Whether a thread other than this one could start a job now. */
+bool IsLockFree() {
+  bool isFree = false;
+  std::thread([&] {
+    isFree = LifecycleMutex.try_lock();
+    if (isFree) LifecycleMutex.unlock();
+  }).join();
+  return isFree;
+}
+
+/** As long as it lives no thread can be started, since none gets a stack of such a size. */
+class NoThreads {
+ public:
+  NoThreads() {
+    pthread_getattr_default_np(&before);
+    pthread_attr_t boundless;
+    pthread_attr_init(&boundless);
+    pthread_attr_setstacksize(&boundless, std::size_t{1} << 47);
+    pthread_setattr_default_np(&boundless);
+    pthread_attr_destroy(&boundless);
+  }
+  ~NoThreads() {
+    pthread_setattr_default_np(&before);
+    pthread_attr_destroy(&before);
+  }
+  NoThreads(const NoThreads&) = delete;
+  NoThreads& operator=(const NoThreads&) = delete;
+
+ private:
+  pthread_attr_t before;
+};
+
+class JobStarts : public JobTest {
+ protected:
+  InstallRecord installation{"", "A"};
+  UninstallRecord removal{"A"};
+};
+
+TEST_F(JobStarts, InstallationIsRegisteredWithItsCallbackBeforeItsWorkerStarts) {
+  const AppInstall& flow = AppInstall::GetInstance();
+  bool isInPlace = false;
+  log.When("StartInstall begin.",
+           [&] { isInPlace = flow.jobMap.at("A") == &installation && flow.jobCallback == &ReceiveInstall; });
+  Run(installation);
+  EXPECT_TRUE(isInPlace);
+}
+
+TEST_F(JobStarts, RemovalIsRegisteredWithItsCallbackBeforeItsWorkerStarts) {
+  const AppUninstall& flow = AppUninstall::GetInstance();
+  bool isInPlace = false;
+  log.When("StartUninstall begin",
+           [&] { isInPlace = flow.jobMap.at("A") == &removal && flow.jobCallback == &ReceiveUninstall; });
+  Run(removal);
+  EXPECT_TRUE(isInPlace);
+}
+
+TEST_F(JobStarts, LockIsHeldWhileTheWorkersAreStartedAndFreeBehind) {
+  std::vector<bool> freeAtTheStarts;
+  log.When("Start", [&] { freeAtTheStarts.push_back(IsLockFree()); });
+  Run(installation);
+  EXPECT_TRUE(IsLockFree());
+  Run(removal);
+  EXPECT_TRUE(IsLockFree());
+  EXPECT_EQ(freeAtTheStarts, std::vector<bool>({false, false}));
+}
+
+TEST_F(JobStarts, LockIsFreeWhileTheJobsRun) {
+  Gate startsAreOver;
+  SetProgram(u"C:\\A.exe", [&] {
+    startsAreOver.Pass();
+    EXPECT_TRUE(IsLockFree());
+    return 0;
+  });
+  AddApp(u"A", u"1.0", u"C:\\un.exe");
+  SetProgram(u"C:\\un.exe", [&] {
+    startsAreOver.Pass();
+    EXPECT_TRUE(IsLockFree());
+    RemoveApp(u"A");
+    return 0;
+  });
+  InstallRecord update("C:\\A.exe", "A");
+  Start(update);
+  Start(removal);
+  startsAreOver.WaitForArrivals(2);
+  startsAreOver.Open();
+  WaitForEnds(2);
+  EXPECT_STREQ(removal.Result, "Success");
+}
+
+TEST_F(JobStarts, WorkerIsDetachedAtOnce) {
+  Run(installation);
+  Run(removal);
+  EXPECT_FALSE(AppInstall::GetInstance().workerThread.joinable());
+  EXPECT_FALSE(AppUninstall::GetInstance().workerThread.joinable());
+}
+
+TEST_F(JobStarts, InstallationWithoutAThreadRaisesAndStaysRegistered) {
+  {
+    const NoThreads none;
+    EXPECT_THROW(Install(&installation, &ReceiveInstall), std::system_error);
+  }
+  EXPECT_EQ(AppInstall::GetInstance().jobMap.at("A"), &installation);
+  EXPECT_TRUE(IsLockFree());
+  EXPECT_EQ(log.Messages(), std::vector<std::string>{"StartInstall begin."});
+  // The next one of the name takes the entry over.
+  Run(installation);
+  EXPECT_EQ(Reports().size(), 1U);
+}
+
+TEST_F(JobStarts, RemovalWithoutAThreadRaisesAndStaysRegistered) {
+  {
+    const NoThreads none;
+    EXPECT_THROW(Uninstall(&removal, &ReceiveUninstall), std::system_error);
+  }
+  EXPECT_EQ(AppUninstall::GetInstance().jobMap.at("A"), &removal);
+  EXPECT_TRUE(IsLockFree());
+  EXPECT_EQ(log.Messages(), std::vector<std::string>{"StartUninstall begin, displayName: A."});
+  Run(removal);
+  EXPECT_EQ(Reports().size(), 1U);
+}
+
+TEST_F(JobStarts, LookUpOfAJobThatIsGoneAddsANullRequest) {
+  AppInstall& flow = AppInstall::GetInstance();
+  EXPECT_EQ(UnlockedJobs<AppInstall>::FindRequest(flow, "gone"), nullptr);
+  ASSERT_EQ(flow.jobMap.size(), 1U);
+  EXPECT_EQ(flow.jobMap.at("gone"), nullptr);
+  UnlockedJobs<AppInstall>::Erase(flow, "gone");
+  UnlockedJobs<AppInstall>::Erase(flow, "gone");
+}
+
+using JobStartsDeathTest = JobStarts;
+
+TEST_F(JobStartsDeathTest, WorkerOfAJobThatIsGoneReadsThroughTheNullRequest) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto startAndWait = [this](auto start) {
+    start();
+    WaitForEnds(1);  // that never come
+  };
+  EXPECT_DEATH(startAndWait([] { AppInstall::GetInstance().StartInstall("gone"); }), "");
+  EXPECT_DEATH(startAndWait([] { AppUninstall::GetInstance().StartUninstall("gone"); }), "");
+}
+
+}  // namespace
+}  // namespace kestrelbay
