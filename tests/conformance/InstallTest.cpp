@@ -76,6 +76,14 @@ TEST_F(Installing, InstallerThatDoesNothing) {
   ExpectLog("Install fail, cannot find the app from registry, displayName: App");
 }
 
+TEST_F(Installing, InstallerThatFails) {
+  machine.MakeProgram(setup, Steps(), 1603);
+  InstallRecord record(setup, "App", "/S");
+  Run(record);
+  ExpectOutcome(record, "Fail", "Cannot find the app from registry!", "");
+  ExpectLog("Install fail, cannot find the app from registry, displayName: App");
+}
+
 TEST_F(Installing, Update) {
   AddApp(u"App", u"1.0");
   machine.MakeProgram(setup, Registering(u"App", u"2.0"));
@@ -159,6 +167,56 @@ TEST_F(Installing, CallbackGivenLastReceivesTheOlderJobToo) {
   EXPECT_EQ(reports[0].request, static_cast<InstallRequest*>(&second));
   EXPECT_EQ(reports[1].request, static_cast<InstallRequest*>(&first));
   EXPECT_EQ(reports[1].callback, 2);
+}
+
+TEST_F(Installing, SecondJobOfANameIsNotRefusedAndBothReport) {
+  const std::u16string newer = folder + u"\\newer.exe";
+  const auto makeHeld = [&](const std::u16string& path, const std::u16string& signal,
+                            const char16_t* version) {
+    Steps steps{{ProgramStep::Kind::WaitForSignal, u"", signal}};
+    for (const ProgramStep& step : Registering(u"App", version)) steps.push_back(step);
+    machine.MakeProgram(path, steps);
+  };
+  makeHeld(setup, u"first", u"1.0");
+  makeHeld(newer, u"second", u"2.0");
+  InstallRecord first(setup, "App");
+  InstallRecord later(newer, "App");
+  Install(&first, &Receive);
+  Install(&later, &Receive);
+  // Both have looked by then whether it is listed.
+  log.WaitUntil([this] {
+    const auto isStart = [](const std::string& line) {
+      return line.starts_with("enter StartInstallProcess");
+    };
+    const auto messages = log.Messages();
+    return std::count_if(messages.begin(), messages.end(), isStart) == 2;
+  });
+  machine.Signal(u"first");
+  EXPECT_EQ(WaitForReports(1)[0].request, static_cast<InstallRequest*>(&first));
+  machine.Signal(u"second");
+  EXPECT_EQ(WaitForReports(2)[1].request, static_cast<InstallRequest*>(&later));
+  EXPECT_STREQ(first.DisplayVersion, "1.0");
+  EXPECT_STREQ(later.DisplayVersion, "2.0");
+  EXPECT_STREQ(first.ErrMsg, "NULL");
+  EXPECT_STREQ(later.ErrMsg, "NULL");
+}
+
+TEST_F(Installing, RemovalGoesOnBesideIt) {
+  Steps steps{{ProgramStep::Kind::WaitForSignal, u"", u"go"}};
+  for (const ProgramStep& step : Registering(u"New", u"1.0")) steps.push_back(step);
+  machine.MakeProgram(setup, steps);
+  machine.MakeProgram(remover, Removing(AddApp(u"Old", u"1.0"), u"Old"));
+  InstallRecord installation(setup, "New");
+  UninstallRecord removal("Old");
+  Install(&installation, &Receive);
+  Uninstall(&removal, &ReceiveRemoval);
+  EXPECT_EQ(WaitForReports(1)[0].callback, 3);
+  EXPECT_STREQ(removal.Result, "Success");
+  machine.WaitForProgram(remover);
+  machine.Signal(u"go");
+  WaitForReports(2);
+  EXPECT_STREQ(installation.Result, "Success");
+  EXPECT_THAT(Names(), ElementsAre("New"));
 }
 
 TEST_F(Installing, TwoStartsAtOnceTakeASecondTogether) {

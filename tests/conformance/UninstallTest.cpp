@@ -93,6 +93,18 @@ TEST_F(Removing, ApplicationThatGoes) {
   EXPECT_FALSE(machine.HasKey(key));
 }
 
+TEST_F(Removing, ApplicationThatIsGoneBeforeItsWatch) {
+  const KeyPath key = AddApp(u"App", u"1.0");
+  machine.MakeProgram(remover, {{ProgramStep::Kind::DeleteKey, key}});
+  log.When("rootKeyStr=", [this] { machine.WaitForProgram(remover); });
+  UninstallRecord record("App");
+  Run(record);
+  ExpectOutcome(record, "Success", "NULL");
+  auto lines = LinesToTheWatch("App", "X64");
+  lines.push_back("AppUninstall 5 RegWatcher: RegOpenKeyEx failed: 2");
+  EXPECT_EQ(kestrelbay::TextOf(log), lines);
+}
+
 TEST_F(Removing, ApplicationOfThe32BitView) {
   const KeyPath key = AddApp(u"Narrow", u"1.0", View::Bits32);
   machine.MakeProgram(remover, JobHost::Removing(key, u"Narrow"));
