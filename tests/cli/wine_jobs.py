@@ -51,6 +51,18 @@ class WindowsJobTest(unittest.TestCase):
             "displayName": "Job", "result": "Success", "errMsg": "NULL", "before": {"displayVersion": "2.0"},
             "after": None, "change": "gone", "stopped": False})
 
+    def test_sample_installer_does_as_the_readme_says(self):
+        setup = "Z:" + PROGRAM[1].replace("kestrelbay.exe", "sample-setup.exe").replace("/", "\\")
+        for command, told in (
+                (["install", setup, "--name", "Mothlight", "--args", "Mothlight 2.6.1"],
+                 b"Installed Mothlight: not installed -> 2.6.1\n"),
+                (["install", setup, "--name", "Mothlight", "--args", "Mothlight 2.7.0"],
+                 b"Updated Mothlight: 2.6.1 -> 2.7.0\n"),
+                (["version", "Mothlight"], b"2.7.0\n"),
+                (["uninstall", "Mothlight"], b"Removed Mothlight: 2.7.0 -> not installed\n")):
+            done = run_host(*command)
+            self.assertEqual((done.returncode, done.stdout, done.stderr), (0, told, b""))
+
     def test_failures_end_in_status_one(self):
         done = run_host("install", self.program("nothing.exe"), "--name", "Job")
         self.assertEqual((done.returncode, done.stdout), (1, b""))
