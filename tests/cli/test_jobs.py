@@ -146,12 +146,12 @@ class UninstallTest(JobTestCase):
 
 
 class InterruptTest(JobTestCase):
-    def interrupt(self, machine, *arguments, count=1):
+    def interrupt(self, machine, *arguments, count=1, waiting=b"enter StartInstallProcessAndWait"):
         """Interrupts a job that is sure to wait, and then its end; returns status and both outputs."""
         with subprocess.Popen([PROGRAM, "--machine", str(machine), "--log", *arguments], stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment()) as process:
             lines = b""
-            while b"enter StartInstallProcessAndWait" not in lines:
+            while waiting not in lines:
                 lines += os.read(process.stderr.fileno(), 4096)
             for _ in range(count):
                 process.send_signal(signal.SIGINT)
@@ -169,6 +169,22 @@ class InterruptTest(JobTestCase):
         self.assertIn("setStopAppEvent success.", lines)
         self.assertIn('not installed: "Alpha" is not listed', lines)
         self.assertEqual(self.listed(machine), {"Alpha": "1.0"})
+
+    def test_json_tells_that_the_wait_was_ended(self):
+        machine = self.pc(programs={r"C:\setup.exe": [{"waitMs": 1000}]})
+        status, output, _ = self.interrupt(machine, "--json", "install", r"C:\setup.exe", "--name", "Alpha")
+        self.assertEqual(status, 1)
+        told = json.loads(output)
+        self.assertEqual((told["result"], told["change"], told["stopped"]), ("Fail", "none", True))
+
+    def test_removal_is_judged_at_once_and_its_uninstaller_goes_on(self):
+        machine = self.pc(self.alpha(), programs={REMOVER: [{"waitMs": 2000, "merges": "setups/gone.reg"}]})
+        self.setup_file(machine, "gone.reg", f"\n[-{ENTRY}]\n")
+        status, output, lines = self.interrupt(machine, "uninstall", "Alpha", waiting=b"rootKeyStr=")
+        self.assertEqual((status, output), (1, ""))
+        self.assertIn("no longer waiting: the uninstaller goes on by itself", lines)
+        self.assertIn('"Alpha" is still listed (1.0 -> 1.0); its uninstaller failed, or is still at work', lines)
+        self.assertEqual(self.listed(machine), {})
 
     def test_second_one_ends_the_process(self):
         machine = self.pc(programs={r"C:\setup.exe": [{"waitMs": 600000}]})
