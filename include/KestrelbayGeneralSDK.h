@@ -104,7 +104,8 @@ typedef void (*UninstallCallback)(UninstallRequest* request);
  *
  * @param request   stays the caller's; must stay valid and writable until the callback has returned. A long
  *                  version text runs past DisplayVersion, so leave room behind the record (1 KiB is ample).
- *                  A request of the same name takes the place of one that is running.
+ *                  A second one of a running name is not refused, but whichever ends first unregisters both:
+ *                  give each name to one running request at a time.
  * @param callback  called exactly once, also for a request that is refused; never null. There is one for all
  *                  installations: a running one reports to the callback given last.
  */
