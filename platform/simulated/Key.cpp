@@ -19,6 +19,15 @@ void Fetch(const void* begin, std::size_t size) {
   }
 }
 
+/** The first units of a name, so that numbers compare as the names do where they differ. */
+std::uint64_t FirstUnits(std::u16string_view name) {
+  std::uint64_t units = 0;
+  for (std::size_t at = 0; at < sizeof units / sizeof(char16_t); ++at) {
+    units = units << 16 | (at < name.size() ? UpperCase(name[at]) : u'\0');
+  }
+  return units;
+}
+
 }  // namespace
 
 /** What all keys of a tree have together. */
@@ -64,32 +73,36 @@ std::size_t Key::SubKeyCount() {
 
 Key& Key::SubKeyAt(std::size_t index) {
   Fill();
-  FetchName(index + 1);
-  return *subKeys_.at(index);
+  FetchNames(index + 1);
+  return *subKeys_.at(index).key;
 }
 
-void Key::FetchName(std::size_t position) const {
-  if (position + 1 >= subKeys_.size()) return;
-  Fetch(subKeys_[position + 1].get(), sizeof(Key));
-  const std::u16string& name = subKeys_[position]->name_;
+void Key::FetchNames(std::size_t position) const {
+  // One step of an enumeration is over long before memory answers; the text can be asked for only once the
+  // key that points to it is there.
+  constexpr std::size_t kTextsAhead = 4;
+  constexpr std::size_t kKeysAhead = 8;
+  if (position + kKeysAhead >= subKeys_.size()) return;
+  Fetch(&subKeys_[position + kKeysAhead].key->name_, sizeof name_);
+  const std::u16string& name = subKeys_[position + kTextsAhead].key->name_;
   Fetch(name.data(), name.size() * sizeof(char16_t));
 }
 
 std::size_t Key::PositionOf(std::u16string_view name, bool& found) {
   found = true;
-  if (nextPosition_ < subKeys_.size() && SameName(subKeys_[nextPosition_]->name_, name)) {
+  if (nextPosition_ < subKeys_.size() && SameName(subKeys_[nextPosition_].key->name_, name)) {
     const std::size_t position = nextPosition_++;
     FetchAhead();
     return position;
   }
   found = false;
+  const auto isBefore = [units = FirstUnits(name), name](const SubKey& subKey, std::u16string_view) {
+    return subKey.firstUnits != units ? subKey.firstUnits < units : CompareNames(subKey.key->name_, name) < 0;
+  };
   // Files and hives list keys in this very order, so a new one mostly belongs at the end.
-  if (subKeys_.empty() || CompareNames(subKeys_.back()->name_, name) < 0) return subKeys_.size();
-  const auto position = std::lower_bound(subKeys_.begin(), subKeys_.end(), name,
-                                         [](const std::shared_ptr<Key>& key, std::u16string_view sought) {
-                                           return CompareNames(key->name_, sought) < 0;
-                                         });
-  found = SameName((*position)->name_, name);
+  if (subKeys_.empty() || isBefore(subKeys_.back(), name)) return subKeys_.size();
+  const auto position = std::lower_bound(subKeys_.begin(), subKeys_.end(), name, isBefore);
+  found = SameName(position->key->name_, name);
   const auto index = static_cast<std::size_t>(position - subKeys_.begin());
   if (found) nextPosition_ = index + 1;
   return index;
@@ -97,8 +110,9 @@ std::size_t Key::PositionOf(std::u16string_view name, bool& found) {
 
 void Key::FetchAhead() const {
   if (nextPosition_ >= subKeys_.size()) return;
-  FetchName(nextPosition_);
-  const Key& next = *subKeys_[nextPosition_];
+  const Key& next = *subKeys_[nextPosition_].key;
+  if (nextPosition_ + 1 < subKeys_.size()) Fetch(subKeys_[nextPosition_ + 1].key.get(), sizeof(Key));
+  Fetch(next.name_.data(), next.name_.size() * sizeof(char16_t));
   Fetch(next.values_.data(), next.values_.size() * sizeof(Value));
   Fetch(next.bytes_.data(), next.bytes_.size());
 }
@@ -107,19 +121,21 @@ Key* Key::FindSubKey(std::u16string_view name) {
   Fill();
   bool found = false;
   const std::size_t position = PositionOf(name, found);
-  return found ? subKeys_[position].get() : nullptr;
+  return found ? subKeys_[position].key.get() : nullptr;
 }
 
 Key& Key::CreateSubKey(std::u16string_view name) {
   Fill();
   bool found = false;
   const std::size_t position = PositionOf(name, found);
-  if (found) return *subKeys_[position];
+  if (found) return *subKeys_[position].key;
   if (name.empty() || name.size() > kLongestName)
     throw std::length_error("a key's name has 1 to 255 characters");
   if (level_ >= kDeepestLevel) throw std::length_error("keys stand at most 512 levels deep");
   auto added = std::make_shared<Key>(name, this);
-  Key& made = **subKeys_.insert(subKeys_.begin() + static_cast<std::ptrdiff_t>(position), std::move(added));
+  Key& made = *added;
+  subKeys_.insert(subKeys_.begin() + static_cast<std::ptrdiff_t>(position),
+                  {FirstUnits(name), std::move(added)});
   TellWatches(kNameChange);
   return made;
 }
@@ -129,7 +145,7 @@ bool Key::RemoveSubKey(std::u16string_view name) {
   bool found = false;
   const std::size_t position = PositionOf(name, found);
   if (!found) return false;
-  subKeys_[position]->MarkDeleted();
+  subKeys_[position].key->MarkDeleted();
   subKeys_.erase(subKeys_.begin() + static_cast<std::ptrdiff_t>(position));
   nextPosition_ = position;
   TellWatches(kNameChange);
@@ -141,7 +157,7 @@ void Key::MarkDeleted() {
   deleted = true;
   parent_ = nullptr;
   filler_.reset();
-  for (const auto& subKey : subKeys_) subKey->MarkDeleted();
+  for (const SubKey& subKey : subKeys_) subKey.key->MarkDeleted();
 }
 
 ValueView Key::ViewOf(const Value& value) const {

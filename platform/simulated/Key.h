@@ -103,6 +103,11 @@ class Key : public std::enable_shared_from_this<Key> {
     std::uint32_t size;
   };
   using Values = std::vector<Value>;
+  /** Begins with the start of its name, so that a search among thousands looks into few of them. */
+  struct SubKey {
+    std::uint64_t firstUnits;
+    std::shared_ptr<Key> key;
+  };
   struct Shared;
 
   void Fill();
@@ -112,7 +117,8 @@ class Key : public std::enable_shared_from_this<Key> {
    * would otherwise wait for every part of each of them.
    */
   void FetchAhead() const;
-  void FetchName(std::size_t position) const;
+  /** The same for the names of sub keys from there on, of which an enumeration reads nothing else. */
+  void FetchNames(std::size_t position) const;
   std::size_t PositionOf(std::u16string_view name, bool& found);
   Values::iterator LocateValue(std::u16string_view name);
   ValueView ViewOf(const Value& value) const;
@@ -126,7 +132,7 @@ class Key : public std::enable_shared_from_this<Key> {
   std::shared_ptr<Shared> ownShared_;
   Shared* shared_;
   std::unique_ptr<Filler> filler_;
-  std::vector<std::shared_ptr<Key>> subKeys_;
+  std::vector<SubKey> subKeys_;
   /** Where the next sub key is likely to be asked for: behind the last one found. */
   std::size_t nextPosition_ = 0;
   Values values_;
