@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <span>
+#include <utility>
 
 namespace kestrelbay {
 namespace {
@@ -79,38 +80,40 @@ void SortKeys(std::span<SortKey> keys, std::size_t from) {
 }  // namespace
 
 const InstalledAppInfo* AppList::FindFirst(std::u16string_view displayName) const {
-  const auto found = slotsOfName.find(displayName);
-  return found == slotsOfName.end() ? nullptr : &found->second.first->record;
+  const std::uint32_t name = names.Find(displayName);
+  if (name == NameIndex::kNone || recordsOfName[name].first == kNone) return nullptr;
+  return &records[recordsOfName[name].first];
 }
 
 void AppList::Append(InstalledAppInfo record) {
-  Slot& slot = slots.emplace_back(Slot{std::move(record)});
-  const auto [found, isNew] = slotsOfName.try_emplace(slot.record.DisplayName, SlotsOfName{&slot, &slot});
-  if (isNew) return;
-  found->second.last->nextOfName = &slot;
-  found->second.last = &slot;
+  const auto index = static_cast<std::uint32_t>(records.size());
+  records.push_back(std::move(record));
+  links.emplace_back();
+  const std::uint32_t name = names.FindOrAdd(records.back().DisplayName);
+  if (name == recordsOfName.size()) recordsOfName.emplace_back();
+  auto& [first, last] = recordsOfName[name];
+  (first == kNone ? first : links[last].nextOfName) = index;
+  last = index;
 }
 
 void AppList::RemoveFirst(std::u16string_view displayName) {
-  const auto found = slotsOfName.find(displayName);
-  Slot& first = *found->second.first;
-  first.removed = true;
-  if (first.nextOfName) {
-    found->second.first = first.nextOfName;
-  } else {
-    slotsOfName.erase(found);
-  }
+  std::uint32_t& first = recordsOfName[names.Find(displayName)].first;
+  links[first].isRemoved = true;
+  first = links[first].nextOfName;
 }
 
 InstalledAppList AppList::Take() {
-  slotsOfName.clear();
-  InstalledAppList records;
-  records.reserve(slots.size());
-  for (Slot& slot : slots) {
-    if (!slot.removed) records.push_back(std::move(slot.record));
+  std::size_t kept = 0;
+  for (std::size_t index = 0; index < records.size(); ++index) {
+    if (links[index].isRemoved) continue;
+    if (kept != index) records[kept] = std::move(records[index]);
+    ++kept;
   }
-  slots.clear();
-  return records;
+  records.resize(kept);
+  links.clear();
+  names = {};
+  recordsOfName.clear();
+  return std::exchange(records, {});
 }
 
 void AddOrMergeApp(AppList& list, InstalledAppInfo record) {
@@ -143,7 +146,6 @@ std::vector<std::uint32_t> OrderByName(const InstalledAppList& records) {
 
 InstalledAppList InOrder(InstalledAppList records, const std::vector<std::uint32_t>& order) {
   InstalledAppList ordered;
-  ordered.reserve(records.size());
   for (const std::uint32_t index : order) ordered.push_back(std::move(records[index]));
   return ordered;
 }

@@ -3,17 +3,19 @@
 
 #include <cstdint>
 #include <deque>
-#include <memory_resource>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "inventory/InstalledAppInfo.h"
+#include "inventory/NameIndex.h"
 
 namespace kestrelbay {
 
-/** Finished records in the order in which clients see them. */
-using InstalledAppList = std::vector<InstalledAppInfo>;
+/**
+ * Finished records, in the order of the scan or in that in which clients see them. Each stays where it was
+ * made, beside its texts: a list is no second copy of all its records.
+ */
+using InstalledAppList = std::deque<InstalledAppInfo>;
 
 /**
  * The records of one scan in list order. Finding the first of a name and taking it out cost the same however
@@ -31,20 +33,22 @@ class AppList {
   InstalledAppList Take();
 
  private:
-  struct Slot {
-    InstalledAppInfo record;
-    Slot* nextOfName = nullptr;
-    bool removed = false;
+  static constexpr std::uint32_t kNone = UINT32_MAX;
+
+  /** What is known of the record at the same index. */
+  struct Link {
+    std::uint32_t nextOfName = kNone;
+    bool isRemoved = false;
   };
-  struct SlotsOfName {
-    Slot* first;
-    Slot* last;
+  struct RecordsOfName {
+    std::uint32_t first = kNone;
+    std::uint32_t last = kNone;
   };
 
-  // Given back as a whole: a long list would otherwise leave as many gaps between the texts of its records.
-  std::pmr::monotonic_buffer_resource memory;
-  std::pmr::deque<Slot> slots{&memory};  // a removed slot keeps its name: the index below looks at it
-  std::pmr::unordered_map<std::u16string_view, SlotsOfName> slotsOfName{&memory};
+  InstalledAppList records;  // a removed record keeps its name: the index looks at it
+  std::vector<Link> links;
+  NameIndex names;
+  std::vector<RecordsOfName> recordsOfName;  // by the name's number
 };
 
 /**

@@ -32,6 +32,38 @@ InstalledAppList ReadRecords() {
   return list.Take();
 }
 
+void ReadAhead(const void* begin, std::size_t bytes) {
+  constexpr std::uintptr_t kCacheLineBytes = 64;
+  const auto address = reinterpret_cast<std::uintptr_t>(begin);
+  for (std::uintptr_t line = address & ~(kCacheLineBytes - 1); line < address + bytes;
+       line += kCacheLineBytes) {
+    __builtin_prefetch(reinterpret_cast<const void*>(line));
+  }
+}
+
+void ReadTextsAhead(const InstalledAppInfo& app) {
+  for (const std::u16string* text : {&app.DisplayName, &app.InstallLocation, &app.DisplayVersion,
+                                     &app.DisplayIcon, &app.InstallDate, &app.LastWriteTime}) {
+    ReadAhead(text->data(), text->size() * sizeof(char16_t));
+  }
+}
+
+// Calls `use` with each record in list order. Neighbours in that order lie anywhere in memory, and in a long
+// list each would be waited for. So a record's memory is asked for some places ahead, and once it is there,
+// that of its texts.
+template <class Records, class Use>
+void ForEachInOrder(Records& records, const std::vector<std::uint32_t>& order, Use use) {
+  constexpr std::size_t kRecordsAhead = 8;
+  constexpr std::size_t kTextsAhead = 4;
+  for (std::size_t at = 0; at < order.size(); ++at) {
+    if (at + kRecordsAhead < order.size()) {
+      ReadAhead(&records[order[at + kRecordsAhead]], sizeof(InstalledAppInfo));
+    }
+    if (at + kTextsAhead < order.size()) ReadTextsAhead(records[order[at + kTextsAhead]]);
+    use(records[order[at]]);
+  }
+}
+
 InstalledAppEntry NewEntry(const InstalledAppInfo& app) {
   const auto text = [](const std::u16string& wide) { return NewHostText(WideToUtf8(wide)); };
   return {.displayName = text(app.DisplayName),
@@ -68,10 +100,9 @@ std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons) {
 OrderedApps GetInstalledAppsInPlace(bool includeIcons) {
   OrderedApps apps{ReadRecords(), {}};
   apps.order = OrderByName(apps.records);
-  for (const std::uint32_t index : apps.order) {
-    InstalledAppInfo& app = apps.records[index];
+  ForEachInOrder(apps.records, apps.order, [=](InstalledAppInfo& app) {
     if (app.IconText.empty()) app.IconText = GetAppIconText(app.DisplayIcon, includeIcons);
-  }
+  });
   return apps;
 }
 
@@ -95,8 +126,7 @@ std::string GetAppIconByName(const std::u16string& displayName) {
 InstalledAppEntry* NewEntries(std::size_t count) { return new InstalledAppEntry[count]{}; }
 
 void FillEntries(const OrderedApps& apps, InstalledAppEntry* entries) {
-  std::ranges::transform(apps.order, entries,
-                         [&](std::uint32_t index) { return NewEntry(apps.records[index]); });
+  ForEachInOrder(apps.records, apps.order, [&](const InstalledAppInfo& app) { *entries++ = NewEntry(app); });
 }
 
 void DeleteEntries(InstalledAppEntry* entries, std::int32_t count) {
