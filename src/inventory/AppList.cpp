@@ -65,7 +65,12 @@ std::uint64_t FoldedUnits(std::u16string_view name, std::size_t from) {
 
 // Sorts keys whose names agree up to `from`: by their next units, and where these agree by those behind.
 void SortKeys(std::span<SortKey> keys, std::size_t from) {
-  for (SortKey& key : keys) key.units = FoldedUnits(key.name, from);
+  // Names lie far apart in memory; each is asked for before it is looked at.
+  constexpr std::size_t kNamesAhead = 16;
+  for (std::size_t at = 0; at < keys.size(); ++at) {
+    if (at + kNamesAhead < keys.size()) __builtin_prefetch(keys[at + kNamesAhead].name.data() + from);
+    keys[at].units = FoldedUnits(keys[at].name, from);
+  }
   std::sort(keys.begin(), keys.end());
   constexpr std::uint64_t kLastUnit = 0xFFFF;
   for (auto begin = keys.begin(); begin != keys.end();) {
