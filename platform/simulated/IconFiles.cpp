@@ -105,7 +105,7 @@ class Resources {
 
   /** Where the resource in its first language stands, as an entry without size or depth. */
   IconEntry Locate(const Resource& name) const {
-    const std::vector<Resource> languages = Table(PlaceOfTable(name));
+    const std::vector<Resource> languages = Table(PlaceOfTable(name), 1);
     if (languages.empty()) throw DamagedIcon("a resource in no language");
     const Resource& first = languages.front();
     if (first.place & kIsTable) throw DamagedIcon("a table in place of a resource");
@@ -122,11 +122,12 @@ class Resources {
     return resource.place & ~kIsTable;
   }
 
-  std::vector<Resource> Table(std::uint32_t place) const {
+  /** @param mostLines  how many are of interest: tables may be long, and shared by many names */
+  std::vector<Resource> Table(std::uint32_t place, std::size_t mostLines = SIZE_MAX) const {
     const std::uint64_t address = std::uint64_t{executable_.Resources()} + place;
     const Bytes head = executable_.Read(address, 16);
     const std::size_t count = std::size_t{Read16(head, 12)} + Read16(head, 14);
-    const Bytes lines = executable_.Read(address + 16, count * 8);
+    const Bytes lines = executable_.Read(address + 16, std::min(count, mostLines) * 8);
     std::vector<Resource> table;
     for (std::size_t at = 0; at < lines.size(); at += 8) {
       table.push_back({Read32(lines, at), Read32(lines, at + 4)});

@@ -8,9 +8,6 @@
 namespace simulated {
 namespace {
 
-// What a file may make the library allocate for texts and profiles, which nobody looks at.
-constexpr png_alloc_size_t kLargestChunkBytes = 1 << 20;
-
 // Of a whole extraction most goes into compressing: a little larger is several times quicker.
 constexpr int kCompressionLevel = 2;
 constexpr int kFilter = PNG_FILTER_SUB;
@@ -85,7 +82,8 @@ bool IsPng(std::span<const std::uint8_t> bytes) {
 std::optional<Picture> DecodePng(std::span<const std::uint8_t> bytes, std::uint32_t largestSide) try {
   Reader reader;
   png_set_user_limits(reader.png, largestSide, largestSide);
-  png_set_chunk_malloc_max(reader.png, kLargestChunkBytes);
+  // Nobody looks at texts and profiles, and a few bytes of them may unfold to a megabyte, hundreds of times.
+  png_set_keep_unknown_chunks(reader.png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
   png_set_read_fn(reader.png, &bytes, ReadBytes);
   png_read_info(reader.png, reader.info);
   AskForBgra(reader.png);

@@ -116,6 +116,18 @@ TEST_F(Inventory, ExecutablesHaveNoIconTextUnlessAskedFor) {
   EXPECT_EQ(apps->at(0).DisplayIcon, u"C:\\App\\app.exe,0");
 }
 
+TEST_F(Inventory, ListWithoutIconsMakesNoCallForThem) {
+  machine.drives.AddFile(u"C:\\App\\app.exe");
+  AddApp(u"App", {{u"DisplayIcon", u"C:\\App\\app.exe,0"}});
+  AddApp(u"Other", {{u"DisplayIcon", u"C:\\App\\app.ico"}});
+  const auto isIconCall = [](const std::string& call) { return !call.starts_with("Reg"); };
+  const auto callsWith = [&](bool includeIcons) {
+    return std::ranges::count_if(CallsOf([=] { GetInstalledApps(includeIcons); }), isIconCall);
+  };
+  EXPECT_EQ(callsWith(false), 0);
+  EXPECT_GT(callsWith(true), 20);
+}
+
 TEST_F(Inventory, IconFileIsTheSameEitherWay) {
   AddApp(u"App", {{u"DisplayIcon", u"\"C:\\App\\app.ico\",0"}});
   for (const bool includeIcons : {false, true}) {

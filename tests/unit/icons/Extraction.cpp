@@ -29,8 +29,8 @@ Extraction::~Extraction() {
   fs::remove_all(drive, ignored);
 }
 
-void Extraction::MakeFile(const std::string& contents) {
-  std::ofstream file(drive / "app.exe", std::ios::binary);
+void Extraction::MakeFile(const std::string& contents, const std::string& name) {
+  std::ofstream file(drive / name, std::ios::binary);
   file << contents;
   ASSERT_TRUE(file.flush());
 }
@@ -55,6 +55,23 @@ void Extraction::ExpectClosed(std::size_t streams) {
   EXPECT_EQ(machine.pictures.gdiPlusStarts, 0);
   EXPECT_EQ(machine.pictures.streams.OpenCount(), streams);
   EXPECT_EQ(machine.pictures.memory.OpenCount(), streams);
+}
+
+std::vector<std::string> NamesOf(const std::vector<std::string>& calls) {
+  std::vector<std::string> names;
+  for (const std::string& call : calls) {
+    std::string name = call.substr(0, call.find('('));
+    if (names.empty() || names.back() != name) names.push_back(std::move(name));
+  }
+  return names;
+}
+
+std::vector<std::string> CallsTo(const std::string& name, const std::vector<std::string>& calls) {
+  std::vector<std::string> found;
+  for (const std::string& call : calls) {
+    if (call.starts_with(name + "(")) found.push_back(call);
+  }
+  return found;
 }
 
 std::vector<std::uint8_t> FromBase64(const std::string& text) {

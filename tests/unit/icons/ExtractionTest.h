@@ -18,8 +18,9 @@ class Extraction : public OnMachine {
   Extraction();
   ~Extraction() override;
 
-  /** Makes the file C:\app.exe. */
-  void MakeFile(const std::string& contents);
+  /** Makes a file on drive C. */
+  void MakeFile(const std::string& contents, const std::string& name = "app.exe");
+  /** Makes C:\app.exe, with an icon of these images. */
   void MakeProgram(const std::vector<samples::IconBytes>& images);
 
   /** What IconToPngBase64 makes of C:\app.exe, decoded; empty for a failure. */
@@ -33,6 +34,12 @@ class Extraction : public OnMachine {
  private:
   std::filesystem::path drive;
 };
+
+/** The names of the calls; runs of the same one count as one. */
+std::vector<std::string> NamesOf(const std::vector<std::string>& calls);
+
+/** Calls of one operation, with arguments and result. */
+std::vector<std::string> CallsTo(const std::string& name, const std::vector<std::string>& calls);
 
 /** Bytes of a base64 text that is made right; a NUL ends it. */
 std::vector<std::uint8_t> FromBase64(const std::string& text);

@@ -151,6 +151,32 @@ TEST(ExecutableIcon, OverlappingImagesAreReadEach) {
   EXPECT_EQ(Read(file, overlapping[1]).size(), Image(16).bytes.size());
 }
 
+/** Counts the bytes that are read. */
+class CountingSource : public ByteSource {
+ public:
+  explicit CountingSource(const std::string& file) : source_(BytesOf(file)) {}
+  bool Read(std::uint64_t offset, std::span<std::uint8_t> bytes) const override {
+    count += bytes.size();
+    return source_.Read(offset, bytes);
+  }
+  mutable std::size_t count = 0;
+
+ private:
+  MemorySource source_;
+};
+
+TEST(ExecutableIcon, LongTableOfLanguagesIsNotReadForEachImage) {
+  constexpr std::size_t kImages = 500;
+  std::string file = MakeExecutable({{u"", 1, std::vector<IconBytes>(kImages, Image(1))}});
+  const std::size_t languages = kResources + 32 + (16 + 8 * kImages) + 24;
+  for (std::size_t image = 0; image < kImages; ++image) Set32(file, languages + 40 * image + 12, 0xFFFFFFFF);
+  file.resize(file.size() + (2 << 20));  // so that all those lines are there
+  Set32(file, kSections + 16, static_cast<std::uint32_t>(file.size() - kResources));
+  const CountingSource source(file);
+  EXPECT_EQ(FindExecutableIcon(source).size(), kImages);
+  EXPECT_LT(source.count, file.size());
+}
+
 TEST(ExecutableIcon, ImageThatIsNotThereHasNoBytes) {
   std::string file = OneIcon();
   const std::size_t group = file.find(std::string("\0\0\1\0\1\0\x08\x08", 8), kResources);

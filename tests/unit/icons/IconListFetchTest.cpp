@@ -1,5 +1,5 @@
 // A process that could not fetch the large image list: a program of its own, since the list is fetched once.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "ExtractionTest.h"
 #include "Files.h"
@@ -9,13 +9,17 @@ namespace {
 
 class IconListFetch : public Extraction {};
 
-TEST_F(IconListFetch, FailedFetchIsNotRepeatedAndTheShellsOwnIconIsUsed) {
+TEST_F(IconListFetch, ComesFirstAndIsNotRepeatedWhenItFailedSoTheShellsOwnIconIsUsed) {
   machine.pictures.displayBits = 24;  // with 32 its icon would be too small to be read as one of 48 pixels
   const samples::Drawing drawing = simulated::Pattern(32, 32, false);
   MakeProgram({samples::MakeBitmap(drawing, 32), samples::MakePng(samples::Drawing(256, 256, 0xFF112233))});
   machine.faults.FailNth(1, simulated::Faults::Extent::Once, "SHGetImageList");
-  EXPECT_EQ(Draw(), simulated::PictureOf(drawing));
+  const auto first = CallsOf([&] { EXPECT_EQ(Draw(), simulated::PictureOf(drawing)); });
   EXPECT_TRUE(machine.faults.Fired());
+  ASSERT_GE(first.size(), 3U);
+  EXPECT_THAT(first[0], testing::StartsWith("IIDFromString(\"{46EB5926-582E-4017-9FDF-E8998DAA0950}\")"));
+  EXPECT_THAT(first[1], testing::StartsWith("SHGetImageList(4, 0x46eb5926)"));
+  EXPECT_THAT(first[2], testing::StartsWith("SHGetFileInfoW("));
   for (const std::string& call : CallsOf([&] { EXPECT_EQ(Draw(), simulated::PictureOf(drawing)); })) {
     EXPECT_FALSE(call.starts_with("SHGetImageList") || call.starts_with("ImageList_GetIcon")) << call;
   }

@@ -21,25 +21,6 @@ constexpr std::uint32_t kInk = 0xFF3366CC;
 
 class IconPicture : public Extraction {};
 
-/** The names of the calls; runs of the same one count as one. */
-std::vector<std::string> NamesOf(const std::vector<std::string>& calls) {
-  std::vector<std::string> names;
-  for (const std::string& call : calls) {
-    std::string name = call.substr(0, call.find('('));
-    if (names.empty() || names.back() != name) names.push_back(std::move(name));
-  }
-  return names;
-}
-
-/** Calls of one operation, with arguments and result. */
-std::vector<std::string> CallsTo(const std::string& name, const std::vector<std::string>& calls) {
-  std::vector<std::string> found;
-  for (const std::string& call : calls) {
-    if (call.starts_with(name + "(")) found.push_back(call);
-  }
-  return found;
-}
-
 TEST_F(IconPicture, CallsAreMadeAndEverythingIsDestroyedInOrder) {
   MakeProgram({MakePng(Pattern(256, 256, true))});
   Draw();  // fetches the list
@@ -259,57 +240,6 @@ TEST_F(IconPicture, TextEndsInTheNulThatItsSizeCounts) {
   ASSERT_TRUE(IconToPngBase64(kPath, base64));
   EXPECT_EQ(base64.find('\0'), base64.size() - 1);
   EXPECT_EQ(base64.find_first_of("\r\n"), base64.npos);
-}
-
-TEST_F(IconPicture, FailedBase64IsNoText) {
-  MakeProgram({MakePng(Pattern(256, 256, true))});
-  for (const std::size_t n : {1U, 2U}) {
-    machine.faults.FailNth(n, simulated::Faults::Extent::Once, "CryptBinaryToStringA");
-    std::string base64 = "before";
-    EXPECT_FALSE(IconToPngBase64(kPath, base64));
-    EXPECT_EQ(base64, n == 1 ? "before" : "");
-    ExpectClosed();
-  }
-}
-
-TEST_F(IconPicture, StreamStaysAfterAFailedSave) {
-  MakeProgram({MakePng(Pattern(256, 256, true))});
-  machine.faults.FailNth(1, simulated::Faults::Extent::Once, "GdipSaveImageToStream");
-  EXPECT_EQ(Draw().width, 0U);
-  ExpectClosed(1);
-}
-
-TEST_F(IconPicture, WithoutEncodersTheSaveIsTriedAndFails) {
-  MakeProgram({MakePng(Pattern(256, 256, true))});
-  machine.faults.FailNth(1, simulated::Faults::Extent::Once, "GdipGetImageEncodersSize");
-  const auto calls = CallsOf([] { EXPECT_EQ(Draw().width, 0U); });
-  EXPECT_EQ(CallsTo("GdipSaveImageToStream", calls).size(), 1U);
-  ExpectClosed(1);
-}
-
-TEST_F(IconPicture, NullIconIsNoPicture) {
-  std::vector<std::uint8_t> png;
-  EXPECT_TRUE(CallsOf([&] { EXPECT_FALSE(IconToPng(nullptr, png)); }).empty());
-}
-
-TEST_F(IconPicture, EveryFailingCallLeavesNothingOpen) {
-  MakeProgram({MakePng(Pattern(256, 256, true))});
-  Draw();
-  for (const auto extent : {simulated::Faults::Extent::Once, simulated::Faults::Extent::Onwards}) {
-    bool fired = true;
-    for (std::size_t n = 1; fired; ++n) {
-      SCOPED_TRACE(n);
-      machine.faults.FailNth(n, extent);
-      Draw();
-      fired = machine.faults.Fired();
-      machine.faults.Clear();
-      const std::size_t streams = machine.pictures.streams.OpenCount();
-      EXPECT_LE(streams, 1U);
-      ExpectClosed(streams);
-      machine.pictures.streams.Clear();
-      machine.pictures.memory.Clear();
-    }
-  }
 }
 
 TEST_F(IconPicture, TextOfAnApplicationIsADataUrl) {

@@ -59,9 +59,7 @@ int ExpectIcons(const fs::path& path, const nlohmann::json& groups) {
 }
 
 TEST(RealExecutables, EachImageIsWhatTwoOtherDecodersMakeOfIt) {
-  const fs::path truth = KESTRELBAY_DATA "/truth/pe_icons.json";
-  if (!fs::exists(truth)) GTEST_SKIP() << "there is no " << truth;
-  std::ifstream stream(truth);
+  std::ifstream stream(KESTRELBAY_DATA "/truth/pe_icons.json");
   int images = 0;
   for (const auto& told : nlohmann::json::parse(stream)) {
     SCOPED_TRACE(told.at("file"));

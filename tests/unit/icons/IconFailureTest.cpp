@@ -1,0 +1,131 @@
+// What an extraction leaves, and what it goes on with, when one of its calls fails.
+#include <gmock/gmock.h>
+
+#include "ExtractionTest.h"
+#include "Files.h"
+#include "inventory/IconPicture.h"
+
+namespace kestrelbay {
+namespace {
+
+using samples::MakePng;
+using simulated::Faults;
+using simulated::Pattern;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Not;
+
+class IconFailure : public Extraction {
+ protected:
+  IconFailure() {
+    MakeProgram({MakePng(Pattern(256, 256, true))});
+    Draw();  // fetches the list
+  }
+
+  /** The names of an extraction's calls of which the n-th of one operation fails; it must draw nothing. */
+  std::vector<std::string> NamesWhere(const char* name, std::size_t n = 1) {
+    machine.faults.FailNth(n, Faults::Extent::Once, name);
+    auto names = NamesOf(CallsOf([] { EXPECT_EQ(Draw().width, 0U); }));
+    EXPECT_TRUE(machine.faults.Fired());
+    machine.faults.Clear();
+    return names;
+  }
+};
+
+TEST_F(IconFailure, FailedBase64IsNoText) {
+  for (const std::size_t n : {1U, 2U}) {
+    machine.faults.FailNth(n, Faults::Extent::Once, "CryptBinaryToStringA");
+    std::string base64 = "before";
+    EXPECT_FALSE(IconToPngBase64(kPath, base64));
+    EXPECT_EQ(base64, n == 1 ? "before" : "");
+    ExpectClosed();
+  }
+}
+
+TEST_F(IconFailure, NullIconIsNoPicture) {
+  std::vector<std::uint8_t> png;
+  EXPECT_TRUE(CallsOf([&] { EXPECT_FALSE(IconToPng(nullptr, png)); }).empty());
+}
+
+TEST_F(IconFailure, IconWithoutBitmapsIsDestroyedAndNoMore) {
+  EXPECT_THAT(NamesWhere("GetIconInfo"),
+              ElementsAre("SHGetFileInfoW", "ImageList_GetIcon", "DestroyIcon", "GdiplusStartup",
+                          "GetIconInfo", "GdiplusShutdown", "DestroyIcon"));
+  ExpectClosed();
+}
+
+TEST_F(IconFailure, SourceThatCannotBeAllocatedLeavesOnlyTheBitmapsToDelete) {
+  const auto names = NamesWhere("GdipAlloc");
+  const auto failed = std::find(names.begin(), names.end(), "GdipAlloc");
+  EXPECT_THAT(std::vector(failed, names.end()),
+              ElementsAre("GdipAlloc", "DeleteObject", "GdiplusShutdown", "DestroyIcon"));
+  ExpectClosed();
+}
+
+TEST_F(IconFailure, TargetThatCannotBeAllocatedLeavesTheSourceUnlockedAndFreed) {
+  const auto names = NamesWhere("GdipAlloc", 2);
+  EXPECT_THAT(names, Contains("GdipBitmapUnlockBits"));
+  EXPECT_THAT(names, Not(Contains("GdipSaveImageToStream")));
+  ExpectClosed();
+}
+
+TEST_F(IconFailure, GdiPlusThatDoesNotStartIsUsedAndShutDownAllTheSame) {
+  const auto names = NamesWhere("GdiplusStartup");
+  EXPECT_THAT(names, Contains("GdipSaveImageToStream"));
+  EXPECT_THAT(names, Contains("GdiplusShutdown"));
+  ExpectClosed(1);
+}
+
+TEST_F(IconFailure, StreamStaysAfterAFailedSave) {
+  EXPECT_THAT(NamesWhere("GdipSaveImageToStream"), Not(Contains("IStream_Release")));
+  ExpectClosed(1);
+}
+
+TEST_F(IconFailure, SaveIsTriedIntoAStreamThatCouldNotBeMade) {
+  EXPECT_THAT(NamesWhere("CreateStreamOnHGlobal"), Contains("GdipSaveImageToStream"));
+  ExpectClosed();
+}
+
+TEST_F(IconFailure, WithoutEncodersTheSaveIsTriedAndFails) {
+  for (const char* name : {"GdipGetImageEncodersSize", "GdipGetImageEncoders"}) {
+    EXPECT_THAT(NamesWhere(name), Contains("GdipSaveImageToStream"));
+    ExpectClosed(1);
+    machine.pictures.streams.Clear();
+    machine.pictures.memory.Clear();
+  }
+}
+
+TEST_F(IconFailure, MemoryThatCannotBeLockedIsNoPictureAndItsStreamIsReleased) {
+  EXPECT_THAT(NamesWhere("GlobalLock"), Contains("IStream_Release"));
+  ExpectClosed();
+}
+
+TEST_F(IconFailure, EveryFailingCallLeavesAWholePictureOrNoneAndNothingOpen) {
+  const simulated::Picture whole = Draw();
+  const simulated::Picture corner = [&] {
+    simulated::Picture cut(48, 48);
+    for (std::uint32_t y = 0; y < 48; ++y) {
+      for (std::uint32_t x = 0; x < 48; ++x) cut.At(x, y) = whole.At(x, y);
+    }
+    return cut;
+  }();
+  for (const auto extent : {Faults::Extent::Once, Faults::Extent::Onwards}) {
+    bool fired = true;
+    for (std::size_t n = 1; fired; ++n) {
+      SCOPED_TRACE(n);
+      machine.faults.FailNth(n, extent);
+      const simulated::Picture drawn = Draw();
+      fired = machine.faults.Fired();
+      machine.faults.Clear();
+      EXPECT_TRUE(drawn.width == 0 || drawn == whole || drawn == corner) << drawn.width << " pixels wide";
+      const std::size_t streams = machine.pictures.streams.OpenCount();
+      EXPECT_LE(streams, 1U);
+      ExpectClosed(streams);
+      machine.pictures.streams.Clear();
+      machine.pictures.memory.Clear();
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kestrelbay
