@@ -229,7 +229,7 @@ TEST_F(RootDir, FailureOfThePlatformIsTheEmptyText) {
 TEST_F(RootDir, LongPathOfTheHostIsCutTo259Bytes) {
   machine.hostPath = u"C:\\Store\\" + std::u16string(300, u'x');
   EXPECT_EQ(GetRootDir(2), "C:\\Store");
-  machine.hostPath = std::u16string(300, u'x');
+  machine.hostPath.assign(300, u'x');
   EXPECT_EQ(GetRootDir(2), std::string(259, 'x'));
 }
 
