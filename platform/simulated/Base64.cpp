@@ -9,13 +9,16 @@ constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnop
 constexpr std::size_t kGroupChars = 4;
 constexpr std::size_t kGroupBytes = 3;
 constexpr std::size_t kLineBytes = 48;
+constexpr std::string_view kLineEnd = "\r\n";
 
 void AppendGroup(std::span<const std::uint8_t> bytes, std::string& text) {
   std::uint32_t bits = 0;
   for (std::size_t at = 0; at < kGroupBytes; ++at) bits = bits << 8 | (at < bytes.size() ? bytes[at] : 0U);
+  char group[kGroupChars];
   for (std::size_t at = 0; at < kGroupChars; ++at) {
-    text += at <= bytes.size() ? kDigits[bits >> (18 - 6 * at) & 63] : '=';
+    group[at] = at <= bytes.size() ? kDigits[bits >> (18 - 6 * at) & 63] : '=';
   }
+  text.append(group, kGroupChars);
 }
 
 /** Appends what a group of digits says; one that is not whole says less. */
@@ -36,12 +39,19 @@ std::string WithoutWhiteSpace(std::string_view text) {
 
 }  // namespace
 
+std::size_t Base64Chars(std::size_t byteCount, bool inLines) {
+  const std::size_t groups = (byteCount + kGroupBytes - 1) / kGroupBytes;
+  const std::size_t lines = (byteCount + kLineBytes - 1) / kLineBytes;
+  return groups * kGroupChars + (inLines ? lines * kLineEnd.size() : 0);
+}
+
 std::string ToBase64(std::span<const std::uint8_t> bytes, bool inLines) {
   std::string text;
+  text.reserve(Base64Chars(bytes.size(), inLines));
   for (std::size_t at = 0; at < bytes.size(); at += kGroupBytes) {
     AppendGroup(bytes.subspan(at, std::min(kGroupBytes, bytes.size() - at)), text);
     const std::size_t end = at + kGroupBytes;
-    if (inLines && (end % kLineBytes == 0 || end >= bytes.size())) text += "\r\n";
+    if (inLines && (end % kLineBytes == 0 || end >= bytes.size())) text += kLineEnd;
   }
   return text;
 }

@@ -10,6 +10,9 @@
 
 namespace simulated {
 
+/** How long the text of so many bytes is, without a NUL. */
+std::size_t Base64Chars(std::size_t byteCount, bool inLines);
+
 /** @param inLines whether each 64 characters, and what is left at the end, are followed by CR LF */
 std::string ToBase64(std::span<const std::uint8_t> bytes, bool inLines);
 

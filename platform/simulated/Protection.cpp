@@ -64,11 +64,11 @@ DWORD Unprotect(Machine& machine, const DATA_BLOB* blob, DATA_BLOB& plain) {
 DWORD Write(std::span<const std::uint8_t> bytes, DWORD flags, char* text, DWORD& chars) {
   const bool inLines = (flags & platform::CRYPT_STRING_NOCRLF) == 0;
   if ((flags & ~platform::CRYPT_STRING_NOCRLF) != platform::CRYPT_STRING_BASE64) return kInvalidParameter;
-  const std::string written = ToBase64(bytes, inLines);
-  const DWORD room = std::exchange(chars, static_cast<DWORD>(written.size()));
+  const std::size_t length = Base64Chars(bytes.size(), inLines);
+  const DWORD room = std::exchange(chars, static_cast<DWORD>(length));
   if (!text) return ++chars, 0;
-  if (room <= written.size()) return ++chars, kMoreData;
-  std::copy_n(written.c_str(), written.size() + 1, text);
+  if (room <= length) return ++chars, kMoreData;
+  std::copy_n(ToBase64(bytes, inLines).c_str(), length + 1, text);
   return 0;
 }
 

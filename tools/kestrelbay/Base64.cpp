@@ -1,11 +1,23 @@
 #include "Base64.h"
 
+#include <array>
 #include <cstdint>
 
 namespace host {
 namespace {
 
 constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::uint8_t kNoDigit = 64;
+
+/** The value of each character as a digit: a picture has some hundred thousand to be looked up. */
+constexpr std::array<std::uint8_t, 256> kValues = [] {
+  std::array<std::uint8_t, 256> values{};
+  values.fill(kNoDigit);
+  for (std::size_t digit = 0; digit < kDigits.size(); ++digit) {
+    values[static_cast<unsigned char>(kDigits[digit])] = static_cast<std::uint8_t>(digit);
+  }
+  return values;
+}();
 
 }  // namespace
 
@@ -26,12 +38,13 @@ std::string ToBase64(std::string_view bytes) {
 
 std::string FromBase64(std::string_view text) {
   std::string bytes;
+  bytes.reserve(text.size() / 4 * 3);
   std::uint32_t bits = 0;
   int bitCount = 0;
   for (const char c : text) {
-    const std::size_t digit = kDigits.find(c);
-    if (digit == std::string_view::npos) break;
-    bits = (bits << 6) | static_cast<std::uint32_t>(digit);
+    const std::uint8_t digit = kValues[static_cast<unsigned char>(c)];
+    if (digit == kNoDigit) break;
+    bits = (bits << 6) | digit;
     bitCount += 6;
     if (bitCount < 8) continue;
     bitCount -= 8;
