@@ -33,7 +33,8 @@ class Page(html.parser.HTMLParser):
             self.rows[-1].append("")
         if tag == "img" and self.rows:
             self.rows[-1][0] = attributes["src"]
-        self.inside = tag
+        if tag != "wbr":
+            self.inside = tag
 
     def handle_endtag(self, tag):
         self.inside = None
@@ -104,6 +105,12 @@ class PageTest(Machine):
         name = '<script>alert(1)</script> & "x" <b>'
         page = self.page(self.machine((name, {"DisplayVersion": "</td><img src=x>", "DisplayIcon": '"><i>'})))
         self.assertEqual(page.rows[1][1:3], [name, "</td><img src=x>"])
+
+    def test_paths_may_be_broken_behind_each_backslash(self):
+        pc = self.machine(("App", {"InstallLocation": "C:\\Tools\\<b>"}))
+        file = self.folder / "report.html"
+        self.assertEqual(self.page(pc).rows[1][5], "C:\\Tools\\<b>")
+        self.assertIn(">C:\\<wbr>Tools\\<wbr>&lt;b&gt;<", file.read_text(encoding="utf-8"))
 
     def test_an_empty_machine_has_an_empty_page(self):
         self.assertEqual(len(self.page(self.machine()).rows), 1)

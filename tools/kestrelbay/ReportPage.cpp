@@ -28,10 +28,11 @@ constexpr std::string_view kHead = R"html(<!DOCTYPE html>
   }
 }
 * { box-sizing: border-box; }
+html { scrollbar-gutter: stable; }
 body { margin: 0; background: var(--ground); color: var(--ink);
   font: 15px/1.45 system-ui, "Segoe UI", "Noto Sans", sans-serif; }
 main { max-width: 72rem; margin: 0 auto; padding: 2rem 1.25rem 4rem; }
-header { display: flex; flex-wrap: wrap; gap: .75rem 1.5rem; align-items: end; margin-bottom: 1rem; }
+header { display: flex; flex-wrap: wrap; gap: .75rem 1.5rem; align-items: baseline; margin-bottom: 1rem; }
 h1 { font-size: 1.5rem; margin: 0; }
 #count { color: var(--quiet); margin: 0; flex: 1; }
 label { color: var(--quiet); }
@@ -39,11 +40,11 @@ input { font: inherit; color: inherit; background: var(--sheet); border: 1px sol
   border-radius: 6px; padding: .4rem .7rem; width: 18rem; max-width: 100%; margin-left: .5rem; }
 .sheet { background: var(--sheet); border: 1px solid var(--line); border-radius: 10px; overflow-x: auto; }
 table { border-collapse: collapse; width: 100%; }
-th, td { text-align: start; padding: .5rem .8rem; border-bottom: 1px solid var(--line); vertical-align: middle; }
-tbody tr:last-child td { border-bottom: 0; }
+th, td { text-align: start; padding: .5rem .8rem; vertical-align: middle; }
+td { border-top: 1px solid var(--line); }
 tbody tr:hover { background: var(--hover); }
 th { white-space: nowrap; color: var(--quiet); font-weight: 600; }
-th button { all: unset; cursor: pointer; padding: .1rem .2rem; border-radius: 4px; }
+th button { all: unset; cursor: pointer; padding: .1rem .2rem; margin-inline-start: -.2rem; border-radius: 4px; }
 th button::after { content: "\2195"; opacity: .35; padding-inline-start: .4rem; }
 th[aria-sort="ascending"] button::after { content: "\2191"; opacity: 1; }
 th[aria-sort="descending"] button::after { content: "\2193"; opacity: 1; }
@@ -179,16 +180,26 @@ std::string IconCell(const ReportRow& row) {
          Escaped(FirstCharacter(row.name)) + "\"></span>";
 }
 
+/** A path may be broken behind each backslash, where it is too long for its column. */
+std::string BrokenPath(std::string_view path) {
+  std::string broken;
+  for (const char c : Escaped(path)) {
+    broken += c;
+    if (c == '\\') broken += "<wbr>";
+  }
+  return broken;
+}
+
 std::string RowText(const ReportRow& row) {
   std::string text = "<tr><td class=\"icon\">" + IconCell(row) + "</td>";
-  const std::array<std::pair<std::string_view, const std::string&>, 5> cells{
-      {{"name", row.name},
-       {"version", row.version},
-       {"architecture", row.architecture},
-       {"installed", row.installed},
-       {"location", row.location}}};
+  const std::array<std::pair<std::string_view, std::string>, 5> cells{
+      {{"name", Escaped(row.name)},
+       {"version", Escaped(row.version)},
+       {"architecture", Escaped(row.architecture)},
+       {"installed", Escaped(row.installed)},
+       {"location", BrokenPath(row.location)}}};
   for (const auto& [kind, content] : cells) {
-    text += "<td class=\"" + std::string(kind) + "\" dir=\"auto\">" + Escaped(content) + "</td>";
+    text += "<td class=\"" + std::string(kind) + "\" dir=\"auto\">" + content + "</td>";
   }
   return text + "</tr>\n";
 }
