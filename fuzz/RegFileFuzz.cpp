@@ -37,10 +37,23 @@ void CheckStatements(std::span<const std::uint8_t> bytes) {
   fuzz::Expect(Written(first) == Written(second), "statements are read back the same");
 }
 
+// The key, its values and all keys below it, as they stand.
+void WriteKeys(simulated::Key& key, const std::u16string& path, simulated::RegFileSink& sink) {
+  sink.OpenKey(path, key.lastWriteTime == 0 ? std::nullopt : std::optional(key.lastWriteTime));
+  for (std::size_t i = 0; i < key.ValueCount(); ++i) {
+    const simulated::ValueView value = key.ValueAt(i);
+    sink.SetValue(value.name, value.type, value.bytes);
+  }
+  for (std::size_t i = 0; i < key.SubKeyCount(); ++i) {
+    simulated::Key& subKey = key.SubKeyAt(i);
+    WriteKeys(subKey, path + u'\\' + subKey.Name(), sink);
+  }
+}
+
 Bytes Export(simulated::RegistryTree& registry) {
   simulated::RegFileWriter writer;
   for (const char16_t* root : {u"HKEY_LOCAL_MACHINE", u"HKEY_USERS"}) {
-    simulated::WriteKeys(*registry.Find(root), root, writer);
+    WriteKeys(*registry.Find(root), root, writer);
   }
   return Written(writer);
 }

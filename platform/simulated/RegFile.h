@@ -11,41 +11,17 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 
-#include "platform/Types.h"
 #include "simulated/MachineError.h"
+#include "simulated/RegFileSink.h"
 #include "simulated/RegistryTree.h"
 
 namespace simulated {
 
 /** Windows' own limit. */
 inline constexpr std::size_t kMaxValueNameChars = 16383;
-
-/** Told what a file says, in the file's order. Views are good during the call. */
-class RegFileSink {
- public:
-  virtual ~RegFileSink() = default;
-  /**
-   * [path]: the values that follow belong to this key.
-   * @param path           whole, under the long name of a predefined key, no part empty
-   * @param lastWriteTime  empty where the file does not say
-   * @throws std::length_error for a path that Windows does not allow, which the reader turns into its own
-   * error
-   */
-  virtual void OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) = 0;
-  /** [-path]: the key and all below it go; no value follows. */
-  virtual void DeleteKey(std::u16string_view path) = 0;
-  /** @param name empty for the unnamed value */
-  virtual void SetValue(std::u16string_view name, platform::DWORD type,
-                        std::span<const std::uint8_t> bytes) = 0;
-  virtual void DeleteValue(std::u16string_view name) = 0;
-  /** So many of the file's bytes are read: called now and then. */
-  virtual void Progress(std::size_t doneBytes) { static_cast<void>(doneBytes); }
-};
 
 /**
  * Reads a whole file from memory.

@@ -125,16 +125,4 @@ void RegFileWriter::Hex(DWORD type, ByteSpan bytes) {
   }
 }
 
-void WriteKeys(Key& key, const std::u16string& path, RegFileSink& sink) {
-  sink.OpenKey(path, key.lastWriteTime == 0 ? std::nullopt : std::optional(key.lastWriteTime));
-  for (std::size_t i = 0; i < key.ValueCount(); ++i) {
-    const ValueView value = key.ValueAt(i);
-    sink.SetValue(value.name, value.type, value.bytes);
-  }
-  for (std::size_t i = 0; i < key.SubKeyCount(); ++i) {
-    Key& subKey = key.SubKeyAt(i);
-    WriteKeys(subKey, path + u'\\' + subKey.Name(), sink);
-  }
-}
-
 }  // namespace simulated

@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "simulated/RegFile.h"
+#include "simulated/RegFileSink.h"
 
 namespace simulated {
 
@@ -35,8 +35,5 @@ class RegFileWriter : public RegFileSink {
 
   std::u16string text_;
 };
-
-/** Writes `key`, its values and all keys below it, as they stand. @param path the key's whole path */
-void WriteKeys(Key& key, const std::u16string& path, RegFileSink& sink);
 
 }  // namespace simulated

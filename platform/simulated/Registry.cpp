@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "simulated/Call.h"
 #include "simulated/KeptChanges.h"
@@ -134,6 +135,22 @@ LSTATUS Enumerate(Machine& machine, HKEY key, DWORD index, char16_t* name, DWORD
   return 0;
 }
 
+LSTATUS EnumerateValue(Machine& machine, HKEY key, DWORD index, char16_t* name, DWORD* nameChars, DWORD* type,
+                       platform::BYTE* data, DWORD* dataBytes) {
+  const LockedKey owner(machine, key, kQueryValue);
+  if (owner.Problem() != 0) return owner.Problem();
+  if (index >= owner->ValueCount()) return Status(kNoMoreItems);
+  const ValueView value = owner->ValueAt(index);
+  if (*nameChars <= value.name.size()) return Status(kMoreData);
+  *std::ranges::copy(value.name, name).out = 0;
+  *nameChars = static_cast<DWORD>(value.name.size());
+  if (type) *type = value.type;
+  const auto size = static_cast<DWORD>(value.bytes.size());
+  if (size > std::exchange(*dataBytes, size)) return Status(kMoreData);
+  std::ranges::copy(value.bytes, data);
+  return 0;
+}
+
 LSTATUS Query(Machine& machine, HKEY key, const char16_t* name, DWORD* type, platform::BYTE* data,
               DWORD* dataBytes) {
   const LockedKey owner(machine, key, kQueryValue);
@@ -245,6 +262,19 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, D
         const LSTATUS status = simulated::Enumerate(machine, key, index, name, nameChars, lastWrite);
         if (status == 0) simulated::ClearClass(className, classChars);
         return status;
+      });
+}
+
+LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, DWORD* reserved, DWORD* type,
+                      BYTE* data, DWORD* dataBytes) {
+  Machine& machine = Machine::Current();
+  return Perform(
+      &machine, "RegEnumValueW", Failure<LSTATUS>{Status(simulated::kNoSystemResources)},
+      [&](Arguments& arguments) { arguments.Key(machine, key).Number(index); },
+      [&] {
+        if (!name || !nameChars || reserved || !data || !dataBytes)
+          return Status(simulated::kInvalidParameter);
+        return simulated::EnumerateValue(machine, key, index, name, nameChars, type, data, dataBytes);
       });
 }
 

@@ -1,7 +1,8 @@
+#include "simulated/UpperCase.h"
+
 #include <algorithm>
 #include <array>
-
-#include "simulated/Key.h"
+#include <cstdint>
 
 namespace simulated {
 namespace {
