@@ -39,4 +39,9 @@ std::optional<std::u16string> Environment::Find(std::u16string_view name) const 
   return found->second;
 }
 
+std::vector<std::pair<std::u16string, std::u16string>> Environment::All() const {
+  const std::lock_guard guard(lock_);
+  return {variables_.begin(), variables_.end()};
+}
+
 }  // namespace simulated

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace simulated {
 
@@ -19,6 +21,8 @@ class Environment {
   /** Removes every variable, those of the beginning too. */
   void Clear();
   std::optional<std::u16string> Find(std::u16string_view name) const;
+  /** Names and values, in the order of the names. */
+  std::vector<std::pair<std::u16string, std::u16string>> All() const;
 
  private:
   struct Less {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <unordered_map>
 
 #include "simulated/NamePool.h"
 #include "simulated/Watches.h"
@@ -36,6 +37,9 @@ struct Key::Shared {
   Watches watches;
   /** How many keys are being filled: what comes to light then is no change. */
   int filling = 0;
+  bool listsAsMade = false;
+  /** By key, where the tree lists as made: its sub keys in that order. */
+  std::unordered_map<const Key*, std::vector<Key*>> listings;
 };
 
 Key::Key(std::u16string_view name, Key* parent)
@@ -46,6 +50,8 @@ Key::Key(std::u16string_view name, Key* parent)
       shared_(parent ? parent->shared_ : ownShared_.get()) {}
 
 Key::~Key() = default;
+
+void Key::ListAsMade() { shared_->listsAsMade = true; }
 
 const std::u16string& Key::Name() const { return name_; }
 
@@ -73,8 +79,18 @@ std::size_t Key::SubKeyCount() {
 
 Key& Key::SubKeyAt(std::size_t index) {
   Fill();
+  if (shared_->listsAsMade) [[unlikely]]
+    return *Listing().at(index);
   FetchNames(index + 1);
   return *subKeys_.at(index).key;
+}
+
+std::vector<Key*>& Key::Listing() {
+  const auto [listing, isNew] = shared_->listings.try_emplace(this);
+  if (!isNew) return listing->second;
+  // Those that were made before the tree listed so come first, in their own order.
+  for (const SubKey& subKey : subKeys_) listing->second.push_back(subKey.key.get());
+  return listing->second;
 }
 
 void Key::FetchNames(std::size_t position) const {
@@ -133,6 +149,7 @@ Key& Key::CreateSubKey(std::u16string_view name) {
     throw std::length_error("a key's name has 1 to 255 characters");
   if (level_ >= kDeepestLevel) throw std::length_error("keys stand at most 512 levels deep");
   auto added = std::make_shared<Key>(name, this);
+  if (shared_->listsAsMade) Listing().push_back(added.get());
   Key& made = *added;
   subKeys_.insert(subKeys_.begin() + static_cast<std::ptrdiff_t>(position),
                   {FirstUnits(name), std::move(added)});
@@ -145,6 +162,7 @@ bool Key::RemoveSubKey(std::u16string_view name) {
   bool found = false;
   const std::size_t position = PositionOf(name, found);
   if (!found) return false;
+  if (shared_->listsAsMade) std::erase(Listing(), subKeys_[position].key.get());
   subKeys_[position].key->MarkDeleted();
   subKeys_.erase(subKeys_.begin() + static_cast<std::ptrdiff_t>(position));
   nextPosition_ = position;
@@ -153,6 +171,7 @@ bool Key::RemoveSubKey(std::u16string_view name) {
 }
 
 void Key::MarkDeleted() {
+  shared_->listings.erase(this);
   shared_->watches.KeyGone(*this);
   deleted = true;
   parent_ = nullptr;

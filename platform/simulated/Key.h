@@ -2,8 +2,9 @@
  * A key of the simulated registry: its name, its values, its sub keys.
  *
  * Names keep their case and are compared without it. Sub keys stand in Windows' order: upper-cased one
- * character at a time, compared by code unit. A key may be filled only when it is first looked into, so that
- * a volume's hives cost what is read of them and no more.
+ * character at a time, compared by code unit; or, in a tree that lists as made, in the order in which they
+ * were made, for a machine whose own order is another one. A key may be filled only when it is first looked
+ * into, so that a volume's hives cost what is read of them and no more.
  *
  * Keys are owned by their parent and keep their address until they are deleted; an open handle keeps a
  * deleted key, though empty of meaning, in memory. They take no lock: the registry that owns the tree does.
@@ -49,6 +50,12 @@ class Key : public std::enable_shared_from_this<Key> {
 
   /** Has `filler` called with this key before its values or sub keys are first looked at. */
   void FillLater(Filler filler);
+
+  /**
+   * From now on the whole tree lists sub keys in the order in which they are made. Keys that are made already
+   * go on listing theirs as they stand.
+   */
+  void ListAsMade();
 
   std::size_t SubKeyCount();
   Key& SubKeyAt(std::size_t index);
@@ -100,6 +107,8 @@ class Key : public std::enable_shared_from_this<Key> {
   struct Shared;
 
   void Fill();
+  /** Of a tree that lists as made: the sub keys in that order. */
+  std::vector<Key*>& Listing();
   void TellWatches(platform::DWORD kind);
   /**
    * Has the memory of the sub key behind the last one found read ahead: a scan of more keys than caches hold

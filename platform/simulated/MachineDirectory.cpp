@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -95,14 +96,26 @@ struct OpenDirectoryOfMachine {
   std::optional<RegistryFolder> registry;
 };
 
+void CheckCapture(const CaptureRecord& capture, const fs::path& directory, const RegistryFolder& registry,
+                  const LoadObserver& observer) {
+  CheckFiles(capture, directory, registry);
+  if (!observer.warning) return;
+  for (const std::string& note : capture.notes) observer.warning("captured machine: " + note);
+}
+
 void LoadMachine(const fs::path& directory, RegistryFolder& registry, Machine& machine,
                  const LoadObserver& observer) {
   const fs::path descriptionFile = directory / "machine.json";
   MachineDescription description;
+  if (!fs::exists(descriptionFile) && std::ranges::any_of(registry.Files(), IsCapturesFile))
+    Fail(descriptionFile, "missing from a capture; copy it again, or rename the files in registry/");
   if (fs::exists(descriptionFile))
     description = ParseMachineJson(ReadWholeFile(descriptionFile).Span(), descriptionFile.string());
+  if (description.capture) CheckCapture(*description.capture, directory, registry, observer);
   ApplyFacts(description, machine);
   MergeFiles(registry.Files(), machine.registry, observer);
+  // There is always a user, also where no file speaks of the hive.
+  machine.registry.CreateKey(u"HKEY_CURRENT_USER");
   ApplyDeniedRights(description, descriptionFile.string(), machine);
   MountDrives(directory / "drives", machine.drives);
   SetPrograms(description.programs, directory, descriptionFile.string(), machine);

@@ -28,6 +28,8 @@ class Reader : JsonShape {
 
   MachineDescription Read(const json& root) {
     if (!root.is_object()) throw MachineError(FileName() + ": not an object; write {\"member\": ...}");
+    // First, as a newer format may say more than is known here.
+    if (root.contains("capture")) description_.capture = ReadCapture(*this, root);
     for (const auto& [name, value] : root.items()) ReadMember(name, value);
     return std::move(description_);
   }
@@ -37,6 +39,7 @@ class Reader : JsonShape {
   void ReadUser(const json& value);
   void ReadEnvironment(const json& value);
   void ReadElevation(const json& value);
+  void ReadRegistryOrder(const json& value);
   void ReadDeniedAccess(const json& value);
   platform::DWORD Rights(const json& names, const std::string& member) const;
   void ReadDisks(const json& value);
@@ -49,11 +52,13 @@ class Reader : JsonShape {
 };
 
 void Reader::ReadMember(const std::string& name, const json& value) {
+  if (name == "capture") return;
   if (name == "user") return ReadUser(value);
   if (name == "environment") return ReadEnvironment(value);
   if (name == "hostPath") return void(description_.hostPath = Text(value, name));
   if (name == "currentDirectory") return void(description_.currentDirectory = Text(value, name));
   if (name == "elevation") return ReadElevation(value);
+  if (name == "registryOrder") return ReadRegistryOrder(value);
   if (name == "deniedAccess") return ReadDeniedAccess(value);
   if (name == "disks") return ReadDisks(value);
   if (name == "graphicsAdapters") return ReadGraphicsAdapters(value);
@@ -85,6 +90,12 @@ void Reader::ReadElevation(const json& value) {
   if (value != "granted" && value != "refused")
     Fail("elevation", "must be \"granted\" or \"refused\"; correct it");
   description_.elevationGranted = value == "granted";
+}
+
+void Reader::ReadRegistryOrder(const json& value) {
+  if (value != "sorted" && value != "as listed")
+    Fail("registryOrder", "must be \"sorted\" or \"as listed\"; correct it");
+  description_.listsAsMade = value == "as listed";
 }
 
 void Reader::ReadDeniedAccess(const json& value) {
@@ -176,6 +187,7 @@ MachineDescription ParseMachineJson(std::span<const std::uint8_t> bytes, const s
 }
 
 void ApplyFacts(const MachineDescription& description, Machine& machine) {
+  if (description.listsAsMade) machine.registry.ListAsMade();
   if (description.userSid) machine.registry.SetUser(*description.userSid);
   if (description.userName) machine.environment.Set(u"USERNAME", *description.userName);
   if (description.environment) {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "simulated/CaptureRecord.h"
 #include "simulated/DescribedProgram.h"
 #include "simulated/Machine.h"
 #include "simulated/MachineError.h"
@@ -29,6 +30,10 @@ struct MachineDescription {
   std::vector<std::optional<std::u16string>> graphicsAdapters;
   AppsFolder appsFolder;
   ProgramDescriptions programs;
+  /** Whether keys are listed as the registration files name them, and not as Windows sorts them. */
+  bool listsAsMade = false;
+  /** Of a machine that was captured. */
+  std::optional<CaptureRecord> capture;
   /** Rights refused, by the whole path of the key. */
   std::map<std::u16string, platform::DWORD> deniedRights;
 };

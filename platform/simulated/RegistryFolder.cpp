@@ -85,6 +85,8 @@ RegistryFolder::RegistryFolder(fs::path folder) : folder_(std::move(folder)) {
   for (const std::uint64_t number : changes_) files_.push_back(ChangeFile(number));
 }
 
+bool RegistryFolder::IsChange(const fs::path& file) { return ChangeNumber(file).has_value(); }
+
 fs::path RegistryFolder::ChangeFile(std::uint64_t number) const {
   std::string digits = std::to_string(number);
   digits.insert(0, 8 - std::min<std::size_t>(8, digits.size()), '0');

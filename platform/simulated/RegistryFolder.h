@@ -22,6 +22,9 @@ class RegistryFolder {
   /** The files in the order in which they are merged: by name, byte by byte, then the changes. */
   const std::vector<std::filesystem::path>& Files() const { return files_; }
 
+  /** Whether it is a kept change, by its name. */
+  static bool IsChange(const std::filesystem::path& file);
+
   /**
    * Makes one file of the changes where there are many. A crash on the way leaves files that say the same.
    * Quietly does nothing where the folder cannot be written.

@@ -149,13 +149,23 @@ void RegistryTree::EndWatches(platform::HKEY handle) {
   root_.TreeWatches().HandleClosed(handle);
 }
 
+void RegistryTree::RemoveStandIn() {
+  Key* hive = user_.empty() ? nullptr : users_->FindSubKey(user_);
+  if (hive && hive->SubKeyCount() == 0 && hive->ValueCount() == 0) users_->RemoveSubKey(user_);
+}
+
+void RegistryTree::ListAsMade() {
+  const Guard guard(lock_);
+  RemoveStandIn();
+  listsAsMade_ = true;
+  root_.ListAsMade();
+}
+
 void RegistryTree::SetUser(std::u16string_view sid) {
   const Guard guard(lock_);
-  // The hive of the user before is only a stand-in where nothing was put into it.
-  Key* before = user_.empty() ? nullptr : users_->FindSubKey(user_);
-  if (before && before->SubKeyCount() == 0 && before->ValueCount() == 0) users_->RemoveSubKey(user_);
+  RemoveStandIn();
   user_ = sid;
-  users_->CreateSubKey(user_);
+  if (!listsAsMade_) users_->CreateSubKey(user_);
 }
 
 std::u16string RegistryTree::User() const {

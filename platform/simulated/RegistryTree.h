@@ -79,6 +79,11 @@ class RegistryTree {
   /** A handle was closed, which ends its watches. */
   void EndWatches(platform::HKEY handle);
 
+  /**
+   * From now on sub keys are listed in the order in which they are made, for a machine that sorts otherwise
+   * than Windows does. The user's hive is then made when it is first spoken of.
+   */
+  void ListAsMade();
   /** Sets which hive below HKEY_USERS is HKEY_CURRENT_USER. */
   void SetUser(std::u16string_view sid);
   std::u16string User() const;
@@ -90,6 +95,8 @@ class RegistryTree {
  private:
   /** The predefined key that `path` begins with, which is cut off it; null for none. */
   Key* TakeRoot(std::u16string_view& path);
+  /** A user's hive that nothing was put into goes when another is the user's. */
+  void RemoveStandIn();
 
   mutable std::recursive_mutex lock_;
   std::condition_variable_any watchSet_;
@@ -97,6 +104,7 @@ class RegistryTree {
   Key* machine_;
   Key* users_;
   std::u16string user_;
+  bool listsAsMade_ = false;
   Keeper keeper_;
 };
 
