@@ -26,10 +26,10 @@ using Command = std::function<void(Session&)>;
 /** Tells the parser of a command, and has it put into `chosen` when it is named on the command line. */
 using AddCommand = void(CLI::App& app, Command& chosen);
 
-AddCommand AddBlocked, AddDecrypt, AddEncrypt, AddFacts, AddForget, AddIcon, AddInstall, AddList, AddReport,
-    AddRoot, AddRun, AddStart, AddUninstall, AddVersion;
-inline constexpr AddCommand* kCommands[] = {AddBlocked, AddDecrypt, AddEncrypt,   AddFacts,  AddForget,
-                                            AddIcon,    AddInstall, AddList,      AddReport, AddRoot,
-                                            AddRun,     AddStart,   AddUninstall, AddVersion};
+AddCommand AddBlocked, AddCapture, AddDecrypt, AddEncrypt, AddFacts, AddForget, AddIcon, AddInstall, AddList,
+    AddReport, AddRoot, AddRun, AddStart, AddUninstall, AddVersion;
+inline constexpr AddCommand* kCommands[] = {AddBlocked, AddCapture, AddDecrypt, AddEncrypt,   AddFacts,
+                                            AddForget,  AddIcon,    AddInstall, AddList,      AddReport,
+                                            AddRoot,    AddRun,     AddStart,   AddUninstall, AddVersion};
 
 }  // namespace host

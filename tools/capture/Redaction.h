@@ -1,0 +1,96 @@
+/**
+ * Takes out of a captured machine what tells whose it is: names of users and of the machine, the machine's
+ * part of SIDs, its GUID, and what is called how below a user's folder.
+ *
+ * Each becomes a stand-in of the same length, the same one wherever it stands and whatever its case, so that
+ * what is compared, cut off or counted comes out as on the machine itself. Texts are searched as UTF-16 of
+ * either byte order at any byte, and as narrow text, so that it does not matter of which type a value is.
+ */
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "CapturedMachine.h"
+#include "StandIns.h"
+
+namespace capture {
+
+/** What is known of whose machine it is. */
+struct Identity {
+  std::vector<std::u16string> users;
+  std::vector<std::u16string> computers;
+  /** Of the form that MachineGuid has. */
+  std::vector<std::u16string> guids;
+  /** Whole paths of users' folders, in capitals. */
+  std::vector<std::u16string> folders;
+  /** The variables, in capitals; those whose values lie in a user's folder are among both. */
+  std::set<std::u16string> variables;
+  std::set<std::u16string> folderVariables;
+};
+
+/** Asks the machine, whose environment is captured. */
+Identity ReadIdentity(const CapturedMachine& machine);
+
+class Redactor {
+ public:
+  explicit Redactor(const Identity& identity);
+
+  /** Takes note of the names in a text, of which none may serve as a stand-in for another. */
+  void Learn(std::u16string_view text);
+  void Learn(const CapturedValue& value);
+  /** To be called when all has been learnt: puts the names into the list of what is to be hidden. */
+  void EndLearning();
+
+  void Hide(std::u16string& text);
+  void Hide(CapturedValue& value);
+  /** @param isText  whether it is meant to be UTF-16 */
+  void Hide(std::span<std::uint8_t> bytes, bool isText);
+
+ private:
+  enum class Kind { User, Computer, Guid, Sid, Word };
+  /** A part of a text that is to be hidden. */
+  struct Part {
+    std::size_t at;
+    std::size_t size;
+    Kind kind;
+  };
+  using Parts = std::vector<Part>;
+  /** What is sought in texts as it stands, in capitals. */
+  struct Literal {
+    std::u16string text;
+    Kind kind;
+    /** Found inside of words as well. */
+    bool inWords;
+  };
+  using Literals = std::vector<Literal>;
+
+  void AddLiteral(std::u16string_view text, Kind kind);
+  void AddNumbers(const std::u16string& sid);
+  void FindFolders(std::u16string_view text, Parts& parts) const;
+  std::size_t FolderAt(std::u16string_view text, std::size_t at, Parts& parts) const;
+  std::size_t FindWords(std::u16string_view text, std::size_t at, Parts& parts) const;
+  static void FindSids(std::u16string_view text, Parts& parts);
+  static void FindLiterals(std::u16string_view text, const Literals& literals, bool withShort, Parts& parts);
+  bool Replace(std::u16string& text, const Literals& literals, bool withShort);
+  void HideNumbers(std::span<std::uint8_t> bytes);
+
+  const Identity identity_;
+  StandIns standIns_;
+  std::map<std::u16string, Kind> names_;
+  Literals wide_;
+  /** The same as the bytes of narrow texts, one in each unit. */
+  Literals narrow_;
+  /** Bytes of the machine's part of a SID, and what stands in. */
+  std::vector<std::pair<std::string, std::string>> numbers_;
+};
+
+/** Redacts all that the capture holds. */
+void Redact(CapturedMachine& machine, const Identity& identity);
+
+}  // namespace capture

@@ -1,0 +1,286 @@
+#include "RegistryCapture.h"
+
+#include <algorithm>
+#include <array>
+
+#include "Text.h"
+#include "platform/Constants.h"
+#include "platform/Registry.h"
+
+namespace capture {
+namespace {
+
+using platform::DWORD;
+using platform::HKEY;
+using platform::LSTATUS;
+
+constexpr LSTATUS kFileNotFound = 2, kAccessDenied = 5, kMoreData = 234;
+/** What the inventory never looks into: the machine's own products, which the uninstall keys tell of. */
+constexpr std::u16string_view kMachineSid = u"S-1-5-18";
+constexpr std::u16string_view kUninstall = u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
+constexpr std::u16string_view kUserData =
+    u"Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData";
+constexpr std::u16string_view kUserProducts = u"Software\\Microsoft\\Installer\\Products";
+/** Room for a name, as the inventory has it: a longer one is no name for it. */
+constexpr DWORD kKeyNameChars = 260;
+constexpr std::size_t kValueNameChars = 16384;
+constexpr std::size_t kUsualValueBytes = 512;
+/** A key that fails so often in a row is gone, and would go on failing at every index. */
+constexpr int kMostFailures = 3;
+/** A key that changes each time it is read is taken as it was read last. */
+constexpr int kMostReadings = 3;
+
+/** A key of the registry, closed at the end. */
+class OpenKey {
+ public:
+  explicit OpenKey(HKEY handle) : handle_(handle) {}
+  ~OpenKey() {
+    if (handle_) platform::RegCloseKey(handle_);
+  }
+  OpenKey(const OpenKey&) = delete;
+  OpenKey& operator=(const OpenKey&) = delete;
+
+  HKEY Get() const { return handle_; }
+
+ private:
+  const HKEY handle_;
+};
+
+std::uint64_t LastWriteTime(HKEY key) {
+  platform::FILETIME time{};
+  platform::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                             nullptr, nullptr, &time);
+  return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
+}
+
+/** Reads one value, whatever its size. @param name room for the longest */
+LSTATUS EnumerateValue(HKEY key, DWORD index, std::vector<char16_t>& name, CapturedValue& value) {
+  value.bytes.resize(kUsualValueBytes);
+  while (true) {
+    auto nameChars = static_cast<DWORD>(name.size());
+    auto bytes = static_cast<DWORD>(value.bytes.size());
+    DWORD type = 0;
+    const LSTATUS status = platform::RegEnumValueW(key, index, name.data(), &nameChars, nullptr, &type,
+                                                   value.bytes.data(), &bytes);
+    const bool isLonger = status == kMoreData && bytes > value.bytes.size();
+    if (isLonger || status == 0) value.bytes.resize(bytes);
+    if (isLonger) continue;
+    value.name.assign(name.data(), status == 0 ? nameChars : 0);
+    value.type = static_cast<std::uint32_t>(type);
+    return status;
+  }
+}
+
+LSTATUS QueryValue(HKEY key, const char16_t* name, CapturedValue& value) {
+  DWORD type = 0;
+  DWORD bytes = 0;
+  LSTATUS status = platform::RegQueryValueExW(key, name, nullptr, &type, nullptr, &bytes);
+  while (status == 0) {
+    value.bytes.resize(std::max<DWORD>(bytes, 1));
+    bytes = static_cast<DWORD>(value.bytes.size());
+    status = platform::RegQueryValueExW(key, name, nullptr, &type, value.bytes.data(), &bytes);
+    if (status == 0) break;
+    if (status == kMoreData) status = 0;
+  }
+  value.bytes.resize(bytes);
+  value.name = name;
+  value.type = static_cast<std::uint32_t>(type);
+  return status;
+}
+
+std::u16string ErrorText(LSTATUS status) {
+  return u" (error " + ToWide(static_cast<unsigned long long>(status)) + u")";
+}
+
+bool HasLineEnd(std::u16string_view text) { return text.find_first_of(u"\r\n") != text.npos; }
+
+/** The path below HKEY_LOCAL_MACHINE where what the 32-bit view shows is stored. */
+std::u16string StoredIn32Bits(std::u16string_view path) {
+  const std::size_t below = path.find(u'\\');
+  return std::u16string(path.substr(0, below)) + u"\\Wow6432Node" + std::u16string(path.substr(below));
+}
+
+}  // namespace
+
+RegistryCapture::Place RegistryCapture::Place::At(std::u16string_view name) const {
+  const std::u16string more = u"\\" + std::u16string(name);
+  return {root, path + more, view, stored + more};
+}
+
+RegistryCapture::Place RegistryCapture::Place::Listed(std::u16string_view name) const {
+  Place place = At(name);
+  place.isListed = true;
+  return place;
+}
+
+RegistryCapture::Place RegistryCapture::InMachine(std::u16string_view path, platform::REGSAM view) {
+  const std::u16string stored =
+      view == platform::KEY_WOW64_32KEY ? StoredIn32Bits(path) : std::u16string(path);
+  return {platform::HKEY_LOCAL_MACHINE, std::u16string(path), view, u"HKEY_LOCAL_MACHINE\\" + stored};
+}
+
+RegistryCapture::Place RegistryCapture::InHive(const std::u16string& hive, std::u16string_view path) {
+  const std::u16string whole = hive + u"\\" + std::u16string(path);
+  return {platform::HKEY_USERS, whole, 0, u"HKEY_USERS\\" + whole};
+}
+
+void RegistryCapture::Run() {
+  MachineKeys();
+  Names hives;
+  ReadNames(platform::HKEY_USERS, u"HKEY_USERS", hives);
+  for (const std::u16string& hive : hives) Hive(hive);
+  if (machine_.userSid.empty())
+    return Note(u"HKEY_CURRENT_USER", u"whose hive it is cannot be told; the proxy is left out");
+  Place settings =
+      InHive(machine_.userSid, u"Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings");
+  settings.root = platform::HKEY_CURRENT_USER;
+  settings.path.erase(0, machine_.userSid.size() + 1);
+  Values(settings, {u"ProxyEnable", u"ProxyServer"});
+}
+
+void RegistryCapture::MachineKeys() {
+  using platform::KEY_WOW64_32KEY;
+  using platform::KEY_WOW64_64KEY;
+  Values(InMachine(u"SOFTWARE\\Microsoft\\Cryptography", KEY_WOW64_64KEY), {u"MachineGuid"});
+  Values(InMachine(u"HARDWARE\\DESCRIPTION\\System\\BIOS", KEY_WOW64_64KEY),
+         {u"BaseBoardManufacturer", u"SystemProductName"});
+  Values(InMachine(u"SOFTWARE\\Microsoft\\Windows\\Tablet PC", 0), {u"IsTabletPc"});
+  WithSubKeys(InMachine(u"Software\\Classes\\Installer\\Products", 0));
+  for (const platform::REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
+    Tree(InMachine(kUninstall, view));
+    UserData(InMachine(kUserData, view));
+  }
+}
+
+void RegistryCapture::UserData(const Place& userData) {
+  for (const std::u16string& sid : Key(userData)) {
+    AddName(userData.Listed(sid));
+    if (sid != kMachineSid) UserProducts(userData.At(sid).At(u"Products"));
+  }
+}
+
+void RegistryCapture::UserProducts(const Place& products) {
+  for (const std::u16string& code : Key(products)) {
+    AddName(products.Listed(code));
+    Key(products.At(code).At(u"InstallProperties"));
+  }
+}
+
+void RegistryCapture::Hive(const std::u16string& hive) {
+  Place place = InHive(hive, u"");
+  place.stored.pop_back();
+  AddName(place);
+  Tree(InHive(hive, kUninstall));
+  WithSubKeys(InHive(hive, kUserProducts));
+}
+
+void RegistryCapture::AddName(const Place& place) { Add({.path = place.stored}); }
+
+RegistryCapture::Names RegistryCapture::Key(const Place& place) {
+  told_();
+  Names names;
+  const OpenKey key(Open(place));
+  if (!key.Get()) return names;
+  CapturedKey captured{.path = place.stored};
+  for (int reading = 1;; ++reading) {
+    captured.lastWriteTime = LastWriteTime(key.Get());
+    ReadWhole(key.Get(), captured, names);
+    if (LastWriteTime(key.Get()) == captured.lastWriteTime) break;
+    if (reading < kMostReadings) continue;
+    Note(place.stored, u"was changed again and again while it was read");
+    break;
+  }
+  Add(std::move(captured));
+  return names;
+}
+
+void RegistryCapture::WithSubKeys(const Place& place) {
+  for (const std::u16string& name : Key(place)) Key(place.Listed(name));
+}
+
+void RegistryCapture::Tree(const Place& place) {
+  for (const std::u16string& name : Key(place)) Tree(place.Listed(name));
+}
+
+void RegistryCapture::Values(const Place& place, const ValueNames& names) {
+  const OpenKey key(Open(place));
+  if (!key.Get()) return;
+  CapturedKey captured{.path = place.stored, .lastWriteTime = LastWriteTime(key.Get())};
+  for (const char16_t* name : names) {
+    CapturedValue value;
+    const LSTATUS status = QueryValue(key.Get(), name, value);
+    if (status == 0) captured.values.push_back(std::move(value));
+    if (status != 0 && status != kFileNotFound)
+      Note(place.stored, u"its value " + std::u16string(name) + u" cannot be read" + ErrorText(status));
+  }
+  Add(std::move(captured));
+}
+
+HKEY RegistryCapture::Open(const Place& place) {
+  HKEY key = nullptr;
+  const LSTATUS status =
+      platform::RegOpenKeyExW(place.root, place.path.c_str(), 0, platform::KEY_READ | place.view, &key);
+  if (status == kAccessDenied) {
+    Note(place.stored, u"access denied, to the library as well");
+    Add({.path = place.stored, .isDenied = true});
+  } else if (status == kFileNotFound && place.isListed) {
+    Note(place.stored, u"went while the machine was read");
+  } else if (status != 0 && status != kFileNotFound) {
+    Note(place.stored, u"cannot be opened" + ErrorText(status));
+  }
+  return status == 0 ? key : nullptr;
+}
+
+void RegistryCapture::ReadWhole(HKEY key, CapturedKey& captured, Names& names) {
+  captured.values.clear();
+  names.clear();
+  ReadValues(key, captured);
+  ReadNames(key, captured.path, names);
+}
+
+void RegistryCapture::ReadValues(HKEY key, CapturedKey& captured) {
+  std::vector<char16_t> room(kValueNameChars);
+  int failures = 0;
+  for (DWORD index = 0; failures < kMostFailures; ++index) {
+    CapturedValue value;
+    const LSTATUS status = EnumerateValue(key, index, room, value);
+    if (status == platform::ERROR_NO_MORE_ITEMS) break;
+    failures = status == 0 ? 0 : failures + 1;
+    if (status == 0)
+      captured.values.push_back(std::move(value));
+    else
+      Note(captured.path, u"a value cannot be read" + ErrorText(status));
+  }
+}
+
+void RegistryCapture::ReadNames(HKEY key, const std::u16string& path, Names& names) {
+  std::array<char16_t, kKeyNameChars> name;
+  int failures = 0;
+  for (DWORD index = 0; failures < kMostFailures; ++index) {
+    DWORD chars = kKeyNameChars;
+    const LSTATUS status =
+        platform::RegEnumKeyExW(key, index, name.data(), &chars, nullptr, nullptr, nullptr, nullptr);
+    if (status == platform::ERROR_NO_MORE_ITEMS) break;
+    if (status == kMoreData) {
+      Note(path, u"has a sub key whose name is too long; the library passes it over, too");
+    } else if (status != 0) {
+      ++failures;
+      Note(path, u"a sub key cannot be listed" + ErrorText(status));
+    } else if (HasLineEnd(name.data())) {
+      Note(path, u"has a sub key with a line end in its name, which a registration file cannot hold");
+    } else {
+      failures = 0;
+      names.emplace_back(name.data());
+    }
+  }
+}
+
+void RegistryCapture::Add(CapturedKey key) { machine_.keys.push_back(std::move(key)); }
+
+void RegistryCapture::Note(const std::u16string& path, std::u16string_view what) {
+  std::u16string line = path + u": " + std::u16string(what);
+  if (std::ranges::find(machine_.notes, line) == machine_.notes.end())
+    machine_.notes.push_back(std::move(line));
+}
+
+}  // namespace capture

@@ -1,0 +1,75 @@
+#include "StandIns.h"
+
+#include <algorithm>
+#include <functional>
+
+#include "Text.h"
+
+namespace capture {
+namespace {
+
+/** From this length on a name gives itself away inside of another text, too. */
+constexpr std::size_t kTellingChars = 4;
+/** So many are tried; a machine that has used up all short stand-ins gives one of them twice. */
+constexpr std::size_t kMostTries = 100000;
+
+/** The number in these figures, filled up with zeros; its highest figures go where there are too few. */
+std::u16string InFigures(std::size_t number, std::size_t count, std::u16string_view figures) {
+  std::u16string text(count, figures[0]);
+  for (std::size_t i = count; i-- > 0; number /= figures.size()) text[i] = figures[number % figures.size()];
+  return text;
+}
+
+std::u16string Letters(std::size_t length, std::size_t number, std::u16string_view prefix) {
+  constexpr std::u16string_view kFigures = u"0123456789abcdefghijklmnopqrstuvwxyz";
+  const std::size_t taken = length > prefix.size() + 1 ? prefix.size() : std::min<std::size_t>(length - 1, 1);
+  return std::u16string(prefix.substr(0, taken)) + InFigures(number, length - taken, kFigures);
+}
+
+/** The name with its figures changed, and its signs kept. */
+std::u16string SameSigns(const std::u16string& name, std::size_t number, std::u16string_view figures,
+                         bool isDecimal) {
+  const auto isSign = [](char16_t unit) { return unit == u'-' || unit == u'{' || unit == u'}'; };
+  const auto count = static_cast<std::size_t>(std::ranges::count_if(name, std::not_fn(isSign)));
+  const std::u16string made = InFigures(number, count, figures);
+  std::u16string standIn;
+  for (std::size_t i = 0; const char16_t unit : name) {
+    const bool isFirst = standIn.empty() || isSign(standIn.back());
+    // 1 to 3 at the beginning of ten figures is within 32 bits, whatever follows.
+    const bool isZero = isDecimal && isFirst && !isSign(unit) && made[i] == u'0';
+    standIn += isSign(unit) ? unit : isZero ? u'1' : isDecimal && isFirst && made[i] > u'3' ? u'2' : made[i];
+    if (!isSign(unit)) ++i;
+  }
+  return standIn;
+}
+
+}  // namespace
+
+void StandIns::Avoid(std::u16string_view name) { avoided_.emplace(name); }
+
+bool StandIns::IsTaken(const std::u16string& standIn) const {
+  const std::u16string upper = AsciiUpper(standIn);
+  if (given_.contains(upper) || avoided_.contains(upper)) return true;
+  return std::ranges::any_of(avoided_, [&](const std::u16string& name) {
+    return name.size() >= kTellingChars && upper.find(name) != upper.npos;
+  });
+}
+
+const std::u16string& StandIns::Of(const std::u16string& name, Alphabet alphabet,
+                                   std::u16string_view prefix) {
+  const auto found = made_.find(name);
+  if (found != made_.end()) return found->second;
+  std::size_t& number = next_[std::u16string(prefix) + ToWide(static_cast<unsigned long long>(name.size()))];
+  std::u16string standIn;
+  for (std::size_t tries = 0; tries < kMostTries; ++tries) {
+    ++number;
+    standIn = alphabet == Alphabet::Letters       ? Letters(name.size(), number, prefix)
+              : alphabet == Alphabet::Hexadecimal ? SameSigns(name, number, u"0123456789abcdef", false)
+                                                  : SameSigns(name, number, u"0123456789", true);
+    if (!IsTaken(standIn)) break;
+  }
+  given_.insert(AsciiUpper(standIn));
+  return made_[name] = std::move(standIn);
+}
+
+}  // namespace capture

@@ -1,0 +1,35 @@
+/** What is written in place of names that must not be known: of the same length, and never another name. */
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace capture {
+
+/** Texts are given in capitals; stand-ins are in small letters and figures. */
+class StandIns {
+ public:
+  enum class Alphabet { Letters, Hexadecimal, Decimal };
+
+  /** Takes note of a name, which no stand-in may be or, from four characters on, hold. */
+  void Avoid(std::u16string_view name);
+
+  /**
+   * The stand-in of a name, always the same. It has the name's length and, but for the alphabet of letters,
+   * its signs; the numbers of a SID do not begin with 0 and stay numbers of 32 bits.
+   * @param prefix  how it begins where there is room, to tell a reader what it stands for
+   */
+  const std::u16string& Of(const std::u16string& name, Alphabet alphabet, std::u16string_view prefix);
+
+ private:
+  bool IsTaken(const std::u16string& standIn) const;
+
+  std::set<std::u16string> avoided_;
+  std::set<std::u16string> given_;
+  std::map<std::u16string, std::u16string> made_;
+  std::map<std::u16string, std::size_t> next_;
+};
+
+}  // namespace capture

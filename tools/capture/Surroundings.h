@@ -1,0 +1,30 @@
+/**
+ * What a capture asks of the machine beside the port: things that the product itself never asks for. One of
+ * SurroundingsWindows.cpp and SurroundingsSimulated.cpp is built.
+ */
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace capture {
+
+/** All variables, in the system's order. */
+std::vector<std::pair<std::u16string, std::u16string>> EnvironmentVariables();
+
+/** The SID, as text, whose hive HKEY_CURRENT_USER is; empty where it cannot be told. */
+std::u16string UserSid();
+
+/** Where a program of this system finds a file of the machine; nothing where no file is there. */
+std::optional<std::filesystem::path> FindMachineFile(std::u16string_view path);
+
+/** A text in the code page that narrow text has on the machine; empty where that cannot express it. */
+std::string ToAnsi(std::u16string_view text);
+/** The reverse. */
+std::u16string FromAnsi(std::string_view text);
+
+}  // namespace capture

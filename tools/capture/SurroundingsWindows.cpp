@@ -1,0 +1,82 @@
+#include <windows.h>
+// windows.h must come first.
+#include <sddl.h>
+
+#include <memory>
+
+#include "Surroundings.h"
+
+namespace capture {
+namespace {
+
+std::u16string FromWide(const wchar_t* text) {
+  const std::wstring_view view(text);
+  return {view.begin(), view.end()};
+}
+
+std::wstring ToWindows(std::u16string_view text) { return {text.begin(), text.end()}; }
+
+/** What the process's token says of the user; empty where it says nothing. */
+std::vector<std::byte> TokenUserOf(HANDLE token) {
+  DWORD bytes = 0;
+  GetTokenInformation(token, TokenUser, nullptr, 0, &bytes);
+  std::vector<std::byte> user(bytes);
+  if (!GetTokenInformation(token, TokenUser, user.data(), bytes, &bytes)) user.clear();
+  return user;
+}
+
+}  // namespace
+
+std::vector<std::pair<std::u16string, std::u16string>> EnvironmentVariables() {
+  std::vector<std::pair<std::u16string, std::u16string>> variables;
+  wchar_t* const block = GetEnvironmentStringsW();
+  for (const wchar_t* entry = block; entry && *entry; entry += std::wstring_view(entry).size() + 1) {
+    const std::u16string text = FromWide(entry);
+    // The drives' current directories are kept among the variables, under names that begin with =.
+    const std::size_t separator = text.find(u'=', 1);
+    if (separator != text.npos) variables.emplace_back(text.substr(0, separator), text.substr(separator + 1));
+  }
+  FreeEnvironmentStringsW(block);
+  return variables;
+}
+
+std::u16string UserSid() {
+  HANDLE token = nullptr;
+  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) return {};
+  const std::vector<std::byte> user = TokenUserOf(token);
+  CloseHandle(token);
+  wchar_t* text = nullptr;
+  if (user.empty() ||
+      !ConvertSidToStringSidW(reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid, &text))
+    return {};
+  const std::u16string sid = FromWide(text);
+  LocalFree(text);
+  return sid;
+}
+
+std::optional<std::filesystem::path> FindMachineFile(std::u16string_view path) {
+  std::filesystem::path place(ToWindows(path));
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(place, error)) return std::nullopt;
+  return place;
+}
+
+std::string ToAnsi(std::u16string_view text) {
+  const std::wstring wide = ToWindows(text);
+  std::string narrow(wide.size() * 4, '\0');
+  BOOL isReplaced = FALSE;
+  const int bytes = WideCharToMultiByte(CP_ACP, 0, wide.data(), static_cast<int>(wide.size()), narrow.data(),
+                                        static_cast<int>(narrow.size()), nullptr,
+                                        GetACP() == CP_UTF8 ? nullptr : &isReplaced);
+  narrow.resize(isReplaced ? 0 : static_cast<std::size_t>(bytes));
+  return narrow;
+}
+
+std::u16string FromAnsi(std::string_view text) {
+  std::wstring wide(text.size(), 0);
+  wide.resize(static_cast<std::size_t>(MultiByteToWideChar(
+      CP_ACP, 0, text.data(), static_cast<int>(text.size()), wide.data(), static_cast<int>(wide.size()))));
+  return {wide.begin(), wide.end()};
+}
+
+}  // namespace capture

@@ -1,0 +1,41 @@
+#include "Text.h"
+
+#include <algorithm>
+
+#include "platform/Constants.h"
+#include "platform/Text.h"
+
+namespace capture {
+
+std::string ToUtf8(std::u16string_view wide) {
+  const auto chars = static_cast<int>(wide.size());
+  const auto convert = [&](char* room, int roomBytes) {
+    return platform::WideCharToMultiByte(platform::CP_UTF8, 0, wide.data(), chars, room, roomBytes, nullptr,
+                                         nullptr);
+  };
+  std::string text(static_cast<std::size_t>(convert(nullptr, 0)), '\0');
+  convert(text.data(), static_cast<int>(text.size()));
+  return text;
+}
+
+std::u16string ToWide(std::string_view text) {
+  const auto bytes = static_cast<int>(text.size());
+  const auto convert = [&](char16_t* room, int roomChars) {
+    return platform::MultiByteToWideChar(platform::CP_UTF8, 0, text.data(), bytes, room, roomChars);
+  };
+  std::u16string wide(static_cast<std::size_t>(convert(nullptr, 0)), u'\0');
+  convert(wide.data(), static_cast<int>(wide.size()));
+  return wide;
+}
+
+std::u16string ToWide(unsigned long long number) { return ToWide(std::to_string(number)); }
+
+std::u16string AsciiUpper(std::u16string_view text) {
+  std::u16string upper(text);
+  std::ranges::transform(upper, upper.begin(), [](char16_t unit) {
+    return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 0x20) : unit;
+  });
+  return upper;
+}
+
+}  // namespace capture

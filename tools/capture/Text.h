@@ -1,0 +1,17 @@
+/** Text on its way into a capture: UTF-8 in files, UTF-16 as Windows has it. */
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace capture {
+
+/** What is invalid becomes U+FFFD. */
+std::string ToUtf8(std::u16string_view wide);
+std::u16string ToWide(std::string_view text);
+std::u16string ToWide(unsigned long long number);
+
+/** The text with the small letters of ASCII made capitals. */
+std::u16string AsciiUpper(std::u16string_view text);
+
+}  // namespace capture

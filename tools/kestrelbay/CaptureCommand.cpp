@@ -1,0 +1,107 @@
+#include <chrono>
+#include <ctime>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+#include "Command.h"
+#include "DisplayText.h"
+#include "Failure.h"
+#include "Host.h"
+#include "Inventory.h"
+#include "Messages.h"
+#include "Progress.h"
+#include "capture/CaptureWriter.h"
+#include "capture/FactsCapture.h"
+#include "capture/IconCapture.h"
+#include "capture/Redaction.h"
+#include "capture/RegistryCapture.h"
+#include "capture/Surroundings.h"
+#include "capture/Text.h"
+
+namespace host {
+namespace {
+
+constexpr std::uint64_t kMostIconBytes = 64 << 20;
+
+struct CaptureOptions {
+  std::string directory;
+  bool icons = false;
+  bool redact = false;
+};
+
+std::string Now() {
+  const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  char text[sizeof "2026-01-01T00:00:00Z"];
+  std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&now));
+  return text;
+}
+
+std::vector<std::u16string> DisplayIcons() {
+  const Inventory inventory(false);
+  std::vector<std::u16string> icons;
+  for (const InstalledAppEntry& app : inventory.Apps()) icons.push_back(capture::ToWide(app.displayIcon));
+  return icons;
+}
+
+capture::CapturedMachine ReadMachine(const CaptureOptions& options) {
+  Progress progress("Capturing the machine");
+  const auto told = [&progress] {
+    if (WasInterrupted()) throw Failure("stopped: nothing is captured");
+    progress.UpdateTime();
+  };
+  capture::CapturedMachine machine;
+  machine.userSid = capture::UserSid();
+  capture::RegistryCapture(machine, told).Run();
+  capture::CaptureFacts(machine);
+  capture::CaptureEnvironment(machine);
+  if (options.icons) capture::CaptureIconFiles(DisplayIcons(), kMostIconBytes, machine, told);
+  if (options.redact) capture::Redact(machine, capture::ReadIdentity(machine));
+  return machine;
+}
+
+void Print(Session& session, const std::string& directory, const capture::CaptureSummary& summary) {
+  if (session.json) {
+    session.out.WriteJson({{"directory", directory},
+                           {"keys", summary.keys},
+                           {"files", summary.files},
+                           {"bytes", summary.bytes},
+                           {"notes", summary.notes.size()}});
+    return session.out.Write("\n");
+  }
+  session.out.Write(Printable(directory) + ": " + std::to_string(summary.keys) + " keys, " +
+                    std::to_string(summary.files) + " files of icons, " + std::to_string(summary.bytes) +
+                    " bytes\n");
+}
+
+void Capture(Session& session, const CaptureOptions& options) {
+  try {
+    capture::CheckTarget(options.directory);
+    CatchInterrupt();
+    const capture::CapturedMachine machine = ReadMachine(options);
+    const capture::CaptureInfo info{"kestrelbay " KESTRELBAY_VERSION, Now(), options.redact};
+    const capture::CaptureSummary summary = capture::WriteCapture(machine, info, options.directory);
+    for (const std::u16string& note : summary.notes) ReportWarning(capture::ToUtf8(note));
+    Print(session, options.directory, summary);
+  } catch (const capture::CaptureError& error) {
+    throw Failure(error.what());
+  }
+}
+
+}  // namespace
+
+void AddCapture(CLI::App& app, Command& chosen) {
+  CLI::App* command = app.add_subcommand("capture", "Write the machine down, to be looked at elsewhere");
+  auto options = std::make_shared<CaptureOptions>();
+  command->add_option("DIR", options->directory, "Folder to write, empty or not there yet")->required();
+  command->add_flag("--icons", options->icons, "Take the files of the icons along, at most 64 MiB together");
+  command->add_flag("--redact", options->redact, "Replace names of users and of the machine by stand-ins");
+  command->footer(
+      "What the library reads of this machine, and nothing else, becomes a machine directory: kestrelbay\n"
+      "--machine DIR lists the same elsewhere. The registry is only read. What cannot be read is noted in\n"
+      "DIR/machine.json and told each time that the capture is used.");
+  command->callback(
+      [&chosen, options] { chosen = [options](Session& session) { Capture(session, *options); }; });
+}
+
+}  // namespace host
