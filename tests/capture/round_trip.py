@@ -1,0 +1,189 @@
+"""A machine that Wine is, captured there and used elsewhere: it lists and tells the same, byte for byte."""
+
+import base64
+import importlib.util
+import json
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from registries import GUIDS, HIVES, PRODUCTS, SIDS, UNINSTALL, UNINSTALL_32, UNINSTALL_64, USER_DATA_32, USER_DATA_64
+from registries import USER_PRODUCTS, Random, everything, filling, number, sz
+
+RUNNER, PROGRAM = os.environ["KESTRELBAY_RUNNER"], os.environ["KESTRELBAY_PROGRAM"]
+FILLER = os.environ["KESTRELBAY_FILLER"]
+REPLAY = os.environ["KESTRELBAY_REPLAY"]
+SEEDS = int(os.environ["KESTRELBAY_ROUND_TRIPS"])
+PICTURE = "data:image/png;base64,"
+SECONDS = 300
+
+
+def load(name):
+    path = pathlib.Path(__file__).parent.parent / "checks" / name
+    sys.path.append(str(path.parent))
+    spec = importlib.util.spec_from_file_location("icons", path)
+    module = importlib.util.module_from_spec(spec)
+    spec.loader.exec_module(module)
+    return module
+
+
+def windows_path(path):
+    return "Z:" + str(path).replace("/", "\\")
+
+
+def run(*command, status=0):
+    done = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                          timeout=SECONDS)
+    if done.returncode != status:
+        raise AssertionError(f"{command}: {done.returncode}\n{done.stdout}\n{done.stderr}")
+    return done
+
+
+def on_machine(*arguments, **options):
+    return run(RUNNER, PROGRAM, *arguments, **options)
+
+
+class WineTestCase(unittest.TestCase):
+    maxDiff = 4000
+    # What a test before may have left behind; a user's own hive stays.
+    PLACES = [UNINSTALL_32, UNINSTALL_64, USER_DATA_32, USER_DATA_64, PRODUCTS,
+              rf"HKEY_USERS\.DEFAULT\{UNINSTALL}", rf"HKEY_USERS\.DEFAULT\{USER_PRODUCTS}",
+              *(rf"HKEY_USERS\{hive}" for hive in HIVES[1:])]
+
+    @classmethod
+    def setUpClass(cls):
+        # Wine's services hold on to the outputs of the program that first needed them.
+        nowhere = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+        subprocess.run([RUNNER, "cmd.exe", "/c", "exit", "0"], check=True, stdin=subprocess.DEVNULL, **nowhere)
+        # Other users' keys last as long as Wine's server, and that as long as there is a program.
+        cls.alive = subprocess.Popen([RUNNER, "cmd.exe"], stdin=subprocess.PIPE, **nowhere)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.alive.stdin.close()
+        cls.alive.wait(SECONDS)
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kestrelbay-"))
+        self.addCleanup(shutil.rmtree, self.folder)
+
+    def fill(self, keys):
+        file = self.folder / "fill"
+        file.write_bytes(filling(keys, self.PLACES))
+        run(RUNNER, FILLER, windows_path(file))
+
+    def capture(self, *options):
+        folder = self.folder / "capture"
+        shutil.rmtree(folder, ignore_errors=True)
+        on_machine("capture", windows_path(folder), *options)
+        return folder
+
+
+class RoundTripTest(WineTestCase):
+    def same(self, capture, *command, **options):
+        """What the machine answers, which must be what its capture does."""
+        here = on_machine("--json", *command, **options).stdout
+        there = run(REPLAY, "--machine", str(capture), "--json", *command, **options).stdout
+        self.assertEqual(here, there)
+        return here
+
+    def test_hand_made_mix(self):
+        self.fill(everything())
+        capture = self.capture()
+        apps = json.loads(self.same(capture, "list"))
+        # As many as the filters let through: the comparison is of something.
+        self.assertEqual(len(apps), 60)
+        self.assertEqual({app["architecture"] for app in apps}, {0, 1, 2})
+        self.same(capture, "list", "--icons")
+        self.same(capture, "version", "Both views")
+        self.same(capture, "version", "No such name", status=1)
+        self.facts(capture)
+
+    def facts(self, capture):
+        here = json.loads(on_machine("--json", "facts").stdout)
+        there = json.loads(run(REPLAY, "--machine", str(capture), "--json", "facts").stdout)
+        free, freeThen = here.pop("freeMebibytes"), there.pop("freeMebibytes")
+        self.assertEqual(here, there)
+        # Others use the disk meanwhile.
+        self.assertEqual(list(free), list(freeThen))
+        for drive, mebibytes in free.items():
+            self.assertAlmostEqual(mebibytes, freeThen[drive], delta=20000)
+
+    def test_facts_that_are_set(self):
+        internet = r"HKEY_CURRENT_USER\Software\Microsoft\Windows\CurrentVersion\Internet Settings"
+        tablet = r"HKEY_LOCAL_MACHINE\SOFTWARE\Microsoft\Windows\Tablet PC"
+        bios = r"HKEY_LOCAL_MACHINE\HARDWARE\DESCRIPTION\System\BIOS"
+        self.addCleanup(run, RUNNER, "reg", "delete", tablet, "/f")
+        self.fill({PRODUCTS: {}, internet: {"ProxyEnable": number(1), "ProxyServer": sz("proxy:8080")},
+                   tablet: {"IsTabletPc": sz("1 yes")},
+                   bios: {"BaseBoardManufacturer": sz("Thornwick"), "SystemProductName": sz("Slate \u2013 14")}})
+        self.facts(self.capture())
+
+    def test_random_registries(self):
+        listed = 0
+        for seed in range(SEEDS):
+            with self.subTest(seed=seed):
+                self.fill(Random(seed).make())
+                listed += len(json.loads(self.same(self.capture(), "list")))
+        self.assertGreater(listed, SEEDS * 2)
+
+    def test_the_machine_lists_in_an_order_of_its_own(self):
+        self.fill(everything())
+        text = (self.capture() / "registry" / "captured-machine.reg").read_text("utf-16")
+        order = [text.index(f"\\Uninstall\\{name}]") for name in ("_", "aa")]
+        # Wine sorts by small letters and Windows by capitals: should Wine come to do as Windows does, these
+        # registries no longer show that a capture keeps the order.
+        self.assertLess(*order)
+
+    def test_icons_are_drawn_the_same(self):
+        icons = load("check-program-icons.py")
+        programs = [icons.PROGRAMS / (name + ".exe") for name in icons.NAMES]
+        programs = {path.stem: path for path in programs if path.exists()}
+        place = self.folder / "programs"
+        place.mkdir()
+        keys = {PRODUCTS: {}}
+        for name, path in programs.items():
+            shutil.copy(path, pathlib.Path(os.environ["WINEPREFIX"]) / "drive_c" / f"icons-{name}.exe")
+            keys[rf"{UNINSTALL_64}\{name}"] = {"DisplayName": sz(name), "UninstallString": sz("u"),
+                                              "DisplayIcon": sz(f'"C:\\icons-{name}.exe",0')}
+        self.fill(keys)
+        capture = self.capture("--icons")
+        here = json.loads(on_machine("--json", "list", "--icons").stdout)
+        there = json.loads(run(REPLAY, "--machine", str(capture), "--json", "list", "--icons").stdout)
+        compared = 0
+        for ours, theirs in zip(here, there, strict=True):
+            pictures = [app.pop("iconText") for app in (ours, theirs)]
+            self.assertEqual(ours, theirs)
+            for picture in pictures:
+                self.assertTrue(picture.startswith(PICTURE), ours)
+            largest = icons.largest_image(programs[ours["displayName"]], place)
+            # Each system compresses pictures in its own way, and Wine scales small ones.
+            if largest and largest[0] == 256:
+                here_pixels, there_pixels = (icons.decode(base64.b64decode(p[len(PICTURE):])) for p in pictures)
+                self.assertEqual(here_pixels, there_pixels, ours["displayName"])
+                compared += 1
+        self.assertGreaterEqual(compared, 3)
+
+
+class ReadingOnlyTest(WineTestCase):
+    def test_capture_changes_nothing(self):
+        self.fill(everything())
+        exports = [self.folder / f"{i}.reg" for i in (1, 2)]
+        for number_, file in enumerate(exports):
+            for root in (UNINSTALL_64, rf"HKEY_USERS\{SIDS[0]}", r"HKEY_LOCAL_MACHINE\Software\Microsoft\Cryptography"):
+                run(RUNNER, "reg", "export", root, windows_path(file.with_suffix("." + str(len(root)))), "/y")
+            if number_ == 0:
+                first = json.loads(on_machine("--json", "list").stdout)
+                self.capture("--icons", "--redact")
+        for ending in {file.suffix for file in self.folder.glob("1.*")}:
+            self.assertEqual((self.folder / ("1" + ending)).read_bytes(), (self.folder / ("2" + ending)).read_bytes())
+        # Times of all keys listed among it.
+        self.assertEqual(first, json.loads(on_machine("--json", "list").stdout))
+
+
+if __name__ == "__main__":
+    unittest.main()
