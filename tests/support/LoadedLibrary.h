@@ -33,7 +33,16 @@ struct ProcessFigures {
 
 ProcessFigures MeasureProcess();
 
-/** Has pauses of the library take no time, where the machine can. */
-void SkipPauses();
+/**
+ * Readies the process for lives of the library: its pauses take no time where the machine can skip them, and
+ * what a host with a window has loaded anyway is loaded.
+ */
+void PrepareLives();
+
+/**
+ * What that many lives leave behind of a library that has nothing in it but the runtime which the toolchain
+ * links into each; nothing where the runtime is the process's own.
+ */
+ProcessFigures LeftByBareLives(std::size_t lives);
 
 }  // namespace tests

@@ -1,5 +1,9 @@
 #include "RegistryChanges.h"
 
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <ranges>
 #include <stdexcept>
 #include <utility>
@@ -26,6 +30,19 @@ void Check(LSTATUS status, const char* what) {
   if (status != ERROR_SUCCESS) throw std::runtime_error(what + (": status " + std::to_string(status)));
 }
 
+/** The keys made and not yet deleted: each one's view as a digit, its path and a NUL. */
+std::filesystem::path ListPath() {
+  return std::filesystem::temp_directory_path() / "kestrelbay-test-keys.bin";
+}
+
+std::u16string ReadList() {
+  std::ifstream file(ListPath(), std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  std::u16string list(bytes.size() / sizeof(char16_t), u'\0');
+  std::memcpy(list.data(), bytes.data(), list.size() * sizeof(char16_t));
+  return list;
+}
+
 /** The path of the topmost key that is missing on the way to `path`, or none. */
 std::optional<KeyPath> TopmostMissing(const KeyPath& path) {
   for (auto end = path.path.find(u'\\'); end != std::u16string::npos;) {
@@ -49,21 +66,29 @@ OpenKey::~OpenKey() {
   if (handle) RegCloseKey(handle);
 }
 
+RegistryChanges::RegistryChanges() {
+  const std::u16string list = ReadList();
+  for (std::size_t at = 0, end; (end = list.find(u'\0', at)) != list.npos; at = end + 1) {
+    madeKeys.emplace_back(list.substr(at + 1, end - at - 1), static_cast<View>(list[at] - u'0'));
+  }
+  DeleteMadeKeys();
+}
+
 RegistryChanges::~RegistryChanges() {
   for (const auto& earlier : std::views::reverse(earlierValues)) Restore(earlier);
-  for (const auto& key : std::views::reverse(madeKeys)) DeleteKey(key);
+  DeleteMadeKeys();
 }
 
 void RegistryChanges::CreateKey(const KeyPath& path) {
   const auto topmost = TopmostMissing(path);
   if (!topmost) return;
+  WillMake(*topmost);
   const auto [root, below] = Split(path.path);
   HKEY key = nullptr;
   Check(RegCreateKeyExW(root, Wide(below), 0, nullptr, 0, KEY_READ | ViewBits(path.view), nullptr, &key,
                         nullptr),
         "creating a key");
   RegCloseKey(key);
-  madeKeys.push_back(*topmost);
 }
 
 void RegistryChanges::SetValue(const KeyPath& path, const std::u16string& name, DWORD type,
@@ -80,7 +105,24 @@ void RegistryChanges::SetValue(const KeyPath& path, const std::u16string& name, 
 }
 
 void RegistryChanges::DeleteLater(const KeyPath& path) {
-  if (const auto topmost = TopmostMissing(path)) madeKeys.push_back(*topmost);
+  if (const auto topmost = TopmostMissing(path)) WillMake(*topmost);
+}
+
+void RegistryChanges::WillMake(const KeyPath& key) {
+  madeKeys.push_back(key);
+  std::u16string record(1, static_cast<char16_t>(u'0' + static_cast<int>(key.view)));
+  record.append(key.path).push_back(u'\0');
+  std::ofstream file(ListPath(), std::ios::binary | std::ios::app);
+  file.write(reinterpret_cast<const char*>(record.data()),
+             static_cast<std::streamsize>(record.size() * sizeof(char16_t)));
+  if (!file.flush()) throw std::runtime_error("the list of made keys cannot be written");
+}
+
+void RegistryChanges::DeleteMadeKeys() {
+  for (const auto& key : std::views::reverse(madeKeys)) DeleteKey(key);
+  madeKeys.clear();
+  std::error_code ignored;
+  std::filesystem::remove(ListPath(), ignored);
 }
 
 bool RegistryChanges::DeleteKey(const KeyPath& path) {

@@ -1,6 +1,7 @@
 /**
  * Changes to the real registry that can be undone: the keys made are deleted and the values set get back what
- * they had. Failures are thrown as std::runtime_error. One thread.
+ * they had. A list of the keys is kept on disk, so that those of a test that crashed or was killed, which
+ * undoes nothing, go when the next one begins. Failures are thrown as std::runtime_error. One thread.
  */
 #pragma once
 
@@ -31,7 +32,8 @@ class OpenKey {
 
 class RegistryChanges {
  public:
-  RegistryChanges() = default;
+  /** Deletes what an earlier test left behind. */
+  RegistryChanges();
   ~RegistryChanges();
   RegistryChanges(const RegistryChanges&) = delete;
   RegistryChanges& operator=(const RegistryChanges&) = delete;
@@ -53,6 +55,9 @@ class RegistryChanges {
     std::u16string name;
     std::optional<Value> value;
   };
+
+  void WillMake(const KeyPath& key);
+  void DeleteMadeKeys();
 
   static std::optional<Value> Read(const OpenKey& key, const std::u16string& name);
   static void Restore(const EarlierValue& earlier);
