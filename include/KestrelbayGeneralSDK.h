@@ -285,7 +285,8 @@ KESTRELBAY_API void GetAppIconAsync(IconCallback callback, const char* displayNa
  * 64-bit view; an entry that cannot be deleted is left to an elevated command that nothing waits for.
  *
  * An entry of a user, or of the 32-bit view, is not found there, counts as gone and stays. Logs its entry and
- * what was found. Each call keeps one inventory allocated for the life of the process.
+ * what was found. Each call keeps one inventory allocated for the life of the process, and a started command
+ * its handle open.
  *
  * @return true when the entry counts as removed or the command was started; false for an unknown name or a
  *         command that was not started
@@ -299,8 +300,8 @@ KESTRELBAY_API bool DeleteAppRegistryInfo(const char* displayName);
  * or else elevated, by the executable that its icon in the inventory points to. Does not wait for it.
  *
  * Reads the apps folder and mostly the inventory too, on the calling thread, which it leaves with COM
- * initialised. Logs its entry and what was found. A call that asks the inventory keeps it allocated for the
- * life of the process.
+ * initialised. Logs its entry and what was found. A call that asks the inventory keeps it allocated, and each
+ * start keeps the handles of its process open, for the life of the process.
  *
  * @param displayName  for the inventory, exactly as listed, case included
  * @param appAlias     a further text for the apps folder; may be empty, not null

@@ -14,6 +14,8 @@ import sys
 
 from sources import expect, finish
 
+# Hosts are built against exactly so many: one that goes from all three places at once must be noticed.
+EXPORT_COUNT = 25
 ALLOWED_DLLS = {
     "advapi32.dll", "comctl32.dll", "crypt32.dll", "dxgi.dll", "gdi32.dll", "gdiplus.dll", "kernel32.dll",
     "log.dll", "msvcrt.dll", "ole32.dll", "shell32.dll", "user32.dll",
@@ -52,11 +54,13 @@ def compare(place, names, other_place, other_names):
         yield f"{name}: in {other_place}, but not in {place}"
 
 
-def check_texts(header, definition, binary, is_dll):
+def check_texts(header, definition, binary, is_dll, export_count=2):
     exports = names_in_header(header)
     problems = list(compare("the header", exports, "the .def file", names_in_definition(definition)))
     in_binary = names_in_dll(binary) if is_dll else names_in_shared_object(binary)
     problems += compare("the header", exports, "the library", in_binary)
+    if len(exports) != export_count:
+        problems.append(f"{len(exports)} exports in the header, and there must be {export_count}")
     if is_dll:
         foreign = sorted(imports_of_dll(binary) - ALLOWED_DLLS)
         problems += [f"{name}: the library needs it, and a machine may not have it" for name in foreign]
@@ -68,7 +72,7 @@ def check(header, definition, library, tool):
     options = ["-p"] if is_dll else ["-D", "--defined-only"]
     binary = subprocess.run([tool, *options, library], check=True, capture_output=True, text=True).stdout
     read = lambda name: pathlib.Path(name).read_text(encoding="utf-8")
-    return check_texts(read(header), read(definition), binary, is_dll)
+    return check_texts(read(header), read(definition), binary, is_dll, EXPORT_COUNT)
 
 
 def self_test():
@@ -85,6 +89,8 @@ def self_test():
     fixtures = [
         ("agreement", (header, definition, shared, False), []),
         ("agreement of a DLL", (header, definition, dll, True), []),
+        ("one too few", ("KESTRELBAY_API void One(int a);", "EXPORTS\n  One\n", shared[:27], False),
+         ["1 exports in the header, and there must be 2"]),
         ("missing in .def", (header, "EXPORTS\n  One\n", shared, False), ["Two: in the header, but not in the .def"]),
         ("extra in .def", (header, definition + "  Three\n", shared, False), ["Three: in the .def file"]),
         ("extra symbol", (header, definition, shared + "00 W _ZdlPv\n", False), ["_ZdlPv: in the library"]),
