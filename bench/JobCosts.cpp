@@ -35,7 +35,7 @@ using Microseconds = std::chrono::duration<double, std::micro>;
 constexpr std::size_t kAtOnce = 64;
 constexpr double kMostStartMicroseconds = 1000;
 /** Tables that grow in leaps share that out unevenly. */
-constexpr double kMostOwnBytes = 64;
+constexpr double kMostOwnBytes = 256;
 const std::u16string kEntry = u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Job";
 
 /** Counts workers that have reported and ended. One reports at a time: their table has no lock. */
