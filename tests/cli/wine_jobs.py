@@ -1,18 +1,24 @@
 """Installing and removing on Windows, run by Wine, with programs that do what a file beside them says."""
 
+import fcntl
 import json
 import os
 import pathlib
+import pty
+import select
 import shutil
+import struct
+import subprocess
 import tempfile
+import termios
 import unittest
 
-from wine_windows import GATE, PROGRAM, UNINSTALL, reg, run_host
+from wine_windows import GATE, PROGRAM, SECONDS, UNINSTALL, reg, run_host
 
 TEST_PROGRAM = pathlib.Path(PROGRAM[1]).with_name("kestrelbay-test-program.exe")
 ENTRY = UNINSTALL + r"\CliJob"
 # Kinds of steps, as the program numbers them.
-CREATE_KEY, DELETE_KEY, SET_TEXT, DELETE_VALUE, _, WAIT_FOR_WATCH = range(6)
+CREATE_KEY, DELETE_KEY, SET_TEXT, DELETE_VALUE, WAIT_FOR_SIGNAL, WAIT_FOR_WATCH = range(6)
 
 
 class WindowsJobTest(unittest.TestCase):
@@ -62,6 +68,31 @@ class WindowsJobTest(unittest.TestCase):
                 (["uninstall", "Mothlight"], b"Removed Mothlight: 2.7.0 -> not installed\n")):
             done = run_host(*command)
             self.assertEqual((done.returncode, done.stdout, done.stderr), (0, told, b""))
+
+    def test_ctrl_c_ends_the_wait_and_not_the_installer(self):
+        setup = self.program("held.exe", (WAIT_FOR_SIGNAL, "", "kestrelbay-cli-never"))
+        end = [PROGRAM[0], "taskkill", "/f", "/im", "held.exe"]
+        self.addCleanup(subprocess.run, end, check=True, stdout=subprocess.DEVNULL, timeout=SECONDS)
+        ours, its = pty.openpty()
+        # Wide enough that no line is broken.
+        fcntl.ioctl(its, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 1000, 0, 0))
+        process = subprocess.Popen([*PROGRAM, "--log", "install", setup, "--name", "Job"], stdin=its, stdout=its,
+                                   stderr=its, start_new_session=True)
+        os.close(its)
+        sent = b""
+        interrupted = False
+        while process.poll() is None and select.select([ours], [], [], SECONDS)[0]:
+            try:
+                sent += os.read(ours, 65536)
+            except OSError:  # how a terminal tells that its last program has ended
+                break
+            if not interrupted and b"enter StartInstallProcessAndWait" in sent:
+                os.write(ours, b"\x03")
+                interrupted = True
+        os.close(ours)
+        self.assertEqual(process.wait(SECONDS), 1, sent)
+        self.assertIn(b"no longer waiting: the installer goes on by itself", sent)
+        self.assertIn(b'not installed: "Job" is not listed', sent)
 
     def test_failures_end_in_status_one(self):
         done = run_host("install", self.program("nothing.exe"), "--name", "Job")
