@@ -55,7 +55,7 @@ bool IsWindowsOwn(const std::u16string& folder) {
 
 /** A user's folder: its path, and the name that it mostly shares with the user. */
 void AddFolder(const std::u16string& path, Identity& identity) {
-  const std::u16string folder = AsciiUpper(path);
+  const std::u16string folder = Folded(path);
   const bool isKnown = std::ranges::find(identity.folders, folder) != identity.folders.end();
   if (path.size() < 4 || path[1] != u':' || isKnown || IsWindowsOwn(folder)) return;
   identity.folders.push_back(folder);
@@ -71,7 +71,7 @@ void AddUsers(const CapturedMachine& machine, Identity& identity) {
   for (const auto& [name, value] : machine.environment) {
     const std::u16string variable = AsciiUpper(name);
     identity.variables.insert(variable);
-    const std::u16string place = AsciiUpper(value);
+    const std::u16string place = Folded(value);
     const auto holds = [&](const std::u16string& folder) {
       return place.starts_with(folder) || (variable == u"HOMEPATH" && folder.ends_with(place));
     };

@@ -6,7 +6,6 @@
 
 #include "Surroundings.h"
 #include "Text.h"
-#include "simulated/UpperCase.h"
 
 namespace capture {
 namespace {
@@ -37,12 +36,6 @@ bool IsIn(const List& list, std::u16string_view word) {
   return std::ranges::find(list, word) != std::end(list);
 }
 
-std::u16string Upper(std::u16string_view text) {
-  std::u16string upper(text);
-  std::ranges::transform(upper, upper.begin(), simulated::UpperCase);
-  return upper;
-}
-
 bool IsFigure(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
 bool IsSeparator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
 bool IsWord(char16_t unit) {
@@ -62,7 +55,7 @@ bool IsDriveAt(std::u16string_view text, std::size_t at) {
 bool StartsWith(std::u16string_view text, std::size_t at, std::u16string_view upper) {
   if (text.size() - at < upper.size()) return false;
   for (std::size_t i = 0; i < upper.size(); ++i) {
-    if (simulated::UpperCase(text[at + i]) != upper[i]) return false;
+    if (Folded(text[at + i]) != upper[i]) return false;
   }
   return true;
 }
@@ -73,11 +66,35 @@ std::size_t PathAt(std::u16string_view text, std::size_t at, std::u16string_view
   for (const char16_t unit : upper) {
     if (at == text.size()) return 0;
     if (IsSeparator(unit) != IsSeparator(text[at])) return 0;
-    if (!IsSeparator(unit) && simulated::UpperCase(text[at]) != unit) return 0;
+    if (!IsSeparator(unit) && Folded(text[at]) != unit) return 0;
     ++at;
     while (IsSeparator(unit) && at < text.size() && IsSeparator(text[at])) ++at;
   }
   return at == text.size() || IsSeparator(text[at]) || EndsPath(text[at]) ? at - start : 0;
+}
+
+/** The next unit of a text whose units are the bytes of UTF-8, or its next unit as it is. */
+char16_t TakeUnit(std::u16string_view text, std::size_t& at) {
+  const char16_t first = text[at++];
+  const std::size_t more = first >= 0xF0 || first < 0xC2 ? 0 : first >= 0xE0 ? 2 : 1;
+  if (more == 0 || first > 0xFF || text.size() - at < more) return first;
+  unsigned unit = more == 2 ? first & 0x0F : first & 0x1F;
+  for (std::size_t i = 0; i < more; ++i) {
+    if (text[at + i] < 0x80 || text[at + i] > 0xBF) return first;
+    unit = unit << 6 | (text[at + i] & 0x3F);
+  }
+  at += more;
+  return static_cast<char16_t>(unit);
+}
+
+/** How much of the text the name takes there, as it stands or as UTF-8; 0 where it is another. */
+std::size_t SizeAt(std::u16string_view text, std::size_t at, const std::u16string& name) {
+  if (StartsWith(text, at, name)) return name.size();
+  std::size_t end = at;
+  for (const char16_t unit : name) {
+    if (end >= text.size() || Folded(TakeUnit(text, end)) != unit) return 0;
+  }
+  return end - at;
 }
 
 std::size_t SkipFigures(std::u16string_view text, std::size_t at) {
@@ -136,9 +153,9 @@ std::string BytesOfNumbers(std::u16string_view numbers) {
 }  // namespace
 
 Redactor::Redactor(const Identity& identity) : identity_(identity) {
-  for (const std::u16string& name : identity.users) names_.emplace(Upper(name), Kind::User);
-  for (const std::u16string& name : identity.computers) names_.emplace(Upper(name), Kind::Computer);
-  for (const std::u16string& guid : identity.guids) names_.emplace(Upper(guid), Kind::Guid);
+  for (const std::u16string& name : identity.users) names_.emplace(Folded(name), Kind::User);
+  for (const std::u16string& name : identity.computers) names_.emplace(Folded(name), Kind::Computer);
+  for (const std::u16string& guid : identity.guids) names_.emplace(Folded(guid), Kind::Guid);
 }
 
 void Redactor::Learn(std::u16string_view text) {
@@ -146,7 +163,7 @@ void Redactor::Learn(std::u16string_view text) {
   FindFolders(text, parts);
   FindSids(text, parts);
   for (const Part& part : parts) {
-    const std::u16string name = Upper(text.substr(part.at, part.size));
+    const std::u16string name = Folded(text.substr(part.at, part.size));
     standIns_.Avoid(name);
     if (part.kind != Kind::Word) names_.emplace(name, part.kind);
   }
@@ -172,21 +189,20 @@ void Redactor::EndLearning() {
   std::ranges::stable_sort(narrow_, isLonger);
 }
 
-void Redactor::AddLiteral(std::u16string_view text, Kind kind) {
+void Redactor::AddLiteral(const std::u16string& text, Kind kind) {
   const bool inWords = text.size() >= kTellingChars && !IsIn(kCommonNames, text);
-  wide_.push_back({std::u16string(text), kind, inWords});
-  std::u16string lower(text);
-  for (char16_t unit = 0; unit != 0xFFFF; ++unit) {
-    const char16_t upper = simulated::UpperCase(unit);
-    if (upper != unit && lower.find(upper) != lower.npos) std::ranges::replace(lower, upper, unit);
+  wide_.push_back({text, kind, inWords});
+  // Spelt as a code page has them, letters but for those of ASCII are found in the two usual cases alone.
+  std::u16string lower = text;
+  for (char16_t unit = 0xFFFF; unit != 0; --unit) {
+    if (Folded(unit) != unit) std::ranges::replace(lower, Folded(unit), unit);
   }
-  for (const std::u16string& spelling : {std::u16string(text), lower}) {
-    for (const std::string& bytes : {ToUtf8(spelling), ToAnsi(spelling)}) {
-      const std::u16string units = Upper(Widened(bytes));
-      const auto isIt = [&](const Literal& literal) { return literal.text == units; };
-      if (!units.empty() && std::ranges::none_of(narrow_, isIt)) narrow_.push_back({units, kind, inWords});
-    }
-  }
+  std::u16string title = lower;
+  title[0] = text[0];
+  for (const std::u16string& spelling : {text, lower, title})
+    narrow_.push_back({Folded(Widened(ToAnsi(spelling))), kind, inWords});
+  narrow_.push_back({text, kind, inWords});
+  std::erase_if(narrow_, [](const Literal& literal) { return literal.text.empty(); });
 }
 
 void Redactor::AddNumbers(const std::u16string& sid) {
@@ -229,7 +245,8 @@ std::size_t Redactor::FolderAt(std::u16string_view text, std::size_t at, Parts& 
     while (end < text.size() && !IsSeparator(text[end]) && !EndsPath(text[end]) && text[end] != u':') ++end;
     const std::size_t whole = end;
     while (end > begin && text[end - 1] == u' ') --end;
-    if (begin == end || end - begin > kLongestName || IsIn(kOwnNames, Upper(text.substr(begin, end - begin))))
+    if (begin == end || end - begin > kLongestName ||
+        IsIn(kOwnNames, Folded(text.substr(begin, end - begin))))
       return at;
     parts.push_back({begin, end - begin, Kind::User});
     return whole;
@@ -243,7 +260,7 @@ std::size_t Redactor::FindWords(std::u16string_view text, std::size_t at, Parts&
   while (at < most && !EndsPath(text[at]) && !IsDriveAt(text, at)) {
     std::size_t end = at;
     while (end < most && IsWord(text[end])) ++end;
-    const std::u16string word = Upper(text.substr(at, end - at));
+    const std::u16string word = Folded(text.substr(at, end - at));
     const bool isExtension = at > 0 && text[at - 1] == u'.' && word.size() <= 4;
     if (word.size() > kShortWord && !isExtension && !IsIn(kCommonFolders, word))
       parts.push_back({at, word.size(), Kind::Word});
@@ -273,15 +290,19 @@ void Redactor::FindSids(std::u16string_view text, Parts& parts) {
 void Redactor::FindLiterals(std::u16string_view text, const Literals& literals, bool withShort,
                             Parts& parts) {
   std::vector<bool> begins(0x10000);
-  for (const Literal& literal : literals) begins[literal.text[0]] = true;
+  for (const Literal& literal : literals) {
+    begins[literal.text[0]] = true;
+    // As UTF-8, such a letter begins with one of these bytes.
+    if (literal.text[0] >= 0x80) std::fill(begins.begin() + 0xC0, begins.begin() + 0x100, true);
+  }
   for (std::size_t at = 0; at < text.size(); ++at) {
-    if (!begins[simulated::UpperCase(text[at])]) continue;
+    if (!begins[Folded(text[at])]) continue;
     for (const Literal& literal : literals) {
-      const std::size_t end = at + literal.text.size();
-      if (!StartsWith(text, at, literal.text)) continue;
+      const std::size_t end = at + SizeAt(text, at, literal.text);
+      if (end == at) continue;
       const bool isWord = (at == 0 || !IsWord(text[at - 1])) && (end == text.size() || !IsWord(text[end]));
       if (literal.inWords || (isWord && (withShort || literal.text.size() >= kTellingChars))) {
-        parts.push_back({at, literal.text.size(), literal.kind});
+        parts.push_back({at, end - at, literal.kind});
         at = end - 1;
         break;
       }
@@ -311,8 +332,10 @@ bool Redactor::Replace(std::u16string& text, const Literals& literals, bool with
         StandIns::Alphabet::Decimal, StandIns::Alphabet::Letters};
     constexpr std::array<std::u16string_view, 5> kPrefixes{u"user", u"host", u"", u"", u"w"};
     const auto kind = static_cast<std::size_t>(part.kind);
-    text.replace(part.at, part.size,
-                 standIns_.Of(Upper(text.substr(part.at, part.size)), kAlphabets[kind], kPrefixes[kind]));
+    const std::u16string name = Folded(text.substr(part.at, part.size));
+    // Most texts can be read in more than one way, and what was hidden once is found again.
+    if (!standIns_.IsGiven(name))
+      text.replace(part.at, part.size, standIns_.Of(name, kAlphabets[kind], kPrefixes[kind]));
   }
   return !parts.empty();
 }

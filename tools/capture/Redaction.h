@@ -27,7 +27,7 @@ struct Identity {
   std::vector<std::u16string> computers;
   /** Of the form that MachineGuid has. */
   std::vector<std::u16string> guids;
-  /** Whole paths of users' folders, in capitals. */
+  /** Whole paths of users' folders, folded. */
   std::vector<std::u16string> folders;
   /** The variables, in capitals; those whose values lie in a user's folder are among both. */
   std::set<std::u16string> variables;
@@ -61,7 +61,7 @@ class Redactor {
     Kind kind;
   };
   using Parts = std::vector<Part>;
-  /** What is sought in texts as it stands, in capitals. */
+  /** What is sought in texts as it stands, folded. */
   struct Literal {
     std::u16string text;
     Kind kind;
@@ -70,7 +70,7 @@ class Redactor {
   };
   using Literals = std::vector<Literal>;
 
-  void AddLiteral(std::u16string_view text, Kind kind);
+  void AddLiteral(const std::u16string& text, Kind kind);
   void AddNumbers(const std::u16string& sid);
   void FindFolders(std::u16string_view text, Parts& parts) const;
   std::size_t FolderAt(std::u16string_view text, std::size_t at, Parts& parts) const;
@@ -84,7 +84,7 @@ class Redactor {
   StandIns standIns_;
   std::map<std::u16string, Kind> names_;
   Literals wide_;
-  /** The same as the bytes of narrow texts, one in each unit. */
+  /** The same, and as a code page has them, for the bytes of narrow texts, one in each unit. */
   Literals narrow_;
   /** Bytes of the machine's part of a SID, and what stands in. */
   std::vector<std::pair<std::string, std::string>> numbers_;

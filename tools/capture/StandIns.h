@@ -8,13 +8,16 @@
 
 namespace capture {
 
-/** Texts are given in capitals; stand-ins are in small letters and figures. */
+/** Names are given folded; stand-ins are in small letters and figures. */
 class StandIns {
  public:
   enum class Alphabet { Letters, Hexadecimal, Decimal };
 
   /** Takes note of a name, which no stand-in may be or, from four characters on, hold. */
   void Avoid(std::u16string_view name);
+
+  /** Whether that is a stand-in, given before. */
+  bool IsGiven(const std::u16string& name) const { return given_.contains(name); }
 
   /**
    * The stand-in of a name, always the same. It has the name's length and, but for the alphabet of letters,

@@ -4,6 +4,7 @@
 
 #include "platform/Constants.h"
 #include "platform/Text.h"
+#include "simulated/UpperCase.h"
 
 namespace capture {
 
@@ -36,6 +37,18 @@ std::u16string AsciiUpper(std::u16string_view text) {
     return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - 0x20) : unit;
   });
   return upper;
+}
+
+char16_t Folded(char16_t unit) {
+  // The registry takes the two small forms of sigma for two letters; a name does not.
+  constexpr char16_t kFinalSigma = 0x03C2, kSigma = 0x03A3;
+  return unit == kFinalSigma ? kSigma : simulated::UpperCase(unit);
+}
+
+std::u16string Folded(std::u16string_view text) {
+  std::u16string folded(text);
+  for (char16_t& unit : folded) unit = Folded(unit);
+  return folded;
 }
 
 }  // namespace capture

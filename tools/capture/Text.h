@@ -14,4 +14,8 @@ std::u16string ToWide(unsigned long long number);
 /** The text with the small letters of ASCII made capitals. */
 std::u16string AsciiUpper(std::u16string_view text);
 
+/** The unit, and the text, as names are compared without regard to case. */
+char16_t Folded(char16_t unit);
+std::u16string Folded(std::u16string_view text);
+
 }  // namespace capture
