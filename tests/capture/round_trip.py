@@ -5,6 +5,7 @@ import importlib.util
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -122,6 +123,24 @@ class RoundTripTest(WineTestCase):
                    tablet: {"IsTabletPc": sz("1 yes")},
                    bios: {"BaseBoardManufacturer": sz("Thornwick"), "SystemProductName": sz("Slate \u2013 14")}})
         self.facts(self.capture())
+
+    def test_redacted_it_lists_the_same_but_for_names(self):
+        self.fill(everything())
+        apps = json.loads(on_machine("--json", "list").stdout)
+        capture = self.capture("--redact")
+        redacted = json.loads(run(REPLAY, "--machine", str(capture), "--json", "list").stdout)
+        numbers = SIDS[0][len("S-1-5-21-"):-5]
+        # Names of hives are the only secrets that this registry shows in a list.
+        stand_in = json.loads(json.dumps(redacted))
+        for app in stand_in:
+            for field in ("displayName", "displayVersion"):
+                app[field] = re.sub(r"-21-\d{5}-\d{5}-\d{5}", "-21-" + numbers, app[field])
+        self.assertEqual(sorted(map(json.dumps, stand_in)), sorted(map(json.dumps, apps)))
+        for file in capture.rglob("*.*"):
+            data = file.read_bytes().lower()
+            for secret in (numbers, json.loads(on_machine("--json", "facts").stdout)["deviceId"]):
+                for encoding in ("utf-8", "utf-16-le"):
+                    self.assertNotIn(secret.encode(encoding), data, file)
 
     def test_random_registries(self):
         listed = 0

@@ -99,7 +99,8 @@ void AddCapture(CLI::App& app, Command& chosen) {
   command->footer(
       "What the library reads of this machine, and nothing else, becomes a machine directory: kestrelbay\n"
       "--machine DIR lists the same elsewhere. The registry is only read. What cannot be read is noted in\n"
-      "DIR/machine.json and told each time that the capture is used.");
+      "DIR/machine.json and told each time that the capture is used. With --redact names of users and of\n"
+      "the machine, its SIDs, and what lies below a user's folder get stand-ins, the same in all files.");
   command->callback(
       [&chosen, options] { chosen = [options](Session& session) { Capture(session, *options); }; });
 }

@@ -1,0 +1,84 @@
+// Stand-ins: of the same length, the same for the same name, and never another name.
+#include "capture/Redaction.h"
+
+#include <gtest/gtest.h>
+
+namespace capture {
+namespace {
+
+using Alphabet = StandIns::Alphabet;
+
+TEST(StandIns, HaveTheLengthOfTheName) {
+  StandIns standIns;
+  for (std::size_t length = 1; length < 40; ++length) {
+    const std::u16string name(length, u'X');
+    EXPECT_EQ(standIns.Of(name, Alphabet::Letters, u"user").size(), length);
+  }
+}
+
+TEST(StandIns, DifferForDifferentNamesAndStayTheSame) {
+  StandIns standIns;
+  const std::u16string first = standIns.Of(u"ANNA", Alphabet::Letters, u"user");
+  EXPECT_NE(first, standIns.Of(u"ADAM", Alphabet::Letters, u"user"));
+  EXPECT_EQ(first, standIns.Of(u"ANNA", Alphabet::Letters, u"user"));
+}
+
+TEST(StandIns, AreNoneOfTheNames) {
+  StandIns standIns;
+  for (const char16_t* name : {u"USER01", u"USER02", u"SER03"}) standIns.Avoid(name);
+  EXPECT_EQ(standIns.Of(u"SIXTEN", Alphabet::Letters, u"user"), u"user04");
+}
+
+TEST(StandIns, OfSidsAreNumbersOf32BitsThatDoNotBeginWithZero) {
+  StandIns standIns;
+  const std::u16string standIn = standIns.Of(u"4294967295-9-4000000000", Alphabet::Decimal, u"");
+  EXPECT_EQ(standIn, u"1000000000-1-1000000001");
+  EXPECT_NE(standIn, standIns.Of(u"4294967294-9-4000000000", Alphabet::Decimal, u""));
+}
+
+TEST(StandIns, OfGuidsKeepTheirSigns) {
+  StandIns standIns;
+  EXPECT_EQ(standIns.Of(u"{4CA1-B2F0}", Alphabet::Hexadecimal, u""), u"{0000-0001}");
+}
+
+class RedactorTest : public testing::Test {
+ protected:
+  std::u16string Hidden(std::u16string text) {
+    Redactor redactor({.users = {u"Annabel"},
+                       .computers = {u"KITCHEN"},
+                       .guids = {},
+                       .folders = {},
+                       .variables = {u"ANNABEL"},
+                       .folderVariables = {}});
+    redactor.Learn(text);
+    redactor.EndLearning();
+    redactor.Hide(text);
+    return text;
+  }
+};
+
+TEST_F(RedactorTest, ANameIsFoundInsideOfWords) { EXPECT_EQ(Hidden(u"xAnnABelx"), u"xuser001x"); }
+
+TEST_F(RedactorTest, AVariablesNameStays) { EXPECT_EQ(Hidden(u"%Annabel%Annabel"), u"%Annabel%user001"); }
+
+TEST_F(RedactorTest, APathEndsWhereAnotherBegins) {
+  EXPECT_EQ(Hidden(u"C:\\Users\\Zoe\\Thing.exe C:\\Thing\\x"), u"C:\\Users\\u01\\w0001.exe C:\\Thing\\x");
+}
+
+TEST_F(RedactorTest, OnlyWholeSidsAreTakenForSids) {
+  EXPECT_EQ(Hidden(u"S-1-5-21-1-2 S-1-5-18 S-1-5-21--"), u"S-1-5-21-1-2 S-1-5-18 S-1-5-21--");
+  EXPECT_EQ(Hidden(u"s-1-5-21-77-88-99-500"), u"s-1-5-21-10-10-11-500");
+}
+
+TEST_F(RedactorTest, AnyBytesAreLeftAsLongAsTheyWere) {
+  for (std::size_t size = 0; size < 9; ++size) {
+    Redactor redactor(Identity{});
+    redactor.EndLearning();
+    std::vector<std::uint8_t> bytes(size, '\\');
+    redactor.Hide(bytes, false);
+    EXPECT_EQ(bytes, std::vector<std::uint8_t>(size, '\\'));
+  }
+}
+
+}  // namespace
+}  // namespace capture
