@@ -92,7 +92,8 @@ std::uint32_t PaletteColour(Bytes bytes, const Layout& layout, std::uint32_t ind
 /** Bits of a row that is packed from the highest bit of each byte down. */
 std::uint32_t PackedBits(Bytes row, std::uint32_t x, std::uint32_t bits) {
   const std::uint32_t shift = 8 - bits - x * bits % 8;
-  return row[x * bits / 8] >> shift & ((1u << bits) - 1);
+  const std::uint32_t packed = row[x * bits / 8];
+  return packed >> shift & ((1u << bits) - 1);
 }
 
 /** Five bits, spread over eight. */
