@@ -21,6 +21,7 @@ REPLAY = os.environ["KESTRELBAY_REPLAY"]
 SEEDS = int(os.environ["KESTRELBAY_ROUND_TRIPS"])
 PICTURE = "data:image/png;base64,"
 SECONDS = 300
+NOWHERE = {"stdin": subprocess.DEVNULL, "stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
 
 
 def load(name):
@@ -48,6 +49,17 @@ def on_machine(*arguments, **options):
     return run(RUNNER, PROGRAM, *arguments, **options)
 
 
+def make_prefix(what):
+    # Wine's services hold on to the outputs of the program that first needed them.
+    script = pathlib.Path(__file__).parent.parent / "support" / "wine-prefix"
+    subprocess.run([script, what, os.environ["WINEPREFIX"]], check=True, timeout=SECONDS, **NOWHERE)
+
+
+def setUpModule():
+    make_prefix("make")
+    unittest.addModuleCleanup(make_prefix, "remove")
+
+
 class WineTestCase(unittest.TestCase):
     maxDiff = 4000
     # What a test before may have left behind; a user's own hive stays.
@@ -57,11 +69,9 @@ class WineTestCase(unittest.TestCase):
 
     @classmethod
     def setUpClass(cls):
-        # Wine's services hold on to the outputs of the program that first needed them.
-        nowhere = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
-        subprocess.run([RUNNER, "cmd.exe", "/c", "exit", "0"], check=True, stdin=subprocess.DEVNULL, **nowhere)
+        subprocess.run([RUNNER, "cmd.exe", "/c", "exit", "0"], check=True, **NOWHERE)
         # Other users' keys last as long as Wine's server, and that as long as there is a program.
-        cls.alive = subprocess.Popen([RUNNER, "cmd.exe"], stdin=subprocess.PIPE, **nowhere)
+        cls.alive = subprocess.Popen([RUNNER, "cmd.exe"], **{**NOWHERE, "stdin": subprocess.PIPE})
 
     @classmethod
     def tearDownClass(cls):

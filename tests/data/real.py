@@ -65,3 +65,14 @@ class RealTest(kestrelbay.TestCase):
                 self.assertRegex(entry["lastWriteTime"], r"\A-?[0-9]+\Z")
                 entry["lastWriteTime"] = None
         self.assertEqual(listed, expected)
+        self.check_capture(machine)
+
+    def check_capture(self, machine):
+        """A capture of the machine lists the same; redacted as well, it lists as many."""
+        lists = []
+        for options in ([], ["--redact"]):
+            folder = pathlib.Path(tempfile.mkdtemp(dir=self.folder)) / "capture"
+            self.output("--machine", machine, "capture", folder, *options)
+            lists.append(self.output("--machine", folder, "--json", "list"))
+        self.assertEqual(lists[0], self.output("--machine", machine, "--json", "list"))
+        self.assertEqual(len(json.loads(lists[1])), len(json.loads(lists[0])))

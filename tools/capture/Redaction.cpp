@@ -199,8 +199,10 @@ void Redactor::AddLiteral(const std::u16string& text, Kind kind) {
   }
   std::u16string title = lower;
   title[0] = text[0];
-  for (const std::u16string& spelling : {text, lower, title})
+  for (const std::u16string& spelling : {text, lower, title}) {
     narrow_.push_back({Folded(Widened(ToAnsi(spelling))), kind, inWords});
+    narrow_.push_back({Folded(Widened(ToUtf8(spelling))), kind, inWords});
+  }
   narrow_.push_back({text, kind, inWords});
   std::erase_if(narrow_, [](const Literal& literal) { return literal.text.empty(); });
 }

@@ -78,9 +78,10 @@ void Capture(Session& session, const CaptureOptions& options) {
   try {
     capture::CheckTarget(options.directory);
     CatchInterrupt();
-    const capture::CapturedMachine machine = ReadMachine(options);
+    capture::CapturedMachine machine = ReadMachine(options);
     const capture::CaptureInfo info{"kestrelbay " KESTRELBAY_VERSION, Now(), options.redact};
-    const capture::CaptureSummary summary = capture::WriteCapture(machine, info, options.directory);
+    const capture::CaptureSummary summary =
+        capture::WriteCapture(std::move(machine), info, options.directory);
     for (const std::u16string& note : summary.notes) ReportWarning(capture::ToUtf8(note));
     Print(session, options.directory, summary);
   } catch (const capture::CaptureError& error) {
