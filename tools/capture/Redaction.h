@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "CapturedMachine.h"
+#include "PersonalText.h"
 #include "StandIns.h"
 
 namespace capture {
@@ -53,39 +54,21 @@ class Redactor {
   void Hide(std::span<std::uint8_t> bytes, bool isText);
 
  private:
-  enum class Kind { User, Computer, Guid, Sid, Word };
-  /** A part of a text that is to be hidden. */
-  struct Part {
-    std::size_t at;
-    std::size_t size;
-    Kind kind;
-  };
-  using Parts = std::vector<Part>;
-  /** What is sought in texts as it stands, folded. */
-  struct Literal {
-    std::u16string text;
-    Kind kind;
-    /** Found inside of words as well. */
-    bool inWords;
-  };
-  using Literals = std::vector<Literal>;
+  using PersonalNames = std::vector<PersonalName>;
 
-  void AddLiteral(const std::u16string& text, Kind kind);
+  void AddName(const std::u16string& text, PersonalKind kind);
   void AddNumbers(const std::u16string& sid);
-  void FindFolders(std::u16string_view text, Parts& parts) const;
-  std::size_t FolderAt(std::u16string_view text, std::size_t at, Parts& parts) const;
-  std::size_t FindWords(std::u16string_view text, std::size_t at, Parts& parts) const;
-  static void FindSids(std::u16string_view text, Parts& parts);
-  static void FindLiterals(std::u16string_view text, const Literals& literals, bool withShort, Parts& parts);
-  bool Replace(std::u16string& text, const Literals& literals, bool withShort);
+  bool Replace(std::u16string& text, const PersonalNames& names, bool withShort);
   void HideNumbers(std::span<std::uint8_t> bytes);
 
-  const Identity identity_;
+  const UserFolders folders_;
+  /** Names of variables, in capitals: what Windows expands must still be found by its name. */
+  const std::set<std::u16string> variables_;
   StandIns standIns_;
-  std::map<std::u16string, Kind> names_;
-  Literals wide_;
+  std::map<std::u16string, PersonalKind> names_;
+  PersonalNames wide_;
   /** The same, and as a code page has them, for the bytes of narrow texts, one in each unit. */
-  Literals narrow_;
+  PersonalNames narrow_;
   /** Bytes of the machine's part of a SID, and what stands in. */
   std::vector<std::pair<std::string, std::string>> numbers_;
 };
