@@ -1,6 +1,6 @@
 #include "inventory/IconPicture.h"
 
-#include <cstring>
+#include <algorithm>
 #include <memory>
 
 #include "inventory/GdiPlusBitmap.h"
@@ -138,8 +138,8 @@ bool SaveBitmapAsPng(GdiPlusBitmap& bitmap, std::vector<std::uint8_t>& png) {
   platform::HANDLE memory = nullptr;
   platform::GetHGlobalFromStream(stream, &memory);
   png.resize(static_cast<std::size_t>(static_cast<std::int32_t>(platform::GlobalSize(memory))));
-  const void* const bytes = platform::GlobalLock(memory);
-  if (bytes) std::memcpy(png.data(), bytes, png.size());
+  const auto* const bytes = static_cast<const std::uint8_t*>(platform::GlobalLock(memory));
+  if (bytes) std::copy_n(bytes, png.size(), png.begin());
   platform::GlobalUnlock(memory);
   platform::IStream_Release(stream);
   return bytes != nullptr;
