@@ -100,9 +100,12 @@ const RegistryKey& UsersRoot() {
 }
 
 std::unique_ptr<RegistryKey> OpenKeyInView(const RegistryKey& parent, const std::u16string& path,
-                                           RegistryView view) {
+                                           RegistryView view, platform::LSTATUS* status) {
   platform::HKEY handle = nullptr;
-  if (platform::RegOpenKeyExW(parent.handle, path.c_str(), 0, ReadAccess(view), &handle)) return nullptr;
+  const platform::LSTATUS opened =
+      platform::RegOpenKeyExW(parent.handle, path.c_str(), 0, ReadAccess(view), &handle);
+  if (status) *status = opened;
+  if (opened) return nullptr;
   return std::make_unique<RegistryKey>(view, handle, parent.rootName, ComposePath(parent.path, path));
 }
 
@@ -118,10 +121,12 @@ std::unique_ptr<RegistryKey> OpenKey64(const RegistryKey& parent, const std::u16
   return OpenKeyInView(parent, path, k64BitView);
 }
 
-std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name) {
+std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name, ValueFound* found) {
   ValueBuffer value;
-  if (platform::RegQueryValueExW(key.handle, name, nullptr, &value.type, value.Data(), &value.bytes))
-    return {};
+  const platform::LSTATUS status =
+      platform::RegQueryValueExW(key.handle, name, nullptr, &value.type, value.Data(), &value.bytes);
+  if (found) *found = {status, value.type, value.bytes};
+  if (status) return {};
   value.EndWithZeros();
   switch (value.type) {
     case platform::REG_SZ:

@@ -41,6 +41,13 @@ class RegistryKey {
   const std::u16string path;      ///< below the root, no leading backslash; empty for the root itself
 };
 
+/** What a value was, before it became a text. */
+struct ValueFound {
+  platform::LSTATUS status = 0;  ///< why it cannot be read: ERROR_MORE_DATA (234) where it is too long
+  platform::DWORD type = 0;
+  platform::DWORD bytes = 0;
+};
+
 /** The process-wide roots, made on first use by any thread. */
 const RegistryKey& LocalMachineRoot();
 const RegistryKey& CurrentUserRoot();
@@ -54,17 +61,21 @@ const RegistryKey& UsersRoot();
 std::unique_ptr<RegistryKey> OpenKey(const RegistryKey& parent, const std::u16string& path);
 std::unique_ptr<RegistryKey> OpenKey32(const RegistryKey& parent, const std::u16string& path);
 std::unique_ptr<RegistryKey> OpenKey64(const RegistryKey& parent, const std::u16string& path);
-/** @param view 1 or 2 for that view; any other opens the default one and is recorded as it is */
+/**
+ * @param view    1 or 2 for that view; any other opens the default one and is recorded as it is
+ * @param status  receives 0, or why the key does not open; may be null
+ */
 std::unique_ptr<RegistryKey> OpenKeyInView(const RegistryKey& parent, const std::u16string& path,
-                                           RegistryView view);
+                                           RegistryView view, platform::LSTATUS* status = nullptr);
 
 /**
  * Reads a value as text: REG_SZ as it is, REG_EXPAND_SZ with its variables expanded, REG_DWORD as a signed
  * decimal number. A text ends at its first NUL.
- * @param name  NUL-terminated
+ * @param name   NUL-terminated
+ * @param found  receives what there was to read; may be null
  * @return empty for a missing value, any other type, and a value of more than 520 bytes
  */
-std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name);
+std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name, ValueFound* found = nullptr);
 
 /** @return the names of the key's sub keys in the registry's order; one that cannot be read is left
  * out, and 65536 of these in a row count as the end: the key itself is gone then */

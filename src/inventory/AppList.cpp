@@ -7,33 +7,51 @@
 namespace kestrelbay {
 namespace {
 
-// False where both are known and differ. Otherwise a gap in `text` is filled from `earlier`.
-bool AgreeAndFill(std::u16string& text, const std::u16string& earlier) {
-  if (text.empty()) text = earlier;
-  return earlier.empty() || text == earlier;
+enum class Comparison { Agrees, Fills, Disagrees };
+
+bool IsGap(const std::u16string& text) { return text.empty(); }
+bool IsGap(RegistryView view) { return view == kDefaultView; }
+
+// Two values disagree where both are known and differ. A gap in `value` is filled from `earlier`.
+template <class Value>
+Comparison CompareAndFill(Value& value, const Value& earlier) {
+  if (IsGap(earlier)) return Comparison::Agrees;
+  if (!IsGap(value)) return value == earlier ? Comparison::Agrees : Comparison::Disagrees;
+  value = earlier;
+  return Comparison::Fills;
 }
 
-bool AgreeOnView(RegistryView& view, RegistryView earlier) {
-  if (view == kDefaultView) view = earlier;
-  return earlier == kDefaultView || view == earlier;
-}
-
-bool AgreeOnUninstallString(InstalledAppInfo& record, const InstalledAppInfo& earlier) {
-  if (record.UninstallString.empty()) {
-    record.UninstallString = earlier.UninstallString;
-    return true;
-  }
+Comparison CompareUninstallStrings(InstalledAppInfo& record, const InstalledAppInfo& earlier) {
+  if (record.UninstallString.empty()) return CompareAndFill(record.UninstallString, earlier.UninstallString);
   // Compared with the version on purpose: two entries that each bring an uninstall command stay two.
-  return earlier.UninstallString.empty() || record.UninstallString == earlier.DisplayVersion;
+  const bool agrees = earlier.UninstallString.empty() || record.UninstallString == earlier.DisplayVersion;
+  return agrees ? Comparison::Agrees : Comparison::Disagrees;
 }
 
-// In this order: what was filled before a disagreement stays filled.
-bool AgreeAndFill(InstalledAppInfo& record, const InstalledAppInfo& earlier) {
-  return AgreeOnView(record.architecture, earlier.architecture) &&
-         AgreeAndFill(record.DisplayIcon, earlier.DisplayIcon) &&
-         AgreeAndFill(record.InstallLocation, earlier.InstallLocation) &&
-         AgreeAndFill(record.DisplayVersion, earlier.DisplayVersion) &&
-         AgreeOnUninstallString(record, earlier);
+// A place is taken whole, over the record's own.
+Comparison TakePlace(InstalledAppInfo& record, const InstalledAppInfo& earlier) {
+  if (earlier.rootKeyStr.empty() || earlier.subKeyPath.empty()) return Comparison::Agrees;
+  record.rootKeyStr = earlier.rootKeyStr;
+  record.subKeyPath = earlier.subKeyPath;
+  return Comparison::Fills;
+}
+
+Agreement AgreeAndFill(InstalledAppInfo& record, const InstalledAppInfo& earlier) {
+  Agreement agreement;
+  const auto note = [&](AppField field, Comparison comparison) {
+    if (comparison == Comparison::Fills) agreement.filled.set(static_cast<std::size_t>(field));
+    if (comparison == Comparison::Disagrees) agreement.disagreement = field;
+    return comparison != Comparison::Disagrees;
+  };
+  // In this order: what was filled before a disagreement stays filled.
+  const bool agrees =
+      note(AppField::Architecture, CompareAndFill(record.architecture, earlier.architecture)) &&
+      note(AppField::DisplayIcon, CompareAndFill(record.DisplayIcon, earlier.DisplayIcon)) &&
+      note(AppField::InstallLocation, CompareAndFill(record.InstallLocation, earlier.InstallLocation)) &&
+      note(AppField::DisplayVersion, CompareAndFill(record.DisplayVersion, earlier.DisplayVersion)) &&
+      note(AppField::UninstallString, CompareUninstallStrings(record, earlier));
+  if (agrees) note(AppField::RegistryKey, TakePlace(record, earlier));
+  return agreement;
 }
 
 // The C runtime's tolower in the "C" locale: no other letter is folded.
@@ -90,7 +108,7 @@ const InstalledAppInfo* AppList::FindFirst(std::u16string_view displayName) cons
   return &records[recordsOfName[name].first];
 }
 
-void AppList::Append(InstalledAppInfo record) {
+const InstalledAppInfo& AppList::Append(InstalledAppInfo record) {
   const auto index = static_cast<std::uint32_t>(records.size());
   records.push_back(std::move(record));
   links.emplace_back();
@@ -99,6 +117,7 @@ void AppList::Append(InstalledAppInfo record) {
   auto& [first, last] = recordsOfName[name];
   (first == kNone ? first : links[last].nextOfName) = index;
   last = index;
+  return records.back();
 }
 
 void AppList::RemoveFirst(std::u16string_view displayName) {
@@ -123,14 +142,13 @@ InstalledAppList AppList::Take() {
 
 void AddOrMergeApp(AppList& list, InstalledAppInfo record) {
   const InstalledAppInfo* const earlier = list.FindFirst(record.DisplayName);
-  if (earlier && AgreeAndFill(record, *earlier)) {
-    if (!earlier->rootKeyStr.empty() && !earlier->subKeyPath.empty()) {
-      record.rootKeyStr = earlier->rootKeyStr;
-      record.subKeyPath = earlier->subKeyPath;
-    }
-    list.RemoveFirst(record.DisplayName);
+  Agreement agreement;
+  if (earlier) {
+    agreement = AgreeAndFill(record, *earlier);
+    if (!agreement.disagreement) list.RemoveFirst(record.DisplayName);
   }
-  list.Append(std::move(record));
+  const InstalledAppInfo& added = list.Append(std::move(record));
+  Tell(list.observer, RecordAdded{added, earlier, agreement});
 }
 
 bool AppNameLess(const InstalledAppInfo& left, const InstalledAppInfo& right) {

@@ -8,6 +8,7 @@
 
 #include "inventory/InstalledAppInfo.h"
 #include "inventory/NameIndex.h"
+#include "inventory/ScanEvents.h"
 
 namespace kestrelbay {
 
@@ -23,9 +24,15 @@ using InstalledAppList = std::deque<InstalledAppInfo>;
  */
 class AppList {
  public:
+  /** @param scanObserver  told what the scan that fills this list does; null in every ordinary scan */
+  explicit AppList(const ScanObserver* scanObserver = nullptr) : observer(scanObserver) {}
+
+  const ScanObserver* const observer;
+
   /** @return the first record in list order with exactly this name, or null */
   const InstalledAppInfo* FindFirst(std::u16string_view displayName) const;
-  void Append(InstalledAppInfo record);
+  /** @return the record as it stands in the list, also when it is taken out, until Take */
+  const InstalledAppInfo& Append(InstalledAppInfo record);
   /** Takes out the first record of that name, which must be there; those behind it move up. */
   void RemoveFirst(std::u16string_view displayName);
 

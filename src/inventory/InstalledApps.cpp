@@ -5,30 +5,16 @@
 
 #include "frame/CommonFunc.h"
 #include "frame/HostText.h"
-#include "frame/LoadTimeObjects.h"
 #include "inventory/AppIcon.h"
-#include "inventory/InstallerProductsScanner.h"
-#include "inventory/UninstallKeyScanner.h"
+#include "inventory/InventoryScan.h"
 
 namespace kestrelbay {
 namespace {
 
-void ScanMachine(const RegistryKey& productsKey, AppList& list) {
-  const auto uninstallKey32 = OpenKey32(LocalMachineRoot(), UninstallKeyPath);
-  ScanUninstallKey(uninstallKey32.get(), productsKey, list);
-  const auto uninstallKey64 = OpenKey64(LocalMachineRoot(), UninstallKeyPath);
-  ScanUninstallKey(uninstallKey64.get(), productsKey, list);
-}
-
 // In the order of the scan.
 InstalledAppList ReadRecords() {
   AppList list;
-  // Without this key the whole inventory is empty, the users' hives included, and that is meant.
-  const auto productsKey = OpenKey(LocalMachineRoot(), InstallerClassesPath);
-  if (productsKey) {
-    ScanMachine(*productsKey, list);
-    ScanUserHives(list, *productsKey);
-  }
+  ScanInventory(list);
   return list.Take();
 }
 

@@ -1,6 +1,7 @@
 #include "inventory/InstallerProductsScanner.h"
 
 #include "frame/LoadTimeObjects.h"
+#include "inventory/ObservedReads.h"
 #include "inventory/UninstallKeyScanner.h"
 
 namespace kestrelbay {
@@ -9,67 +10,97 @@ namespace {
 // The branch of what is installed for the whole machine; the machine's uninstall keys show that already.
 constexpr char16_t kMachineUserDataSid[] = u"S-1-5-18";
 
+std::unique_ptr<RegistryKey> OpenUserData(const ScanObserver* observer, RegistryView view) {
+  return OpenPlace(observer, Place::UserData, LocalMachineRoot(), InstallerUserDataPath, view);
+}
+
+void ScanProductsInView(const RegistryKey& userProducts, const RegistryKey* userData, RegistryView view,
+                        AppList& list) {
+  if (userData) {
+    ScanUserProducts(userProducts, *userData, list);
+  } else {
+    Tell(list.observer, ProductsUnread{userProducts, view});
+  }
+}
+
 void ScanHive(const std::u16string& hive, const RegistryKey& productsKey, AppList& list) {
-  const auto uninstallKey = OpenKey(UsersRoot(), hive + u'\\' + UninstallKeyPath);
+  const auto uninstallKey = OpenPlace(list.observer, Place::UninstallKey, UsersRoot(),
+                                      hive + u'\\' + UninstallKeyPath, kDefaultView);
   ScanUninstallKey(uninstallKey.get(), productsKey, list);
-  const auto userProducts = OpenKey(UsersRoot(), hive + u'\\' + UserProductsPath);
+  const auto userProducts = OpenPlace(list.observer, Place::UserProducts, UsersRoot(),
+                                      hive + u'\\' + UserProductsPath, kDefaultView);
   if (!userProducts) return;
-  const auto userData32 = OpenKey32(LocalMachineRoot(), InstallerUserDataPath);
-  const auto userData64 = OpenKey64(LocalMachineRoot(), InstallerUserDataPath);
-  if (userData32) ScanUserProducts(*userProducts, *userData32, list);
-  if (userData64) ScanUserProducts(*userProducts, *userData64, list);
+  const auto userData32 = OpenUserData(list.observer, k32BitView);
+  const auto userData64 = OpenUserData(list.observer, k64BitView);
+  ScanProductsInView(*userProducts, userData32.get(), k32BitView, list);
+  ScanProductsInView(*userProducts, userData64.get(), k64BitView, list);
+}
+
+Verdict LookInBranch(const std::u16string& packedCode, const std::u16string& sid,
+                     const RegistryKey& userProducts, const RegistryKey& userData, AppList& list) {
+  if (sid == kMachineUserDataSid) return Verdict::MachineBranch;
+  return FindProductInUserData(packedCode, sid, userProducts, userData, list);
+}
+
+Verdict FindUserProduct(const std::u16string& packedCode, const RegistryKey& userProducts,
+                        const RegistryKey& userData, AppList& list) {
+  // Listed anew for each product: a user's branch that comes or goes meanwhile counts at once.
+  for (const std::u16string& sid : ListSubKeyNames(userData)) {
+    const Verdict verdict = LookInBranch(packedCode, sid, userProducts, userData, list);
+    Tell(list.observer, BranchJudged{sid, verdict});
+    if (verdict == Verdict::Accepted) return verdict;
+  }
+  return Verdict::InNoBranch;
 }
 
 }  // namespace
 
-bool ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& installProperties,
-                          const RegistryKey& userData, AppList& list) {
+Verdict ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& installProperties,
+                             AppList& list) {
+  const ScanObserver* const observer = list.observer;
   InstalledAppInfo app;
-  app.DisplayName = ReadRegistryValue(productKey, u"ProductName");
-  const std::u16string displayName = ReadRegistryValue(installProperties, u"DisplayName");
-  if (app.DisplayName.empty()) app.DisplayName = displayName;
-  app.DisplayVersion = ReadRegistryValue(installProperties, u"DisplayVersion");
-  app.InstallLocation = ReadRegistryValue(installProperties, u"InstallLocation");
-  app.InstallDate = ReadRegistryValue(installProperties, u"InstallDate");
+  ReadField(observer, app.DisplayName, AppField::DisplayName, productKey, u"ProductName");
+  ReadField(observer, app.DisplayName, AppField::DisplayName, installProperties, u"DisplayName");
+  ReadField(observer, app.DisplayVersion, AppField::DisplayVersion, installProperties, u"DisplayVersion");
+  ReadField(observer, app.InstallLocation, AppField::InstallLocation, installProperties, u"InstallLocation");
+  ReadField(observer, app.InstallDate, AppField::InstallDate, installProperties, u"InstallDate");
   app.LastWriteTime = ReadLastWriteTime(installProperties);
-  app.DisplayIcon = ReadRegistryValue(productKey, u"ProductIcon");
-  const std::u16string displayIcon = ReadRegistryValue(installProperties, u"DisplayIcon");
-  if (app.DisplayIcon.empty()) app.DisplayIcon = displayIcon;
-  const std::u16string publisher = ReadRegistryValue(installProperties, u"Publisher");
-  app.UninstallString = ReadRegistryValue(installProperties, u"UninstallString");
-
-  if (app.DisplayName.empty() || publisher == ExcludedPublisher) return false;
-  app.rootKeyStr = installProperties.rootName;
-  app.subKeyPath = installProperties.path;
-  app.architecture = userData.view;
-  AddOrMergeApp(list, std::move(app));
-  return true;
+  ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, productKey, u"ProductIcon");
+  ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, installProperties, u"DisplayIcon");
+  const std::u16string publisher = ReadDecider(observer, installProperties, u"Publisher");
+  ReadField(observer, app.UninstallString, AppField::UninstallString, installProperties, u"UninstallString");
+  const Verdict verdict = JudgeManagedEntry(app, publisher);
+  return HandOn(verdict, installProperties, std::move(app), list);
 }
 
-bool FindProductInUserData(const std::u16string& packedCode, const std::u16string& sid,
-                           const RegistryKey& userProducts, const RegistryKey& userData, AppList& list) {
+Verdict FindProductInUserData(const std::u16string& packedCode, const std::u16string& sid,
+                              const RegistryKey& userProducts, const RegistryKey& userData, AppList& list) {
+  const ScanObserver* const observer = list.observer;
   const std::u16string productsPath = InstallerUserDataPath + u'\\' + sid + u"\\Products";
-  const auto products = OpenKeyInView(LocalMachineRoot(), productsPath, userData.view);
-  if (!products) return false;
+  const auto products = OpenEntryKey(observer, LocalMachineRoot(), productsPath, userData.view);
+  if (!products) return Verdict::BranchUnopened;
+  Verdict verdict = Verdict::NotInBranch;
   for (const std::u16string& name : ListSubKeyNames(*products)) {
     if (name != packedCode) continue;
-    const auto installProperties = OpenKeyInView(
-        LocalMachineRoot(), productsPath + u'\\' + name + u"\\InstallProperties", userData.view);
-    if (!installProperties || IsFlagSet(*installProperties, u"SystemComponent")) continue;
-    const auto productKey = OpenKeyInView(userProducts, packedCode, userProducts.view);
+    const std::u16string propertiesPath = productsPath + u'\\' + name + u"\\InstallProperties";
+    const auto installProperties = OpenEntryKey(observer, LocalMachineRoot(), propertiesPath, userData.view);
+    verdict = Verdict::PropertiesUnopened;
+    if (!installProperties) continue;
+    verdict = Verdict::SystemComponent;
+    if (IsFlagSet(ReadDecider(observer, *installProperties, u"SystemComponent"))) continue;
+    const auto productKey = OpenEntryKey(observer, userProducts, packedCode, userProducts.view);
+    verdict = Verdict::ProductKeyUnopened;
     if (!productKey) continue;
-    return ReadUserProductEntry(*productKey, *installProperties, userData, list);
+    return ReadUserProductEntry(*productKey, *installProperties, list);
   }
-  return false;
+  return verdict;
 }
 
 void ScanUserProducts(const RegistryKey& userProducts, const RegistryKey& userData, AppList& list) {
   for (const std::u16string& packedCode : ListSubKeyNames(userProducts)) {
-    // Listed anew for each product: a user's branch that comes or goes meanwhile counts at once.
-    for (const std::u16string& sid : ListSubKeyNames(userData)) {
-      if (sid == kMachineUserDataSid) continue;
-      if (FindProductInUserData(packedCode, sid, userProducts, userData, list)) break;
-    }
+    Tell(list.observer, EntryBegun{Place::UserProducts, userProducts, packedCode, userData.view});
+    const Verdict verdict = FindUserProduct(packedCode, userProducts, userData, list);
+    Tell(list.observer, EntryJudged{verdict});
   }
 }
 

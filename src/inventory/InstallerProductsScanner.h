@@ -21,12 +21,15 @@ void ScanUserHives(AppList& list, const RegistryKey& productsKey);
  */
 void ScanUserProducts(const RegistryKey& userProducts, const RegistryKey& userData, AppList& list);
 
-/** @param sid  name of a user's branch below UserData @return true when a record was handed on */
-bool FindProductInUserData(const std::u16string& packedCode, const std::u16string& sid,
-                           const RegistryKey& userProducts, const RegistryKey& userData, AppList& list);
+/**
+ * @param sid  name of a user's branch below UserData
+ * @return Accepted when a record was handed on, else why this branch yields none
+ */
+Verdict FindProductInUserData(const std::u16string& packedCode, const std::u16string& sid,
+                              const RegistryKey& userProducts, const RegistryKey& userData, AppList& list);
 
-/** @return true when a record was handed on */
-bool ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& installProperties,
-                          const RegistryKey& userData, AppList& list);
+/** @return Accepted when a record was handed on */
+Verdict ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& installProperties,
+                             AppList& list);
 
 }  // namespace kestrelbay

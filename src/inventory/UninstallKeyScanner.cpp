@@ -4,6 +4,7 @@
 
 #include "frame/CommonFunc.h"
 #include "frame/LoadTimeObjects.h"
+#include "inventory/ObservedReads.h"
 #include "platform/RuntimeText.h"
 
 namespace kestrelbay {
@@ -33,6 +34,26 @@ bool IsProductCode(const std::vector<std::u16string>& groups) {
                      [](const std::u16string& group) { return group.size() % 2 == 0; });
 }
 
+Verdict JudgePlainEntry(const InstalledAppInfo& app, std::u16string_view publisher,
+                        std::u16string_view subKeyName, std::u16string_view parentKeyName,
+                        std::u16string_view releaseType) {
+  if (app.UninstallString.empty()) return Verdict::NoUninstallString;
+  if (app.DisplayName.empty()) return Verdict::NoName;
+  if (publisher == ExcludedPublisher) return Verdict::PublisherExcluded;
+  return JudgeUpdate(subKeyName, parentKeyName, releaseType);
+}
+
+Verdict ReadUninstallEntry(const RegistryKey& uninstallKey, const std::u16string& name,
+                           const RegistryKey& productsKey, AppList& list) {
+  const auto subKey = OpenEntryKey(list.observer, uninstallKey, name, uninstallKey.view);
+  if (!subKey) return Verdict::Unopened;
+  if (IsFlagSet(ReadDecider(list.observer, *subKey, u"SystemComponent"))) return Verdict::SystemComponent;
+  if (!IsFlagSet(ReadDecider(list.observer, *subKey, u"WindowsInstaller"))) {
+    return ReadPlainUninstallEntry(*subKey, name, list);
+  }
+  return ReadInstallerUninstallEntry(name, productsKey, *subKey, list);
+}
+
 }  // namespace
 
 std::u16string PackProductCode(std::u16string_view productCode) {
@@ -51,80 +72,76 @@ std::u16string PackProductCode(std::u16string_view productCode) {
   return packed;
 }
 
-bool IsFlagSet(const RegistryKey& key, const char16_t* name) {
-  const std::u16string text = ReadRegistryValue(key, name);
-  return !text.empty() && platform::_wtoi(text.c_str()) == 1;
+bool IsFlagSet(const std::u16string& text) { return !text.empty() && platform::_wtoi(text.c_str()) == 1; }
+
+Verdict JudgeUpdate(std::u16string_view subKeyName, std::u16string_view parentKeyName,
+                    std::u16string_view releaseType) {
+  if (IsKnowledgeBaseName(subKeyName)) return Verdict::KnowledgeBaseName;
+  if (!parentKeyName.empty()) return Verdict::HasParent;
+  const bool isUpdate =
+      releaseType == u"Security Update" || releaseType == u"Update Rollup" || releaseType == u"Hotfix";
+  return isUpdate ? Verdict::UpdateRelease : Verdict::Accepted;
 }
 
-bool IsUpdateEntry(std::u16string_view subKeyName, std::u16string_view parentKeyName,
-                   std::u16string_view releaseType) {
-  return IsKnowledgeBaseName(subKeyName) || !parentKeyName.empty() || releaseType == u"Security Update" ||
-         releaseType == u"Update Rollup" || releaseType == u"Hotfix";
+Verdict JudgeManagedEntry(const InstalledAppInfo& app, std::u16string_view publisher) {
+  // Neither the update filter nor an uninstall command is asked for: the installer can always remove it.
+  if (app.DisplayName.empty()) return Verdict::NoName;
+  return publisher == ExcludedPublisher ? Verdict::PublisherExcluded : Verdict::Accepted;
 }
 
-void ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName,
-                             const RegistryKey& uninstallKey, AppList& list) {
-  InstalledAppInfo app;
-  const std::u16string releaseType = ReadRegistryValue(subKey, u"ReleaseType");
-  app.DisplayVersion = ReadRegistryValue(subKey, u"DisplayVersion");
-  app.DisplayName = ReadRegistryValue(subKey, u"DisplayName");
-  app.InstallLocation = ReadRegistryValue(subKey, u"InstallLocation");
-  app.DisplayIcon = ReadRegistryValue(subKey, u"DisplayIcon");
-  app.InstallDate = ReadRegistryValue(subKey, u"InstallDate");
-  app.LastWriteTime = ReadLastWriteTime(subKey);
-  app.UninstallString = ReadRegistryValue(subKey, u"UninstallString");
-  const std::u16string parentKeyName = ReadRegistryValue(subKey, u"ParentKeyName");
-  const std::u16string publisher = ReadRegistryValue(subKey, u"Publisher");
-
-  if (app.UninstallString.empty() || app.DisplayName.empty() || publisher == ExcludedPublisher ||
-      IsUpdateEntry(subKeyName, parentKeyName, releaseType)) {
-    return;
-  }
-  app.rootKeyStr = subKey.rootName;
-  app.subKeyPath = subKey.path;
-  app.architecture = uninstallKey.view;
+Verdict HandOn(Verdict verdict, const RegistryKey& key, InstalledAppInfo&& app, AppList& list) {
+  if (verdict != Verdict::Accepted) return verdict;
+  TakeKey(list.observer, app, key);
   AddOrMergeApp(list, std::move(app));
+  return verdict;
 }
 
-void ReadInstallerUninstallEntry(const std::u16string& subKeyName, const RegistryKey& productsKey,
-                                 const RegistryKey& subKey, const RegistryKey& uninstallKey, AppList& list) {
+Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName, AppList& list) {
+  const ScanObserver* const observer = list.observer;
+  InstalledAppInfo app;
+  const std::u16string releaseType = ReadDecider(observer, subKey, u"ReleaseType");
+  ReadField(observer, app.DisplayVersion, AppField::DisplayVersion, subKey, u"DisplayVersion");
+  ReadField(observer, app.DisplayName, AppField::DisplayName, subKey, u"DisplayName");
+  ReadField(observer, app.InstallLocation, AppField::InstallLocation, subKey, u"InstallLocation");
+  ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, subKey, u"DisplayIcon");
+  ReadField(observer, app.InstallDate, AppField::InstallDate, subKey, u"InstallDate");
+  app.LastWriteTime = ReadLastWriteTime(subKey);
+  ReadField(observer, app.UninstallString, AppField::UninstallString, subKey, u"UninstallString");
+  const std::u16string parentKeyName = ReadDecider(observer, subKey, u"ParentKeyName");
+  const std::u16string publisher = ReadDecider(observer, subKey, u"Publisher");
+  const Verdict verdict = JudgePlainEntry(app, publisher, subKeyName, parentKeyName, releaseType);
+  return HandOn(verdict, subKey, std::move(app), list);
+}
+
+Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const RegistryKey& productsKey,
+                                    const RegistryKey& subKey, AppList& list) {
+  const ScanObserver* const observer = list.observer;
   InstalledAppInfo app;
   // An empty code is no name to open: it would be the products key itself.
   if (const std::u16string packedCode = PackProductCode(subKeyName); !packedCode.empty()) {
-    if (const auto productKey = OpenKeyInView(productsKey, packedCode, productsKey.view)) {
-      app.DisplayName = ReadRegistryValue(*productKey, u"ProductName");
-      app.DisplayIcon = ReadRegistryValue(*productKey, u"ProductIcon");
+    if (const auto productKey = OpenEntryKey(observer, productsKey, packedCode, productsKey.view)) {
+      ReadField(observer, app.DisplayName, AppField::DisplayName, *productKey, u"ProductName");
+      ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, *productKey, u"ProductIcon");
     }
   }
-  const std::u16string displayName = ReadRegistryValue(subKey, u"DisplayName");
-  if (app.DisplayName.empty()) app.DisplayName = displayName;
-  app.DisplayVersion = ReadRegistryValue(subKey, u"DisplayVersion");
-  app.InstallLocation = ReadRegistryValue(subKey, u"InstallLocation");
-  app.InstallDate = ReadRegistryValue(subKey, u"InstallDate");
+  ReadField(observer, app.DisplayName, AppField::DisplayName, subKey, u"DisplayName");
+  ReadField(observer, app.DisplayVersion, AppField::DisplayVersion, subKey, u"DisplayVersion");
+  ReadField(observer, app.InstallLocation, AppField::InstallLocation, subKey, u"InstallLocation");
+  ReadField(observer, app.InstallDate, AppField::InstallDate, subKey, u"InstallDate");
   app.LastWriteTime = ReadLastWriteTime(subKey);
-  const std::u16string displayIcon = ReadRegistryValue(subKey, u"DisplayIcon");
-  if (app.DisplayIcon.empty()) app.DisplayIcon = displayIcon;
-  const std::u16string publisher = ReadRegistryValue(subKey, u"Publisher");
-  app.UninstallString = ReadRegistryValue(subKey, u"UninstallString");
-
-  // Neither the update filter nor an uninstall command is asked for: the installer can always remove it.
-  if (app.DisplayName.empty() || publisher == ExcludedPublisher) return;
-  app.rootKeyStr = subKey.rootName;
-  app.subKeyPath = subKey.path;
-  app.architecture = uninstallKey.view;
-  AddOrMergeApp(list, std::move(app));
+  ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, subKey, u"DisplayIcon");
+  const std::u16string publisher = ReadDecider(observer, subKey, u"Publisher");
+  ReadField(observer, app.UninstallString, AppField::UninstallString, subKey, u"UninstallString");
+  const Verdict verdict = JudgeManagedEntry(app, publisher);
+  return HandOn(verdict, subKey, std::move(app), list);
 }
 
 void ScanUninstallKey(const RegistryKey* uninstallKey, const RegistryKey& productsKey, AppList& list) {
   if (!uninstallKey) return;
   for (const std::u16string& name : ListSubKeyNames(*uninstallKey)) {
-    const auto subKey = OpenKeyInView(*uninstallKey, name, uninstallKey->view);
-    if (!subKey || IsFlagSet(*subKey, u"SystemComponent")) continue;
-    if (IsFlagSet(*subKey, u"WindowsInstaller")) {
-      ReadInstallerUninstallEntry(name, productsKey, *subKey, *uninstallKey, list);
-    } else {
-      ReadPlainUninstallEntry(*subKey, name, *uninstallKey, list);
-    }
+    Tell(list.observer, EntryBegun{Place::UninstallKey, *uninstallKey, name, uninstallKey->view});
+    const Verdict verdict = ReadUninstallEntry(*uninstallKey, name, productsKey, list);
+    Tell(list.observer, EntryJudged{verdict});
   }
 }
 

@@ -20,17 +20,26 @@ namespace kestrelbay {
  */
 void ScanUninstallKey(const RegistryKey* uninstallKey, const RegistryKey& productsKey, AppList& list);
 
-/** Treats one entry that the installer does not manage. */
-void ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName,
-                             const RegistryKey& uninstallKey, AppList& list);
+/** Treats one entry that the installer does not manage. @return Accepted when a record was handed on */
+Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName, AppList& list);
 
-/** Treats one entry that the installer manages: its product key, where there is one, names it first. */
-void ReadInstallerUninstallEntry(const std::u16string& subKeyName, const RegistryKey& productsKey,
-                                 const RegistryKey& subKey, const RegistryKey& uninstallKey, AppList& list);
+/**
+ * Treats one entry that the installer manages: its product key, where there is one, names it first.
+ * @return Accepted when a record was handed on
+ */
+Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const RegistryKey& productsKey,
+                                    const RegistryKey& subKey, AppList& list);
 
-/** Whether an entry is an update of an application and not one itself. Comparisons are exact. */
-bool IsUpdateEntry(std::u16string_view subKeyName, std::u16string_view parentKeyName,
-                   std::u16string_view releaseType);
+/** The filters of an entry that the installer manages, in their order. */
+Verdict JudgeManagedEntry(const InstalledAppInfo& app, std::u16string_view publisher);
+
+/** Where the verdict accepts it, hands a record on that stands for this key. @return the verdict */
+Verdict HandOn(Verdict verdict, const RegistryKey& key, InstalledAppInfo&& app, AppList& list);
+
+/** Whether an entry is an update of an application and not one itself, else Accepted. Comparisons are exact.
+ */
+Verdict JudgeUpdate(std::u16string_view subKeyName, std::u16string_view parentKeyName,
+                    std::u16string_view releaseType);
 
 /**
  * Packs a product code, a GUID in its registry form, into the name under which product keys stand.
@@ -39,6 +48,6 @@ bool IsUpdateEntry(std::u16string_view subKeyName, std::u16string_view parentKey
 std::u16string PackProductCode(std::u16string_view productCode);
 
 /** Whether a flag value such as SystemComponent is set: its text begins with the number 1. */
-bool IsFlagSet(const RegistryKey& key, const char16_t* name);
+bool IsFlagSet(const std::u16string& text);
 
 }  // namespace kestrelbay

@@ -37,29 +37,34 @@ TEST(PackProductCode, TextOfAnotherFormHasNone) {
   }
 }
 
-TEST(IsUpdateEntry, KnowsKnowledgeBaseNamesByTheWholeName) {
-  EXPECT_TRUE(IsUpdateEntry(u"KB123456", u"", u""));
-  EXPECT_TRUE(IsUpdateEntry(u"KB000000", u"", u""));
+TEST(JudgeUpdate, KnowsKnowledgeBaseNamesByTheWholeName) {
+  EXPECT_EQ(JudgeUpdate(u"KB123456", u"", u""), Verdict::KnowledgeBaseName);
+  EXPECT_EQ(JudgeUpdate(u"KB000000", u"", u""), Verdict::KnowledgeBaseName);
   for (const char16_t* name : {u"KB1234567", u"KB12345", u"kb123456", u"Windows6.1-KB123456", u"KB12345a",
                                u"KB", u"", u"KB123456 ", u"KB12345\uFF16"}) {
-    EXPECT_FALSE(IsUpdateEntry(name, u"", u""));
+    EXPECT_EQ(JudgeUpdate(name, u"", u""), Verdict::Accepted);
   }
 }
 
-TEST(IsUpdateEntry, AnyParentKeyNameCounts) {
-  EXPECT_TRUE(IsUpdateEntry(u"App", u"OperatingSystem", u""));
-  EXPECT_TRUE(IsUpdateEntry(u"App", u" ", u""));
-  EXPECT_FALSE(IsUpdateEntry(u"App", u"", u""));
+TEST(JudgeUpdate, AnyParentKeyNameCounts) {
+  EXPECT_EQ(JudgeUpdate(u"App", u"OperatingSystem", u""), Verdict::HasParent);
+  EXPECT_EQ(JudgeUpdate(u"App", u" ", u""), Verdict::HasParent);
+  EXPECT_EQ(JudgeUpdate(u"App", u"", u""), Verdict::Accepted);
 }
 
-TEST(IsUpdateEntry, ThreeReleaseTypesCountExactly) {
+TEST(JudgeUpdate, ThreeReleaseTypesCountExactly) {
   for (const char16_t* type : {u"Security Update", u"Update Rollup", u"Hotfix"}) {
-    EXPECT_TRUE(IsUpdateEntry(u"App", u"", type));
+    EXPECT_EQ(JudgeUpdate(u"App", u"", type), Verdict::UpdateRelease);
   }
   for (const char16_t* type :
        {u"security update", u"Update rollup", u"HOTFIX", u"Hotfix ", u"Update", u"Service Pack"}) {
-    EXPECT_FALSE(IsUpdateEntry(u"App", u"", type));
+    EXPECT_EQ(JudgeUpdate(u"App", u"", type), Verdict::Accepted);
   }
+}
+
+TEST(JudgeUpdate, NamesComeBeforeParentsAndTheseBeforeReleases) {
+  EXPECT_EQ(JudgeUpdate(u"KB123456", u"Parent", u"Hotfix"), Verdict::KnowledgeBaseName);
+  EXPECT_EQ(JudgeUpdate(u"App", u"Parent", u"Hotfix"), Verdict::HasParent);
 }
 
 class ManagedEntry : public OnMachine {

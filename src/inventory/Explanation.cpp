@@ -1,0 +1,180 @@
+#include "inventory/Explanation.h"
+
+#include <unordered_map>
+
+#include "frame/CommonFunc.h"
+#include "inventory/InventoryScan.h"
+
+namespace kestrelbay {
+namespace {
+
+using Sources = std::array<std::optional<FieldSource>, kAppFieldCount>;
+
+constexpr std::size_t Index(AppField field) { return static_cast<std::size_t>(field); }
+
+KeyPlace PlaceOf(const RegistryKey& key) {
+  return {WideToUtf8(key.rootName), WideToUtf8(key.path), key.view};
+}
+
+KeyPlace PlaceBelow(const RegistryKey& parent, const std::u16string& path, RegistryView view) {
+  const std::string above = parent.path.empty() ? "" : WideToUtf8(parent.path) + '\\';
+  return {WideToUtf8(parent.rootName), above + WideToUtf8(path), view};
+}
+
+// Takes an explanation down while the scan runs.
+class Recorder {
+ public:
+  explicit Recorder(Explanation& target) : explanation(target) {}
+
+  void operator()(const PlaceTried& tried) {
+    ExplainedKey& key = explanation.keys.emplace_back();
+    key.place = tried.place;
+    key.key = PlaceBelow(tried.key.parent, tried.key.path, tried.key.view);
+    key.view = tried.key.view;
+    key.status = tried.key.status;
+    key.fate = tried.key.status == 0 ? Fate::Searched : Fate::Unread;
+    if (tried.key.status != 0) key.verdict = Verdict::Unopened;
+  }
+
+  void operator()(const EntryBegun& begun) {
+    ExplainedKey& key = explanation.keys.emplace_back();
+    key.place = begun.place;
+    key.isEntry = true;
+    key.key = PlaceBelow(begun.key, begun.name, begun.key.view);
+    key.name = WideToUtf8(begun.name);
+    key.view = begun.view;
+    parent = &begun.key;
+    sources = {};
+  }
+
+  void operator()(const KeyTried& tried) {
+    const KeyPlace place = PlaceBelow(tried.parent, tried.path, tried.view);
+    Current().opens.push_back({place, tried.status});
+    if (place.root == Current().key.root && place.path == Current().key.path) Current().status = tried.status;
+  }
+
+  void operator()(const ValueRead& read) {
+    const KeyPlace place = PlaceOf(read.key);
+    const std::string name = WideToUtf8(read.name);
+    Current().values.push_back({place, name, WideToUtf8(read.text), read.found, read.field});
+    if (read.field == AppField::DisplayName) Current().displayName = Current().values.back().text;
+    if (read.field) sources[Index(*read.field)] = {place, name};
+  }
+
+  void operator()(const KeyTaken& taken) {
+    for (const AppField field : {AppField::RegistryKey, AppField::Architecture, AppField::LastWriteTime}) {
+      sources[Index(field)] = {PlaceOf(taken.key), ""};
+    }
+  }
+
+  void operator()(const BranchJudged& branch) {
+    Current().branches.push_back({WideToUtf8(branch.sid), branch.verdict});
+    // What a branch that yields nothing gave is in no record.
+    if (branch.verdict != Verdict::Accepted) sources = {};
+  }
+
+  void operator()(const RecordAdded& record) {
+    const std::size_t index = explanation.keys.size() - 1;
+    Current().agreement = record.agreement;
+    if (record.earlier) Meet(keyOfRecord.at(record.earlier), record.agreement, index);
+    keyOfRecord[&record.added] = index;
+    sourcesOfKey[index] = sources;
+  }
+
+  void operator()(const EntryJudged& judged) {
+    ExplainedKey& key = Current();
+    key.verdict = judged.verdict;
+    key.fate = judged.verdict == Verdict::Accepted   ? Fate::Listed
+               : judged.verdict == Verdict::Unopened ? Fate::Unread
+                                                     : Fate::LeftOut;
+    NameCurrent();
+  }
+
+  void operator()(const ProductsUnread& unread) {
+    for (const std::u16string& name : ListSubKeyNames(unread.userProducts)) {
+      (*this)(EntryBegun{Place::UserProducts, unread.userProducts, name, unread.view});
+      Current().verdict = Verdict::UserDataUnopened;
+      Current().fate = Fate::Unread;
+      NameCurrent();
+    }
+  }
+
+  /** @param records  all that the scan made, in its order */
+  void TakeRecords(const InstalledAppList& records) {
+    std::vector<std::size_t> keys;
+    for (std::size_t index = 0; index < explanation.keys.size(); ++index) {
+      if (explanation.keys[index].fate == Fate::Listed) keys.push_back(index);
+    }
+    for (const std::uint32_t at : OrderByName(records)) {
+      explanation.records.push_back(Explain(records[at], keys.at(at)));
+    }
+  }
+
+ private:
+  ExplainedKey& Current() { return explanation.keys.back(); }
+
+  // A person asks by name, also for an entry that the scan left before it came to the name.
+  void NameCurrent() {
+    ExplainedKey& key = Current();
+    if (!key.displayName.empty()) return;
+    const auto opened = OpenKeyInView(*parent, Utf8ToWide(key.name), parent->view);
+    if (!opened) return;
+    const bool isProduct = key.place == Place::UserProducts;
+    key.displayName = WideToUtf8(ReadRegistryValue(*opened, isProduct ? u"ProductName" : u"DisplayName"));
+  }
+
+  // The newcomer, at `index`, met the record of the key at `earlier`.
+  void Meet(std::size_t earlier, const Agreement& agreement, std::size_t index) {
+    Current().earlier = earlier;
+    const Sources& sourcesOfEarlier = sourcesOfKey.at(earlier);
+    for (std::size_t field = 0; field < kAppFieldCount; ++field) {
+      if (agreement.filled[field]) sources[field] = sourcesOfEarlier[field];
+    }
+    if (agreement.disagreement) return;
+    explanation.keys[earlier].mergedInto = index;
+    explanation.keys[earlier].fate = Fate::Merged;
+  }
+
+  ExplainedRecord Explain(const InstalledAppInfo& app, std::size_t key) const {
+    ExplainedRecord record;
+    record.key = key;
+    const auto set = [&](AppField field, const std::u16string& text) {
+      record.fields[Index(field)] = {WideToUtf8(text), text.empty() ? std::nullopt : SourceOf(key, field)};
+    };
+    set(AppField::DisplayName, app.DisplayName);
+    set(AppField::InstallLocation, app.InstallLocation);
+    set(AppField::DisplayVersion, app.DisplayVersion);
+    set(AppField::UninstallString, app.UninstallString);
+    set(AppField::RegistryKey, app.rootKeyStr + u'\\' + app.subKeyPath);
+    set(AppField::DisplayIcon, app.DisplayIcon);
+    set(AppField::InstallDate, app.InstallDate);
+    set(AppField::LastWriteTime, app.LastWriteTime);
+    record.fields[Index(AppField::Architecture)] = {std::to_string(app.architecture),
+                                                    SourceOf(key, AppField::Architecture)};
+    return record;
+  }
+
+  std::optional<FieldSource> SourceOf(std::size_t key, AppField field) const {
+    return sourcesOfKey.at(key)[Index(field)];
+  }
+
+  Explanation& explanation;
+  const RegistryKey* parent = nullptr;  // of the entry that is being read
+  Sources sources;                      // of the record that is being read
+  std::unordered_map<std::size_t, Sources> sourcesOfKey;
+  std::unordered_map<const InstalledAppInfo*, std::size_t> keyOfRecord;
+};
+
+}  // namespace
+
+Explanation ExplainInstalledApps() {
+  Explanation explanation;
+  Recorder recorder(explanation);
+  const ScanObserver observer = [&](const ScanEvent& event) { std::visit(recorder, event); };
+  AppList list(&observer);
+  ScanInventory(list);
+  recorder.TakeRecords(list.Take());
+  return explanation;
+}
+
+}  // namespace kestrelbay

@@ -1,0 +1,33 @@
+#include "inventory/InventoryScan.h"
+
+#include "frame/LoadTimeObjects.h"
+#include "inventory/InstallerProductsScanner.h"
+#include "inventory/ObservedReads.h"
+#include "inventory/UninstallKeyScanner.h"
+
+namespace kestrelbay {
+namespace {
+
+std::unique_ptr<RegistryKey> OpenUninstallKey(const ScanObserver* observer, RegistryView view) {
+  return OpenPlace(observer, Place::UninstallKey, LocalMachineRoot(), UninstallKeyPath, view);
+}
+
+void ScanMachine(const RegistryKey& productsKey, AppList& list) {
+  const auto uninstallKey32 = OpenUninstallKey(list.observer, k32BitView);
+  ScanUninstallKey(uninstallKey32.get(), productsKey, list);
+  const auto uninstallKey64 = OpenUninstallKey(list.observer, k64BitView);
+  ScanUninstallKey(uninstallKey64.get(), productsKey, list);
+}
+
+}  // namespace
+
+void ScanInventory(AppList& list) {
+  const auto productsKey = OpenPlace(list.observer, Place::InstallerProducts, LocalMachineRoot(),
+                                     InstallerClassesPath, kDefaultView);
+  // Without this key the whole inventory is empty, the users' hives included, and that is meant.
+  if (!productsKey) return;
+  ScanMachine(*productsKey, list);
+  ScanUserHives(list, *productsKey);
+}
+
+}  // namespace kestrelbay

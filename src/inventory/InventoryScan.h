@@ -1,0 +1,11 @@
+/** Which keys an inventory reads, and in which order. */
+#pragma once
+
+#include "inventory/AppList.h"
+
+namespace kestrelbay {
+
+/** Fills an empty list with everything that is installed, in the order of the scan. */
+void ScanInventory(AppList& list);
+
+}  // namespace kestrelbay

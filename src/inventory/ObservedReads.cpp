@@ -1,0 +1,46 @@
+#include "inventory/ObservedReads.h"
+
+namespace kestrelbay {
+std::unique_ptr<RegistryKey> OpenEntryKey(const ScanObserver* observer, const RegistryKey& parent,
+                                          const std::u16string& path, RegistryView view) {
+  platform::LSTATUS status = 0;
+  auto key = OpenKeyInView(parent, path, view, &status);
+  Tell(observer, KeyTried{parent, path, view, status});
+  return key;
+}
+
+std::unique_ptr<RegistryKey> OpenPlace(const ScanObserver* observer, Place place, const RegistryKey& root,
+                                       const std::u16string& path, RegistryView view) {
+  platform::LSTATUS status = 0;
+  auto key = OpenKeyInView(root, path, view, &status);
+  Tell(observer, PlaceTried{place, {root, path, view, status}});
+  return key;
+}
+
+std::u16string ReadDecider(const ScanObserver* observer, const RegistryKey& key, const char16_t* name) {
+  if (!observer) return ReadRegistryValue(key, name);
+  ValueFound found;
+  std::u16string text = ReadRegistryValue(key, name, &found);
+  (*observer)(ValueRead{key, name, text, found, std::nullopt});
+  return text;
+}
+
+void ReadField(const ScanObserver* observer, std::u16string& fieldText, AppField field,
+               const RegistryKey& key, const char16_t* name) {
+  ValueFound found;
+  std::u16string text = ReadRegistryValue(key, name, observer ? &found : nullptr);
+  const bool takes = fieldText.empty() && !text.empty();
+  if (observer) {
+    (*observer)(ValueRead{key, name, text, found, takes ? std::optional(field) : std::nullopt});
+  }
+  if (takes) fieldText = std::move(text);
+}
+
+void TakeKey(const ScanObserver* observer, InstalledAppInfo& app, const RegistryKey& key) {
+  app.rootKeyStr = key.rootName;
+  app.subKeyPath = key.path;
+  app.architecture = key.view;
+  Tell(observer, KeyTaken{key});
+}
+
+}  // namespace kestrelbay

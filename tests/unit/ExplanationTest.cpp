@@ -1,0 +1,234 @@
+#include "inventory/Explanation.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+
+#include "OnMachine.h"
+#include "frame/LoadTimeObjects.h"
+#include "inventory/InstalledApps.h"
+
+namespace kestrelbay {
+namespace {
+
+using testing::ElementsAre;
+
+const std::u16string kCode = u"{12345678-ABCD-EF01-2345-6789ABCDEF01}";
+const std::u16string kPacked = u"87654321DCBA10FE32547698BADCFE10";
+const std::u16string kHive = u"HKEY_USERS\\S-1-5-21-1\\";
+/** The hive of the machine's own user, which comes last. */
+constexpr std::string_view kOwnHive = "S-1-5-21-1000000001-";
+const std::string kUninstall = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
+
+class Explained : public OnMachine {
+ protected:
+  Explained() { machine.registry.CreateKey(kProductsPath); }
+
+  void AddEntry(const std::u16string& name, const Texts& values) {
+    SetTexts(kUninstall64Path + u"\\" + name, values);
+  }
+
+  void AddApp(const std::u16string& root, const std::u16string& name, const Texts& more = {}) {
+    SetTexts(root + u"\\" + name, {{u"DisplayName", u"App"}, {u"UninstallString", u"u.exe"}});
+    SetTexts(root + u"\\" + name, more);
+  }
+
+  /** The explanation of the first entry of that name that is looked at through the view. */
+  const ExplainedKey& Entry(const std::string& name, std::optional<RegistryView> view = {}) {
+    explanation = ExplainInstalledApps();
+    const auto found = std::ranges::find_if(explanation.keys, [&](const ExplainedKey& key) {
+      return key.name == name && (!view || key.view == *view);
+    });
+    EXPECT_NE(found, explanation.keys.end()) << name;
+    return found == explanation.keys.end() ? none : *found;
+  }
+
+  Verdict VerdictOf(const std::u16string& name, const Texts& values) {
+    AddEntry(name, values);
+    return Entry(std::string(name.begin(), name.end())).verdict;
+  }
+
+  const ExplainedField& Field(AppField field, std::size_t record = 0) const {
+    return explanation.records.at(record).fields[static_cast<std::size_t>(field)];
+  }
+
+  Explanation explanation;
+  const ExplainedKey none;
+};
+
+TEST_F(Explained, EveryFilterHasAVerdictOfItsOwn) {
+  const Texts app = {{u"DisplayName", u"App"}, {u"UninstallString", u"u"}};
+  const auto with = [&](const char16_t* name, const std::u16string& text) {
+    Texts values = app;
+    values.emplace_back(name, text);
+    return values;
+  };
+  EXPECT_EQ(VerdictOf(u"a", app), Verdict::Accepted);
+  EXPECT_EQ(VerdictOf(u"b", with(u"SystemComponent", u"1")), Verdict::SystemComponent);
+  EXPECT_EQ(VerdictOf(u"c", {{u"DisplayName", u"App"}}), Verdict::NoUninstallString);
+  EXPECT_EQ(VerdictOf(u"d", {{u"UninstallString", u"u"}}), Verdict::NoName);
+  EXPECT_EQ(VerdictOf(u"e", with(u"Publisher", ExcludedPublisher)), Verdict::PublisherExcluded);
+  EXPECT_EQ(VerdictOf(u"KB123456", app), Verdict::KnowledgeBaseName);
+  EXPECT_EQ(VerdictOf(u"g", with(u"ParentKeyName", u"x")), Verdict::HasParent);
+  EXPECT_EQ(VerdictOf(u"h", with(u"ReleaseType", u"Hotfix")), Verdict::UpdateRelease);
+  EXPECT_EQ(VerdictOf(u"i", {{u"WindowsInstaller", u"1"}}), Verdict::NoName);
+  EXPECT_EQ(VerdictOf(u"j", {{u"WindowsInstaller", u"1"}, {u"DisplayName", u"App"}}), Verdict::Accepted);
+}
+
+TEST_F(Explained, KeysStandInTheOrderOfTheScan) {
+  AddApp(kUninstall32Path, u"Narrow");
+  AddApp(kUninstall64Path, u"Wide");
+  machine.registry.CreateKey(kHive + u"Software");
+  explanation = ExplainInstalledApps();
+  std::vector<std::string> keys;
+  for (const ExplainedKey& key : explanation.keys) {
+    if (key.key.path.starts_with(kOwnHive)) continue;
+    keys.push_back(key.key.root + '\\' + key.key.path + ' ' + std::to_string(key.view));
+  }
+  EXPECT_THAT(keys, ElementsAre("HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products 0",
+                                "HKEY_LOCAL_MACHINE\\" + kUninstall + " 1",
+                                "HKEY_LOCAL_MACHINE\\" + kUninstall + "\\Narrow 1",
+                                "HKEY_LOCAL_MACHINE\\" + kUninstall + " 2",
+                                "HKEY_LOCAL_MACHINE\\" + kUninstall + "\\Wide 2",
+                                "HKEY_USERS\\S-1-5-21-1\\" + kUninstall + " 0",
+                                "HKEY_USERS\\S-1-5-21-1\\Software\\Microsoft\\Installer\\Products 0"));
+}
+
+TEST(ExplainedWithoutProducts, MissingProductsKeyIsAllThatIsLookedAt) {
+  simulated::Machine& bare = simulated::Machine::Use(std::make_unique<simulated::Machine>());
+  bare.registry.SetText(kUninstall64Path + u"\\a", u"DisplayName", u"App");
+  const Explanation explanation = ExplainInstalledApps();
+  ASSERT_EQ(explanation.keys.size(), 1U);
+  EXPECT_EQ(explanation.keys[0].place, Place::InstallerProducts);
+  EXPECT_EQ(explanation.keys[0].fate, Fate::Unread);
+  EXPECT_EQ(explanation.keys[0].status, 2);
+}
+
+TEST_F(Explained, HiveWithoutThePathIsUnread) {
+  explanation = ExplainInstalledApps();
+  const ExplainedKey& last = explanation.keys.back();
+  EXPECT_TRUE(last.key.path.starts_with(kOwnHive));
+  EXPECT_EQ(last.place, Place::UserProducts);
+  EXPECT_FALSE(last.isEntry);
+  EXPECT_EQ(last.fate, Fate::Unread);
+  EXPECT_EQ(last.status, 2);
+}
+
+TEST_F(Explained, EntryThatCannotBeOpenedTellsWhy) {
+  AddApp(kUninstall64Path, u"a");
+  machine.registry.Deny(kUninstall64Path + u"\\a", kAllReading);
+  const ExplainedKey& key = Entry("a");
+  EXPECT_EQ(key.fate, Fate::Unread);
+  EXPECT_EQ(key.verdict, Verdict::Unopened);
+  EXPECT_EQ(key.status, 5);
+}
+
+TEST_F(Explained, ValuesTellWhatTheyWereBeforeTheyWereTexts) {
+  AddApp(kUninstall64Path, u"a", {{u"DisplayVersion", std::u16string(300, u'x')}});
+  SetBytes(kUninstall64Path + u"\\a", u"InstallDate", 3, {1, 2, 3});
+  const ExplainedKey& key = Entry("a");
+  const auto found = [&](const char* name) {
+    return std::ranges::find(key.values, name, &ExplainedValue::name)->found;
+  };
+  EXPECT_EQ(found("DisplayVersion").status, 234);
+  EXPECT_GE(found("DisplayVersion").bytes, 600U);
+  EXPECT_EQ(found("InstallDate").status, 0);
+  EXPECT_EQ(found("InstallDate").type, 3U);
+  EXPECT_EQ(found("InstallLocation").status, 2);
+}
+
+TEST_F(Explained, NameAndIconOfAManagedEntryComeFromItsProductKey) {
+  SetTexts(kProductsPath + u"\\" + kPacked, {{u"ProductName", u"Product"}});
+  AddEntry(kCode, {{u"WindowsInstaller", u"1"}, {u"DisplayName", u"App"}, {u"DisplayIcon", u"a.ico"}});
+  const ExplainedKey& key = Entry(std::string(kCode.begin(), kCode.end()));
+  EXPECT_EQ(key.fate, Fate::Listed);
+  ASSERT_EQ(key.opens.size(), 2U);
+  EXPECT_EQ(Field(AppField::DisplayName).text, "Product");
+  EXPECT_EQ(Field(AppField::DisplayName).source->value, "ProductName");
+  EXPECT_EQ(Field(AppField::DisplayName).source->key.path, key.opens[1].key.path);
+  EXPECT_EQ(Field(AppField::DisplayIcon).source->value, "DisplayIcon");
+  EXPECT_EQ(Field(AppField::DisplayIcon).source->key.path, key.key.path);
+}
+
+TEST_F(Explained, MergedRecordTellsTheSourcesOfBoth) {
+  SetTexts(kUninstall32Path + u"\\First",
+           {{u"DisplayName", u"App"}, {u"UninstallString", u"u.exe"}, {u"InstallLocation", u"C:\\App"}});
+  SetTexts(kHive + u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Second",
+           {{u"DisplayName", u"App"}, {u"WindowsInstaller", u"1"}, {u"DisplayVersion", u"2"}});
+  const ExplainedKey& first = Entry("First");
+  ASSERT_EQ(first.fate, Fate::Merged);
+  const ExplainedKey& second = explanation.keys.at(*first.mergedInto);
+  EXPECT_EQ(second.name, "Second");
+  EXPECT_EQ(second.fate, Fate::Listed);
+  EXPECT_EQ(&explanation.keys.at(*second.earlier), &first);
+  EXPECT_FALSE(second.agreement.disagreement);
+  EXPECT_EQ(Field(AppField::InstallLocation).source->key.path, first.key.path);
+  EXPECT_EQ(Field(AppField::UninstallString).source->key.path, first.key.path);
+  EXPECT_EQ(Field(AppField::RegistryKey).source->key.path, first.key.path);
+  EXPECT_EQ(Field(AppField::Architecture).source->key.view, 1);
+  EXPECT_EQ(Field(AppField::DisplayVersion).source->key.path, second.key.path);
+  EXPECT_EQ(Field(AppField::LastWriteTime).source->key.path, second.key.path);
+}
+
+TEST_F(Explained, RecordsThatDisagreeTellInWhatAndKeepWhatTheyTook) {
+  AddApp(kUninstall64Path, u"1", {{u"InstallLocation", u"C:\\App"}, {u"DisplayVersion", u"1"}});
+  AddApp(kUninstall64Path, u"2", {{u"DisplayVersion", u"2"}});
+  const ExplainedKey& second = Entry("2");
+  EXPECT_EQ(explanation.records.size(), 2U);
+  EXPECT_EQ(second.agreement.disagreement, AppField::DisplayVersion);
+  EXPECT_TRUE(second.agreement.filled[static_cast<std::size_t>(AppField::InstallLocation)]);
+  EXPECT_EQ(explanation.keys.at(*second.earlier).name, "1");
+  EXPECT_EQ(explanation.keys.at(*second.earlier).fate, Fate::Listed);
+  EXPECT_TRUE(Field(AppField::InstallLocation, 1).source->key.path.ends_with("\\1"));
+}
+
+TEST_F(Explained, EntryLeftOutBeforeItsNameWasReadIsNamedAllTheSame) {
+  AddApp(kUninstall64Path, u"a", {{u"SystemComponent", u"1"}});
+  const ExplainedKey& key = Entry("a");
+  EXPECT_EQ(key.displayName, "App");
+  EXPECT_EQ(key.values.size(), 1U);
+}
+
+TEST_F(Explained, UsersProductTellsOfEachBranchThatWasTried) {
+  const std::u16string products = u"\\Products\\" + kPacked + u"\\InstallProperties";
+  SetTexts(kHive + u"Software\\Microsoft\\Installer\\Products\\" + kPacked, {{u"ProductName", u"Product"}});
+  machine.registry.CreateKey(kUserData64Path + u"\\S-1-5-18" + products);
+  SetTexts(kUserData64Path + u"\\S-1-5-21-1" + products, {{u"SystemComponent", u"1"}});
+  machine.registry.CreateKey(kUserData64Path + u"\\S-1-5-21-2");
+  SetTexts(kUserData64Path + u"\\S-1-5-21-3" + products, {{u"Publisher", ExcludedPublisher}});
+  SetTexts(kUserData64Path + u"\\S-1-5-21-4" + products, {{u"DisplayVersion", u"4"}});
+  const ExplainedKey& key = Entry(std::string(kPacked.begin(), kPacked.end()), k64BitView);
+  EXPECT_EQ(key.fate, Fate::Listed);
+  std::vector<Verdict> verdicts;
+  std::ranges::transform(key.branches, std::back_inserter(verdicts), &ExplainedBranch::verdict);
+  EXPECT_THAT(verdicts, ElementsAre(Verdict::MachineBranch, Verdict::SystemComponent, Verdict::BranchUnopened,
+                                    Verdict::PublisherExcluded, Verdict::Accepted));
+  EXPECT_TRUE(Field(AppField::DisplayVersion).source->key.path.find("S-1-5-21-4") != std::string::npos);
+}
+
+TEST_F(Explained, UsersProductIsUnreadInAViewWithoutUserData) {
+  SetTexts(kHive + u"Software\\Microsoft\\Installer\\Products\\" + kPacked, {{u"ProductName", u"Product"}});
+  machine.registry.CreateKey(kUserData64Path);
+  explanation = ExplainInstalledApps();
+  std::vector<Verdict> verdicts;
+  for (const ExplainedKey& key : explanation.keys) {
+    if (key.isEntry) verdicts.push_back(key.verdict);
+  }
+  EXPECT_THAT(verdicts, ElementsAre(Verdict::UserDataUnopened, Verdict::InNoBranch));
+}
+
+TEST_F(Explained, AScanIsNotChangedByBeingObserved) {
+  SetTexts(kProductsPath + u"\\" + kPacked, {{u"ProductName", u"Product"}});
+  AddApp(kUninstall32Path, u"a");
+  AddApp(kUninstall64Path, u"b");
+  AddEntry(kCode, {{u"WindowsInstaller", u"1"}});
+  const auto registryCalls = [&](const std::function<void()>& action) {
+    std::vector<std::string> calls = CallsOf(action);
+    std::erase_if(calls, [](const std::string& call) { return !call.starts_with("Reg"); });
+    return calls;
+  };
+  EXPECT_EQ(registryCalls([] { ExplainInstalledApps(); }), registryCalls([] { ScanInstalledApps(); }));
+}
+
+}  // namespace
+}  // namespace kestrelbay
