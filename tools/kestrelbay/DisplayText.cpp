@@ -5,6 +5,7 @@
 #include <span>
 
 #include "CharacterWidths.h"
+#include "Host.h"
 
 namespace host {
 namespace {
@@ -81,6 +82,13 @@ int CellsOf(char32_t code) {
   return Contains(kTwoCells, code) ? 2 : 1;
 }
 
+bool IsBlank(char32_t code) {
+  const bool isAscii = code == ' ' || (code >= '\t' && code <= '\r');
+  const bool isWide =
+      (code >= 0x2000 && code <= 0x200D) || code == 0x202F || code == 0x205F || code == 0x3000;
+  return isAscii || isWide || code == 0xA0 || code == 0xAD || code == 0x2060 || code == 0xFEFF;
+}
+
 bool IsPlain(char c) { return c >= 0x20 && c < 0x7F; }
 
 }  // namespace
@@ -107,6 +115,15 @@ std::string CutToWidth(std::string_view text, int cells) {
     if (used > cells) return std::string(text.substr(0, kept)).append(kEllipsis);
   }
   return std::string(text);
+}
+
+std::string WithoutCaseAndBlanks(std::string_view text) {
+  std::string folded;
+  for (std::size_t at = 0; at < text.size();) {
+    const char32_t code = NextCharacter(text, at);
+    if (!IsBlank(code)) Append(folded, ToLower(code));
+  }
+  return folded;
 }
 
 }  // namespace host

@@ -63,6 +63,9 @@ std::string ReadInput();
 /** UTF-8 of a text in the system's ANSI code page. */
 std::string FromAnsi(std::string_view text);
 
+/** The small letter of a character; the character itself where it has none. */
+char32_t ToLower(char32_t character);
+
 /**
  * Makes the library act on a machine.
  * @param directory  a described machine, whose changes last; nothing for the machine at hand: this computer,

@@ -4,9 +4,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <clocale>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <cwctype>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -139,6 +141,13 @@ std::string ReadInput() {
 }
 
 std::string FromAnsi(std::string_view text) { return std::string(text); }
+
+char32_t ToLower(char32_t character) {
+  // The process's own locale stays "C", which the library's texts depend on.
+  static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  if (unicode == locale_t{}) return character;
+  return static_cast<char32_t>(towlower_l(static_cast<wint_t>(character), unicode));
+}
 
 void OpenMachine(const std::optional<std::string>& directory, const LoadObserver& observer) {
   const simulated::LoadObserver told{observer.progress, observer.warning};

@@ -159,6 +159,13 @@ std::string ReadInput() {
 
 std::string FromAnsi(std::string_view text) { return ToUtf8(ToWide(CP_ACP, text)); }
 
+char32_t ToLower(char32_t character) {
+  if (character > 0xFFFF) return character;
+  // A pointer that is only a character asks for that character.
+  const auto unit = reinterpret_cast<wchar_t*>(static_cast<ULONG_PTR>(character));
+  return static_cast<char32_t>(reinterpret_cast<ULONG_PTR>(CharLowerW(unit)) & 0xFFFF);
+}
+
 void OpenMachine(const std::optional<std::string>& directory, const LoadObserver&) {
   if (!directory) return;
   throw Failure("--machine names a simulated machine, but on Windows this computer is used; leave it out",

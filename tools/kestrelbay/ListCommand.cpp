@@ -1,12 +1,9 @@
-#include <charconv>
-#include <cstdlib>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <span>
 
 #include "Command.h"
 #include "Inventory.h"
-#include "Messages.h"
 #include "Table.h"
 
 namespace host {
@@ -38,17 +35,6 @@ std::string IconSummary(std::string_view iconText) {
   return iconText.starts_with(kPictureStart) ? "PNG" : std::string(iconText);
 }
 
-/** Cells for the table: what COLUMNS says, else the terminal's width, else as many as it takes. */
-int TableColumns() {
-  int columns = 0;
-  if (const char* wish = std::getenv("COLUMNS")) {
-    std::from_chars(wish, wish + std::string_view(wish).size(), columns);
-  }
-  if (columns > 0) return columns;
-  if (!IsTerminal(Stream::Out)) return 0;
-  return TerminalColumns() > 0 ? TerminalColumns() : 80;
-}
-
 Table MakeTable(std::span<const InstalledAppEntry> apps, bool withIcons) {
   std::vector<Column> columns{{"Name", true}, {"Version", true}, {"Arch", false}, {"Installed", true}};
   if (withIcons) columns.push_back({"Icon", true});
@@ -68,7 +54,7 @@ void PrintList(Session& session, bool includeIcons) {
   const Inventory inventory(includeIcons);
   if (session.json) return PrintJson(session.out, inventory.Apps());
   if (!inventory.Apps().empty()) {
-    MakeTable(inventory.Apps(), includeIcons).Print(session.out, {TableColumns(), UsesColour(Stream::Out)});
+    MakeTable(inventory.Apps(), includeIcons).Print(session.out, StyleOfOutput());
     session.out.Write("\n");
   }
   session.out.Write(CountText(inventory.Apps().size()) + ".\n");

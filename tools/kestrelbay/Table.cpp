@@ -1,9 +1,12 @@
 #include "Table.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdlib>
 #include <span>
 
 #include "DisplayText.h"
+#include "Messages.h"
 
 namespace host {
 namespace {
@@ -68,7 +71,20 @@ std::string Line(std::span<const std::string> cells, std::span<const int> widths
   return line;
 }
 
+/** Cells for a table; 0 for as many as it takes. */
+int OutputColumns() {
+  int columns = 0;
+  if (const char* wish = std::getenv("COLUMNS")) {
+    std::from_chars(wish, wish + std::string_view(wish).size(), columns);
+  }
+  if (columns > 0) return columns;
+  if (!IsTerminal(Stream::Out)) return 0;
+  return TerminalColumns() > 0 ? TerminalColumns() : 80;
+}
+
 }  // namespace
+
+TableStyle StyleOfOutput() { return {OutputColumns(), UsesColour(Stream::Out)}; }
 
 Table::Table(std::vector<Column> wanted) : columns(std::move(wanted)) {
   for (const Column& column : columns) widest.push_back(DisplayWidth(column.title));

@@ -20,6 +20,9 @@ struct TableStyle {
   bool colour = false;
 };
 
+/** As standard output takes it: as wide as COLUMNS says, else as the terminal, else of any width. */
+TableStyle StyleOfOutput();
+
 class Table {
  public:
   explicit Table(std::vector<Column> columns);
