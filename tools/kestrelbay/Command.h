@@ -7,6 +7,7 @@
 #include <CLI/App.hpp>
 #include <functional>
 
+#include "Failure.h"
 #include "Output.h"
 
 namespace host {
@@ -18,18 +19,31 @@ struct Session {
   Output& out;
   /** The library's log is printed as it comes. */
   bool logs = false;
+  /** The machine was named on the command line. */
+  bool namesMachine = false;
+  /** How the command ends where nothing failed. */
+  ExitStatus status = kDone;
 };
 
-/** The command that was chosen, with its own options. @throws Failure */
-using Command = std::function<void(Session&)>;
+/** The command that was chosen, with its own options. */
+struct Command {
+  Command() = default;
+  template <class Run>
+  Command(Run action) : run(std::move(action)) {}  // NOLINT: what a command does is the command
+
+  /** @throws Failure */
+  std::function<void(Session&)> run;
+  /** The machine at hand is opened before; a command that opens machines of its own has no need of it. */
+  bool needsMachine = true;
+};
 
 /** Tells the parser of a command, and has it put into `chosen` when it is named on the command line. */
 using AddCommand = void(CLI::App& app, Command& chosen);
 
-AddCommand AddBlocked, AddCapture, AddDecrypt, AddEncrypt, AddFacts, AddForget, AddIcon, AddInstall, AddList,
-    AddReport, AddRoot, AddRun, AddStart, AddUninstall, AddVersion;
-inline constexpr AddCommand* kCommands[] = {AddBlocked, AddCapture, AddDecrypt, AddEncrypt,   AddFacts,
-                                            AddForget,  AddIcon,    AddInstall, AddList,      AddReport,
-                                            AddRoot,    AddRun,     AddStart,   AddUninstall, AddVersion};
+AddCommand AddBlocked, AddCapture, AddDecrypt, AddDiff, AddEncrypt, AddExplain, AddFacts, AddForget, AddIcon,
+    AddInstall, AddList, AddReport, AddRoot, AddRun, AddStart, AddUninstall, AddVersion;
+inline constexpr AddCommand* kCommands[] = {
+    AddBlocked, AddCapture, AddDecrypt, AddDiff, AddEncrypt, AddExplain, AddFacts,     AddForget, AddIcon,
+    AddInstall, AddList,    AddReport,  AddRoot, AddRun,     AddStart,   AddUninstall, AddVersion};
 
 }  // namespace host

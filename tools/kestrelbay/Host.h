@@ -75,6 +75,12 @@ char32_t ToLower(char32_t character);
 void OpenMachine(const std::optional<std::string>& directory, const LoadObserver& observer);
 
 /**
+ * Makes the library act on another simulated machine, to look at it: nothing that is done to it lasts.
+ * @throws Failure, always on Windows
+ */
+void OpenMachineToRead(const std::string& directory, const LoadObserver& observer);
+
+/**
  * Reads a file of the machine that was opened.
  * @param path       whole, as the machine has it
  * @param mostBytes  a larger file is left alone

@@ -44,6 +44,15 @@ fs::path SampleDirectory() {
   return (fs::read_symlink("/proc/self/exe").parent_path() / "../share/kestrelbay/desk").lexically_normal();
 }
 
+void UseMachine(const fs::path& directory, simulated::Changes changes, const LoadObserver& observer) {
+  try {
+    simulated::Machine::Use(
+        simulated::OpenMachine(directory, changes, {observer.progress, observer.warning}));
+  } catch (const simulated::MachineError& error) {
+    throw Failure(error.what());
+  }
+}
+
 constexpr std::size_t kMostInputBytes = 1 << 20;
 /** What a terminal takes in one line. */
 constexpr std::size_t kMostLineBytes = 4096;
@@ -150,14 +159,15 @@ char32_t ToLower(char32_t character) {
 }
 
 void OpenMachine(const std::optional<std::string>& directory, const LoadObserver& observer) {
-  const simulated::LoadObserver told{observer.progress, observer.warning};
-  try {
-    simulated::Machine::Use(
-        directory ? simulated::OpenMachine(*directory, simulated::Changes::Lasting, told)
-                  : simulated::OpenMachine(SampleDirectory(), simulated::Changes::Discarded, told));
-  } catch (const simulated::MachineError& error) {
-    throw Failure(error.what());
+  if (directory) {
+    UseMachine(*directory, simulated::Changes::Lasting, observer);
+  } else {
+    UseMachine(SampleDirectory(), simulated::Changes::Discarded, observer);
   }
+}
+
+void OpenMachineToRead(const std::string& directory, const LoadObserver& observer) {
+  UseMachine(directory, simulated::Changes::Discarded, observer);
 }
 
 std::optional<std::string> ReadMachineFile(const std::string& path, std::size_t mostBytes) {

@@ -172,6 +172,12 @@ void OpenMachine(const std::optional<std::string>& directory, const LoadObserver
                 kWrongUsage);
 }
 
+void OpenMachineToRead(const std::string& directory, const LoadObserver&) {
+  throw Failure(
+      directory +
+      ": a directory, of which Windows makes no machine; name a file saved with: kestrelbay list --json");
+}
+
 std::optional<std::string> ReadMachineFile(const std::string& path, std::size_t mostBytes) {
   const std::filesystem::path file(ToWide(CP_UTF8, path));
   std::error_code error;

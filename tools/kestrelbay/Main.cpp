@@ -79,8 +79,6 @@ Request Read(std::vector<std::string> arguments) {
 void Open(const Options& options) {
   // Shared, because a machine warns of damage for as long as it is used.
   const auto progress = std::make_shared<Progress>("Reading the machine");
-  // The library has nowhere to log to until it is told, and that comes before any other call.
-  InitDllLogger(options.log ? ReportLog : [](const char*, std::int32_t, const char*) {});
   LoadObserver observer;
   observer.progress = [progress](std::uint64_t done, std::uint64_t all) { progress->Update(done, all); };
   observer.warning = [progress](const std::string& line) {
@@ -91,23 +89,25 @@ void Open(const Options& options) {
   progress->Erase();
 }
 
-void Run(std::vector<std::string> arguments) {
+ExitStatus Run(std::vector<std::string> arguments) {
   const Request request = Read(std::move(arguments));
   Output out;
+  Session session{request.options.json, out, request.options.log, request.options.machine.has_value()};
   if (request.text.empty()) {
-    Open(request.options);
-    Session session{request.options.json, out, request.options.log};
-    request.command(session);
+    // The library has nowhere to log to until it is told, and that comes before any other call.
+    InitDllLogger(request.options.log ? ReportLog : [](const char*, std::int32_t, const char*) {});
+    if (request.command.needsMachine) Open(request.options);
+    request.command.run(session);
   } else {
     out.Write(request.text);
   }
   out.Flush();
+  return session.status;
 }
 
 int RunToStatus(std::vector<std::string> arguments) {
   try {
-    Run(std::move(arguments));
-    return kDone;
+    return Run(std::move(arguments));
   } catch (const Failure& failure) {
     ReportError(failure.what());
     return failure.status;

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <random>
 #include <system_error>
 
@@ -64,6 +65,19 @@ std::error_code Save(fs::path path, std::string_view bytes) {
 void SaveFile(const std::string& path, std::string_view bytes) {
   const std::error_code error = Save(FromUtf8(path), bytes);
   if (error) throw Failure("cannot write " + path + ": " + error.message() + "; name another file");
+}
+
+std::string ReadWholeFile(const std::string& path) {
+  errno = 0;
+  std::ifstream file(FromUtf8(path), std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(file), {}};
+  if (file.fail()) throw Failure(path + ": cannot be read: " + LastError().message() + "; name another file");
+  return bytes;
+}
+
+bool IsDirectory(const std::string& path) {
+  std::error_code error;
+  return fs::is_directory(FromUtf8(path), error);
 }
 
 }  // namespace host

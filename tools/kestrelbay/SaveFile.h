@@ -1,4 +1,4 @@
-/** Files that the host writes for a person. */
+/** Files that a person names to the host. Paths are UTF-8. */
 #pragma once
 
 #include <string>
@@ -12,5 +12,10 @@ namespace host {
  * @throws Failure with nothing left behind
  */
 void SaveFile(const std::string& path, std::string_view bytes);
+
+/** @return all its bytes @throws Failure */
+std::string ReadWholeFile(const std::string& path);
+
+bool IsDirectory(const std::string& path);
 
 }  // namespace host

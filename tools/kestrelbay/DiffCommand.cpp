@@ -1,0 +1,150 @@
+#include <algorithm>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "Command.h"
+#include "Failure.h"
+#include "Host.h"
+#include "Inventory.h"
+#include "ListDifference.h"
+#include "Messages.h"
+#include "SaveFile.h"
+#include "SavedList.h"
+#include "Table.h"
+
+namespace host {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+struct DiffOptions {
+  std::string before;
+  std::string after;
+  bool tellsByStatus = false;
+};
+
+std::vector<ListedApp> ListMachine(const std::string& directory) {
+  OpenMachineToRead(directory,
+                    {.progress = {}, .warning = [](const std::string& line) { ReportWarning(line); }});
+  const Inventory inventory(false);
+  std::vector<ListedApp> apps;
+  for (const InstalledAppEntry& app : inventory.Apps()) {
+    apps.push_back({app.displayName, app.installLocation, app.displayVersion, app.displayIcon, app.iconText,
+                    app.installDate, app.lastWriteTime, app.architecture});
+  }
+  return apps;
+}
+
+std::vector<ListedApp> ReadSide(const std::string& path) {
+  return IsDirectory(path) ? ListMachine(path) : ReadSavedList(path);
+}
+
+std::string ChangeName(AppChange change) {
+  if (change == AppChange::Changed) return "changed";
+  return change == AppChange::Gone ? "gone" : "appeared";
+}
+
+Json ToJson(const ListedApp& app) {
+  Json json;
+  for (const ListedText& field : kListedTexts) json[field.name] = app.*field.text;
+  json["architecture"] = app.architecture;
+  return json;
+}
+
+Json FieldsOf(const AppDifference& app) {
+  Json fields = Json::object();
+  for (const FieldDifference& field : app.fields) {
+    const bool isNumber = field.name == "architecture";
+    fields[field.name] = {{"before", isNumber ? Json(std::stoi(field.before)) : Json(field.before)},
+                          {"after", isNumber ? Json(std::stoi(field.after)) : Json(field.after)}};
+  }
+  return fields;
+}
+
+Json ToJson(const ListDifference& difference) {
+  Json json = {{"appeared", Json::array()}, {"gone", Json::array()}, {"changed", Json::array()}};
+  for (const AppDifference& app : difference.apps) {
+    Json entry = ToJson(*app.app);
+    if (app.change == AppChange::Changed) entry = {{"application", entry}, {"fields", FieldsOf(app)}};
+    json[ChangeName(app.change)].push_back(std::move(entry));
+  }
+  json["same"] = difference.same;
+  return json;
+}
+
+std::string Shown(const FieldDifference& field, const std::string& text) {
+  if (field.name == "architecture") return ArchitectureName(std::stoi(text));
+  const bool isPicture = text.starts_with(kPictureStart);
+  return isPicture ? "PNG of " + std::to_string(text.size()) + " characters" : text;
+}
+
+void AddRows(Table& table, const AppDifference& app) {
+  const std::string& version = app.app->displayVersion;
+  const std::string architecture = ArchitectureName(app.app->architecture);
+  std::vector<FieldDifference> fields = app.fields;
+  if (app.change == AppChange::Gone) fields = {{"displayVersion", version, ""}};
+  if (app.change == AppChange::Appeared) fields = {{"displayVersion", "", version}};
+  for (const FieldDifference& field : fields) {
+    table.AddRow({ChangeName(app.change), app.app->displayName, architecture, std::string(field.name),
+                  Shown(field, field.before), Shown(field, field.after)});
+  }
+}
+
+void PrintTable(Output& out, const ListDifference& difference) {
+  Table table({{"What", false},
+               {"Name", true},
+               {"Arch", false},
+               {"Field", false},
+               {"Before", true},
+               {"After", true}});
+  for (const AppDifference& app : difference.apps) AddRows(table, app);
+  if (!difference.apps.empty()) {
+    table.Print(out, StyleOfOutput());
+    out.Write("\n");
+  }
+  const auto count = [&](AppChange change) {
+    return std::to_string(std::ranges::count(difference.apps, change, &AppDifference::change)) + ' ' +
+           ChangeName(change);
+  };
+  out.Write(count(AppChange::Appeared) + ", " + count(AppChange::Gone) + ", " + count(AppChange::Changed) +
+            ", " + std::to_string(difference.same) + " the same.\n");
+}
+
+void PrintDifference(Session& session, const DiffOptions& options) {
+  if (session.namesMachine) {
+    throw Failure("diff is told its machines as BEFORE and AFTER; leave --machine out", kWrongUsage);
+  }
+  const std::vector<ListedApp> before = ReadSide(options.before);
+  const std::vector<ListedApp> after = ReadSide(options.after);
+  // A machine is listed without drawing its icons.
+  const bool includeIcons = !IsDirectory(options.before) && !IsDirectory(options.after);
+  const ListDifference difference = CompareLists(before, after, includeIcons);
+  if (session.json) {
+    session.out.WriteJson(ToJson(difference));
+    session.out.Write("\n");
+  } else {
+    PrintTable(session.out, difference);
+  }
+  if (options.tellsByStatus && !difference.apps.empty()) session.status = kFailed;
+}
+
+}  // namespace
+
+void AddDiff(CLI::App& app, Command& chosen) {
+  CLI::App* command = app.add_subcommand("diff", "Tell what appeared, went or changed between two lists");
+  auto options = std::make_shared<DiffOptions>();
+  const std::string what = "A machine directory, a Windows volume, or a file saved from list --json";
+  command->add_option("BEFORE", options->before, what)->required();
+  command->add_option("AFTER", options->after, what)->required();
+  command->add_flag("--exit-code", options->tellsByStatus,
+                    "End with status 1 where they differ, which is else 0 as well");
+  command->footer(
+      "Applications are paired by their exact name. Of several with one name, those are paired first that\n"
+      "are wholly alike, then those of one architecture and location, of one architecture and version, of\n"
+      "one architecture, of one location, and last what is left, in list order. Icon texts are compared\n"
+      "between two files only. On Windows both must be files.");
+  command->callback(
+      [&chosen, options] { chosen = [options](Session& session) { PrintDifference(session, *options); }; });
+}
+
+}  // namespace host

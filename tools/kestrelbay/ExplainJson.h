@@ -1,0 +1,13 @@
+/** An explanation as a program reads it. */
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+
+#include "ExplainText.h"
+
+namespace host {
+
+/** An object of keys, records and counts; keys refer to one another by their numbers in the scan. */
+nlohmann::ordered_json ToJson(const ExplainedPart& part);
+
+}  // namespace host

@@ -1,0 +1,109 @@
+#include "ListDifference.h"
+
+#include <algorithm>
+#include <map>
+
+namespace host {
+namespace {
+
+using Apps = std::vector<const ListedApp*>;
+
+struct SameName {
+  Apps before;
+  Apps after;
+};
+
+std::vector<FieldDifference> Differences(const ListedApp& before, const ListedApp& after, bool includeIcons) {
+  std::vector<FieldDifference> fields;
+  for (const ListedText& field : kListedTexts) {
+    if (field.text == &ListedApp::iconText && !includeIcons) continue;
+    if (before.*field.text != after.*field.text) {
+      fields.push_back({field.name, before.*field.text, after.*field.text});
+    }
+  }
+  if (before.architecture != after.architecture) {
+    fields.push_back(
+        {"architecture", std::to_string(before.architecture), std::to_string(after.architecture)});
+  }
+  return fields;
+}
+
+bool HaveOne(const std::string ListedApp::*text, const ListedApp& before, const ListedApp& after) {
+  return !(before.*text).empty() && before.*text == after.*text;
+}
+
+using IsPair = bool(const ListedApp& before, const ListedApp& after);
+
+/** What makes two applications of one name the same one, the surest first. */
+constexpr IsPair* kPairings[] = {
+    [](const ListedApp& before, const ListedApp& after) { return Differences(before, after, false).empty(); },
+    [](const ListedApp& before, const ListedApp& after) {
+      return before.architecture == after.architecture && HaveOne(&ListedApp::installLocation, before, after);
+    },
+    [](const ListedApp& before, const ListedApp& after) {
+      return before.architecture == after.architecture && HaveOne(&ListedApp::displayVersion, before, after);
+    },
+    [](const ListedApp& before, const ListedApp& after) { return before.architecture == after.architecture; },
+    [](const ListedApp& before, const ListedApp& after) {
+      return HaveOne(&ListedApp::installLocation, before, after);
+    },
+    [](const ListedApp&, const ListedApp&) { return true; },
+};
+
+class Comparer {
+ public:
+  Comparer(ListDifference& target, bool withIcons) : difference(target), includeIcons(withIcons) {}
+
+  void Compare(SameName& group) {
+    for (IsPair* isPair : kPairings) PairAll(group, isPair);
+    for (const ListedApp* app : group.before) difference.apps.push_back({AppChange::Gone, app, {}});
+    for (const ListedApp* app : group.after) difference.apps.push_back({AppChange::Appeared, app, {}});
+  }
+
+ private:
+  /** Takes out of the group what makes a pair, and notes what differs in it. */
+  void PairAll(SameName& group, IsPair* isPair) {
+    std::erase_if(group.before, [&](const ListedApp* before) {
+      const auto after = std::ranges::find_if(
+          group.after, [&](const ListedApp* candidate) { return isPair(*before, *candidate); });
+      if (after == group.after.end()) return false;
+      Note(*before, **after);
+      group.after.erase(after);
+      return true;
+    });
+  }
+
+  void Note(const ListedApp& before, const ListedApp& after) {
+    std::vector<FieldDifference> fields = Differences(before, after, includeIcons);
+    if (fields.empty()) {
+      ++difference.same;
+    } else {
+      difference.apps.push_back({AppChange::Changed, &after, std::move(fields)});
+    }
+  }
+
+  ListDifference& difference;
+  const bool includeIcons;
+};
+
+/** Sorts as a list is sorted, and equal names in other case apart. */
+std::pair<std::string, std::string> SortKey(const std::string& name) {
+  std::string small = name;
+  for (char& c : small) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+  return {small, name};
+}
+
+}  // namespace
+
+ListDifference CompareLists(std::span<const ListedApp> before, std::span<const ListedApp> after,
+                            bool includeIcons) {
+  std::map<std::pair<std::string, std::string>, SameName> names;
+  for (const ListedApp& app : before) names[SortKey(app.displayName)].before.push_back(&app);
+  for (const ListedApp& app : after) names[SortKey(app.displayName)].after.push_back(&app);
+  ListDifference difference;
+  Comparer comparer(difference, includeIcons);
+  for (auto& [name, group] : names) comparer.Compare(group);
+  return difference;
+}
+
+}  // namespace host

@@ -1,0 +1,70 @@
+/** What differs between two lists of installed applications. */
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host {
+
+/** One application of a list: the fields of the C record, UTF-8. */
+struct ListedApp {
+  std::string displayName;
+  std::string installLocation;
+  std::string displayVersion;
+  std::string displayIcon;
+  std::string iconText;
+  std::string installDate;
+  std::string lastWriteTime;
+  std::int32_t architecture = 0;
+};
+
+struct ListedText {
+  std::string_view name;
+  std::string ListedApp::*text;
+};
+
+/** All fields but the architecture, in the order of the record. */
+inline constexpr std::array kListedTexts = {
+    ListedText{"displayName", &ListedApp::displayName},
+    ListedText{"installLocation", &ListedApp::installLocation},
+    ListedText{"displayVersion", &ListedApp::displayVersion},
+    ListedText{"displayIcon", &ListedApp::displayIcon},
+    ListedText{"iconText", &ListedApp::iconText},
+    ListedText{"installDate", &ListedApp::installDate},
+    ListedText{"lastWriteTime", &ListedApp::lastWriteTime},
+};
+
+enum class AppChange { Appeared, Gone, Changed };
+
+struct FieldDifference {
+  std::string_view name;
+  std::string before;
+  std::string after;
+};
+
+struct AppDifference {
+  AppChange change = AppChange::Changed;
+  const ListedApp* app = nullptr;  ///< as it is now, or was where it is gone
+  std::vector<FieldDifference> fields;
+};
+
+struct ListDifference {
+  std::vector<AppDifference> apps;  ///< by name
+  std::size_t same = 0;
+};
+
+/**
+ * Pairs the applications of two lists and compares the pairs. Names must be exactly equal. Among several of
+ * one name those are paired first that are wholly alike, then those of one architecture and location, of one
+ * architecture and version, of one architecture, of one location, and last whatever is left, in list order.
+ * @param includeIcons  whether icon texts count
+ * @return refers to both lists
+ */
+ListDifference CompareLists(std::span<const ListedApp> before, std::span<const ListedApp> after,
+                            bool includeIcons);
+
+}  // namespace host

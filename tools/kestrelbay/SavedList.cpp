@@ -1,0 +1,69 @@
+#include "SavedList.h"
+
+#include <algorithm>
+#include <limits>
+#include <nlohmann/json.hpp>
+
+#include "Failure.h"
+#include "SaveFile.h"
+
+namespace host {
+namespace {
+
+using Json = nlohmann::json;
+
+[[noreturn]] void Refuse(const std::string& where, const std::string& what) {
+  throw Failure(where + ": " + what + "; save the list again with: kestrelbay list --json");
+}
+
+Json Parse(const std::string& path, const std::string& text) {
+  const bool isUtf16 = text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF");
+  if (isUtf16) Refuse(path, "is UTF-16 text, as some shells write what is sent to a file, and not UTF-8");
+  try {
+    return Json::parse(text);
+  } catch (const Json::parse_error& error) {
+    const auto end = text.begin() + static_cast<std::ptrdiff_t>(std::min(error.byte, text.size()));
+    const auto line = std::count(text.begin(), end, '\n') + 1;
+    Refuse(path + ":" + std::to_string(line),
+           error.byte > text.size() ? "ends in the middle" : "is no JSON from here on");
+  }
+}
+
+const Json& Member(const Json& entry, std::string_view name, const std::string& where) {
+  const auto member = entry.find(name);
+  if (member == entry.end()) Refuse(where, "has no " + std::string(name));
+  return *member;
+}
+
+ListedApp ReadApp(const Json& entry, const std::string& where) {
+  if (!entry.is_object()) Refuse(where, "is no application");
+  ListedApp app;
+  for (const ListedText& field : kListedTexts) {
+    const Json& text = Member(entry, field.name, where);
+    if (!text.is_string()) Refuse(where, std::string(field.name) + " is no text");
+    app.*field.text = text.get<std::string>();
+  }
+  const Json& architecture = Member(entry, "architecture", where);
+  using Limits = std::numeric_limits<std::int32_t>;
+  const bool isNumber =
+      architecture.is_number_integer() && architecture >= Limits::min() && architecture <= Limits::max();
+  if (!isNumber) Refuse(where, "architecture is no whole number");
+  app.architecture = architecture.get<std::int32_t>();
+  // A field of a later format would be a difference that cannot be told.
+  if (entry.size() > kListedTexts.size() + 1) Refuse(where, "has fields that no list of this version has");
+  return app;
+}
+
+}  // namespace
+
+std::vector<ListedApp> ReadSavedList(const std::string& path) {
+  const Json list = Parse(path, ReadWholeFile(path));
+  if (!list.is_array()) Refuse(path, "is no list of applications");
+  std::vector<ListedApp> apps;
+  for (const Json& entry : list) {
+    apps.push_back(ReadApp(entry, path + ": application " + std::to_string(apps.size() + 1)));
+  }
+  return apps;
+}
+
+}  // namespace host
