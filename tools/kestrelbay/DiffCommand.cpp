@@ -143,8 +143,10 @@ void AddDiff(CLI::App& app, Command& chosen) {
       "are wholly alike, then those of one architecture and location, of one architecture and version, of\n"
       "one architecture, of one location, and last what is left, in list order. Icon texts are compared\n"
       "between two files only. On Windows both must be files.");
-  command->callback(
-      [&chosen, options] { chosen = [options](Session& session) { PrintDifference(session, *options); }; });
+  command->callback([&chosen, options] {
+    chosen = [options](Session& session) { PrintDifference(session, *options); };
+    chosen.needsMachine = false;
+  });
 }
 
 }  // namespace host
