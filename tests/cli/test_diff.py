@@ -2,12 +2,12 @@
 
 import json
 
-from kestrelbay import UNINSTALL, UNINSTALL_32, USER, TestCase, app
+from kestrelbay import UNINSTALL, UNINSTALL_32, TestCase, app
 
 ROOT = f"HKEY_LOCAL_MACHINE\\{UNINSTALL}"
 
 
-class DiffTest(TestCase):
+class ListsTest(TestCase):
     def setUp(self):
         super().setUp()
         self.count = 0
@@ -23,6 +23,8 @@ class DiffTest(TestCase):
         file.write_text(self.output("--machine", self.pc(*keys), "--json", "list"), encoding="utf-8")
         return file
 
+
+class DiffTest(ListsTest):
     def diff(self, before, after):
         return json.loads(self.output("--json", "diff", before, after))
 
@@ -89,8 +91,8 @@ class DiffTest(TestCase):
                            {"installLocation": ("C:\\2", "C:\\3")})
 
     def test_one_of_two_of_a_name_goes(self):
-        user = app("A", f"{USER}\\{UNINSTALL}\\A", DisplayVersion="1")
-        difference = self.diff(self.pc(app("A", DisplayVersion="1"), user), self.pc(user))
+        narrow = app("A", f"HKEY_LOCAL_MACHINE\\{UNINSTALL_32}\\A", DisplayVersion="1")
+        difference = self.diff(self.pc(app("A", DisplayVersion="1"), narrow), self.pc(narrow))
         self.assertEqual([entry["architecture"] for entry in difference["gone"]], [2])
         self.assertEqual(difference["same"], 1)
 
@@ -110,7 +112,7 @@ class DiffTest(TestCase):
         self.refusal(2, "diff", file)
 
 
-class BadListTest(DiffTest):
+class BadListTest(ListsTest):
     def check_refused(self, contents, *words):
         good = self.saved(app("Alpha"))
         bad = self.folder / "bad.json"
@@ -141,7 +143,7 @@ class BadListTest(DiffTest):
         for change, word in (({"displayVersion": 3}, "displayVersion is no text"),
                              ({"architecture": "x64"}, "architecture is no whole number"),
                              ({"architecture": 1 << 32}, "architecture is no whole number"),
-                             ({"publisher": "x"}, "fields that no list of this version has")):
+                             ({"publisher": "x"}, "has fields that no list of this version has")):
             self.check_refused(json.dumps([{**entry, **change}]).encode(), "application 1: " + word)
 
     def test_what_cannot_be_read(self):
