@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <ostream>
 
 #include "HostCallbacks.h"
 #include "OnMachine.h"
 #include "frame/CommonFunc.h"
+#include "inventory/Explanation.h"
 #include "inventory/InstalledApps.h"
 #include "platform/Constants.h"
 
@@ -89,6 +91,15 @@ TEST_P(FailureSweep, ScanListsWhatItCanRead) {
   });
   // The last round had no failure.
   EXPECT_EQ(listed, 5U);
+}
+
+TEST_P(FailureSweep, ExplanationAddsUpToWhatWasListed) {
+  Sweep(100, [](Machine&) {
+    const Explanation explanation = ExplainInstalledApps();
+    const auto listed = std::ranges::count(explanation.keys, Fate::Listed, &ExplainedKey::fate);
+    EXPECT_EQ(explanation.records.size(), static_cast<std::size_t>(listed));
+    EXPECT_FALSE(explanation.keys.empty());
+  });
 }
 
 TEST_P(FailureSweep, ListExportHandsOutAWholeArray) {

@@ -127,7 +127,7 @@ std::string FateText(const Explanation& all, const ExplainedKey& key) {
 
 std::string EmptyText(const kestrelbay::ValueFound& found) {
   if (found.status == kMoreData) {
-    return "too long: " + std::to_string(found.bytes) + " bytes, of which 520 are read";
+    return "too long: " + std::to_string(found.bytes) + " bytes, 520 at most";
   }
   if (found.status != 0) return StatusText(found.status);
   return FoundName(found) == "otherType" ? "no text: type " + std::to_string(found.type) : "empty";
