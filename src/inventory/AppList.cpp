@@ -4,6 +4,8 @@
 #include <span>
 #include <utility>
 
+#include "platform/Memory.h"
+
 namespace kestrelbay {
 namespace {
 
@@ -86,7 +88,10 @@ void SortKeys(std::span<SortKey> keys, std::size_t from) {
   // Names lie far apart in memory; each is asked for before it is looked at.
   constexpr std::size_t kNamesAhead = 16;
   for (std::size_t at = 0; at < keys.size(); ++at) {
-    if (at + kNamesAhead < keys.size()) __builtin_prefetch(keys[at + kNamesAhead].name.data() + from);
+    if (at + kNamesAhead < keys.size()) {
+      const std::u16string_view name = keys[at + kNamesAhead].name;
+      platform::FetchCacheLine(name.data() + std::min(from, name.size()));
+    }
     keys[at].units = FoldedUnits(keys[at].name, from);
   }
   std::sort(keys.begin(), keys.end());

@@ -7,6 +7,7 @@
 #include "frame/HostText.h"
 #include "inventory/AppIcon.h"
 #include "inventory/InventoryScan.h"
+#include "platform/Memory.h"
 
 namespace kestrelbay {
 namespace {
@@ -23,7 +24,7 @@ void ReadAhead(const void* begin, std::size_t bytes) {
   const auto address = reinterpret_cast<std::uintptr_t>(begin);
   for (std::uintptr_t line = address & ~(kCacheLineBytes - 1); line < address + bytes;
        line += kCacheLineBytes) {
-    __builtin_prefetch(reinterpret_cast<const void*>(line));
+    platform::FetchCacheLine(reinterpret_cast<const void*>(line));
   }
 }
 
