@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <unordered_map>
 
+#include "platform/Memory.h"
 #include "simulated/NamePool.h"
 #include "simulated/Watches.h"
 
@@ -12,12 +13,8 @@ namespace {
 
 /** Has memory read into the caches, without waiting for it. */
 void Fetch(const void* begin, std::size_t size) {
-  constexpr std::size_t kLineBytes = 64;
   constexpr std::size_t kMostBytes = 2048;
-  const auto* bytes = static_cast<const char*>(begin);
-  for (std::size_t offset = 0; offset < std::min(size, kMostBytes); offset += kLineBytes) {
-    __builtin_prefetch(bytes + offset);
-  }
+  platform::FetchAhead(begin, std::min(size, kMostBytes));
 }
 
 /** The first units of a name, so that numbers compare as the names do where they differ. */

@@ -90,7 +90,7 @@ void SortKeys(std::span<SortKey> keys, std::size_t from) {
   for (std::size_t at = 0; at < keys.size(); ++at) {
     if (at + kNamesAhead < keys.size()) {
       const std::u16string_view name = keys[at + kNamesAhead].name;
-      platform::FetchCacheLine(name.data() + std::min(from, name.size()));
+      platform::FetchAhead(name.data() + std::min(from, name.size()), sizeof(SortKey::units));
     }
     keys[at].units = FoldedUnits(keys[at].name, from);
   }

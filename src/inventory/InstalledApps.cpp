@@ -19,19 +19,10 @@ InstalledAppList ReadRecords() {
   return list.Take();
 }
 
-void ReadAhead(const void* begin, std::size_t bytes) {
-  constexpr std::uintptr_t kCacheLineBytes = 64;
-  const auto address = reinterpret_cast<std::uintptr_t>(begin);
-  for (std::uintptr_t line = address & ~(kCacheLineBytes - 1); line < address + bytes;
-       line += kCacheLineBytes) {
-    platform::FetchCacheLine(reinterpret_cast<const void*>(line));
-  }
-}
-
-void ReadTextsAhead(const InstalledAppInfo& app) {
+void FetchTextsAhead(const InstalledAppInfo& app) {
   for (const std::u16string* text : {&app.DisplayName, &app.InstallLocation, &app.DisplayVersion,
                                      &app.DisplayIcon, &app.InstallDate, &app.LastWriteTime}) {
-    ReadAhead(text->data(), text->size() * sizeof(char16_t));
+    platform::FetchAhead(text->data(), text->size() * sizeof(char16_t));
   }
 }
 
@@ -44,9 +35,9 @@ void ForEachInOrder(Records& records, const std::vector<std::uint32_t>& order, U
   constexpr std::size_t kTextsAhead = 4;
   for (std::size_t at = 0; at < order.size(); ++at) {
     if (at + kRecordsAhead < order.size()) {
-      ReadAhead(&records[order[at + kRecordsAhead]], sizeof(InstalledAppInfo));
+      platform::FetchAhead(&records[order[at + kRecordsAhead]], sizeof(InstalledAppInfo));
     }
-    if (at + kTextsAhead < order.size()) ReadTextsAhead(records[order[at + kTextsAhead]]);
+    if (at + kTextsAhead < order.size()) FetchTextsAhead(records[order[at + kTextsAhead]]);
     use(records[order[at]]);
   }
 }

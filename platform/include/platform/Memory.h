@@ -1,22 +1,31 @@
 /** What a processor can be told about memory. */
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
 #if defined(_MSC_VER)
 #include <intrin.h>
 #endif
 
 namespace platform {
 
+inline constexpr std::uintptr_t kCacheLineBytes = 64;
+
 /**
- * Asks for the cache line at an address, so that it is there when it is looked at. Changes nothing else, and
- * never faults: the address may be anything.
+ * Asks for memory, so that it is in the caches by the time it is looked at, without waiting for it. Changes
+ * nothing else and never faults, whatever the address.
  */
-inline void FetchCacheLine(const void* address) {
+inline void FetchAhead(const void* begin, std::size_t bytes) {
+  const auto address = reinterpret_cast<std::uintptr_t>(begin);
+  for (std::uintptr_t line = address & ~(kCacheLineBytes - 1); line < address + bytes;
+       line += kCacheLineBytes) {
 #if defined(_MSC_VER)
-  _mm_prefetch(static_cast<const char*>(address), _MM_HINT_T0);
+    _mm_prefetch(reinterpret_cast<const char*>(line), _MM_HINT_T0);
 #else
-  __builtin_prefetch(address);
+    __builtin_prefetch(reinterpret_cast<const void*>(line));
 #endif
+  }
 }
 
 }  // namespace platform
