@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #if defined(_MSC_VER)
-#include <intrin.h>
+extern "C" void _mm_prefetch(const char* address, int hint);  // an intrinsic of that compiler
 #endif
 
 namespace platform {
@@ -21,7 +21,7 @@ inline void FetchAhead(const void* begin, std::size_t bytes) {
   for (std::uintptr_t line = address & ~(kCacheLineBytes - 1); line < address + bytes;
        line += kCacheLineBytes) {
 #if defined(_MSC_VER)
-    _mm_prefetch(reinterpret_cast<const char*>(line), _MM_HINT_T0);
+    _mm_prefetch(reinterpret_cast<const char*>(line), 1);  // into every level
 #else
     __builtin_prefetch(reinterpret_cast<const void*>(line));
 #endif
