@@ -338,8 +338,8 @@ KESTRELBAY_API void Encrypt(const char* input, char** output);
  * Turns such a text back.
  *
  * @param input   with or without its line ends; not null
- * @param output  receives a text, which the caller gives back with ReleaseDllStr; empty on failure; never
- * null. Wiping it first is the caller's own business.
+ * @param output  receives a text, which the caller gives back with ReleaseDllStr; empty on failure;
+ *                never null. Wiping it first is the caller's own business.
  */
 KESTRELBAY_API void Decrypt(const char* input, char** output);
 
