@@ -22,8 +22,7 @@ std::u16string Utf8ToWide(const std::string& text);
 std::string WideToUtf8(const char16_t* wide);
 inline std::string WideToUtf8(const std::u16string& wide) { return WideToUtf8(wide.c_str()); }
 
-/** Replaces every `find`, which is not empty, going on behind each replacement: what was put in is not
- * searched again. */
+/** Replaces every `find`, which is not empty. What was put in is not searched again. */
 template <class Char>
 std::basic_string<Char> ReplaceAll(std::basic_string<Char> text, std::basic_string_view<Char> find,
                                    std::basic_string_view<Char> replacement) {

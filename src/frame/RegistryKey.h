@@ -77,8 +77,10 @@ std::unique_ptr<RegistryKey> OpenKeyInView(const RegistryKey& parent, const std:
  */
 std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name, ValueFound* found = nullptr);
 
-/** @return the names of the key's sub keys in the registry's order; one that cannot be read is left
- * out, and 65536 of these in a row count as the end: the key itself is gone then */
+/**
+ * @return the names of the key's sub keys in the registry's order; one that cannot be read is left out, and
+ *         65536 of these in a row count as the end: the key itself is gone then
+ */
 std::vector<std::u16string> ListSubKeyNames(const RegistryKey& key);
 
 /** @return the key's last write time in milliseconds since 1970-01-01 UTC, as decimal text; never empty */

@@ -9,8 +9,8 @@ namespace kestrelbay {
  * @param displayIcon  the registry's text, with quotes and icon index
  * @param extract      whether an executable's icon is to be drawn
  * @return UTF-8: the cleaned path for anything but an executable, which is told by ".exe" in exactly this
- *         case; for an executable a picture as a data URL, or empty where none was asked for or could be
- * drawn
+ *         case; for an executable a picture as a data URL, or empty where none was asked for or could
+ *         be drawn
  */
 std::string GetAppIconText(const std::u16string& displayIcon, bool extract);
 

@@ -68,8 +68,7 @@ void AddOrMergeApp(AppList& list, InstalledAppInfo record);
 /** The order of a finished list: by name, ASCII capitals as small letters, compared by code unit. */
 bool AppNameLess(const InstalledAppInfo& left, const InstalledAppInfo& right);
 
-/** @return indexes of the records in the order of AppNameLess, equal ones as they stand. No name holds a NUL.
- */
+/** @return indexes of records in the order of AppNameLess, equal ones as they stand. No name holds a NUL. */
 std::vector<std::uint32_t> OrderByName(const InstalledAppList& records);
 
 /** @return the records in the order of these indexes, each of which stands there once */

@@ -24,12 +24,6 @@ InstalledAppList ScanInstalledApps();
  */
 std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons);
 
-/** Records where the scan put them, and their indexes in the order in which clients see them. */
-struct OrderedApps {
-  InstalledAppList records;
-  std::vector<std::uint32_t> order;
-};
-
 /**
  * Finds the first record with exactly this name. The inventory that it asks stays allocated for the life of
  * the process, so the record does too.
@@ -37,6 +31,12 @@ struct OrderedApps {
  * @return null where there is no such record
  */
 const InstalledAppInfo* FindInstalledApp(const char* displayName);
+
+/** Records where the scan put them, and their indexes in the order in which clients see them. */
+struct OrderedApps {
+  InstalledAppList records;
+  std::vector<std::uint32_t> order;
+};
 
 /**
  * GetInstalledApps for a list that is handed on at once: the records are not moved into their order, since a
@@ -51,8 +51,7 @@ OrderedApps GetInstalledAppsInPlace(bool includeIcons);
  */
 std::string GetAppIconByName(const std::u16string& displayName);
 
-/** @return an array of that many entries without texts, which DeleteEntries frees; never null, also for none
- */
+/** @return an array of that many entries without texts, which DeleteEntries frees; never null, for none too */
 InstalledAppEntry* NewEntries(std::size_t count);
 
 /** Makes the host's form of a list, in its order. @param entries  as many as there are records */

@@ -26,8 +26,7 @@ class SystemInfo {
   std::string GetProductName();
 
   /**
-   * @return the user's proxy setting as it stands, a list per protocol included; empty where it is switched
-   * off
+   * @return the user's proxy setting as it stands, a list per protocol included; empty where it is off
    * @throws std::invalid_argument, std::out_of_range  where the switch is missing or no 32-bit number
    */
   std::string GetProxyServer();
