@@ -51,7 +51,7 @@ OrderedApps GetInstalledAppsInPlace(bool includeIcons);
  */
 std::string GetAppIconByName(const std::u16string& displayName);
 
-/** @return an array of that many entries without texts, which DeleteEntries frees; never null, for none too */
+/** @return that many entries without texts, which DeleteEntries frees; never null, also for none */
 InstalledAppEntry* NewEntries(std::size_t count);
 
 /** Makes the host's form of a list, in its order. @param entries  as many as there are records */

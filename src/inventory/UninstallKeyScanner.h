@@ -36,8 +36,7 @@ Verdict JudgeManagedEntry(const InstalledAppInfo& app, std::u16string_view publi
 /** Where the verdict accepts it, hands a record on that stands for this key. @return the verdict */
 Verdict HandOn(Verdict verdict, const RegistryKey& key, InstalledAppInfo&& app, AppList& list);
 
-/** Whether an entry is an update of an application and not one itself, else Accepted. Comparisons are exact.
- */
+/** @return Accepted, or why the entry is an update and no application. Comparisons are exact. */
 Verdict JudgeUpdate(std::u16string_view subKeyName, std::u16string_view parentKeyName,
                     std::u16string_view releaseType);
 
