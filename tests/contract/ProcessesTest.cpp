@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include "TestMachine.h"
 #include "platform/Constants.h"
 #include "platform/Events.h"
@@ -96,6 +98,51 @@ TEST_F(Processes, TheShellDoesNotFindAMissingProgram) {
   EXPECT_EQ(0, Execute(program, u""));
   EXPECT_EQ(kFileNotFound, GetLastError());
   EXPECT_EQ(nullptr, execute.hProcess);
+}
+
+/** The system's own reg, started as the library starts it where it cannot delete a key itself. */
+class RegCommand : public Processes {
+ protected:
+  /** @return its exit code */
+  DWORD Delete(const std::u16string& key) {
+    if (!Execute(u"reg", (u"delete " + key + u" /f").c_str())) throw std::runtime_error("reg does not start");
+    EXPECT_EQ(0u, WaitForMultipleObjects(1, &execute.hProcess, 0, kOneMinute));
+    const DWORD exitCode = tests::ExitCodeOf(execute.hProcess);
+    CloseHandle(execute.hProcess);
+    return exitCode;
+  }
+
+  const std::u16string above = u"HKEY_LOCAL_MACHINE\\Software\\Kestrelbay test";
+  const std::u16string unblanked = u"HKEY_LOCAL_MACHINE\\Software\\Kestrelbay-test";
+};
+
+TEST_F(RegCommand, DeletesAKeyWithoutABlankAndAllBelowIt) {
+  machine.CreateKey(unblanked + u"\\App\\Deep");
+  machine.CreateKey(unblanked + u"\\Apple");
+  EXPECT_EQ(0u, Delete(unblanked + u"\\App"));
+  EXPECT_FALSE(machine.HasKey(unblanked + u"\\App"));
+  EXPECT_TRUE(machine.HasKey(unblanked + u"\\Apple"));
+}
+
+TEST_F(RegCommand, DeletesAQuotedKeyWithABlank) {
+  machine.CreateKey(above + u"\\One app\\Deep");
+  EXPECT_EQ(0u, Delete(u"\"" + above + u"\\One app\""));
+  EXPECT_FALSE(machine.HasKey(above + u"\\One app"));
+  EXPECT_TRUE(machine.HasKey(above));
+}
+
+TEST_F(RegCommand, RefusesAnUnquotedKeyWithABlankAndDeletesNothing) {
+  machine.CreateKey(unblanked + u"\\One app\\Deep");
+  machine.CreateKey(unblanked + u"\\One");  // what the first of the two arguments names
+  EXPECT_EQ(1u, Delete(unblanked + u"\\One app"));
+  EXPECT_TRUE(machine.HasKey(unblanked + u"\\One app\\Deep"));
+  EXPECT_TRUE(machine.HasKey(unblanked + u"\\One"));
+}
+
+TEST_F(RegCommand, RefusesAKeyThatIsNotThere) {
+  machine.CreateKey(unblanked + u"\\App");
+  EXPECT_EQ(1u, Delete(unblanked + u"\\Ap"));
+  EXPECT_TRUE(machine.HasKey(unblanked + u"\\App"));
 }
 
 }  // namespace

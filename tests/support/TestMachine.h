@@ -122,6 +122,9 @@ class TestMachine {
   std::unique_ptr<State> state;
 };
 
+/** What a process has ended with. */
+platform::DWORD ExitCodeOf(platform::HANDLE process);
+
 /** Whether this is Wine, whose known gaps a test states: EXPECT_EQ(!RunsOnWine(), whatWindowsDoes). */
 bool RunsOnWine();
 

@@ -11,6 +11,7 @@
 
 #include "platform/Constants.h"
 #include "platform/Events.h"
+#include "simulated/Handles.h"
 #include "simulated/InvalidParameter.h"
 #include "simulated/Machine.h"
 #include "simulated/RegFile.h"
@@ -224,6 +225,10 @@ std::vector<LogRecord> TestMachine::LogRecords() {
 }
 
 void TestMachine::IgnoreInvalidParameters() { simulated::SetInvalidParameterHandler(nullptr); }
+
+platform::DWORD ExitCodeOf(platform::HANDLE process) {
+  return simulated::Handles::Shared().Find(process)->exitCode;
+}
 
 bool RunsOnWine() { return false; }
 

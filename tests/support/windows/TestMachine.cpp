@@ -58,8 +58,7 @@ void RunAndWait(std::wstring commandLine) {
     throw std::runtime_error("a program of the system does not start");
   }
   WaitForSingleObject(process.hProcess, INFINITE);
-  DWORD exitCode = 1;
-  GetExitCodeProcess(process.hProcess, &exitCode);
+  const DWORD exitCode = ExitCodeOf(process.hProcess);
   CloseHandle(process.hThread);
   CloseHandle(process.hProcess);
   if (exitCode != 0) throw std::runtime_error("a program of the system failed");
@@ -251,6 +250,12 @@ std::vector<LogRecord> TestMachine::LogRecords() {
 
 // Without a handler of the program's own the system's C runtime answers with the number already.
 void TestMachine::IgnoreInvalidParameters() {}
+
+platform::DWORD ExitCodeOf(platform::HANDLE process) {
+  DWORD exitCode = STILL_ACTIVE;
+  if (!GetExitCodeProcess(process, &exitCode)) throw std::runtime_error("a process is unknown");
+  return exitCode;
+}
 
 bool RunsOnWine() { return GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "wine_get_version") != nullptr; }
 
