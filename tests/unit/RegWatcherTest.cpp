@@ -152,7 +152,8 @@ TEST_F(RegWatcherTest, WatchersOfOneNameShareOneEvent) {
     ended.Pass();
   });
   machine.registry.WaitForWatch(KeyOf(u"App"));
-  const std::string otherSubKey = std::string(kSubKey, sizeof kSubKey - sizeof "App") + "Other";
+  std::string otherSubKey = kSubKey;
+  otherSubKey.replace(otherSubKey.rfind('\\') + 1, std::string::npos, "Other");
   std::thread second([&] {
     EXPECT_TRUE(Watch("HKEY_LOCAL_MACHINE", otherSubKey, "X64"));
     ended.Pass();
