@@ -11,6 +11,7 @@ import struct
 import subprocess
 import tempfile
 import termios
+import time
 import unittest
 
 from wine_windows import GATE, PROGRAM, SECONDS, UNINSTALL, reg, run_host
@@ -19,6 +20,11 @@ TEST_PROGRAM = pathlib.Path(PROGRAM[1]).with_name("kestrelbay-test-program.exe")
 ENTRY = UNINSTALL + r"\CliJob"
 # Kinds of steps, as the program numbers them.
 CREATE_KEY, DELETE_KEY, SET_TEXT, DELETE_VALUE, WAIT_FOR_SIGNAL, WAIT_FOR_WATCH = range(6)
+
+
+def exists(key):
+    query = [PROGRAM[0], "reg", "query", key]
+    return subprocess.run(query, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=SECONDS).returncode == 0
 
 
 class WindowsJobTest(unittest.TestCase):
@@ -70,7 +76,7 @@ class WindowsJobTest(unittest.TestCase):
             self.assertEqual((done.returncode, done.stdout, done.stderr), (0, told, b""))
 
     def test_ctrl_c_ends_the_wait_and_not_the_installer(self):
-        setup = self.program("held.exe", (WAIT_FOR_SIGNAL, "", "kestrelbay-cli-never"))
+        setup = self.program("held.exe", (CREATE_KEY, ENTRY), (WAIT_FOR_SIGNAL, "", "kestrelbay-cli-never"))
         end = [PROGRAM[0], "taskkill", "/f", "/im", "held.exe"]
         self.addCleanup(subprocess.run, end, check=True, stdout=subprocess.DEVNULL, timeout=SECONDS)
         ours, its = pty.openpty()
@@ -81,12 +87,15 @@ class WindowsJobTest(unittest.TestCase):
         os.close(its)
         sent = b""
         interrupted = False
-        while process.poll() is None and select.select([ours], [], [], SECONDS)[0]:
+        limit = time.monotonic() + SECONDS
+        # The installer keeps the terminal open: only the command's own end is waited for.
+        while select.select([ours], [], [], 0.1)[0] or (process.poll() is None and time.monotonic() < limit):
             try:
-                sent += os.read(ours, 65536)
+                sent += os.read(ours, 65536) if select.select([ours], [], [], 0)[0] else b""
             except OSError:  # how a terminal tells that its last program has ended
                 break
-            if not interrupted and b"enter StartInstallProcessAndWait" in sent:
+            # Not before the installer runs: Wine starts no program to its end while it is interrupted.
+            if not interrupted and b"enter StartInstallProcessAndWait" in sent and exists(ENTRY):
                 os.write(ours, b"\x03")
                 interrupted = True
         os.close(ours)
