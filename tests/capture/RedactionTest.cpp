@@ -44,22 +44,36 @@ TEST(StandIns, OfGuidsKeepTheirSigns) {
 class RedactorTest : public testing::Test {
  protected:
   std::u16string Hidden(std::u16string text) {
-    Redactor redactor({.users = {u"Annabel"},
-                       .computers = {u"KITCHEN"},
-                       .guids = {},
-                       .folders = {},
-                       .variables = {u"ANNABEL"},
-                       .folderVariables = {}});
+    Redactor redactor(identity);
     redactor.Learn(text);
     redactor.EndLearning();
     redactor.Hide(text);
     return text;
   }
+
+  /** The same for the bytes of a registry value. */
+  std::u16string HiddenInBytes(std::u16string text) {
+    Redactor redactor(identity);
+    redactor.EndLearning();
+    redactor.Hide({reinterpret_cast<std::uint8_t*>(text.data()), text.size() * sizeof(char16_t)}, true);
+    return text;
+  }
+
+  const Identity identity{.users = {u"Annabel"},
+                          .computers = {u"KITCHEN"},
+                          .guids = {},
+                          .folders = {},
+                          .variables = {u"ANNABEL"},
+                          .folderVariables = {}};
 };
 
 TEST_F(RedactorTest, ANameIsFoundInsideOfWords) { EXPECT_EQ(Hidden(u"xAnnABelx"), u"xuser001x"); }
 
 TEST_F(RedactorTest, AVariablesNameStays) { EXPECT_EQ(Hidden(u"%Annabel%Annabel"), u"%Annabel%user001"); }
+
+TEST_F(RedactorTest, AVariablesNameStaysAtTheBeginningOfAValue) {
+  EXPECT_EQ(HiddenInBytes(u"%Annabel%Annabel"), u"%Annabel%user001");
+}
 
 TEST_F(RedactorTest, APathEndsWhereAnotherBegins) {
   EXPECT_EQ(Hidden(u"C:\\Users\\Zoe\\Thing.exe C:\\Thing\\x"), u"C:\\Users\\u01\\w0001.exe C:\\Thing\\x");

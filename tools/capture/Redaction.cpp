@@ -16,8 +16,7 @@ struct View {
   std::size_t step;
   bool highFirst;
 };
-constexpr std::array<View, 4> kWideViews{{{0, 2, false}, {1, 2, false}, {0, 2, true}, {1, 2, true}}};
-
+constexpr std::array<View, 3> kWideViews{{{0, 2, false}, {1, 2, false}, {0, 2, true}}};
 constexpr View kNarrowView{0, 1, false};
 
 std::u16string Read(std::span<const std::uint8_t> bytes, View view) {
@@ -158,9 +157,22 @@ void Redactor::Hide(std::span<std::uint8_t> bytes, bool isText) {
     std::u16string text = Read(bytes, view);
     if (Replace(text, wide_, isText && view.offset == 0 && !view.highFirst)) Write(text, bytes, view);
   }
+  HideBehindZero(bytes);
   std::u16string text = Read(bytes, kNarrowView);
   if (Replace(text, narrow_, false)) Write(text, bytes, kNarrowView);
   HideNumbers(bytes);
+}
+
+// The fourth view, high bytes first at odd bytes, in which plain text can be read as well. With a zero before
+// them none of its characters is missing there, such as the sign that begins a variable's name.
+void Redactor::HideBehindZero(std::span<std::uint8_t> bytes) {
+  std::vector<std::uint8_t> shifted(1);
+  shifted.insert(shifted.end(), bytes.begin(), bytes.end());
+  constexpr View kHighFirst{0, 2, true};
+  std::u16string text = Read(shifted, kHighFirst);
+  if (!Replace(text, wide_, false)) return;
+  Write(text, shifted, kHighFirst);
+  std::copy(shifted.begin() + 1, shifted.end(), bytes.begin());
 }
 
 void Redactor::HideNumbers(std::span<std::uint8_t> bytes) {

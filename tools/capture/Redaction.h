@@ -59,6 +59,7 @@ class Redactor {
   void AddName(const std::u16string& text, PersonalKind kind);
   void AddNumbers(const std::u16string& sid);
   bool Replace(std::u16string& text, const PersonalNames& names, bool withShort);
+  void HideBehindZero(std::span<std::uint8_t> bytes);
   void HideNumbers(std::span<std::uint8_t> bytes);
 
   const UserFolders folders_;
