@@ -18,6 +18,7 @@ inline constexpr platform::DWORD kNotSupported = 50;
 inline constexpr platform::DWORD kInvalidParameter = 87;
 inline constexpr platform::DWORD kInsufficientBuffer = 122;
 inline constexpr platform::DWORD kBadPathName = 161;
+inline constexpr platform::DWORD kNameTooLong = 206;
 inline constexpr platform::DWORD kAlreadyExists = 183;
 inline constexpr platform::DWORD kFileNameTooLong = 206;
 inline constexpr platform::DWORD kMoreData = 234;

@@ -71,7 +71,11 @@ DWORD ExpandGenericRights(DWORD access) {
   return access;
 }
 
+/** Bytes of a counted text are told in 16 bits, those of a terminating NUL included. */
+constexpr std::size_t kLongestPathChars = 0xFFFC / sizeof(char16_t);
+
 LSTATUS CheckPath(std::u16string_view path) {
+  if (path.size() > kLongestPathChars) return Status(kNameTooLong);
   if (path.starts_with(u'\\')) return Status(kBadPathName);
   for (auto name = TakeName(path); !name.empty(); name = TakeName(path)) {
     if (name.size() > Key::kLongestName) return Status(kInvalidParameter);

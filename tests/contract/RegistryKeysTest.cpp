@@ -17,6 +17,7 @@ constexpr LSTATUS kSuccess = 0;
 constexpr LSTATUS kFileNotFound = 2;
 constexpr LSTATUS kAccessDenied = 5;
 constexpr LSTATUS kInvalidHandle = 6;
+constexpr LSTATUS kPathTooLong = 206;
 constexpr LSTATUS kMoreData = 234;
 constexpr LSTATUS kNoMoreItems = 259;
 constexpr LSTATUS kKeyDeleted = 1018;
@@ -96,6 +97,19 @@ TEST_F(RegistryKeys, NamesAreFoundInAnyCaseAndKeepTheirOwn) {
 TEST_F(RegistryKeys, PathMayEndInABackslash) {
   machine.CreateKey(kBase);
   EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\"));
+}
+
+TEST_F(RegistryKeys, WhatStandsBelowTheLongestPathIsReachedByItsPartsAlone) {
+  std::u16string below = kBelowRoot;
+  while (below.size() < 32'768) below += u"\\" + std::u16string(250, u'k');
+  machine.CreateKey(u"HKEY_LOCAL_MACHINE\\" + below);
+  // Windows says that the path is too long, Wine cuts it and finds nothing there.
+  const LSTATUS refusal = tests::RunsOnWine() ? kFileNotFound : kPathTooLong;
+  EXPECT_EQ(refusal, StatusOfOpen(HKEY_LOCAL_MACHINE, below.c_str()));
+  EXPECT_EQ(refusal, RegDeleteKeyW(HKEY_LOCAL_MACHINE, below.c_str()));
+  const auto half = below.find(u'\\', 16'000);
+  const HKEY above = Open(HKEY_LOCAL_MACHINE, below.substr(0, half).c_str());
+  EXPECT_EQ(kSuccess, RegDeleteKeyW(above, below.substr(half + 1).c_str()));
 }
 
 TEST_F(RegistryKeys, ViewsAreSeparateBelowSoftware) {
