@@ -33,6 +33,7 @@ TEST_F(Launching, AnInstalledProgramIsFoundByItsIcon) {
   Install(u"\"" + program + u"\",0");
   EXPECT_EQ(StartApp("Tool", ""), 1);
   WaitUntilRan();
+  EXPECT_EQ(machine.ParametersOf(program), u"");
   EXPECT_THAT(log.Messages(), ElementsAre("enter StartApp", "find app in APPSRC_REGISTRY, fullpath is \"" +
                                                                 Utf8(program) + "\",0."));
 }
@@ -69,15 +70,17 @@ TEST_F(Launching, WhatIsNotThereIsTold) {
 }
 
 TEST_F(Launching, AnyProgramIsStartedByItsPath) {
-  EXPECT_TRUE(StartAnyExe(Utf8(program).c_str(), "-a \"b c\""));
+  EXPECT_TRUE(StartAnyExe(Utf8(program).c_str(), "-a \"b c\" %1"));
   WaitUntilRan();
+  EXPECT_EQ(machine.ParametersOf(program), u"-a \"b c\" %1");
   EXPECT_FALSE(StartAnyExe("C:\\no such folder\\tool.exe", ""));
   EXPECT_THAT(log.Messages(), ElementsAre("enter StartAnyExe", "enter StartAnyExe"));
 }
 
 TEST_F(Launching, AnyProgramIsStartedOnAThread) {
-  StartAnyExeAsync(Utf8(program).c_str(), "");
+  StartAnyExeAsync(Utf8(program).c_str(), "-b");
   WaitUntilRan();
+  EXPECT_EQ(machine.ParametersOf(program), u"-b");
   EXPECT_THAT(log.Messages(), ElementsAre("enter StartAnyExeAsync"));
 }
 

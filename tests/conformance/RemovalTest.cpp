@@ -1,6 +1,9 @@
 // Removing registry entries, through the C interface.
 #include <gmock/gmock.h>
 
+#include <chrono>
+#include <thread>
+
 #include "HostTest.h"
 
 namespace tests {
@@ -8,9 +11,28 @@ namespace {
 
 using testing::ElementsAre;
 
+// And some, for what names the root.
+constexpr std::size_t kLongestPathChars = 32'766 + 20;
+
 const Values kShown = {{u"DisplayName", u"App"}, {u"UninstallString", u"u"}};
 
-class Removal : public HostTest {};
+class Removal : public HostTest {
+ protected:
+  /**
+   * Makes an entry that cannot be deleted by paths: its deepest key lies below the longest one. The system's
+   * command opens each key of it from the one above.
+   */
+  KeyPath BottomlessEntry(const std::u16string& name) {
+    const KeyPath entry = Entry(name, kShown);
+    KeyPath deepest = entry;
+    while (deepest.path.size() < kLongestPathChars) deepest.path += u"\\" + std::u16string(250, u'k');
+    machine.CreateKey(deepest);
+    return entry;
+  }
+  std::vector<std::string> MessagesOfCommand() const {
+    return {"enter DeleteAppRegistryInfo", "find registry of App.", "delete registry by cmd successful."};
+  }
+};
 
 TEST_F(Removal, AnEntryOf64BitsGoesWithAllBelowIt) {
   const KeyPath entry = Entry(u"App", kShown);
@@ -19,6 +41,27 @@ TEST_F(Removal, AnEntryOf64BitsGoesWithAllBelowIt) {
   EXPECT_TRUE(DeleteAppRegistryInfo("App"));
   EXPECT_FALSE(machine.HasKey(entry));
   EXPECT_THAT(log.Messages(), ElementsAre("enter DeleteAppRegistryInfo", "find registry of App."));
+}
+
+TEST_F(Removal, AnEntryThatCannotBeDeletedIsLeftToTheSystemsCommand) {
+  const KeyPath entry = BottomlessEntry(u"App");
+  EXPECT_TRUE(DeleteAppRegistryInfo("App"));
+  EXPECT_EQ(log.Messages(), MessagesOfCommand());
+  // Nothing tells when the command has ended, so what it does is looked for until then.
+  while (machine.HasKey(entry)) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  EXPECT_THAT(Names(), ElementsAre());
+}
+
+TEST_F(Removal, TheCommandIsGivenTheKeyWithoutQuotes) {
+  const KeyPath entry = BottomlessEntry(u"My App");
+  machine.Enter(machine.Folder());
+  const std::u16string command = machine.CurrentDirectory() + u"\\reg.exe";
+  machine.MakeProgram(command);
+  EXPECT_TRUE(DeleteAppRegistryInfo("App"));
+  machine.WaitForProgram(command);
+  EXPECT_EQ(machine.ParametersOf(command), u"delete " + kUninstall + u"\\My App /f");
+  EXPECT_TRUE(machine.HasKey(entry));
+  EXPECT_EQ(log.Messages(), MessagesOfCommand());
 }
 
 TEST_F(Removal, AnEntryOf32BitsCountsAsGoneAndStays) {

@@ -59,7 +59,10 @@ class TestMachine {
   TestMachine(const TestMachine&) = delete;
   TestMachine& operator=(const TestMachine&) = delete;
 
-  /** Makes the key and those above it. A key that is there already stays as it is. */
+  /**
+   * Makes the key and those above it. A key that is there already stays as it is. The path may be longer than
+   * an operation of the registry takes.
+   */
   void CreateKey(const KeyPath& key);
   /** Sets a value, whose key is made if need be, to exactly these bytes. */
   void SetValue(const KeyPath& key, std::u16string_view name, platform::DWORD type,
@@ -101,10 +104,14 @@ class TestMachine {
   bool ProgramRan(const std::u16string& path);
   /** Waits until the program made at `path`, which was started, has left its mark. */
   void WaitForProgram(const std::u16string& path);
+  /** What stood behind the name of the program made at `path` when it was started last; it has run since. */
+  std::u16string ParametersOf(const std::u16string& path);
 
   /** Whole path of the running program. */
   std::u16string HostPath();
   std::u16string CurrentDirectory();
+  /** Makes a folder the current directory, as long as this machine is there. */
+  void Enter(const std::u16string& folder);
 
   /** What log.dll was given since this machine was made, in order. */
   std::vector<LogRecord> LogRecords();

@@ -212,9 +212,19 @@ void TestMachine::WaitForProgram(const std::u16string& path) {
 
 bool TestMachine::ProgramRan(const std::u16string& path) { return fs::exists(state->OnHost(path + u".ran")); }
 
+std::u16string TestMachine::ParametersOf(const std::u16string& path) {
+  std::u16string parameters;
+  for (const auto& start : state->machine.programs.Starts()) {
+    if (start.path == path) parameters = start.parameters;
+  }
+  return parameters;
+}
+
 std::u16string TestMachine::HostPath() { return state->machine.hostPath; }
 
 std::u16string TestMachine::CurrentDirectory() { return state->machine.currentDirectory; }
+
+void TestMachine::Enter(const std::u16string& folder) { state->machine.currentDirectory = folder; }
 
 std::vector<LogRecord> TestMachine::LogRecords() {
   std::vector<LogRecord> records;

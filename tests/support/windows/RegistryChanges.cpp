@@ -53,6 +53,15 @@ std::optional<KeyPath> TopmostMissing(const KeyPath& path) {
   return std::nullopt;
 }
 
+/** Takes off a path what one operation can be given. */
+std::u16string TakePart(std::u16string& path) {
+  constexpr std::size_t kLongestPartChars = 32'000;
+  const auto end = path.size() <= kLongestPartChars ? path.size() : path.rfind(u'\\', kLongestPartChars);
+  const auto part = path.substr(0, end);
+  path.erase(0, end + 1);
+  return part;
+}
+
 }  // namespace
 
 OpenKey::OpenKey(const KeyPath& path, REGSAM access) {
@@ -83,11 +92,16 @@ void RegistryChanges::CreateKey(const KeyPath& path) {
   const auto topmost = TopmostMissing(path);
   if (!topmost) return;
   WillMake(*topmost);
-  const auto [root, below] = Split(path.path);
-  HKEY key = nullptr;
-  Check(RegCreateKeyExW(root, Wide(below), 0, nullptr, 0, KEY_READ | ViewBits(path.view), nullptr, &key,
-                        nullptr),
-        "creating a key");
+  auto [key, rest] = Split(path.path);
+  do {
+    const auto part = TakePart(rest);
+    HKEY made = nullptr;
+    const LSTATUS status = RegCreateKeyExW(
+        key, Wide(part), 0, nullptr, 0, KEY_READ | KEY_WRITE | ViewBits(path.view), nullptr, &made, nullptr);
+    RegCloseKey(key);
+    Check(status, "creating a key");
+    key = made;
+  } while (!rest.empty());
   RegCloseKey(key);
 }
 

@@ -2,8 +2,10 @@
 
 #include <windows.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <sstream>
@@ -107,9 +109,11 @@ struct TestMachine::Signals {
 struct TestMachine::State {
   ~State() {
     std::error_code ignored;
+    fs::current_path(earlierDirectory, ignored);
     for (const auto& path : madePaths) fs::remove_all(path, ignored);
   }
 
+  const fs::path earlierDirectory = fs::current_path();
   fs::path folder = NewFolder();
   std::vector<fs::path> madePaths = {folder};
   RegistryChanges registry;
@@ -219,6 +223,7 @@ void TestMachine::MakeProgram(const std::u16string& path, const std::vector<Prog
   script.insert(0, Decimal(exitCode) + u"\n");
   MakeFile(path + u".steps",
            {reinterpret_cast<const char*>(script.data()), script.size() * sizeof(char16_t)});
+  state->madePaths.push_back(path + u".parameters");
   state->madePaths.push_back(path + u".ran");
 }
 
@@ -230,9 +235,19 @@ void TestMachine::WaitForProgram(const std::u16string& path) {
 
 bool TestMachine::ProgramRan(const std::u16string& path) { return fs::exists(path + u".ran"); }
 
+std::u16string TestMachine::ParametersOf(const std::u16string& path) {
+  std::ifstream stream(fs::path(path + u".parameters"), std::ios::binary);
+  const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+  std::u16string parameters(bytes.size() / sizeof(char16_t), u'\0');
+  std::memcpy(parameters.data(), bytes.data(), bytes.size());
+  return parameters;
+}
+
 std::u16string TestMachine::HostPath() { return ProgramPath().u16string(); }
 
 std::u16string TestMachine::CurrentDirectory() { return fs::current_path().u16string(); }
+
+void TestMachine::Enter(const std::u16string& folder) { fs::current_path(folder); }
 
 std::vector<LogRecord> TestMachine::LogRecords() {
   std::vector<LogRecord> records;

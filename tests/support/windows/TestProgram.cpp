@@ -1,5 +1,6 @@
-// Stands for any program that a test starts: does the steps that stand beside it in a file, leaves a mark
-// there and ends. The file: its exit code, then five lines for each step: kind, key, view, name, text.
+// Stands for any program that a test starts: does the steps that stand beside it in a file, leaves its
+// parameters and a mark there and ends. The file: its exit code, then five lines for each step: kind, key,
+// view, name, text.
 #include <windows.h>
 
 #include <filesystem>
@@ -105,14 +106,28 @@ void Take(const std::wstring* fields) {
   }
 }
 
+/** The command line behind the program's own name. */
+std::wstring Parameters() {
+  const std::wstring line = GetCommandLineW();
+  const bool isQuoted = line.starts_with(L'"');
+  const auto end = line.find(isQuoted ? L'"' : L' ', 1);
+  const auto begin = line.find_first_not_of(L' ', isQuoted ? end + 1 : end);
+  return end == line.npos || begin == line.npos ? std::wstring() : line.substr(begin);
+}
+
+bool Write(const std::wstring& file, const std::wstring& text) {
+  std::ofstream stream(std::filesystem::path(file), std::ios::binary);
+  stream.write(reinterpret_cast<const char*>(text.data()),
+               static_cast<std::streamsize>(text.size() * sizeof(wchar_t)));
+  return static_cast<bool>(stream.flush());
+}
+
 }  // namespace
 
 int main() {
   const std::vector<std::wstring> lines = ReadLines(OwnPath() + L".steps");
   for (std::size_t at = 1; at + 5 <= lines.size(); at += 5) Take(&lines[at]);
-  HANDLE file =
-      CreateFileW((OwnPath() + L".ran").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-  if (file == INVALID_HANDLE_VALUE) return 1;
-  CloseHandle(file);
+  // The mark comes last: who sees it finds the rest.
+  if (!Write(OwnPath() + L".parameters", Parameters()) || !Write(OwnPath() + L".ran", {})) return 1;
   return lines[0].empty() ? 0 : std::stoi(lines[0]);
 }
