@@ -71,7 +71,7 @@ bool ReadDeletion(const std::vector<std::u16string>& parameters, Deletion& delet
     if (SameName(parameters[i], u"/f")) {
       deletion.isForced = true;
     } else if (SameName(parameters[i], u"/reg:32") || SameName(parameters[i], u"/reg:64")) {
-      deletion.view = parameters[i].ends_with(u"32") ? View::Bits32 : View::Bits64;
+      deletion.view = parameters[i].ends_with(u"32") ? View::Bits32 : View::Native;
     } else {
       return false;
     }

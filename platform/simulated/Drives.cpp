@@ -77,13 +77,6 @@ void Drives::AddFolder(std::u16string_view path) {
   }
 }
 
-void Drives::Remove(std::u16string_view path) {
-  const std::u16string normal = Normal(path);
-  const std::lock_guard guard(lock_);
-  files_.erase(normal);
-  folders_.erase(normal);
-}
-
 void Drives::SetSpace(char16_t letter, DriveSpace space) {
   const std::lock_guard guard(lock_);
   spaces_.insert_or_assign(UpperCase(letter), space);
@@ -161,11 +154,11 @@ bool Drives::Delete(std::u16string_view path) {
   const auto place = keepsChanges_ ? OnHost(path) : std::nullopt;
   std::error_code error;
   if (place) fs::remove(*place, error);
-  Remove(path);
-  if (!keepsChanges_) {
-    const std::lock_guard guard(lock_);
-    deleted_.insert(Normal(path));
-  }
+  std::u16string normal = Normal(path);
+  const std::lock_guard guard(lock_);
+  files_.erase(normal);
+  folders_.erase(normal);
+  if (!keepsChanges_) deleted_.insert(std::move(normal));
   return !error;
 }
 

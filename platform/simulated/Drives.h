@@ -29,9 +29,6 @@ class Drives {
   void Mount(char16_t letter, std::filesystem::path folder);
   /** An empty file, and the folders above it, that exist in this machine alone. */
   void AddFile(std::u16string_view path);
-  void AddFolder(std::u16string_view path);
-  /** Takes away a file made in code, or what else of that path was made so. */
-  void Remove(std::u16string_view path);
   /** From now on Create and Delete act on the host's files, where a drive stands for a folder of the host. */
   void KeepChanges();
   /** What a program does: an empty file comes, with the folders above it. @return false where it cannot */
@@ -55,6 +52,8 @@ class Drives {
   static std::u16string Normal(std::u16string_view path);
 
  private:
+  /** A folder that exists in this machine alone, and those above it. */
+  void AddFolder(std::u16string_view path);
   /** Where a path of a mounted drive stands on the host, or would stand. */
   std::optional<std::filesystem::path> PlaceOnHost(std::u16string_view path) const;
 

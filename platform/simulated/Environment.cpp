@@ -21,12 +21,6 @@ void Environment::Set(std::u16string_view name, std::u16string_view value) {
   variables_.insert_or_assign(std::u16string(name), std::u16string(value));
 }
 
-void Environment::Remove(std::u16string_view name) {
-  const std::lock_guard guard(lock_);
-  const auto found = variables_.find(name);
-  if (found != variables_.end()) variables_.erase(found);
-}
-
 void Environment::Clear() {
   const std::lock_guard guard(lock_);
   variables_.clear();

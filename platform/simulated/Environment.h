@@ -17,7 +17,6 @@ class Environment {
   Environment();
 
   void Set(std::u16string_view name, std::u16string_view value);
-  void Remove(std::u16string_view name);
   /** Removes every variable, those of the beginning too. */
   void Clear();
   std::optional<std::u16string> Find(std::u16string_view name) const;

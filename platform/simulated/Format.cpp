@@ -161,12 +161,13 @@ class Formatter {
   }
 
   /** On 64-bit Windows these are 64 bits; a long is 32, as without any size. */
-  static bool IsLong(const std::string& size) {
+  static bool Is64Bits(const std::string& size) {
     return size == "I64" || size == "ll" || size == "I" || size == "j" || size == "z" || size == "t";
   }
 
   bool AddSigned(const Conversion& conversion) {
-    if (IsLong(conversion.size)) return Add(conversion, "ll", conversion.kind, arguments_.Take<long long>());
+    if (Is64Bits(conversion.size))
+      return Add(conversion, "ll", conversion.kind, arguments_.Take<long long>());
     const int number = arguments_.Take<int>();
     if (conversion.size == "h") return Add(conversion, "", conversion.kind, int{static_cast<short>(number)});
     if (conversion.size == "hh") {
@@ -176,7 +177,7 @@ class Formatter {
   }
 
   bool AddUnsigned(const Conversion& conversion) {
-    if (IsLong(conversion.size)) {
+    if (Is64Bits(conversion.size)) {
       return Add(conversion, "ll", conversion.kind, arguments_.Take<unsigned long long>());
     }
     const unsigned number = arguments_.Take<unsigned>();

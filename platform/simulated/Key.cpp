@@ -242,9 +242,4 @@ void Key::DropBytes(const Value& value) {
 
 Watches& Key::TreeWatches() { return shared_->watches; }
 
-void Key::ReserveValues(std::size_t count, std::size_t bytes) {
-  values_.reserve(count);
-  bytes_.reserve(bytes);
-}
-
 }  // namespace simulated

@@ -76,8 +76,6 @@ class Key : public std::enable_shared_from_this<Key> {
   /** @param bytes copied; not this key's own, as a view shows them */
   void SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes);
   bool RemoveValue(std::u16string_view name);
-  /** Makes room for that many values at once. */
-  void ReserveValues(std::size_t count, std::size_t bytes);
 
   /** Those of the whole tree; each change above tells them of itself. */
   Watches& TreeWatches();

@@ -205,7 +205,7 @@ using simulated::Perform;
 
 namespace {
 
-/** A call of GDI+ whose first argument is all that the journal keeps besides `more`. */
+/** A call of GDI+ whose first argument is all that the journal keeps. */
 template <class Describe, class Body>
 GpStatus PerformGdiPlus(const char* name, Describe describe, Body body) {
   Machine& machine = Machine::Current();

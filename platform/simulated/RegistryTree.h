@@ -18,7 +18,8 @@
 
 namespace simulated {
 
-enum class View { Native, Bits32, Bits64 };
+/** How a key is looked for; the native view is the 64-bit one. */
+enum class View { Native, Bits32 };
 
 /** A change to the registry, as it is made lasting. */
 struct RegistryChange {

@@ -41,7 +41,7 @@ Bytes NewNonce() {
 
 UserSecrets::UserSecrets(std::u16string_view machineId, std::u16string_view userSid) {
   if (sodium_init() < 0) throw std::runtime_error("libsodium finds no source of random numbers");
-  // A NUL can stand in neither, so no two pairs give the same text.
+  // A SID holds no NUL, so the last one parts the two, and no two pairs give the same text.
   const std::string owner = ToUtf8(machineId) + '\0' + ToUtf8(userSid);
   key_ = Hash(crypto_secretbox_KEYBYTES, owner);
   keyId_ = Hash(kKeyIdBytes, "key id", key_);

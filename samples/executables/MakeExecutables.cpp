@@ -59,7 +59,7 @@ Groups NamedFirst(const Badge& badge) {
 
 Groups NoIcon(const Badge&) { return {}; }
 
-/** What Windows' own file names are not written in would be lost in any other encoding. */
+/** A path is UTF-8 whatever the compiler takes texts for: the sample's files are named in several scripts. */
 struct Program {
   const char8_t* path;
   Machine machine;

@@ -11,7 +11,7 @@ import tempfile
 
 from sources import expect, finish, source_files
 
-FOLDERS = ["include", "src", "platform", "tools", "tests", "bench", "fuzz"]
+FOLDERS = ["include", "src", "platform", "tools", "tests", "bench", "fuzz", "samples"]
 ROOF = "src/frame/KestrelbayGeneralSDK.cpp"
 PUBLIC_HEADER = "KestrelbayGeneralSDK.h"
 # Which parts of src/ a part may look into, besides itself.

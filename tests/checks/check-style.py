@@ -13,8 +13,8 @@ import tempfile
 from sources import expect, finish, source_files
 
 LONGEST_FUNCTION = 60
-MEASURED = ["src", "platform", "tools"]
-FORMATTED = ["include", "src", "platform", "tools", "tests", "bench", "fuzz"]
+MEASURED = ["src", "platform", "tools", "samples"]
+FORMATTED = ["include", "src", "platform", "tools", "tests", "bench", "fuzz", "samples"]
 NOT_CODE = re.compile(
     r'//[^\n]*|/\*.*?\*/|R"(\w*)\(.*?\)\1"|"(?:\\.|[^"\\\n])*"|(?<![0-9a-fA-F])\'(?:\\.|[^\'\\\n])+\'', re.DOTALL
 )

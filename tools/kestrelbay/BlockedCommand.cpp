@@ -14,8 +14,7 @@ void PrintBlocked(Session& session) {
   GetAppBlackList(&table, &count);
   const std::span<const char* const> names(table, count);
   if (session.json) {
-    session.out.WriteJson(nlohmann::ordered_json(names));
-    session.out.Write("\n");
+    session.out.WriteJsonLine(nlohmann::ordered_json(names));
     return;
   }
   for (const char* name : names) session.out.Write(Printable(name) + "\n");

@@ -62,12 +62,11 @@ capture::CapturedMachine ReadMachine(const CaptureOptions& options) {
 
 void Print(Session& session, const std::string& directory, const capture::CaptureSummary& summary) {
   if (session.json) {
-    session.out.WriteJson({{"directory", directory},
-                           {"keys", summary.keys},
-                           {"files", summary.files},
-                           {"bytes", summary.bytes},
-                           {"notes", summary.notes.size()}});
-    return session.out.Write("\n");
+    return session.out.WriteJsonLine({{"directory", directory},
+                                      {"keys", summary.keys},
+                                      {"files", summary.files},
+                                      {"bytes", summary.bytes},
+                                      {"notes", summary.notes.size()}});
   }
   session.out.Write(Printable(directory) + ": " + std::to_string(summary.keys) + " keys, " +
                     std::to_string(summary.files) + " files of icons, " + std::to_string(summary.bytes) +

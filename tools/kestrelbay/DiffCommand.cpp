@@ -120,8 +120,7 @@ void PrintDifference(Session& session, const DiffOptions& options) {
   const bool includeIcons = !IsDirectory(options.before) && !IsDirectory(options.after);
   const ListDifference difference = CompareLists(before, after, includeIcons);
   if (session.json) {
-    session.out.WriteJson(ToJson(difference));
-    session.out.Write("\n");
+    session.out.WriteJsonLine(ToJson(difference));
   } else {
     PrintTable(session.out, difference);
   }

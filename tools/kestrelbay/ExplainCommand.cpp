@@ -54,8 +54,7 @@ void PrintExplanation(Session& session, const std::string& name) {
                   "\", nor has that name in it; see all of them with: kestrelbay explain");
   }
   if (session.json) {
-    session.out.WriteJson(ToJson(part));
-    session.out.Write("\n");
+    session.out.WriteJsonLine(ToJson(part));
   } else if (name.empty()) {
     PrintOverview(session.out, all);
   } else {

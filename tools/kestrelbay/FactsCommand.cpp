@@ -19,7 +19,8 @@ std::optional<Result> AskSafely(const char* label, Ask ask) {
   try {
     return ask();
   } catch (const std::logic_error& error) {
-    ReportWarning(std::string(label) + ": the machine's setting is no number (" + error.what() + ")");
+    ReportWarning(std::string(label) + ": the machine's setting in the registry is no number; correct it (" +
+                  error.what() + ")");
     return std::nullopt;
   }
 }
@@ -69,8 +70,7 @@ void PrintFacts(Session& session) {
                       {"isTablet", AskTablet()},
                       {"freeMebibytes", AskDiskSpace()}};
   if (session.json) {
-    session.out.WriteJson(facts);
-    return session.out.Write("\n");
+    return session.out.WriteJsonLine(facts);
   }
   PrintLine(session, "Manufacturer", ShownText(facts["manufacturer"]));
   PrintLine(session, "Product", ShownText(facts["productName"]));

@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <memory>
-#include <span>
 
 #include "Command.h"
 #include "DisplayText.h"
 #include "Failure.h"
 #include "Host.h"
+#include "Inventory.h"
 #include "KestrelbayGeneralSDK.h"
 
 namespace host {
@@ -17,14 +17,9 @@ struct ForgetOptions {
 };
 
 std::size_t CountListed(const std::string& name) {
-  InstalledAppEntry* entries = nullptr;
-  std::uint32_t count = 0;
-  GetInstalledAppList(&entries, &count, false);
+  const Inventory inventory(false);
   const auto isNamedSo = [&](const InstalledAppEntry& entry) { return entry.displayName == name; };
-  const std::span<const InstalledAppEntry> listed(entries, count);
-  const auto found = static_cast<std::size_t>(std::count_if(listed.begin(), listed.end(), isNamedSo));
-  ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
-  return found;
+  return static_cast<std::size_t>(std::ranges::count_if(inventory.Apps(), isNamedSo));
 }
 
 void Confirm(const ForgetOptions& options) {
@@ -45,7 +40,8 @@ void Forget(Session& session, const ForgetOptions& options) {
   }
   Confirm(options);
   if (!DeleteAppRegistryInfo(options.name.c_str())) {
-    throw Failure("not removed: the entry cannot be deleted, and elevation was refused");
+    throw Failure(
+        "not removed: the entry cannot be deleted, and elevation was refused; run it as an administrator");
   }
   // The library's success means that it looked where such entries are and left nothing there.
   if (CountListed(options.name) >= before) {

@@ -39,8 +39,10 @@ std::vector<std::string> Start(int argc, char** argv);
 bool IsTerminal(Stream stream);
 /** Whether the terminal there understands colour sequences. */
 bool CanColour(Stream stream);
-/** Width of the terminal on standard output in character cells; 0 where there is none or it tells nothing. */
+/** Width of the terminal on standard output in character cells; 80 where there is none or it tells nothing.
+ */
 int TerminalColumns();
+inline constexpr int kUsualColumns = 80;
 
 /**
  * Writes all of `bytes` at once, with no buffer of its own. Safe to call from any thread.

@@ -106,7 +106,8 @@ bool CanColour(Stream) {
 
 int TerminalColumns() {
   winsize size{};
-  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+  const bool isTold = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return isTold ? size.ws_col : kUsualColumns;
 }
 
 WriteResult Write(Stream stream, std::string_view bytes, std::string& reason) {

@@ -105,7 +105,7 @@ bool CanColour(Stream stream) {
 
 int TerminalColumns() {
   CONSOLE_SCREEN_BUFFER_INFO screen{};
-  if (!GetConsoleScreenBufferInfo(StreamHandle(Stream::Out), &screen)) return 0;
+  if (!GetConsoleScreenBufferInfo(StreamHandle(Stream::Out), &screen)) return kUsualColumns;
   return screen.srWindow.Right - screen.srWindow.Left + 1;
 }
 

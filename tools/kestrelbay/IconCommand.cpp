@@ -54,8 +54,7 @@ void PrintIcon(Session& session, const IconOptions& options) {
   const std::string picture = isPicture ? FromBase64(iconText.substr(kPictureStart.size())) : "";
   if (session.json) {
     if (!options.file.empty()) SaveFile(options.file, picture);
-    session.out.WriteJson({{"displayName", options.name}, {"iconText", iconText}});
-    session.out.Write("\n");
+    session.out.WriteJsonLine({{"displayName", options.name}, {"iconText", iconText}});
   } else if (isPicture) {
     PrintPicture(session, options, picture);
   } else {

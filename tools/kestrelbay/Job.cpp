@@ -100,8 +100,7 @@ void PrintJob(Session& session, nlohmann::ordered_json fields, const Change& cha
   fields["after"] = ToJson(change.after);
   fields["change"] = change.Kind();
   fields["stopped"] = end.isStopped;
-  session.out.WriteJson(fields);
-  session.out.Write("\n");
+  session.out.WriteJsonLine(fields);
   // What failed is told on standard error as well, and that ends the command.
   session.out.Flush();
 }

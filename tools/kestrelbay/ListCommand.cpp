@@ -68,9 +68,8 @@ void AddList(CLI::App& app, Command& chosen) {
   command->add_flag("--icons", *icons, "Draw the icons of executables as well, which takes longer");
   command->footer(
       "The table is as wide as COLUMNS says, else as the terminal is; longer texts end in an ellipsis. Into\n"
-      "a file or a pipe nothing is cut. Control characters are shown as pictures. With --json each entry "
-      "has\n"
-      "the fields of the C record, in the same order.");
+      "a file or a pipe nothing is cut. Control characters are shown as pictures. With --json each entry\n"
+      "has the fields of the C record, in the same order.");
   command->callback([&chosen, icons] { chosen = [icons](Session& session) { PrintList(session, *icons); }; });
 }
 

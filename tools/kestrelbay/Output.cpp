@@ -21,6 +21,11 @@ void Output::WriteJson(const nlohmann::ordered_json& value) {
   Write(value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
+void Output::WriteJsonLine(const nlohmann::ordered_json& value) {
+  WriteJson(value);
+  Write("\n");
+}
+
 void Output::Flush() {
   const std::string bytes = std::exchange(pending, {});
   if (ended || bytes.empty()) return;

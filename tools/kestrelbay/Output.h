@@ -20,6 +20,7 @@ class Output {
   void Write(std::string_view bytes);
   /** The text of a JSON value, without line end; bytes that are not UTF-8 become U+FFFD. */
   void WriteJson(const nlohmann::ordered_json& value);
+  void WriteJsonLine(const nlohmann::ordered_json& value);
   /** Everything written so far leaves the process. Nothing is written without it at the end. */
   void Flush();
 

@@ -39,8 +39,8 @@ void Progress::Update(std::uint64_t done, std::uint64_t all) {
   if (!possible || all == 0 || steady_clock::now() < nextDraw) return;
   const double share = std::min(1.0, static_cast<double>(done) / static_cast<double>(all));
   // A line that reached the last column could not be taken back whole.
-  const int columns = TerminalColumns() > 0 ? TerminalColumns() : 80;
-  const int barCells = std::min(kBarCells, columns - static_cast<int>(job.size()) - kPercentCells - 2);
+  const int room = TerminalColumns() - static_cast<int>(job.size()) - kPercentCells - 2;
+  const int barCells = std::min(kBarCells, room);
   const std::string bar = barCells > 0 ? " " + Bar(share, barCells) : "";
   Draw(job + bar + " " + std::to_string(static_cast<int>(share * 100)) + " %");
 }
@@ -48,8 +48,7 @@ void Progress::Update(std::uint64_t done, std::uint64_t all) {
 void Progress::UpdateTime() {
   if (!possible || steady_clock::now() < nextDraw) return;
   const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - start).count();
-  const auto room =
-      static_cast<std::size_t>(std::max(20, TerminalColumns() > 0 ? TerminalColumns() : 80) - 12);
+  const auto room = static_cast<std::size_t>(std::max(20, TerminalColumns()) - 12);
   // Cut by bytes: a name in wide characters is short enough then, too.
   Draw(Printable(job.size() <= room ? job : job.substr(0, room)) + ", " + std::to_string(seconds) + " s");
 }

@@ -47,8 +47,7 @@ void PrintReport(Session& session, const std::string& file) {
   if (file.empty()) return session.out.Write(page);
   SaveFile(file, page);
   if (session.json) {
-    session.out.WriteJson({{"file", file}, {"applications", rows.size()}});
-    return session.out.Write("\n");
+    return session.out.WriteJsonLine({{"file", file}, {"applications", rows.size()}});
   }
   session.out.Write(Printable(file) + ": " + CountText(rows.size()) + ", " + std::to_string(page.size()) +
                     " bytes\n");
@@ -62,9 +61,8 @@ void AddReport(CLI::App& app, Command& chosen) {
   auto file = std::make_shared<std::string>();
   command->add_option("-o,--output", *file, "Write the page to this file")->type_name("FILE.html");
   command->footer(
-      "The page is one HTML file that needs no network and nothing beside it. Without -o it goes to "
-      "standard\n"
-      "output. Icon files of the machine are put into the page where they are there to be read.");
+      "The page is one HTML file that needs no network and nothing beside it. Without -o it goes to\n"
+      "standard output. Icon files of the machine are put into the page where they are there to be read.");
   command->callback([&chosen, file] { chosen = [file](Session& session) { PrintReport(session, *file); }; });
 }
 

@@ -18,8 +18,7 @@ void PrintRoot(Session& session, std::uint32_t mode) {
   const std::string root = FromAnsi(buffer.data());
   if (root.empty()) throw Failure("the machine does not tell the folder; see the log with --log");
   if (session.json) {
-    session.out.WriteJson({{"root", root}});
-    session.out.Write("\n");
+    session.out.WriteJsonLine({{"root", root}});
   } else {
     session.out.Write(Printable(root) + "\n");
   }

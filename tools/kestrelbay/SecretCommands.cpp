@@ -51,8 +51,7 @@ void EncryptInput(Session& session) {
   const LibraryText hidden(&Encrypt, input.text);
   if (hidden.Get().empty()) throw Failure("the text could not be protected; see why with --log");
   if (session.json) {
-    session.out.WriteJson({{"protectedText", hidden.Get()}});
-    session.out.Write("\n");
+    session.out.WriteJsonLine({{"protectedText", hidden.Get()}});
   } else {
     session.out.Write(hidden.Get());
   }
@@ -63,11 +62,12 @@ void DecryptInput(Session& session) {
   ReadInto(input, "Protected text, in one line: ");
   const LibraryText plain(&Decrypt, input.text);
   if (plain.Get().empty()) {
-    throw Failure("nothing came back: this is no protected text, or another user's or machine's");
+    throw Failure(
+        "nothing came back: this is no protected text, or another user's or machine's; decrypt it where it "
+        "was encrypted");
   }
   if (session.json) {
-    session.out.WriteJson({{"text", plain.Get()}});
-    session.out.Write("\n");
+    session.out.WriteJsonLine({{"text", plain.Get()}});
   } else if (IsTerminal(Stream::Out)) {
     session.out.Write(Printable(plain.Get()) + "\n");
   } else {
@@ -80,9 +80,8 @@ void DecryptInput(Session& session) {
 void AddEncrypt(CLI::App& app, Command& chosen) {
   CLI::App* command = app.add_subcommand("encrypt", "Protect a short secret, read from standard input");
   command->footer(
-      "What comes out can be turned back by the same user on the same machine alone. One line end at the "
-      "end\n"
-      "of the input is left out. On a terminal the secret is asked for and not shown.");
+      "What comes out can be turned back by the same user on the same machine alone. One line end at the\n"
+      "end of the input is left out. On a terminal the secret is asked for and not shown.");
   command->callback([&chosen] { chosen = EncryptInput; });
 }
 

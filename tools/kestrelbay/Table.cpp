@@ -78,8 +78,7 @@ int OutputColumns() {
     std::from_chars(wish, wish + std::string_view(wish).size(), columns);
   }
   if (columns > 0) return columns;
-  if (!IsTerminal(Stream::Out)) return 0;
-  return TerminalColumns() > 0 ? TerminalColumns() : 80;
+  return IsTerminal(Stream::Out) ? TerminalColumns() : 0;
 }
 
 }  // namespace

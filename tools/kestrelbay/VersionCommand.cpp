@@ -18,8 +18,7 @@ void PrintVersion(Session& session, const std::string& name) {
                   "\" is installed, or it tells none; see the names with: kestrelbay list");
   }
   if (session.json) {
-    session.out.WriteJson({{"displayName", name}, {"displayVersion", buffer.data()}});
-    session.out.Write("\n");
+    session.out.WriteJsonLine({{"displayName", name}, {"displayVersion", buffer.data()}});
   } else {
     session.out.Write(Printable(buffer.data()) + "\n");
   }

@@ -1,5 +1,5 @@
 /**
- * The Windows constants that src/ uses, each stated once.
+ * The Windows constants that src/ uses or is answered with, each stated once.
  *
  * A constexpr under a Windows constant's name does not compile where windows.h came first. So the list is
  * expanded twice: here into constants, and in the Windows binding, which defines

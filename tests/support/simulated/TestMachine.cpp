@@ -22,8 +22,7 @@ namespace {
 namespace fs = std::filesystem;
 
 simulated::View ViewOf(const KeyPath& key) {
-  if (key.view == View::Bits32) return simulated::View::Bits32;
-  return key.view == View::Bits64 ? simulated::View::Bits64 : simulated::View::Native;
+  return key.view == View::Bits32 ? simulated::View::Bits32 : simulated::View::Native;
 }
 
 fs::path NewHostFolder() {

@@ -32,7 +32,7 @@ inline samples::Drawing Pattern(std::uint32_t width, std::uint32_t height, bool 
   return drawing;
 }
 
-/** The drawing as a picture, with nothing behind the mask where `masked`. */
+/** The drawing as a picture. */
 inline Picture PictureOf(const samples::Drawing& drawing) {
   Picture picture(drawing.width, drawing.height);
   picture.argb = drawing.pixels;
