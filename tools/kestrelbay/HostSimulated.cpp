@@ -128,9 +128,10 @@ WriteResult Write(Stream stream, std::string_view bytes, std::string& reason) {
 bool IsInputTerminal() { return isatty(STDIN_FILENO) == 1; }
 
 std::string AskLine(const std::string& question, Typing typing) {
+  // Before the question: what is typed the moment it shows would be shown as well, or dropped.
+  const QuietTerminal quiet(typing == Typing::Hidden);
   std::string reason;
   Write(Stream::Error, question, reason);
-  const QuietTerminal quiet(typing == Typing::Hidden);
   std::string line;
   line.reserve(kMostLineBytes);  // growing would leave a secret behind
   for (char byte = 0; ReadSome(&byte, 1) == 1 && byte != '\n';) line += byte;

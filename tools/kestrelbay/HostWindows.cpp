@@ -128,9 +128,10 @@ bool IsInputTerminal() {
 }
 
 std::string AskLine(const std::string& question, Typing typing) {
+  // Before the question: what is typed the moment it shows would be shown as well.
+  const QuietConsole quiet(typing == Typing::Hidden);
   std::string reason;
   Write(Stream::Error, question, reason);
-  const QuietConsole quiet(typing == Typing::Hidden);
   wchar_t line[kMostConsoleChars];
   DWORD chars = 0;
   if (!ReadConsoleW(GetStdHandle(STD_INPUT_HANDLE), line, kMostConsoleChars, &chars, nullptr)) chars = 0;
