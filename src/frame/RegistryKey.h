@@ -2,8 +2,8 @@
  * The library's only way to the registry: reading keys and values, and one recursive delete. Nothing here
  * writes a value, makes a key or logs.
  *
- * Any failure is a null key or an empty text; why it failed is not told. A key object is used by one thread
- * at a time, and there is no lock.
+ * Any failure is a null key or an empty text; why it failed is told only to who asks for it. A key object is
+ * used by one thread at a time, and there is no lock.
  */
 #pragma once
 
@@ -48,7 +48,11 @@ struct ValueFound {
   platform::DWORD bytes = 0;
 };
 
-/** The process-wide roots, made on first use by any thread. */
+/**
+ * The process-wide roots, made on first use by any thread. Who works on one takes a copy: that of
+ * CurrentUserRoot closes HKEY_CURRENT_USER when it ends, each time. With the other two a reference does as
+ * well.
+ */
 const RegistryKey& LocalMachineRoot();
 const RegistryKey& CurrentUserRoot();
 const RegistryKey& UsersRoot();

@@ -52,7 +52,8 @@ std::string SystemInfo::GetProductName() {
 }
 
 std::string SystemInfo::GetProxyServer() {
-  const auto key = OpenKey(CurrentUserRoot(), Utf8ToWide(kInternetSettingsPath));
+  const RegistryKey user = CurrentUserRoot();  // a copy, which closes HKEY_CURRENT_USER at its end; so meant
+  const auto key = OpenKey(user, Utf8ToWide(kInternetSettingsPath));
   if (!key) {
     SDK_LOG(kLogError, kFile, "failed open registry. the path is %s.", kInternetSettingsPath);
     return {};

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "LogText.h"
@@ -71,6 +72,8 @@ TEST_F(Facts, EachIsReadFromItsKeyInItsViewWhichIsClosed) {
     for (const std::string& value : values)
       calls.push_back("RegQueryValueExW(" + key + ", \"" + value + "\", 520) = 0");
     calls.push_back("RegCloseKey(" + key + ") = 0");
+    // A copy of the user's root closes the handle that it shares; a copy of the machine's spares it.
+    if (root == "HKEY_CURRENT_USER") calls.push_back("RegCloseKey(HKEY_CURRENT_USER) = 0");
     return calls;
   };
   const std::string bios = "HARDWARE\\DESCRIPTION\\System\\BIOS";
@@ -86,6 +89,20 @@ TEST_F(Facts, EachIsReadFromItsKeyInItsViewWhichIsClosed) {
   EXPECT_EQ(
       registryCallsOf([&] { info.IsTabletPC(); }),
       callsFor("HKEY_LOCAL_MACHINE", "SOFTWARE\\Microsoft\\Windows\\Tablet PC", "0x20019", {"IsTabletPc"}));
+}
+
+TEST_F(Facts, TheUsersRootIsClosedOnceHoweverTheProxyIsAnswered) {
+  const auto closesOfTheRoot = [this] {
+    const auto calls = CallsOf([this] { Escaping([this] { info.GetProxyServer(); }); });
+    return std::ranges::count(calls, "RegCloseKey(HKEY_CURRENT_USER) = 0");
+  };
+  EXPECT_EQ(closesOfTheRoot(), 1) << "without the key";
+  machine.registry.CreateKey(kInternet);
+  EXPECT_EQ(closesOfTheRoot(), 1) << "with an exception";
+  SetProxy(u"proxy", 0);
+  EXPECT_EQ(closesOfTheRoot(), 1) << "switched off";
+  SetProxy(u"proxy", 1);
+  EXPECT_EQ(closesOfTheRoot(), 1) << "switched on";
 }
 
 TEST_F(Facts, AMissingKeyIsToldInTheWordingOfItsFact) {
