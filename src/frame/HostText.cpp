@@ -17,10 +17,15 @@ bool CopyToHost(const std::string& text, char* buffer, std::int32_t* size) {
   return true;
 }
 
-char* NewHostText(const std::string& text) {
+void HandOut(const std::string& text, char** output) {
   const std::size_t bytes = text.size() + 1;
-  char* const copy = static_cast<char*>(std::malloc(bytes));
-  platform::strcpy_s(copy, bytes, text.c_str());
+  *output = static_cast<char*>(std::malloc(bytes));
+  platform::strcpy_s(*output, bytes, text.c_str());
+}
+
+char* NewHostText(const std::string& text) {
+  char* copy = nullptr;
+  HandOut(text, &copy);
   return copy;
 }
 

@@ -21,7 +21,15 @@ std::string TextOf(const char* text);
  */
 bool CopyToHost(const std::string& text, char* buffer, std::int32_t* size);
 
-/** @return a copy of the text up to its first NUL, in a malloc block of its length plus one byte */
+/**
+ * Copies a text up to its first NUL into a malloc block of its length plus one byte.
+ *
+ * @param output  receives the block before anything is copied: null where there is no memory, which the
+ *                invalid-parameter handler of the copy then finds there
+ */
+void HandOut(const std::string& text, char** output);
+
+/** @return the block that HandOut makes */
 char* NewHostText(const std::string& text);
 
 }  // namespace kestrelbay

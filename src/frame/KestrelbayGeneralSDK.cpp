@@ -141,12 +141,12 @@ bool IsTabletPC() {
 
 void Encrypt(const char* input, char** output) {
   const SecretText plain{TextOf(input)};
-  *output = NewHostText(Security::GetInstance().Encrypt(plain.text));
+  HandOut(Security::GetInstance().Encrypt(plain.text), output);
 }
 
 void Decrypt(const char* input, char** output) {
   const SecretText plain{Security::GetInstance().Decrypt(TextOf(input))};
-  *output = NewHostText(plain.text);
+  HandOut(plain.text, output);
 }
 
 void GetInstalledAppList(InstalledAppEntry** entries, uint32_t* count, bool includeIcons) {
