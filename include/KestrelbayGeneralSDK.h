@@ -20,8 +20,9 @@
  *  8. Exceptions. The library catches none. Lack of memory, or a thread that cannot be started, leaves the
  *     function as a C++ exception; where only the copy of a text for the host lacks memory, the C runtime's
  *     invalid-parameter handler is raised instead.
- *  9. Threads. Every function may be called from any thread, and any number of them at once, InitDllLogger
- *     excepted. Each asynchronous call has a detached thread of its own.
+ *  9. Threads. Every function may be called from any thread. Any number of them may run at once but for
+ *     InitDllLogger, and for Install and Uninstall as each says under "Jobs at once". Each asynchronous call
+ *     has a detached thread of its own.
  * 10. Unloading. No function waits for a running worker. The host must not unload the library before each
  *     asynchronous call has made its callback and a moment has passed for its thread to end.
  * 11. Caching. Nothing is cached: each call asks the machine anew, so two calls can differ.
@@ -102,6 +103,13 @@ typedef void (*UninstallCallback)(UninstallRequest* request);
  * Blocks for half a second and the start of the thread; starts of installations and removals wait for each
  * other. Logs from the job's thread and on its start.
  *
+ * Jobs at once: an installation and a removal do not disturb each other. Two installations share a table,
+ * which each looks itself up in as it begins and leaves as it ends, without a lock. A start that writes there
+ * at that moment, or a second job that ends at that moment, breaks the table: a job is lost or the process
+ * faults. It is safe to start the next one when the callback of the one before has returned, and not from
+ * inside it: the half second of the start lets the thread of the job before end. A host that has several run
+ * at once accepts that.
+ *
  * @param request   stays the caller's; must stay valid and writable until the callback has returned. A long
  *                  version text runs past DisplayVersion, so leave room behind the record (1 KiB is ample).
  *                  A second one of a running name is not refused, but whichever ends first unregisters both:
@@ -116,7 +124,8 @@ KESTRELBAY_API void Install(InstallRequest* request, InstallCallback callback);
  * change at its registry entry or for SetStopAppEvent but never for the program, and judges by whether the
  * application is still in the inventory.
  *
- * Blocks, logs and treats request and callback as Install does; removals have a callback of their own.
+ * Blocks, logs, runs beside others of its kind and treats request and callback as Install does; removals have
+ * a callback and a table of their own.
  */
 KESTRELBAY_API void Uninstall(UninstallRequest* request, UninstallCallback callback);
 
@@ -149,7 +158,8 @@ KESTRELBAY_API bool GetDeviceId(char* buffer, int32_t* size);
 KESTRELBAY_API bool GetProductName(char* buffer, int32_t* size);
 /**
  * The calling user's proxy setting as it stands, a list per protocol included; fails where it is switched
- * off.
+ * off. Closes the process's handle of HKEY_CURRENT_USER, which the system opens anew at its next use; another
+ * thread that uses it at that moment can fail.
  * @throws std::invalid_argument, std::out_of_range  across the C boundary, where the user's settings exist
  * but their switch is missing or no 32-bit number
  */
