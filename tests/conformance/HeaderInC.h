@@ -13,8 +13,13 @@ typedef void (*AnyFunction)(void);
  * order */
 const AnyFunction* FunctionsInC(size_t* count);
 
-/** Size of an entry of the list as C lays it out. */
-size_t EntryBytesInC(void);
+/*
+ * Records as C lays them out: where each field begins, in the order of the header, and last the record's
+ * size. count  receives how many numbers there are
+ */
+const size_t* InstallRequestInC(size_t* count);
+const size_t* UninstallRequestInC(size_t* count);
+const size_t* EntryInC(size_t* count);
 
 #ifdef __cplusplus
 }
