@@ -49,6 +49,16 @@ TEST_F(Frame, NullCallbackSendsRecordsToLogDll) {
   EXPECT_THAT(log.Messages(), ElementsAre("KestrelbayGeneralSDK log call back init success."));
 }
 
+TEST_F(Frame, FormatReachesLogDllWithItsConversionsUnfilled) {
+  machine.DeleteKey(u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\Tablet PC");
+  InitDllLogger(nullptr);
+  EXPECT_FALSE(IsTabletPC());
+  InitDllLogger(&kestrelbay::LogCapture::Receive);
+  EXPECT_THAT(machine.LogRecords(),
+              ElementsAre(testing::_, LogRecord{'I', "KestrelbayGeneralSDK", "enter IsTabletPC"},
+                          LogRecord{'E', "SystemInfo", "failed open registry, the path is %s."}));
+}
+
 TEST_F(Frame, BlockListIsTheSameTableOfTwoAtEveryCall) {
   const char* const* first = nullptr;
   const char* const* second = nullptr;
@@ -66,6 +76,64 @@ TEST_F(Frame, ReleasingANullTextIsHarmless) {
   char* text = nullptr;
   ReleaseDllStr(&text);
   EXPECT_EQ(text, nullptr);
+}
+
+struct Entered {
+  const char* name;
+  void (*call)();
+};
+
+template <class Fact>
+void Ask(Fact fact) {
+  std::int32_t size = 0;
+  fact(nullptr, &size);
+}
+
+// Listing and starting are checked where more is asked of them.
+const Entered kEntered[] = {
+    {"GetDiskAvailableSpace", [] { GetDiskAvailableSpace(nullptr); }},
+    {"GetManufacturer", [] { Ask(&GetManufacturer); }},
+    {"GetDeviceId", [] { Ask(&GetDeviceId); }},
+    {"GetProductName", [] { Ask(&GetProductName); }},
+    {"GetProxyServer", [] { Ask(&GetProxyServer); }},
+    {"GetGraphics", [] { Ask(&GetGraphics); }},
+    {"GetAppVersion",
+     [] { Ask([](char* buffer, std::int32_t* size) { GetAppVersion("None", "", buffer, size); }); }},
+    {"IsTabletPC", [] { IsTabletPC(); }},
+    {"GetInstalledAppListAsync",
+     [] {
+       kestrelbay::ListReceiver lists;
+       GetInstalledAppListAsync(&kestrelbay::ListReceiver::Receive, false);
+       lists.WaitForLists(1);
+     }},
+    {"GetAppIconAsync",
+     [] {
+       kestrelbay::IconReceiver icons;
+       GetAppIconAsync(&kestrelbay::IconReceiver::Receive, "None");
+       icons.WaitForTexts(1);
+     }},
+    {"DeleteAppRegistryInfo", [] { DeleteAppRegistryInfo("None"); }},
+};
+
+void PrintTo(const Entered& entered, std::ostream* out) { *out << entered.name; }
+
+class EntryLine : public HostTest, public testing::WithParamInterface<Entered> {};
+
+INSTANTIATE_TEST_SUITE_P(Of, EntryLine, testing::ValuesIn(kEntered),
+                         [](const auto& entered) { return std::string(entered.param.name); });
+
+TEST_P(EntryLine, IsTheFirstLineOfTheExport) {
+  SetTexts(u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\Tablet PC", {{u"IsTabletPc", u"0"}});
+  SetTexts(u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings",
+           {{u"ProxyEnable", u"0"}});
+  const std::string name = GetParam().name;
+  GetParam().call();
+  const std::vector<LogLine> lines = log.Lines();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines[0].file, "KestrelbayGeneralSDK");
+  EXPECT_EQ(lines[0].level, 3);
+  EXPECT_THAT(lines[0].text, testing::StartsWith(name + ":"));
+  EXPECT_THAT(lines[0].text, testing::EndsWith(" enter " + name));
 }
 
 class RootDir : public HostTest {

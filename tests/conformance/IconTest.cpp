@@ -77,6 +77,20 @@ TEST_F(Icon, OfAListIsTheSameAsAskedForAlone) {
   EXPECT_EQ(entries[0].iconText, IconOf("App"));
 }
 
+TEST_F(Icon, OfAnAsynchronousListIsDrawnWhereTheHostAsksForIcons) {
+  AppWith(u"App", Large());
+  kestrelbay::ListReceiver receiver;
+  GetInstalledAppListAsync(&kestrelbay::ListReceiver::Receive, true);
+  receiver.WaitForLists(1);
+  GetInstalledAppListAsync(&kestrelbay::ListReceiver::Receive, false);
+  const auto lists = receiver.WaitForLists(2);
+  ASSERT_EQ(lists.size(), 2U);
+  ASSERT_EQ(lists[0].size(), 1U);
+  EXPECT_EQ(lists[0][0].iconText, IconOf("App"));
+  ASSERT_EQ(lists[1].size(), 1U);
+  EXPECT_EQ(lists[1][0].iconText, "");
+}
+
 TEST_F(Icon, OfAProgramIsLeftOutOfAListWithoutIcons) {
   AppWith(u"App", Large());
   EXPECT_EQ(List(false)[0].iconText, "");

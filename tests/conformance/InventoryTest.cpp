@@ -45,6 +45,39 @@ TEST_F(Inventory, EmptyListIsAnArrayThatMustBeReleased) {
   EXPECT_EQ(entries, nullptr);
 }
 
+TEST_F(Inventory, SecondReleaseFreesNothing) {
+  Entry(u"A", Plain(u"App"));
+  InstalledAppEntry* entries = nullptr;
+  std::uint32_t count = 0;
+  GetInstalledAppList(&entries, &count, false);
+  ASSERT_EQ(count, 1U);
+  ReleaseInstalledAppList(&entries, 1);
+  ReleaseInstalledAppList(&entries, 1);
+  EXPECT_EQ(entries, nullptr);
+  EXPECT_THAT(log.Messages(), ElementsAre("enter GetInstalledAppList", "enter ReleaseInstalledAppList",
+                                          "enter ReleaseInstalledAppList"));
+}
+
+TEST_F(Inventory, CountOfZeroOrLessReleasesTheArrayAndNoText) {
+  Entry(u"A", Plain(u"App", {{u"InstallLocation", u"C:\\App"}}));
+  for (const std::int32_t count : {0, -1, INT32_MIN}) {
+    InstalledAppEntry* entries = nullptr;
+    std::uint32_t listed = 0;
+    GetInstalledAppList(&entries, &listed, false);
+    ASSERT_EQ(listed, 1U);
+    InstalledAppEntry texts = entries[0];
+    ReleaseInstalledAppList(&entries, count);
+    EXPECT_EQ(entries, nullptr);
+    EXPECT_STREQ(texts.displayName, "App");
+    EXPECT_STREQ(texts.installLocation, "C:\\App");
+    // Each is still the host's to give back; one that is freed already ends the process here.
+    for (char** text : {&texts.displayName, &texts.installLocation, &texts.displayVersion, &texts.displayIcon,
+                        &texts.iconText, &texts.installDate, &texts.lastWriteTime}) {
+      ReleaseDllStr(text);
+    }
+  }
+}
+
 TEST_F(Inventory, SameNameInBothViewsStaysTwoRecords) {
   Entry(u"App", Plain(u"App"), View::Bits32);
   Entry(u"App", Plain(u"App"), View::Bits64);
@@ -126,6 +159,17 @@ TEST_F(Inventory, AsynchronousListComesOnceAndEqualsTheOther) {
   ASSERT_EQ(lists.size(), 1U);
   EXPECT_EQ(lists[0], List());
   EXPECT_FALSE(receiver.SawNull());
+}
+
+TEST_F(Inventory, AsynchronousEmptyListIsAnArrayToo) {
+  kestrelbay::ListReceiver receiver;
+  GetInstalledAppListAsync(&kestrelbay::ListReceiver::Receive, false);
+  const auto lists = receiver.WaitForLists(1);
+  ASSERT_EQ(lists.size(), 1U);
+  EXPECT_THAT(lists[0], IsEmpty());
+  EXPECT_FALSE(receiver.SawNull());
+  EXPECT_THAT(log.Messages(), ElementsAre("enter GetInstalledAppListAsync", "enter GetInstalledAppList",
+                                          "enter ReleaseInstalledAppList"));
 }
 
 TEST_F(Inventory, IconRequestAnswersOnceAlsoForAnUnknownName) {
