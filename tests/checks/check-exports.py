@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks that the three places that list the exports agree: the header, the .def file and the binary.
 
-For a DLL also that it imports from Windows' own DLLs and log.dll alone.
+For a DLL also that it imports from Windows' own DLLs and log.dll alone, and from log.dll.
 
 usage: check-exports.py HEADER DEF LIBRARY SYMBOL-TOOL | --self-test
 The symbol tool is nm for a shared object and objdump for a DLL.
@@ -20,6 +20,8 @@ ALLOWED_DLLS = {
     "advapi32.dll", "comctl32.dll", "crypt32.dll", "dxgi.dll", "gdi32.dll", "gdiplus.dll", "kernel32.dll",
     "log.dll", "msvcrt.dll", "ole32.dll", "shell32.dll", "user32.dll",
 }
+# Linked when the library is loaded, so that a machine without it shows at once and not at the first record.
+REQUIRED_DLLS = {"log.dll"}
 
 
 def names_in_header(text):
@@ -62,8 +64,10 @@ def check_texts(header, definition, binary, is_dll, export_count=2):
     if len(exports) != export_count:
         problems.append(f"{len(exports)} exports in the header, and there must be {export_count}")
     if is_dll:
-        foreign = sorted(imports_of_dll(binary) - ALLOWED_DLLS)
+        imports = imports_of_dll(binary)
+        foreign = sorted(imports - ALLOWED_DLLS)
         problems += [f"{name}: the library needs it, and a machine may not have it" for name in foreign]
+        problems += [f"{name}: the library does not import it" for name in sorted(REQUIRED_DLLS - imports)]
     return problems, len(exports)
 
 
@@ -97,6 +101,7 @@ def self_test():
         ("missing symbol", (header, definition, shared[:27], False), ["Two: in the header, but not in the library"]),
         ("extra in the DLL", (header, definition, dll.replace("Two\n", "Two\n\t[   2] Three\n"), True), ["Three: in the lib"]),
         ("foreign DLL", (header, definition, "\tDLL Name: libstdc++-6.dll\n" + dll, True), ["libstdc++-6.dll: the library needs"]),
+        ("no log.dll", (header, definition, dll.replace("\tDLL Name: log.dll\n", ""), True), ["log.dll: the library does"]),
     ]
     for name, texts, fragments in fixtures:
         expect(name, check_texts(*texts)[0], *fragments)
