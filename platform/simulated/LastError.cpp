@@ -1,6 +1,7 @@
 #include "simulated/LastError.h"
 
 #include "platform/Processes.h"
+#include "simulated/Machine.h"
 
 namespace simulated {
 namespace {
@@ -15,6 +16,14 @@ void SetLastError(platform::DWORD lastError) { lastErrorOfThread = lastError; }
 
 namespace platform {
 
-DWORD GetLastError() { return simulated::lastErrorOfThread; }
+// It cannot fail, so it is told to the journal alone.
+DWORD GetLastError() {
+  const DWORD lastError = simulated::lastErrorOfThread;
+  simulated::Machine* const machine = simulated::Machine::CurrentOrNull();
+  if (machine && machine->journal.Running()) {
+    machine->journal.Record({"GetLastError", "", std::to_string(lastError), std::this_thread::get_id()});
+  }
+  return lastError;
+}
 
 }  // namespace platform

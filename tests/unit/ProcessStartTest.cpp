@@ -39,8 +39,13 @@ TEST_F(ProcessStart, LeavesBothHandlesOpen) {
 }
 
 TEST_F(ProcessStart, FailureYieldsZero) {
-  EXPECT_EQ(StartProcess(u"C:\\none.exe"), 0);
+  std::int32_t started = 1;
+  const auto calls = CallsOf([&] { started = StartProcess(u"C:\\none.exe"); });
+  EXPECT_EQ(started, 0);
   EXPECT_TRUE(machine.programs.Starts().empty());
+  ASSERT_EQ(calls.size(), 2U);
+  EXPECT_THAT(calls[0], testing::StartsWith("CreateProcessW("));
+  EXPECT_EQ(calls[1], "GetLastError() = 2");
 }
 
 TEST_F(ProcessStart, ElevatedStartYieldsAProcessThatTheCallerOwns) {
@@ -61,7 +66,7 @@ TEST_F(ProcessStart, RefusedElevationIsNullAndStartsNothing) {
   platform::HANDLE process = &process;
   const auto calls = CallsOf([&] { process = StartProcessElevated("C:\\Tools\\tool.exe", "", 1); });
   EXPECT_EQ(process, nullptr);
-  EXPECT_THAT(calls.back(), testing::StartsWith("ShellExecuteExW("));
+  EXPECT_THAT(calls.back(), testing::StartsWith("ShellExecuteExW("));  // why it failed is not asked for
   EXPECT_TRUE(machine.programs.Starts().empty());
 }
 
