@@ -1,10 +1,18 @@
 // Lists and icons that threads of the library call back with.
 #include <gmock/gmock.h>
 
+#include <signal.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <system_error>
 #include <thread>
 
 #include "ExportTest.h"
 #include "KestrelbayGeneralSDK.h"
+#include "NoThreads.h"
 
 namespace kestrelbay {
 namespace {
@@ -111,6 +119,94 @@ TEST_F(AsynchronousExport, IconIsCalledBackOnce) {
   GetAppIconAsync(&IconReceiver::Receive, "\u65e5");
   EXPECT_THAT(receiver.WaitForTexts(1), ElementsAre("C:\\App\\app.ico"));
   EXPECT_THAT(log.Messages(), ElementsAre("enter GetAppIconAsync"));
+}
+
+/** A text that keeps the thread which is first to read it. One lives at a time. */
+class WatchedText {
+ public:
+  explicit WatchedText(const char* text) {
+    page = mmap(nullptr, kPageBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    reader = 0;
+    std::strcpy(static_cast<char*>(page), text);
+    mprotect(page, kPageBytes, PROT_NONE);
+    struct sigaction action = {};
+    action.sa_handler = &LetRead;
+    sigaction(SIGSEGV, &action, &before);
+  }
+  ~WatchedText() {
+    sigaction(SIGSEGV, &before, nullptr);
+    munmap(page, kPageBytes);
+  }
+  WatchedText(const WatchedText&) = delete;
+  WatchedText& operator=(const WatchedText&) = delete;
+
+  const char* Get() const { return static_cast<const char*>(page); }
+  /** @return what gettid() answers on that thread; 0 where none has read it */
+  pid_t Reader() const { return reader; }
+
+ private:
+  static constexpr std::size_t kPageBytes = 4096;
+
+  static void LetRead(int) {
+    reader = gettid();
+    mprotect(page, kPageBytes, PROT_READ);
+  }
+
+  static inline void* page = nullptr;
+  static inline std::atomic<pid_t> reader = 0;
+  struct sigaction before;
+};
+
+std::atomic<pid_t> callbackThread = 0;
+
+TEST_F(AsynchronousExport, NameOfAnIconIsReadOnItsThreadAndNotByTheCaller) {
+  AddApp(u"App", {{u"DisplayIcon", u"C:\\App\\app.ico"}});
+  const WatchedText name("App");
+  IconReceiver receiver;
+  GetAppIconAsync(
+      [](char* text) {
+        callbackThread = gettid();
+        IconReceiver::Receive(text);
+      },
+      name.Get());
+  EXPECT_THAT(receiver.WaitForTexts(1), ElementsAre("C:\\App\\app.ico"));
+  EXPECT_EQ(name.Reader(), callbackThread);
+  EXPECT_NE(name.Reader(), gettid());
+}
+
+TEST_F(AsynchronousExport, ListDrawsIconsWhereTheHostAsksForThem) {
+  AddApp(u"App", {{u"DisplayIcon", u"C:\\App\\app.exe"}});
+  machine.drives.AddFile(u"C:\\App\\app.exe");
+  const auto shellCalls = [this](bool includeIcons) {
+    ListReceiver receiver;
+    const auto calls = CallsOf([&] {
+      GetInstalledAppListAsync(&ListReceiver::Receive, includeIcons);
+      receiver.WaitForLists(1);
+    });
+    return std::ranges::count_if(calls,
+                                 [](const std::string& call) { return call.starts_with("SHGetFileInfoW("); });
+  };
+  EXPECT_EQ(shellCalls(true), 1);
+  EXPECT_EQ(shellCalls(false), 0);
+}
+
+TEST_F(AsynchronousExport, WithoutAThreadItRaisesBehindItsEntryLine) {
+  ListReceiver lists;
+  IconReceiver icons;
+  {
+    const NoThreads none;
+    EXPECT_THROW(GetInstalledAppListAsync(&ListReceiver::Receive, false), std::system_error);
+    EXPECT_THROW(GetAppIconAsync(&IconReceiver::Receive, "App"), std::system_error);
+    EXPECT_THROW(StartAnyExeAsync("C:\\tool.exe", ""), std::system_error);
+  }
+  EXPECT_THAT(log.Messages(), ElementsAre("enter GetInstalledAppListAsync", "enter GetAppIconAsync",
+                                          "enter StartAnyExeAsync"));
+  EXPECT_TRUE(machine.programs.Starts().empty());
+  // Nothing of a request that raised is left that could call back: these are the first answers.
+  GetInstalledAppListAsync(&ListReceiver::Receive, false);
+  EXPECT_EQ(lists.WaitForLists(1).size(), 1U);
+  GetAppIconAsync(&IconReceiver::Receive, "App");
+  EXPECT_EQ(icons.WaitForTexts(1).size(), 1U);
 }
 
 TEST_F(AsynchronousExport, IconOfAnUnknownNameIsTheEmptyTextAndNotNull) {

@@ -1,12 +1,12 @@
 // Starting a job: what is in place when its worker starts, under which lock, and what a start leaves behind
 // that comes to nothing.
 #include <gmock/gmock.h>
-#include <pthread.h>
 
 #include <system_error>
 #include <thread>
 
 #include "JobTest.h"
+#include "NoThreads.h"
 #include "frame/LoadTimeObjects.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
@@ -23,28 +23,6 @@ bool IsLockFree() {
   }).join();
   return isFree;
 }
-
-/** As long as it lives no thread can be started, since none gets a stack of such a size. */
-class NoThreads {
- public:
-  NoThreads() {
-    pthread_getattr_default_np(&before);
-    pthread_attr_t boundless;
-    pthread_attr_init(&boundless);
-    pthread_attr_setstacksize(&boundless, std::size_t{1} << 47);
-    pthread_setattr_default_np(&boundless);
-    pthread_attr_destroy(&boundless);
-  }
-  ~NoThreads() {
-    pthread_setattr_default_np(&before);
-    pthread_attr_destroy(&before);
-  }
-  NoThreads(const NoThreads&) = delete;
-  NoThreads& operator=(const NoThreads&) = delete;
-
- private:
-  pthread_attr_t before;
-};
 
 class JobStarts : public JobTest {
  protected:
