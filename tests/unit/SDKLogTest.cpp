@@ -5,13 +5,14 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <fstream>
+#include <latch>
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
 
 #include "HostCallbacks.h"
 #include "OnMachine.h"
+#include "SleepingThread.h"
 
 namespace kestrelbay {
 namespace {
@@ -147,6 +148,42 @@ TEST_F(DllMode, FormatGoesOutUnexpandedAndNothingIsFormatted) {
   EXPECT_THAT(log.Lines(), ElementsAre());
 }
 
+std::latch* recordIsHeld = nullptr;
+std::latch* recordMayEnd = nullptr;
+
+/** A host's callback that holds the first record, and with it the logger's lock, until a test lets it go. */
+void HoldRecord(const char*, std::int32_t, const char* text) {
+  if (!std::string(text).ends_with("hold")) return;
+  recordIsHeld->count_down();
+  recordMayEnd->wait();
+}
+
+// One thread stands in the host's callback while another changes the logger's mode and logs.
+TEST_F(DllMode, ModeChangesWithoutTheLockAndTheDllIsCalledUnderIt) {
+  std::latch isHeld(1), mayEnd(1);
+  recordIsHeld = &isHeld;
+  recordMayEnd = &mayEnd;
+  InitDllLogger(&HoldRecord);
+  std::thread holder([] { SDKLog::GetInstance().Log(3, "F", "G", 1, "hold"); });
+  isHeld.wait();
+  const std::size_t before = machine.LogRecords().size();
+  std::atomic<pid_t> changer = 0;
+  std::atomic<bool> done = false;
+  std::thread changing([&] {
+    changer = gettid();
+    InitDllLogger(nullptr);
+    done = true;
+  });
+  while (!done && !(changer != 0 && Sleeps(changer))) std::this_thread::yield();
+  EXPECT_TRUE(SDKLog::GetInstance().useLogDll) << "InitDllLogger waits before it has changed the mode";
+  EXPECT_EQ(machine.LogRecords().size(), before) << "a record came while another was written";
+  EXPECT_FALSE(done);
+  mayEnd.count_down();
+  holder.join();
+  changing.join();
+  EXPECT_EQ(machine.LogRecords().size(), before + 1);
+}
+
 class Initialisation : public OnMachine {
  protected:
   void Log() { SDKLog::GetInstance().Log(3, "F", "G", 1, "m"); }
@@ -223,14 +260,6 @@ TEST_F(BeforeInitialisationDeathTest, LogsToACallbackThatIsNull) {
 TEST_F(BeforeInitialisationDeathTest, LogCallFaults) {
   EXPECT_DEATH(SDKLog::GetInstance().Log(3, "F", "G", 1, "m"), "");
   EXPECT_DEATH(SetStopAppEvent(), "");
-}
-
-/** Whether a thread of this process waits in the kernel. */
-bool Sleeps(pid_t thread) {
-  std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/stat");
-  std::string id, name, state;
-  status >> id >> name >> state;
-  return state == "S";
 }
 
 [[noreturn]] void ExitTellingWhetherItsOwnFailureBlocksTheLogger() {
