@@ -1,6 +1,8 @@
 // The races that the interface keeps on purpose, each taken in turns so that it does no harm. The thread
 // sanitizer reports them all the same, so its list of suppressions has to name them, and need name no others.
+// That no lock is taken is counted: the linker leads each lock of this program's objects through a counter.
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <functional>
@@ -10,8 +12,32 @@
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
 
+namespace {
+
+thread_local std::size_t locksTaken = 0;
+
+}  // namespace
+
+extern "C" {
+
+int __real_pthread_mutex_lock(pthread_mutex_t* mutex);   // NOLINT: the linker's names
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {  // NOLINT
+  ++locksTaken;
+  return __real_pthread_mutex_lock(mutex);
+}
+
+}  // extern "C"
+
 namespace kestrelbay {
 namespace {
+
+/** @return how many locks this thread takes to do it */
+template <class Action>
+std::size_t LocksOf(Action action) {
+  const std::size_t before = locksTaken;
+  action();
+  return locksTaken - before;
+}
 
 /** Does `theirs` on another thread and then `ours` on this one, without anything that orders the two. */
 void InTurns(const std::function<void()>& theirs, const std::function<void()>& ours) {
@@ -38,19 +64,26 @@ class KeptRaces : public testing::Test {
 
   void LookUpWhileAStartRegisters() {
     Request* found = nullptr;
-    InTurns([&] { found = Jobs::FindRequest(flow, "A"); }, [&] { flow.jobMap["B"] = &request; });
+    std::size_t locks = 1;
+    InTurns([&] { locks = LocksOf([&] { found = Jobs::FindRequest(flow, "A"); }); },
+            [&] { flow.jobMap["B"] = &request; });
     EXPECT_EQ(found, &request);
+    EXPECT_EQ(locks, 0U);
   }
   void ReadTheCallbackWhileAStartReplacesIt() {
     flow.jobCallback = &Ignore<Request>;
     bool isFound = false;
-    InTurns([&] { isFound = Jobs::FindCallback(flow) == &Ignore<Request>; },
+    std::size_t locks = 1;
+    InTurns([&] { locks = LocksOf([&] { isFound = Jobs::FindCallback(flow) == &Ignore<Request>; }); },
             [&] { flow.jobCallback = nullptr; });
     EXPECT_TRUE(isFound);
+    EXPECT_EQ(locks, 0U);
   }
   void EraseWhileAStartRegisters() {
-    InTurns([&] { Jobs::Erase(flow, "A"); }, [&] { flow.jobMap["B"] = &request; });
+    std::size_t locks = 1;
+    InTurns([&] { locks = LocksOf([&] { Jobs::Erase(flow, "A"); }); }, [&] { flow.jobMap["B"] = &request; });
     EXPECT_FALSE(flow.jobMap.contains("A"));
+    EXPECT_EQ(locks, 0U);
   }
 
   Flow& flow = Flow::GetInstance();
@@ -76,8 +109,11 @@ void Drop(const char*, std::int32_t, const char*) {}
 
 TEST(KeptLoggerRace, LoggerIsChangedWithoutItsLock) {
   InitDllLogger(&Drop);
-  InTurns([] { SDKLog::GetInstance().Log(kLogInfo, "F", "G", 1, "m"); }, [] { InitDllLogger(&Drop); });
+  std::size_t locks = 0;
+  InTurns([] { SDKLog::GetInstance().Log(kLogInfo, "F", "G", 1, "m"); },
+          [&] { locks = LocksOf([] { InitDllLogger(&Drop); }); });
   EXPECT_FALSE(SDKLog::GetInstance().useLogDll);
+  EXPECT_EQ(locks, 1U) << "that of its one record";
 }
 
 }  // namespace
