@@ -152,6 +152,14 @@ TEST(ExtractExePath, NothingElseMatches) {
   EXPECT_EQ(ExtractExePath(R"(C:\Tool\toolico)"), "");
 }
 
+TEST(ExtractExePath, LongestTextOfTheRegistryIsFarFromTheEnginesLimits) {
+  std::string text;
+  for (int character = 0; character < 255; ++character) text += "\u65e5";
+  EXPECT_EQ(ExtractExePath(text + ".exe"), text + ".exe");
+  EXPECT_EQ(ExtractExePath(text + ".ico"), text + ".exe");
+  EXPECT_EQ(ExtractExePath(text + "abcd"), "");
+}
+
 class Files : public OnMachine {};
 
 TEST_F(Files, EmptyPathIsNotAskedFor) {
@@ -190,6 +198,15 @@ TEST_F(RootDir, Mode1IsTheCurrentDirectory) {
   EXPECT_EQ(log.Lines()[0].file, "CommonFunc");
   EXPECT_EQ(log.Lines()[0].level, 3);
   EXPECT_THAT(log.Lines()[0].text, testing::MatchesRegex("GetRootDir:[0-9]+ GetRootDir Debug"));
+}
+
+TEST_F(RootDir, Mode1IsEmptyWhereTheCurrentDirectoryLeavesNoRoomForItsNul) {
+  machine.currentDirectory = u"C:\\" + std::u16string(256, u'x');
+  EXPECT_EQ(GetRootDir(1), "C:\\" + std::string(256, 'x'));
+  for (const std::size_t more : {1U, 2U, 1000U}) {
+    machine.currentDirectory = u"C:\\" + std::u16string(256 + more, u'x');
+    EXPECT_EQ(GetRootDir(1), "") << more;
+  }
 }
 
 TEST_F(RootDir, Mode2IsTheHostsDirectoryWhateverTheCurrentOneIs) {
