@@ -25,8 +25,8 @@ TEST(StandIns, DifferForDifferentNamesAndStayTheSame) {
 
 TEST(StandIns, AreNoneOfTheNames) {
   StandIns standIns;
-  for (const char16_t* name : {u"USER01", u"USER02", u"SER03"}) standIns.Avoid(name);
-  EXPECT_EQ(standIns.Of(u"SIXTEN", Alphabet::Letters, u"user"), u"user04");
+  for (const char16_t* name : {u"USERAB", u"USERAC", u"SERAD"}) standIns.Avoid(name);
+  EXPECT_EQ(standIns.Of(u"SIXTEN", Alphabet::Letters, u"user"), u"userae");
 }
 
 TEST(StandIns, OfSidsAreNumbersOf32BitsThatDoNotBeginWithZero) {
@@ -55,28 +55,33 @@ class RedactorTest : public testing::Test {
   std::u16string HiddenInBytes(std::u16string text) {
     Redactor redactor(identity);
     redactor.EndLearning();
-    redactor.Hide({reinterpret_cast<std::uint8_t*>(text.data()), text.size() * sizeof(char16_t)}, true);
+    redactor.Hide({reinterpret_cast<std::uint8_t*>(text.data()), text.size() * sizeof(char16_t)},
+                  Search::Text);
     return text;
   }
 
-  const Identity identity{.users = {u"Annabel"},
-                          .computers = {u"KITCHEN"},
-                          .guids = {},
-                          .folders = {},
-                          .variables = {u"ANNABEL"},
-                          .folderVariables = {}};
+  const Identity identity{
+      .users = {u"Annabel"}, .computers = {u"KITCHEN"}, .places = {.captured = {u"ANNABEL", u"USERNAME"}}};
 };
 
-TEST_F(RedactorTest, ANameIsFoundInsideOfWords) { EXPECT_EQ(Hidden(u"xAnnABelx"), u"xuser001x"); }
+TEST_F(RedactorTest, ANameIsFoundInsideOfWords) { EXPECT_EQ(Hidden(u"xAnnABelx"), u"xUseRAabx"); }
 
-TEST_F(RedactorTest, AVariablesNameStays) { EXPECT_EQ(Hidden(u"%Annabel%Annabel"), u"%Annabel%user001"); }
+TEST_F(RedactorTest, AVariablesNameIsTheSameWhereverItStands) {
+  std::u16string name = u"ANNABEL";
+  Redactor redactor(identity);
+  redactor.EndLearning();
+  redactor.HideVariable(name);
+  EXPECT_EQ(name, u"USERAAB");
+  EXPECT_EQ(Hidden(u"%Annabel%Annabel"), u"%Useraab%Useraab");
+  EXPECT_EQ(HiddenInBytes(u"%Annabel%Annabel"), u"%Useraab%Useraab");
+}
 
-TEST_F(RedactorTest, AVariablesNameStaysAtTheBeginningOfAValue) {
-  EXPECT_EQ(HiddenInBytes(u"%Annabel%Annabel"), u"%Annabel%user001");
+TEST_F(RedactorTest, NamesOfWindowsOwnVariablesStay) {
+  EXPECT_EQ(Hidden(u"%UserName%\\Annabel"), u"%UserName%\\Useraab");
 }
 
 TEST_F(RedactorTest, APathEndsWhereAnotherBegins) {
-  EXPECT_EQ(Hidden(u"C:\\Users\\Zoe\\Thing.exe C:\\Thing\\x"), u"C:\\Users\\u01\\w0001.exe C:\\Thing\\x");
+  EXPECT_EQ(Hidden(u"C:\\Users\\Zoe\\Thing.exe C:\\Thing\\x"), u"C:\\Users\\Uab\\Waaab.exe C:\\Thing\\x");
 }
 
 TEST_F(RedactorTest, OnlyWholeSidsAreTakenForSids) {
@@ -89,7 +94,7 @@ TEST_F(RedactorTest, AnyBytesAreLeftAsLongAsTheyWere) {
     Redactor redactor(Identity{});
     redactor.EndLearning();
     std::vector<std::uint8_t> bytes(size, '\\');
-    redactor.Hide(bytes, false);
+    redactor.Hide(bytes, Search::Data);
     EXPECT_EQ(bytes, std::vector<std::uint8_t>(size, '\\'));
   }
 }

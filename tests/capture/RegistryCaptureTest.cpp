@@ -42,7 +42,7 @@ class RegistryCaptureTest : public testing::Test {
 
   std::vector<std::string> Notes() const {
     std::vector<std::string> notes;
-    for (const std::u16string& note : captured.notes) notes.push_back(Narrow(note));
+    for (const CapturedNote& note : captured.notes) notes.push_back(Narrow(note.Line()));
     return notes;
   }
 

@@ -65,7 +65,7 @@ class Writer {
     WriteRegistry("captured-users.reg", u"HKEY_USERS");
     for (const CapturedFile& file : machine_.files) WriteDriveFile(file);
     WriteDescription(info);
-    summary_.notes = machine_.notes;
+    for (const CapturedNote& note : machine_.notes) summary_.notes.push_back(note.Line());
     return summary_;
   }
 
@@ -127,7 +127,7 @@ void Writer::WriteDriveFile(const CapturedFile& file) {
     ++summary_.files;
   } else {
     // Names that this system does not take, or too long a path.
-    machine_.notes.push_back(file.path + u": left out of the icons' files: it cannot be written there");
+    machine_.notes.push_back({file.path, u"left out of the icons' files: it cannot be written there"});
   }
 }
 
@@ -173,7 +173,7 @@ Json Writer::Describe() const {
 
 void Writer::WriteDescription(const CaptureInfo& info) {
   Json notes = Json::array();
-  for (const std::u16string& note : machine_.notes) notes.push_back(ToUtf8(note));
+  for (const CapturedNote& note : machine_.notes) notes.push_back(ToUtf8(note.Line()));
   Json root = {{"capture",
                 {{"format", simulated::kCaptureFormat},
                  {"program", info.program},

@@ -51,6 +51,16 @@ struct CapturedFile {
   std::string bytes;
 };
 
+/** What is not captured as it is, for a person. */
+struct CapturedNote {
+  /** The key or the path that it is about; empty where it is about the machine. */
+  std::u16string place;
+  std::u16string what;
+
+  std::u16string Line() const { return place.empty() ? what : place + u": " + what; }
+  bool operator==(const CapturedNote&) const = default;
+};
+
 struct CapturedMachine {
   /** In the machine's own order: sub keys as it lists them, each behind its key. */
   std::vector<CapturedKey> keys;
@@ -67,8 +77,7 @@ struct CapturedMachine {
   /** Where nothing stands for an item, the enumeration failed. */
   std::vector<std::optional<CapturedApp>> apps;
   std::vector<CapturedFile> files;
-  /** What is not captured as it is, each a line for a person. */
-  std::vector<std::u16string> notes;
+  std::vector<CapturedNote> notes;
 
   /** The variable of that name, whatever its case; empty where there is none. */
   std::u16string Variable(std::u16string_view name) const;

@@ -111,7 +111,7 @@ void CaptureAppsFolder(CapturedMachine& machine) {
   void* enumerator = nullptr;
   if (platform::IShellItem_BindToHandler(folder, nullptr, platform::BHID_EnumItems,
                                          platform::IID_IEnumShellItems, &enumerator) < 0) {
-    machine.notes.push_back(u"the apps folder does not let its items be listed");
+    machine.notes.push_back({u"", u"the apps folder does not let its items be listed"});
   } else {
     CaptureItems(static_cast<IEnumShellItems*>(enumerator), machine);
     platform::IEnumShellItems_Release(static_cast<IEnumShellItems*>(enumerator));
@@ -138,6 +138,10 @@ std::set<std::u16string> NamedVariables(const CapturedMachine& machine) {
 }
 
 }  // namespace
+
+bool IsWindowsVariable(std::u16string_view upper) {
+  return std::ranges::find(kOwnVariables, upper) != std::end(kOwnVariables);
+}
 
 std::u16string CapturedMachine::Variable(std::u16string_view name) const {
   for (const auto& [spelling, value] : environment) {

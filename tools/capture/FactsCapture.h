@@ -17,4 +17,7 @@ void CaptureFacts(CapturedMachine& machine);
  */
 void CaptureEnvironment(CapturedMachine& machine);
 
+/** Whether Windows itself sets the variable, whose name is given in capitals, on every machine. */
+bool IsWindowsVariable(std::u16string_view upper);
+
 }  // namespace capture

@@ -55,13 +55,13 @@ void CaptureFile(const std::u16string& path, const fs::path& place, std::uint64_
   std::error_code error;
   const std::uintmax_t size = fs::file_size(place, error);
   if (!error && size > room) {
-    machine.notes.push_back(path + u": left out of the icons' files: it has " + ToWide(size) +
-                            u" bytes, and there was room for " + ToWide(room));
+    machine.notes.push_back({path, u"left out of the icons' files: it has " + ToWide(size) +
+                                       u" bytes, and there was room for " + ToWide(room)});
   } else if (auto bytes = ReadFile(place)) {
     room -= std::min<std::uint64_t>(room, bytes->size());
     machine.files.push_back({path, std::move(*bytes)});
   } else {
-    machine.notes.push_back(path + u": left out of the icons' files: it cannot be read");
+    machine.notes.push_back({path, u"left out of the icons' files: it cannot be read"});
   }
 }
 
@@ -77,7 +77,7 @@ void CaptureIconFiles(std::span<const std::u16string> displayIcons, std::uint64_
     if (!found) continue;
     const std::u16string path = PlaceOnDrive(named);
     if (path.empty()) {
-      machine.notes.push_back(named + u": left out of the icons' files: its path is not whole");
+      machine.notes.push_back({named, u"left out of the icons' files: its path is not whole"});
     } else if (done.insert(AsciiUpper(path)).second) {
       CaptureFile(path, *found, mostBytes, machine);
     }

@@ -1,9 +1,12 @@
 #include <algorithm>
 
+#include "FixedNames.h"
 #include "Redaction.h"
+#include "Surroundings.h"
 #include "Text.h"
 #include "platform/Constants.h"
 #include "platform/Registry.h"
+#include "platform/Text.h"
 
 namespace capture {
 namespace {
@@ -13,19 +16,29 @@ using platform::HKEY;
 
 constexpr std::u16string_view kProfiles = u"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList";
 
-/** A text of the machine's registry; empty where there is none. */
-std::u16string Read(std::u16string_view path, const char16_t* name) {
+constexpr std::size_t kRoomChars = 32768;
+
+std::u16string Expanded(const std::u16string& text) {
+  std::u16string expanded(kRoomChars, u'\0');
+  platform::ExpandEnvironmentStringsW(text.c_str(), expanded.data(), static_cast<DWORD>(expanded.size()));
+  return expanded.c_str();
+}
+
+/** A text of the machine's registry, with its variables expanded; empty where there is none. */
+std::u16string Read(std::u16string_view path, const char16_t* name,
+                    platform::REGSAM view = platform::KEY_WOW64_64KEY) {
   HKEY key = nullptr;
-  const DWORD access = platform::KEY_READ | platform::KEY_WOW64_64KEY;
-  if (platform::RegOpenKeyExW(platform::HKEY_LOCAL_MACHINE, std::u16string(path).c_str(), 0, access, &key) !=
-      0)
+  if (platform::RegOpenKeyExW(platform::HKEY_LOCAL_MACHINE, std::u16string(path).c_str(), 0,
+                              platform::KEY_READ | view, &key) != 0)
     return {};
-  std::u16string text(1024, u'\0');
+  std::u16string text(kRoomChars, u'\0');
   auto bytes = static_cast<DWORD>((text.size() - 1) * sizeof(char16_t));
-  const auto status = platform::RegQueryValueExW(key, name, nullptr, nullptr,
+  DWORD type = 0;
+  const auto status = platform::RegQueryValueExW(key, name, nullptr, &type,
                                                  reinterpret_cast<platform::BYTE*>(text.data()), &bytes);
   platform::RegCloseKey(key);
-  return status == 0 ? std::u16string(text.c_str()) : std::u16string();
+  const bool isText = type == platform::REG_SZ || type == platform::REG_EXPAND_SZ;
+  return status == 0 && isText ? Expanded(text.c_str()) : std::u16string();
 }
 
 std::vector<std::u16string> SubKeys(std::u16string_view path) {
@@ -45,38 +58,90 @@ std::vector<std::u16string> SubKeys(std::u16string_view path) {
 }
 
 std::u16string LastName(std::u16string_view path) {
-  while (path.ends_with(u'\\')) path.remove_suffix(1);
   return std::u16string(path.substr(path.find_last_of(u"\\/") + 1));
 }
 
+/** Folded, and without a separator at its end; empty for what is no path of a folder on a drive. */
+std::u16string FolderOf(std::u16string_view path) {
+  while (path.ends_with(u'\\') || path.ends_with(u'/')) path.remove_suffix(1);
+  return path.size() < 4 || path[1] != u':' ? std::u16string() : Folded(path);
+}
+
 bool IsWindowsOwn(const std::u16string& folder) {
-  return folder.find(u"\\SERVICEPROFILES\\") != folder.npos || folder.ends_with(u"\\SYSTEMPROFILE");
+  return folder.find(u"\\SERVICEPROFILES\\") != folder.npos || folder.find(u"\\SYSTEMPROFILE") != folder.npos;
 }
 
 /** A user's folder: its path, and the name that it mostly shares with the user. */
 void AddFolder(const std::u16string& path, Identity& identity) {
-  const std::u16string folder = Folded(path);
-  const bool isKnown = std::ranges::find(identity.folders, folder) != identity.folders.end();
-  if (path.size() < 4 || path[1] != u':' || isKnown || IsWindowsOwn(folder)) return;
-  identity.folders.push_back(folder);
-  identity.users.push_back(LastName(path));
+  std::vector<std::u16string>& folders = identity.places.folders;
+  const std::u16string folder = FolderOf(path);
+  if (folder.empty() || IsWindowsOwn(folder) || std::ranges::find(folders, folder) != folders.end()) return;
+  folders.push_back(folder);
+  identity.users.push_back(LastName(folder));
 }
 
-void AddUsers(const CapturedMachine& machine, Identity& identity) {
-  identity.users = {machine.Variable(u"USERNAME"),
-                    Read(u"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion", u"RegisteredOwner")};
+void AddFolders(const CapturedMachine& machine, Identity& identity) {
   AddFolder(machine.Variable(u"USERPROFILE"), identity);
   for (const std::u16string& sid : SubKeys(kProfiles))
     AddFolder(Read(std::u16string(kProfiles) + u"\\" + sid, u"ProfileImagePath"), identity);
-  for (const auto& [name, value] : machine.environment) {
+  const std::u16string root = FolderOf(Read(kProfiles, u"ProfilesDirectory"));
+  if (!root.empty()) identity.places.roots.push_back(root);
+}
+
+void AddVariables(const CapturedMachine& machine, Identity& identity) {
+  FolderPlaces& places = identity.places;
+  const UserFolders folders(places);
+  for (const auto& [name, value] : EnvironmentVariables()) {
     const std::u16string variable = AsciiUpper(name);
-    identity.variables.insert(variable);
-    const std::u16string place = Folded(value);
-    const auto holds = [&](const std::u16string& folder) {
-      return place.starts_with(folder) || (variable == u"HOMEPATH" && folder.ends_with(place));
-    };
-    if (place.size() > 2 && std::ranges::any_of(identity.folders, holds))
-      identity.folderVariables.insert(variable);
+    const std::u16string folder = FolderOf(value);
+    PersonalParts parts;
+    folders.Find(value, true, parts);
+    const bool isOther =
+        parts.empty() && IsUsersVariable(variable) && !folder.empty() && !IsWindowsOwn(folder);
+    if (isOther) places.others.push_back(folder);
+    const bool isPath = value.size() >= 2 && (value[1] == u':' || value.starts_with(u"\\\\"));
+    places.variables.emplace(variable, !parts.empty() || isOther ? VariableValue::UsersFolder
+                                       : isPath                  ? VariableValue::OtherPath
+                                                                 : VariableValue::OtherText);
+  }
+  for (const auto& [name, value] : machine.environment) places.captured.insert(AsciiUpper(name));
+}
+
+std::u16string TextOf(const CapturedValue& value) {
+  std::u16string text;
+  for (std::size_t i = 0; IsText(value) && i + 1 < value.bytes.size(); i += 2)
+    text += static_cast<char16_t>(value.bytes[i] | value.bytes[i + 1] << 8);
+  return text.c_str();
+}
+
+/** To whom the machine is registered, and to whom its programs are. */
+void AddOwners(const CapturedMachine& machine, Identity& identity) {
+  constexpr std::u16string_view kWindows = u"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
+  for (const platform::REGSAM view : {platform::KEY_WOW64_64KEY, platform::KEY_WOW64_32KEY}) {
+    identity.users.push_back(Read(kWindows, u"RegisteredOwner", view));
+    identity.organizations.push_back(Read(kWindows, u"RegisteredOrganization", view));
+  }
+  for (const CapturedKey& key : machine.keys) {
+    for (const CapturedValue& value : key.values) {
+      if (HoldsOrganization(value.name))
+        identity.organizations.push_back(TextOf(value));
+      else if (HoldsOwner(value.name))
+        identity.users.push_back(TextOf(value));
+    }
+  }
+}
+
+void AddComputers(const CapturedMachine& machine, Identity& identity) {
+  constexpr std::u16string_view kControl = u"SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ComputerName";
+  constexpr std::u16string_view kNetwork = u"SYSTEM\\CurrentControlSet\\Services\\Tcpip\\Parameters";
+  identity.computers = {machine.Variable(u"COMPUTERNAME"), machine.Variable(u"USERDOMAIN"),
+                        Read(kControl, u"ComputerName"), Read(kNetwork, u"Hostname"),
+                        Read(kNetwork, u"Domain")};
+  for (const auto& [name, value] : EnvironmentVariables()) {
+    const std::u16string variable = AsciiUpper(name);
+    if (variable == u"USERDNSDOMAIN" || variable == u"USERDOMAIN_ROAMINGPROFILE" ||
+        variable == u"LOGONSERVER")
+      identity.computers.push_back(LastName(value));
   }
 }
 
@@ -84,42 +149,58 @@ void AddUsers(const CapturedMachine& machine, Identity& identity) {
 
 Identity ReadIdentity(const CapturedMachine& machine) {
   Identity identity;
-  AddUsers(machine, identity);
-  constexpr std::u16string_view kControl = u"SYSTEM\\CurrentControlSet\\Control\\ComputerName\\ComputerName";
-  constexpr std::u16string_view kNetwork = u"SYSTEM\\CurrentControlSet\\Services\\Tcpip\\Parameters";
-  identity.computers = {machine.Variable(u"COMPUTERNAME"), machine.Variable(u"USERDOMAIN"),
-                        Read(kControl, u"ComputerName"), Read(kNetwork, u"Hostname"),
-                        Read(kNetwork, u"Domain")};
-  identity.guids = {Read(u"SOFTWARE\\Microsoft\\Cryptography", u"MachineGuid")};
+  identity.users = {machine.Variable(u"USERNAME")};
+  AddOwners(machine, identity);
+  AddFolders(machine, identity);
+  AddVariables(machine, identity);
+  AddComputers(machine, identity);
+  for (const platform::REGSAM view : {platform::KEY_WOW64_64KEY, platform::KEY_WOW64_32KEY})
+    identity.guids.push_back(Read(u"SOFTWARE\\Microsoft\\Cryptography", u"MachineGuid", view));
   return identity;
 }
 
+namespace {
+
+/** All texts but those of keys' paths and of variables' names. */
+template <typename Visit>
+void ForEachText(CapturedMachine& machine, Visit visit) {
+  visit(machine.userSid);
+  visit(machine.hostPath);
+  visit(machine.currentDirectory);
+  for (auto& [name, value] : machine.environment) visit(value);
+  for (CapturedKey& key : machine.keys) {
+    for (CapturedValue& value : key.values)
+      if (!IsFixedValueName(value.name)) visit(value.name);
+  }
+  for (auto& adapter : machine.graphicsAdapters)
+    if (adapter) visit(*adapter);
+  for (auto& app : machine.apps) {
+    if (app && app->name) visit(*app->name);
+    if (app && app->id) visit(*app->id);
+  }
+  for (CapturedFile& file : machine.files) visit(file.path);
+}
+
+}  // namespace
+
 void Redact(CapturedMachine& machine, const Identity& identity) {
   Redactor redactor(identity);
-  const auto forEachText = [&](auto visit) {
-    visit(machine.userSid);
-    visit(machine.hostPath);
-    visit(machine.currentDirectory);
-    for (auto& [name, value] : machine.environment) visit(value);
-    for (CapturedKey& key : machine.keys) visit(key.path);
-    for (CapturedKey& key : machine.keys)
-      for (CapturedValue& value : key.values) visit(value.name);
-    for (auto& app : machine.apps) {
-      if (app && app->name) visit(*app->name);
-      if (app && app->id) visit(*app->id);
-    }
-    for (CapturedFile& file : machine.files) visit(file.path);
-    for (std::u16string& note : machine.notes) visit(note);
-  };
-  forEachText([&](std::u16string& text) { redactor.Learn(text); });
-  for (const CapturedKey& key : machine.keys)
+  ForEachText(machine, [&](std::u16string& text) { redactor.Learn(text); });
+  for (const CapturedKey& key : machine.keys) {
+    for (const std::u16string& name : SplitPath(key.path)) redactor.Learn(name);
     for (const CapturedValue& value : key.values) redactor.Learn(value);
+  }
   redactor.EndLearning();
-  forEachText([&](std::u16string& text) { redactor.Hide(text); });
-  for (CapturedKey& key : machine.keys)
+  for (CapturedKey& key : machine.keys) {
+    redactor.HideKey(key.path);
     for (CapturedValue& value : key.values) redactor.Hide(value);
+  }
+  for (CapturedNote& note : machine.notes)
+    note.place.starts_with(u"HKEY_") ? redactor.HideKey(note.place) : redactor.Hide(note.place);
+  ForEachText(machine, [&](std::u16string& text) { redactor.Hide(text); });
+  for (auto& [name, value] : machine.environment) redactor.HideVariable(name);
   for (CapturedFile& file : machine.files)
-    redactor.Hide({reinterpret_cast<std::uint8_t*>(file.bytes.data()), file.bytes.size()}, false);
+    redactor.Hide({reinterpret_cast<std::uint8_t*>(file.bytes.data()), file.bytes.size()}, Search::File);
 }
 
 }  // namespace capture

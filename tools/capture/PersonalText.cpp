@@ -7,68 +7,25 @@
 namespace capture {
 namespace {
 
+constexpr std::size_t kNone = std::u16string_view::npos;
 /** Names of fewer characters are sought as words of their own alone: they stand in too many other words. */
 constexpr std::size_t kTellingChars = 4;
-/** What is longer is no name of a folder. */
-constexpr std::size_t kLongestName = 128;
-constexpr std::size_t kLongestPath = 1024;
-/** Words this short tell nothing. */
-constexpr std::size_t kShortWord = 2;
+/** The same for names that are numbers: a year, a version or a date holds short ones by chance. */
+constexpr std::size_t kTellingFigures = 6;
+constexpr std::size_t kGuidChars = 36;
+constexpr std::size_t kPackedGuidChars = 32;
 
 /** Names that many people's machines have: sought as words of their own alone, as they stand in others. */
 constexpr std::u16string_view kCommonNames[] = {u"ADMIN", u"ADMINISTRATOR", u"GUEST", u"HOME",   u"OWNER",
                                                 u"ROOT",  u"TEST",          u"USER",  u"OFFICE", u"WORK"};
-/** Windows' own words; a user of that name cannot be told from them. */
 constexpr std::u16string_view kOwnNames[] = {
     u"ALL USERS", u"CLASSES",       u"DEFAULT",        u"DEFAULT USER", u"INSTALLER", u"LOCALSERVICE",
     u"MICROSOFT", u"PRODUCTS",      u"NETWORKSERVICE", u"PUBLIC",       u"SOFTWARE",  u"SYSTEM",
     u"SYSTEM32",  u"SYSTEMPROFILE", u"UNINSTALL",      u"USERS",        u"WINDOWS",   u"WORKGROUP"};
-/** What every user's folder holds. */
-constexpr std::u16string_view kCommonFolders[] = {
-    u"APPDATA", u"LOCAL", u"LOCALLOW", u"ROAMING", u"PROGRAMS", u"PROGRAM",   u"FILES",     u"TEMP",
-    u"DESKTOP", u"START", u"MENU",     u"CACHE",   u"PACKAGE",  u"DOCUMENTS", u"DOWNLOADS", u"MICROSOFT"};
 
-template <typename List>
-bool IsIn(const List& list, std::u16string_view word) {
-  return std::ranges::find(list, word) != std::end(list);
-}
-
-bool IsFigure(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
-bool IsSeparator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
-bool IsWord(char16_t unit) {
-  const int lower = unit | 0x20;
-  return unit >= 0x80 || IsFigure(unit) || (lower >= 'a' && lower <= 'z');
-}
-bool EndsPath(char16_t unit) {
-  return unit < 0x20 || std::u16string_view(u"\"<>|*?;%").find(unit) != std::u16string_view::npos;
-}
-
-/** Whether another path begins there, such as the second of two on a command line. */
-bool IsDriveAt(std::u16string_view text, std::size_t at) {
-  return at + 2 < text.size() && text[at] < 0x80 && IsWord(text[at]) && text[at + 1] == u':' &&
-         IsSeparator(text[at + 2]) && (at == 0 || !IsWord(text[at - 1]));
-}
-
-bool StartsWith(std::u16string_view text, std::size_t at, std::u16string_view upper) {
-  if (text.size() - at < upper.size()) return false;
-  for (std::size_t i = 0; i < upper.size(); ++i) {
-    if (Folded(text[at + i]) != upper[i]) return false;
-  }
-  return true;
-}
-
-/** The same where any row of separators stands for one. @return how much of `text` it takes; 0 where not */
-std::size_t PathAt(std::u16string_view text, std::size_t at, std::u16string_view upper) {
-  const std::size_t start = at;
-  for (const char16_t unit : upper) {
-    if (at == text.size()) return 0;
-    if (IsSeparator(unit) != IsSeparator(text[at])) return 0;
-    if (!IsSeparator(unit) && Folded(text[at]) != unit) return 0;
-    ++at;
-    while (IsSeparator(unit) && at < text.size() && IsSeparator(text[at])) ++at;
-  }
-  return at == text.size() || IsSeparator(text[at]) || EndsPath(text[at]) ? at - start : 0;
-}
+bool IsAsciiLetter(char16_t unit) { return (unit | 0x20) >= u'a' && (unit | 0x20) <= u'z'; }
+bool IsHexFigure(char16_t unit) { return IsFigure(unit) || ((unit | 0x20) >= u'a' && (unit | 0x20) <= u'f'); }
+bool IsIn(std::u16string_view signs, char16_t unit) { return signs.find(unit) != kNone; }
 
 /** The next unit of a text whose units are the bytes of UTF-8, or its next unit as it is. */
 char16_t TakeUnit(std::u16string_view text, std::size_t& at) {
@@ -99,81 +56,93 @@ std::size_t SkipFigures(std::u16string_view text, std::size_t at) {
   return at;
 }
 
-/** Finds what is called how below a user's folder, up to the path's end. */
-std::size_t FindWords(std::u16string_view text, std::size_t at, PersonalParts& parts) {
-  const std::size_t most = std::min(text.size(), at + kLongestPath);
-  while (at < most && !EndsPath(text[at]) && !IsDriveAt(text, at)) {
-    std::size_t end = at;
-    while (end < most && IsWord(text[end])) ++end;
-    const std::u16string word = Folded(text.substr(at, end - at));
-    const bool isExtension = at > 0 && text[at - 1] == u'.' && word.size() <= 4;
-    if (word.size() > kShortWord && !isExtension && !IsIn(kCommonFolders, word))
-      parts.push_back({at, word.size(), PersonalKind::Word});
-    at = std::max(end, at + 1);
+/** Whether what stands there is part of a GUID, or of a product's code as the installer packs it. */
+bool IsInCode(std::u16string_view text, std::size_t begin, std::size_t end) {
+  const auto isPart = [](char16_t unit) { return IsHexFigure(unit) || unit == u'-'; };
+  if (!std::ranges::all_of(text.substr(begin, end - begin), isPart)) return false;
+  while (begin > 0 && isPart(text[begin - 1])) --begin;
+  while (end < text.size() && isPart(text[end])) ++end;
+  const std::u16string_view code = text.substr(begin, end - begin);
+  if (code.size() == kPackedGuidChars) return code.find(u'-') == kNone;
+  if (code.size() != kGuidChars) return false;
+  for (std::size_t i = 0; i < code.size(); ++i) {
+    if ((code[i] == u'-') != (i == 8 || i == 13 || i == 18 || i == 23)) return false;
   }
-  return at;
+  return true;
 }
 
-/** The same for the folder that all users' folders mostly are in. */
-std::size_t FindUsersFolder(std::u16string_view text, std::size_t at, PersonalParts& parts) {
-  for (const std::u16string_view users : {u"\\USERS", u"\\DOCUMENTS AND SETTINGS"}) {
-    const std::size_t size = PathAt(text, at, users);
-    if (size == 0) continue;
-    std::size_t begin = at + size;
-    while (begin < text.size() && IsSeparator(text[begin])) ++begin;
-    std::size_t end = begin;
-    while (end < text.size() && !IsSeparator(text[end]) && !EndsPath(text[end]) && text[end] != u':') ++end;
-    const std::size_t whole = end;
-    while (end > begin && text[end - 1] == u' ') --end;
-    if (begin == end || end - begin > kLongestName ||
-        IsIn(kOwnNames, Folded(text.substr(begin, end - begin))))
-      return at;
-    parts.push_back({begin, end - begin, PersonalKind::User});
-    return whole;
+void AddWords(std::u16string_view text, std::size_t begin, std::size_t end, PersonalParts& parts) {
+  for (std::size_t at = begin; at < end; ++at) {
+    const std::size_t word = at;
+    while (at < end && IsWord(text[at])) ++at;
+    if (at != word) parts.push_back({word, at - word, PersonalKind::Word});
   }
-  return at;
+}
+
+/** @return where the last name of the domain that begins there is; nowhere where it is none */
+std::size_t LastOfDomain(std::u16string_view text, std::size_t begin, std::size_t& end) {
+  end = begin;
+  while (end < text.size() && (IsWord(text[end]) || IsIn(u"-.", text[end]))) ++end;
+  while (end > begin && IsIn(u"-.", text[end - 1])) --end;
+  const std::size_t dot = text.substr(0, end).rfind(u'.');
+  if (dot == kNone || dot <= begin || end - dot < 3) return kNone;
+  return std::ranges::all_of(text.substr(dot + 1, end - dot - 1), IsAsciiLetter) ? dot + 1 : kNone;
+}
+
+/** Of a user and a password, with a colon between, each on its own. */
+void AddCredentials(std::u16string_view text, std::size_t begin, std::size_t end, PersonalParts& parts) {
+  const std::size_t colon = std::min(text.find(u':', begin), end);
+  if (colon > begin) parts.push_back({begin, colon - begin, PersonalKind::Word});
+  if (end > colon + 1) parts.push_back({colon + 1, end - colon - 1, PersonalKind::Word});
+}
+
+/** Of several proxies in a text, each from its name or its scheme on. */
+void FindProxyCredentials(std::u16string_view text, PersonalParts& parts) {
+  const std::u16string_view ends(u"; \t\0", 4);
+  for (std::size_t at = 0, end = 0; end < text.size(); at = end + 1) {
+    end = std::min(text.find_first_of(ends, at), text.size());
+    const std::u16string_view proxy = text.substr(at, end - at);
+    const std::size_t sign = proxy.rfind(u'@');
+    if (sign == kNone) continue;
+    const std::size_t scheme = proxy.find(u"://");
+    const std::size_t name = proxy.find(u'=');
+    const bool isNamed = name != kNone && std::ranges::all_of(proxy.substr(0, name), IsAsciiLetter);
+    const std::size_t behind = scheme != kNone ? scheme + 3 : isNamed ? name + 1 : 0;
+    if (behind < sign) AddCredentials(text, at + behind, at + sign, parts);
+  }
 }
 
 }  // namespace
 
-bool IsWindowsOwnName(std::u16string_view name) { return IsIn(kOwnNames, name); }
+bool IsFigure(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
+
+bool IsSeparator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
+
+bool IsWord(char16_t unit) {
+  return (unit >= 0x80 && unit != kMasked) || IsFigure(unit) || IsAsciiLetter(unit);
+}
+
+bool StartsWith(std::u16string_view text, std::size_t at, std::u16string_view upper) {
+  if (text.size() - at < upper.size()) return false;
+  for (std::size_t i = 0; i < upper.size(); ++i) {
+    if (Folded(text[at + i]) != upper[i]) return false;
+  }
+  return true;
+}
+
+bool IsWindowsOwnName(std::u16string_view name) {
+  return std::ranges::find(kOwnNames, name) != std::end(kOwnNames);
+}
 
 bool IsSoughtInWords(std::u16string_view name) {
-  return name.size() >= kTellingChars && !IsIn(kCommonNames, name);
-}
-
-// Folders below \Users\, those that the machine has elsewhere, and those that a variable stands for.
-void UserFolders::Find(std::u16string_view text, PersonalParts& parts) const {
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    const char16_t unit = text[at];
-    const bool mayBegin = IsSeparator(unit) || unit == u'%' || IsDriveAt(text, at);
-    const std::size_t end = mayBegin ? FolderAt(text, at, parts) : at;
-    if (end != at) at = FindWords(text, end, parts) - 1;
-  }
-}
-
-/** @return where the folder's name ends; `at` where none begins */
-std::size_t UserFolders::FolderAt(std::u16string_view text, std::size_t at, PersonalParts& parts) const {
-  if (text[at] == u'%') {
-    const std::size_t end = text.find(u'%', at + 1);
-    const bool isFolder =
-        end != text.npos && variables_.contains(AsciiUpper(text.substr(at + 1, end - at - 1)));
-    return isFolder ? end + 1 : at;
-  }
-  for (const std::u16string& folder : paths_) {
-    const std::size_t size = PathAt(text, at, folder);
-    if (size != 0) {
-      const std::size_t name = text.substr(at, size).find_last_of(u"\\/") + 1;
-      if (name < size) parts.push_back({at + name, size - name, PersonalKind::User});
-      return at + size;
-    }
-  }
-  return FindUsersFolder(text, at, parts);
+  const bool isNumber = std::ranges::all_of(name, IsFigure);
+  return name.size() >= (isNumber ? kTellingFigures : kTellingChars) &&
+         std::ranges::find(kCommonNames, name) == std::end(kCommonNames);
 }
 
 // Of a user's SID, the numbers of the machine or domain; of one from a directory, those of the user.
-void FindSids(std::u16string_view text, PersonalParts& parts) {
-  for (std::size_t at = text.find(u'-'); at != text.npos; at = text.find(u'-', at + 1)) {
+void FindSids(std::u16string& text, PersonalParts& parts) {
+  for (std::size_t at = text.find(u'-'); at != kNone; at = text.find(u'-', at + 1)) {
     if (at == 0 || (text[at - 1] | 0x20) != 's') continue;
     const bool isLocal = StartsWith(text, at, u"-1-5-21-");
     if (!isLocal && !StartsWith(text, at, u"-1-12-1-")) continue;
@@ -185,7 +154,11 @@ void FindSids(std::u16string_view text, PersonalParts& parts) {
       if (next <= end + 1) break;
       end = next;
     }
-    if (count == (isLocal ? 3 : 4)) parts.push_back({begin, end - begin, PersonalKind::Sid});
+    if (count != (isLocal ? 3 : 4)) continue;
+    parts.push_back({begin, end - begin, PersonalKind::Sid});
+    while (end + 1 < text.size() && text[end] == u'-' && IsFigure(text[end + 1]))
+      end = SkipFigures(text, end + 1);
+    text.replace(at - 1, end - at + 1, end - at + 1, kMasked);
   }
 }
 
@@ -203,12 +176,38 @@ void FindNames(std::u16string_view text, std::span<const PersonalName> names, bo
       const std::size_t end = at + SizeAt(text, at, name.text);
       if (end == at) continue;
       const bool isWord = (at == 0 || !IsWord(text[at - 1])) && (end == text.size() || !IsWord(text[end]));
-      if (name.inWords || (isWord && (withShort || name.text.size() >= kTellingChars))) {
+      const bool isSought = name.inWords || (isWord && (withShort || name.text.size() >= kTellingChars));
+      if (isSought && (name.kind == PersonalKind::Guid || !IsInCode(text, at, end))) {
         parts.push_back({at, end - at, name.kind});
         at = end - 1;
         break;
       }
     }
+  }
+}
+
+void FindMailAddresses(std::u16string_view text, PersonalParts& parts) {
+  for (std::size_t sign = text.find(u'@'); sign != kNone; sign = text.find(u'@', sign + 1)) {
+    std::size_t begin = sign;
+    const auto isPart = [](char16_t unit) {
+      return IsWord(unit) || IsIn(u".+-_'&", unit) || unit == kMasked;
+    };
+    while (begin > 0 && isPart(text[begin - 1])) --begin;
+    std::size_t end = sign + 1;
+    const std::size_t last = LastOfDomain(text, sign + 1, end);
+    if (begin == sign || last == kNone) continue;
+    AddWords(text, begin, sign, parts);
+    AddWords(text, sign + 1, last, parts);
+  }
+}
+
+void FindCredentials(std::u16string_view text, bool isProxy, PersonalParts& parts) {
+  if (isProxy) return FindProxyCredentials(text, parts);
+  const std::u16string_view ends(u"/\\?#\"'<> \t\r\n\0", 13);
+  for (std::size_t at = text.find(u"://"); at != kNone; at = text.find(u"://", at + 1)) {
+    const std::size_t end = std::min(text.find_first_of(ends, at + 3), text.size());
+    const std::size_t sign = text.substr(0, end).rfind(u'@');
+    if (sign != kNone && sign > at + 3) AddCredentials(text, at + 3, sign, parts);
   }
 }
 

@@ -4,6 +4,9 @@
 #include <array>
 #include <cstring>
 
+#include "FactsCapture.h"
+#include "FixedNames.h"
+#include "RawIdentity.h"
 #include "Surroundings.h"
 #include "Text.h"
 
@@ -37,49 +40,65 @@ void Write(const std::u16string& text, std::span<std::uint8_t> bytes, View view)
   }
 }
 
-/** REG_SZ and its like; all others may be anything. */
-bool IsText(const CapturedValue& value) { return value.type == 1 || value.type == 2 || value.type == 7; }
-
 std::u16string Widened(std::string_view bytes) {
   std::u16string text;
   for (const char byte : bytes) text += static_cast<unsigned char>(byte);
   return text;
 }
 
-/** Numbers as a SID's bytes have them. */
-std::string BytesOfNumbers(std::u16string_view numbers) {
-  std::string bytes;
-  for (std::size_t at = 0; at < numbers.size(); ++at) {
-    std::uint64_t number = 0;
-    for (; at < numbers.size() && numbers[at] != u'-'; ++at) number = number * 10 + (numbers[at] - u'0');
-    for (int shift = 0; shift < 32; shift += 8) bytes += static_cast<char>(number >> shift);
+void Mask(const PersonalParts& parts, std::u16string& text) {
+  for (const PersonalPart& part : parts) text.replace(part.at, part.size, part.size, kMasked);
+}
+
+/** Adds all words that are left. */
+void FindAllWords(std::u16string_view text, PersonalParts& parts) {
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const std::size_t begin = at;
+    while (at < text.size() && IsWord(text[at])) ++at;
+    if (at != begin) parts.push_back({begin, at - begin, PersonalKind::Word});
   }
-  return bytes;
+}
+
+/** Short numbers, as addresses of pages have them behind "users", are found in too many versions. */
+bool IsTelling(const std::u16string& name) {
+  return IsSoughtInWords(name) || !std::ranges::all_of(name, IsFigure);
 }
 
 }  // namespace
 
-Redactor::Redactor(const Identity& identity)
-    : folders_(identity.folders, identity.folderVariables), variables_(identity.variables) {
+Redactor::Redactor(const Identity& identity) : folders_(identity.places) {
   for (const std::u16string& name : identity.users) names_.emplace(Folded(name), PersonalKind::User);
   for (const std::u16string& name : identity.computers) names_.emplace(Folded(name), PersonalKind::Computer);
-  for (const std::u16string& guid : identity.guids) names_.emplace(Folded(guid), PersonalKind::Guid);
+  for (const std::u16string& name : identity.organizations) {
+    if (IsSoughtInWords(Folded(name))) names_.emplace(Folded(name), PersonalKind::Organization);
+  }
+  for (const auto& [name, value] : identity.places.variables) standIns_.Avoid(name);
+  for (const std::u16string& guid : identity.guids) AddGuid(guid);
+}
+
+void Redactor::AddGuid(const std::u16string& text) {
+  const GuidForms forms = FormsOfGuid(text);
+  names_.emplace(forms.dashed.empty() ? Folded(text) : forms.dashed, PersonalKind::Guid);
 }
 
 void Redactor::Learn(std::u16string_view text) {
-  PersonalParts parts;
-  folders_.Find(text, parts);
-  FindSids(text, parts);
-  for (const PersonalPart& part : parts) {
+  const PersonalNames none;
+  for (const PersonalPart& part : Find(text, {none, Search::Data})) {
     const std::u16string name = Folded(text.substr(part.at, part.size));
     standIns_.Avoid(name);
-    if (part.kind != PersonalKind::Word) names_.emplace(name, part.kind);
+    const bool isSought =
+        part.kind == PersonalKind::Sid || (part.kind == PersonalKind::User && IsTelling(name));
+    if (isSought) names_.emplace(name, part.kind);
   }
 }
 
 void Redactor::Learn(const CapturedValue& value) {
   Learn(Read(value.bytes, kWideViews[0]));
   if (!IsText(value)) Learn(Read(value.bytes, kNarrowView));
+  for (const std::u16string& numbers : NumbersOfRawSids(value.bytes)) {
+    standIns_.Avoid(numbers);
+    names_.emplace(numbers, PersonalKind::Sid);
+  }
 }
 
 void Redactor::EndLearning() {
@@ -87,7 +106,17 @@ void Redactor::EndLearning() {
   for (const auto& [name, kind] : names_) standIns_.Avoid(name);
   for (const auto& [name, kind] : names_) {
     AddName(name, kind);
-    if (kind == PersonalKind::Sid) AddNumbers(name);
+    if (kind == PersonalKind::Sid) AddBytes(BytesOfNumbers(name), BytesOfNumbers(StandIn(name, kind, wide_)));
+    if (kind != PersonalKind::Guid) continue;
+    const GuidForms forms = FormsOfGuid(name);
+    if (forms.dashed.empty()) continue;
+    const GuidForms standIns = FormsOfGuid(standIns_.Of(name, StandIns::Alphabet::Hexadecimal, u""));
+    for (const auto& form : {&GuidForms::plain, &GuidForms::packed}) {
+      standIns_.Give(forms.*form, standIns.*form);
+      AddName(forms.*form, kind);
+    }
+    for (const auto& form : {&GuidForms::bytes, &GuidForms::bytesInMemory})
+      AddBytes(forms.*form, standIns.*form);
   }
   // The longest first: a name may begin with another.
   const auto isLonger = [](const PersonalName& left, const PersonalName& right) {
@@ -95,10 +124,14 @@ void Redactor::EndLearning() {
   };
   std::ranges::stable_sort(wide_, isLonger);
   std::ranges::stable_sort(narrow_, isLonger);
+  folders_.Rename([this](std::u16string name) {
+    HideVariable(name);
+    return AsciiUpper(name);
+  });
 }
 
 void Redactor::AddName(const std::u16string& text, PersonalKind kind) {
-  const bool inWords = IsSoughtInWords(text);
+  const bool inWords = kind != PersonalKind::Organization && IsSoughtInWords(text);
   wide_.push_back({text, kind, inWords});
   // Spelt as a code page has them, letters but for those of ASCII are found in the two usual cases alone.
   std::u16string lower = text;
@@ -115,73 +148,133 @@ void Redactor::AddName(const std::u16string& text, PersonalKind kind) {
   std::erase_if(narrow_, [](const PersonalName& literal) { return literal.text.empty(); });
 }
 
-void Redactor::AddNumbers(const std::u16string& sid) {
-  numbers_.emplace_back(BytesOfNumbers(sid),
-                        BytesOfNumbers(standIns_.Of(sid, StandIns::Alphabet::Decimal, u"")));
+void Redactor::AddBytes(const std::string& bytes, const std::string& standIn) {
+  const bool isBlank = std::ranges::all_of(bytes, [](char byte) { return byte == 0; });
+  if (!isBlank) raw_.emplace_back(bytes, standIn);
 }
 
-void Redactor::Hide(std::u16string& text) { Replace(text, wide_, true); }
+// What was found is masked, and not taken for a part of something else.
+PersonalParts Redactor::Find(std::u16string_view text, const Manner& manner) const {
+  PersonalParts parts;
+  std::u16string rest(text);
+  FindSids(rest, parts);
+  folders_.Find(rest, manner.search != Search::File, parts);
+  Mask(parts, rest);
+  for (std::size_t at = 0; at < rest.size(); ++at) {
+    const std::size_t size = folders_.VariableSize(rest, at);
+    if (size == 0) continue;
+    parts.push_back({at + 1, size - 2, PersonalKind::Variable});
+    rest.replace(at + 1, size - 2, size - 2, kMasked);
+    at += size - 2;
+  }
+  if (manner.search != Search::File) FindCredentials(rest, manner.holdsProxies, parts);
+  Mask(parts, rest);
+  // Behind a password stands a machine's address, and no mail address.
+  for (const PersonalPart& part : parts) {
+    const std::size_t end = part.at + part.size;
+    if (end < rest.size() && rest[end] == u'@') rest[end] = kMasked;
+  }
+  FindNames(rest, manner.names, manner.search == Search::Text, parts);
+  Mask(parts, rest);
+  if (manner.search != Search::File) FindMailAddresses(rest, parts);
+  if (!manner.holdsOwner) return parts;
+  Mask(parts, rest);
+  FindAllWords(rest, parts);
+  return parts;
+}
+
+void Redactor::Hide(std::u16string& text) { Replace(text, {wide_, Search::Text}); }
+
+void Redactor::HideKey(std::u16string& path) {
+  std::u16string hidden;
+  for (std::u16string& name : SplitPath(path)) {
+    if (!IsFixedKeyName(name)) Hide(name);
+    hidden += (hidden.empty() ? u"" : u"\\") + name;
+  }
+  path = std::move(hidden);
+}
+
+void Redactor::HideVariable(std::u16string& name) { name = StandIn(name, PersonalKind::Variable, wide_); }
+
+std::u16string Redactor::StandIn(std::u16string_view text, PersonalKind kind, const PersonalNames& names) {
+  constexpr std::array<StandIns::Alphabet, 6> kAlphabets{
+      StandIns::Alphabet::Letters,     StandIns::Alphabet::Letters, StandIns::Alphabet::Letters,
+      StandIns::Alphabet::Hexadecimal, StandIns::Alphabet::Decimal, StandIns::Alphabet::Letters};
+  constexpr std::array<std::u16string_view, 6> kPrefixes{u"user", u"host", u"org", u"", u"", u"w"};
+  const std::u16string name = Folded(text);
+  std::u16string standIn(text);
+  // Most texts can be read in more than one way, and what was hidden once is found again.
+  if (standIns_.IsGiven(name)) return standIn;
+  if (kind != PersonalKind::Variable) {
+    const auto found = names_.find(name);
+    const auto number = static_cast<std::size_t>(found == names_.end() ? kind : found->second);
+    return StandIns::Spelt(standIns_.Of(name, kAlphabets[number], kPrefixes[number]), text);
+  }
+  if (IsWindowsVariable(AsciiUpper(text))) return standIn;
+  PersonalParts parts;
+  FindNames(text, names, true, parts);
+  for (const PersonalPart& part : parts)
+    standIn.replace(part.at, part.size, StandIn(text.substr(part.at, part.size), part.kind, names));
+  return standIn;
+}
 
 /** @return whether anything was replaced */
-bool Redactor::Replace(std::u16string& text, const PersonalNames& names, bool withShort) {
-  PersonalParts parts;
-  folders_.Find(text, parts);
-  FindSids(text, parts);
-  std::u16string rest = text;
-  for (const PersonalPart& part : parts) rest.replace(part.at, part.size, part.size, u'\xFFFF');
-  // What Windows expands must still be found by its name.
-  for (std::size_t at = rest.find(u'%'), end = 0; at != rest.npos; at = end) {
-    end = rest.find(u'%', at + 1);
-    if (end != rest.npos && variables_.contains(AsciiUpper(rest.substr(at + 1, end - at - 1))))
-      rest.replace(at, end - at, end - at, u'\xFFFF');
-  }
-  FindNames(rest, names, withShort, parts);
+bool Redactor::Replace(std::u16string& text, const Manner& manner) {
+  const PersonalParts parts = Find(text, manner);
   for (const PersonalPart& part : parts) {
-    constexpr std::array<StandIns::Alphabet, 5> kAlphabets{
-        StandIns::Alphabet::Letters, StandIns::Alphabet::Letters, StandIns::Alphabet::Hexadecimal,
-        StandIns::Alphabet::Decimal, StandIns::Alphabet::Letters};
-    constexpr std::array<std::u16string_view, 5> kPrefixes{u"user", u"host", u"", u"", u"w"};
-    const auto kind = static_cast<std::size_t>(part.kind);
-    const std::u16string name = Folded(text.substr(part.at, part.size));
-    // Most texts can be read in more than one way, and what was hidden once is found again.
-    if (!standIns_.IsGiven(name))
-      text.replace(part.at, part.size, standIns_.Of(name, kAlphabets[kind], kPrefixes[kind]));
+    const std::u16string hidden = text.substr(part.at, part.size);
+    text.replace(part.at, part.size, StandIn(hidden, part.kind, manner.names));
   }
   return !parts.empty();
 }
 
-void Redactor::Hide(CapturedValue& value) { Hide(value.bytes, IsText(value)); }
+void Redactor::Hide(CapturedValue& value) {
+  const auto bytes = std::span(value.bytes).subspan(DecidingBytes(value));
+  HideIn(bytes, IsText(value) ? Search::Text : Search::Data, &value);
+}
 
-void Redactor::Hide(std::span<std::uint8_t> bytes, bool isText) {
-  for (const View& view : kWideViews) {
+void Redactor::Hide(std::span<std::uint8_t> bytes, Search search) { HideIn(bytes, search, nullptr); }
+
+/** @param value  which the bytes are of; null where they are none's */
+void Redactor::HideIn(std::span<std::uint8_t> bytes, Search search, const CapturedValue* value) {
+  Manner manner{wide_, search, value && HoldsProxies(value->name),
+                value && IsText(*value) && HoldsOwner(value->name)};
+  const auto hide = [&](View view) {
     std::u16string text = Read(bytes, view);
-    if (Replace(text, wide_, isText && view.offset == 0 && !view.highFirst)) Write(text, bytes, view);
-  }
-  HideBehindZero(bytes);
+    if (Replace(text, manner)) Write(text, bytes, view);
+  };
+  hide(kWideViews[0]);
+  // A text holds nothing else; where it is read in other ways, all of it would be words of an owner.
+  manner.holdsOwner = false;
+  if (search == Search::Text) manner.search = Search::Data;
+  hide(kWideViews[1]);
+  hide(kWideViews[2]);
+  HideBehindZero(bytes, manner);
+  Manner narrow{narrow_, manner.search, manner.holdsProxies};
   std::u16string text = Read(bytes, kNarrowView);
-  if (Replace(text, narrow_, false)) Write(text, bytes, kNarrowView);
-  HideNumbers(bytes);
+  if (Replace(text, narrow)) Write(text, bytes, kNarrowView);
+  HideRaw(bytes);
 }
 
 // The fourth view, high bytes first at odd bytes, in which plain text can be read as well. With a zero before
 // them none of its characters is missing there, such as the sign that begins a variable's name.
-void Redactor::HideBehindZero(std::span<std::uint8_t> bytes) {
+void Redactor::HideBehindZero(std::span<std::uint8_t> bytes, const Manner& manner) {
   std::vector<std::uint8_t> shifted(1);
   shifted.insert(shifted.end(), bytes.begin(), bytes.end());
   constexpr View kHighFirst{0, 2, true};
   std::u16string text = Read(shifted, kHighFirst);
-  if (!Replace(text, wide_, false)) return;
+  if (!Replace(text, manner)) return;
   Write(text, shifted, kHighFirst);
   std::copy(shifted.begin() + 1, shifted.end(), bytes.begin());
 }
 
-void Redactor::HideNumbers(std::span<std::uint8_t> bytes) {
-  for (const auto& [numbers, standIn] : numbers_) {
-    for (auto at = bytes.begin();; at += static_cast<std::ptrdiff_t>(numbers.size())) {
+void Redactor::HideRaw(std::span<std::uint8_t> bytes) {
+  for (const auto& [raw, standIn] : raw_) {
+    for (auto at = bytes.begin();; at += static_cast<std::ptrdiff_t>(raw.size())) {
       const auto isSame = [](std::uint8_t byte, char sought) {
         return byte == static_cast<std::uint8_t>(sought);
       };
-      at = std::search(at, bytes.end(), numbers.begin(), numbers.end(), isSame);
+      at = std::search(at, bytes.end(), raw.begin(), raw.end(), isSame);
       if (at == bytes.end()) break;
       std::memcpy(&*at, standIn.data(), standIn.size());
     }

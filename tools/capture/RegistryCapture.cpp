@@ -278,9 +278,9 @@ void RegistryCapture::ReadNames(HKEY key, const std::u16string& path, Names& nam
 void RegistryCapture::Add(CapturedKey key) { machine_.keys.push_back(std::move(key)); }
 
 void RegistryCapture::Note(const std::u16string& path, std::u16string_view what) {
-  std::u16string line = path + u": " + std::u16string(what);
-  if (std::ranges::find(machine_.notes, line) == machine_.notes.end())
-    machine_.notes.push_back(std::move(line));
+  CapturedNote note{path, std::u16string(what)};
+  if (std::ranges::find(machine_.notes, note) == machine_.notes.end())
+    machine_.notes.push_back(std::move(note));
 }
 
 }  // namespace capture

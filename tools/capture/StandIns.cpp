@@ -13,6 +13,8 @@ constexpr std::size_t kTellingChars = 4;
 /** So many are tried; a machine that has used up all short stand-ins gives one of them twice. */
 constexpr std::size_t kMostTries = 100000;
 
+constexpr std::u16string_view kLetters = u"abcdefghijklmnopqrstuvwxyz";
+
 /** The number in these figures, filled up with zeros; its highest figures go where there are too few. */
 std::u16string InFigures(std::size_t number, std::size_t count, std::u16string_view figures) {
   std::u16string text(count, figures[0]);
@@ -20,10 +22,24 @@ std::u16string InFigures(std::size_t number, std::size_t count, std::u16string_v
   return text;
 }
 
-std::u16string Letters(std::size_t length, std::size_t number, std::u16string_view prefix) {
-  constexpr std::u16string_view kFigures = u"0123456789abcdefghijklmnopqrstuvwxyz";
-  const std::size_t taken = length > prefix.size() + 1 ? prefix.size() : std::min<std::size_t>(length - 1, 1);
-  return std::u16string(prefix.substr(0, taken)) + InFigures(number, length - taken, kFigures);
+/** How many there are of so many letters. */
+std::size_t CountOfWords(std::size_t letters) {
+  std::size_t count = 1;
+  for (; letters > 0 && count < kMostTries; --letters) count *= kLetters.size();
+  return count;
+}
+
+/** The prefix and the number in letters; without the prefix once it has left no room for another number. */
+std::u16string Letters(const std::u16string& name, std::size_t number, std::u16string_view prefix) {
+  const std::size_t length = name.size();
+  std::size_t taken = length > prefix.size() + 1 ? prefix.size() : std::min<std::size_t>(length - 1, 1);
+  if (number >= CountOfWords(length - taken)) taken = 0;
+  std::u16string made = std::u16string(prefix.substr(0, taken)) + InFigures(number, length - taken, kLetters);
+  // A text in which variables are expanded must not come to have fewer signs.
+  for (std::size_t i = 0; i < length; ++i) {
+    if (name[i] == u'%') made[i] = u'%';
+  }
+  return made;
 }
 
 /** The name with its figures changed, and its signs kept. */
@@ -45,6 +61,11 @@ std::u16string SameSigns(const std::u16string& name, std::size_t number, std::u1
 
 }  // namespace
 
+void StandIns::Give(const std::u16string& name, const std::u16string& standIn) {
+  given_.insert(AsciiUpper(standIn));
+  made_[name] = standIn;
+}
+
 void StandIns::Avoid(std::u16string_view name) { avoided_.emplace(name); }
 
 bool StandIns::IsTaken(const std::u16string& standIn) const {
@@ -59,17 +80,25 @@ const std::u16string& StandIns::Of(const std::u16string& name, Alphabet alphabet
                                    std::u16string_view prefix) {
   const auto found = made_.find(name);
   if (found != made_.end()) return found->second;
-  std::size_t& number = next_[std::u16string(prefix) + ToWide(static_cast<unsigned long long>(name.size()))];
+  std::size_t& next = next_[std::u16string(prefix) + ToWide(static_cast<unsigned long long>(name.size()))];
   std::u16string standIn;
   for (std::size_t tries = 0; tries < kMostTries; ++tries) {
-    ++number;
-    standIn = alphabet == Alphabet::Letters       ? Letters(name.size(), number, prefix)
+    const std::size_t number = ++next;
+    standIn = alphabet == Alphabet::Letters       ? Letters(name, number, prefix)
               : alphabet == Alphabet::Hexadecimal ? SameSigns(name, number, u"0123456789abcdef", false)
                                                   : SameSigns(name, number, u"0123456789", true);
     if (!IsTaken(standIn)) break;
   }
-  given_.insert(AsciiUpper(standIn));
-  return made_[name] = std::move(standIn);
+  Give(name, standIn);
+  return made_[name];
+}
+
+std::u16string StandIns::Spelt(std::u16string standIn, std::u16string_view spelling) {
+  for (std::size_t i = 0; i < standIn.size(); ++i) {
+    const bool isLetter = standIn[i] >= u'a' && standIn[i] <= u'z';
+    if (isLetter && IsCapital(spelling[i])) standIn[i] = static_cast<char16_t>(standIn[i] - 0x20);
+  }
+  return standIn;
 }
 
 }  // namespace capture

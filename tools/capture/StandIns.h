@@ -8,7 +8,7 @@
 
 namespace capture {
 
-/** Names are given folded; stand-ins are in small letters and figures. */
+/** Names are given folded; stand-ins are in small letters, where it is not said otherwise. */
 class StandIns {
  public:
   enum class Alphabet { Letters, Hexadecimal, Decimal };
@@ -16,15 +16,25 @@ class StandIns {
   /** Takes note of a name, which no stand-in may be or, from four characters on, hold. */
   void Avoid(std::u16string_view name);
 
+  /** Sets what stands in for a name that another's stand-in is a part or another form of. */
+  void Give(const std::u16string& name, const std::u16string& standIn);
+
   /** Whether that is a stand-in, given before. */
   bool IsGiven(const std::u16string& name) const { return given_.contains(name); }
 
   /**
-   * The stand-in of a name, always the same. It has the name's length and, but for the alphabet of letters,
-   * its signs; the numbers of a SID do not begin with 0 and stay numbers of 32 bits.
+   * The stand-in of a name, always the same. It has the name's length and its per cent signs and, but for the
+   * alphabet of letters, its other signs; the numbers of a SID do not begin with 0 and stay numbers of 32
+   * bits.
    * @param prefix  how it begins where there is room, to tell a reader what it stands for
    */
   const std::u16string& Of(const std::u16string& name, Alphabet alphabet, std::u16string_view prefix);
+
+  /**
+   * The stand-in with the capitals of the name as it is spelt: two spellings that differ stay two, which are
+   * equal only where names are compared without regard to case.
+   */
+  static std::u16string Spelt(std::u16string standIn, std::u16string_view spelling);
 
  private:
   bool IsTaken(const std::u16string& standIn) const;

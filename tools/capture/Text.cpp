@@ -51,4 +51,24 @@ std::u16string Folded(std::u16string_view text) {
   return folded;
 }
 
+bool IsCapital(char16_t unit) {
+  static const std::vector<bool> kCapitals = [] {
+    std::vector<bool> capitals(0x10000);
+    for (char16_t small = 0xFFFF; small != 0; --small) {
+      if (Folded(small) != small) capitals[Folded(small)] = true;
+    }
+    return capitals;
+  }();
+  return kCapitals[unit];
+}
+
+std::vector<std::u16string> SplitPath(std::u16string_view path) {
+  std::vector<std::u16string> names;
+  for (std::size_t at = 0, end = 0; end != path.npos; at = end + 1) {
+    end = path.find(u'\\', at);
+    names.emplace_back(path.substr(at, end - at));
+  }
+  return names;
+}
+
 }  // namespace capture

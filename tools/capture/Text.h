@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace capture {
 
@@ -17,5 +18,10 @@ std::u16string AsciiUpper(std::u16string_view text);
 /** The unit, and the text, as names are compared without regard to case. */
 char16_t Folded(char16_t unit);
 std::u16string Folded(std::u16string_view text);
+/** Whether it is the large one of two forms of a letter. */
+bool IsCapital(char16_t unit);
+
+/** The names of a key's path. */
+std::vector<std::u16string> SplitPath(std::u16string_view path);
 
 }  // namespace capture
