@@ -8,6 +8,8 @@
 #include <fstream>
 #include <set>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "KestrelbayGeneralSDK.h"
 #include "LoadedLibrary.h"
@@ -169,6 +171,26 @@ class Load : public testing::Test {
     return MeasureProcess();
   }
 
+  static void CheckHandles(const ProcessFigures& before, const std::vector<ProcessFigures>& after,
+                           std::size_t leftByBareLives) {
+    // The stop event, two handles each of the plain starts, and the processes of application and uninstaller.
+    constexpr std::size_t kHandlesKept = 7;
+    ASSERT_EQ(leftByBareLives % after.size(), 0U);
+    const std::size_t expected = kHandlesKept + leftByBareLives / after.size();
+    // The toolchain's runtime has one lock of its own for threads that begin and end. Where two meet at it,
+    // it makes an event for itself, once in a life at most, and never gives it back.
+    const std::size_t most = expected + (RunsOnWine() ? 1 : 0);
+    std::size_t exactLives = 0;
+    std::size_t earlier = before.handles;
+    for (const ProcessFigures& life : after) {
+      const std::size_t left = life.handles - std::exchange(earlier, life.handles);
+      EXPECT_GE(left, expected);
+      EXPECT_LE(left, most);
+      exactLives += left == expected;
+    }
+    EXPECT_GT(exactLives, after.size() / 2);
+  }
+
   TestMachine machine;
   std::u16string program = machine.Folder() + u"\\program.exe";
 };
@@ -179,27 +201,22 @@ TEST_F(Load, LivesLeaveWhatIsMeantToStayAndNothingElse) {
   // The first few fill what the system itself keeps.
   for (int life = 0; life < 5; ++life) LiveOnce();
   const ProcessFigures before = MeasureProcess();
-  ProcessFigures after = {};
-  for (std::size_t life = 0; life < lives; ++life) after = LiveOnce();
+  std::vector<ProcessFigures> after;
+  for (std::size_t life = 0; life < lives; ++life) after.push_back(LiveOnce());
   const ProcessFigures bare = LeftByBareLives(lives);
-  std::printf("%zu lives: threads %zu -> %zu, handles %zu -> %zu, memory %zu -> %zu KiB\n", lives,
-              before.threads, after.threads, before.handles, after.handles, before.memoryBytes / 1024,
-              after.memoryBytes / 1024);
-  std::printf("of that, any library's: threads %zu, handles %zu, memory %zu KiB\n", bare.threads,
-              bare.handles, bare.memoryBytes / 1024);
-  EXPECT_EQ(after.threads, before.threads);
+  const ProcessFigures end = after.back();
+  std::printf("%zu lives: threads %zu -> %zu, handles %zu -> %zu, slots %zu -> %zu, memory %zu -> %zu KiB\n",
+              lives, before.threads, end.threads, before.handles, end.handles, before.slots, end.slots,
+              before.memoryBytes / 1024, end.memoryBytes / 1024);
+  std::printf("of that, any library's: threads %zu, handles %zu, slots %zu, memory %zu KiB\n", bare.threads,
+              bare.handles, bare.slots, bare.memoryBytes / 1024);
+  EXPECT_EQ(end.threads, before.threads);
   EXPECT_EQ(bare.threads, 0U);
-  // The stop event, two handles each of the plain starts, and the processes of application and uninstaller.
-  constexpr std::size_t kHandlesKept = 7;
-  const std::size_t expected = before.handles + lives * kHandlesKept + bare.handles;
-  EXPECT_GE(after.handles, expected);
-  // Under Wine one or two stay behind in a run, of some two hundred threads, and not one for each life.
-  // Starts on a thread alone do so too, without any unloading; where in the thread's end they are lost is not
-  // known.
-  EXPECT_LE(after.handles, expected + (RunsOnWine() ? lives / 4 : 0));
+  EXPECT_EQ(end.slots, before.slots + bare.slots);
+  CheckHandles(before, after, bare.handles);
   // The inventories that look-ups keep: less than this for one application.
   constexpr std::size_t kBytesKept = 64 * 1024;
-  EXPECT_LT(after.memoryBytes, before.memoryBytes + lives * kBytesKept + bare.memoryBytes);
+  EXPECT_LT(end.memoryBytes, before.memoryBytes + lives * kBytesKept + bare.memoryBytes);
 }
 
 }  // namespace

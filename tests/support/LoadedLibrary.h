@@ -28,6 +28,8 @@ struct ProcessFigures {
   std::size_t threads;
   /** Open handles of the system that the library runs on. */
   std::size_t handles;
+  /** Thread-local slots in use. */
+  std::size_t slots;
   std::size_t memoryBytes;
 };
 

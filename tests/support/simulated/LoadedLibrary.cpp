@@ -2,14 +2,27 @@
 
 #include <dlfcn.h>
 #include <malloc.h>
+#include <pthread.h>
 
+#include <climits>
 #include <filesystem>
 #include <iterator>
 #include <stdexcept>
+#include <vector>
 
 #include "simulated/Machine.h"
 
 namespace tests {
+namespace {
+
+std::size_t CountSlots() {
+  std::vector<pthread_key_t> slots;
+  for (pthread_key_t slot; pthread_key_create(&slot, nullptr) == 0;) slots.push_back(slot);
+  for (const pthread_key_t slot : slots) pthread_key_delete(slot);
+  return PTHREAD_KEYS_MAX - slots.size();
+}
+
+}  // namespace
 
 LoadedLibrary::LoadedLibrary(const std::string& file) : handle(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL)) {
   if (!handle) throw std::runtime_error(dlerror());
@@ -38,7 +51,7 @@ ProcessFigures MeasureProcess() {
                           simulated::Waitable::Kind::Thread}) {
     handles += simulated::Handles::Shared().OpenCount(kind);
   }
-  return {static_cast<std::size_t>(std::distance(begin(threads), end(threads))), handles,
+  return {static_cast<std::size_t>(std::distance(begin(threads), end(threads))), handles, CountSlots(),
           mallinfo2().uordblks};
 }
 

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <stdexcept>
+#include <vector>
 
 namespace tests {
 namespace {
@@ -31,6 +32,15 @@ std::size_t CountHandles() {
     count += GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) != 0;
   }
   return count;
+}
+
+/** Which slots are in use is told by nothing: all that are free are taken, and given back. */
+std::size_t CountSlots() {
+  std::vector<DWORD> slots;
+  for (DWORD slot = TlsAlloc(); slot != TLS_OUT_OF_INDEXES; slot = TlsAlloc()) slots.push_back(slot);
+  for (const DWORD slot : slots) TlsFree(slot);
+  constexpr std::size_t kSlots = 1088;
+  return kSlots - slots.size();
 }
 
 /** Nor does it tell the memory in use. */
@@ -61,7 +71,7 @@ void* LoadedLibrary::Find(const char* name) const {
 
 bool LoadedLibrary::IsLoaded(const std::string& file) { return GetModuleHandleA(file.c_str()) != nullptr; }
 
-ProcessFigures MeasureProcess() { return {CountThreads(), CountHandles(), CountMemoryBytes()}; }
+ProcessFigures MeasureProcess() { return {CountThreads(), CountHandles(), CountSlots(), CountMemoryBytes()}; }
 
 // The library keeps the shell's list of large images for good. Were the shell unloaded with the library, it
 // would make that list anew each time, of 9 MB under Wine.
@@ -79,7 +89,7 @@ ProcessFigures LeftByBareLives(std::size_t lives) {
   const ProcessFigures before = MeasureProcess();
   for (std::size_t life = 0; life < lives; ++life) live();
   const ProcessFigures after = MeasureProcess();
-  return {after.threads - before.threads, after.handles - before.handles,
+  return {after.threads - before.threads, after.handles - before.handles, after.slots - before.slots,
           after.memoryBytes - before.memoryBytes};
 }
 
