@@ -17,6 +17,10 @@ REGISTRATION = """Windows Registry Editor Version 5.00
 
 [HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\Installer\\Products]
 
+[HKEY_LOCAL_MACHINE\\HARDWARE\\DESCRIPTION\\System\\BIOS]
+"BaseBoardManufacturer"="%s"
+"SystemProductName"="%s"
+
 [HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\Tablet PC]
 "IsTabletPc"=-
 
@@ -24,14 +28,17 @@ REGISTRATION = """Windows Registry Editor Version 5.00
 "ProxyEnable"=-
 """
 LONGEST = "\u65e5" * 259
+TOO_LONG = LONGEST + "\u65e5"
+LONG_ADAPTER = "\u65e5" * 200
 TEN_MINUTES_IN_MS = 600_000
 
 machine = pathlib.Path(sys.argv[1])
 (machine / "registry").mkdir(parents=True)
 (machine / "drives" / "C").mkdir(parents=True)
-text = (REGISTRATION % LONGEST).replace("\n", "\r\n")
+text = (REGISTRATION % (LONGEST, LONGEST, TOO_LONG)).replace("\n", "\r\n")
 (machine / "registry" / "claims.reg").write_bytes(text.encode("utf-16"))
 for name in ("installer.exe", "slow-installer.exe"):
     (machine / "drives" / "C" / name).touch()
 programs = {"C:\\slow-installer.exe": {"steps": [{"waitMs": TEN_MINUTES_IN_MS}]}}
-(machine / "machine.json").write_text(json.dumps({"programs": programs}), encoding="utf-8")
+description = {"programs": programs, "graphicsAdapters": [LONG_ADAPTER]}
+(machine / "machine.json").write_text(json.dumps(description), encoding="utf-8")

@@ -1,0 +1,93 @@
+// Two jobs of one name, each with a record of its own; and one that is started while the callback of the one
+// before still runs, which loses its entry and ends the process. That end is seen, and only it is a success
+// here. twins INSTALLER, which does not end while the file "running" stands in the current folder.
+#include <KestrelbayGeneralSDK.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace {
+
+std::mutex mutex;
+std::condition_variable changed;
+std::vector<const InstallRequest*> reports;
+bool isStarting = false;
+
+/** Ends the program where it is in vain. */
+void WaitUntil(const std::function<bool()>& condition) {
+  std::unique_lock held(mutex);
+  if (!changed.wait_for(held, std::chrono::minutes(1), condition)) std::_Exit(9);
+}
+
+void Add(InstallRequest* request) {
+  const std::lock_guard held(mutex);
+  reports.push_back(request);
+  changed.notify_all();
+}
+
+void AddAndStayForTheNext(InstallRequest* request) {
+  Add(request);
+  WaitUntil([] { return isStarting; });
+}
+
+/** The next of the name is in the table and its thread not yet there: time for the one before to end. */
+void LetTheOneBeforeEnd(const char*, std::int32_t, const char* text) {
+  if (!std::string_view(text).starts_with("StartInstall:")) return;
+  {
+    const std::lock_guard held(mutex);
+    isStarting = true;
+    changed.notify_all();
+  }
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+}
+
+void EndWell(int) {
+  std::remove("running");
+  std::_Exit(0);
+}
+
+InstallRequest Twin(const char* installer) {
+  InstallRequest request{};
+  std::strcpy(request.displayName, "Twin");
+  std::strcpy(request.installerPath, installer);
+  return request;
+}
+
+int Run(const char* installer) {
+  static InstallRequest twins[] = {Twin(installer), Twin(installer), Twin(installer), Twin(installer)};
+  for (int i = 0; i < 2; ++i) Install(&twins[i], &Add);
+  SetStopAppEvent();
+  WaitUntil([] { return reports.size() == 2; });
+  if (reports[0] == reports[1]) return 1;
+  for (int i = 0; i < 2; ++i) {
+    if (std::strcmp(twins[i].Result, "Fail") != 0) return 2;
+  }
+
+  Install(&twins[2], &AddAndStayForTheNext);
+  WaitUntil([] { return reports.size() == 3; });
+  InitDllLogger(&LetTheOneBeforeEnd);
+  for (const int number : {SIGSEGV, SIGABRT}) std::signal(number, &EndWell);
+  Install(&twins[3], &Add);
+  WaitUntil([] { return reports.size() == 4; });
+  return 3;
+}
+
+}  // namespace
+
+int main(int, char** arguments) {
+  InitDllLogger([](const char*, std::int32_t, const char*) {});
+  std::fclose(std::fopen("running", "w"));
+  const int result = Run(arguments[1]);
+  std::remove("running");
+  std::_Exit(result);
+}
