@@ -11,14 +11,14 @@ constexpr std::size_t kGroupBytes = 3;
 constexpr std::size_t kLineBytes = 48;
 constexpr std::string_view kLineEnd = "\r\n";
 
-void AppendGroup(std::span<const std::uint8_t> bytes, std::string& text) {
+/** Writes four digits for a group of bytes. The last group of all may be short. */
+char* WriteGroup(std::span<const std::uint8_t> bytes, char* text) {
   std::uint32_t bits = 0;
   for (std::size_t at = 0; at < kGroupBytes; ++at) bits = bits << 8 | (at < bytes.size() ? bytes[at] : 0U);
-  char group[kGroupChars];
   for (std::size_t at = 0; at < kGroupChars; ++at) {
-    group[at] = at <= bytes.size() ? kDigits[bits >> (18 - 6 * at) & 63] : '=';
+    *text++ = at <= bytes.size() ? kDigits[bits >> (18 - 6 * at) & 63] : '=';
   }
-  text.append(group, kGroupChars);
+  return text;
 }
 
 /** Appends what a group of digits says; one that is not whole says less. */
@@ -46,12 +46,12 @@ std::size_t Base64Chars(std::size_t byteCount, bool inLines) {
 }
 
 std::string ToBase64(std::span<const std::uint8_t> bytes, bool inLines) {
-  std::string text;
-  text.reserve(Base64Chars(bytes.size(), inLines));
+  std::string text(Base64Chars(bytes.size(), inLines), '\0');
+  char* out = text.data();
   for (std::size_t at = 0; at < bytes.size(); at += kGroupBytes) {
-    AppendGroup(bytes.subspan(at, std::min(kGroupBytes, bytes.size() - at)), text);
+    out = WriteGroup(bytes.subspan(at, std::min(kGroupBytes, bytes.size() - at)), out);
     const std::size_t end = at + kGroupBytes;
-    if (inLines && (end % kLineBytes == 0 || end >= bytes.size())) text += kLineEnd;
+    if (inLines && (end % kLineBytes == 0 || end >= bytes.size())) out = std::ranges::copy(kLineEnd, out).out;
   }
   return text;
 }

@@ -71,7 +71,8 @@ Picture Scaled(const Picture& picture, std::uint32_t sidePixels) {
   return scaled;
 }
 
-Picture InTopLeftCorner(const Picture& picture, std::uint32_t sidePixels) {
+Picture InTopLeftCorner(Picture picture, std::uint32_t sidePixels) {
+  if (picture.width == sidePixels && picture.height == sidePixels) return picture;
   Picture canvas(sidePixels, sidePixels);
   for (std::uint32_t y = 0; y < std::min(picture.height, sidePixels); ++y) {
     for (std::uint32_t x = 0; x < std::min(picture.width, sidePixels); ++x) {

@@ -23,14 +23,14 @@ struct GdiBitmap {
   std::uint32_t bits;
 };
 
-/** A bitmap of GDI+, over pixels of its own or of the caller's. */
+/** A bitmap of GDI+, over pixels of the machine's, which are not written to, or over the caller's. */
 struct GdiPlusImage {
   std::uint32_t width;
   std::uint32_t height;
   int format;
-  /** Of its own where not empty. */
-  std::vector<std::uint32_t> own;
-  std::uint8_t* pixels;
+  /** Keeps the machine's pixels; null over the caller's. */
+  std::shared_ptr<const Picture> picture;
+  const std::uint8_t* pixels;
   std::ptrdiff_t stride;
   std::atomic<bool> isLocked = false;
 };

@@ -44,14 +44,16 @@ GpStatus Open(Machine& machine, ImagePointer image, GpBitmap** bitmap) {
   return kOk;
 }
 
-ImagePointer ImageOf(const Picture& picture, int format) {
+// Nothing is written to an image here, which is locked to be read alone, so it may share its pixels.
+ImagePointer ImageOf(std::shared_ptr<const Picture> picture, int format) {
+  const PixelRows rows = RowsOf(*picture);
   auto image = std::make_shared<GdiPlusImage>();
-  image->width = picture.width;
-  image->height = picture.height;
+  image->width = rows.width;
+  image->height = rows.height;
   image->format = format;
-  image->own = picture.argb;
-  image->pixels = reinterpret_cast<std::uint8_t*>(image->own.data());
-  image->stride = static_cast<std::ptrdiff_t>(picture.width) * 4;
+  image->picture = std::move(picture);
+  image->pixels = rows.top;
+  image->stride = rows.strideBytes;
   return image;
 }
 
@@ -62,12 +64,13 @@ std::uint32_t PixelOf(const GdiPlusImage& image, std::uint32_t x, std::uint32_t 
   return image.format == kRgb ? pixel | 0xFF000000 : pixel;
 }
 
-Picture PictureOf(const GdiPlusImage& image) {
-  Picture picture(image.width, image.height);
+std::vector<std::uint8_t> Encode(const GdiPlusImage& image) {
+  if (image.format != kRgb) return EncodePng({image.width, image.height, image.pixels, image.stride});
+  Picture opaque(image.width, image.height);
   for (std::uint32_t y = 0; y < image.height; ++y) {
-    for (std::uint32_t x = 0; x < image.width; ++x) picture.At(x, y) = PixelOf(image, x, y);
+    for (std::uint32_t x = 0; x < image.width; ++x) opaque.At(x, y) = PixelOf(image, x, y);
   }
-  return picture;
+  return EncodePng(opaque);
 }
 
 bool IsStarted(Machine& machine) { return machine.pictures.gdiPlusStarts > 0; }
@@ -84,7 +87,7 @@ GpStatus CreateFromIcon(Machine& machine, platform::HICON handle, GpBitmap** bit
   if (!IsStarted(machine)) return kNotInitialized;
   const auto icon = machine.pictures.icons.Find(handle);
   if (!icon) return kBadParameter;
-  return Open(machine, ImageOf(*icon->picture, platform::PixelFormat32bppARGB), bitmap);
+  return Open(machine, ImageOf(icon->picture, platform::PixelFormat32bppARGB), bitmap);
 }
 
 GpStatus CreateFromBitmap(Machine& machine, platform::HBITMAP handle, GpBitmap** bitmap) {
@@ -92,7 +95,7 @@ GpStatus CreateFromBitmap(Machine& machine, platform::HBITMAP handle, GpBitmap**
   const auto source = machine.pictures.bitmaps.Find(handle);
   if (!source) return kBadParameter;
   if (source->bits != 32) return kNotImplemented;
-  return Open(machine, ImageOf(*source->picture, kRgb), bitmap);
+  return Open(machine, ImageOf(source->picture, kRgb), bitmap);
 }
 
 struct Pixels {
@@ -155,7 +158,9 @@ GpStatus Lock(Machine& machine, GpBitmap* bitmap, const platform::GpRect* rectan
   data->Height = static_cast<platform::UINT>(rectangle->Height);
   data->Stride = static_cast<int>(image->stride);
   data->PixelFormat = format;
-  data->Scan0 = image->pixels + rectangle->Y * image->stride + std::ptrdiff_t{rectangle->X} * 4;
+  const platform::BYTE* const first =
+      image->pixels + rectangle->Y * image->stride + std::ptrdiff_t{rectangle->X} * 4;
+  data->Scan0 = const_cast<platform::BYTE*>(first);  // as Windows types it, also for reading
   data->Reserved = 0;
   return kOk;
 }
@@ -188,7 +193,7 @@ GpStatus Save(Machine& machine, GpImage* handle, IStream* streamHandle, const GU
   const auto stream = machine.pictures.streams.Find(streamHandle);
   if (!image || !stream || !encoder) return kBadParameter;
   if (std::memcmp(encoder, &kPngEncoder, sizeof kPngEncoder) != 0) return kUnknownImageFormat;
-  const std::vector<std::uint8_t> png = EncodePng(PictureOf(*image));
+  const std::vector<std::uint8_t> png = Encode(*image);
   stream->bytes.insert(stream->bytes.end(), png.begin(), png.end());
   return png.empty() ? kWin32Error : kOk;
 }

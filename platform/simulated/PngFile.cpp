@@ -3,16 +3,11 @@
 #include <png.h>
 
 #include <cstring>
-#include <memory>
 
 namespace simulated {
 namespace {
 
-// Of a whole extraction most goes into compressing: a little larger is several times quicker.
-constexpr int kCompressionLevel = 2;
-constexpr int kFilter = PNG_FILTER_SUB;
-
-/** Ends reading or writing. Thrown through the library, whose frames are built to be left so. */
+/** Ends reading. Thrown through the library, whose frames are built to be left so. */
 struct PngFailure {};
 
 [[noreturn]] void Fail(png_structp, png_const_charp) { throw PngFailure(); }
@@ -24,11 +19,6 @@ void ReadBytes(png_structp png, png_bytep data, std::size_t length) {
   if (length > rest.size()) png_error(png, "ends early");
   std::memcpy(data, rest.data(), length);
   rest = rest.subspan(length);
-}
-
-void AppendBytes(png_structp png, png_bytep data, std::size_t length) {
-  auto& bytes = *static_cast<std::vector<std::uint8_t>*>(png_get_io_ptr(png));
-  bytes.insert(bytes.end(), data, data + length);
 }
 
 struct Reader {
@@ -43,19 +33,7 @@ struct Reader {
   png_infop info;
 };
 
-struct Writer {
-  Writer() : png(png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, Fail, Ignore)) {
-    info = png_create_info_struct(png);
-  }
-  ~Writer() { png_destroy_write_struct(&png, &info); }
-  Writer(const Writer&) = delete;
-  Writer& operator=(const Writer&) = delete;
-
-  png_structp png;
-  png_infop info;
-};
-
-std::vector<png_bytep> RowsOf(Picture& picture) {
+std::vector<png_bytep> RowPointers(Picture& picture) {
   std::vector<png_bytep> rows;
   for (std::uint32_t y = 0; y < picture.height; ++y) {
     rows.push_back(reinterpret_cast<png_bytep>(&picture.At(0, y)));
@@ -91,31 +69,11 @@ std::optional<Picture> DecodePng(std::span<const std::uint8_t> bytes, std::uint3
   Picture picture(png_get_image_width(reader.png, reader.info),
                   png_get_image_height(reader.png, reader.info));
   if (png_get_rowbytes(reader.png, reader.info) != std::size_t{picture.width} * 4) return std::nullopt;
-  png_read_image(reader.png, RowsOf(picture).data());
+  png_read_image(reader.png, RowPointers(picture).data());
   png_read_end(reader.png, nullptr);
   return picture;
 } catch (const PngFailure&) {
   return std::nullopt;
-}
-
-std::vector<std::uint8_t> EncodePng(const Picture& picture) try {
-  std::vector<std::uint8_t> bytes;
-  Writer writer;
-  png_set_write_fn(writer.png, &bytes, AppendBytes, nullptr);
-  png_set_IHDR(writer.png, writer.info, picture.width, picture.height, 8, PNG_COLOR_TYPE_RGB_ALPHA,
-               PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-  png_set_compression_level(writer.png, kCompressionLevel);
-  png_set_filter(writer.png, PNG_FILTER_TYPE_BASE, kFilter);
-  png_write_info(writer.png, writer.info);
-  png_set_bgr(writer.png);
-  for (std::uint32_t y = 0; y < picture.height; ++y) {
-    png_write_row(writer.png,
-                  reinterpret_cast<png_const_bytep>(&picture.argb[std::size_t{y} * picture.width]));
-  }
-  png_write_end(writer.png, nullptr);
-  return bytes;
-} catch (const PngFailure&) {
-  return {};
 }
 
 }  // namespace simulated

@@ -21,6 +21,7 @@ bool IsPng(std::span<const std::uint8_t> bytes);
 std::optional<Picture> DecodePng(std::span<const std::uint8_t> bytes, std::uint32_t largestSide);
 
 /** @return a file of eight bits a colour, with alpha; empty for a picture without pixels */
-std::vector<std::uint8_t> EncodePng(const Picture& picture);
+std::vector<std::uint8_t> EncodePng(const PixelRows& rows);
+inline std::vector<std::uint8_t> EncodePng(const Picture& picture) { return EncodePng(RowsOf(picture)); }
 
 }  // namespace simulated

@@ -26,8 +26,8 @@ const IconEntry& Closest(const IconEntries& entries, std::uint32_t side) {
 std::optional<Picture> Draw(const std::vector<std::uint8_t>& bytes) {
   std::optional<IconImage> image = DecodeIconImage(bytes);
   if (!image) return std::nullopt;
-  for (std::uint32_t& argb : image->picture.argb) {
-    if (image->isMasked && argb >> 24 == 0) argb = 0;
+  if (image->isMasked) {
+    for (std::uint32_t& argb : image->picture.argb) argb = argb >> 24 == 0 ? 0 : argb;
   }
   return std::move(image->picture);
 }
@@ -81,9 +81,9 @@ std::optional<Picture> ShellIcons::Jumbo(int index) const {
   }
   if (source.kind == Kind::Window) return DrawWindow(kJumboIconSide);
   if (source.kind == Kind::Folder) return DrawFolder(kJumboIconSide);
-  const auto picture = Draw(source.image);
+  auto picture = Draw(source.image);
   if (!picture) return std::nullopt;
-  return Fits(*picture, kJumboIconSide) ? InTopLeftCorner(*picture, kJumboIconSide)
+  return Fits(*picture, kJumboIconSide) ? InTopLeftCorner(std::move(*picture), kJumboIconSide)
                                         : Scaled(*picture, kJumboIconSide);
 }
 
