@@ -51,7 +51,8 @@ void PrintIcon(Session& session, const IconOptions& options) {
   if (!isPicture && !options.file.empty()) {
     throw Failure("the icon is the file " + iconText + " on the machine, not a picture; leave out -o");
   }
-  const std::string picture = isPicture ? FromBase64(iconText.substr(kPictureStart.size())) : "";
+  const std::string picture =
+      isPicture ? FromBase64(std::string_view(iconText).substr(kPictureStart.size())) : "";
   if (session.json) {
     if (!options.file.empty()) SaveFile(options.file, picture);
     session.out.WriteJsonLine({{"displayName", options.name}, {"iconText", iconText}});
