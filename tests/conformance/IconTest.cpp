@@ -11,7 +11,6 @@ namespace tests {
 namespace {
 
 using kestrelbay::IconReceiver;
-using testing::Each;
 using testing::StartsWith;
 
 constexpr const char* kPictureStart = "data:image/png;base64,";
@@ -158,11 +157,13 @@ TEST_F(Icon, SeveralAreDrawnAtOnce) {
   IconReceiver receiver;
   for (int i = 0; i < 16; ++i) GetAppIconAsync(&IconReceiver::Receive, "App");
   const std::vector<std::string> texts = receiver.WaitForTexts(16);
-  EXPECT_THAT(texts, Each(StartsWith(kPictureStart)));
-  // The library shares nothing between them but the list of images, which is fetched by now. What Wine 8
-  // draws with is shared: in some runs a picture of another thread comes out blank.
-  if (!RunsOnWine()) {
-    EXPECT_THAT(texts, Each(text));
+  // The library shares nothing between them but the list of images, which is fetched by now. Wine 8 gives a
+  // blank icon now and then where several threads ask that list at once (contract test of Icons): then
+  // nothing stands in column 49, and the picture is cut.
+  for (const std::string& drawn : texts) {
+    ASSERT_THAT(drawn, StartsWith(kPictureStart));
+    const bool isBlank = RunsOnWine() && SizeOf(drawn) == std::array<std::uint32_t, 2>{48, 48};
+    EXPECT_TRUE(drawn == text || isBlank) << drawn;
   }
 }
 
