@@ -1,34 +1,19 @@
 /**
  * icon-floor [PROGRAM [ROUNDS]]: times the extraction of an icon beside the bare calls in it.
  *
- * Both run once a round, in turns, so that what slows the machine down slows both. PROGRAM is the path of an
- * executable with an icon of 256 pixels, by default the system's notepad.
+ * PROGRAM is the path of an executable with an icon of 256 pixels, by default the system's notepad.
  */
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <span>
 #include <string>
-#include <vector>
 
 #include "BareIcon.h"
+#include "Turns.h"
 #include "inventory/IconPicture.h"
 
 namespace {
-
-double Median(std::vector<double> numbers) {
-  const auto middle = numbers.begin() + static_cast<std::ptrdiff_t>(numbers.size() / 2);
-  std::nth_element(numbers.begin(), middle, numbers.end());
-  return *middle;
-}
-
-template <class Work>
-double TimeMs(Work work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-}
 
 std::size_t Extract(const std::u16string& path) {
   std::string base64;
@@ -50,14 +35,11 @@ int main(int count, char** values) {
                  bare);
     return EXIT_FAILURE;
   }
-  std::vector<double> extractionMs;
-  std::vector<double> bareMs;
-  for (std::size_t round = 0; round < std::max<std::size_t>(rounds, 1); ++round) {
-    if (round % 2 == 1) bareMs.push_back(TimeMs([&] { bench::BareIcon(path.c_str()); }));
-    extractionMs.push_back(TimeMs([&] { Extract(path); }));
-    if (round % 2 == 0) bareMs.push_back(TimeMs([&] { bench::BareIcon(path.c_str()); }));
-  }
-  std::printf("%zu rounds: extraction %.3f ms, bare calls %.3f ms, ratio of medians %.3f\n", rounds,
-              Median(extractionMs), Median(bareMs), Median(extractionMs) / Median(bareMs));
+  const auto [extractionMs, bareMs] = bench::TakeTurns(
+      std::max<std::size_t>(rounds, 1), [&] { Extract(path); }, [&] { bench::BareIcon(path.c_str()); });
+  const double extractionMedian = bench::Median(extractionMs);
+  const double bareMedian = bench::Median(bareMs);
+  std::printf("%zu rounds: extraction %.3f ms, bare calls %.3f ms, ratio of medians %.3f\n", bareMs.size(),
+              extractionMedian, bareMedian, extractionMedian / bareMedian);
   return EXIT_SUCCESS;
 }

@@ -1,0 +1,2 @@
+// bare-start: loads what kestrelbay loads, and does nothing.
+int main() {}
