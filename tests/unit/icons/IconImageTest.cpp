@@ -146,6 +146,18 @@ TEST(PngFile, WhatWasSavedIsReadBack) {
   EXPECT_FALSE(DecodePng(png, 32));
 }
 
+TEST(PngFile, RowsMayLieFromTheLastOneUpAndAnywhere) {
+  const Picture picture = PictureOf(Pattern(5, 3, true));
+  const PixelRows rows = RowsOf(picture);
+  std::vector<std::uint8_t> upsideDown(1);  // no address of a pixel is a multiple of its size
+  for (std::uint32_t y = picture.height; y-- > 0;) {
+    const std::uint8_t* const row = rows.top + static_cast<std::ptrdiff_t>(y) * rows.strideBytes;
+    upsideDown.insert(upsideDown.end(), row, row + rows.strideBytes);
+  }
+  const std::uint8_t* const top = upsideDown.data() + upsideDown.size() - rows.strideBytes;
+  EXPECT_EQ(DecodePng(EncodePng({rows.width, rows.height, top, -rows.strideBytes}), 5), picture);
+}
+
 TEST(PngFile, PictureWithoutPixelsCannotBeSaved) { EXPECT_TRUE(EncodePng(Picture()).empty()); }
 
 TEST(Picture, ScaledTransparentPixelsLendNoColour) {
