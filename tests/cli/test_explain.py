@@ -112,6 +112,28 @@ class ExplainTest(TestCase):
             self.assertIn("not there: without this key nothing is listed",
                           self.output("--machine", machine, "explain", *arguments))
 
+    def test_the_table_tells_what_was_read_of_the_value_that_decided(self):
+        machine = self.machine(
+            app("A", SystemComponent="1x"), app("B", UninstallString="u" * 300), app("C", ParentKeyName="Parent"),
+            app("D", ReleaseType="Hotfix"), key(ROOT + "\\E", {"DisplayName": "E"}))
+        text = self.output("--machine", machine, "explain")
+        for words in ('SystemComponent is 1 ("1x")', "no UninstallString (too long: 602 bytes, 520 at most)",
+                      'it has a ParentKeyName ("Parent")', 'by its ReleaseType ("Hotfix")', "no UninstallString\n"):
+            self.assertIn(words, text)
+
+    def test_all_values_of_all_keys_and_the_sources_of_all_fields(self):
+        machine = self.machine(app("Alpha", DisplayVersion="7.5"), app("Beta", SystemComponent="1"))
+        text = self.output("--machine", machine, "explain", "--values")
+        listed = self.output("--machine", machine, "explain", "Alpha")
+        self.assertIn(listed.partition("\n\n")[0], text)
+        self.assertRegex(text, r"\nSystemComponent +1\n")
+        self.assertRegex(text, r"\ndisplayVersion +DisplayVersion +7\.5\n")
+        self.assertEqual(text.splitlines()[-1], self.output("--machine", machine, "explain").splitlines()[-1])
+        keys = json.loads(self.output("--machine", machine, "--json", "explain"))["keys"]
+        for entry in keys:
+            self.assertIn(f"{entry['key']['root']}\\{entry['key']['path']}", text)
+        self.assertNotIn("not exactly the one", text)
+
     def test_hive_without_the_path_is_told(self):
         machine = self.machine(key(f"{USER}\\Software", {}))
         unread = [entry["key"]["path"] for entry in self.explained(machine)["keys"]

@@ -46,7 +46,7 @@ ExplainedPart PartOf(const Explanation& all, const std::string& name) {
   return part;
 }
 
-void PrintExplanation(Session& session, const std::string& name) {
+void PrintExplanation(Session& session, const std::string& name, bool withValues) {
   const Explanation all = kestrelbay::ExplainInstalledApps();
   const ExplainedPart part = PartOf(all, name);
   if (part.keys.empty()) {
@@ -55,7 +55,7 @@ void PrintExplanation(Session& session, const std::string& name) {
   }
   if (session.json) {
     session.out.WriteJsonLine(ToJson(part));
-  } else if (name.empty()) {
+  } else if (name.empty() && !withValues) {
     PrintOverview(session.out, all);
   } else {
     PrintPart(session.out, part);
@@ -71,15 +71,17 @@ void AddExplain(CLI::App& app, Command& chosen) {
   command->add_option("NAME", *name, "Only what concerns this name, whatever its case and blanks")
       ->check(
           [](const std::string& text) { return WithoutCaseAndBlanks(text).empty() ? "NAME is blank" : ""; });
+  auto values = std::make_shared<bool>(false);
+  command->add_flag("--values", *values, "Of every key, all that was read; --json and NAME have that anyway");
   command->footer(
       "Tells of every key that the inventory looks at, in its order: what was read, and whether it is "
       "listed,\n"
       "merged with another of its name, left out and by which rule, or could not be read. With NAME, which\n"
-      "may be the name of an application or of its key, every value is shown, and where each field of what "
-      "is\n"
-      "listed came from. A key counts once for each view through which it is looked at.");
+      "may be the name of an application or of its key, and with --values every value is shown, and where "
+      "each\n"
+      "field of what is listed came from. A key counts once for each view through which it is looked at.");
   command->callback(
-      [&chosen, name] { chosen = [name](Session& session) { PrintExplanation(session, *name); }; });
+      [=, &chosen] { chosen = [=](Session& session) { PrintExplanation(session, *name, *values); }; });
 }
 
 }  // namespace host

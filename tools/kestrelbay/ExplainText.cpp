@@ -109,6 +109,40 @@ std::string UnreadText(const ExplainedKey& key) {
   return StatusText(key.status) + (isGate ? ": without this key nothing is listed" : "");
 }
 
+std::string EmptyText(const kestrelbay::ValueFound& found) {
+  if (found.status == kMoreData) {
+    return "too long: " + std::to_string(found.bytes) + " bytes, 520 at most";
+  }
+  if (found.status != 0) return StatusText(found.status);
+  return FoundName(found) == "otherType" ? "no text: type " + std::to_string(found.type) : "empty";
+}
+
+/** The value that a rule goes by, where an entry is left out by one. */
+std::string_view DecidingValue(Verdict verdict) {
+  switch (verdict) {
+    case Verdict::SystemComponent:
+      return "SystemComponent";
+    case Verdict::NoUninstallString:
+      return "UninstallString";
+    case Verdict::NoName:
+      return "DisplayName";
+    case Verdict::HasParent:
+      return "ParentKeyName";
+    case Verdict::UpdateRelease:
+      return "ReleaseType";
+    default:
+      return {};
+  }
+}
+
+/** What was read of that value, where the rule's own words do not tell it. */
+std::string DecidingText(const ExplainedKey& key) {
+  const auto value = std::ranges::find(key.values, DecidingValue(key.verdict), &ExplainedValue::name);
+  if (value == key.values.end() || value->found.status == kNotFound) return {};
+  if (value->text.empty()) return " (" + EmptyText(value->found) + ")";
+  return key.verdict == Verdict::SystemComponent && value->text == "1" ? "" : " (\"" + value->text + "\")";
+}
+
 std::string FateText(const Explanation& all, const ExplainedKey& key) {
   switch (key.fate) {
     case Fate::Searched:
@@ -118,19 +152,11 @@ std::string FateText(const Explanation& all, const ExplainedKey& key) {
     case Fate::Merged:
       return "merged into " + Reference(all.keys[*key.mergedInto], key) + ", with which it nowhere disagrees";
     case Fate::LeftOut:
-      return "left out: " + Words(key.verdict);
+      return "left out: " + Words(key.verdict) + DecidingText(key);
     case Fate::Unread:
       return UnreadText(key);
   }
   return {};
-}
-
-std::string EmptyText(const kestrelbay::ValueFound& found) {
-  if (found.status == kMoreData) {
-    return "too long: " + std::to_string(found.bytes) + " bytes, 520 at most";
-  }
-  if (found.status != 0) return StatusText(found.status);
-  return FoundName(found) == "otherType" ? "no text: type " + std::to_string(found.type) : "empty";
 }
 
 bool IsSame(const KeyPlace& left, const KeyPlace& right) {
@@ -155,7 +181,7 @@ void PrintKey(Output& out, const ExplainedPart& part, const ExplainedKey& key) {
   place.view = key.view;
   out.Write(Printable(FullText(place)) + "\n");
   out.Write(Indented(FateText(part.all, key)));
-  if (key.isEntry && key.displayName != part.name) {
+  if (key.isEntry && !part.name.empty() && key.displayName != part.name) {
     out.Write(Indented(key.displayName.empty()
                            ? "it has no name"
                            : "its name is not exactly the one asked for: \"" + key.displayName + "\""));
@@ -240,6 +266,7 @@ void PrintOverview(Output& out, const Explanation& explanation) {
 void PrintPart(Output& out, const ExplainedPart& part) {
   for (const std::size_t key : part.keys) PrintKey(out, part, part.all.keys[key]);
   for (const std::size_t record : part.records) PrintRecord(out, part.all, part.all.records[record]);
+  if (part.name.empty()) return PrintCounts(out, part.all);
   out.Write(part.records.empty() ? "Nothing of that name is listed.\n"
                                  : "Listed: " + CountText(part.records.size()) + " of that name.\n");
 }

@@ -31,7 +31,10 @@ std::string_view FoundName(const kestrelbay::ValueFound& found);
 /** Each place and, in a table, the keys below it; then how many keys met which fate. */
 void PrintOverview(Output& out, const kestrelbay::Explanation& explanation);
 
-/** Each key with all that was read of it; then each record with the sources of its fields. */
+/**
+ * Each key with all that was read of it; then each record with the sources of its fields; then, where all is
+ * told, how many keys met which fate.
+ */
 void PrintPart(Output& out, const ExplainedPart& part);
 
 }  // namespace host
