@@ -153,12 +153,30 @@ class RoundTripTest(WineTestCase):
                     self.assertNotIn(secret.encode(encoding), data, file)
 
     def test_random_registries(self):
-        listed = 0
+        listed = self.compared = 0
         for seed in range(SEEDS):
             with self.subTest(seed=seed):
                 self.fill(Random(seed).make())
-                listed += len(json.loads(self.same(self.capture(), "list")))
+                capture = self.capture()
+                names = [app["displayName"] for app in json.loads(self.same(capture, "list"))]
+                listed += len(names)
+                self.facts(capture)
+                self.versions(capture, names)
+                if seed == 0:
+                    self.same(capture, "list", "--icons")
         self.assertGreater(listed, SEEDS * 2)
+        self.assertGreater(self.compared, 0)
+
+    def versions(self, capture, names):
+        """Of some of the names, each of which costs two programs; a name without a version ends in status 1."""
+        askable = [name for name in dict.fromkeys(names) if name.strip() and not name.startswith("-")]
+        for name in askable[:2]:
+            here, there = (subprocess.run([*program, "--json", "version", name], stdin=subprocess.DEVNULL, timeout=SECONDS,
+                                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+                           for program in ([RUNNER, PROGRAM], [REPLAY, "--machine", str(capture)]))
+            self.assertEqual((here.returncode, here.stdout), (there.returncode, there.stdout), name)
+            self.assertIn(here.returncode, (0, 1))
+            self.compared += here.returncode == 0
 
     def test_the_machine_lists_in_an_order_of_its_own(self):
         self.fill(everything())
@@ -196,6 +214,16 @@ class RoundTripTest(WineTestCase):
                 self.assertEqual(here_pixels, there_pixels, ours["displayName"])
                 compared += 1
         self.assertGreaterEqual(compared, 3)
+
+
+class TargetTest(WineTestCase):
+    def test_an_empty_folder_is_filled(self):
+        # A folder takes no other's place there, so that the empty one has to go first.
+        folder = self.folder / "empty"
+        folder.mkdir()
+        on_machine("capture", windows_path(folder))
+        self.assertIn("machine.json", [path.name for path in folder.iterdir()])
+        self.assertEqual([path.name for path in self.folder.iterdir()], ["empty"])
 
 
 class ReadingOnlyTest(WineTestCase):
