@@ -2,6 +2,7 @@
 
 import json
 import os
+import random
 import re
 import shutil
 import subprocess
@@ -226,6 +227,42 @@ class BadCaptureTest(CaptureTestCase):
     def test_icon_file_cut_off(self):
         self.cut("drives/C/a.exe")
         self.assertIn("cut off", self.line("drives/C/a.exe"))
+
+    def test_icon_file_edited(self):
+        file = self.good / "drives" / "C" / "a.exe"
+        file.write_bytes(b"mz" + file.read_bytes()[2:])
+        self.assertIn("not as it was captured: it was changed", self.line("drives/C/a.exe"))
+
+    def test_any_damage_of_any_file_is_told_in_one_line(self):
+        chance = random.Random(7)
+        for path in sorted(path for path in self.good.rglob("*") if path.is_file()):
+            data = path.read_bytes()
+            for _ in range(16):
+                at, size = chance.randrange(len(data)), chance.randrange(1, 40)
+                damaged = chance.choice([
+                    data[:at], data[:at] + data[at + size:], data[:at + size] + data[at:],
+                    data[:at] + bytes([data[at] ^ 1 << chance.randrange(8)]) + data[at + 1:]])
+                if damaged == data:
+                    continue
+                path.write_bytes(damaged)
+                with self.subTest(path=path.name, damaged=damaged):
+                    self.check_damage(path, data, damaged)
+            path.write_bytes(data)
+        self.output("--machine", self.good, "list")
+
+    def check_damage(self, path, data, damaged):
+        # Blanks between the members of a description say nothing.
+        if path.suffix == ".json" and self.parsed(data) == self.parsed(damaged):
+            return self.output("--machine", self.good, "list")
+        line = self.refusal(1, "--machine", self.good, "list")
+        if path.suffix != ".json":
+            self.assertIn(str(path) + ": ", line)
+
+    def parsed(self, data):
+        try:
+            return json.loads(data)
+        except ValueError:
+            return None
 
     def test_description_cut_off(self):
         self.cut("machine.json")

@@ -44,10 +44,14 @@ class Scratch {
 
   const fs::path& Path() const { return path_; }
 
+  /** Where a folder can take an empty one's place, that is one step; else the empty one goes first. */
   void TakePlace() {
-    std::error_code error;
-    fs::remove(target_, error);  // an empty folder, or nothing
+    std::error_code error, ignored;
     fs::rename(path_, target_, error);
+    if (error && fs::is_directory(target_, ignored) && fs::remove(target_, ignored)) {
+      fs::rename(path_, target_, error);
+      if (error) fs::create_directory(target_, ignored);
+    }
     if (error) Fail(target_, "cannot be made (" + error.message() + "); name another folder");
   }
 
@@ -123,7 +127,7 @@ void Writer::WriteDriveFile(const CapturedFile& file) {
   std::replace(path.begin(), path.end(), '\\', '/');
   const std::string name = std::string("drives/") + path[0] + path.substr(2);
   if (Write(name, file.bytes)) {
-    files_[name] = {{"bytes", file.bytes.size()}};
+    files_[name] = {{"bytes", file.bytes.size()}, {"checksum", simulated::Checksum(file.bytes)}};
     ++summary_.files;
   } else {
     // Names that this system does not take, or too long a path.
