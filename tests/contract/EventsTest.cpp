@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 #include <thread>
 
 #include "platform/Constants.h"
@@ -160,6 +161,21 @@ TEST_F(Events, AClosedHandleIsRefused) {
   EXPECT_EQ(WAIT_FAILED, Wait(event));
   EXPECT_EQ(kInvalidHandle, GetLastError());
   EXPECT_EQ(0, CloseHandle(event));
+}
+
+TEST(Sleep, LastsAsLongAsAskedButForATickOfTheSystem) {
+  constexpr std::chrono::milliseconds kPause(50), kTick(16);
+  const auto before = std::chrono::steady_clock::now();
+  Sleep(static_cast<DWORD>(kPause.count()));
+  EXPECT_GE(std::chrono::steady_clock::now() - before, kPause - kTick);
+}
+
+TEST(Sleep, HoldsNobodyElseUp) {
+  const HANDLE event = CreateEventW(nullptr, true, false, nullptr);
+  std::thread other([&] { SetEvent(event); });
+  while (WaitForMultipleObjects(1, &event, 0, 0) != WAIT_OBJECT_0) Sleep(0);
+  other.join();
+  EXPECT_NE(0, CloseHandle(event));
 }
 
 TEST_F(Events, NullIsRefused) {
