@@ -29,6 +29,11 @@ struct ValueBuffer {
   void EndWithZeros() { std::memset(Data() + bytes, 0, sizeof(std::int32_t)); }
 };
 
+struct CloseKey {
+  void operator()(platform::HKEY handle) const { platform::RegCloseKey(handle); }
+};
+using OwnedHandle = std::unique_ptr<std::remove_pointer_t<platform::HKEY>, CloseKey>;
+
 std::u16string Decimal(std::int64_t number) {
   std::array<char, 24> digits;
   const auto end = std::to_chars(digits.begin(), digits.end(), number).ptr;
@@ -106,7 +111,10 @@ std::unique_ptr<RegistryKey> OpenKeyInView(const RegistryKey& parent, const std:
       platform::RegOpenKeyExW(parent.handle, path.c_str(), 0, ReadAccess(view), &handle);
   if (status) *status = opened;
   if (opened) return nullptr;
-  return std::make_unique<RegistryKey>(view, handle, parent.rootName, ComposePath(parent.path, path));
+  OwnedHandle owned(handle);  // closes it again where memory lacks for the rest
+  auto key = std::make_unique<RegistryKey>(view, handle, parent.rootName, ComposePath(parent.path, path));
+  static_cast<void>(owned.release());
+  return key;
 }
 
 std::unique_ptr<RegistryKey> OpenKey(const RegistryKey& parent, const std::u16string& path) {

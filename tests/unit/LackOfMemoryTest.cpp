@@ -1,0 +1,198 @@
+// Lack of memory, wherever it strikes: each allocation of an export fails in turn, on the thread of the
+// caller.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <functional>
+#include <memory>
+#include <new>
+#include <string>
+#include <thread>
+
+#include "KestrelbayGeneralSDK.h"
+#include "frame/LoadTimeObjects.h"
+#include "simulated/InvalidParameter.h"
+#include "simulated/Machine.h"
+
+namespace {
+
+/** How many allocations of this thread succeed until one fails; negative where none does. */
+thread_local long allocationsLeft = -1;
+thread_local bool mallocFails = false;
+
+}  // namespace
+
+extern "C" {
+
+// The linker leads the calls of this program's objects through here; those of other libraries stay.
+void* __real_malloc(std::size_t bytes);  // NOLINT: the linker's names
+void* __wrap_malloc(std::size_t bytes) { return mallocFails ? nullptr : __real_malloc(bytes); }  // NOLINT
+
+}  // extern "C"
+
+[[gnu::noinline]] void* operator new(std::size_t bytes) {
+  if (allocationsLeft >= 0 && allocationsLeft-- == 0) throw std::bad_alloc();
+  if (void* const block = __real_malloc(bytes == 0 ? 1 : bytes)) return block;
+  throw std::bad_alloc();
+}
+// What asks in this way can do without. None is inlined, or the compiler takes the pair for mismatched.
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+  return __real_malloc(bytes == 0 ? 1 : bytes);
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+[[gnu::noinline]] void operator delete(void* block, const std::nothrow_t&) noexcept { std::free(block); }
+
+namespace kestrelbay {
+namespace {
+
+using simulated::Machine;
+
+std::atomic<int> calledBack = 0;
+// Long enough that a text of it has a block of its own.
+constexpr char kName[] = "An application with a name of some length";
+
+void AwaitCallback(int before) {
+  while (calledBack == before) std::this_thread::yield();
+}
+
+struct Export {
+  const char* name;
+  void (*call)();
+};
+
+template <class Fact>
+void Ask(Fact fact) {
+  char buffer[64];
+  std::int32_t size = sizeof buffer;
+  EXPECT_TRUE(fact(buffer, &size));
+}
+
+void List(bool includeIcons) {
+  InstalledAppEntry* entries = nullptr;
+  std::uint32_t count = 0;
+  GetInstalledAppList(&entries, &count, includeIcons);
+  ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
+}
+
+// Of what starts a program the way to the start alone, which then finds none.
+const Export kExports[] = {
+    {"GetManufacturer", [] { Ask(&GetManufacturer); }},
+    {"GetDeviceId", [] { Ask(&GetDeviceId); }},
+    {"GetProxyServer", [] { Ask(&GetProxyServer); }},
+    {"GetGraphics", [] { Ask(&GetGraphics); }},
+    {"GetAppVersion",
+     [] { Ask([](char* buffer, std::int32_t* size) { return GetAppVersion(kName, "", buffer, size); }); }},
+    {"GetDiskAvailableSpace", [] { GetDiskAvailableSpace("C"); }},
+    {"IsTabletPC", [] { EXPECT_TRUE(IsTabletPC()); }},
+    {"GetInstalledAppList", [] { List(false); }},
+    {"StartApp", [] { EXPECT_EQ(StartApp(kName, kName), 0); }},
+    {"StartAnyExe", [] { EXPECT_FALSE(StartAnyExe("C:\\no such folder\\tool.exe", kName)); }},
+    {"DeleteAppRegistryInfo", [] { EXPECT_TRUE(DeleteAppRegistryInfo(kName)); }},
+    {"Encrypt",
+     [] {
+       char* hidden = nullptr;
+       Encrypt(kName, &hidden);
+       ReleaseDllStr(&hidden);
+     }},
+    {"GetInstalledAppListAsync",
+     [] {
+       const int before = calledBack;
+       GetInstalledAppListAsync([](InstalledAppEntry*, std::int32_t) { ++calledBack; }, false);
+       AwaitCallback(before);
+     }},
+    {"GetAppIconAsync",
+     [] {
+       const int before = calledBack;
+       GetAppIconAsync([](char*) { ++calledBack; }, kName);
+       AwaitCallback(before);
+     }},
+};
+
+void PrintTo(const Export& entry, std::ostream* out) { *out << entry.name; }
+
+void Fill(Machine& machine) {
+  simulated::RegistryTree& registry = machine.registry;
+  const std::u16string software = u"HKEY_LOCAL_MACHINE\\SOFTWARE\\";
+  registry.CreateKey(software + u"Classes\\Installer\\Products");
+  registry.SetText(software + u"Microsoft\\Cryptography", u"MachineGuid", u"an identity of some length");
+  registry.SetText(u"HKEY_LOCAL_MACHINE\\HARDWARE\\DESCRIPTION\\System\\BIOS", u"BaseBoardManufacturer",
+                   u"a maker with a long name");
+  registry.SetNumber(software + u"Microsoft\\Windows\\Tablet PC", u"IsTabletPc", 1);
+  const std::u16string internet =
+      u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
+  registry.SetText(internet, u"ProxyServer", u"proxy.of.some.length:8080");
+  registry.SetNumber(internet, u"ProxyEnable", 1);
+  const std::u16string entry = software + u"Microsoft\\Windows\\CurrentVersion\\Uninstall\\App";
+  registry.SetText(entry, u"DisplayName", std::u16string(kName, kName + sizeof kName - 1));
+  registry.SetText(entry, u"UninstallString", u"\"C:\\no such folder\\remove.exe\" /all");
+  registry.SetText(entry, u"DisplayVersion", u"1.0.0.0.0.0.0.0.0.0.0.1");
+  registry.SetText(entry, u"DisplayIcon", u"C:\\no such folder\\tool.exe,0");
+  machine.graphicsAdapters = {u"An adapter with a long name", u"Another one"};
+}
+
+/** Whether another thread could start a job, and this one log. */
+bool LocksAreFree() {
+  bool isFree = false;
+  std::thread([&] {
+    isFree = LifecycleMutex.try_lock();
+    if (isFree) LifecycleMutex.unlock();
+    SetStopAppEvent();  // would wait for ever
+  }).join();
+  return isFree;
+}
+
+class LackOfMemory : public testing::TestWithParam<Export> {
+ protected:
+  LackOfMemory() {
+    InitDllLogger([](const char*, std::int32_t, const char*) {});
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(In, LackOfMemory, testing::ValuesIn(kExports),
+                         [](const auto& entry) { return std::string(entry.param.name); });
+
+TEST_P(LackOfMemory, LeavesTheExportAsAnException) {
+  long raised = 0;
+  for (bool isRaised = true; isRaised; raised += isRaised) {
+    Machine& machine = Machine::Use(std::make_unique<Machine>());
+    Fill(machine);
+    allocationsLeft = raised;
+    isRaised = false;
+    try {
+      GetParam().call();
+    } catch (const std::bad_alloc&) {
+      isRaised = true;
+    }
+    const bool hasFailed = allocationsLeft < 0;
+    allocationsLeft = -1;
+    EXPECT_EQ(isRaised, hasFailed) << "allocation " << raised + 1;
+    EXPECT_TRUE(LocksAreFree()) << "allocation " << raised + 1;
+    EXPECT_EQ(machine.OpenKeys(), 0U) << "allocation " << raised + 1;
+    ASSERT_LT(raised, 10000);
+  }
+  EXPECT_GE(raised, 1);
+}
+
+char* output = nullptr;
+
+// The block's place is set before anything is copied, which whoever is told of the condition sees.
+TEST(LackOfMemoryForTheHostsText, RaisesTheInvalidParameterConditionWithANullOutput) {
+  Machine::Use(std::make_unique<Machine>());
+  InitDllLogger([](const char*, std::int32_t, const char*) {});
+  const auto before =
+      simulated::SetInvalidParameterHandler([](const char* operation) { throw std::string(operation); });
+  for (const auto call : {&Encrypt, &Decrypt}) {
+    char somethingElse = '#';
+    output = &somethingElse;
+    mallocFails = true;
+    EXPECT_THROW(call("a text", &output), std::string);
+    mallocFails = false;
+    EXPECT_EQ(output, nullptr);
+  }
+  simulated::SetInvalidParameterHandler(before);
+}
+
+}  // namespace
+}  // namespace kestrelbay

@@ -1,0 +1,133 @@
+// What the library makes when it is loaded, in which order, and in which order all of it is destroyed.
+//
+// The linker leads each registration of a destruction in this program's objects through here, and the event
+// is made here: by a machine that cannot make one.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "KestrelbayGeneralSDK.h"
+#include "frame/LoadTimeObjects.h"
+#include "frame/RegistryKey.h"
+#include "frame/SDKLog.h"
+#include "lifecycle/AppInstall.h"
+#include "lifecycle/AppUninstall.h"
+#include "platform/Events.h"
+#include "protection/Security.h"
+
+namespace {
+
+struct Registration {
+  void (*destroy)(void*);
+  void* object;
+};
+
+// Filled before anything is constructed, so nothing here has a constructor that runs.
+constinit std::array<Registration, 4096> registrations{};
+constinit std::size_t registered = 0;
+
+struct EventMade {
+  std::size_t times;
+  bool isPlain, staysSet, beginsSet;
+  std::size_t registeredBefore;
+};
+constinit EventMade eventMade{};
+
+/** What is told by its name when it is destroyed; nothing while this is empty. */
+constinit std::array<std::pair<const void*, const char*>, 16> told{};
+
+void Destroy(void* registration) {
+  const auto& [destroy, object] = *static_cast<const Registration*>(registration);
+  for (const auto& [address, name] : told) {
+    if (address && address == object) std::fprintf(stderr, "%s ", name);
+  }
+  destroy(object);
+}
+
+}  // namespace
+
+extern "C" {
+
+int __real___cxa_atexit(void (*destroy)(void*), void* object, void* library);   // NOLINT: the linker's names
+int __wrap___cxa_atexit(void (*destroy)(void*), void* object, void* library) {  // NOLINT
+  if (registered == registrations.size()) std::abort();
+  Registration& registration = registrations[registered++];
+  registration = {destroy, object};
+  return __real___cxa_atexit(&Destroy, &registration, library);
+}
+
+}  // extern "C"
+
+namespace platform {
+
+HANDLE CreateEventW(void* attributes, BOOL manualReset, BOOL initialState, const char16_t* name) {
+  eventMade = {eventMade.times + 1, !attributes && !name, manualReset != 0, initialState != 0, registered};
+  return nullptr;
+}
+
+}  // namespace platform
+
+namespace kestrelbay {
+namespace {
+
+const std::vector<const void*> kTexts = {&InstallerClassesPath, &UninstallKeyPath, &UserProductsPath,
+                                         &InstallerUserDataPath, &ExcludedPublisher};
+
+TEST(LoadTimeObjects, AreMadeInTheirOrderAndTheEventLast) {
+  std::vector<const void*> texts;
+  for (std::size_t at = 0; at < registered; ++at) {
+    if (std::ranges::find(kTexts, registrations[at].object) == kTexts.end()) continue;
+    texts.push_back(registrations[at].object);
+    EXPECT_LT(at, eventMade.registeredBefore);
+  }
+  EXPECT_EQ(texts, kTexts);
+}
+
+TEST(StopEvent, IsAskedForOnceAndItsLackTakenAsItIs) {
+  EXPECT_EQ(eventMade.times, 1U);
+  EXPECT_TRUE(eventMade.isPlain);
+  EXPECT_TRUE(eventMade.staysSet);
+  EXPECT_FALSE(eventMade.beginsSet);
+  EXPECT_EQ(StopEvent, nullptr);
+}
+
+std::string lastLine;
+
+TEST(StopEvent, ThatWasNotMadeIsSetWithSuccessAllTheSame) {
+  InitDllLogger([](const char*, std::int32_t, const char* text) { lastLine = text; });
+  SetStopAppEvent();
+  EXPECT_THAT(lastLine, testing::EndsWith(" setStopAppEvent success."));
+}
+
+void Unload() {
+  // Made in this order, so that they are destroyed in reverse, and what the load made after them.
+  told = {{{&SDKLog::GetInstance(), "SDKLog"},
+           {&AppInstall::GetInstance(), "AppInstall"},
+           {&AppUninstall::GetInstance(), "AppUninstall"},
+           {&Security::GetInstance(), "Security"},
+           {&LocalMachineRoot(), "LocalMachineRoot"},
+           {&CurrentUserRoot(), "CurrentUserRoot"},
+           {&UsersRoot(), "UsersRoot"},
+           {&InstallerClassesPath, "InstallerClassesPath"},
+           {&UninstallKeyPath, "UninstallKeyPath"},
+           {&UserProductsPath, "UserProductsPath"},
+           {&InstallerUserDataPath, "InstallerUserDataPath"},
+           {&ExcludedPublisher, "ExcludedPublisher"}}};
+  std::exit(0);
+}
+
+TEST(UnloadDeathTest, DestroysTheLatestFirstAndTheLoadsObjectsInReverse) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process of its own, in which none of them is made
+  EXPECT_EXIT(Unload(), testing::ExitedWithCode(0),
+              testing::StrEq("UsersRoot CurrentUserRoot LocalMachineRoot Security AppUninstall AppInstall "
+                             "SDKLog ExcludedPublisher InstallerUserDataPath UserProductsPath "
+                             "UninstallKeyPath InstallerClassesPath "));
+}
+
+}  // namespace
+}  // namespace kestrelbay
