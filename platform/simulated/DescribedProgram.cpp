@@ -19,7 +19,8 @@ constexpr int kFailedExitCode = 1;
 
 std::vector<std::u16string> ReadPaths(const JsonShape& shape, const json& value, const std::string& member) {
   std::vector<std::u16string> paths;
-  for (const json& path : shape.Array(value, member)) paths.push_back(shape.Text(path, member));
+  for (const json& path : shape.Array(value, member))
+    paths.push_back(shape.Text(path, Element(member, paths.size())));
   return paths;
 }
 
@@ -53,7 +54,8 @@ ProgramDescription ReadProgram(const JsonShape& shape, const json& value, const 
   for (const auto& [name, part] : shape.Object(value, member).items()) {
     const std::string place = member + "." + name;
     if (name == "steps") {
-      for (const json& step : shape.Array(part, place)) program.steps.push_back(ReadStep(shape, step, place));
+      for (const json& step : shape.Array(part, place))
+        program.steps.push_back(ReadStep(shape, step, Element(place, program.steps.size())));
     } else if (name == "exitCode") {
       program.exitCode = shape.Number(part, place);
     } else if (name == "elevation") {
@@ -77,21 +79,29 @@ struct LoadedStep {
 /** Takes a file's changes in without making them, so that a mistake is told when the machine is opened. */
 class Checker : public RegFileSink {
  public:
+  explicit Checker(const Warning& warning) : warning_(warning) {}
   void OpenKey(std::u16string_view, std::optional<std::uint64_t>) override {}
   void DeleteKey(std::u16string_view) override {}
   void SetValue(std::u16string_view, platform::DWORD, std::span<const std::uint8_t>) override {}
   void DeleteValue(std::u16string_view) override {}
+  void LeaveOut(const std::string& line) override {
+    if (warning_) warning_(line);
+  }
+
+ private:
+  const Warning& warning_;
 };
 
-LoadedStep Load(const ProgramStep& step, const fs::path& directory, const std::string& member) {
+LoadedStep Load(const ProgramStep& step, const fs::path& directory, const JsonShape& shape,
+                const std::string& member, const Warning& warning) {
   LoadedStep loaded{step, {}, {}};
   if (step.merges.empty()) return loaded;
   const fs::path file = fs::path(step.merges).lexically_normal();
   if (file.is_absolute() || file.begin()->string() == "..")
-    throw MachineError(member + ": merges: must lie in the machine's directory; correct the path");
+    shape.Fail(member + ".merges", "must lie in the machine's directory; correct the path");
   loaded.registrationFileName = (directory / file).string();
   loaded.registrationFile = ReadWholeFile(directory / file);
-  Checker checker;
+  Checker checker(warning);
   ParseRegFile(loaded.registrationFile.Span(), loaded.registrationFileName, checker);
   return loaded;
 }
@@ -125,12 +135,13 @@ ProgramDescriptions ReadPrograms(const JsonShape& shape, const json& value) {
   return programs;
 }
 
-void SetPrograms(const ProgramDescriptions& programs, const fs::path& directory, const std::string& fileName,
-                 Machine& machine) {
+void SetPrograms(const ProgramDescriptions& programs, const fs::path& directory, const JsonShape& shape,
+                 Machine& machine, const Warning& warning) {
   for (const auto& [path, description] : programs) {
+    const std::string member = "programs." + ToUtf8(path) + ".steps";
     auto steps = std::make_shared<std::vector<LoadedStep>>();
     for (const ProgramStep& step : description.steps)
-      steps->push_back(Load(step, directory, fileName + ": programs." + OnOneLine(ToUtf8(path))));
+      steps->push_back(Load(step, directory, shape, Element(member, steps->size()), warning));
     Program program;
     program.run = [&machine, steps, exitCode = static_cast<int>(description.exitCode)] {
       for (const LoadedStep& step : *steps)

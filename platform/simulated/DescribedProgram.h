@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "simulated/MachineError.h"
+
 namespace simulated {
 
 class JsonShape;
@@ -40,10 +42,11 @@ ProgramDescriptions ReadPrograms(const JsonShape& shape, const nlohmann::json& v
 /**
  * Puts the programs on the machine. A program at a whole path is there while a file of that path is.
  * @param directory  the machine's, where registration files are found; they are read at once
- * @param fileName   stands before what an error says
+ * @param shape      of the file that describes them
+ * @param warning    told what of those files is left out; may be empty
  * @throws MachineError where a registration file is missing or malformed
  */
 void SetPrograms(const ProgramDescriptions& programs, const std::filesystem::path& directory,
-                 const std::string& fileName, Machine& machine);
+                 const JsonShape& shape, Machine& machine, const Warning& warning);
 
 }  // namespace simulated

@@ -5,10 +5,13 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <future>
 #include <stdexcept>
 #include <utility>
 
+#include "simulated/HiveDamage.h"
 #include "simulated/MachineError.h"
+#include "simulated/WholeFile.h"
 #include "simulated/WideText.h"
 
 namespace simulated {
@@ -22,20 +25,37 @@ using Block = std::unique_ptr<T[], Free>;
 
 std::string WhyNot(int error) {
   if (error == ENOTSUP || error == EINVAL) return "is damaged, or no hive; restore it from a backup";
-  if (error == ENOENT) return "is missing; put it there";
   return std::string("cannot be read (") + std::strerror(error) + "); make it readable";
+}
+
+void RequireWhole(const std::filesystem::path& file, const MappedFile& mapped,
+                  std::atomic<std::uint64_t>& doneBytes) {
+  if (const auto damage = FindHiveDamage(mapped.Span(), doneBytes))
+    throw MachineError(file.string() + ": the hive is damaged: " + *damage + "; restore it from a backup");
 }
 
 }  // namespace
 
-std::shared_ptr<Hive> Hive::Open(const std::filesystem::path& file, Warning warning) {
+std::shared_ptr<Hive> Hive::Open(const std::filesystem::path& file, const LoadObserver& observer,
+                                 std::atomic<std::uint64_t>& doneBytes) {
+  const MappedFile mapped(file);
+  // Opening a large one takes as long as looking through it, and neither needs the other.
+  constexpr std::size_t kLarge = 8 << 20;
+  auto whole = std::async(mapped.Span().size() < kLarge ? std::launch::deferred : std::launch::async,
+                          [&] { RequireWhole(file, mapped, doneBytes); });
   hive_h* const handle = hivex_open(file.c_str(), 0);
-  if (!handle) throw MachineError(file.string() + ": the hive " + WhyNot(errno));
-  return std::shared_ptr<Hive>(new Hive(handle, file, std::move(warning)));
+  const int problem = errno;
+  const auto hive =
+      handle ? std::shared_ptr<Hive>(new Hive(handle, file, observer)) : std::shared_ptr<Hive>();
+  doneBytes += mapped.Span().size();
+  // What it finds says more than the library's error.
+  whole.get();
+  if (!hive) throw MachineError(file.string() + ": the hive " + WhyNot(problem));
+  return hive;
 }
 
-Hive::Hive(hive_h* handle, std::filesystem::path file, Warning warning)
-    : handle_(handle), file_(std::move(file)), warning_(std::move(warning)) {}
+Hive::Hive(hive_h* handle, std::filesystem::path file, const LoadObserver& observer)
+    : handle_(handle), file_(std::move(file)), damage_(observer.damage), warning_(observer.warning) {}
 
 Hive::~Hive() { hivex_close(handle_); }
 
@@ -61,7 +81,7 @@ void Hive::Fill(Key& key, Node node) {
   for (const hive_value_h* value = values.get(); value && *value != 0; ++value) AddValue(key, *value);
   const Block<hive_node_h> subKeys(hivex_node_children(handle_, node));
   for (const hive_node_h* subKey = subKeys.get(); subKey && *subKey != 0; ++subKey) AddSubKey(key, *subKey);
-  if (!values || !subKeys) WarnOfDamage();
+  if (!values || !subKeys) TellOfDamage();
 }
 
 void Hive::AddValue(Key& key, std::size_t value) {
@@ -69,7 +89,7 @@ void Hive::AddValue(Key& key, std::size_t value) {
   hive_type type = hive_t_REG_NONE;
   std::size_t size = 0;
   const Block<char> data(hivex_value_value(handle_, value, &type, &size));
-  if (!name || !data) return WarnOfDamage();
+  if (!name || !data) return TellOfDamage();
   const std::string_view nameText(name.get(), hivex_value_key_len(handle_, value));
   key.SetValue(FromUtf8(nameText), static_cast<platform::DWORD>(type),
                {reinterpret_cast<const std::uint8_t*>(data.get()), size});
@@ -77,18 +97,25 @@ void Hive::AddValue(Key& key, std::size_t value) {
 
 void Hive::AddSubKey(Key& key, Node node) {
   const Block<char> name(hivex_node_name(handle_, node));
-  if (!name) return WarnOfDamage();
+  if (!name) return TellOfDamage();
   try {
     FillLater(key.CreateSubKey(FromUtf8({name.get(), hivex_node_name_len(handle_, node)})), node);
-  } catch (const std::length_error&) {
-    WarnOfDamage();
+  } catch (const std::length_error& impossible) {
+    WarnOfImpossible(impossible.what());
   }
 }
 
-void Hive::WarnOfDamage() {
-  if (const Warning warning = std::exchange(warning_, nullptr))
-    warning(file_.string() +
-            ": the hive is damaged and some of its keys are left out; restore it from a backup");
+// Such as more sub keys than the library reads.
+void Hive::TellOfDamage() {
+  if (const Warning tell = std::exchange(damage_, nullptr))
+    tell(file_.string() +
+         ": some of the hive's keys cannot be read and are left out; restore it from a backup");
+}
+
+void Hive::WarnOfImpossible(const char* why) {
+  if (const Warning warn = std::exchange(warning_, nullptr))
+    warn(file_.string() + ": the hive holds keys that Windows does not allow (" + why +
+         "); they are left out");
 }
 
 }  // namespace simulated

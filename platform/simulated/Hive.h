@@ -1,14 +1,15 @@
 /** One hive file of Windows, read through libhivex. */
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "simulated/Key.h"
+#include "simulated/MachineDirectory.h"
 
 struct hive_h;
 
@@ -18,13 +19,15 @@ namespace simulated {
 class Hive : public std::enable_shared_from_this<Hive> {
  public:
   using Node = std::size_t;
-  using Warning = std::function<void(const std::string& line)>;
 
   /**
-   * @param warning  told once if damage is found while keys are read; may be empty
+   * Opens a hive that is whole from its first key to its last.
+   * @param observer   told of what is left out when keys are read: of each kind once
+   * @param doneBytes  raised by twice the file's bytes on the way, for another thread to look at
    * @throws MachineError with one line that names the file
    */
-  static std::shared_ptr<Hive> Open(const std::filesystem::path& file, Warning warning);
+  static std::shared_ptr<Hive> Open(const std::filesystem::path& file, const LoadObserver& observer,
+                                    std::atomic<std::uint64_t>& doneBytes);
   ~Hive();
   Hive(const Hive&) = delete;
   Hive& operator=(const Hive&) = delete;
@@ -39,13 +42,15 @@ class Hive : public std::enable_shared_from_this<Hive> {
   void Fill(Key& key, Node node);
 
  private:
-  Hive(hive_h* handle, std::filesystem::path file, Warning warning);
+  Hive(hive_h* handle, std::filesystem::path file, const LoadObserver& observer);
   void AddValue(Key& key, std::size_t value);
   void AddSubKey(Key& key, Node node);
-  void WarnOfDamage();
+  void TellOfDamage();
+  void WarnOfImpossible(const char* why);
 
   hive_h* handle_;
   std::filesystem::path file_;
+  Warning damage_;
   Warning warning_;
 };
 

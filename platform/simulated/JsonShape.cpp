@@ -14,8 +14,13 @@ std::string OnOneLine(std::string name) {
   return name;
 }
 
+std::string Element(const std::string& array, std::size_t index) {
+  return array + "[" + std::to_string(index) + "]";
+}
+
 void JsonShape::Fail(const std::string& member, const std::string& what) const {
-  throw MachineError(fileName_ + ": " + OnOneLine(member) + ": " + what);
+  const std::string name = member.empty() ? "" : OnOneLine(member) + ": ";
+  throw MachineError(lines_.Place(fileName_, member) + ": " + name + what);
 }
 
 std::u16string JsonShape::Text(const json& value, const std::string& member) const {

@@ -5,14 +5,16 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "simulated/JsonFile.h"
 #include "simulated/MachineError.h"
 
 namespace simulated {
 
-/** Every operation throws a MachineError "file: member: what is wrong; what to do". */
+/** Every operation throws a MachineError "file:line: member: what is wrong; what to do". */
 class JsonShape {
  public:
-  explicit JsonShape(const std::string& fileName) : fileName_(fileName) {}
+  /** Both must live as long as this. */
+  JsonShape(const std::string& fileName, const JsonLines& lines) : fileName_(fileName), lines_(lines) {}
 
   [[noreturn]] void Fail(const std::string& member, const std::string& what) const;
   /** A text that is not empty. */
@@ -22,11 +24,13 @@ class JsonShape {
   bool Flag(const nlohmann::json& value, const std::string& member) const;
   std::uint32_t Number(const nlohmann::json& value, const std::string& member) const;
 
-  const std::string& FileName() const { return fileName_; }
-
  private:
   const std::string& fileName_;
+  const JsonLines& lines_;
 };
+
+/** The name of an array's element. */
+std::string Element(const std::string& array, std::size_t index);
 
 /** A member's name as an error line can show it: it may hold line ends. */
 std::string OnOneLine(std::string name);

@@ -50,6 +50,9 @@ class ObservedMerger : public RegistryMerger {
   void Progress(std::size_t doneBytes) override {
     if (observer_.progress) observer_.progress(before_ + doneBytes, allBytes_);
   }
+  void LeaveOut(const std::string& line) override {
+    if (observer_.warning) observer_.warning(line);
+  }
   void NextFile(std::size_t fileBytes) { before_ += fileBytes; }
 
  private:
@@ -118,7 +121,9 @@ void LoadMachine(const fs::path& directory, RegistryFolder& registry, Machine& m
   machine.registry.CreateKey(u"HKEY_CURRENT_USER");
   ApplyDeniedRights(description, descriptionFile.string(), machine);
   MountDrives(directory / "drives", machine.drives);
-  SetPrograms(description.programs, directory, descriptionFile.string(), machine);
+  const std::string descriptionName = descriptionFile.string();
+  SetPrograms(description.programs, directory, {descriptionName, description.lines}, machine,
+              observer.warning);
 }
 
 std::unique_ptr<Machine> OpenAny(const fs::path& directory, Changes changes, const LoadObserver& observer) {

@@ -21,10 +21,13 @@ struct LoadObserver {
   /** A share of the load is done: bytes read so far, and bytes in all. */
   std::function<void(std::uint64_t doneBytes, std::uint64_t allBytes)> progress;
   /**
-   * One line on something that is left out while the rest loads, such as a damaged user hive. A volume's keys
-   * are read when they are first looked at: for damage found then, it is called later and on another thread.
+   * Something is left out and all else loads, such as a key with a name that Windows does not allow. A
+   * volume's keys are read when they are first looked at: of what is found then, this and `damage` are told
+   * later and on another thread.
    */
-  std::function<void(const std::string& line)> warning;
+  Warning warning;
+  /** The same of a damaged hive: whatever the machine answers from now on may lack what stood there. */
+  Warning damage;
 };
 
 /**

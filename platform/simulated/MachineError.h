@@ -1,7 +1,9 @@
-/** The one failure of reading a machine from the file system. */
+/** The one failure of reading a machine from the file system, and what is told of less. */
 #pragma once
 
+#include <functional>
 #include <stdexcept>
+#include <string>
 
 namespace simulated {
 
@@ -10,5 +12,8 @@ class MachineError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
+
+/** Told, in one line that names the place, of something that is left out while the rest is used. */
+using Warning = std::function<void(const std::string& line)>;
 
 }  // namespace simulated

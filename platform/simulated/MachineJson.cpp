@@ -1,7 +1,5 @@
 #include "simulated/MachineJson.h"
 
-#include <algorithm>
-
 #include "simulated/JsonShape.h"
 #include "simulated/WideText.h"
 
@@ -27,7 +25,7 @@ class Reader : JsonShape {
   using JsonShape::JsonShape;
 
   MachineDescription Read(const json& root) {
-    if (!root.is_object()) throw MachineError(FileName() + ": not an object; write {\"member\": ...}");
+    if (!root.is_object()) Fail("", "not an object; write {\"member\": ...}");
     // First, as a newer format may say more than is known here.
     if (root.contains("capture")) description_.capture = ReadCapture(*this, root);
     for (const auto& [name, value] : root.items()) ReadMember(name, value);
@@ -46,7 +44,7 @@ class Reader : JsonShape {
   std::uint64_t Bytes(const json& disk, const char* name, const std::string& member) const;
   void ReadGraphicsAdapters(const json& value);
   void ReadAppsFolder(const json& value);
-  AppsFolderItem ReadApp(const json& value) const;
+  AppsFolderItem ReadApp(const json& value, const std::string& member) const;
 
   MachineDescription description_;
 };
@@ -105,11 +103,13 @@ void Reader::ReadDeniedAccess(const json& value) {
 
 platform::DWORD Reader::Rights(const json& names, const std::string& member) const {
   platform::DWORD rights = 0;
+  std::size_t count = 0;
   for (const json& name : Array(names, member)) {
     const auto right = name.is_string() ? kRights.find(name.get_ref<const std::string&>()) : kRights.end();
     if (right == kRights.end())
-      Fail(member, "unknown right; name it as Windows does, such as KEY_READ or DELETE");
+      Fail(Element(member, count), "unknown right; name it as Windows does, such as KEY_READ or DELETE");
     rights |= right->second;
+    ++count;
   }
   return rights;
 }
@@ -137,8 +137,9 @@ void Reader::ReadDisks(const json& value) {
 
 void Reader::ReadGraphicsAdapters(const json& value) {
   for (const json& adapter : Array(value, "graphicsAdapters")) {
+    const std::string member = Element("graphicsAdapters", description_.graphicsAdapters.size());
     auto& name = description_.graphicsAdapters.emplace_back();
-    if (!adapter.is_null()) name = Text(adapter, "graphicsAdapters");
+    if (!adapter.is_null()) name = Text(adapter, member);
   }
 }
 
@@ -146,44 +147,31 @@ void Reader::ReadAppsFolder(const json& value) {
   description_.appsFolder.isThere = !value.is_null();
   if (value.is_null()) return;
   for (const json& app : Array(value, "appsFolder")) {
+    const std::string member = Element("appsFolder", description_.appsFolder.items.size());
     auto& item = description_.appsFolder.items.emplace_back();
-    if (!app.is_null()) item = ReadApp(app);
+    if (!app.is_null()) item = ReadApp(app, member);
   }
 }
 
-AppsFolderItem Reader::ReadApp(const json& value) const {
+AppsFolderItem Reader::ReadApp(const json& value, const std::string& member) const {
   AppsFolderItem item;
-  for (const auto& [name, text] : Object(value, "appsFolder").items()) {
-    if (name != "name" && name != "id") Fail("appsFolder." + name, "unknown; an app has a name and an id");
+  for (const auto& [name, text] : Object(value, member).items()) {
+    const std::string place = member + "." + name;
+    if (name != "name" && name != "id") Fail(place, "unknown; an app has a name and an id");
     // An empty name is one that the shell can tell.
-    if (!text.is_string()) Fail("appsFolder." + name, "must be a text; put it in quotes");
+    if (!text.is_string()) Fail(place, "must be a text; put it in quotes");
     (name == "name" ? item.name : item.id) = FromUtf8(text.get_ref<const std::string&>());
   }
   return item;
 }
 
-/** The part of the library's message that says what was found, on one line. */
-std::string Explanation(const json::parse_error& error) {
-  const std::string message = error.what();
-  const std::size_t start = message.find("syntax error");
-  return start == message.npos ? message : message.substr(start);
-}
-
 }  // namespace
 
 MachineDescription ParseMachineJson(std::span<const std::uint8_t> bytes, const std::string& fileName) {
-  try {
-    return Reader(fileName).Read(json::parse(bytes.begin(), bytes.end()));
-  } catch (const json::parse_error& error) {
-    const auto before = static_cast<std::ptrdiff_t>(std::min(error.byte, bytes.size()));
-    const auto line = 1 + std::count(bytes.begin(), bytes.begin() + before, '\n');
-    throw MachineError(fileName + ":" + std::to_string(line) + ": " + Explanation(error) +
-                       "; correct the JSON");
-  } catch (const json::out_of_range& error) {
-    // The library does not tell where such a number stands, but it quotes it.
-    const std::string message = error.what();
-    throw MachineError(fileName + ": " + message.substr(message.find(']') + 2) + "; correct the number");
-  }
+  JsonFile file = ParseJsonFile(bytes, fileName);
+  MachineDescription description = Reader(fileName, file.lines).Read(file.root);
+  description.lines = std::move(file.lines);
+  return description;
 }
 
 void ApplyFacts(const MachineDescription& description, Machine& machine) {
@@ -203,10 +191,10 @@ void ApplyFacts(const MachineDescription& description, Machine& machine) {
 }
 
 void ApplyDeniedRights(const MachineDescription& description, const std::string& fileName, Machine& machine) {
+  const JsonShape shape(fileName, description.lines);
   for (const auto& [path, rights] : description.deniedRights) {
     if (!machine.registry.Find(path))
-      throw MachineError(fileName + ": deniedAccess." + OnOneLine(ToUtf8(path)) +
-                         ": no such key in the registry; correct its path");
+      shape.Fail("deniedAccess." + ToUtf8(path), "no such key in the registry; correct its path");
     machine.registry.Deny(path, rights);
   }
 }

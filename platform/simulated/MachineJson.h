@@ -11,6 +11,7 @@
 
 #include "simulated/CaptureRecord.h"
 #include "simulated/DescribedProgram.h"
+#include "simulated/JsonFile.h"
 #include "simulated/Machine.h"
 #include "simulated/MachineError.h"
 
@@ -36,12 +37,14 @@ struct MachineDescription {
   std::optional<CaptureRecord> capture;
   /** Rights refused, by the whole path of the key. */
   std::map<std::u16string, platform::DWORD> deniedRights;
+  /** Where it says so. */
+  JsonLines lines;
 };
 
 /**
  * Reads the file from memory.
  * @param fileName  stands before what an error says
- * @throws MachineError "file:line: ..." for what is no JSON, "file: member: ..." for what has another shape
+ * @throws MachineError "file:line: ..." for what is no JSON, "file:line: member: ..." for another shape
  */
 MachineDescription ParseMachineJson(std::span<const std::uint8_t> bytes, const std::string& fileName);
 

@@ -5,6 +5,8 @@
 #include <charconv>
 #include <vector>
 
+#include "simulated/KeyPath.h"
+#include "simulated/LineNumber.h"
 #include "simulated/RegFileText.h"
 
 namespace simulated {
@@ -14,9 +16,16 @@ using platform::DWORD;
 
 constexpr std::size_t kProgressChars = 1 << 20;
 constexpr DWORD kRegSz = 1, kRegExpandSz = 2, kRegBinary = 3, kRegDword = 4, kRegMultiSz = 7;
+constexpr const char* kNoClosingQuote = "the text has no closing quote; end it with \"";
 constexpr std::u16string_view kTimeComment = u";LastWriteTime=";
-constexpr std::array<std::u16string_view, 4> kRoots = {u"HKEY_LOCAL_MACHINE", u"HKEY_CURRENT_USER",
-                                                       u"HKEY_USERS", u"HKEY_CLASSES_ROOT"};
+
+struct Root {
+  std::u16string_view name;
+  /** How many levels it stands for: the user's hive lies below HKEY_USERS, classes below Software. */
+  std::size_t levels;
+};
+constexpr std::array<Root, 4> kRoots = {
+    {{u"HKEY_LOCAL_MACHINE", 1}, {u"HKEY_CURRENT_USER", 2}, {u"HKEY_USERS", 1}, {u"HKEY_CLASSES_ROOT", 3}}};
 
 constexpr bool IsLineEnd(char16_t unit) { return unit == u'\n' || unit == u'\r'; }
 constexpr bool IsSpace(char16_t unit) { return unit == u' ' || unit == u'\t'; }
@@ -28,6 +37,15 @@ constexpr int HexDigit(char16_t unit) {
   const int lower = unit | 0x20;
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
+
+/** Takes what is left out. */
+class Nowhere : public RegFileSink {
+ public:
+  void OpenKey(std::u16string_view, std::optional<std::uint64_t>) override {}
+  void DeleteKey(std::u16string_view) override {}
+  void SetValue(std::u16string_view, DWORD, std::span<const std::uint8_t>) override {}
+  void DeleteValue(std::u16string_view) override {}
+};
 
 class Parser {
  public:
@@ -46,8 +64,14 @@ class Parser {
 
  private:
   [[noreturn]] void Fail(const char16_t* where, const std::string& what) const {
-    const auto line = 1 + std::count(begin_, where, u'\n');
-    throw MachineError(fileName_ + ":" + std::to_string(line) + ": " + what);
+    throw MachineError(fileName_ + ":" + std::to_string(LineBehind(std::span(begin_, where))) + ": " + what);
+  }
+  void LeaveOut(const char16_t* statement, const std::string& what) {
+    // There may be many, so that lines are counted on from the last one.
+    leftOutLine_ += LineBehind(std::span(leftOut_, statement)) - 1;
+    leftOut_ = statement;
+    sink_.LeaveOut(fileName_ + ":" + std::to_string(leftOutLine_) + ": " + what +
+                   ", more than Windows allows; it is left out");
   }
 
   // Moving over what has no meaning.
@@ -66,17 +90,28 @@ class Parser {
     at_ += word.size();
     return true;
   }
-  void EndStatement() {
+  bool IsAtLineEnd() {
     SkipSpaces();
-    if (at_ == end_ || IsLineEnd(*at_)) return;
+    return at_ == end_ || IsLineEnd(*at_);
+  }
+  void EndStatement() {
+    if (IsAtLineEnd()) return;
     if (*at_ != u';') Fail(at_, "more follows where the line should end; remove it, or begin it with ;");
     SkipLine();
+  }
+  /**
+   * Where something else than `wanted` follows a text in quotes that goes over a line end, it is the text
+   * that was not ended, and its quote was another text's.
+   */
+  void ExpectTextEnded(const char16_t* start, char16_t wanted) const {
+    const bool isExpected = at_ == end_ || *at_ == wanted || (wanted == u';' && IsLineEnd(*at_));
+    if (!isExpected && std::any_of(start, at_, IsLineEnd)) Fail(start, kNoClosingQuote);
   }
 
   void ReadHeader();
   void ReadStatement();
   void ReadKey();
-  void OpenKey(std::u16string_view path, const char16_t* where);
+  bool IsPossible(std::u16string_view path, const char16_t* where);
   std::u16string_view CheckedPath(std::u16string_view written, const char16_t* where);
   std::u16string_view WithoutEmptyParts(std::u16string_view written);
   std::optional<std::uint64_t> TakeTimeComment();
@@ -99,10 +134,16 @@ class Parser {
   const double bytesPerChar_;
   const std::string& fileName_;
   RegFileSink& sink_;
+  Nowhere nowhere_;
+  /** Takes the values of the key: the sink, or nobody. */
+  RegFileSink* keySink_ = &sink_;
 
   bool isAnsi_ = false;
   bool hasKey_ = false;
   const char16_t* nextProgress_ = begin_;
+  /** The last statement that was left out, and the number of its line. */
+  const char16_t* leftOut_ = begin_;
+  std::size_t leftOutLine_ = 1;
   std::u16string pathRoom_;
   std::u16string nameRoom_;
   std::u16string textRoom_;
@@ -152,23 +193,36 @@ void Parser::ReadKey() {
   const bool isDeleted = start[1] == u'-';
   const std::u16string_view path = CheckedPath({start + (isDeleted ? 2 : 1), close - 1}, start);
   hasKey_ = !isDeleted;
-  if (!isDeleted) return OpenKey(path, start);
-  if (path.find(u'\\') == path.npos) Fail(start, "a predefined key cannot be deleted; remove the line");
-  sink_.DeleteKey(path);
+  if (isDeleted && path.find(u'\\') == path.npos)
+    Fail(start, "a predefined key cannot be deleted; remove the line");
+  const auto lastWriteTime = isDeleted ? std::nullopt : TakeTimeComment();
+  keySink_ = IsPossible(path, start) ? &sink_ : &nowhere_;
+  if (isDeleted)
+    keySink_->DeleteKey(path);
+  else
+    keySink_->OpenKey(path, lastWriteTime);
 }
 
-void Parser::OpenKey(std::u16string_view path, const char16_t* where) {
-  const auto lastWriteTime = TakeTimeComment();
-  try {
-    sink_.OpenKey(path, lastWriteTime);
-  } catch (const std::length_error& error) {
-    Fail(where, std::string(error.what()) + "; shorten the path");
-  }
+/** Told of where not. The path's root is a predefined key. */
+bool Parser::IsPossible(std::u16string_view path, const char16_t* where) {
+  const std::u16string_view rootName = TakeName(path);
+  std::size_t levels =
+      std::ranges::find_if(kRoots, [&](const Root& root) { return SameName(root.name, rootName); })->levels;
+  std::size_t longest = 0;
+  for (auto name = TakeName(path); !name.empty(); name = TakeName(path), ++levels)
+    longest = std::max(longest, name.size());
+  if (longest > Key::kLongestName)
+    LeaveOut(where, "the name of a key has " + std::to_string(longest) + " characters");
+  else if (levels > Key::kDeepestLevel)
+    LeaveOut(where, "the key stands " + std::to_string(levels) + " levels deep");
+  else
+    return true;
+  return false;
 }
 
 std::u16string_view Parser::CheckedPath(std::u16string_view written, const char16_t* where) {
   const std::u16string_view root = written.substr(0, written.find(u'\\'));
-  const auto isRoot = [&](std::u16string_view name) { return SameName(name, root); };
+  const auto isRoot = [&](const Root& predefined) { return SameName(predefined.name, root); };
   if (std::ranges::none_of(kRoots, isRoot))
     Fail(where,
          "the key begins with no predefined key; write it whole, such as HKEY_LOCAL_MACHINE\\Software");
@@ -206,12 +260,17 @@ void Parser::ReadValue() {
   const char16_t* const start = at_;
   if (!hasKey_) Fail(start, "a value outside any key; put a [key] line above it");
   const std::u16string_view name = Take(u'@') ? std::u16string_view() : ReadQuoted(nameRoom_);
-  if (name.size() > kMaxValueNameChars)
-    Fail(start, "the value's name is longer than 16383 characters, which Windows refuses; shorten it");
   SkipSpaces();
+  ExpectTextEnded(start, u'=');
   if (!Take(u'=')) Fail(at_, "no = after the value's name; write \"name\"=");
   SkipSpaces();
+  RegFileSink* const keySink = keySink_;
+  if (name.size() > kMaxValueNameChars && keySink != &nowhere_) {
+    LeaveOut(start, "the name of a value has " + std::to_string(name.size()) + " characters");
+    keySink_ = &nowhere_;
+  }
   ReadData(name);
+  keySink_ = keySink;
   EndStatement();
 }
 
@@ -219,16 +278,19 @@ void Parser::ReadData(std::u16string_view name) {
   if (at_ != end_ && *at_ == u'"') return ReadText(name);
   if (Take(u"dword:")) return ReadNumber(name);
   if (Take(u"hex")) return ReadHex(name);
-  if (Take(u'-')) return sink_.DeleteValue(name);
+  if (Take(u'-')) return keySink_->DeleteValue(name);
   Fail(at_, "unknown data; write \"text\", dword:, hex: or hex(type):");
 }
 
 void Parser::ReadText(std::u16string_view name) {
+  const char16_t* const start = at_;
   const std::u16string_view value = ReadQuoted(textRoom_);
+  SkipSpaces();
+  ExpectTextEnded(start, u';');
   if (value.data() != textRoom_.data()) textRoom_.assign(value);
   // The string's own final NUL is the stored one.
   const auto* const data = reinterpret_cast<const std::uint8_t*>(textRoom_.c_str());
-  sink_.SetValue(name, kRegSz, {data, (textRoom_.size() + 1) * sizeof(char16_t)});
+  keySink_->SetValue(name, kRegSz, {data, (textRoom_.size() + 1) * sizeof(char16_t)});
 }
 
 void Parser::ReadNumber(std::u16string_view name) {
@@ -241,14 +303,14 @@ void Parser::ReadNumber(std::u16string_view name) {
   const std::array<std::uint8_t, 4> data = {
       static_cast<std::uint8_t>(number), static_cast<std::uint8_t>(number >> 8),
       static_cast<std::uint8_t>(number >> 16), static_cast<std::uint8_t>(number >> 24)};
-  sink_.SetValue(name, kRegDword, data);
+  keySink_->SetValue(name, kRegDword, data);
 }
 
 void Parser::ReadHex(std::u16string_view name) {
   const DWORD type = ReadHexType();
   ReadHexBytes();
   if (isAnsi_ && (type == kRegSz || type == kRegExpandSz || type == kRegMultiSz)) WidenBytes();
-  sink_.SetValue(name, type, bytes_);
+  keySink_->SetValue(name, type, bytes_);
 }
 
 DWORD Parser::ReadHexType() {
@@ -311,7 +373,7 @@ std::u16string_view Parser::ReadQuoted(std::u16string& room) {
   at_ = std::find_if(at_, end_, [](char16_t unit) { return unit == u'"' || unit == u'\\' || unit == u'\r'; });
   if (at_ != end_ && *at_ == u'"') return {begin, at_++};
   Unescape(begin, room);
-  if (!Take(u'"')) Fail(start, "the text has no closing quote; end it with \"");
+  if (!Take(u'"')) Fail(start, kNoClosingQuote);
   return room;
 }
 

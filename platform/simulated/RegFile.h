@@ -6,6 +6,8 @@
  * registry editor would repair these on import, but a real registry holds them. In a REGEDIT4 file the bytes
  * of hex(1), hex(2) and hex(7) are narrow text and are widened.
  *
+ * A key or value that Windows cannot hold, for its name's length or its depth, is left out with a warning.
+ *
  * A comment line ";LastWriteTime=<decimal FILETIME>" right under a [key] line is that key's last write time.
  */
 #pragma once

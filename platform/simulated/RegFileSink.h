@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 #include "platform/Types.h"
@@ -16,10 +17,9 @@ class RegFileSink {
   virtual ~RegFileSink() = default;
   /**
    * [path]: the values that follow belong to this key.
-   * @param path           whole, under the long name of a predefined key, no part empty
+   * @param path           whole, under the long name of a predefined key, no part empty, and as Windows
+   *                       allows it
    * @param lastWriteTime  empty where the file does not say
-   * @throws std::length_error for a path that Windows does not allow, which the reader turns into its own
-   * error
    */
   virtual void OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) = 0;
   /** [-path]: the key and all below it go; no value follows. */
@@ -28,6 +28,8 @@ class RegFileSink {
   virtual void SetValue(std::u16string_view name, platform::DWORD type,
                         std::span<const std::uint8_t> bytes) = 0;
   virtual void DeleteValue(std::u16string_view name) = 0;
+  /** One line on a key or value that Windows cannot hold: nothing else is told of it. */
+  virtual void LeaveOut(const std::string& line) { static_cast<void>(line); }
   /** So many of the file's bytes are read: called now and then. */
   virtual void Progress(std::size_t doneBytes) { static_cast<void>(doneBytes); }
 };

@@ -5,6 +5,7 @@
 #include <bit>
 #include <cstring>
 
+#include "simulated/LineNumber.h"
 #include "simulated/MachineError.h"
 
 namespace simulated {
@@ -87,7 +88,7 @@ void DecodeUtf8(Bytes bytes, const std::string& fileName, RegFileText& text) {
   text.decoded.reserve(bytes.size());
   const std::size_t valid = AppendUtf8(AsChars(bytes), text.decoded);
   if (valid != bytes.size()) {
-    const auto line = 1 + std::count(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(valid), '\n');
+    const std::size_t line = LineBehind(bytes.first(valid));
     throw MachineError(fileName + ":" + std::to_string(line) +
                        ": not UTF-8; save the file as UTF-16 or UTF-8");
   }

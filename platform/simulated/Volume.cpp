@@ -1,8 +1,9 @@
 #include "simulated/Volume.h"
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstring>
-#include <functional>
 #include <future>
 #include <vector>
 
@@ -58,14 +59,6 @@ std::uint32_t NumberOf(Key& key, std::u16string_view name) {
   return number;
 }
 
-/** A user's hive, opened or not. */
-struct UserHive {
-  fs::path file;
-  std::shared_ptr<Hive> hive;
-  /** Why it is not open. */
-  std::string error;
-};
-
 bool IsTemplate(const fs::path& folder) {
   const std::u16string name = FromUtf8(folder.filename().string());
   return SameName(name, u"Default") || SameName(name, u"Default User");
@@ -73,71 +66,113 @@ bool IsTemplate(const fs::path& folder) {
 
 /** The hives of all who have a profile, but not of the templates of profiles to come: Windows loads none of
  * those. */
-std::vector<UserHive> OpenUserHives(const fs::path& volume, const LoadObserver& observer) {
-  std::vector<UserHive> hives;
+std::vector<fs::path> FindUserHives(const fs::path& volume) {
+  std::vector<fs::path> hives;
   for (const auto& profiles : {FindEntry(volume, "Users"), FindEntry(volume, "Documents and Settings"),
                                FindEntry(volume, "Windows", "ServiceProfiles")}) {
     for (const fs::path& folder : FoldersIn(profiles)) {
       const auto file = IsTemplate(folder) ? std::nullopt : FindEntry(folder, "NTUSER.DAT");
-      if (!file) continue;
-      UserHive& user = hives.emplace_back(UserHive{*file, nullptr, {}});
-      try {
-        user.hive = Hive::Open(*file, observer.warning);
-      } catch (const MachineError& error) {
-        user.error = error.what();
-      }
+      if (file) hives.push_back(*file);
     }
   }
   return hives;
 }
 
-class Loader {
- public:
-  Loader(const fs::path& hives, RegistryTree& registry, const LoadObserver& observer)
-      : hives_(hives), registry_(registry), observer_(observer) {}
+/** A hive, opened or not. */
+struct OpenedHive {
+  fs::path file;
+  std::shared_ptr<Hive> hive;
+  /** Why it is not open. */
+  std::string error;
+};
 
-  void LoadSoftware();
-  void LoadSystem();
-  void LoadDefault();
-  void LoadUser(const UserHive& user);
+/** Opens hives on threads of its own. */
+class HiveOpener {
+ public:
+  using Hives = std::vector<OpenedHive>;
+
+  explicit HiveOpener(const LoadObserver& observer) : observer_(observer) {}
+
+  std::future<Hives> Start(std::vector<fs::path> files) {
+    for (const fs::path& file : files) allBytes_ += 2 * SizeOf(file);  // as Hive::Open counts
+    return std::async(std::launch::async, [this, files = std::move(files)] {
+      Hives hives;
+      for (const fs::path& file : files) hives.push_back(Open(file));
+      return hives;
+    });
+  }
+
+  /** Tells meanwhile how far all are. */
+  Hives Wait(std::future<Hives>& opened) {
+    constexpr std::chrono::milliseconds kBetweenLooks(50);
+    while (opened.wait_for(kBetweenLooks) != std::future_status::ready) TellProgress();
+    TellProgress();
+    return opened.get();
+  }
 
  private:
-  void Warn(const std::string& line) const {
-    if (observer_.warning) observer_.warning(line);
+  static std::uint64_t SizeOf(const fs::path& file) {
+    std::error_code failure;
+    const std::uintmax_t bytes = fs::file_size(file, failure);
+    return failure ? 0 : bytes;
   }
-  void WarnOfMissing(const std::string& error) const { Warn(error + "; it is left out"); }
-  std::shared_ptr<Hive> OpenOrWarn(const fs::path& file) const;
-  fs::path HiveFile(std::string_view name) const { return FindEntry(hives_, name).value_or(hives_ / name); }
+
+  void TellProgress() {
+    // A file may have grown meanwhile.
+    if (observer_.progress) observer_.progress(std::min(doneBytes_.load(), allBytes_), allBytes_);
+  }
+
+  OpenedHive Open(const fs::path& file) {
+    try {
+      return {file, Hive::Open(file, observer_, doneBytes_), {}};
+    } catch (const MachineError& error) {
+      return {file, nullptr, error.what()};
+    }
+  }
+
+  const LoadObserver& observer_;
+  std::uint64_t allBytes_ = 0;
+  std::atomic<std::uint64_t> doneBytes_ = 0;
+};
+
+class Loader {
+ public:
+  Loader(RegistryTree& registry, const LoadObserver& observer) : registry_(registry), observer_(observer) {}
+
+  void LoadSoftware(const OpenedHive& software);
+  void LoadSystem(const OpenedHive& system);
+  void LoadDefault(const OpenedHive& services);
+  void LoadUser(const OpenedHive& user);
+
+ private:
+  /** @return false for a hive that is not open, which is told */
+  bool IsOpen(const OpenedHive& hive) const {
+    std::error_code failure;
+    const bool isMissing = !hive.hive && !fs::exists(hive.file, failure);
+    const Warning& tell = isMissing ? observer_.warning : observer_.damage;
+    if (!hive.hive && tell) tell(hive.error + "; it is left out");
+    return hive.hive != nullptr;
+  }
   void Put(std::u16string_view path, Hive& hive) { hive.FillLater(registry_.CreateKey(path), hive.Root()); }
   std::u16string SidOf(const std::u16string& folderName);
 
-  const fs::path& hives_;
   RegistryTree& registry_;
   const LoadObserver& observer_;
   bool hasPerson_ = false;
 };
 
-std::shared_ptr<Hive> Loader::OpenOrWarn(const fs::path& file) const {
-  try {
-    return Hive::Open(file, observer_.warning);
-  } catch (const MachineError& error) {
-    WarnOfMissing(error.what());
-    return nullptr;
-  }
-}
-
-void Loader::LoadSoftware() {
-  Put(u"HKEY_LOCAL_MACHINE\\SOFTWARE", *Hive::Open(HiveFile("SOFTWARE"), observer_.warning));
+void Loader::LoadSoftware(const OpenedHive& software) {
+  if (!software.hive) throw MachineError(software.error);
+  Put(u"HKEY_LOCAL_MACHINE\\SOFTWARE", *software.hive);
 }
 
 // A running Windows shows the control set in use a second time, as CurrentControlSet; the hive does not hold
 // that.
-void Loader::LoadSystem() {
-  const auto system = OpenOrWarn(HiveFile("SYSTEM"));
-  if (!system) return;
+void Loader::LoadSystem(const OpenedHive& opened) {
+  if (!IsOpen(opened)) return;
   Key& key = registry_.CreateKey(u"HKEY_LOCAL_MACHINE\\SYSTEM");
-  key.lastWriteTime = system->TimeOf(system->Root());
-  key.FillLater([system](Key& empty) {
+  key.lastWriteTime = opened.hive->TimeOf(opened.hive->Root());
+  key.FillLater([system = opened.hive](Key& empty) {
     system->Fill(empty, system->Root());
     Key* const select = empty.FindSubKey(u"Select");
     std::string number = std::to_string(select ? NumberOf(*select, u"Current") : 0);
@@ -147,19 +182,19 @@ void Loader::LoadSystem() {
   });
 }
 
-// What services without a profile see; a volume made of a few hives may have none.
-void Loader::LoadDefault() {
-  const auto file = FindEntry(hives_, "DEFAULT");
-  const auto hive = file ? OpenOrWarn(*file) : nullptr;
-  if (hive) Put(u"HKEY_USERS\\.DEFAULT", *hive);
+// What services without a profile see.
+void Loader::LoadDefault(const OpenedHive& services) {
+  if (IsOpen(services)) Put(u"HKEY_USERS\\.DEFAULT", *services.hive);
 }
 
-void Loader::LoadUser(const UserHive& user) {
-  if (!user.hive) return WarnOfMissing(user.error);
+void Loader::LoadUser(const OpenedHive& user) {
+  if (!IsOpen(user)) return;
   const std::string folder = user.file.parent_path().filename().string();
   std::u16string sid = SidOf(FromUtf8(folder));
   if (sid.empty()) {
-    Warn(user.file.string() + ": the volume's ProfileList has no such user; loaded as HKEY_USERS\\" + folder);
+    if (observer_.warning)
+      observer_.warning(user.file.string() +
+                        ": the volume's ProfileList has no such user; loaded as HKEY_USERS\\" + folder);
     sid = FromUtf8(folder);
   }
   if (!hasPerson_ && sid.starts_with(u"S-1-5-21-")) {
@@ -189,13 +224,20 @@ std::optional<fs::path> FindHives(const fs::path& folder) {
 
 void LoadVolume(const fs::path& volume, const fs::path& hives, Machine& machine,
                 const LoadObserver& observer) {
-  // The users' hives take about as long as SOFTWARE, and nobody needs them before it is there.
-  auto users = std::async(std::launch::async, OpenUserHives, std::cref(volume), std::cref(observer));
-  Loader loader(hives, machine.registry, observer);
-  loader.LoadSoftware();
-  loader.LoadSystem();
-  loader.LoadDefault();
-  for (const UserHive& user : users.get()) loader.LoadUser(user);
+  const auto fileOf = [&](const char* name) { return FindEntry(hives, name).value_or(hives / name); };
+  std::vector<fs::path> machinesHives = {fileOf("SOFTWARE"), fileOf("SYSTEM")};
+  // A volume made of a few hives may have none.
+  if (const auto services = FindEntry(hives, "DEFAULT")) machinesHives.push_back(*services);
+  HiveOpener opener(observer);
+  // The users' hives take about as long as SOFTWARE.
+  auto machinesOpening = opener.Start(machinesHives);
+  auto usersOpening = opener.Start(FindUserHives(volume));
+  Loader loader(machine.registry, observer);
+  const auto machines = opener.Wait(machinesOpening);
+  loader.LoadSoftware(machines[0]);
+  loader.LoadSystem(machines[1]);
+  if (machines.size() > 2) loader.LoadDefault(machines[2]);
+  for (const OpenedHive& user : opener.Wait(usersOpening)) loader.LoadUser(user);
   machine.drives.Mount(u'C', volume);
 }
 

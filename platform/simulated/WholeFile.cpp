@@ -1,6 +1,7 @@
 #include "simulated/WholeFile.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +16,14 @@ namespace {
 
 [[noreturn]] void FailRead(const std::filesystem::path& file, int error) {
   throw MachineError(file.string() + ": cannot be read (" + std::strerror(error) + "); make it readable");
+}
+
+FileDescriptor OpenToRead(const std::filesystem::path& file, struct stat& status) {
+  // Of a pipe it is not waited for that somebody writes to it.
+  FileDescriptor in(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!in || fstat(in.Get(), &status) != 0) FailRead(file, errno);
+  if (!S_ISREG(status.st_mode)) throw MachineError(file.string() + ": no file; put one in its place");
+  return in;
 }
 
 /** @return 0 or an errno */
@@ -38,10 +47,8 @@ int WriteLastingly(const std::filesystem::path& file, std::span<const std::uint8
 }  // namespace
 
 FileBytes ReadWholeFile(const std::filesystem::path& file) {
-  const FileDescriptor in(open(file.c_str(), O_RDONLY | O_CLOEXEC));
   struct stat status = {};
-  if (!in || fstat(in.Get(), &status) != 0) FailRead(file, errno);
-  if (!S_ISREG(status.st_mode)) FailRead(file, S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+  const FileDescriptor in = OpenToRead(file, status);
   FileBytes bytes;
   const auto capacity = static_cast<std::size_t>(status.st_size);
   bytes.data = std::make_unique_for_overwrite<std::uint8_t[]>(capacity);
@@ -53,6 +60,20 @@ FileBytes ReadWholeFile(const std::filesystem::path& file) {
     bytes.size += static_cast<std::size_t>(count);
   }
   return bytes;
+}
+
+MappedFile::MappedFile(const std::filesystem::path& file) {
+  struct stat status = {};
+  const FileDescriptor in = OpenToRead(file, status);
+  size_ = static_cast<std::size_t>(status.st_size);
+  if (size_ == 0) return;
+  void* const begin = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE | MAP_POPULATE, in.Get(), 0);
+  if (begin == MAP_FAILED) FailRead(file, errno);
+  begin_ = begin;
+}
+
+MappedFile::~MappedFile() {
+  if (begin_) munmap(begin_, size_);
 }
 
 int WriteWholeFile(const std::filesystem::path& file, const std::filesystem::path& scratch,

@@ -15,8 +15,23 @@ struct FileBytes {
   std::span<const std::uint8_t> Span() const { return {data.get(), size}; }
 };
 
-/** @throws MachineError with one line that names the file */
+/** @throws MachineError with one line that names the file, for a pipe or whatever else is no file as well */
 FileBytes ReadWholeFile(const std::filesystem::path& file);
+
+/** A file that is looked through where it lies. Nobody may cut it off meanwhile. */
+class MappedFile {
+ public:
+  /** @throws MachineError as ReadWholeFile does */
+  explicit MappedFile(const std::filesystem::path& file);
+  ~MappedFile();
+  MappedFile(const MappedFile&) = delete;
+  MappedFile& operator=(const MappedFile&) = delete;
+  std::span<const std::uint8_t> Span() const { return {static_cast<const std::uint8_t*>(begin_), size_}; }
+
+ private:
+  void* begin_ = nullptr;
+  std::size_t size_ = 0;
+};
 
 /**
  * Writes a file so that it is there whole or not at all, also after a power failure: when it answers 0, the

@@ -61,14 +61,14 @@ class FactsTest(TestCase):
                 ("disks", {"C": {"freeBytes": 2}}, "disks.C.sizeBytes"),
                 ("disks", {"CC": {}}, "disks.CC"),
                 ("disks", {"C": {"freeBytes": -1, "sizeBytes": 1}}, "disks.C.freeBytes"),
-                ("graphicsAdapters", [""], "graphicsAdapters"),
+                ("graphicsAdapters", [""], "graphicsAdapters[0]"),
                 ("graphicsAdapters", "A", "graphicsAdapters"),
-                ("appsFolder", [{"name": 1}], "appsFolder.name"),
-                ("appsFolder", [{"icon": "x"}], "appsFolder.icon"),
+                ("appsFolder", [{"name": 1}], "appsFolder[0].name"),
+                ("appsFolder", [{"icon": "x"}], "appsFolder[0].icon"),
                 ("appsFolder", {}, "appsFolder")]):
             machine = self.machine(name=f"pc{number}")
             (machine / "machine.json").write_text(json.dumps({member: value}))
-            self.assertIn(f"machine.json: {told}: ", self.refusal(1, "--machine", machine, "facts"))
+            self.assertIn(f"machine.json:1: {told}: ", self.refusal(1, "--machine", machine, "facts"))
 
 
 class VersionTest(TestCase):

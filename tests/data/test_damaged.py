@@ -32,7 +32,7 @@ class DamagedHiveTest(RealTest):
     def check_others_are_listed(self, user_hive):
         volume = self.volume_with(user_hive)
         done = self.run_host("--machine", volume, "--json", "list")
-        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertEqual(done.returncode, 1, done.stderr)
         warning = done.stderr.decode()
         self.assertRegex(warning, r"\Akestrelbay: [^\n]+\n\Z")
         self.assertIn(str(self.hive), warning)
@@ -47,6 +47,17 @@ class DamagedHiveTest(RealTest):
 
     def test_users_hive_with_little_more_than_its_header(self):
         self.check_others_are_listed(lambda whole: whole[:8192])
+
+    def test_users_hive_cut_at_the_end_of_a_page(self):
+        for pages in (2, 100, 1000):
+            self.check_others_are_listed(lambda whole: whole[:pages * 4096])
+
+    def test_users_hive_with_a_broken_key(self):
+        def broken(whole):
+            root = whole.index(b"nk")
+            key = whole.index(b"nk", root + 2)
+            return whole[:key] + b"xx" + whole[key + 2:]
+        self.check_others_are_listed(broken)
 
     def test_users_hive_that_is_empty(self):
         self.check_others_are_listed(lambda whole: b"")

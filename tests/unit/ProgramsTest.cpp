@@ -155,19 +155,19 @@ TEST_F(DescribedPrograms, ProgramIsThereWhileItsFileIs) {
 }
 
 TEST_F(DescribedPrograms, MistakesAreToldInOneLineWhenTheMachineIsOpened) {
-  const std::string at = (folder / "machine.json").string() + ": programs.C:\\setup.exe";
+  const std::string at = (folder / "machine.json").string() + ":1: programs.C:\\setup.exe";
   const std::pair<const char*, std::string> mistakes[] = {
       {R"({"C:\\setup.exe": {"steps": {}}})", at + ".steps: must be a list"},
-      {R"({"C:\\setup.exe": {"steps": [{"waitMs": -1}]}})", at + ".steps.waitMs: must be a whole number"},
-      {R"({"C:\\setup.exe": {"steps": [{"merge": "x"}]}})", at + ".steps.merge: unknown"},
+      {R"({"C:\\setup.exe": {"steps": [{"waitMs": -1}]}})", at + ".steps[0].waitMs: must be a whole number"},
+      {R"({"C:\\setup.exe": {"steps": [{"merge": "x"}]}})", at + ".steps[0].merge: unknown"},
       {R"({"C:\\setup.exe": {"elevation": true}})", at + ".elevation: must be \"granted\" or \"refused\""},
       {R"({"C:\\setup.exe": {"givesHandle": 1}})", at + ".givesHandle: must be true or false"},
       {R"({"C:\\setup.exe": {"exitcode": 1}})", at + ".exitcode: unknown"},
-      {R"({"C:\\setup.exe": {"steps": [{"merges": "../x.reg"}]}})", at + ": merges: must lie in"},
-      {R"({"C:\\setup.exe": {"steps": [{"merges": "/etc/x.reg"}]}})", at + ": merges: must lie in"},
+      {R"({"C:\\setup.exe": {"steps": [{"merges": "../x.reg"}]}})", at + ".steps[0].merges: must lie in"},
+      {R"({"C:\\setup.exe": {"steps": [{"merges": "/etc/x.reg"}]}})", at + ".steps[0].merges: must lie in"},
       {R"({"C:\\setup.exe": {"steps": [{"merges": "setups/none.reg"}]}})",
        (folder / "setups/none.reg").string()},
-      {R"({"": {}})", (folder / "machine.json").string() + ": programs: a program has no name"},
+      {R"({"": {}})", (folder / "machine.json").string() + ":1: programs: a program has no name"},
   };
   for (const auto& [programs, line] : mistakes) {
     Describe(programs);

@@ -24,8 +24,9 @@ struct DiffOptions {
 };
 
 std::vector<ListedApp> ListMachine(const std::string& directory) {
-  OpenMachineToRead(directory,
-                    {.progress = {}, .warning = [](const std::string& line) { ReportWarning(line); }});
+  OpenMachineToRead(directory, {.progress = {},
+                                .warning = [](const std::string& line) { ReportWarning(line); },
+                                .damage = [](const std::string& line) { ReportDamage(line); }});
   const Inventory inventory(false);
   std::vector<ListedApp> apps;
   for (const InstalledAppEntry& app : inventory.Apps()) {

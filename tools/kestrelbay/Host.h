@@ -28,6 +28,8 @@ struct LoadObserver {
   std::function<void(std::uint64_t doneBytes, std::uint64_t allBytes)> progress;
   /** One line on something that is left out while the rest loads. */
   std::function<void(const std::string& line)> warning;
+  /** The same of what is damaged: answers may lack what stood there. */
+  std::function<void(const std::string& line)> damage;
 };
 
 /**

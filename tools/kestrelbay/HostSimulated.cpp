@@ -60,7 +60,7 @@ fs::path SampleDirectory() {
 void UseMachine(const fs::path& directory, simulated::Changes changes, const LoadObserver& observer) {
   try {
     simulated::Machine::Use(
-        simulated::OpenMachine(directory, changes, {observer.progress, observer.warning}));
+        simulated::OpenMachine(directory, changes, {observer.progress, observer.warning, observer.damage}));
   } catch (const simulated::MachineError& error) {
     throw Failure(error.what());
   }

@@ -85,6 +85,10 @@ void Open(const Options& options) {
     progress->Erase();
     ReportWarning(line);
   };
+  observer.damage = [progress](const std::string& line) {
+    progress->Erase();
+    ReportDamage(line);
+  };
   OpenMachine(options.machine, observer);
   progress->Erase();
 }
@@ -102,7 +106,8 @@ ExitStatus Run(std::vector<std::string> arguments) {
     out.Write(request.text);
   }
   out.Flush();
-  return session.status;
+  // What was printed may lack what cannot be read any more.
+  return session.status == kDone && WasDamageReported() ? kFailed : session.status;
 }
 
 int RunToStatus(std::vector<std::string> arguments) {

@@ -1,5 +1,6 @@
 #include "Messages.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <string>
 
@@ -7,6 +8,8 @@
 
 namespace host {
 namespace {
+
+std::atomic<bool> isDamaged = false;
 
 constexpr std::string_view kRed = "\x1b[31m";
 constexpr std::string_view kYellow = "\x1b[33m";
@@ -52,6 +55,13 @@ void ReportError(std::string_view line) { WriteLine(Coloured("kestrelbay:", kRed
 void ReportWarning(std::string_view line) {
   WriteLine(Coloured("kestrelbay:", kYellow) + " " + Printable(line));
 }
+
+void ReportDamage(std::string_view line) {
+  isDamaged = true;
+  ReportWarning(line);
+}
+
+bool WasDamageReported() { return isDamaged; }
 
 void ReportLog(const char* file, std::int32_t level, const char* text) {
   const std::string line = std::string(LevelName(level)) + ' ' + Printable(file) + ' ' + Printable(text);

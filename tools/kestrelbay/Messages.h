@@ -15,6 +15,10 @@ bool UsesColour(Stream stream);
 void ReportError(std::string_view line);
 void ReportWarning(std::string_view line);
 
+/** A part of the machine is damaged: a warning after which no answer is certain to be whole. */
+void ReportDamage(std::string_view line);
+bool WasDamageReported();
+
 /** A record of the library's log, as its LogCallback receives it. */
 void ReportLog(const char* file, std::int32_t level, const char* text);
 
