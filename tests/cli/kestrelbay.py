@@ -41,6 +41,11 @@ def app(name, path=None, last_write_time=None, **values):
     return key(path or f"HKEY_LOCAL_MACHINE\\{UNINSTALL}\\{name}", values, last_write_time)
 
 
+def contents(folder):
+    """All that stands below a folder, to be compared."""
+    return {path: path.read_bytes() if path.is_file() else path.lstat().st_mode for path in folder.rglob("*")}
+
+
 def environment(**changes):
     """The tests' own environment without what the host looks at, and with the changes."""
     own = {name: text for name, text in os.environ.items() if name not in ("COLUMNS", "NO_COLOR")}
@@ -66,14 +71,14 @@ class TestCase(unittest.TestCase):
         (registry / "10-machine.reg").write_bytes(text.encode(encoding, "surrogatepass"))
         return self.folder / name
 
-    def run_host(self, *arguments, canned=None, stdout=subprocess.PIPE, given=None, **changes):
-        """Runs the host to its end; output is bytes, and so is what is given on standard input."""
+    def run_host(self, *arguments, canned=None, stdout=subprocess.PIPE, given=None, user=None, **changes):
+        """Runs the host to its end, as another user if wanted; output is bytes, and so is what is given as input."""
         if canned:
             changes = {"LD_PRELOAD": os.environ["KESTRELBAY_CANNED"],
                        "ASAN_OPTIONS": "verify_asan_link_order=0", **canned, **changes}
         stdin = {"stdin": subprocess.DEVNULL} if given is None else {"input": given}
         return subprocess.run([PROGRAM, *map(str, arguments)], **stdin, stdout=stdout,
-                              stderr=subprocess.PIPE, env=environment(**changes), timeout=SECONDS)
+                              stderr=subprocess.PIPE, env=environment(**changes), timeout=SECONDS, user=user)
 
     def output(self, *arguments, **options):
         """Standard output of a run that must do what it was asked, without a word beside."""

@@ -1,14 +1,22 @@
 """Machines that cannot be used, and the one that is used where none is named."""
 
 import json
+import os
 import subprocess
 
-from kestrelbay import HEADER, PROGRAM, TestCase, app, environment
+from kestrelbay import HEADER, PROGRAM, TestCase, app, contents, environment
+
+# Root reads and writes whatever it wants to.
+POWERLESS = 65534 if os.geteuid() == 0 else None
 
 
 class MachineTest(TestCase):
     def list_refusal(self, machine):
-        return self.refusal(1, "--machine", machine, "list")
+        """The one line with which it is refused; nothing on disk is changed by that."""
+        before = contents(self.folder)
+        line = self.refusal(1, "--machine", machine, "list")
+        self.assertEqual(contents(self.folder), before)
+        return line
 
     def test_missing_folder(self):
         self.assertIn(str(self.folder / "none"), self.list_refusal(self.folder / "none"))
@@ -33,6 +41,52 @@ class MachineTest(TestCase):
         bad = machine / "machine.json"
         bad.write_text('{\n  "user": {,}\n}\n')
         self.assertIn(f"{bad}:2: ", self.list_refusal(machine))
+
+    def test_wrong_json_is_told_with_its_line_and_member(self):
+        machine = self.machine(app("Alpha"))
+        bad = machine / "machine.json"
+        bad.write_text('{\n  "appsFolder": [{},\n  {"name": 1}]}\n')
+        self.assertIn(f"{bad}:3: appsFolder[1].name: ", self.list_refusal(machine))
+
+    def test_json_nested_however_deep(self):
+        machine = self.machine(app("Alpha"))
+        bad = machine / "machine.json"
+        for start in ('"capture": {"format": 1},', ""):
+            bad.write_text("{" + start + '"x":\n' + "[" * 200000 + "]" * 200000 + "}")
+            self.assertIn(f"{bad}:2: ", self.list_refusal(machine))
+
+    def test_folder_and_pipe_in_place_of_files(self):
+        machine = self.machine(app("Alpha"))
+        for name in ("machine.json", "registry/20.reg"):
+            (machine / name).mkdir()
+            self.assertIn(f"{machine / name}: ", self.list_refusal(machine))
+            (machine / name).rmdir()
+            os.mkfifo(machine / name)
+            before = set(machine.rglob("*"))
+            self.assertIn(f"{machine / name}: ", self.refusal(1, "--machine", machine, "list"))
+            self.assertEqual(set(machine.rglob("*")), before)
+            (machine / name).unlink()
+
+    def test_folder_that_cannot_be_read(self):
+        machine = self.machine(app("Alpha"))
+        self.folder.chmod(0o755)
+        for closed in (machine, machine / "registry", machine / "registry" / "10-machine.reg"):
+            mode = closed.stat().st_mode
+            closed.chmod(0)
+            self.assertIn(f"{closed}: ", self.refusal(1, "--machine", machine, "list", user=POWERLESS))
+            closed.chmod(mode)
+        self.output("--machine", machine, "list", user=POWERLESS)
+
+    def test_machine_that_cannot_be_written_is_listed_and_stays_as_it_is(self):
+        machine = self.machine(app("Alpha"))
+        self.folder.chmod(0o755)
+        (machine / "registry").chmod(0o555)
+        self.addCleanup((machine / "registry").chmod, 0o755)
+        before = contents(machine)
+        self.assertIn("Alpha", self.output("--machine", machine, "list", user=POWERLESS))
+        self.run_host("--machine", machine, "forget", "Alpha", user=POWERLESS)
+        self.assertEqual(contents(machine), before)
+        self.assertIn("Alpha", self.output("--machine", machine, "list", user=POWERLESS))
 
     def test_machine_in_use(self):
         machine = self.machine(*(app(f"Application {i}") for i in range(1000)))

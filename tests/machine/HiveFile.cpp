@@ -1,0 +1,162 @@
+#include "HiveFile.h"
+
+#include <hivex.h>
+
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <stdexcept>
+
+namespace simulated {
+namespace {
+
+constexpr std::size_t kPageBytes = 4096;
+constexpr std::uint32_t kNone = 0xFFFFFFFF;
+
+/** Bytes of a hive that are not zero, written here and there. */
+class Image {
+ public:
+  Image() : bytes_(2 * kPageBytes, '\0') {}
+  explicit Image(std::string bytes) : bytes_(std::move(bytes)) {}
+  /** A cell of that many bytes at the end. @return where its contents begin */
+  std::size_t AddCell(std::size_t bytes) {
+    const std::size_t at = bytes_.size(), size = (bytes + 4 + 7) / 8 * 8;
+    bytes_.resize(at + size);
+    Put(at, 0U - static_cast<std::uint32_t>(size));
+    return at + 4;
+  }
+  /** Puts where a cell stands whose contents begin at `cell`. */
+  void PutCell(std::size_t at, std::size_t cell) {
+    Put(at, static_cast<std::uint32_t>(cell - 4 - kPageBytes));
+  }
+  void Resize(std::size_t bytes) { bytes_.resize(bytes); }
+  void Put(std::size_t at, std::string_view text) { bytes_.replace(at, text.size(), text); }
+  void Put(std::size_t at, std::uint32_t word) {
+    for (int shift = 0; shift < 32; shift += 8) bytes_[at++] = static_cast<char>(word >> shift);
+  }
+  std::uint32_t Sum() const {
+    std::uint32_t sum = 0;
+    for (std::size_t at = 0; at < 508; at += 4) {
+      std::uint32_t word = 0;
+      std::memcpy(&word, &bytes_[at], sizeof word);
+      sum ^= word;
+    }
+    return sum;
+  }
+  const std::string& Bytes() const { return bytes_; }
+
+ private:
+  std::string bytes_;
+};
+
+/** A root key without anything and its security descriptor, in one page behind the header. */
+std::string EmptyHive() {
+  constexpr std::size_t kBin = kPageBytes, kRoot = kBin + 0x20, kSecurity = kRoot + 0x58,
+                        kFree = kSecurity + 0x30;
+  Image hive;
+  hive.Put(0, "regf");
+  for (const auto& [at, word] : {std::pair{4U, 1U},
+                                 {8U, 1U},
+                                 {20U, 1U},
+                                 {24U, 3U},
+                                 {32U, 1U},
+                                 {36U, 0x20U},
+                                 {40U, static_cast<unsigned>(kPageBytes)},
+                                 {44U, 1U}})
+    hive.Put(at, word);
+  hive.Put(508, hive.Sum());
+  hive.Put(kBin, "hbin");
+  hive.Put(kBin + 8, static_cast<std::uint32_t>(kPageBytes));
+  hive.Put(kRoot, 0U - 0x58U);
+  hive.Put(kRoot + 4, "nk\x2c");
+  for (const std::size_t none : {28U, 32U, 40U, 48U}) hive.Put(kRoot + 4 + none, kNone);
+  hive.Put(kRoot + 4 + 44, static_cast<std::uint32_t>(kSecurity - kBin));
+  hive.Put(kRoot + 4 + 72, 4U);
+  hive.Put(kRoot + 4 + 76, "ROOT");
+  hive.Put(kSecurity, 0U - 0x30U);
+  hive.Put(kSecurity + 4, "sk");
+  for (const std::size_t neighbour : {4U, 8U})
+    hive.Put(kSecurity + 4 + neighbour, static_cast<std::uint32_t>(kSecurity - kBin));
+  hive.Put(kSecurity + 4 + 12, 1U);
+  hive.Put(kSecurity + 4 + 16, 20U);
+  hive.Put(kSecurity + 4 + 20, 0x80000001U);
+  hive.Put(kFree, static_cast<std::uint32_t>(2 * kPageBytes - kFree));
+  return hive.Bytes();
+}
+
+hive_h* Create(const std::filesystem::path& file) {
+  std::filesystem::create_directories(file.parent_path());
+  std::ofstream(file, std::ios::binary) << EmptyHive();
+  hive_h* const handle = hivex_open(file.c_str(), HIVEX_OPEN_WRITE);
+  if (!handle) throw std::runtime_error("the empty hive is none");
+  return handle;
+}
+
+}  // namespace
+
+HiveFile::HiveFile(std::filesystem::path file) : file_(std::move(file)), handle_(Create(file_)) {}
+
+HiveFile::~HiveFile() {
+  hivex_commit(handle_, nullptr, 0);
+  hivex_close(handle_);
+}
+
+std::size_t HiveFile::NodeAt(const std::string& path) {
+  hive_node_h node = hivex_root(handle_);
+  for (std::size_t at = 0; at < path.size();) {
+    const std::string name = path.substr(at, path.find('\\', at) - at);
+    const hive_node_h child = hivex_node_get_child(handle_, node, name.c_str());
+    node = child != 0 ? child : hivex_node_add_child(handle_, node, name.c_str());
+    if (node == 0) throw std::runtime_error("no key can be made");
+    at += name.size() + 1;
+  }
+  return node;
+}
+
+void HiveFile::Add(const std::string& path) { NodeAt(path); }
+
+void HiveFile::SetBytes(const std::string& path, const std::string& name, std::string_view bytes, int type) {
+  std::string key = name, data(bytes);
+  hive_set_value value = {key.data(), static_cast<hive_type>(type), data.size(), data.data()};
+  if (hivex_node_set_value(handle_, NodeAt(path), &value, 0) != 0)
+    throw std::runtime_error("no value can be set");
+}
+
+void SetSegmentedData(const std::filesystem::path& hive, std::string_view name, std::string_view data) {
+  constexpr std::size_t kSegmentBytes = 16344;
+  std::ifstream in(hive, std::ios::binary);
+  Image image({std::istreambuf_iterator<char>(in), {}});
+  const std::size_t value = image.Bytes().find(name) - 20, bin = image.Bytes().size();
+  const std::size_t segments = (data.size() + kSegmentBytes - 1) / kSegmentBytes;
+  image.Resize(bin + 0x20);
+  const std::size_t head = image.AddCell(8), list = image.AddCell(4 * segments);
+  for (std::size_t i = 0; i < segments; ++i) {
+    const std::string_view segment = data.substr(i * kSegmentBytes, kSegmentBytes);
+    // Four bytes more than are used, as Windows has them.
+    const std::size_t cell = image.AddCell(kSegmentBytes + 4);
+    image.Put(cell, segment);
+    image.PutCell(list + 4 * i, cell);
+  }
+  image.Put(head, "db");
+  image.Put(head + 2, static_cast<std::uint32_t>(segments));
+  image.PutCell(head + 4, list);
+  const std::size_t used = image.Bytes().size(), end = (used + kPageBytes) / kPageBytes * kPageBytes;
+  image.Resize(end);
+  image.Put(used, static_cast<std::uint32_t>(end - used));
+  image.Put(bin, "hbin");
+  image.Put(bin + 4, static_cast<std::uint32_t>(bin - kPageBytes));
+  image.Put(bin + 8, static_cast<std::uint32_t>(end - bin));
+  image.Put(value + 4, static_cast<std::uint32_t>(data.size()));
+  image.PutCell(value + 8, head);
+  image.Put(40, static_cast<std::uint32_t>(end - kPageBytes));
+  image.Put(508, image.Sum());
+  std::ofstream(hive, std::ios::binary) << image.Bytes();
+}
+
+void HiveFile::SetText(const std::string& path, const std::string& name, std::string_view text) {
+  std::string bytes;
+  for (const char character : text) bytes += {character, '\0'};
+  SetBytes(path, name, bytes + std::string(2, '\0'), 1);
+}
+
+}  // namespace simulated

@@ -1,0 +1,216 @@
+// The registry of an offline Windows volume: which hive is which key, and what is left out.
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+
+#include "HiveFile.h"
+#include "MachineFolder.h"
+#include "simulated/KeptChanges.h"
+
+namespace simulated {
+namespace {
+
+using namespace std::string_view_literals;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace fs = std::filesystem;
+
+constexpr const char* kSystem = "Windows/System32/config/SYSTEM";
+constexpr std::u16string_view kThere = u"there\0"sv;
+const std::string kProfiles = "Microsoft\\Windows NT\\CurrentVersion\\ProfileList\\";
+
+class VolumeTest : public MachineFolder {
+ protected:
+  /** A hive with one value in one key. */
+  void WriteHive(const std::string& path, const std::string& key = "Key") {
+    HiveFile(folder / path).SetText(key, "value", "there");
+  }
+  /** SOFTWARE, which knows the profiles with these SIDs, and SYSTEM. */
+  void WriteMachine(const std::map<std::string, std::string>& profiles = {}) {
+    HiveFile software(folder / kSoftware);
+    software.SetText("Key", "value", "there");
+    for (const auto& [sid, image] : profiles) software.SetText(kProfiles + sid, "ProfileImagePath", image);
+    WriteHive(kSystem);
+  }
+  static std::u16string Value(Machine& machine, const std::u16string& path) {
+    return TextOf(machine, path, u"value");
+  }
+};
+
+TEST_F(VolumeTest, MachinesHives) {
+  WriteMachine();
+  WriteHive("Windows/System32/config/DEFAULT");
+  const auto machine = Open();
+  EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key"), kThere);
+  EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SYSTEM\\Key"), kThere);
+  EXPECT_EQ(Value(*machine, u"HKEY_USERS\\.DEFAULT\\Key"), kThere);
+  EXPECT_THAT(warnings, IsEmpty());
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+TEST_F(VolumeTest, ControlSetInUseIsSeenAsTheCurrentOne) {
+  WriteMachine();
+  {
+    HiveFile system(folder / kSystem);
+    system.SetText("ControlSet001\\Key", "value", "other");
+    system.SetText("ControlSet002\\Key", "value", "there");
+    system.SetBytes("Select", "Current", "\2\0\0\0"sv, 4);
+  }
+  const auto machine = Open();
+  EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Key"), kThere);
+}
+
+TEST_F(VolumeTest, ProfilesOfEveryPlaceAreLoadedUnderTheirSids) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\Anna"},
+                {"S-1-5-21-1-1002", "%SystemDrive%\\Documents and Settings\\Pavel"},
+                {"S-1-5-19", "%SystemRoot%\\ServiceProfiles\\LocalService"}});
+  WriteHive("Users/Anna/NTUSER.DAT");
+  WriteHive("Documents and Settings/Pavel/NTUSER.DAT");
+  WriteHive("Windows/ServiceProfiles/LocalService/NTUSER.DAT");
+  const auto machine = Open();
+  EXPECT_EQ(Value(*machine, u"HKEY_USERS\\S-1-5-21-1-1001\\Key"), kThere);
+  EXPECT_EQ(Value(*machine, u"HKEY_USERS\\S-1-5-21-1-1002\\Key"), kThere);
+  EXPECT_EQ(Value(*machine, u"HKEY_USERS\\S-1-5-19\\Key"), kThere);
+  EXPECT_EQ(Value(*machine, u"HKEY_CURRENT_USER\\Key"), kThere);
+  EXPECT_EQ(machine->registry.User(), u"S-1-5-21-1-1001");
+  EXPECT_THAT(warnings, IsEmpty());
+}
+
+TEST_F(VolumeTest, TemplatesOfProfilesAndFoldersWithoutAHiveAreNotLoaded) {
+  WriteMachine();
+  WriteHive("Users/Default/NTUSER.DAT");
+  WriteHive("Documents and Settings/default user/NTUSER.DAT");
+  fs::create_directories(folder / "Users/Public");
+  const auto machine = Open();
+  EXPECT_EQ(machine->registry.Find(u"HKEY_USERS")->SubKeyCount(), 1U);
+  EXPECT_THAT(warnings, IsEmpty());
+}
+
+TEST_F(VolumeTest, ProfileThatTheListDoesNotHaveIsLoadedUnderItsFoldersName) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\Anna"}});
+  WriteHive("Users/Anna.old/NTUSER.DAT");
+  const auto machine = Open();
+  EXPECT_EQ(Value(*machine, u"HKEY_USERS\\Anna.old\\Key"), kThere);
+  EXPECT_THAT(warnings, ElementsAre(AllOf(StartsWith((folder / "Users/Anna.old/NTUSER.DAT").string() + ": "),
+                                          HasSubstr("ProfileList has no such user"))));
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+TEST_F(VolumeTest, NamesAreFoundInWhateverCase) {
+  {
+    HiveFile software(folder / "WINDOWS/system32/CONFIG/software");
+    software.SetText("Key", "value", "there");
+    software.SetText(kProfiles + "S-1-5-21-1-1001", "ProfileImagePath", "C:\\Users\\ANNA");
+  }
+  WriteHive("WINDOWS/system32/CONFIG/System");
+  WriteHive("users/anna/ntuser.dat");
+  const auto machine = Open();
+  EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key"), kThere);
+  EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SYSTEM\\Key"), kThere);
+  EXPECT_EQ(Value(*machine, u"HKEY_USERS\\S-1-5-21-1-1001\\Key"), kThere);
+  EXPECT_THAT(warnings, IsEmpty());
+}
+
+TEST_F(VolumeTest, IsNeverWritten) {
+  WriteMachine();
+  const auto before = Files();
+  {
+    const auto machine = Open(Changes::Lasting);
+    KeptMerger merger(*machine);
+    merger.OpenKey(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key", {});
+    merger.SetValue(u"value", 1, {});
+    constexpr platform::LSTATUS kAccessDenied = 5;
+    EXPECT_EQ(merger.Status(), kAccessDenied);
+    EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key"), kThere);
+  }
+  EXPECT_EQ(Files(), before);
+}
+
+TEST_F(VolumeTest, MissingHiveIsTold) {
+  WriteMachine();
+  fs::remove(folder / kSystem);
+  EXPECT_EQ(Value(*Open(), u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key"), kThere);
+  EXPECT_THAT(warnings,
+              ElementsAre(AllOf(StartsWith((folder / kSystem).string() + ": "), HasSubstr("left out"))));
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+TEST_F(VolumeTest, DamagedHivesAreToldAndTheOthersLoaded) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\Anna"}, {"S-1-5-21-1-1002", "C:\\Users\\Pavel"}});
+  WriteHive("Users/Anna/NTUSER.DAT");
+  WriteHive("Users/Pavel/NTUSER.DAT");
+  fs::resize_file(folder / "Users/Anna/NTUSER.DAT", 4096);
+  Write("Windows/System32/config/DEFAULT", "no hive");
+  Write(kSystem, "");
+  const auto machine = Open();
+  EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key"), kThere);
+  EXPECT_EQ(Value(*machine, u"HKEY_USERS\\S-1-5-21-1-1002\\Key"), kThere);
+  EXPECT_EQ(machine->registry.Find(u"HKEY_USERS\\S-1-5-21-1-1001"), nullptr);
+  EXPECT_EQ(machine->registry.Find(u"HKEY_USERS\\.DEFAULT"), nullptr);
+  EXPECT_EQ(machine->registry.Find(u"HKEY_LOCAL_MACHINE\\SYSTEM"), nullptr);
+  EXPECT_THAT(
+      damages,
+      ElementsAre(HasSubstr("/SYSTEM: the hive is damaged: it is empty; "),
+                  HasSubstr("/DEFAULT: the hive is damaged: it does not begin as a hive does; "),
+                  HasSubstr("/Anna/NTUSER.DAT: the hive is damaged: it is cut off after 4096 bytes; ")));
+  EXPECT_THAT(warnings, IsEmpty());
+}
+
+TEST_F(VolumeTest, PipeInPlaceOfAHiveIsNotWaitedFor) {
+  WriteMachine();
+  fs::create_directories(folder / "Users/Anna");
+  ASSERT_EQ(mkfifo((folder / "Users/Anna/NTUSER.DAT").c_str(), 0600), 0);
+  Open();
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("/Anna/NTUSER.DAT: no file; ")));
+}
+
+TEST_F(VolumeTest, ProgressEndsWithTheWholeAndNeverGoesBack) {
+  WriteMachine();
+  WriteHive("Users/Anna/NTUSER.DAT");
+  Open();
+  ASSERT_FALSE(progress.empty());
+  EXPECT_TRUE(std::ranges::is_sorted(progress));
+  EXPECT_EQ(progress.back().first, progress.back().second);
+  EXPECT_EQ(progress.back().second, 2 * (fs::file_size(folder / kSoftware) + fs::file_size(folder / kSystem) +
+                                         fs::file_size(folder / "Users/Anna/NTUSER.DAT")));
+}
+
+TEST_F(VolumeTest, ValueOfAMebibyte) {
+  WriteHive(kSoftware);
+  SetSegmentedData(folder / kSoftware, "value", std::string((1 << 20) - 2, 'x') + "yy");
+  std::u16string expected(1 << 19, u'\x7878');
+  expected.back() = u'\x7979';
+  EXPECT_EQ(Value(*Open(), u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key"), expected);
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+TEST_F(VolumeTest, KeysHundredsDeep) {
+  std::string path = "d";
+  for (int level = 1; level < 500; ++level) path += "\\d";
+  WriteHive(kSoftware, path);
+  EXPECT_EQ(Value(*Open(), u"HKEY_LOCAL_MACHINE\\SOFTWARE\\" + std::u16string(path.begin(), path.end())),
+            kThere);
+}
+
+TEST_F(VolumeTest, KeysThatWindowsDoesNotAllowAreLeftOutAndAllElseRead) {
+  {
+    HiveFile software(folder / kSoftware);
+    software.SetText("Key", "value", "there");
+    software.Add(std::string(256, 'n'));
+    software.Add(std::string(255, 'n'));
+  }
+  WriteHive(kSystem);
+  const auto machine = Open();
+  EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key"), kThere);
+  EXPECT_EQ(machine->registry.Find(u"HKEY_LOCAL_MACHINE\\SOFTWARE")->SubKeyCount(), 2U);
+  EXPECT_THAT(warnings, ElementsAre(AllOf(StartsWith((folder / kSoftware).string() + ": "),
+                                          HasSubstr("255 characters"))));
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+}  // namespace
+}  // namespace simulated
