@@ -23,13 +23,17 @@ thread_local bool mallocFails = false;
 
 }  // namespace
 
+// NOLINTBEGIN: the linker's names. Seen from outside, since a sanitizer's library asks for them too.
 extern "C" {
 
 // The linker leads the calls of this program's objects through here; those of other libraries stay.
-void* __real_malloc(std::size_t bytes);  // NOLINT: the linker's names
-void* __wrap_malloc(std::size_t bytes) { return mallocFails ? nullptr : __real_malloc(bytes); }  // NOLINT
+void* __real_malloc(std::size_t bytes);
+[[gnu::visibility("default")]] void* __wrap_malloc(std::size_t bytes) {
+  return mallocFails ? nullptr : __real_malloc(bytes);
+}
 
 }  // extern "C"
+// NOLINTEND
 
 [[gnu::noinline]] void* operator new(std::size_t bytes) {
   if (allocationsLeft >= 0 && allocationsLeft-- == 0) throw std::bad_alloc();

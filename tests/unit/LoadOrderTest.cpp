@@ -51,10 +51,11 @@ void Destroy(void* registration) {
 
 }  // namespace
 
+// NOLINTBEGIN: the linker's names. Seen from outside, since a sanitizer's library asks for them too.
 extern "C" {
 
-int __real___cxa_atexit(void (*destroy)(void*), void* object, void* library);   // NOLINT: the linker's names
-int __wrap___cxa_atexit(void (*destroy)(void*), void* object, void* library) {  // NOLINT
+int __real___cxa_atexit(void (*destroy)(void*), void* object, void* library);
+[[gnu::visibility("default")]] int __wrap___cxa_atexit(void (*destroy)(void*), void* object, void* library) {
   if (registered == registrations.size()) std::abort();
   Registration& registration = registrations[registered++];
   registration = {destroy, object};
@@ -62,6 +63,7 @@ int __wrap___cxa_atexit(void (*destroy)(void*), void* object, void* library) {  
 }
 
 }  // extern "C"
+// NOLINTEND
 
 namespace platform {
 
