@@ -93,8 +93,8 @@ std::vector<Key*>& Key::Listing() {
 void Key::FetchNames(std::size_t position) const {
   // One step of an enumeration is over long before memory answers; the text can be asked for only once the
   // key that points to it is there.
-  constexpr std::size_t kTextsAhead = 4;
-  constexpr std::size_t kKeysAhead = 8;
+  constexpr std::size_t kTextsAhead = 12;
+  constexpr std::size_t kKeysAhead = 24;
   if (position + kKeysAhead >= subKeys_.size()) return;
   Fetch(&subKeys_[position + kKeysAhead].key->name_, sizeof name_);
   const std::u16string& name = subKeys_[position + kTextsAhead].key->name_;

@@ -26,6 +26,10 @@ inline void FetchAhead(const void* begin, std::size_t bytes) {
     __builtin_prefetch(reinterpret_cast<const void*>(line));
 #endif
   }
+#if defined(__GNUC__)
+  // That compiler takes a function which only asks for memory for one without effect, and drops calls of it.
+  __asm__ volatile("");
+#endif
 }
 
 }  // namespace platform
