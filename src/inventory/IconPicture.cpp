@@ -18,7 +18,8 @@ constexpr std::uint32_t kOpaqueBlack = 0xFF000000;
 constexpr int kSmallIconPixels = 48;
 constexpr int kJumboPixels = 256;
 
-// Fetched once for the life of the process, and never released.
+// Fetched once for the life of the process, and never released. Read and written without a lock, and that is
+// meant: a thread that comes while another fetches it makes do with the common icon.
 struct JumboImageList {
   platform::HIMAGELIST list = nullptr;
   bool tried = false;
