@@ -6,7 +6,6 @@
  */
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <memory>
@@ -14,7 +13,8 @@
 #include "BareScan.h"
 #include "FilledMachine.h"
 #include "KestrelbayGeneralSDK.h"
-#include "inventory/InstalledApps.h"
+#include "inventory/AppList.h"
+#include "inventory/InventoryScan.h"
 
 namespace {
 
@@ -91,11 +91,9 @@ void MergeIntoOne(benchmark::State& state) {
 
 void Sort(benchmark::State& state) {
   UseMachine(Size(state));
-  kestrelbay::InstalledAppList inScanOrder = kestrelbay::ScanInstalledApps();
-  // Spread by their last digits, as the scan had them: the sort's input is in no order of names.
-  std::ranges::stable_sort(inScanOrder, {}, [](const kestrelbay::InstalledAppInfo& app) {
-    return std::u16string(app.DisplayName.rbegin(), app.DisplayName.rend());
-  });
+  kestrelbay::AppList list;
+  kestrelbay::ScanInventory(list);
+  const kestrelbay::InstalledAppList inScanOrder = list.Take();
   for (auto _ : state) benchmark::DoNotOptimize(kestrelbay::OrderByName(inScanOrder));
   ReportPerApplication(state);
 }

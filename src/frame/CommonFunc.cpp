@@ -43,15 +43,15 @@ std::u16string Utf8ToWide(const std::string& text) {
   return wide;
 }
 
-std::string WideToUtf8(const char16_t* wide) {
-  const int chars = static_cast<int>(std::char_traits<char16_t>::length(wide));
+std::string WideToUtf8(std::u16string_view wide) {
+  const int chars = static_cast<int>(wide.substr(0, wide.find(u'\0')).size());
   const int needed =
-      platform::WideCharToMultiByte(platform::CP_UTF8, 0, wide, chars, nullptr, 0, nullptr, nullptr);
+      platform::WideCharToMultiByte(platform::CP_UTF8, 0, wide.data(), chars, nullptr, 0, nullptr, nullptr);
   if (needed < 1) return {};
   // No NUL can stand among the converted bytes: the input ends at its first one.
   std::string text(static_cast<std::size_t>(needed), '\0');
-  const int written =
-      platform::WideCharToMultiByte(platform::CP_UTF8, 0, wide, chars, text.data(), needed, nullptr, nullptr);
+  const int written = platform::WideCharToMultiByte(platform::CP_UTF8, 0, wide.data(), chars, text.data(),
+                                                    needed, nullptr, nullptr);
   text.resize(static_cast<std::size_t>(written));  // 0 where only the conversion itself fails
   return text;
 }

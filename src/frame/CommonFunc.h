@@ -18,9 +18,8 @@ namespace kestrelbay {
 /** @return the text up to its first NUL; invalid sequences become U+FFFD; empty where conversion fails */
 std::u16string Utf8ToWide(const std::string& text);
 
-/** @param wide NUL-terminated @return empty where conversion fails; a lone surrogate becomes U+FFFD */
-std::string WideToUtf8(const char16_t* wide);
-inline std::string WideToUtf8(const std::u16string& wide) { return WideToUtf8(wide.c_str()); }
+/** @return the text up to its first NUL; a lone surrogate becomes U+FFFD; empty where conversion fails */
+std::string WideToUtf8(std::u16string_view wide);
 
 /** Replaces every `find`, which is not empty. What was put in is not searched again. */
 template <class Char>

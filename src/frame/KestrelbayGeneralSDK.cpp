@@ -47,7 +47,7 @@ std::string ReadInstalledVersion(const RegistryKey& key) {
 }
 
 std::string FindInstalledVersion(const char* displayName) {
-  const InstalledAppInfo* const app = FindInstalledApp(displayName);
+  const ListedApp* const app = FindInstalledApp(displayName);
   return app ? WideToUtf8(app->DisplayVersion) : std::string();
 }
 
@@ -151,10 +151,10 @@ void Decrypt(const char* input, char** output) {
 
 void GetInstalledAppList(InstalledAppEntry** entries, uint32_t* count, bool includeIcons) {
   SDK_LOG(kLogInfo, kFile, "enter GetInstalledAppList");
-  const OrderedApps apps = GetInstalledAppsInPlace(includeIcons);
-  *entries = NewEntries(apps.order.size());
-  FillEntries(apps, *entries);
-  *count = static_cast<std::uint32_t>(apps.order.size());
+  const std::unique_ptr<InstalledAppList> apps = GetInstalledApps(includeIcons);
+  *entries = NewEntries(apps->size());
+  FillEntries(*apps, *entries);
+  *count = static_cast<std::uint32_t>(apps->size());
 }
 
 void ReleaseInstalledAppList(InstalledAppEntry** entries, int32_t count) {

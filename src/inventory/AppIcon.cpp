@@ -14,7 +14,7 @@ std::u16string TrimSpaces(const std::u16string& text) {
 
 }  // namespace
 
-std::string GetAppIconText(const std::u16string& displayIcon, bool extract) {
+std::string GetAppIconText(std::u16string_view displayIcon, bool extract) {
   if (displayIcon.empty()) return {};
   if (displayIcon.find(u".exe") == displayIcon.npos) return WideToUtf8(NormalizeIconPath(displayIcon));
   std::string base64;
@@ -22,7 +22,7 @@ std::string GetAppIconText(const std::u16string& displayIcon, bool extract) {
   return "data:image/png;base64," + base64;
 }
 
-std::u16string NormalizeIconPath(const std::u16string& displayIcon) {
+std::u16string NormalizeIconPath(std::u16string_view displayIcon) {
   std::u16string path = SplitWide(displayIcon, u',').front();
   std::erase(path, u'"');
   return TrimSpaces(ReplaceAll<char16_t>(std::move(path), u"\\\\", u"\\"));

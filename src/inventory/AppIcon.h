@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace kestrelbay {
 
@@ -12,9 +13,9 @@ namespace kestrelbay {
  *         case; for an executable a picture as a data URL, or empty where none was asked for or could
  *         be drawn
  */
-std::string GetAppIconText(const std::u16string& displayIcon, bool extract);
+std::string GetAppIconText(std::u16string_view displayIcon, bool extract);
 
 /** @return the path alone: cut at the first comma, without quotes, doubled backslashes and outer blanks */
-std::u16string NormalizeIconPath(const std::u16string& displayIcon);
+std::u16string NormalizeIconPath(std::u16string_view displayIcon);
 
 }  // namespace kestrelbay

@@ -11,19 +11,19 @@ namespace {
 
 enum class Comparison { Agrees, Fills, Disagrees };
 
-bool IsGap(const std::u16string& text) { return text.empty(); }
+bool IsGap(std::u16string_view text) { return text.empty(); }
 bool IsGap(RegistryView view) { return view == kDefaultView; }
 
 // Two values disagree where both are known and differ. A gap in `value` is filled from `earlier`.
-template <class Value>
-Comparison CompareAndFill(Value& value, const Value& earlier) {
+template <class Value, class Earlier>
+Comparison CompareAndFill(Value& value, const Earlier& earlier) {
   if (IsGap(earlier)) return Comparison::Agrees;
   if (!IsGap(value)) return value == earlier ? Comparison::Agrees : Comparison::Disagrees;
   value = earlier;
   return Comparison::Fills;
 }
 
-Comparison CompareUninstallStrings(InstalledAppInfo& record, const InstalledAppInfo& earlier) {
+Comparison CompareUninstallStrings(InstalledAppInfo& record, const ListedApp& earlier) {
   if (record.UninstallString.empty()) return CompareAndFill(record.UninstallString, earlier.UninstallString);
   // Compared with the version on purpose: two entries that each bring an uninstall command stay two.
   const bool agrees = earlier.UninstallString.empty() || record.UninstallString == earlier.DisplayVersion;
@@ -31,14 +31,14 @@ Comparison CompareUninstallStrings(InstalledAppInfo& record, const InstalledAppI
 }
 
 // A place is taken whole, over the record's own.
-Comparison TakePlace(InstalledAppInfo& record, const InstalledAppInfo& earlier) {
+Comparison TakePlace(InstalledAppInfo& record, const ListedApp& earlier) {
   if (earlier.rootKeyStr.empty() || earlier.subKeyPath.empty()) return Comparison::Agrees;
   record.rootKeyStr = earlier.rootKeyStr;
   record.subKeyPath = earlier.subKeyPath;
   return Comparison::Fills;
 }
 
-Agreement AgreeAndFill(InstalledAppInfo& record, const InstalledAppInfo& earlier) {
+Agreement AgreeAndFill(InstalledAppInfo& record, const ListedApp& earlier) {
   Agreement agreement;
   const auto note = [&](AppField field, Comparison comparison) {
     if (comparison == Comparison::Fills) agreement.filled.set(static_cast<std::size_t>(field));
@@ -83,9 +83,19 @@ std::uint64_t FoldedUnits(std::u16string_view name, std::size_t from) {
   return units;
 }
 
-// Sorts keys whose names agree up to `from`: by their next units, and where these agree by those behind.
-void SortKeys(std::span<SortKey> keys, std::size_t from) {
-  // Names lie far apart in memory; each is asked for before it is looked at.
+// Few names are compared as wholes. Those that are equal stay as they stand.
+void SortFewKeys(std::span<SortKey> keys, std::size_t from) {
+  const auto isLess = [=](const SortKey& left, const SortKey& right) {
+    return AppNameLess(left.name.substr(from), right.name.substr(from));
+  };
+  for (auto at = keys.begin(); at != keys.end(); ++at) {
+    std::rotate(std::upper_bound(keys.begin(), at, *at, isLess), at, at + 1);
+  }
+}
+
+// Reads the units of each name from there on. Names lie far apart in memory; each is asked for before it is
+// looked at.
+void ReadUnits(std::span<SortKey> keys, std::size_t from) {
   constexpr std::size_t kNamesAhead = 16;
   for (std::size_t at = 0; at < keys.size(); ++at) {
     if (at + kNamesAhead < keys.size()) {
@@ -94,6 +104,13 @@ void SortKeys(std::span<SortKey> keys, std::size_t from) {
     }
     keys[at].units = FoldedUnits(keys[at].name, from);
   }
+}
+
+// Sorts keys whose names agree up to `from`: by their next units, and where these agree by those behind.
+void SortKeys(std::span<SortKey> keys, std::size_t from) {
+  constexpr std::size_t kFew = 4;
+  if (keys.size() <= kFew) return SortFewKeys(keys, from);
+  ReadUnits(keys, from);
   std::sort(keys.begin(), keys.end());
   constexpr std::uint64_t kLastUnit = 0xFFFF;
   for (auto begin = keys.begin(); begin != keys.end();) {
@@ -107,22 +124,22 @@ void SortKeys(std::span<SortKey> keys, std::size_t from) {
 
 }  // namespace
 
-const InstalledAppInfo* AppList::FindFirst(std::u16string_view displayName) const {
+const ListedApp* AppList::FindFirst(std::u16string_view displayName) const {
   const std::uint32_t name = names.Find(displayName);
   if (name == NameIndex::kNone || recordsOfName[name].first == kNone) return nullptr;
   return &records[recordsOfName[name].first];
 }
 
-const InstalledAppInfo& AppList::Append(InstalledAppInfo record) {
+const ListedApp& AppList::Append(const InstalledAppInfo& record) {
   const auto index = static_cast<std::uint32_t>(records.size());
-  records.push_back(std::move(record));
+  const ListedApp& app = records.Append(record);
   links.emplace_back();
-  const std::uint32_t name = names.FindOrAdd(records.back().DisplayName);
+  const std::uint32_t name = names.FindOrAdd(app.DisplayName);
   if (name == recordsOfName.size()) recordsOfName.emplace_back();
   auto& [first, last] = recordsOfName[name];
   (first == kNone ? first : links[last].nextOfName) = index;
   last = index;
-  return records.back();
+  return app;
 }
 
 void AppList::RemoveFirst(std::u16string_view displayName) {
@@ -132,13 +149,11 @@ void AppList::RemoveFirst(std::u16string_view displayName) {
 }
 
 InstalledAppList AppList::Take() {
-  std::size_t kept = 0;
-  for (std::size_t index = 0; index < records.size(); ++index) {
-    if (links[index].isRemoved) continue;
-    if (kept != index) records[kept] = std::move(records[index]);
-    ++kept;
+  std::vector<std::uint32_t> kept;
+  for (std::uint32_t index = 0; index < links.size(); ++index) {
+    if (!links[index].isRemoved) kept.push_back(index);
   }
-  records.resize(kept);
+  records.Arrange(kept);
   links.clear();
   names = {};
   recordsOfName.clear();
@@ -146,19 +161,18 @@ InstalledAppList AppList::Take() {
 }
 
 void AddOrMergeApp(AppList& list, InstalledAppInfo record) {
-  const InstalledAppInfo* const earlier = list.FindFirst(record.DisplayName);
+  const ListedApp* const earlier = list.FindFirst(record.DisplayName);
   Agreement agreement;
   if (earlier) {
     agreement = AgreeAndFill(record, *earlier);
     if (!agreement.disagreement) list.RemoveFirst(record.DisplayName);
   }
-  const InstalledAppInfo& added = list.Append(std::move(record));
+  const ListedApp& added = list.Append(record);
   Tell(list.observer, RecordAdded{added, earlier, agreement});
 }
 
-bool AppNameLess(const InstalledAppInfo& left, const InstalledAppInfo& right) {
-  return std::ranges::lexicographical_compare(left.DisplayName, right.DisplayName, {}, ToLowerAscii,
-                                              ToLowerAscii);
+bool AppNameLess(std::u16string_view left, std::u16string_view right) {
+  return std::ranges::lexicographical_compare(left, right, {}, ToLowerAscii, ToLowerAscii);
 }
 
 std::vector<std::uint32_t> OrderByName(const InstalledAppList& records) {
@@ -170,12 +184,6 @@ std::vector<std::uint32_t> OrderByName(const InstalledAppList& records) {
   std::vector<std::uint32_t> order(keys.size());
   std::ranges::transform(keys, order.begin(), &SortKey::index);
   return order;
-}
-
-InstalledAppList InOrder(InstalledAppList records, const std::vector<std::uint32_t>& order) {
-  InstalledAppList ordered;
-  for (const std::uint32_t index : order) ordered.push_back(std::move(records[index]));
-  return ordered;
 }
 
 }  // namespace kestrelbay

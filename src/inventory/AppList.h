@@ -2,21 +2,14 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <string_view>
 #include <vector>
 
-#include "inventory/InstalledAppInfo.h"
+#include "inventory/InstalledAppList.h"
 #include "inventory/NameIndex.h"
 #include "inventory/ScanEvents.h"
 
 namespace kestrelbay {
-
-/**
- * Finished records, in the order of the scan or in that in which clients see them. Each stays where it was
- * made, beside its texts: a list is no second copy of all its records.
- */
-using InstalledAppList = std::deque<InstalledAppInfo>;
 
 /**
  * The records of one scan in list order. Finding the first of a name and taking it out cost the same however
@@ -30,9 +23,9 @@ class AppList {
   const ScanObserver* const observer;
 
   /** @return the first record in list order with exactly this name, or null */
-  const InstalledAppInfo* FindFirst(std::u16string_view displayName) const;
-  /** @return the record as it stands in the list, also when it is taken out, until Take */
-  const InstalledAppInfo& Append(InstalledAppInfo record);
+  const ListedApp* FindFirst(std::u16string_view displayName) const;
+  /** @return the record as it stands in the list, where it stays also when it is taken out */
+  const ListedApp& Append(const InstalledAppInfo& record);
   /** Takes out the first record of that name, which must be there; those behind it move up. */
   void RemoveFirst(std::u16string_view displayName);
 
@@ -66,12 +59,9 @@ class AppList {
 void AddOrMergeApp(AppList& list, InstalledAppInfo record);
 
 /** The order of a finished list: by name, ASCII capitals as small letters, compared by code unit. */
-bool AppNameLess(const InstalledAppInfo& left, const InstalledAppInfo& right);
+bool AppNameLess(std::u16string_view left, std::u16string_view right);
 
 /** @return indexes of records in the order of AppNameLess, equal ones as they stand. No name holds a NUL. */
 std::vector<std::uint32_t> OrderByName(const InstalledAppList& records);
-
-/** @return the records in the order of these indexes, each of which stands there once */
-InstalledAppList InOrder(InstalledAppList records, const std::vector<std::uint32_t>& order);
 
 }  // namespace kestrelbay

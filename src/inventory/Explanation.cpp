@@ -135,17 +135,17 @@ class Recorder {
     explanation.keys[earlier].fate = Fate::Merged;
   }
 
-  ExplainedRecord Explain(const InstalledAppInfo& app, std::size_t key) const {
+  ExplainedRecord Explain(const ListedApp& app, std::size_t key) const {
     ExplainedRecord record;
     record.key = key;
-    const auto set = [&](AppField field, const std::u16string& text) {
+    const auto set = [&](AppField field, std::u16string_view text) {
       record.fields[Index(field)] = {WideToUtf8(text), text.empty() ? std::nullopt : SourceOf(key, field)};
     };
     set(AppField::DisplayName, app.DisplayName);
     set(AppField::InstallLocation, app.InstallLocation);
     set(AppField::DisplayVersion, app.DisplayVersion);
     set(AppField::UninstallString, app.UninstallString);
-    set(AppField::RegistryKey, app.rootKeyStr + u'\\' + app.subKeyPath);
+    set(AppField::RegistryKey, std::u16string(app.rootKeyStr) + u'\\' + std::u16string(app.subKeyPath));
     set(AppField::DisplayIcon, app.DisplayIcon);
     set(AppField::InstallDate, app.InstallDate);
     set(AppField::LastWriteTime, app.LastWriteTime);
@@ -162,7 +162,7 @@ class Recorder {
   const RegistryKey* parent = nullptr;  // of the entry that is being read
   Sources sources;                      // of the record that is being read
   std::unordered_map<std::size_t, Sources> sourcesOfKey;
-  std::unordered_map<const InstalledAppInfo*, std::size_t> keyOfRecord;
+  std::unordered_map<const ListedApp*, std::size_t> keyOfRecord;
 };
 
 }  // namespace

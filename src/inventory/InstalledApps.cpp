@@ -6,49 +6,38 @@
 #include "frame/CommonFunc.h"
 #include "frame/HostText.h"
 #include "inventory/AppIcon.h"
+#include "inventory/AppList.h"
 #include "inventory/InventoryScan.h"
 #include "platform/Memory.h"
 
 namespace kestrelbay {
 namespace {
 
-// In the order of the scan.
-InstalledAppList ReadRecords() {
-  AppList list;
-  ScanInventory(list);
-  return list.Take();
+// The texts that clients get stand side by side.
+std::u16string_view ClientTexts(const ListedApp& app) {
+  return {app.DisplayName.data(), app.LastWriteTime.data() + app.LastWriteTime.size()};
 }
 
-void FetchTextsAhead(const InstalledAppInfo& app) {
-  for (const std::u16string* text : {&app.DisplayName, &app.InstallLocation, &app.DisplayVersion,
-                                     &app.DisplayIcon, &app.InstallDate, &app.LastWriteTime}) {
-    platform::FetchAhead(text->data(), text->size() * sizeof(char16_t));
-  }
+// Neighbours in list order lie anywhere in memory, and in a long list each would be waited for. So before the
+// record at `index` is looked at, one some places behind it is asked for, and once that is there, its texts.
+template <class TextsOf>
+void FetchAhead(const InstalledAppList& apps, std::size_t index, TextsOf textsOf) {
+  constexpr std::size_t kRecordsAhead = 24;
+  constexpr std::size_t kTextsAhead = 12;
+  if (index + kRecordsAhead < apps.size())
+    platform::FetchAhead(&apps[index + kRecordsAhead], sizeof(ListedApp));
+  if (index + kTextsAhead >= apps.size()) return;
+  const std::u16string_view texts = textsOf(apps[index + kTextsAhead]);
+  platform::FetchAhead(texts.data(), texts.size() * sizeof(char16_t));
 }
 
-// Calls `use` with each record in list order. Neighbours in that order lie anywhere in memory, and in a long
-// list each would be waited for. So a record's memory is asked for some places ahead, and once it is there,
-// that of its texts.
-template <class Records, class Use>
-void ForEachInOrder(Records& records, const std::vector<std::uint32_t>& order, Use use) {
-  constexpr std::size_t kRecordsAhead = 8;
-  constexpr std::size_t kTextsAhead = 4;
-  for (std::size_t at = 0; at < order.size(); ++at) {
-    if (at + kRecordsAhead < order.size()) {
-      platform::FetchAhead(&records[order[at + kRecordsAhead]], sizeof(InstalledAppInfo));
-    }
-    if (at + kTextsAhead < order.size()) FetchTextsAhead(records[order[at + kTextsAhead]]);
-    use(records[order[at]]);
-  }
-}
-
-InstalledAppEntry NewEntry(const InstalledAppInfo& app) {
-  const auto text = [](const std::u16string& wide) { return NewHostText(WideToUtf8(wide)); };
+InstalledAppEntry NewEntry(const ListedApp& app) {
+  const auto text = [](std::u16string_view wide) { return NewHostText(WideToUtf8(wide)); };
   return {.displayName = text(app.DisplayName),
           .installLocation = text(app.InstallLocation),
           .displayVersion = text(app.DisplayVersion),
           .displayIcon = text(app.DisplayIcon),
-          .iconText = NewHostText(app.IconText),
+          .iconText = NewHostText(std::string(app.IconText)),
           .installDate = text(app.InstallDate),
           .lastWriteTime = text(app.LastWriteTime),
           .architecture = app.architecture};
@@ -65,46 +54,48 @@ void FreeTexts(InstalledAppEntry& entry) {
 }  // namespace
 
 InstalledAppList ScanInstalledApps() {
-  InstalledAppList records = ReadRecords();
-  const std::vector<std::uint32_t> order = OrderByName(records);
-  return InOrder(std::move(records), order);
-}
-
-std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons) {
-  OrderedApps apps = GetInstalledAppsInPlace(includeIcons);
-  return std::make_unique<InstalledAppList>(InOrder(std::move(apps.records), apps.order));
-}
-
-OrderedApps GetInstalledAppsInPlace(bool includeIcons) {
-  OrderedApps apps{ReadRecords(), {}};
-  apps.order = OrderByName(apps.records);
-  ForEachInOrder(apps.records, apps.order, [=](InstalledAppInfo& app) {
-    if (app.IconText.empty()) app.IconText = GetAppIconText(app.DisplayIcon, includeIcons);
-  });
+  AppList list;
+  ScanInventory(list);
+  InstalledAppList apps = list.Take();
+  apps.Arrange(OrderByName(apps));
   return apps;
 }
 
-const InstalledAppInfo* FindInstalledApp(const char* displayName) {
+std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons) {
+  auto apps = std::make_unique<InstalledAppList>(ScanInstalledApps());
+  for (std::size_t index = 0; index < apps->size(); ++index) {
+    FetchAhead(*apps, index, [](const ListedApp& app) { return app.DisplayIcon; });
+    const ListedApp& app = (*apps)[index];
+    if (app.IconText.empty()) apps->SetIconText(index, GetAppIconText(app.DisplayIcon, includeIcons));
+  }
+  return apps;
+}
+
+const ListedApp* FindInstalledApp(const char* displayName) {
   const InstalledAppList& apps = *GetInstalledApps(false).release();  // kept on purpose
-  const auto app = std::ranges::find_if(apps, [=](const InstalledAppInfo& candidate) {
-    const std::string name = WideToUtf8(candidate.DisplayName);
+  const auto app = std::ranges::find_if(apps.Apps(), [=](const ListedApp* candidate) {
+    const std::string name = WideToUtf8(candidate->DisplayName);
     return !name.empty() && name == displayName;
   });
-  return app == apps.end() ? nullptr : &*app;
+  return app == apps.Apps().end() ? nullptr : *app;
 }
 
 std::string GetAppIconByName(const std::u16string& displayName) {
   InstalledAppList& apps = *GetInstalledApps(false).release();  // kept on purpose
-  const auto app = std::ranges::find(apps, displayName, &InstalledAppInfo::DisplayName);
-  if (app == apps.end()) return {};
-  app->IconText = GetAppIconText(app->DisplayIcon, true);
-  return app->IconText;
+  const auto app = std::ranges::find(apps.Apps(), displayName, &ListedApp::DisplayName);
+  if (app == apps.Apps().end()) return {};
+  std::string iconText = GetAppIconText((*app)->DisplayIcon, true);
+  apps.SetIconText(static_cast<std::size_t>(app - apps.Apps().begin()), iconText);
+  return iconText;
 }
 
 InstalledAppEntry* NewEntries(std::size_t count) { return new InstalledAppEntry[count]{}; }
 
-void FillEntries(const OrderedApps& apps, InstalledAppEntry* entries) {
-  ForEachInOrder(apps.records, apps.order, [&](const InstalledAppInfo& app) { *entries++ = NewEntry(app); });
+void FillEntries(const InstalledAppList& apps, InstalledAppEntry* entries) {
+  for (std::size_t index = 0; index < apps.size(); ++index) {
+    FetchAhead(apps, index, ClientTexts);
+    entries[index] = NewEntry(apps[index]);
+  }
 }
 
 void DeleteEntries(InstalledAppEntry* entries, std::int32_t count) {

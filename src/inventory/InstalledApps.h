@@ -11,7 +11,7 @@
 #include <string>
 
 #include "KestrelbayGeneralSDK.h"
-#include "inventory/AppList.h"
+#include "inventory/InstalledAppList.h"
 
 namespace kestrelbay {
 
@@ -30,19 +30,7 @@ std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons);
  * @param displayName  UTF-8; not looked at while no record has a name to compare
  * @return null where there is no such record
  */
-const InstalledAppInfo* FindInstalledApp(const char* displayName);
-
-/** Records where the scan put them, and their indexes in the order in which clients see them. */
-struct OrderedApps {
-  InstalledAppList records;
-  std::vector<std::uint32_t> order;
-};
-
-/**
- * GetInstalledApps for a list that is handed on at once: the records are not moved into their order, since a
- * long list is freed far quicker in the order in which it was made.
- */
-OrderedApps GetInstalledAppsInPlace(bool includeIcons);
+const ListedApp* FindInstalledApp(const char* displayName);
 
 /**
  * Draws the icon of the first record with exactly this name. The inventory that it asks stays allocated for
@@ -55,7 +43,7 @@ std::string GetAppIconByName(const std::u16string& displayName);
 InstalledAppEntry* NewEntries(std::size_t count);
 
 /** Makes the host's form of a list, in its order. @param entries  as many as there are records */
-void FillEntries(const OrderedApps& apps, InstalledAppEntry* entries);
+void FillEntries(const InstalledAppList& apps, InstalledAppEntry* entries);
 
 /**
  * Frees an array of NewEntries; of its texts only those of the first `count` entries, none at 0 or less.

@@ -12,7 +12,7 @@ namespace {
 
 constexpr char kFile[] = "InstalledApps";
 
-bool StartDeleteCommand(const InstalledAppInfo& app) {
+bool StartDeleteCommand(const ListedApp& app) {
   // Nothing is quoted, so a key with a blank in its name reaches the command as two arguments. That stays.
   const std::string parameters =
       "delete " + WideToUtf8(app.rootKeyStr) + "\\" + WideToUtf8(app.subKeyPath) + " /f";
@@ -23,8 +23,9 @@ bool StartDeleteCommand(const InstalledAppInfo& app) {
 
 bool DeleteAppRegistryInfo(const std::u16string& displayName) {
   const auto& apps = *new InstalledAppList(ScanInstalledApps());  // kept on purpose
-  const auto app = std::ranges::find(apps, displayName, &InstalledAppInfo::DisplayName);
-  if (app == apps.end() || app->rootKeyStr.empty() || app->subKeyPath.empty()) {
+  const auto found = std::ranges::find(apps.Apps(), displayName, &ListedApp::DisplayName);
+  const ListedApp* const app = found == apps.Apps().end() ? nullptr : *found;
+  if (!app || app->rootKeyStr.empty() || app->subKeyPath.empty()) {
     SDK_LOG(kLogError, kFile, "delete registry failed, the registry is not exist.");
     return false;
   }
@@ -32,7 +33,7 @@ bool DeleteAppRegistryInfo(const std::u16string& displayName) {
   // HKEY_USERS is not told apart and is looked for below the machine's root.
   const platform::HKEY root =
       app->rootKeyStr == u"HKEY_CURRENT_USER" ? platform::HKEY_CURRENT_USER : platform::HKEY_LOCAL_MACHINE;
-  if (DeleteRegistryTree(root, app->subKeyPath)) return true;
+  if (DeleteRegistryTree(root, std::u16string(app->subKeyPath))) return true;
   if (!StartDeleteCommand(*app)) {
     SDK_LOG(kLogInfo, kFile, "delete registry by cmd failed.");
     return false;

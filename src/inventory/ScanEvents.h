@@ -12,7 +12,7 @@
 #include <variant>
 
 #include "frame/RegistryKey.h"
-#include "inventory/InstalledAppInfo.h"
+#include "inventory/InstalledAppList.h"
 
 namespace kestrelbay {
 
@@ -105,8 +105,8 @@ struct BranchJudged {
 
 /** @param added  as it stands in the list, where it stays as long as the scan */
 struct RecordAdded {
-  const InstalledAppInfo& added;
-  const InstalledAppInfo* earlier;  ///< the first of its name until then, or null
+  const ListedApp& added;
+  const ListedApp* earlier;  ///< the first of its name until then, or null
   const Agreement& agreement;
 };
 

@@ -80,7 +80,7 @@ ResultMap AppInstall::InstallThreadImp(const std::string& installationPath, cons
 void AppInstall::InquryInstallInfo(ResultMap& info, const std::string& displayName,
                                    const std::string& registryPath) {
   if (registryPath.empty()) {
-    if (const InstalledAppInfo* const app = FindInstalledApp(displayName.c_str())) {
+    if (const ListedApp* const app = FindInstalledApp(displayName.c_str())) {
       info["DisplayName"] = displayName;
       info["DisplayVersion"] = WideToUtf8(app->DisplayVersion);
     }

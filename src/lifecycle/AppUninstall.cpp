@@ -126,7 +126,7 @@ UninstallPlace AppUninstall::GetUninstallPath(const std::string& displayName,
 void AppUninstall::InquryUnInstallInfo(ResultMap& info, const std::string& displayName,
                                        const std::string& registryPath) {
   if (registryPath.empty()) {
-    if (const InstalledAppInfo* const app = FindInstalledApp(displayName.c_str())) {
+    if (const ListedApp* const app = FindInstalledApp(displayName.c_str())) {
       info["DisplayName"] = displayName;
       info["UninstallString"] = WideToUtf8(app->UninstallString);
       info["rootKeyStr"] = WideToUtf8(app->rootKeyStr);

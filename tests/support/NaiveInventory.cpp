@@ -75,7 +75,7 @@ class Scan {
  public:
   explicit Scan(const PlainRegistry& from) : registry(from) {}
 
-  InstalledAppList Run() {
+  AppRecords Run() {
     products = OpenBelowMachine(u"Software\\Classes\\Installer\\Products", 0);
     if (!products) return {};
     Uninstall(OpenBelowMachine(kUninstall, 1));
@@ -188,12 +188,12 @@ class Scan {
 
   const PlainRegistry& registry;
   Opened products;
-  InstalledAppList list;
+  AppRecords list;
 };
 
 }  // namespace
 
-void AddNaively(InstalledAppList& list, InstalledAppInfo n) {
+void AddNaively(AppRecords& list, InstalledAppInfo n) {
   const auto e = std::find_if(list.begin(), list.end(), [&](const InstalledAppInfo& record) {
     return record.DisplayName == n.DisplayName;
   });
@@ -237,6 +237,6 @@ bool LessNaively(const InstalledAppInfo& left, const InstalledAppInfo& right) {
   return lower(left.DisplayName) < lower(right.DisplayName);
 }
 
-InstalledAppList ScanNaively(const PlainRegistry& registry) { return Scan(registry).Run(); }
+AppRecords ScanNaively(const PlainRegistry& registry) { return Scan(registry).Run(); }
 
 }  // namespace kestrelbay

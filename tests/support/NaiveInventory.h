@@ -6,16 +6,20 @@
  */
 #pragma once
 
+#include <vector>
+
 #include "PlainRegistry.h"
-#include "inventory/AppList.h"
+#include "inventory/InstalledAppInfo.h"
 
 namespace kestrelbay {
 
+using AppRecords = std::vector<InstalledAppInfo>;
+
 /** The merge rule, over a plain list. */
-void AddNaively(InstalledAppList& list, InstalledAppInfo record);
+void AddNaively(AppRecords& list, InstalledAppInfo record);
 bool LessNaively(const InstalledAppInfo& left, const InstalledAppInfo& right);
 
 /** The whole inventory; records of equal names stand in the order in which the scan left them. */
-InstalledAppList ScanNaively(const PlainRegistry& registry);
+AppRecords ScanNaively(const PlainRegistry& registry);
 
 }  // namespace kestrelbay

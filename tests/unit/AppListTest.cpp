@@ -14,10 +14,10 @@ namespace {
 using testing::ElementsAre;
 
 /** The list that results when records are added one after another. */
-InstalledAppList ListOf(const InstalledAppList& records) {
+AppRecords ListOf(const AppRecords& records) {
   AppList list;
   for (const InstalledAppInfo& record : records) AddOrMergeApp(list, record);
-  return list.Take();
+  return RecordsOf(list.Take());
 }
 
 InstalledAppInfo Full() {
@@ -46,7 +46,7 @@ InstalledAppInfo Second() {
 TEST(AddOrMergeApp, AppendsANameThatIsNotThere) {
   InstalledAppInfo other = Full();
   other.DisplayName = u"Other";
-  EXPECT_EQ(Describe(ListOf({Full(), other})), Describe(InstalledAppList{Full(), other}));
+  EXPECT_EQ(Describe(ListOf({Full(), other})), Describe(AppRecords{Full(), other}));
 }
 
 TEST(AddOrMergeApp, NamesThatDifferInCaseAloneAreDifferent) {
@@ -59,7 +59,7 @@ TEST(AddOrMergeApp, MergedRecordIsTheNewcomerAtTheEarlierOnesPlaceInTheRegistry)
   InstalledAppInfo merged = Second();
   merged.rootKeyStr = u"HKEY_LOCAL_MACHINE";
   merged.subKeyPath = u"Uninstall\\First";
-  EXPECT_EQ(Describe(ListOf({Full(), Second()})), Describe(InstalledAppList{merged}));
+  EXPECT_EQ(Describe(ListOf({Full(), Second()})), Describe(AppRecords{merged}));
 }
 
 TEST(AddOrMergeApp, DateTimeAndIconTextAreTheNewcomersEvenIfEmpty) {
@@ -68,7 +68,7 @@ TEST(AddOrMergeApp, DateTimeAndIconTextAreTheNewcomersEvenIfEmpty) {
   InstalledAppInfo second = Second();
   second.InstallDate = u"";
   second.LastWriteTime = u"";
-  const InstalledAppList list = ListOf({first, second});
+  const AppRecords list = ListOf({first, second});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].InstallDate, u"");
   EXPECT_EQ(list[0].LastWriteTime, u"");
@@ -87,7 +87,7 @@ TEST(AddOrMergeApp, PlaceIsKeptUnlessTheEarlierHasBothParts) {
   for (auto field : {&InstalledAppInfo::rootKeyStr, &InstalledAppInfo::subKeyPath}) {
     InstalledAppInfo first = Full();
     first.*field = u"";
-    const InstalledAppList list = ListOf({first, Second()});
+    const AppRecords list = ListOf({first, Second()});
     ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(list[0].rootKeyStr, u"HKEY_USERS");
     EXPECT_EQ(list[0].subKeyPath, u"Uninstall\\Second");
@@ -97,7 +97,7 @@ TEST(AddOrMergeApp, PlaceIsKeptUnlessTheEarlierHasBothParts) {
 TEST(AddOrMergeApp, DifferentViewsStayTwoRecords) {
   InstalledAppInfo second = Second();
   second.architecture = 1;
-  EXPECT_EQ(Describe(ListOf({Full(), second})), Describe(InstalledAppList{Full(), second}));
+  EXPECT_EQ(Describe(ListOf({Full(), second})), Describe(AppRecords{Full(), second}));
 }
 
 TEST(AddOrMergeApp, UnknownViewTakesTheOther) {
@@ -112,7 +112,7 @@ TEST(AddOrMergeApp, UnknownViewTakesTheOther) {
 TEST(AddOrMergeApp, ViewOfTheMachineMeetsThePlaceOfAUser) {
   InstalledAppInfo user = Second();
   user.architecture = 0;
-  const InstalledAppList list = ListOf({user, Full()});
+  const AppRecords list = ListOf({user, Full()});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].architecture, 2);
   EXPECT_EQ(list[0].rootKeyStr, u"HKEY_USERS");
@@ -129,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(AddOrMergeApp, AgreeingText,
 TEST_P(AgreeingText, ThatDiffersKeepsTwoRecords) {
   InstalledAppInfo second = Second();
   second.*GetParam() = u"different";
-  EXPECT_EQ(Describe(ListOf({Full(), second})), Describe(InstalledAppList{Full(), second}));
+  EXPECT_EQ(Describe(ListOf({Full(), second})), Describe(AppRecords{Full(), second}));
 }
 
 TEST_P(AgreeingText, ThatDiffersInCaseAloneKeepsTwoRecords) {
@@ -143,7 +143,7 @@ TEST_P(AgreeingText, ThatDiffersInCaseAloneKeepsTwoRecords) {
 TEST_P(AgreeingText, ThatTheNewcomerLacksIsTakenFromTheEarlier) {
   InstalledAppInfo second = Second();
   second.*GetParam() = u"";
-  const InstalledAppList list = ListOf({Full(), second});
+  const AppRecords list = ListOf({Full(), second});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].*GetParam(), Full().*GetParam());
 }
@@ -151,7 +151,7 @@ TEST_P(AgreeingText, ThatTheNewcomerLacksIsTakenFromTheEarlier) {
 TEST_P(AgreeingText, ThatTheEarlierLacksIsTheNewcomers) {
   InstalledAppInfo first = Full();
   first.*GetParam() = u"";
-  const InstalledAppList list = ListOf({first, Second()});
+  const AppRecords list = ListOf({first, Second()});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].*GetParam(), Second().*GetParam());
 }
@@ -167,15 +167,15 @@ TEST(AddOrMergeApp, KeepsTwoRecordsWhenBothBringAnUninstallCommand) {
 }
 
 TEST(AddOrMergeApp, UninstallCommandIsComparedWithTheEarlierVersion) {
-  const InstalledAppList list = ListOf({WithUninstall(Full(), u"u.exe"), WithUninstall(Second(), u"1.0")});
+  const AppRecords list = ListOf({WithUninstall(Full(), u"u.exe"), WithUninstall(Second(), u"1.0")});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].UninstallString, u"1.0");
 }
 
 TEST(AddOrMergeApp, OneUninstallCommandServesBoth) {
-  for (const InstalledAppList& records : {InstalledAppList{WithUninstall(Full(), u"u.exe"), Second()},
-                                          InstalledAppList{Full(), WithUninstall(Second(), u"u.exe")}}) {
-    const InstalledAppList list = ListOf(records);
+  for (const AppRecords& records : {AppRecords{WithUninstall(Full(), u"u.exe"), Second()},
+                                    AppRecords{Full(), WithUninstall(Second(), u"u.exe")}}) {
+    const AppRecords list = ListOf(records);
     ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(list[0].UninstallString, u"u.exe");
   }
@@ -187,7 +187,7 @@ TEST(AddOrMergeApp, KeepsWhatItTookBeforeADisagreement) {
   second.DisplayIcon = u"";
   second.InstallLocation = u"";
   second.DisplayVersion = u"2.0";
-  const InstalledAppList list = ListOf({Full(), second});
+  const AppRecords list = ListOf({Full(), second});
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[1].architecture, 2);
   EXPECT_EQ(list[1].DisplayIcon, u"C:\\App\\app.exe");
@@ -199,7 +199,7 @@ TEST(AddOrMergeApp, KeepsWhatItTookBeforeADisagreement) {
 TEST(AddOrMergeApp, CommandsThatDisagreeKeepTheVersionTaken) {
   InstalledAppInfo second = WithUninstall(Second(), u"v.exe");
   second.DisplayVersion = u"";
-  const InstalledAppList list = ListOf({WithUninstall(Full(), u"u.exe"), second});
+  const AppRecords list = ListOf({WithUninstall(Full(), u"u.exe"), second});
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[1].DisplayVersion, u"1.0");
   EXPECT_EQ(list[1].UninstallString, u"v.exe");
@@ -210,7 +210,7 @@ TEST(AddOrMergeApp, TakesNothingBehindADisagreement) {
   second.DisplayIcon = u"different";
   second.InstallLocation = u"";
   second.DisplayVersion = u"";
-  const InstalledAppList list = ListOf({WithUninstall(Full(), u"u.exe"), second});
+  const AppRecords list = ListOf({WithUninstall(Full(), u"u.exe"), second});
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[1].InstallLocation, u"");
   EXPECT_EQ(list[1].DisplayVersion, u"");
@@ -229,7 +229,7 @@ TEST(AddOrMergeApp, AfterAMergeTheNextOneIsTheFirstOfTheName) {
   narrow.architecture = 1;
   InstalledAppInfo unknown = Second();
   unknown.architecture = 0;
-  const InstalledAppList list = ListOf({narrow, Full(), unknown, Second()});
+  const AppRecords list = ListOf({narrow, Full(), unknown, Second()});
   // The unknown one joined the 32-bit one at the end, so the last one met and joined the 64-bit one.
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[0].architecture, 1);
@@ -237,13 +237,13 @@ TEST(AddOrMergeApp, AfterAMergeTheNextOneIsTheFirstOfTheName) {
 }
 
 TEST(AddOrMergeApp, ChainOfMergesKeepsTheFirstPlace) {
-  InstalledAppList records;
+  AppRecords records;
   for (char16_t number = u'a'; number <= u'z'; ++number) {
     records.push_back(Second());
     records.back().subKeyPath = number;
     records.back().InstallDate = number;
   }
-  const InstalledAppList list = ListOf(records);
+  const AppRecords list = ListOf(records);
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].subKeyPath, u"a");
   EXPECT_EQ(list[0].InstallDate, u"z");
@@ -251,8 +251,8 @@ TEST(AddOrMergeApp, ChainOfMergesKeepsTheFirstPlace) {
 
 TEST(AddOrMergeApp, TenThousandOfOneNameStayOrMergeAsTheySay) {
   constexpr std::size_t kCount = 10000;
-  EXPECT_EQ(ListOf(InstalledAppList(kCount, WithUninstall(Full(), u"u.exe"))).size(), kCount);
-  EXPECT_EQ(ListOf(InstalledAppList(kCount, Full())).size(), 1U);
+  EXPECT_EQ(ListOf(AppRecords(kCount, WithUninstall(Full(), u"u.exe"))).size(), kCount);
+  EXPECT_EQ(ListOf(AppRecords(kCount, Full())).size(), 1U);
 }
 
 InstalledAppInfo RandomRecord(std::mt19937& random) {
@@ -273,9 +273,9 @@ InstalledAppInfo RandomRecord(std::mt19937& random) {
 TEST(AddOrMergeApp, RandomListsAreWhatTheRuleWrittenOutMakesOfThem) {
   for (std::uint32_t seed = 0; seed < 4000; ++seed) {
     std::mt19937 random(seed);
-    InstalledAppList records(random() % 12);
+    AppRecords records(random() % 12);
     std::ranges::generate(records, [&] { return RandomRecord(random); });
-    InstalledAppList expected;
+    AppRecords expected;
     for (const InstalledAppInfo& record : records) AddNaively(expected, record);
     ASSERT_EQ(Describe(ListOf(records)), Describe(expected)) << "seed " << seed;
   }

@@ -86,7 +86,7 @@ TEST_P(FailureSweep, ScanListsWhatItCanRead) {
   Sweep(100, [&](Machine&) {
     const InstalledAppList apps = ScanInstalledApps();
     listed = apps.size();
-    for (const InstalledAppInfo& app : apps) EXPECT_NE(app.DisplayName, u"");
+    for (const ListedApp* app : apps.Apps()) EXPECT_NE(app->DisplayName, u"");
     EXPECT_LE(apps.size(), 5U);
   });
   // The last round had no failure.

@@ -28,15 +28,15 @@ class HostList : public OnMachine {
   LogCapture log;
 };
 
-ReceivedEntry AsReceived(const InstalledAppInfo& app) {
-  return {.displayName = WideToUtf8(app.DisplayName),
-          .installLocation = WideToUtf8(app.InstallLocation),
-          .displayVersion = WideToUtf8(app.DisplayVersion),
-          .displayIcon = WideToUtf8(app.DisplayIcon),
-          .iconText = app.IconText,
-          .installDate = WideToUtf8(app.InstallDate),
-          .lastWriteTime = WideToUtf8(app.LastWriteTime),
-          .architecture = app.architecture};
+ReceivedEntry AsReceived(const ListedApp* app) {
+  return {.displayName = WideToUtf8(app->DisplayName),
+          .installLocation = WideToUtf8(app->InstallLocation),
+          .displayVersion = WideToUtf8(app->DisplayVersion),
+          .displayIcon = WideToUtf8(app->DisplayIcon),
+          .iconText = std::string(app->IconText),
+          .installDate = WideToUtf8(app->InstallDate),
+          .lastWriteTime = WideToUtf8(app->LastWriteTime),
+          .architecture = app->architecture};
 }
 
 TEST_F(HostList, IsThatOfTheInventoryWithAndWithoutIcons) {
@@ -44,7 +44,7 @@ TEST_F(HostList, IsThatOfTheInventoryWithAndWithoutIcons) {
     const auto apps = GetInstalledApps(includeIcons);
     ASSERT_EQ(apps->size(), 4U);
     std::vector<ReceivedEntry> expected;
-    std::ranges::transform(*apps, std::back_inserter(expected), AsReceived);
+    std::ranges::transform(apps->Apps(), std::back_inserter(expected), AsReceived);
     InstalledAppEntry* entries = nullptr;
     std::uint32_t count = 0;
     GetInstalledAppList(&entries, &count, includeIcons);

@@ -7,6 +7,7 @@
 
 #include "OnMachine.h"
 #include "Records.h"
+#include "inventory/AppList.h"
 
 namespace kestrelbay {
 namespace {
@@ -67,18 +68,17 @@ TEST_F(Inventory, IsSortedByNameWithoutRegardToAsciiCase) {
 
 TEST_F(Inventory, OrderOfLongAndLikeNamesIsThatOfTheRule) {
   std::mt19937 random(1);
-  InstalledAppList expected;
+  std::vector<std::u16string> expected;
   for (char16_t entry = 0; entry < 300; ++entry) {
-    InstalledAppInfo app;
+    std::u16string name;
     // Long common beginnings, in either case, and names that end within another.
-    for (auto chars = 1 + random() % 14; chars > 0; --chars)
-      app.DisplayName += u"aAaAb\u00e9\uFF21"[random() % 7];
+    for (auto chars = 1 + random() % 14; chars > 0; --chars) name += u"aAaAb\u00e9\uFF21"[random() % 7];
     const std::u16string key = {u'k', static_cast<char16_t>(0x4E00 + entry)};  // in the order of the scan
-    SetTexts(kUninstall64Path + u"\\" + key, {{u"DisplayName", app.DisplayName}, {u"UninstallString", u"u"}});
-    expected.push_back(app);
+    SetTexts(kUninstall64Path + u"\\" + key, {{u"DisplayName", name}, {u"UninstallString", u"u"}});
+    expected.push_back(name);
   }
-  std::stable_sort(expected.begin(), expected.end(), AppNameLess);
-  EXPECT_EQ(NamesOf(ScanInstalledApps()), NamesOf(expected));
+  std::ranges::stable_sort(expected, AppNameLess);
+  EXPECT_EQ(NamesOf(ScanInstalledApps()), expected);
 }
 
 TEST_F(Inventory, MachinesEntryMeetsTheUsersOfTheSameName) {
@@ -106,14 +106,14 @@ TEST_F(Inventory, UnreadableLastWriteTimeCountsAsZero) {
 
 TEST_F(Inventory, ScanLeavesIconTextsEmpty) {
   AddApp(u"App", {{u"DisplayIcon", u"C:\\App\\app.ico"}});
-  EXPECT_EQ(ScanInstalledApps().at(0).IconText, "");
+  EXPECT_EQ(ScanInstalledApps()[0].IconText, "");
 }
 
 TEST_F(Inventory, ExecutablesHaveNoIconTextUnlessAskedFor) {
   AddApp(u"App", {{u"DisplayIcon", u"C:\\App\\app.exe,0"}});
   const auto apps = GetInstalledApps(false);
-  EXPECT_EQ(apps->at(0).IconText, "");
-  EXPECT_EQ(apps->at(0).DisplayIcon, u"C:\\App\\app.exe,0");
+  EXPECT_EQ((*apps)[0].IconText, "");
+  EXPECT_EQ((*apps)[0].DisplayIcon, u"C:\\App\\app.exe,0");
 }
 
 TEST_F(Inventory, ListWithoutIconsMakesNoCallForThem) {
@@ -134,8 +134,8 @@ TEST_F(Inventory, IconFileIsTheSameEitherWay) {
   AddApp(u"App", {{u"DisplayIcon", u"\"C:\\App\\app.ico\",0"}});
   for (const bool includeIcons : {false, true}) {
     const auto apps = GetInstalledApps(includeIcons);
-    EXPECT_EQ(apps->at(0).IconText, "C:\\App\\app.ico");
-    EXPECT_EQ(apps->at(0).DisplayIcon, u"\"C:\\App\\app.ico\",0");
+    EXPECT_EQ((*apps)[0].IconText, "C:\\App\\app.ico");
+    EXPECT_EQ((*apps)[0].DisplayIcon, u"\"C:\\App\\app.ico\",0");
   }
 }
 

@@ -13,8 +13,12 @@ namespace {
 using testing::ElementsAre;
 
 InstalledAppList Named(const std::vector<std::u16string>& names) {
-  InstalledAppList apps(names.size());
-  for (std::size_t at = 0; at < names.size(); ++at) apps[at].DisplayName = names[at];
+  InstalledAppList apps;
+  for (const std::u16string& name : names) {
+    InstalledAppInfo record;
+    record.DisplayName = name;
+    apps.Append(record);
+  }
   return apps;
 }
 
@@ -22,8 +26,7 @@ InstalledAppList Named(const std::vector<std::u16string>& names) {
 std::vector<std::uint32_t> OrderByComparing(const InstalledAppList& apps) {
   std::vector<std::uint32_t> order(apps.size());
   std::iota(order.begin(), order.end(), 0U);
-  std::ranges::stable_sort(
-      order, [&](std::uint32_t left, std::uint32_t right) { return AppNameLess(apps[left], apps[right]); });
+  std::ranges::stable_sort(order, AppNameLess, [&](std::uint32_t index) { return apps[index].DisplayName; });
   return order;
 }
 
@@ -54,9 +57,18 @@ TEST(OrderByName, IsTheOrderOfComparingWholeNames) {
   }
 }
 
-TEST(InOrder, MovesTheRecordsIntoTheOrderOfTheIndexes) {
-  EXPECT_THAT(NamesOf(InOrder(Named({u"cherry", u"Banana", u"apple"}), {2, 1, 0})),
-              ElementsAre(u"apple", u"Banana", u"cherry"));
+TEST(OrderByName, NoOtherFieldPlaysAPart) {
+  InstalledAppInfo record;
+  record.DisplayName = u"App";
+  record.DisplayVersion = u"2";
+  record.architecture = 2;
+  InstalledAppInfo other = record;
+  other.DisplayVersion = u"1";
+  other.architecture = 1;
+  InstalledAppList apps;
+  apps.Append(record);
+  apps.Append(other);
+  EXPECT_THAT(OrderByName(apps), ElementsAre(0, 1));
 }
 
 }  // namespace

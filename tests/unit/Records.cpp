@@ -25,17 +25,39 @@ std::string Describe(const InstalledAppInfo& app) {
   return text;
 }
 
-std::vector<std::string> Describe(const InstalledAppList& apps) {
+std::vector<std::string> Describe(const AppRecords& records) {
   std::vector<std::string> texts;
-  std::ranges::transform(apps, std::back_inserter(texts),
-                         [](const InstalledAppInfo& app) { return Describe(app); });
+  std::ranges::transform(records, std::back_inserter(texts),
+                         [](const InstalledAppInfo& record) { return Describe(record); });
   return texts;
 }
 
-std::vector<std::u16string> NamesOf(const InstalledAppList& apps) {
+std::vector<std::string> Describe(const InstalledAppList& apps) { return Describe(RecordsOf(apps)); }
+
+std::vector<std::u16string> NamesOf(const AppRecords& records) {
   std::vector<std::u16string> names;
-  std::ranges::transform(apps, std::back_inserter(names), &InstalledAppInfo::DisplayName);
+  std::ranges::transform(records, std::back_inserter(names), &InstalledAppInfo::DisplayName);
   return names;
+}
+
+std::vector<std::u16string> NamesOf(const InstalledAppList& apps) { return NamesOf(RecordsOf(apps)); }
+
+AppRecords RecordsOf(const InstalledAppList& apps) {
+  AppRecords records;
+  for (const ListedApp* app : apps.Apps()) {
+    records.push_back({.DisplayName = std::u16string(app->DisplayName),
+                       .InstallLocation = std::u16string(app->InstallLocation),
+                       .DisplayVersion = std::u16string(app->DisplayVersion),
+                       .UninstallString = std::u16string(app->UninstallString),
+                       .rootKeyStr = std::u16string(app->rootKeyStr),
+                       .subKeyPath = std::u16string(app->subKeyPath),
+                       .architecture = app->architecture,
+                       .DisplayIcon = std::u16string(app->DisplayIcon),
+                       .IconText = std::string(app->IconText),
+                       .InstallDate = std::u16string(app->InstallDate),
+                       .LastWriteTime = std::u16string(app->LastWriteTime)});
+  }
+  return records;
 }
 
 }  // namespace kestrelbay

@@ -4,13 +4,19 @@
 #include <string>
 #include <vector>
 
-#include "inventory/AppList.h"
+#include "NaiveInventory.h"
+#include "inventory/InstalledAppList.h"
 
 namespace kestrelbay {
 
 /** All fields of a record, each as name=value; lone surrogates are shown as U+FFFD. */
 std::string Describe(const InstalledAppInfo& app);
+std::vector<std::string> Describe(const AppRecords& records);
 std::vector<std::string> Describe(const InstalledAppList& apps);
+std::vector<std::u16string> NamesOf(const AppRecords& records);
 std::vector<std::u16string> NamesOf(const InstalledAppList& apps);
+
+/** The records of a list as they would be by themselves. */
+AppRecords RecordsOf(const InstalledAppList& apps);
 
 }  // namespace kestrelbay

@@ -79,7 +79,7 @@ class ManagedEntry : public OnMachine {
     const auto products = OpenMachineKey(InstallerClassesPath);
     const auto uninstall = OpenKey64(LocalMachineRoot(), UninstallKeyPath);
     ScanUninstallKey(uninstall.get(), *products, list);
-    const InstalledAppList records = list.Take();
+    const AppRecords records = RecordsOf(list.Take());
     EXPECT_EQ(records.size(), 1U);
     return records.empty() ? InstalledAppInfo() : records[0];
   }

@@ -26,12 +26,12 @@ class UninstallKeyScan : public OnMachine {
     SetTexts(kUninstall64Path + u"\\" + name, values);
   }
 
-  static InstalledAppList Scan(RegistryView view = k64BitView) {
+  static AppRecords Scan(RegistryView view = k64BitView) {
     AppList list;
     const auto products = OpenMachineKey(InstallerClassesPath);
     const auto uninstall = OpenKeyInView(LocalMachineRoot(), UninstallKeyPath, view);
     ScanUninstallKey(uninstall.get(), *products, list);
-    return list.Take();
+    return RecordsOf(list.Take());
   }
 
   std::vector<std::u16string> ScannedNames() { return NamesOf(Scan()); }
@@ -64,12 +64,12 @@ TEST_F(UninstallKeyScan, PlainEntryBecomesARecord) {
       .IconText = "",
       .InstallDate = u"20240131",
       .LastWriteTime = u"1704067200000"};
-  EXPECT_EQ(Describe(Scan()), Describe(InstalledAppList{expected}));
+  EXPECT_EQ(Describe(Scan()), Describe(AppRecords{expected}));
 }
 
 TEST_F(UninstallKeyScan, MissingValuesAreEmptyTexts) {
   AddEntry(u"AppKey", kPlainApp);
-  const InstalledAppList list = Scan();
+  const AppRecords list = Scan();
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].InstallLocation + list[0].DisplayVersion + list[0].DisplayIcon + list[0].InstallDate,
             u"");
@@ -79,7 +79,7 @@ TEST_F(UninstallKeyScan, MissingValuesAreEmptyTexts) {
 TEST_F(UninstallKeyScan, SubKeysAreOpenedInTheViewOfTheKey) {
   SetTexts(kUninstall32Path + u"\\AppKey", kPlainApp);
   const auto calls = CallsOf([] {
-    const InstalledAppList list = Scan(k32BitView);
+    const AppRecords list = Scan(k32BitView);
     ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(list[0].architecture, 1);
     EXPECT_EQ(list[0].subKeyPath, u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\AppKey");
@@ -193,7 +193,7 @@ TEST_F(UninstallKeyScan, LongUninstallCommandReadsAsEmpty) {
   AddEntry(u"b", {{u"DisplayName", u"Managed"}, {u"WindowsInstaller", u"1"}},
            {{u"UninstallString", longest + u"u"}});
   AddEntry(u"c", {{u"DisplayName", u"Gone"}, {u"UninstallString", longest + u"u"}});
-  const InstalledAppList list = Scan();
+  const AppRecords list = Scan();
   EXPECT_THAT(NamesOf(list), ElementsAre(u"App", u"Managed"));
   EXPECT_EQ(list[0].UninstallString, longest);
   EXPECT_EQ(list[1].UninstallString, u"");
@@ -206,7 +206,7 @@ TEST_F(UninstallKeyScan, SameApplicationInBothViewsIsTwoRecords) {
   const auto products = OpenMachineKey(InstallerClassesPath);
   ScanUninstallKey(OpenKey32(LocalMachineRoot(), UninstallKeyPath).get(), *products, list);
   ScanUninstallKey(OpenKey64(LocalMachineRoot(), UninstallKeyPath).get(), *products, list);
-  const InstalledAppList records = list.Take();
+  const AppRecords records = RecordsOf(list.Take());
   ASSERT_EQ(records.size(), 2U);
   EXPECT_EQ(records[0].architecture, 1);
   EXPECT_EQ(records[1].architecture, 2);

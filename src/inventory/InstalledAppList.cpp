@@ -1,0 +1,81 @@
+#include "inventory/InstalledAppList.h"
+
+#include <algorithm>
+#include <new>
+
+namespace kestrelbay {
+namespace {
+
+// Small enough that a short list wastes little, and that an allocator which hands large blocks back to the
+// system keeps these for the next list.
+constexpr std::size_t kBlockBytes = 0x18000;
+
+struct WideText {
+  std::u16string_view ListedApp::*listed;
+  std::u16string InstalledAppInfo::*text;
+};
+
+// As they stand in memory: what clients get comes first, so that handing a record out looks at nothing else.
+constexpr WideText kWideTexts[] = {
+    {&ListedApp::DisplayName, &InstalledAppInfo::DisplayName},
+    {&ListedApp::InstallLocation, &InstalledAppInfo::InstallLocation},
+    {&ListedApp::DisplayVersion, &InstalledAppInfo::DisplayVersion},
+    {&ListedApp::DisplayIcon, &InstalledAppInfo::DisplayIcon},
+    {&ListedApp::InstallDate, &InstalledAppInfo::InstallDate},
+    {&ListedApp::LastWriteTime, &InstalledAppInfo::LastWriteTime},
+    {&ListedApp::UninstallString, &InstalledAppInfo::UninstallString},
+    {&ListedApp::rootKeyStr, &InstalledAppInfo::rootKeyStr},
+    {&ListedApp::subKeyPath, &InstalledAppInfo::subKeyPath},
+};
+
+std::size_t BytesOf(const InstalledAppInfo& record) {
+  std::size_t units = 0;
+  for (const WideText& field : kWideTexts) units += (record.*field.text).size();
+  return sizeof(ListedApp) + units * sizeof(char16_t);
+}
+
+// Nothing has to be done for a record when its memory goes.
+static_assert(std::is_trivially_destructible_v<ListedApp>);
+
+}  // namespace
+
+std::byte* PieceMemory::Take(std::size_t bytes) {
+  const std::size_t whole = (bytes + alignof(ListedApp) - 1) / alignof(ListedApp) * alignof(ListedApp);
+  if (blocks.empty() || rest.size() < whole) {
+    const std::size_t blockBytes = std::max(whole, kBlockBytes);
+    blocks.push_back(std::make_unique_for_overwrite<std::byte[]>(blockBytes));
+    rest = {blocks.back().get(), blockBytes};
+  }
+  std::byte* const piece = rest.data();
+  rest = rest.subspan(whole);
+  return piece;
+}
+
+const ListedApp& InstalledAppList::Append(const InstalledAppInfo& record) {
+  std::byte* const piece = memory.Take(BytesOf(record));
+  auto* const app = new (piece) ListedApp;
+  auto* end = reinterpret_cast<char16_t*>(piece + sizeof(ListedApp));
+  for (const WideText& field : kWideTexts) {
+    const std::u16string& text = record.*field.text;
+    app->*field.listed = {end, text.size()};
+    end = std::ranges::copy(text, end).out;
+  }
+  app->architecture = record.architecture;
+  apps.push_back(app);
+  if (!record.IconText.empty()) SetIconText(apps.size() - 1, record.IconText);
+  return *app;
+}
+
+void InstalledAppList::SetIconText(std::size_t index, std::string_view text) {
+  auto* const copy = reinterpret_cast<char*>(memory.Take(text.size()));
+  std::ranges::copy(text, copy);
+  apps[index]->IconText = {copy, text.size()};
+}
+
+void InstalledAppList::Arrange(std::span<const std::uint32_t> indexes) {
+  std::vector<ListedApp*> arranged(indexes.size());
+  std::ranges::transform(indexes, arranged.begin(), [this](std::uint32_t index) { return apps[index]; });
+  apps = std::move(arranged);
+}
+
+}  // namespace kestrelbay
