@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 namespace fuzz {
 
@@ -11,6 +12,12 @@ inline void Expect(bool condition, const char* what) {
   if (condition) return;
   std::fprintf(stderr, "not so: %s\n", what);
   std::abort();
+}
+
+/** What came of the last input, in a few words: kept inputs say in outcomes/ what it should be. */
+inline std::string& Outcome() {
+  static std::string outcome;
+  return outcome;
 }
 
 }  // namespace fuzz

@@ -19,6 +19,7 @@ bool Read(std::span<const std::uint8_t> bytes, simulated::RegFileSink& sink) {
     const std::string_view what = error.what();
     fuzz::Expect(what.starts_with("fuzzed.reg:"), "an error names the file");
     fuzz::Expect(what.find('\n') == what.npos, "an error is one line");
+    fuzz::Outcome() = what;
     return false;
   }
 }
@@ -58,11 +59,23 @@ Bytes Export(simulated::RegistryTree& registry) {
   return Written(writer);
 }
 
+std::string Described(simulated::RegistryTree& registry) {
+  std::size_t keys = 0, values = 0;
+  const auto count = [&](auto& self, simulated::Key& key) -> void {
+    ++keys;
+    values += key.ValueCount();
+    for (std::size_t i = 0; i < key.SubKeyCount(); ++i) self(self, key.SubKeyAt(i));
+  };
+  for (const char16_t* root : {u"HKEY_LOCAL_MACHINE", u"HKEY_USERS"}) count(count, *registry.Find(root));
+  return std::to_string(keys) + " keys, " + std::to_string(values) + " values";
+}
+
 void CheckRegistry(std::span<const std::uint8_t> bytes) {
   simulated::RegistryTree registry;
   simulated::RegistryMerger merger(registry);
   if (!Read(bytes, merger)) return;
   const Bytes exported = Export(registry);
+  fuzz::Outcome() = Described(registry);
   simulated::RegistryTree imported;
   simulated::RegistryMerger importer(imported);
   fuzz::Expect(Read(exported, importer), "what was exported is imported");

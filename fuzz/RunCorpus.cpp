@@ -1,36 +1,63 @@
-/** FOLDER...: gives a harness each file of the folders once; for builds without a fuzzer. */
+/**
+ * OUTCOMES FOLDER: gives a harness each file of the folder once; for builds without a fuzzer.
+ *
+ * OUTCOMES has lines "FILE: what comes of it", of files that the folder must hold, and need not be there.
+ */
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <span>
+#include <string>
 #include <vector>
+
+#include "Expect.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {
 
-std::size_t RunFolder(const std::filesystem::path& folder) {
-  std::size_t files = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    std::fprintf(stderr, "%s\n", entry.path().c_str());
-    std::ifstream file(entry.path(), std::ios::binary);
-    const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
-    // A block of exactly the file's size, so that a sanitizer sees a byte too many.
-    const std::vector<std::uint8_t> exact(bytes.begin(), bytes.end());
-    LLVMFuzzerTestOneInput(exact.data(), exact.size());
-    ++files;
+using Outcomes = std::map<std::string, std::string>;
+
+Outcomes ReadOutcomes(const std::filesystem::path& path) {
+  Outcomes outcomes;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    const std::size_t colon = line.find(": ");
+    outcomes[line.substr(0, colon)] = line.substr(colon + 2);
   }
-  return files;
+  return outcomes;
+}
+
+/** @return whether what came of it is what should; it is taken out of `expected` */
+bool RunFile(const std::filesystem::path& path, Outcomes& expected) {
+  std::ifstream file(path, std::ios::binary);
+  const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
+  // A block of exactly the file's size, so that a sanitizer sees a byte too many.
+  const std::vector<std::uint8_t> exact(bytes.begin(), bytes.end());
+  fuzz::Outcome().clear();
+  LLVMFuzzerTestOneInput(exact.data(), exact.size());
+  std::fprintf(stderr, "%s: %s\n", path.filename().c_str(), fuzz::Outcome().c_str());
+  const auto outcome = expected.extract(path.filename().string());
+  if (outcome.empty() || outcome.mapped() == fuzz::Outcome()) return true;
+  std::fprintf(stderr, "  should be: %s\n", outcome.mapped().c_str());
+  return false;
 }
 
 }  // namespace
 
 int main(int count, char** values) {
-  const std::span folders(values, static_cast<std::size_t>(count));
-  std::size_t files = 0;
-  for (const char* folder : folders.subspan(1)) files += RunFolder(folder);
-  std::fprintf(stderr, "%zu inputs\n", files);
-  return files > 0 ? 0 : 1;
+  const std::span arguments(values, static_cast<std::size_t>(count));
+  if (arguments.size() != 3) return 2;
+  Outcomes expected = ReadOutcomes(arguments[1]);
+  std::size_t files = 0, wrong = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(arguments[2])) {
+    if (!RunFile(entry.path(), expected)) ++wrong;
+    ++files;
+  }
+  for (const auto& [name, outcome] : expected) std::fprintf(stderr, "%s is not there\n", name.c_str());
+  std::fprintf(stderr, "%zu inputs, %zu wrong\n", files, wrong);
+  return files > 0 && wrong == 0 && expected.empty() ? 0 : 1;
 }

@@ -1,5 +1,9 @@
-/** UTF-8 and UTF-16: anything converts, what is valid comes back, and no room is overrun. */
+/**
+ * UTF-8 and UTF-16: anything converts, what is valid comes back, and no room is overrun. Base64, and
+ * variables in texts.
+ */
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -7,6 +11,8 @@
 #include "Expect.h"
 #include "platform/Constants.h"
 #include "platform/Text.h"
+#include "simulated/Base64.h"
+#include "simulated/Machine.h"
 #include "simulated/WideText.h"
 
 namespace {
@@ -63,6 +69,30 @@ void CheckPort(const std::string& narrow, const std::u16string& wide) {
   });
 }
 
+void CheckBase64(const std::string& text) {
+  const auto bytes = simulated::FromBase64(text);
+  fuzz::Outcome() = bytes ? std::to_string(bytes->size()) + " bytes" : "no base64";
+  if (!bytes) return;
+  for (const bool inLines : {false, true}) {
+    const std::string written = simulated::ToBase64(*bytes, inLines);
+    fuzz::Expect(written.size() == simulated::Base64Chars(bytes->size(), inLines), "as long as was said");
+    fuzz::Expect(simulated::FromBase64(written) == bytes, "what is written is read back the same");
+  }
+}
+
+void CheckExpansion(const std::u16string& text) {
+  static simulated::Machine& machine = simulated::Machine::Use(std::make_unique<simulated::Machine>());
+  machine.environment.Set(u"A", u"%B%");
+  const platform::DWORD needed = platform::ExpandEnvironmentStringsW(text.c_str(), nullptr, 0);
+  std::u16string expanded(needed, u'x');
+  fuzz::Expect(platform::ExpandEnvironmentStringsW(text.c_str(), expanded.data(), needed) == needed,
+               "as long as was said");
+  fuzz::Expect(expanded.find(u'\0') == needed - 1, "it ends in its only NUL");
+  fuzz::Outcome() += ", " + simulated::ToUtf8(expanded.substr(0, needed - 1));
+  const bool hasVariable = text.find(u'%') != text.npos;
+  fuzz::Expect(hasVariable || expanded.c_str() == std::u16string(text.c_str()), "a text without % stays");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -72,5 +102,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   CheckNarrow(narrow);
   CheckWide(wide);
   if (!wide.empty()) CheckPort(narrow, wide);
+  CheckBase64(narrow);
+  CheckExpansion(simulated::FromUtf8(narrow));
   return 0;
 }
