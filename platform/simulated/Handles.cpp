@@ -34,24 +34,27 @@ Handles& Handles::Shared() {
   return shared;
 }
 
-platform::HANDLE Handles::Open(std::shared_ptr<Waitable> waitable) {
-  const std::lock_guard guard(lock_);
+platform::HANDLE Handles::Add(std::shared_ptr<Waitable> waitable) {
   const auto handle = reinterpret_cast<platform::HANDLE>(nextValue_);
   nextValue_ += 4;
+  ++waitable->handleCount;
   open_.emplace(handle, std::move(waitable));
   return handle;
 }
 
+platform::HANDLE Handles::Open(std::shared_ptr<Waitable> waitable) {
+  const std::lock_guard guard(lock_);
+  return Add(std::move(waitable));
+}
+
 platform::HANDLE Handles::OpenEvent(Waitable event, bool& made) {
-  std::shared_ptr<Waitable> opened;
-  {
-    const std::lock_guard guard(lock_);
-    if (!event.name.empty()) opened = named_[event.name].lock();
-    made = !opened;
-    if (made) opened = std::make_shared<Waitable>(std::move(event));
-    if (!opened->name.empty()) named_[opened->name] = opened;
-  }
-  return Open(std::move(opened));
+  const std::lock_guard guard(lock_);
+  const auto named = event.name.empty() ? named_.end() : named_.find(event.name);
+  made = named == named_.end();
+  if (!made) return Add(named->second);
+  const auto opened = std::make_shared<Waitable>(std::move(event));
+  if (!opened->name.empty()) named_.emplace(opened->name, opened);
+  return Add(opened);
 }
 
 bool Handles::Close(platform::HANDLE handle) {
@@ -60,7 +63,7 @@ bool Handles::Close(platform::HANDLE handle) {
   if (found == open_.end()) return false;
   const std::shared_ptr<Waitable> closed = std::move(found->second);
   open_.erase(found);
-  if (!closed->name.empty() && closed.use_count() == 1) named_.erase(closed->name);
+  if (--closed->handleCount == 0 && !closed->name.empty()) named_.erase(closed->name);
   return true;
 }
 

@@ -30,6 +30,8 @@ struct Waitable {
   bool staysSignalled = true;
   std::u16string name = {};
   platform::DWORD exitCode = 259;
+  /** How many are open for it: a name goes with the last, whoever else still holds the object. */
+  std::size_t handleCount = 0;
 };
 
 class Handles {
@@ -60,10 +62,13 @@ class Handles {
                        platform::DWORD timeoutMs, const Clock& clock);
 
  private:
+  /** With the lock held. */
+  platform::HANDLE Add(std::shared_ptr<Waitable> waitable);
+
   mutable std::mutex lock_;
   std::condition_variable changed_;
   std::unordered_map<platform::HANDLE, std::shared_ptr<Waitable>> open_;
-  std::unordered_map<std::u16string, std::weak_ptr<Waitable>> named_;
+  std::unordered_map<std::u16string, std::shared_ptr<Waitable>> named_;
   std::uintptr_t nextValue_ = 0x100;
 };
 

@@ -7,8 +7,10 @@
 #include <chrono>
 #include <thread>
 
+#include "TestMachine.h"
 #include "platform/Constants.h"
 #include "platform/Processes.h"
+#include "platform/Registry.h"
 
 namespace platform {
 namespace {
@@ -122,6 +124,22 @@ TEST_F(Events, ANameIsFreeWhenItsLastHandleIsClosed) {
   const HANDLE event = CreateEventW(nullptr, 1, 1, u"KestrelbayContract");
   EXPECT_NE(0, CloseHandle(event));
   EXPECT_EQ(WAIT_TIMEOUT, Wait(Make(true, false, u"KestrelbayContract")));
+}
+
+TEST_F(Events, AnArmedWatchDoesNotKeepTheNameOfItsEvent) {
+  tests::TestMachine machine;
+  machine.CreateKey(u"HKEY_LOCAL_MACHINE\\Software\\KestrelbayContract");
+  HKEY key = nullptr;
+  ASSERT_EQ(0, RegOpenKeyExW(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract", 0, KEY_NOTIFY, &key));
+  const HANDLE event = CreateEventW(nullptr, 0, 1, u"KestrelbayContract");
+  ASSERT_EQ(0, RegNotifyChangeKeyValue(key, 1, REG_NOTIFY_CHANGE_NAME, event, 1));
+  EXPECT_NE(0, CloseHandle(event));
+  const HANDLE newer = Make(true, false, u"KestrelbayContract");
+  // In Wine a name lives as long as its event, which the watch keeps.
+  EXPECT_EQ(tests::RunsOnWine() ? kAlreadyExists : 0u, GetLastError());
+  RegCloseKey(key);
+  // The end of the watch is told to its own event alone.
+  EXPECT_EQ(tests::RunsOnWine() ? WAIT_OBJECT_0 : WAIT_TIMEOUT, Wait(newer));
 }
 
 TEST_F(Events, ANameWithABackslashIsRefused) {

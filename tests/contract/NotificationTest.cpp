@@ -1,6 +1,8 @@
 // Being told of changes to a key: what the wait for an uninstaller relies on.
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "TestMachine.h"
 #include "platform/Constants.h"
 #include "platform/Events.h"
@@ -150,6 +152,20 @@ TEST_F(Notification, DeletingTheWatchedKeySignals) {
   ASSERT_EQ(kSuccess, Arm());
   ASSERT_TRUE(machine.DeleteKey(kBase));
   EXPECT_EQ(!RunsOnWine(), TakeSignal());
+}
+
+TEST_F(Notification, OneChangeUnderTwoWatchesOfOneEventIsOneSignal) {
+  Open();
+  ASSERT_EQ(kSuccess, Arm());
+  const HKEY first = std::exchange(key, nullptr);
+  Open();
+  ASSERT_EQ(kSuccess, Arm());
+  machine.CreateKey(kBase + u"\\New");
+  EXPECT_TRUE(TakeSignal());
+  EXPECT_FALSE(TakeSignal());
+  // Both watches are used up, so that closing their keys tells of nothing more.
+  EXPECT_EQ(kSuccess, RegCloseKey(first));
+  EXPECT_FALSE(TakeSignal());
 }
 
 TEST_F(Notification, AnEventThatIsClosedMeanwhileDoesNoHarm) {

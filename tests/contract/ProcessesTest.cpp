@@ -13,6 +13,9 @@ namespace platform {
 namespace {
 
 constexpr DWORD kFileNotFound = 2;
+constexpr DWORD kAccessDenied = 5;
+constexpr DWORD kBadExeFormat = 193;
+constexpr DWORD kNoAssociation = 1155;
 constexpr DWORD kOneMinute = 60'000;
 
 class Processes : public testing::Test {
@@ -97,6 +100,22 @@ TEST_F(Processes, TheShellRunsAProgramAndHandsOverItsHandle) {
 TEST_F(Processes, TheShellDoesNotFindAMissingProgram) {
   EXPECT_EQ(0, Execute(program, u""));
   EXPECT_EQ(kFileNotFound, GetLastError());
+  EXPECT_EQ(nullptr, execute.hProcess);
+}
+
+TEST_F(Processes, TheShellStartsNoFileThatIsNoProgram) {
+  const std::u16string file = machine.Folder() + u"\\Read me.kestrelbay-test";
+  machine.MakeFile(file, "no program");
+  EXPECT_EQ(0, Execute(file, u""));
+  // Wine tries to run it all the same.
+  EXPECT_EQ(tests::RunsOnWine() ? kBadExeFormat : kNoAssociation, GetLastError());
+  EXPECT_EQ(nullptr, execute.hProcess);
+}
+
+TEST_F(Processes, TheShellStartsNoFolder) {
+  if (tests::RunsOnWine()) GTEST_SKIP() << "Wine opens a window on it, which nobody would close";
+  EXPECT_EQ(0, Execute(machine.Folder(), u""));
+  EXPECT_EQ(kAccessDenied, GetLastError());
   EXPECT_EQ(nullptr, execute.hProcess);
 }
 
