@@ -2,11 +2,11 @@
 
 namespace simulated {
 
-void Faults::FailNth(std::size_t n, Extent extent, std::string_view operation) {
+void Faults::FailNth(std::size_t n, Extent extent, std::string_view operations) {
   const std::lock_guard guard(lock_);
   remaining_ = n;
   lasting_ = extent == Extent::Onwards;
-  operation_ = operation;
+  operations_ = operations.empty() ? "" : " " + std::string(operations) + " ";
   fired_ = false;
   armed_ = n > 0;
 }
@@ -21,7 +21,8 @@ bool Faults::Fired() const {
 bool Faults::Hits(std::string_view operation) {
   if (!Armed()) return false;
   const std::lock_guard guard(lock_);
-  if (!operation_.empty() && operation_ != operation) return false;
+  if (!operations_.empty() && operations_.find(" " + std::string(operation) + " ") == operations_.npos)
+    return false;
   if (remaining_ == 0) return lasting_;
   if (--remaining_ > 0) return false;
   fired_ = true;

@@ -20,11 +20,11 @@ class Faults {
 
   /**
    * Makes a call fail.
-   * @param n          1 for the next call that counts
-   * @param extent     that call alone, or that one and all after it
-   * @param operation  the Windows name of the operation whose calls count; empty for those of all operations
+   * @param n           1 for the next call that counts
+   * @param extent      that call alone, or that one and all after it
+   * @param operations  the Windows names of the operations whose calls count, a blank between; empty for all
    */
-  void FailNth(std::size_t n, Extent extent = Extent::Once, std::string_view operation = {});
+  void FailNth(std::size_t n, Extent extent = Extent::Once, std::string_view operations = {});
   /** No call fails any more. What Fired answers stays. */
   void Clear();
   /** Whether a call has failed since the latest FailNth. */
@@ -42,7 +42,8 @@ class Faults {
   mutable std::mutex lock_;
   std::size_t remaining_ = 0;
   std::atomic<bool> lasting_ = false;
-  std::string operation_;
+  /** Each with a blank before and behind it. */
+  std::string operations_;
   bool fired_ = false;
 };
 
