@@ -25,12 +25,6 @@ constexpr Outcome kNotInstalled{"Fail", "Cannot find the app from registry!", kL
 constexpr Outcome kUpdated{"Success", "Update success!", kLogInfo, "Update success, displayName: %s"};
 constexpr Outcome kNotUpdated{"Fail", "Update fail!", kLogInfo, "Update fail, displayName: %s"};
 
-const Outcome& Judge(ResultMap& before, ResultMap& after) {
-  if (before.empty()) return after.empty() ? kNotInstalled : kInstalled;
-  // Any difference counts, a downgrade and a vanished application too: this is no ordering of versions.
-  return before["DisplayVersion"] != after["DisplayVersion"] ? kUpdated : kNotUpdated;
-}
-
 }  // namespace
 
 AppInstall& AppInstall::GetInstance() {
@@ -64,17 +58,23 @@ ResultMap AppInstall::InstallThreadImp(const std::string& installationPath, cons
   SDK_LOG(kLogInfo, kFile, "InstallThreadImp begin.");
   ResultMap before;
   ResultMap after;
-  const auto conclude = [&, function = __func__](const Outcome& outcome, const std::string& argument) {
-    Conclude(after, outcome, displayName, argument, {kFile, function, __LINE__});
+  // Each outcome is logged with the line on which it is decided.
+  const auto conclude = [&, function = __func__](std::int32_t line, const Outcome& outcome,
+                                                 const std::string& argument) {
+    Conclude(after, outcome, displayName, argument, {kFile, function, line});
     return after;
   };
-  if (installationPath.empty()) return conclude(kPathEmpty, displayName);
-  if (!FileExists(installationPath)) return conclude(kPathMissing, installationPath);
-  if (displayName.empty()) return conclude(kNameEmpty, displayName);
+  if (installationPath.empty()) return conclude(__LINE__, kPathEmpty, displayName);
+  if (!FileExists(installationPath)) return conclude(__LINE__, kPathMissing, installationPath);
+  if (displayName.empty()) return conclude(__LINE__, kNameEmpty, displayName);
   InquryInstallInfo(before, displayName, registryPath);
   StartInstallProcessAndWait(installationPath, para);  // a failed start is judged like a finished installer
   InquryInstallInfo(after, displayName, registryPath);
-  return conclude(Judge(before, after), displayName);
+  if (before.empty() && after.empty()) return conclude(__LINE__, kNotInstalled, displayName);
+  if (before.empty()) return conclude(__LINE__, kInstalled, displayName);
+  // Any difference counts, a downgrade and a vanished application too: this is no ordering of versions.
+  if (before["DisplayVersion"] != after["DisplayVersion"]) return conclude(__LINE__, kUpdated, displayName);
+  return conclude(__LINE__, kNotUpdated, displayName);
 }
 
 void AppInstall::InquryInstallInfo(ResultMap& info, const std::string& displayName,

@@ -93,18 +93,22 @@ void AppUninstall::RunJob(const std::string& name) {
 
 ResultMap AppUninstall::UninstallThreadImp(const std::string& displayName, const std::string& registryPath) {
   ResultMap info;
-  const auto conclude = [&, function = __func__](const Outcome& outcome, const std::string& argument) {
-    Conclude(info, outcome, displayName, argument, {kFile, function, __LINE__});
+  // Each outcome is logged with the line on which it is decided.
+  const auto conclude = [&, function = __func__](std::int32_t line, const Outcome& outcome,
+                                                 const std::string& argument) {
+    Conclude(info, outcome, displayName, argument, {kFile, function, line});
     return info;
   };
-  if (displayName.empty()) return conclude(kNameEmpty, displayName);
+  if (displayName.empty()) return conclude(__LINE__, kNameEmpty, displayName);
   const UninstallPlace place = GetUninstallPath(displayName, registryPath);
-  if (place.exePath.empty()) return conclude(kNoCommand, displayName);
-  if (std::string bare; IsMissingFullPath(place.exePath, bare)) return conclude(kProgramMissing, bare);
-  if (!StartUninstallProcess(place.exePath, place.para)) return conclude(kNotStarted, displayName);
+  if (place.exePath.empty()) return conclude(__LINE__, kNoCommand, displayName);
+  if (std::string bare; IsMissingFullPath(place.exePath, bare))
+    return conclude(__LINE__, kProgramMissing, bare);
+  if (!StartUninstallProcess(place.exePath, place.para)) return conclude(__LINE__, kNotStarted, displayName);
   RegWatcher(place.rootKeyStr, place.subKeyPath, place.architecture, displayName);  // however the watch goes
   InquryUnInstallInfo(info, displayName, registryPath);
-  return conclude(info.empty() ? kUninstalled : kStillInstalled, displayName);
+  if (!info.empty()) return conclude(__LINE__, kStillInstalled, displayName);
+  return conclude(__LINE__, kUninstalled, displayName);
 }
 
 UninstallPlace AppUninstall::GetUninstallPath(const std::string& displayName,
@@ -139,9 +143,9 @@ void AppUninstall::InquryUnInstallInfo(ResultMap& info, const std::string& displ
   if (!place.key) return;
   info["DisplayName"] = kGivenPathDisplayName;
   // The last two by these very names, from the entry itself, and that is meant.
-  for (const char16_t* const name : {u"UninstallString", u"rootKeyStr", u"subKeyPath"}) {
-    info[WideToUtf8(name)] = WideToUtf8(ReadRegistryValue(*place.key, name));
-  }
+  info["UninstallString"] = WideToUtf8(ReadRegistryValue(*place.key, u"UninstallString"));
+  info["rootKeyStr"] = WideToUtf8(ReadRegistryValue(*place.key, u"rootKeyStr"));
+  info["subKeyPath"] = WideToUtf8(ReadRegistryValue(*place.key, u"subKeyPath"));
   info["architecture"] = ArchitectureText(place.key->view);
   SDK_LOG(kLogInfo, kFile, "application found from the given registry path.");
 }

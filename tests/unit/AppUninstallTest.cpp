@@ -33,7 +33,10 @@ class AppUninstallTest : public JobTest {
     EXPECT_EQ(record.Result, result);
     EXPECT_EQ(record.ErrMsg, errMsg);
     ASSERT_EQ(Reports().size(), 1U);
-    EXPECT_EQ(Reports()[0].request, static_cast<UninstallRequest*>(&record));
+    const Report report = Reports()[0];
+    EXPECT_EQ(report.request, static_cast<UninstallRequest*>(&record));
+    EXPECT_EQ(report.result, result);
+    EXPECT_EQ(report.errMsg, errMsg);
   }
 
   UninstallPlace PlaceOf(const std::u16string& command) {
@@ -198,12 +201,24 @@ TEST_F(AppUninstallTest, QuotesStayInWhatTheShellIsGiven) {
                                        "\"\"C:\\Apps\\App\\un.exe\"\", \"/S\", null, 5) = 1"));
 }
 
-TEST_F(AppUninstallTest, BareNameSkipsTheExistenceCheck) {
-  AddApp(u"App", u"1.0", u"no-such-program.exe /x");
-  UninstallRecord record("App");
-  const auto calls = CallsOf([&] { Run(record); });
-  EXPECT_STREQ(record.Result, "Cancel");
-  for (const std::string& call : calls) EXPECT_FALSE(call.starts_with("_waccess")) << call;
+TEST_F(AppUninstallTest, OnlyColonAndBackslashTogetherAreCheckedForExistence) {
+  const auto isChecked = [&](const std::u16string& command) {
+    AddApp(u"App", u"1.0", command);
+    UninstallRecord record("App");
+    const auto calls = CallsOf([&] { Run(record); });
+    const bool wasAsked =
+        std::ranges::any_of(calls, [](const std::string& call) { return call.starts_with("_waccess"); });
+    EXPECT_STREQ(record.ErrMsg, wasAsked ? "Uninstall path is not exist!" : "Start uninstall process fail!");
+    return wasAsked;
+  };
+  for (const char16_t* command :
+       {u"no-such-program.exe /x", u"\\\\server\\share\\un.exe", u"folder\\un.exe /x", u"C:un.exe",
+        u"C:/folder/un.exe", u"C:/folder\\un.exe"}) {
+    EXPECT_FALSE(isChecked(command)) << std::u16string(command).length();
+  }
+  for (const char16_t* command : {u"C:\\un.exe", u"\"C:\\un.exe\" /x", u"program D:\\un.exe"}) {
+    EXPECT_TRUE(isChecked(command));
+  }
 }
 
 TEST_F(AppUninstallTest, BackslashInTheNameCostsTheWatchAndNotTheJob) {
@@ -222,28 +237,6 @@ TEST_F(AppUninstallTest, GivenRegistryPathFindsNothing) {
   EXPECT_THAT(TextOf(log),
               testing::Contains("AppUninstall 5 InquryUnInstallInfo: application not found from the "
                                 "given registry path."));
-}
-
-TEST_F(AppUninstallTest, GivenRegistryPathReadsThePlaceFromTheEntryItself) {
-  SetTexts(u"HKEY_LOCAL_MACHINE", {{u"DisplayName", u"HKEY_CURRENT_USER"},
-                                   {u"UninstallString", u"un.exe"},
-                                   {u"rootKeyStr", u"R"},
-                                   {u"subKeyPath", u"S"}});
-  ResultMap info;
-  AppUninstall::GetInstance().InquryUnInstallInfo(info, "App", "x");
-  EXPECT_THAT(info, UnorderedElementsAre(Pair("DisplayName", "HKEY_CURRENT_USER"),
-                                         Pair("UninstallString", "un.exe"), Pair("rootKeyStr", "R"),
-                                         Pair("subKeyPath", "S"), Pair("architecture", "X64")));
-  EXPECT_THAT(TextOf(log), ElementsAre("AppUninstall 3 InquryUnInstallInfo: application found from the given "
-                                       "registry path."));
-}
-
-TEST_F(AppUninstallTest, GivenRegistryPathThatDoesNotOpenIsLogged) {
-  machine.faults.FailNth(1, simulated::Faults::Extent::Once, "RegOpenKeyExW");
-  ResultMap info;
-  AppUninstall::GetInstance().InquryUnInstallInfo(info, "App", "x");
-  EXPECT_TRUE(info.empty());
-  EXPECT_THAT(TextOf(log), ElementsAre("AppUninstall 5 InquryUnInstallInfo: failed open registry."));
 }
 
 TEST_F(AppUninstallTest, LookUpNotesFiveThingsAndTheFailureTwoMore) {

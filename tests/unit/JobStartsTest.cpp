@@ -81,6 +81,44 @@ TEST_F(JobStarts, LockIsFreeWhileTheJobsRun) {
   EXPECT_STREQ(removal.Result, "Success");
 }
 
+std::function<void()> duringTheCallback;
+
+TEST_F(JobStarts, AnotherThreadStartsARemovalDuringACallback) {
+  Gate startIsOver;
+  bool isFree = false;
+  duringTheCallback = [&] {
+    startIsOver.Pass();
+    isFree = IsLockFree();
+    if (isFree) std::thread([&] { Start(removal); }).join();
+  };
+  Start(installation, [](InstallRequest* request) {
+    duringTheCallback();
+    ReceiveInstall(request);
+  });
+  startIsOver.Open();
+  WaitForEnds(1);
+  EXPECT_TRUE(isFree);
+  WaitForEnds(isFree ? 2 : 1);
+}
+
+TEST_F(JobStarts, AnotherThreadStartsAnInstallationDuringACallback) {
+  Gate startIsOver;
+  bool isFree = false;
+  duringTheCallback = [&] {
+    startIsOver.Pass();
+    isFree = IsLockFree();
+    if (isFree) std::thread([&] { Start(installation); }).join();
+  };
+  Start(removal, [](UninstallRequest* request) {
+    duringTheCallback();
+    ReceiveUninstall(request);
+  });
+  startIsOver.Open();
+  WaitForEnds(1);
+  EXPECT_TRUE(isFree);
+  WaitForEnds(isFree ? 2 : 1);
+}
+
 TEST_F(JobStarts, WorkerIsDetachedAtOnce) {
   Run(installation);
   Run(removal);

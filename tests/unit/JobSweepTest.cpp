@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "JobTest.h"
-#include "frame/CommonFunc.h"
+#include "PlainJobs.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
 #include "simulated/Handles.h"
@@ -18,33 +18,15 @@ using simulated::Faults;
 using simulated::Handles;
 using simulated::Waitable;
 
-/** A row of the table of outcomes: what the caller is told, and the format of the line that is logged. */
-struct Row {
-  const char* result;
-  const char* errMsg;
-  const char* format;
-};
-
-const Row kMissing{"Fail", "Install path is not exist!", "install path is not exist, installationPath: %s"};
-const Row kInstalled{"Success", "NULL", "Install success, displayName: %s"};
-const Row kNotInstalled{"Fail", "Cannot find the app from registry!",
-                        "Install fail, cannot find the app from registry, displayName: %s"};
-const Row kUpdated{"Success", "Update success!", "Update success, displayName: %s"};
-const Row kNotUpdated{"Fail", "Update fail!", "Update fail, displayName: %s"};
-const Row kNoCommand{"Fail", "Get uninstall path is empty!", "get uninstall path is empty, displayName: %s"};
-const Row kProgramMissing{"Fail", "Uninstall path is not exist!", "get uninstall is not exist, exeFile: %s"};
-const Row kNotStarted{"Cancel", "Start uninstall process fail!",
-                      "Start uninstall process fail, displayName: %s"};
-const Row kStillInstalled{"Fail", "The app is still in registry!",
-                          "the app is still in registry, displayName: %s"};
-const Row kUninstalled{"Success", "NULL", nullptr};
-
 std::string Describe(const Row& row) { return std::string(row.result) + " " + row.errMsg; }
 
-/** What a job is expected to end with, and to leave behind. */
-struct Expectation {
-  Row row;
-  std::string version = {};
+/** What a round's machine has, and what its job is asked for. */
+struct Setting {
+  bool isInstalled = false;
+  std::string registryPath = {};
+  std::u16string command = u"C:\\un.exe /S";
+  /** The part of the command that is the program. */
+  std::string exePath = "C:\\un.exe";
 };
 
 struct Extent {
@@ -65,22 +47,14 @@ const std::u16string kMachineRoot = u"HKEY_LOCAL_MACHINE";
 class Round : public JobTest {
  public:
   /** @param n  0 for a round in which no call fails; what the calls are is known from such a round */
-  Round(std::size_t n, Faults::Extent extent, const std::vector<std::string>& names)
-      : failing(n == 0 || n > names.size() ? "none" : names[n - 1]),
+  Round(std::size_t n, Faults::Extent extent, const std::vector<std::string>& names, Setting what)
+      : setting(std::move(what)),
+        failing(n == 0 || n > names.size() ? "none" : names[n - 1]),
         processesBefore(OpenCount(Waitable::Kind::Process)),
         eventsBefore(OpenCount(Waitable::Kind::Event)) {
     if (failing != "WaitForMultipleObjects") gate.Open();
-    SetProgram(u"C:\\setup.exe", [this] {
-      gate.Pass();
-      AddApp(u"App", u"2.0");
-      return 0;
-    });
-    SetProgram(u"C:\\un.exe", [this] {
-      machine.registry.WaitForWatch(KeyOf(u"App"));
-      gate.Pass();
-      RemoveApp(u"App");
-      return 0;
-    });
+    SetPrograms();
+    if (setting.isInstalled) Register(u"1.0");
     // Records go to log.dll: a message that cannot be formatted would end at the logger's own lock.
     InitDllLogger(nullptr);
     machine.journal.Start();
@@ -88,8 +62,6 @@ class Round : public JobTest {
   }
   ~Round() override = default;
   void TestBody() override {}
-
-  void AddInstalledApp() { AddApp(u"App", u"1.0", u"C:\\un.exe /S"); }
 
   void RunInstall(InstallRecord& record) {
     Install(&record, &ReceiveInstall);
@@ -103,15 +75,15 @@ class Round : public JobTest {
     });
   }
 
-  /** What the rules make of what the steps of an installation give, taken one by one on this machine. */
+  /** What the rules make of the job, written anew, on this machine. */
   Expectation JudgeInstallation() {
-    const Expectation expected = TakeInstallSteps();
+    const Expectation expected = PlainInstallation("C:\\setup.exe", "App", setting.registryPath);
     Finish();
     return expected;
   }
   Expectation JudgeRemoval() {
     Expectation expected;
-    AmidOtherChanges([&] { expected = TakeUninstallSteps(); });
+    AmidOtherChanges([&] { expected = PlainRemoval("App", setting.registryPath, setting.exePath); });
     return expected;
   }
 
@@ -139,32 +111,37 @@ class Round : public JobTest {
   const std::string& Failing() const { return failing; }
 
  private:
+  void SetPrograms() {
+    SetProgram(u"C:\\setup.exe", [this] {
+      gate.Pass();
+      const std::lock_guard guard(machine.registry.Lock());
+      Register(u"2.0");
+      return 0;
+    });
+    const auto remove = [this] {
+      machine.registry.WaitForWatch(KeyOf(u"App"));
+      gate.Pass();
+      const std::lock_guard guard(machine.registry.Lock());
+      machine.registry.RemoveValue(kMachineRoot, u"DisplayName");
+      RemoveApp(u"App");
+      return 0;
+    };
+    SetProgram(u"C:\\un.exe", remove);
+    machine.programs.Set(u"un.exe", {.run = remove});
+  }
+
+  /** Has the application, or what a given registry path stands for, count as installed. */
+  void Register(const std::u16string& version) {
+    AddApp(u"App", version, setting.command);
+    if (setting.registryPath.empty()) return;
+    SetTexts(kMachineRoot, {{u"DisplayName", u"HKEY_CURRENT_USER"},
+                            {u"DisplayVersion", version},
+                            {u"UninstallString", setting.command},
+                            {u"rootKeyStr", kMachineRoot},
+                            {u"subKeyPath", KeyOf(u"App").substr(kMachineRoot.size() + 1)}});
+  }
+
   static std::size_t OpenCount(Waitable::Kind kind) { return Handles::Shared().OpenCount(kind); }
-
-  static Expectation TakeInstallSteps() {
-    AppInstall& flow = AppInstall::GetInstance();
-    if (!FileExists("C:\\setup.exe")) return {kMissing};
-    ResultMap before;
-    flow.InquryInstallInfo(before, "App", "");
-    flow.StartInstallProcessAndWait("C:\\setup.exe", "");
-    ResultMap after;
-    flow.InquryInstallInfo(after, "App", "");
-    const std::string version = after.empty() ? "" : after.at("DisplayVersion");
-    if (before.empty()) return {after.empty() ? kNotInstalled : kInstalled, version};
-    return {before.at("DisplayVersion") == version ? kNotUpdated : kUpdated, version};
-  }
-
-  static Expectation TakeUninstallSteps() {
-    AppUninstall& flow = AppUninstall::GetInstance();
-    const UninstallPlace place = flow.GetUninstallPath("App", "");
-    if (place.exePath.empty()) return {kNoCommand};
-    if (!FileExists(place.exePath)) return {kProgramMissing};
-    if (!flow.StartUninstallProcess(place.exePath, place.para)) return {kNotStarted};
-    flow.RegWatcher(place.rootKeyStr, place.subKeyPath, place.architecture, "App");
-    ResultMap info;
-    flow.InquryUnInstallInfo(info, "App", "");
-    return {info.empty() ? kUninstalled : kStillInstalled};
-  }
 
   /** Where the entry's path is lost the whole machine is watched, and only something else ends that wait. */
   void AmidOtherChanges(const std::function<void()>& job) {
@@ -210,6 +187,7 @@ class Round : public JobTest {
   }
 
   Gate gate;
+  const Setting setting;
   const std::string failing;
   const std::size_t processesBefore;
   const std::size_t eventsBefore;
@@ -225,14 +203,9 @@ class JobSweep : public testing::TestWithParam<Extent> {
   bool IsOnce() const { return GetParam().value == Faults::Extent::Once; }
 
   /** @return as Sweep */
-  std::size_t SweepInstallation(bool isInstalled, const RowsByCall& rows) {
-    const auto makeRound = [=, this](std::size_t n, const std::vector<std::string>& names) {
-      auto round = std::make_unique<Round>(n, GetParam().value, names);
-      if (isInstalled) round->AddInstalledApp();
-      return round;
-    };
-    return Sweep(makeRound, rows, [](Round& round, const Expectation& expected) {
-      InstallRecord record("C:\\setup.exe", "App");
+  std::size_t SweepInstallation(const Setting& setting, const RowsByCall& rows) {
+    return Sweep(setting, rows, [&](Round& round, const Expectation& expected) {
+      InstallRecord record("C:\\setup.exe", "App", "", setting.registryPath);
       round.RunInstall(record);
       round.Expect(record.Result, record.ErrMsg, expected);
       EXPECT_EQ(record.DisplayVersion, expected.version);
@@ -240,13 +213,28 @@ class JobSweep : public testing::TestWithParam<Extent> {
     });
   }
 
+  /** @return as Sweep */
+  std::size_t SweepRemoval(const Setting& setting, const RowsByCall& rows) {
+    const auto runJob = [&](Round& round, const Expectation& expected) {
+      UninstallRecord record("App", setting.registryPath);
+      round.RunUninstall(record);
+      round.Expect(record.Result, record.ErrMsg, expected);
+      // The process of a removal that was started stays open for good.
+      EXPECT_EQ(round.ProcessesLeftOpen(), round.StartCount());
+    };
+    return Sweep(setting, rows, runJob, &Round::JudgeRemoval);
+  }
+
   /**
    * Has each call fail in turn, first for what is expected and then for the job itself.
    * @return how many calls failed
    */
-  template <class MakeRound, class RunJob>
-  std::size_t Sweep(MakeRound makeRound, const RowsByCall& rows, RunJob runJob,
+  template <class RunJob>
+  std::size_t Sweep(const Setting& setting, const RowsByCall& rows, RunJob runJob,
                     Expectation (Round::*judge)() = &Round::JudgeInstallation) {
+    const auto makeRound = [&](std::size_t n, const std::vector<std::string>& names) {
+      return std::make_unique<Round>(n, GetParam().value, names, setting);
+    };
     std::vector<std::string> names;
     {
       const auto rehearsal = makeRound(0, names);
@@ -269,6 +257,7 @@ class JobSweep : public testing::TestWithParam<Extent> {
   }
 
   static constexpr std::size_t kFewestCalls = 40;
+  static constexpr std::size_t kFewestCallsByPath = 15;
 };
 
 INSTANTIATE_TEST_SUITE_P(FailingCall, JobSweep,
@@ -279,7 +268,7 @@ TEST_P(JobSweep, InstallationOfANewApplication) {
   RowsByCall rows{{"none", kInstalled}, {"_waccess", kMissing}, {"ShellExecuteExW", kNotInstalled}};
   rows.emplace("WaitForMultipleObjects", kNotInstalled);
   rows.emplace("CloseHandle", IsOnce() ? kInstalled : kNotInstalled);
-  EXPECT_GT(SweepInstallation(false, rows), kFewestCalls);
+  EXPECT_GT(SweepInstallation({}, rows), kFewestCalls);
 }
 
 TEST_P(JobSweep, InstallationOfAnUpdate) {
@@ -287,7 +276,7 @@ TEST_P(JobSweep, InstallationOfAnUpdate) {
   RowsByCall rows{{"none", kUpdated}, {"_waccess", kMissing}, {"CloseHandle", kUpdated}};
   rows.emplace("ShellExecuteExW", IsOnce() ? kNotUpdated : kUpdated);
   rows.emplace("WaitForMultipleObjects", IsOnce() ? kNotUpdated : kUpdated);
-  EXPECT_GT(SweepInstallation(true, rows), kFewestCalls);
+  EXPECT_GT(SweepInstallation({.isInstalled = true}, rows), kFewestCalls);
 }
 
 TEST_P(JobSweep, Removal) {
@@ -295,19 +284,37 @@ TEST_P(JobSweep, Removal) {
   for (const char* call : {"CreateEventW", "RegNotifyChangeKeyValue", "WaitForMultipleObjects"})
     rows.emplace(call, IsOnce() ? kStillInstalled : kUninstalled);
   rows.emplace("CloseHandle", kUninstalled);
-  const auto makeRound = [this](std::size_t n, const std::vector<std::string>& names) {
-    auto round = std::make_unique<Round>(n, GetParam().value, names);
-    round->AddInstalledApp();
-    return round;
-  };
-  const auto runJob = [](Round& round, const Expectation& expected) {
-    UninstallRecord record("App");
-    round.RunUninstall(record);
-    round.Expect(record.Result, record.ErrMsg, expected);
-    // The process of a removal that was started stays open for good.
-    EXPECT_EQ(round.ProcessesLeftOpen(), round.StartCount());
-  };
-  EXPECT_GT(Sweep(makeRound, rows, runJob, &Round::JudgeRemoval), kFewestCalls);
+  EXPECT_GT(SweepRemoval({.isInstalled = true}, rows), kFewestCalls);
+}
+
+TEST_P(JobSweep, RemovalByABareName) {
+  RowsByCall rows{{"none", kUninstalled}, {"ShellExecuteExW", kNotStarted}, {"CloseHandle", kUninstalled}};
+  for (const char* call : {"CreateEventW", "RegNotifyChangeKeyValue", "WaitForMultipleObjects"})
+    rows.emplace(call, IsOnce() ? kStillInstalled : kUninstalled);
+  EXPECT_GT(SweepRemoval({.isInstalled = true, .command = u"un.exe /S", .exePath = "un.exe"}, rows),
+            kFewestCalls);
+}
+
+TEST_P(JobSweep, InstallationByAGivenPath) {
+  RowsByCall rows{{"none", kInstalled}, {"_waccess", kMissing}, {"ShellExecuteExW", kNotInstalled}};
+  rows.emplace("WaitForMultipleObjects", kNotInstalled);
+  rows.emplace("CloseHandle", IsOnce() ? kInstalled : kNotInstalled);
+  EXPECT_GT(SweepInstallation({.registryPath = "any text"}, rows), kFewestCallsByPath);
+}
+
+TEST_P(JobSweep, UpdateByAGivenPath) {
+  RowsByCall rows{{"none", kUpdated}, {"_waccess", kMissing}, {"CloseHandle", kUpdated}};
+  rows.emplace("ShellExecuteExW", IsOnce() ? kNotUpdated : kUpdated);
+  rows.emplace("WaitForMultipleObjects", IsOnce() ? kNotUpdated : kUpdated);
+  EXPECT_GT(SweepInstallation({.isInstalled = true, .registryPath = "any text"}, rows), kFewestCallsByPath);
+}
+
+TEST_P(JobSweep, RemovalByAGivenPath) {
+  RowsByCall rows{{"none", kUninstalled}, {"_waccess", kProgramMissing}, {"ShellExecuteExW", kNotStarted}};
+  for (const char* call : {"CreateEventW", "RegNotifyChangeKeyValue", "WaitForMultipleObjects"})
+    rows.emplace(call, IsOnce() ? kStillInstalled : kUninstalled);
+  rows.emplace("CloseHandle", kUninstalled);
+  EXPECT_GT(SweepRemoval({.isInstalled = true, .registryPath = "any text"}, rows), kFewestCallsByPath);
 }
 
 }  // namespace

@@ -38,9 +38,11 @@ void Receive(Request* request, int callback) {
   thread_local const WorkersTurn turn;
   static_cast<void>(turn);
   const bool isRegistered = Flow::GetInstance().jobMap.contains(request->displayName);
+  std::string version;
+  if constexpr (requires { request->DisplayVersion; }) version = request->DisplayVersion;
   const std::lock_guard held(reportsMutex);
-  reports.push_back(
-      {request, callback, request->Result, isRegistered, std::this_thread::get_id() == hostThread});
+  reports.push_back({request, callback, request->Result, request->ErrMsg, version, isRegistered,
+                     std::this_thread::get_id() == hostThread});
   reportsChanged.notify_all();
 }
 
@@ -48,6 +50,8 @@ void ResetStopEvent() {
   auto& handles = simulated::Handles::Shared();
   handles.Signal(*handles.Find(StopEvent), false);
 }
+
+constexpr char kLeftBefore[] = "left by an earlier job";
 
 template <std::size_t Size>
 void Fill(char (&field)[Size], const std::string& text) {
@@ -81,11 +85,16 @@ InstallRecord::InstallRecord(const std::string& path, const std::string& name, c
   Fill(displayName, name);
   Fill(registryPath, registry);
   Fill(installerParams, parameters);
+  Fill(Result, kLeftBefore);
+  Fill(ErrMsg, kLeftBefore);
+  Fill(DisplayVersion, kLeftBefore);
 }
 
 UninstallRecord::UninstallRecord(const std::string& name, const std::string& registry) : UninstallRequest{} {
   Fill(displayName, name);
   Fill(registryPath, registry);
+  Fill(Result, kLeftBefore);
+  Fill(ErrMsg, kLeftBefore);
 }
 
 JobTest::JobTest() {

@@ -38,14 +38,19 @@ struct Report {
   const void* request;
   /** Which of the two callbacks of its kind was called. */
   int callback;
-  /** What the request's Result was by then. */
+  /** What the request's fields of these names were by then; a removal has no version. */
   std::string result;
+  std::string errMsg;
+  std::string version;
   /** Whether the job was still registered. */
   bool isRegistered;
   bool isOnHostThread;
 };
 
-/** Records with room behind them, since copies into their last field are bounded by the text alone. */
+/**
+ * Records with room behind them, since copies into their last field are bounded by the text alone. Their
+ * output fields hold what an earlier job might have left there.
+ */
 struct InstallRecord : InstallRequest {
   InstallRecord(const std::string& path, const std::string& name, const std::string& parameters = "",
                 const std::string& registry = "");

@@ -3,8 +3,10 @@
 #include <gmock/gmock.h>
 
 #include "JobTest.h"
+#include "frame/LoadTimeObjects.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
+#include "platform/Events.h"
 #include "simulated/Handles.h"
 
 namespace kestrelbay {
@@ -250,14 +252,30 @@ TEST_F(RunningJobs, AfterStopEveryJobStartsItsProgramAndReportsAtOnce) {
   gate.Open();
 }
 
-TEST_F(RunningJobs, StopBehindAFinishedJobChangesNothing) {
+TEST_F(RunningJobs, StopBehindTheWaitChangesNothing) {
   SetGatedInstaller(u"A", gate);
   gate.Open();
-  InstallRecord record("C:\\A.exe", "A");
-  Run(record);
-  SetStopAppEvent();
-  EXPECT_STREQ(record.Result, "Success");
+  log.When("Install success", [] { platform::SetEvent(StopEvent); });
+  InstallRecord installation("C:\\A.exe", "A");
+  Run(installation);
+  EXPECT_TRUE(Handles::Shared().IsSignalled(*Handles::Shared().Find(StopEvent)));
+  ASSERT_EQ(Reports().size(), 1U);
+  EXPECT_EQ(Reports()[0].errMsg, "NULL");
+  EXPECT_EQ(Reports()[0].version, "1.0");
+}
+
+TEST_F(RunningJobs, StopFromACallbackChangesNothing) {
+  SetGatedInstaller(u"A", gate);
+  gate.Open();
+  InstallRecord installation("C:\\A.exe", "A");
+  Start(installation, [](InstallRequest* request) {
+    SetStopAppEvent();
+    ReceiveInstall(request);
+  });
+  WaitForEnds(1);
+  EXPECT_STREQ(installation.ErrMsg, "NULL");
   EXPECT_EQ(Reports().size(), 1U);
+  EXPECT_TRUE(AppInstall::GetInstance().jobMap.empty());
 }
 
 TEST_F(RunningJobs, InstallationsLeaveNoHandleAndRemovalsTheirProcess) {

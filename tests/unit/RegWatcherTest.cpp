@@ -109,14 +109,15 @@ TEST_F(RegWatcherTest, RefusedRightEndsIt) {
   EXPECT_EQ(TextOf(log).back(), "AppUninstall 5 RegWatcher: RegOpenKeyEx failed: 5");
 }
 
-TEST_F(RegWatcherTest, FailedWatchIsLoggedWithTheLastErrorAndNotTheStatus) {
-  // The event is there already, which is the last error of the thread by then.
+TEST_F(RegWatcherTest, FailedWatchIsLoggedWithTheLastErrorOfTheCloses) {
+  // The event is there already, which is the last error of the thread until its handle fails to close.
   bool made = false;
   const platform::HANDLE event =
       Handles::Shared().OpenEvent({Waitable::Kind::Event, false, false, u"App", 0}, made);
-  machine.faults.FailNth(1, Faults::Extent::Once, "RegNotifyChangeKeyValue");
+  machine.faults.FailNth(1, Faults::Extent::Onwards, "RegNotifyChangeKeyValue CloseHandle");
   const auto calls = CallsOf([&] { EXPECT_FALSE(Watch("HKEY_LOCAL_MACHINE", kSubKey, "X64")); });
-  EXPECT_EQ(TextOf(log).back(), "AppUninstall 5 RegWatcher: RegNotifyChangeKeyValue failed: 183");
+  machine.faults.Clear();
+  EXPECT_EQ(TextOf(log).back(), "AppUninstall 5 RegWatcher: RegNotifyChangeKeyValue failed: 6");
   const auto place = [&](const char* name) {
     return std::ranges::find_if(calls, [=](const std::string& call) { return call.starts_with(name); });
   };
@@ -124,6 +125,44 @@ TEST_F(RegWatcherTest, FailedWatchIsLoggedWithTheLastErrorAndNotTheStatus) {
   EXPECT_LT(place("CloseHandle"), place("RegCloseKey"));
   EXPECT_NE(place("RegCloseKey"), calls.end());
   EXPECT_TRUE(Handles::Shared().Close(event));
+}
+
+TEST_F(RegWatcherTest, FailedWatchIsNotItsStatus) {
+  bool made = false;
+  const platform::HANDLE event =
+      Handles::Shared().OpenEvent({Waitable::Kind::Event, false, false, u"App", 0}, made);
+  machine.faults.FailNth(1, Faults::Extent::Once, "RegNotifyChangeKeyValue");
+  EXPECT_FALSE(Watch("HKEY_LOCAL_MACHINE", kSubKey, "X64"));
+  EXPECT_EQ(TextOf(log).back(), "AppUninstall 5 RegWatcher: RegNotifyChangeKeyValue failed: 183");
+  EXPECT_TRUE(Handles::Shared().Close(event));
+}
+
+TEST_F(RegWatcherTest, WhatWasOpenedIsClosedBeforeAFailureIsLogged) {
+  for (const char* failing : {"RegOpenKeyExW", "RegNotifyChangeKeyValue"}) {
+    machine.faults.FailNth(1, Faults::Extent::Once, failing);
+    std::size_t failures = 0;
+    log.When("Reg", [&] {
+      ++failures;
+      EXPECT_EQ(Handles::Shared().OpenCount(Waitable::Kind::Event), eventsBefore) << failing;
+      EXPECT_EQ(machine.OpenKeys(), 0U) << failing;
+    });
+    EXPECT_FALSE(Watch("HKEY_LOCAL_MACHINE", kSubKey, "X64"));
+    EXPECT_EQ(failures, 1U);
+  }
+}
+
+TEST_F(RegWatcherTest, NamesOutsideAsciiStayWhole) {
+  const std::string name = "Gr\u00f6\u00dfe \u5915\u51ea \U0001f389";
+  AddApp(u"Gr\u00f6\u00dfe \u5915\u51ea \U0001f389", u"1.0");
+  SetStopAppEvent();
+  const std::string subKey = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\" + name;
+  const auto calls = CallsOf([&] {
+    EXPECT_TRUE(AppUninstall::GetInstance().RegWatcher("HKEY_LOCAL_MACHINE", subKey, "X64", name));
+  });
+  EXPECT_THAT(calls,
+              testing::Contains(testing::StartsWith("CreateEventW(null, 0, 1, \"" + name + "\") = 0x")));
+  EXPECT_THAT(calls,
+              testing::Contains("RegOpenKeyExW(HKEY_LOCAL_MACHINE, \"" + subKey + "\", 0, 0x110) = 0"));
 }
 
 TEST_F(RegWatcherTest, FailedWaitCountsAsAWait) {
@@ -145,26 +184,16 @@ TEST_F(RegWatcherTest, ChangeOfValuesDoesNotEndTheWaitAndAKeyDoes) {
 
 TEST_F(RegWatcherTest, WatchersOfOneNameShareOneEvent) {
   AddApp(u"Other", u"1.0");
-  Gate ended;
-  ended.Open();
-  std::thread first([&] {
-    EXPECT_TRUE(Watch("HKEY_LOCAL_MACHINE", kSubKey, "X64"));
-    ended.Pass();
-  });
-  machine.registry.WaitForWatch(KeyOf(u"App"));
   std::string otherSubKey = kSubKey;
   otherSubKey.replace(otherSubKey.rfind('\\') + 1, std::string::npos, "Other");
-  std::thread second([&] {
-    EXPECT_TRUE(Watch("HKEY_LOCAL_MACHINE", otherSubKey, "X64"));
-    ended.Pass();
-  });
-  machine.registry.WaitForWatch(KeyOf(u"Other"));
-  // Ends one of the waits, whoever it was meant for. If it is the first, closing its key ends the second.
-  machine.registry.CreateKey(KeyOf(u"Other") + u"\\New");
-  ended.WaitForArrivals(1);
-  machine.registry.CreateKey(KeyOf(u"App") + u"\\New");
+  // Once both are set the wait of one fails, whichever it is. It then closes its key, which signals its
+  // event, and nothing else ends the wait of the other one: no key changes.
+  machine.faults.FailNth(2, Faults::Extent::Once, "WaitForMultipleObjects");
+  std::thread first([&] { EXPECT_TRUE(Watch("HKEY_LOCAL_MACHINE", kSubKey, "X64")); });
+  std::thread second([&] { EXPECT_TRUE(Watch("HKEY_LOCAL_MACHINE", otherSubKey, "X64")); });
   first.join();
   second.join();
+  EXPECT_TRUE(machine.faults.Fired());
 }
 
 }  // namespace
