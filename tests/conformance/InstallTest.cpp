@@ -21,33 +21,54 @@ class Installing : public JobHost {
     EXPECT_EQ(WaitForReports(1).size(), 1U);
   }
 
-  /** The log of a job that ran an installer. */
-  void ExpectLog(const std::string& last) {
-    EXPECT_THAT(
-        kestrelbay::TextOf(log),
-        ElementsAre("AppInstall 3 StartInstall: StartInstall begin.",
-                    "AppInstall 3 InstallThreadImp: InstallThreadImp begin.",
-                    "AppInstall 3 StartInstallProcessAndWait: enter StartInstallProcessAndWait:appPath=" +
-                        Narrow(setup) + ", para=/S",
-                    "AppInstall 3 InstallThreadImp: " + last));
+  /** The log of a job that ended before its installer was started. */
+  void ExpectShortLog(const std::string& last) {
+    EXPECT_THAT(kestrelbay::TextOf(log), ElementsAre("AppInstall 3 StartInstall: StartInstall begin.",
+                                                     "AppInstall 3 InstallThreadImp: InstallThreadImp begin.",
+                                                     "AppInstall 5 InstallThreadImp: " + last));
   }
 
-  std::string LastLine() const { return kestrelbay::TextOf(log).back(); }
+  /** The log of a job that ran an installer. */
+  void ExpectLog(const std::string& last) {
+    EXPECT_THAT(kestrelbay::TextOf(log),
+                ElementsAre("AppInstall 3 StartInstall: StartInstall begin.",
+                            "AppInstall 3 InstallThreadImp: InstallThreadImp begin.", StartLine(setup, "/S"),
+                            "AppInstall 3 InstallThreadImp: " + last));
+  }
+
+  static std::string StartLine(const std::u16string& path, const std::string& parameters) {
+    return "AppInstall 3 StartInstallProcessAndWait: enter StartInstallProcessAndWait:appPath=" +
+           Narrow(path) + ", para=" + parameters;
+  }
 };
 
 TEST_F(Installing, EmptyPath) {
   InstallRecord record(u"", "");
   Run(record);
   ExpectOutcome(record, "Fail", "Install path is empty!", "");
-  EXPECT_EQ(LastLine(), "AppInstall 5 InstallThreadImp: install path is empty, displayName: ");
+  ExpectShortLog("install path is empty, displayName: ");
+}
+
+TEST_F(Installing, EmptyPathOfANamedApplication) {
+  AddApp(u"App", u"1.0");
+  InstallRecord record(u"", "App");
+  Run(record);
+  ExpectOutcome(record, "Fail", "Install path is empty!", "");
+  ExpectShortLog("install path is empty, displayName: App");
 }
 
 TEST_F(Installing, MissingPath) {
   InstallRecord record(setup, "App");
   Run(record);
   ExpectOutcome(record, "Fail", "Install path is not exist!", "");
-  EXPECT_EQ(LastLine(),
-            "AppInstall 5 InstallThreadImp: install path is not exist, installationPath: " + Narrow(setup));
+  ExpectShortLog("install path is not exist, installationPath: " + Narrow(setup));
+}
+
+TEST_F(Installing, MissingPathWithoutAName) {
+  InstallRecord record(setup, "");
+  Run(record);
+  ExpectOutcome(record, "Fail", "Install path is not exist!", "");
+  ExpectShortLog("install path is not exist, installationPath: " + Narrow(setup));
 }
 
 TEST_F(Installing, EmptyName) {
@@ -55,8 +76,24 @@ TEST_F(Installing, EmptyName) {
   InstallRecord record(setup, "");
   Run(record);
   ExpectOutcome(record, "Fail", "DisplayName is empty!", "");
-  EXPECT_EQ(LastLine(), "AppInstall 5 InstallThreadImp: displayName is empty");
+  ExpectShortLog("displayName is empty");
   EXPECT_FALSE(machine.ProgramRan(setup));
+}
+
+TEST_F(Installing, FileThatIsNoProgram) {
+  AddApp(u"App", u"1.0");
+  const std::u16string file = folder + u"\\setup.kestrelbay-test";
+  machine.MakeFile(file, "no program");
+  InstallRecord record(file, "App", "/S");
+  Run(record);
+  ExpectOutcome(record, "Fail", "Update fail!", "1.0");
+  // Wine wants to tell a person, and where there is no screen that failure is the last error.
+  const std::string lastError = RunsOnWine() ? "1400" : "1155";
+  EXPECT_THAT(kestrelbay::TextOf(log),
+              ElementsAre("AppInstall 3 StartInstall: StartInstall begin.",
+                          "AppInstall 3 InstallThreadImp: InstallThreadImp begin.", StartLine(file, "/S"),
+                          "AppInstall 5 StartInstallProcessAndWait: Create process failed: " + lastError,
+                          "AppInstall 3 InstallThreadImp: Update fail, displayName: App"));
 }
 
 TEST_F(Installing, NewApplication) {

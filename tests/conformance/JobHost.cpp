@@ -17,6 +17,8 @@ void Add(const void* request, int callback) {
   reportsChanged.notify_all();
 }
 
+constexpr char kLeftBefore[] = "left by an earlier job";
+
 template <std::size_t Size>
 void Fill(char (&field)[Size], const std::string& text) {
   ASSERT_LT(text.size(), Size);
@@ -34,11 +36,16 @@ InstallRecord::InstallRecord(const std::u16string& path, const std::string& name
   Fill(displayName, name);
   Fill(installerParams, parameters);
   Fill(registryPath, registry);
+  Fill(Result, kLeftBefore);
+  Fill(ErrMsg, kLeftBefore);
+  Fill(DisplayVersion, kLeftBefore);
 }
 
 UninstallRecord::UninstallRecord(const std::string& name, const std::string& registry) : UninstallRequest{} {
   Fill(displayName, name);
   Fill(registryPath, registry);
+  Fill(Result, kLeftBefore);
+  Fill(ErrMsg, kLeftBefore);
 }
 
 JobHost::JobHost() {

@@ -6,7 +6,10 @@
 
 namespace tests {
 
-/** Requests with room behind them: copies into their last field are bounded by the text alone. */
+/**
+ * Requests with room behind them: copies into their last field are bounded by the text alone. Their output
+ * fields hold what an earlier job might have left there.
+ */
 struct InstallRecord : InstallRequest {
   InstallRecord(const std::u16string& path, const std::string& name, const std::string& parameters = "",
                 const std::string& registry = "");

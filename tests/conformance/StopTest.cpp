@@ -1,6 +1,8 @@
 // What stopping means for jobs. The event stays set for the life of the process, so the order counts.
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "JobHost.h"
 
 namespace tests {
@@ -21,6 +23,16 @@ TEST_F(Stopping, EndsTheWaitsOfBothKindsAndNoProgramThenAndLater) {
   UninstallRecord removal("Old");
   Install(&installation, &Receive);
   Uninstall(&removal, &ReceiveRemoval);
+  // Ends when the removal's watch is set.
+  const std::u16string witness = folder + u"\\witness.exe";
+  machine.MakeProgram(witness, {{ProgramStep::Kind::WaitForWatch, key, u"Old"}});
+  ASSERT_TRUE(StartAnyExe(Narrow(witness).c_str(), ""));
+  machine.WaitForProgram(witness);
+  log.WaitUntil([this] {
+    return std::ranges::any_of(log.Messages(), [](const std::string& message) {
+      return message.starts_with("enter StartInstallProcessAndWait");
+    });
+  });
   EXPECT_TRUE(WaitForReports(0).empty());
 
   SetStopAppEvent();

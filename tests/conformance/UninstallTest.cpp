@@ -18,18 +18,32 @@ class Removing : public JobHost {
 
   std::string LastLine() const { return kestrelbay::TextOf(log).back(); }
 
-  std::string Line(const std::string& text) const { return "AppUninstall 3 " + text; }
+  static std::string Line(const std::string& text) { return "AppUninstall 3 " + text; }
+  static std::string ErrorLine(const std::string& text) { return "AppUninstall 5 " + text; }
+  static std::string BeginLine(const std::string& name) {
+    return Line("StartUninstall: StartUninstall begin, displayName: " + name + ".");
+  }
+
+  /** The lines of a job up to its start of `exePath`, with these parameters. */
+  static std::vector<std::string> LinesToTheStart(const std::string& name, const std::string& architecture,
+                                                  const std::string& exePath, const std::string& para) {
+    return {BeginLine(name),
+            Line("GetUninstallPath: uninstallPath=" + exePath + " " + para +
+                 ", uninstallRegHkey=HKEY_LOCAL_MACHINE, uninstallRegPath=" + SubKeyOf(name) +
+                 ", arch:" + architecture),
+            Line("GetUninstallPath: exePath=" + exePath + ", para=" + para),
+            Line("StartUninstallProcess: enter StartUninstallProcess:appPath=" + exePath + ", para=" + para)};
+  }
   /** The lines of a job up to its watch. */
   std::vector<std::string> LinesToTheWatch(const std::string& name, const std::string& architecture) const {
-    const std::string subKey = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\" + name;
-    const std::string quoted = "\"" + Narrow(remover) + "\"";
-    return {Line("StartUninstall: StartUninstall begin, displayName: " + name + "."),
-            Line("GetUninstallPath: uninstallPath=" + quoted +
-                 " /S, uninstallRegHkey=HKEY_LOCAL_MACHINE, uninstallRegPath=" + subKey +
-                 ", arch:" + architecture),
-            Line("GetUninstallPath: exePath=" + quoted + ", para=/S"),
-            Line("StartUninstallProcess: enter StartUninstallProcess:appPath=" + quoted + ", para=/S"),
-            Line("RegWatcher: rootKeyStr=HKEY_LOCAL_MACHINE, uninstallRegPath=" + subKey)};
+    auto lines = LinesToTheStart(name, architecture, "\"" + Narrow(remover) + "\"", "/S");
+    lines.push_back(Line("RegWatcher: rootKeyStr=HKEY_LOCAL_MACHINE, uninstallRegPath=" + SubKeyOf(name)));
+    return lines;
+  }
+
+ private:
+  static std::string SubKeyOf(const std::string& name) {
+    return "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\" + name;
   }
 };
 
@@ -37,14 +51,20 @@ TEST_F(Removing, EmptyName) {
   UninstallRecord record("");
   Run(record);
   ExpectOutcome(record, "Fail", "DisplayName is empty!");
-  EXPECT_EQ(LastLine(), "AppUninstall 5 UninstallThreadImp: displayName is empty");
+  EXPECT_THAT(kestrelbay::TextOf(log),
+              ElementsAre(BeginLine(""), ErrorLine("UninstallThreadImp: displayName is empty")));
 }
 
 TEST_F(Removing, UnknownApplication) {
   UninstallRecord record("None");
   Run(record);
   ExpectOutcome(record, "Fail", "Get uninstall path is empty!");
-  EXPECT_EQ(LastLine(), "AppUninstall 5 UninstallThreadImp: get uninstall path is empty, displayName: None");
+  EXPECT_THAT(
+      kestrelbay::TextOf(log),
+      ElementsAre(BeginLine("None"),
+                  Line("GetUninstallPath: uninstallPath=, uninstallRegHkey=, uninstallRegPath=, arch:"),
+                  Line("GetUninstallPath: exePath=, para="),
+                  ErrorLine("UninstallThreadImp: get uninstall path is empty, displayName: None")));
 }
 
 TEST_F(Removing, MissingUninstaller) {
@@ -52,22 +72,23 @@ TEST_F(Removing, MissingUninstaller) {
   UninstallRecord record("App");
   Run(record);
   ExpectOutcome(record, "Fail", "Uninstall path is not exist!");
-  EXPECT_EQ(LastLine(),
-            "AppUninstall 5 UninstallThreadImp: get uninstall is not exist, exeFile: " + Narrow(remover));
+  auto lines = LinesToTheStart("App", "X64", "\"" + Narrow(remover) + "\"", "/S");
+  lines.back() = ErrorLine("UninstallThreadImp: get uninstall is not exist, exeFile: " + Narrow(remover));
+  EXPECT_EQ(kestrelbay::TextOf(log), lines);
 }
 
 TEST_F(Removing, UninstallerThatCannotBeStarted) {
+  const std::string program = "kestrelbay-no-such-program.exe";
   Entry(u"App", {{u"DisplayName", u"App"}, {u"UninstallString", u"kestrelbay-no-such-program.exe /x"}});
   UninstallRecord record("App");
   Run(record);
   ExpectOutcome(record, "Cancel", "Start uninstall process fail!");
-  const auto lines = kestrelbay::TextOf(log);
-  ASSERT_GE(lines.size(), 2U);
+  auto lines = LinesToTheStart("App", "X64", program, "/x");
   // Wine wants to tell a person, and where there is no screen that failure is the last error.
-  EXPECT_EQ(lines[lines.size() - 2],
-            std::string("AppUninstall 5 StartUninstallProcess: Create process failed: ") +
-                (RunsOnWine() ? "1400" : "2"));
-  EXPECT_EQ(LastLine(), Line("UninstallThreadImp: Start uninstall process fail, displayName: App"));
+  lines.push_back(ErrorLine(std::string("StartUninstallProcess: Create process failed: ") +
+                            (RunsOnWine() ? "1400" : "2")));
+  lines.push_back(Line("UninstallThreadImp: Start uninstall process fail, displayName: App"));
+  EXPECT_EQ(kestrelbay::TextOf(log), lines);
 }
 
 TEST_F(Removing, ApplicationThatStays) {
