@@ -43,6 +43,8 @@ void Register(const std::wstring& name, const std::wstring& version) {
   SetText(key, L"DisplayName", name);
   SetText(key, L"UninstallString", L"\"" + OwnPath() + L"\" /remove " + name);
   SetText(key, L"DisplayVersion", version);
+  // What starting the application starts; without parameters it does nothing.
+  SetText(key, L"DisplayIcon", OwnPath());
   RegCloseKey(key);
 }
 

@@ -68,9 +68,13 @@ class WindowsJobTest(unittest.TestCase):
         for command, told in (
                 (["install", setup, "--name", "Mothlight", "--args", "Mothlight 2.6.1"],
                  b"Installed Mothlight: not installed -> 2.6.1\n"),
+                (["start", "Mothlight"], b"Started Mothlight.\n"),
                 (["install", setup, "--name", "Mothlight", "--args", "Mothlight 2.7.0"],
                  b"Updated Mothlight: 2.6.1 -> 2.7.0\n"),
                 (["version", "Mothlight"], b"2.7.0\n"),
+                (["uninstall", "Mothlight"], b"Removed Mothlight: 2.7.0 -> not installed\n"),
+                (["install", setup, "--name", "Mothlight", "--args", "Mothlight 2.7.0"],
+                 b"Installed Mothlight: not installed -> 2.7.0\n"),
                 (["uninstall", "Mothlight"], b"Removed Mothlight: 2.7.0 -> not installed\n")):
             done = run_host(*command)
             self.assertEqual((done.returncode, done.stdout, done.stderr), (0, told, b""))
