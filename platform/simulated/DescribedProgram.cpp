@@ -1,6 +1,8 @@
 #include "simulated/DescribedProgram.h"
 
+#include <chrono>
 #include <memory>
+#include <thread>
 
 #include "simulated/JsonShape.h"
 #include "simulated/KeptChanges.h"
@@ -16,6 +18,7 @@ using nlohmann::json;
 
 /** What a program ends with that could not do its work. */
 constexpr int kFailedExitCode = 1;
+constexpr std::chrono::milliseconds kBetweenLooks(10);
 
 std::vector<std::u16string> ReadPaths(const JsonShape& shape, const json& value, const std::string& member) {
   std::vector<std::u16string> paths;
@@ -30,6 +33,10 @@ ProgramStep ReadStep(const JsonShape& shape, const json& value, const std::strin
     const std::string place = member + "." + name;
     if (name == "waitMs") {
       step.waitMs = shape.Number(part, place);
+    } else if (name == "waitsForWatch") {
+      step.waitsForWatch = shape.Text(part, place);
+    } else if (name == "waitsForFile") {
+      step.waitsForFile = shape.Text(part, place);
     } else if (name == "merges") {
       step.merges = ToUtf8(shape.Text(part, place));
     } else if (name == "adds") {
@@ -37,7 +44,7 @@ ProgramStep ReadStep(const JsonShape& shape, const json& value, const std::strin
     } else if (name == "removes") {
       step.removes = ReadPaths(shape, part, place);
     } else {
-      shape.Fail(place, "unknown; a step has waitMs, merges, adds and removes");
+      shape.Fail(place, "unknown; a step has waitMs, waitsForWatch, waitsForFile, merges, adds and removes");
     }
   }
   return step;
@@ -113,8 +120,16 @@ bool ChangeFiles(Drives& drives, const ProgramStep& step) {
   return isDone;
 }
 
+void Wait(Machine& machine, const ProgramStep& step) {
+  if (step.waitMs > 0) machine.clock.Sleep(step.waitMs);
+  if (!step.waitsForWatch.empty()) machine.registry.WaitForWatch(step.waitsForWatch);
+  // Whoever makes it may be no part of this process, so time passes whatever the machine's clock says.
+  while (!step.waitsForFile.empty() && !machine.drives.Exists(step.waitsForFile))
+    std::this_thread::sleep_for(kBetweenLooks);
+}
+
 bool Take(Machine& machine, const LoadedStep& loaded) {
-  if (loaded.step.waitMs > 0) machine.clock.Sleep(loaded.step.waitMs);
+  Wait(machine, loaded.step);
   KeptMerger merger(machine);
   if (!loaded.step.merges.empty()) {
     // One program's changes are seen together: nobody reads an entry that is half written.

@@ -20,6 +20,10 @@ class Machine;
 /** What a program does after a while: it waits, then merges a file, then adds and removes files. */
 struct ProgramStep {
   std::uint32_t waitMs = 0;
+  /** A key's path: goes on when somebody watches the key. Empty for none. */
+  std::u16string waitsForWatch;
+  /** Goes on when this file is there, whoever makes it. Empty for none. */
+  std::u16string waitsForFile;
   /** A registration file below the machine's directory; empty for none. */
   std::string merges;
   std::vector<std::u16string> adds;

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "OnMachine.h"
 #include "platform/Constants.h"
@@ -20,6 +21,7 @@ namespace fs = std::filesystem;
 using simulated::Changes;
 using simulated::Machine;
 using simulated::MachineError;
+using simulated::Waitable;
 
 /** Starts as an elevated shell start. @return whether it was started, with its process if it gave one */
 bool Execute(const std::u16string& file, const std::u16string& parameters, platform::HANDLE& process) {
@@ -116,6 +118,29 @@ TEST_F(DescribedPrograms, StepWaitsOnTheMachinesClock) {
   machine.clock.UseOwnTime();
   EXPECT_EQ(RunToEnd(u"C:\\setup.exe"), 0U);
   EXPECT_EQ(machine.clock.ElapsedMs(), 3600001U);
+}
+
+TEST_F(DescribedPrograms, StepWaitsForAWatchAndForAFile) {
+  Write("registry/a.reg", kHeader + "[HKEY_LOCAL_MACHINE\\Software\\App]\n");
+  Describe(R"({"C:\\setup.exe": {"steps": [
+      {"waitsForWatch": "HKEY_LOCAL_MACHINE\\Software\\App", "adds": ["C:\\watched.txt"]},
+      {"waitsForFile": "C:\\go.txt", "adds": ["C:\\gone-on.txt"]}]}})");
+  Machine& machine = Open(Changes::Discarded);
+  platform::HANDLE process = nullptr;
+  ASSERT_TRUE(Execute(u"C:\\setup.exe", u"", process));
+  EXPECT_FALSE(machine.drives.Exists(u"C:\\watched.txt"));
+  {
+    const std::lock_guard guard(machine.registry.Lock());
+    machine.registry.Watch({machine.registry.Find(u"HKLM\\Software\\App"), nullptr, false,
+                            simulated::kNameChange,
+                            std::make_shared<Waitable>(Waitable{.kind = Waitable::Kind::Event})});
+  }
+  while (!machine.drives.Exists(u"C:\\watched.txt")) std::this_thread::yield();
+  EXPECT_FALSE(machine.drives.Exists(u"C:\\gone-on.txt"));
+  machine.drives.AddFile(u"C:\\go.txt");
+  machine.programs.WaitForAll();
+  EXPECT_TRUE(machine.drives.Exists(u"C:\\gone-on.txt"));
+  platform::CloseHandle(process);
 }
 
 TEST_F(DescribedPrograms, RemovedKeysAndValuesStayRemoved) {
