@@ -2,6 +2,10 @@
 //   CANNED_ICON   the icon text of every application
 //   CANNED_NAME   the name of the one application in the list, in whatever bytes
 //   CANNED_THROW  the message of an exception that asking for the list ends in
+//   CANNED_ERRMSG the message that every job fails with at once
+//   CANNED_BEFORE, CANNED_AFTER  that application's version until a job has failed, and then; "-" is not
+//   listed
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -15,9 +19,19 @@ char* CopyOf(const char* text) {
   return std::strcpy(static_cast<char*>(std::malloc(std::strlen(text) + 1)), text);
 }
 
+std::atomic<bool> hasFailed = false;
+
 const char* Answer(const char* variable) {
   const char* text = std::getenv(variable);
   return text != nullptr ? text : "";
+}
+
+template <class Request>
+void Fail(Request* request, void (*callback)(Request*)) {
+  std::strcpy(request->Result, "Fail");
+  std::strcpy(request->ErrMsg, Answer("CANNED_ERRMSG"));
+  hasFailed = true;
+  std::thread([=] { callback(request); }).detach();
 }
 
 }  // namespace
@@ -34,10 +48,13 @@ void GetAppIconAsync(IconCallback callback, const char*) {
 
 void GetInstalledAppList(InstalledAppEntry** entries, std::uint32_t* count, bool) {
   if (*Answer("CANNED_THROW") != '\0') throw std::runtime_error(Answer("CANNED_THROW"));
+  const char* const version = Answer(hasFailed ? "CANNED_AFTER" : "CANNED_BEFORE");
   *entries = new InstalledAppEntry[1];
+  *count = 0;
+  if (std::strcmp(version, "-") == 0) return;
   **entries = {CopyOf(Answer("CANNED_NAME")),
                CopyOf(""),
-               CopyOf(""),
+               CopyOf(version),
                CopyOf(""),
                CopyOf(""),
                CopyOf(""),
@@ -45,4 +62,8 @@ void GetInstalledAppList(InstalledAppEntry** entries, std::uint32_t* count, bool
                2};
   *count = 1;
 }
+
+void Install(InstallRequest* request, InstallCallback callback) { Fail(request, callback); }
+
+void Uninstall(UninstallRequest* request, UninstallCallback callback) { Fail(request, callback); }
 }

@@ -2,14 +2,19 @@
 
 import json
 import os
+import pathlib
+import re
+import shlex
+import shutil
 import signal
 import subprocess
-import time
 
 from kestrelbay import HEADER, PROGRAM, SECONDS, UNINSTALL, TestCase, app, environment, key
 
 ENTRY = f"HKEY_LOCAL_MACHINE\\{UNINSTALL}\\Alpha"
 REMOVER = r"C:\Alpha\remove.exe"
+# The file that programs wait for which a test lets go on.
+GO = r"C:\go"
 
 
 class JobTestCase(TestCase):
@@ -36,6 +41,35 @@ class JobTestCase(TestCase):
     def listed(self, machine):
         return {entry["displayName"]: entry["displayVersion"]
                 for entry in json.loads(self.output("--machine", machine, "--json", "list"))}
+
+
+    def follow(self, machine, *arguments):
+        """The host at work, with its log or not as the arguments say; to be used as a context."""
+        return subprocess.Popen([PROGRAM, "--machine", str(machine), *arguments], stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment())
+
+    def read_until(self, process, awaited, lines=b""):
+        """Standard error up to a text that must come, behind what was read of it already."""
+        while awaited not in lines:
+            piece = os.read(process.stderr.fileno(), 4096)
+            self.assertTrue(piece, lines)
+            lines += piece
+        return lines
+
+    def let_go_on(self, machine):
+        (machine / "drives" / "C" / "go").touch()
+
+    def finish(self, process, lines):
+        """Status and both outputs of the host at its end."""
+        output, rest = process.communicate(timeout=SECONDS)
+        return process.returncode, output.decode(), (lines + rest).decode()
+
+    def let_go_on_when(self, machine, awaited, *arguments):
+        """Runs the host, and its programs go on when it has told this on standard error."""
+        with self.follow(machine, *arguments) as process:
+            lines = self.read_until(process, awaited)
+            self.let_go_on(machine)
+            return self.finish(process, lines)
 
 
 class InstallTest(JobTestCase):
@@ -80,12 +114,32 @@ class InstallTest(JobTestCase):
         told = json.loads(done.stdout)
         self.assertEqual((told["result"], told["errMsg"], told["change"]), ("Fail", "Update fail!", "still there"))
 
+    def test_failure_that_is_none_a_moment_later_is_told_as_that(self):
+        for message, after, told in (
+                ("Cannot find the app from registry!", "2.0",
+                 'not installed when that was judged: "A" has changed since (not installed -> 2.0), see'),
+                ("Update fail!", "2.0", 'not updated when that was judged: "A" has changed since (1.0 -> 2.0), see'),
+                ("Update fail!", "-", '"A" has changed since (1.0 -> not installed)'),
+                ("Update fail!", "1.0", 'not updated: "A" has its version still (1.0 -> 1.0)')):
+            canned = {"CANNED_NAME": "A", "CANNED_ERRMSG": message, "CANNED_AFTER": after,
+                      "CANNED_BEFORE": "1.0" if message == "Update fail!" else "-"}
+            self.assertIn(told, self.refusal(1, "install", r"C:\setup.exe", "--name", "A", canned=canned))
+
+    def test_update_that_leaves_nothing_is_told_as_a_removal(self):
+        machine = self.pc(self.alpha(), programs={r"C:\setup.exe": [{"merges": "setups/gone.reg"}]})
+        self.setup_file(machine, "gone.reg", f"\n[-{ENTRY}]\n")
+        self.assertEqual(self.output("--machine", machine, "install", r"C:\setup.exe", "--name", "Alpha"),
+                         "Removed by its installer, Alpha: 1.0 -> not installed\n")
+
     def test_missing_installer_and_names(self):
-        machine = self.pc(programs={})
+        machine = self.machine(name="empty")
         self.assertIn("there is no file C:\\none.exe",
                       self.refusal(1, "--machine", machine, "install", r"C:\none.exe", "--name", "A"))
         self.assertIn("no installer",
                       self.refusal(1, "--machine", machine, "install", "", "--name", "A"))
+        setup = self.machine_with()
+        self.assertIn("no name: give the one that the application will be listed under, with --name",
+                      self.refusal(1, "--machine", setup, "install", r"C:\setup.exe", "--name", ""))
         self.assertIn("--name", self.refusal(2, "--machine", machine, "install", r"C:\none.exe"))
         self.assertIn("at most 259",
                       self.refusal(2, "--machine", machine, "install", "C:\\" + "x" * 257, "--name", "A"))
@@ -119,17 +173,26 @@ class UninstallTest(JobTestCase):
         return machine
 
     def test_removal_is_told_and_lasts(self):
-        machine = self.machine_with([{"waitMs": 300, "merges": "setups/gone.reg", "removes": [REMOVER]}])
+        machine = self.machine_with([{"waitsForWatch": ENTRY, "merges": "setups/gone.reg", "removes": [REMOVER]}])
         self.assertEqual(self.output("--machine", machine, "uninstall", "Alpha"),
                          "Removed Alpha: 1.0 -> not installed\n")
         self.assertEqual(self.listed(machine), {})
         self.assertFalse((machine / "drives" / "C" / "Alpha" / "remove.exe").exists())
 
     def test_uninstaller_that_goes_on_is_waited_for_before_the_machine_is_left(self):
-        machine = self.machine_with([{"waitMs": 300, "merges": "setups/sub.reg"},
-                                     {"waitMs": 700, "merges": "setups/gone.reg"}])
-        self.assertIn('"Alpha" is still listed', self.refusal(1, "--machine", machine, "uninstall", "Alpha"))
+        machine = self.machine_with([{"waitsForWatch": ENTRY, "merges": "setups/sub.reg"},
+                                     {"waitsForFile": GO, "merges": "setups/gone.reg"}])
+        status, output, lines = self.let_go_on_when(machine, b'"Alpha" is still listed', "uninstall", "Alpha")
+        self.assertEqual((status, output), (1, ""))
+        self.assertRegex(lines, r"\Akestrelbay: [^\n]+\n\Z")
         self.assertEqual(self.listed(machine), {})
+
+    def test_failure_that_is_none_a_moment_later_is_told_as_that(self):
+        canned = {"CANNED_NAME": "A", "CANNED_ERRMSG": "The app is still in registry!", "CANNED_BEFORE": "1.0"}
+        self.assertIn('not removed when that was judged: "A" has gone since (1.0 -> not installed)',
+                      self.refusal(1, "uninstall", "A", canned={**canned, "CANNED_AFTER": "-"}))
+        self.assertIn('not removed: "A" is still listed (1.0 -> 1.0)',
+                      self.refusal(1, "uninstall", "A", canned={**canned, "CANNED_AFTER": "1.0"}))
 
     def test_refusals_say_what_to_do(self):
         machine = self.pc(self.alpha(), app("Bare", UninstallString=r"C:\none.exe"),
@@ -137,6 +200,15 @@ class UninstallTest(JobTestCase):
         self.assertIn("was refused", self.refusal(1, "--machine", machine, "uninstall", "Alpha"))
         self.assertIn("kestrelbay forget", self.refusal(1, "--machine", machine, "uninstall", "Bare"))
         self.assertIn('nothing is listed as "None"', self.refusal(1, "--machine", machine, "uninstall", "None"))
+        self.assertIn("no name: give the one that the application is listed under",
+                      self.refusal(1, "--machine", machine, "uninstall", ""))
+
+    def test_application_without_a_command_is_told_as_that(self):
+        # The installer's entries need none to be listed.
+        product = f"HKEY_LOCAL_MACHINE\\{UNINSTALL}\\{{11111111-2222-3333-4444-555555555555}}"
+        machine = self.machine(key(product, {"DisplayName": "Bare", "WindowsInstaller": "1"}))
+        self.assertIn('"Bare" has no uninstall command; remove it as it was installed',
+                      self.refusal(1, "--machine", machine, "uninstall", "Bare"))
 
     def test_json_tells_the_cancellation(self):
         machine = self.pc(self.alpha(), programs={REMOVER: {"givesHandle": False}})
@@ -146,24 +218,26 @@ class UninstallTest(JobTestCase):
 
 
 class InterruptTest(JobTestCase):
-    def interrupt(self, machine, *arguments, count=1, waiting=b"enter StartInstallProcessAndWait"):
-        """Interrupts a job that is sure to wait, and then its end; returns status and both outputs."""
-        with subprocess.Popen([PROGRAM, "--machine", str(machine), "--log", *arguments], stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment()) as process:
-            lines = b""
-            while waiting not in lines:
-                lines += os.read(process.stderr.fileno(), 4096)
-            for _ in range(count):
-                process.send_signal(signal.SIGINT)
-                while count > 1 and b"no longer waiting" not in lines:
-                    lines += os.read(process.stderr.fileno(), 4096)
-            output, rest = process.communicate(timeout=SECONDS)
-            return process.returncode, output.decode(), (lines + rest).decode()
+    # Programs wait for a file here, so that none of them can end before the host has told its verdict.
+    WAITING = {"waitsForFile": GO}
+
+    def interrupt(self, machine, *arguments, waiting, verdict):
+        """Interrupts a job that waits, and lets its program go on when the verdict is told."""
+        with self.follow(machine, "--log", *arguments) as process:
+            lines = self.read_until(process, waiting)
+            process.send_signal(signal.SIGINT)
+            lines = self.read_until(process, verdict, lines)
+            self.let_go_on(machine)
+            return self.finish(process, lines)
+
+    def interrupt_installer(self, machine, *arguments):
+        return self.interrupt(machine, *arguments, "install", r"C:\setup.exe", "--name", "Alpha",
+                              waiting=b"enter StartInstallProcessAndWait", verdict=b"kestrelbay: not installed: ")
 
     def test_first_one_ends_the_wait_and_not_the_installer(self):
-        machine = self.pc(programs={r"C:\setup.exe": [{"waitMs": 2000, "merges": "setups/alpha.reg"}]})
+        machine = self.pc(programs={r"C:\setup.exe": [{**self.WAITING, "merges": "setups/alpha.reg"}]})
         self.setup_file(machine, "alpha.reg", self.alpha())
-        status, output, lines = self.interrupt(machine, "install", r"C:\setup.exe", "--name", "Alpha")
+        status, output, lines = self.interrupt_installer(machine)
         self.assertEqual((status, output), (1, ""))
         self.assertIn("no longer waiting: the installer goes on by itself", lines)
         self.assertIn("setStopAppEvent success.", lines)
@@ -171,45 +245,88 @@ class InterruptTest(JobTestCase):
         self.assertEqual(self.listed(machine), {"Alpha": "1.0"})
 
     def test_json_tells_that_the_wait_was_ended(self):
-        machine = self.pc(programs={r"C:\setup.exe": [{"waitMs": 1000}]})
-        status, output, _ = self.interrupt(machine, "--json", "install", r"C:\setup.exe", "--name", "Alpha")
+        machine = self.pc(programs={r"C:\setup.exe": [self.WAITING]})
+        status, output, _ = self.interrupt_installer(machine, "--json")
         self.assertEqual(status, 1)
         told = json.loads(output)
         self.assertEqual((told["result"], told["change"], told["stopped"]), ("Fail", "none", True))
 
     def test_removal_is_judged_at_once_and_its_uninstaller_goes_on(self):
-        machine = self.pc(self.alpha(), programs={REMOVER: [{"waitMs": 2000, "merges": "setups/gone.reg"}]})
+        machine = self.pc(self.alpha(), programs={REMOVER: [{**self.WAITING, "merges": "setups/gone.reg"}]})
         self.setup_file(machine, "gone.reg", f"\n[-{ENTRY}]\n")
-        status, output, lines = self.interrupt(machine, "uninstall", "Alpha", waiting=b"rootKeyStr=")
+        status, output, lines = self.interrupt(machine, "uninstall", "Alpha", waiting=b"rootKeyStr=",
+                                               verdict=b"kestrelbay: not removed: ")
         self.assertEqual((status, output), (1, ""))
         self.assertIn("no longer waiting: the uninstaller goes on by itself", lines)
         self.assertIn('"Alpha" is still listed (1.0 -> 1.0); its uninstaller failed, or is still at work', lines)
         self.assertEqual(self.listed(machine), {})
 
     def test_second_one_ends_the_process(self):
-        machine = self.pc(programs={r"C:\setup.exe": [{"waitMs": 600000}]})
-        begin = time.monotonic()
-        status, _, lines = self.interrupt(machine, "install", r"C:\setup.exe", "--name", "Alpha", count=2)
+        machine = self.pc(programs={r"C:\setup.exe": [self.WAITING]})
+        with self.follow(machine, "--log", "install", r"C:\setup.exe", "--name", "Alpha") as process:
+            lines = self.read_until(process, b"enter StartInstallProcessAndWait")
+            process.send_signal(signal.SIGINT)
+            lines = self.read_until(process, b"no longer waiting", lines)
+            process.send_signal(signal.SIGINT)
+            status, _, _ = self.finish(process, lines)
         self.assertEqual(status, -signal.SIGINT)
-        self.assertIn("no longer waiting", lines)
-        self.assertLess(time.monotonic() - begin, SECONDS)
 
 
 class SampleTest(JobTestCase):
+    DOWNLOADS = "C:\\Users\\Anna\\Downloads\\"
+
+    def sample(self):
+        """A copy of the sample, on which changes last, and where no program takes longer than it must."""
+        copy = self.folder / "my-pc"
+        shutil.copytree(pathlib.Path(PROGRAM).parents[1] / "share" / "kestrelbay" / "desk", copy)
+        file = copy / "machine.json"
+        machine = json.loads(file.read_text())
+        for program in machine["programs"].values():
+            for step in program.get("steps", []):
+                step["waitMs"] = step["waitMs"] // 10
+        file.write_text(json.dumps(machine))
+        return copy
+
     def test_default_machine_installs_and_stays_as_it_is(self):
         self.assertEqual(
-            self.output("install", r"C:\Users\Anna\Downloads\mothlight-setup.exe", "--name", "Mothlight Player"),
+            self.output("install", self.DOWNLOADS + "mothlight-setup.exe", "--name", "Mothlight Player"),
             "Installed Mothlight Player: not installed -> 2.6.1\n")
         self.assertIn("nothing is listed", self.refusal(1, "uninstall", "Mothlight Player"))
 
     def test_each_kind_of_program_is_there(self):
-        downloads = "C:\\Users\\Anna\\Downloads\\"
         self.assertEqual(
-            self.output("install", downloads + "inkwhistle-4.0.exe", "--name", "Inkwhistle PDF Viewer"),
+            self.output("install", self.DOWNLOADS + "inkwhistle-4.0.exe", "--name", "Inkwhistle PDF Viewer"),
             "Updated Inkwhistle PDF Viewer: 3.9 -> 4.0\n")
-        self.assertIn("not listed",
-                      self.refusal(1, "install", downloads + "gullyfoot-setup.exe", "--name", "Gullyfoot Importer"))
-        self.assertIn("2.60.0 -> 2.60.0",
-                      self.refusal(1, "install", downloads + "wrenlock-update.exe", "--name", "Wrenlock Password Safe"))
+        self.assertIn("not listed", self.refusal(1, "install", self.DOWNLOADS + "gullyfoot-setup.exe",
+                                                 "--name", "Gullyfoot Importer"))
+        self.assertIn("2.60.0 -> 2.60.0", self.refusal(1, "install", self.DOWNLOADS + "wrenlock-update.exe",
+                                                       "--name", "Wrenlock Password Safe"))
         self.assertIn("was refused", self.refusal(1, "uninstall", "Wrenlock Password Safe"))
         self.assertIn("still at work", self.refusal(1, "uninstall", "Skerry Screen Reader"))
+
+    def test_does_on_a_copy_as_the_readme_says(self):
+        readme = (pathlib.Path(__file__).parents[2] / "README.md").read_text()
+        block, told = re.search(r"^    alias pc=.*\n((?:    .+\n)+)\n((?:    .+\n)+)", readme, re.MULTILINE).groups()
+        machine = self.sample()
+        lines = []
+        for line in block.splitlines():
+            command, *arguments = shlex.split(line, comments=True)
+            self.assertEqual(command, "pc")
+            done = self.run_host("--machine", machine, *arguments)
+            lines += ["    " + line for line in (done.stdout + done.stderr).decode().splitlines()]
+        expected = "".join(r"(?s:.*)" if line == "    ..." else re.escape(line + "\n") for line in told.splitlines())
+        self.assertRegex("\n".join(lines) + "\n", r"\A" + expected + r"\Z")
+        self.assertEqual(self.listed(machine)["Inkwhistle PDF Viewer"], "4.0")
+
+    def test_other_programs_of_the_sample_do_on_a_copy_as_its_description_says(self):
+        machine = self.sample()
+        self.assertEqual(self.output("--machine", machine, "uninstall", "Inkwhistle PDF Viewer"),
+                         "Removed Inkwhistle PDF Viewer: 3.9 -> not installed\n")
+        self.assertRegex(self.output("--machine", machine, "install", self.DOWNLOADS + "oakhollow-18.exe",
+                                     "--name", "Oakhollow Archiver"),
+                         r"\AUpdated Oakhollow Archiver: [\d.]+ -> 18\.00\n\Z")
+        self.assertIn("still at work", self.refusal(1, "--machine", machine, "uninstall", "Skerry Screen Reader"))
+        listed = self.listed(machine)
+        self.assertEqual(listed["Oakhollow Archiver"], "18.00")
+        for name in ("Inkwhistle PDF Viewer", "Skerry Screen Reader"):
+            self.assertNotIn(name, listed)

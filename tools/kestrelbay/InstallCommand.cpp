@@ -39,7 +39,12 @@ std::string Explanation(const std::string& errMsg, const InstallOptions& options
     return "no installer: there is no file " + options.installer + " on the machine; give its whole path";
   if (errMsg == "DisplayName is empty!")
     return "no name: give the one that the application will be listed under, with --name";
-  if (errMsg == "Update fail!")
+  const bool isUpdate = errMsg == "Update fail!";
+  // This looks a moment later than the library did.
+  if (change.Kind() != (isUpdate ? "still there" : "none"))
+    return (isUpdate ? "not updated" : "not installed") + std::string(" when that was judged: \"") +
+           options.name + "\" has changed since (" + change.InWords() + "), see kestrelbay list";
+  if (isUpdate)
     return "not updated: \"" + options.name + "\" has its version still (" + change.InWords() +
            "); the installer failed or was refused, see --log";
   return "not installed: \"" + options.name + "\" is not listed (" + change.InWords() +
@@ -47,8 +52,10 @@ std::string Explanation(const std::string& errMsg, const InstallOptions& options
 }
 
 std::string Success(const Change& change, const std::string& name) {
-  return (change.before ? "Updated " : "Installed ") + Printable(name) + ": " + Printable(change.InWords()) +
-         "\n";
+  const std::string told = Printable(name) + ": " + Printable(change.InWords()) + "\n";
+  // A version that is gone counts as changed, so the library calls this a success.
+  if (change.Kind() == "gone") return "Removed by its installer, " + told;
+  return (change.before ? "Updated " : "Installed ") + told;
 }
 
 void InstallApp(Session& session, const InstallOptions& options) {

@@ -32,6 +32,9 @@ std::string Explanation(const std::string& errMsg, const std::string& name, cons
            "\" is gone; take the entry away with: kestrelbay forget";
   if (errMsg == "Start uninstall process fail!")
     return "not removed: the uninstaller of \"" + name + "\" was refused or cannot be started; see --log";
+  // This looks a moment later than the library did.
+  if (!change.after)
+    return "not removed when that was judged: \"" + name + "\" has gone since (" + change.InWords() + ")";
   return "not removed: \"" + name + "\" is still listed (" + change.InWords() +
          "); its uninstaller failed, or is still at work: see kestrelbay list later";
 }
