@@ -4,8 +4,7 @@
  * Tells the time that a start takes of its caller beside the pause, what an installation takes beside its two
  * scans, that 64 jobs at once all report, and what so many installations and removals, one after the other,
  * leave allocated and open, beside what their look-ups and starts of programs leave that are made without a
- * job. Ends with status 1 where a job fails, a start takes a millisecond on average, or a job leaves
- * something of its own.
+ * job. Ends with status 1 where a job fails or leaves something of its own, however long it took.
  */
 #include <algorithm>
 #include <chrono>
@@ -33,9 +32,12 @@ using std::chrono::steady_clock;
 using Microseconds = std::chrono::duration<double, std::micro>;
 
 constexpr std::size_t kAtOnce = 64;
-constexpr double kMostStartMicroseconds = 1000;
-/** Tables that grow in leaps share that out unevenly. */
-constexpr double kMostOwnBytes = 256;
+/**
+ * The machine's list of starts, 72 bytes each, and its table of handles grow in leaps, and the two runs that
+ * are compared need not meet the same ones: up to 96 bytes a job were measured, either way, and less the more
+ * jobs there are. What a job itself left would be there in every run.
+ */
+constexpr double kMostOwnBytes = 128;
 const std::u16string kEntry = u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Job";
 
 /** Counts workers that have reported and ended. One reports at a time: their table has no lock. */
@@ -266,6 +268,5 @@ int main(int count, char** values) {
               bytesOfTheRules);
   isWhole &= leftProcesses == jobs / 2 && leftEvents == 0 && machine.OpenKeys() == 0;
   isWhole &= std::abs(bytesOfAJob - bytesOfTheRules) < kMostOwnBytes;
-  isWhole &= startMicroseconds / rounds < kMostStartMicroseconds;
   return isWhole ? EXIT_SUCCESS : EXIT_FAILURE;
 }
