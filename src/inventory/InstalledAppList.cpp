@@ -6,9 +6,8 @@
 namespace kestrelbay {
 namespace {
 
-// Small enough that a short list wastes little, and that an allocator which hands large blocks back to the
-// system keeps these for the next list.
-constexpr std::size_t kBlockBytes = 0x18000;
+// Small enough that an allocator which hands large blocks back to the system keeps these for the next list.
+constexpr std::size_t kLargestBlockBytes = 0x18000;
 
 struct WideText {
   std::u16string_view ListedApp::*listed;
@@ -42,7 +41,8 @@ static_assert(std::is_trivially_destructible_v<ListedApp>);
 std::byte* PieceMemory::Take(std::size_t bytes) {
   const std::size_t whole = (bytes + alignof(ListedApp) - 1) / alignof(ListedApp) * alignof(ListedApp);
   if (blocks.empty() || rest.size() < whole) {
-    const std::size_t blockBytes = std::max(whole, kBlockBytes);
+    const std::size_t blockBytes = std::max(whole, nextBlockBytes);
+    nextBlockBytes = std::min(nextBlockBytes * 2, kLargestBlockBytes);
     blocks.push_back(std::make_unique_for_overwrite<std::byte[]>(blockBytes));
     rest = {blocks.back().get(), blockBytes};
   }

@@ -36,7 +36,8 @@ class PieceMemory {
 
  private:
   std::vector<std::unique_ptr<std::byte[]>> blocks;
-  std::span<std::byte> rest;  // of the last block; of none where there are no blocks
+  std::size_t nextBlockBytes = 0x1000;  // a list that is kept for good may hold a handful of records
+  std::span<std::byte> rest;            // of the last block; of none where there are no blocks
 };
 
 /**
