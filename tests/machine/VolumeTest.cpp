@@ -181,7 +181,9 @@ TEST_F(VolumeTest, ProgressEndsWithTheWholeAndNeverGoesBack) {
 
 TEST_F(VolumeTest, ValueOfAMebibyte) {
   WriteHive(kSoftware);
-  SetSegmentedData(folder / kSoftware, "value", std::string((1 << 20) - 2, 'x') + "yy");
+  std::string data(1 << 20, 'x');
+  data.replace(data.size() - 2, 2, "yy");
+  SetSegmentedData(folder / kSoftware, "value", data);
   std::u16string expected(1 << 19, u'\x7878');
   expected.back() = u'\x7979';
   EXPECT_EQ(Value(*Open(), u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key"), expected);
