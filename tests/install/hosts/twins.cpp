@@ -51,7 +51,10 @@ void LetTheOneBeforeEnd(const char*, std::int32_t, const char* text) {
   std::this_thread::sleep_for(std::chrono::seconds(1));
 }
 
-void EndWell(int) {
+void EndWell(int number) {
+  // Windows forgets the handler when it calls it, and what ends a process may come twice: from another
+  // thread, or from the library as it is taken down.
+  std::signal(number, &EndWell);
   std::remove("running");
   std::_Exit(0);
 }
