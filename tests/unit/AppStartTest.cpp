@@ -242,11 +242,12 @@ TEST_F(AppStarting, AnAsynchronousStartHasTextsOfItsOwn) {
 TEST_F(AppStarting, AnAsynchronousStartThatFailsIsInvisible) {
   machine.journal.Start();
   start.StartAnyExeAsync("C:\\none.exe", "");
-  const auto isTried = [&] {
+  // The last that its thread asks the machine.
+  const auto hasFailed = [&] {
     const auto calls = machine.journal.Calls();
-    return std::ranges::any_of(calls, [](const auto& call) { return call.name == "CreateProcessW"; });
+    return std::ranges::any_of(calls, [](const auto& call) { return call.name == "GetLastError"; });
   };
-  while (!isTried()) std::this_thread::yield();
+  while (!hasFailed()) std::this_thread::yield();
   machine.journal.Stop();
   EXPECT_THAT(Started(), ElementsAre());
   EXPECT_THAT(log.Lines(), ElementsAre());

@@ -90,8 +90,8 @@ TEST_P(EntryLine, IsTheFirstActOfTheExport) {
   const std::string name = GetParam().name;
   machine.journal.Start();
   GetParam().call();
-  // An asynchronous start tells nobody when it is made.
-  while (name == "StartAnyExeAsync" && CountCalls("CreateProcessW") == 0) std::this_thread::yield();
+  // An asynchronous start tells nobody when it is made. This is the last that its thread asks the machine.
+  while (name == "StartAnyExeAsync" && CountCalls("GetLastError") == 0) std::this_thread::yield();
   machine.journal.Stop();
   const simulated::JournalCall first = machine.journal.Calls().at(0);
   EXPECT_EQ(first.name, "QVSLOGI");
