@@ -1,7 +1,7 @@
 """A machine that Wine is, captured there and used elsewhere: it lists and tells the same, byte for byte."""
 
 import base64
-import importlib.util
+import importlib
 import json
 import os
 import pathlib
@@ -25,12 +25,8 @@ NOWHERE = {"stdin": subprocess.DEVNULL, "stdout": subprocess.DEVNULL, "stderr": 
 
 
 def load(name):
-    path = pathlib.Path(__file__).parent.parent / "checks" / name
-    sys.path.append(str(path.parent))
-    spec = importlib.util.spec_from_file_location("icons", path)
-    module = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(module)
-    return module
+    sys.path.append(str(pathlib.Path(__file__).parent.parent / "checks"))
+    return importlib.import_module(name)
 
 
 def windows_path(path):
@@ -187,7 +183,7 @@ class RoundTripTest(WineTestCase):
         self.assertLess(*order)
 
     def test_icons_are_drawn_the_same(self):
-        icons = load("check-program-icons.py")
+        icons = load("check-program-icons")
         programs = [icons.PROGRAMS / (name + ".exe") for name in icons.NAMES]
         programs = {path.stem: path for path in programs if path.exists()}
         place = self.folder / "programs"
