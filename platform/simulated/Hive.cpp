@@ -5,14 +5,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <future>
 #include <stdexcept>
 #include <utility>
 
-#include "simulated/HiveDamage.h"
+#include "simulated/HiveRecords.h"
 #include "simulated/MachineError.h"
-#include "simulated/WholeFile.h"
-#include "simulated/WideText.h"
 
 namespace simulated {
 namespace {
@@ -28,34 +25,23 @@ std::string WhyNot(int error) {
   return std::string("cannot be read (") + std::strerror(error) + "); make it readable";
 }
 
-void RequireWhole(const std::filesystem::path& file, const MappedFile& mapped,
-                  std::atomic<std::uint64_t>& doneBytes) {
-  if (const auto damage = FindHiveDamage(mapped.Span(), doneBytes))
-    throw MachineError(file.string() + ": the hive is damaged: " + *damage + "; restore it from a backup");
-}
-
 }  // namespace
 
-std::shared_ptr<Hive> Hive::Open(const std::filesystem::path& file, const LoadObserver& observer,
-                                 std::atomic<std::uint64_t>& doneBytes) {
-  const MappedFile mapped(file);
-  // Opening a large one takes as long as looking through it, and neither needs the other.
-  constexpr std::size_t kLarge = 8 << 20;
-  auto whole = std::async(mapped.Span().size() < kLarge ? std::launch::deferred : std::launch::async,
-                          [&] { RequireWhole(file, mapped, doneBytes); });
+std::shared_ptr<Hive> Hive::Open(const std::filesystem::path& file, std::shared_ptr<const MappedFile> bytes,
+                                 const LoadObserver& observer) {
   hive_h* const handle = hivex_open(file.c_str(), 0);
   const int problem = errno;
-  const auto hive =
-      handle ? std::shared_ptr<Hive>(new Hive(handle, file, observer)) : std::shared_ptr<Hive>();
-  doneBytes += mapped.Span().size();
-  // What it finds says more than the library's error.
-  whole.get();
-  if (!hive) throw MachineError(file.string() + ": the hive " + WhyNot(problem));
-  return hive;
+  if (!handle) throw MachineError(file.string() + ": the hive " + WhyNot(problem));
+  return std::shared_ptr<Hive>(new Hive(handle, file, std::move(bytes), observer));
 }
 
-Hive::Hive(hive_h* handle, std::filesystem::path file, const LoadObserver& observer)
-    : handle_(handle), file_(std::move(file)), damage_(observer.damage), warning_(observer.warning) {}
+Hive::Hive(hive_h* handle, std::filesystem::path file, std::shared_ptr<const MappedFile> bytes,
+           const LoadObserver& observer)
+    : handle_(handle),
+      file_(std::move(file)),
+      bytes_(std::move(bytes)),
+      damage_(observer.damage),
+      warning_(observer.warning) {}
 
 Hive::~Hive() { hivex_close(handle_); }
 
@@ -73,7 +59,7 @@ std::uint64_t Hive::TimeOf(Node node) const {
 
 void Hive::FillLater(Key& key, Node node) {
   key.lastWriteTime = TimeOf(node);
-  key.FillLater([hive = shared_from_this(), node](Key& empty) { hive->Fill(empty, node); });
+  key.FillLater(*this, node);
 }
 
 void Hive::Fill(Key& key, Node node) {
@@ -85,21 +71,20 @@ void Hive::Fill(Key& key, Node node) {
 }
 
 void Hive::AddValue(Key& key, std::size_t value) {
-  const Block<char> name(hivex_value_key(handle_, value));
+  const auto name = NameIn<ValueRecord>(bytes_->Span(), value);
   hive_type type = hive_t_REG_NONE;
   std::size_t size = 0;
   const Block<char> data(hivex_value_value(handle_, value, &type, &size));
   if (!name || !data) return TellOfDamage();
-  const std::string_view nameText(name.get(), hivex_value_key_len(handle_, value));
-  key.SetValue(FromUtf8(nameText), static_cast<platform::DWORD>(type),
+  key.SetValue(*name, static_cast<platform::DWORD>(type),
                {reinterpret_cast<const std::uint8_t*>(data.get()), size});
 }
 
 void Hive::AddSubKey(Key& key, Node node) {
-  const Block<char> name(hivex_node_name(handle_, node));
+  const auto name = NameIn<KeyRecord>(bytes_->Span(), node);
   if (!name) return TellOfDamage();
   try {
-    FillLater(key.CreateSubKey(FromUtf8({name.get(), hivex_node_name_len(handle_, node)})), node);
+    FillLater(key.CreateSubKey(*name), node);
   } catch (const std::length_error& impossible) {
     WarnOfImpossible(impossible.what());
   }

@@ -1,9 +1,9 @@
 #include "simulated/HiveDamage.h"
 
 #include <algorithm>
-#include <string_view>
 #include <vector>
 
+#include "simulated/HiveRecords.h"
 #include "simulated/LittleEndian.h"
 
 namespace simulated {
@@ -15,9 +15,6 @@ constexpr std::size_t kPageBytes = 0x1000;
 /** The bins begin behind one page. Offsets in a hive count from there. */
 constexpr std::size_t kHeaderBytes = kPageBytes;
 constexpr std::size_t kBinHeaderBytes = 0x20;
-constexpr std::size_t kCellHeaderBytes = 4;
-constexpr std::size_t kKeyBytes = 76;
-constexpr std::size_t kValueBytes = 20;
 /** Longer data is cut into segments of this size. */
 constexpr std::size_t kSegmentBytes = 16344;
 constexpr std::uint32_t kIsInline = 0x80000000;
@@ -30,8 +27,14 @@ struct Damage {
   std::string what;
 };
 
-bool BeginsWith(Bytes bytes, std::string_view kind) {
-  return bytes.size() >= kind.size() && std::equal(kind.begin(), kind.end(), bytes.begin());
+/** The two letters that a record begins with. */
+constexpr std::uint16_t Kind(const char (&letters)[3]) {
+  return static_cast<std::uint16_t>(letters[0] | letters[1] << 8);
+}
+
+/** What a header begins with: four letters. */
+constexpr std::uint32_t Kind(const char (&letters)[5]) {
+  return Kind({letters[0], letters[1], '\0'}) | std::uint32_t{Kind({letters[2], letters[3], '\0'})} << 16;
 }
 
 class Inspector {
@@ -42,7 +45,7 @@ class Inspector {
     InspectHeader();
     InspectBins();
     // Each key takes more room than this: more of them than fit stand in a circle.
-    std::size_t keysLeft = bins_.size() / kKeyBytes;
+    std::size_t keysLeft = bins_.size() / KeyRecord::kName;
     for (keys_.push_back(Read32(file_, 0x24)); !keys_.empty(); --keysLeft) {
       if (keysLeft == 0) throw Damage{"its keys stand in a circle"};
       const std::uint32_t key = keys_.back();
@@ -60,7 +63,8 @@ class Inspector {
 
   void InspectHeader() {
     if (file_.empty()) throw Damage{"it is empty"};
-    if (!BeginsWith(file_, "regf")) throw Damage{"it does not begin as a hive does"};
+    if (file_.size() < 4 || Read32(file_, 0) != Kind("regf"))
+      throw Damage{"it does not begin as a hive does"};
     const std::size_t needed = file_.size() < kHeaderBytes ? 0 : Read32(file_, 0x28);
     if (needed == 0 || file_.size() - kHeaderBytes < needed)
       throw Damage{"it is cut off after " + std::to_string(file_.size()) + " bytes"};
@@ -71,7 +75,7 @@ class Inspector {
     for (std::size_t at = 0; at < bins_.size();) {
       const Bytes bin = bins_.subspan(at);
       const std::size_t size = bin.size() < kBinHeaderBytes ? 0 : Read32(bin, 8);
-      if (!BeginsWith(bin, "hbin") || Read32(bin, 4) != at || size == 0 || size % kPageBytes != 0 ||
+      if (size == 0 || Read32(bin, 0) != Kind("hbin") || Read32(bin, 4) != at || size % kPageBytes != 0 ||
           size > bin.size())
         FailAt(at, "a bin has no header");
       at += size;
@@ -89,25 +93,32 @@ class Inspector {
   }
 
   void InspectKey(std::uint32_t offset) {
-    const Bytes key = Cell(offset, kKeyBytes, "a key cannot be read");
-    if (!BeginsWith(key, "nk") || key.size() - kKeyBytes < Read16(key, 72))
+    const Bytes key = Cell(offset, KeyRecord::kName, "a key cannot be read");
+    if (Read16(key, 0) != Kind("nk") || key.size() - KeyRecord::kName < Read16(key, KeyRecord::kNameBytes))
       FailAt(offset, "a key cannot be read");
-    const std::uint32_t subKeyCount = Read32(key, 20);
-    if (subKeyCount > 0 && InspectList(Read32(key, 28), kDeepestList) != subKeyCount)
-      FailAt(offset, "a key does not have the sub keys it should");
-    InspectValues(Read32(key, 36), Read32(key, 40));
+    InspectSubKeys(offset, Read32(key, KeyRecord::kSubKeyCount), Read32(key, KeyRecord::kSubKeyList));
+    InspectValues(Read32(key, KeyRecord::kValueCount), Read32(key, KeyRecord::kValueList));
     if (cellBytes_ - toldBytes_ < kToldBytes) return;
     doneBytes_ += cellBytes_ - toldBytes_;
     toldBytes_ = cellBytes_;
+  }
+
+  void InspectSubKeys(std::uint32_t key, std::size_t count, std::uint32_t list) {
+    if (count == 0) return;
+    const auto notedBefore = static_cast<std::ptrdiff_t>(keys_.size());
+    if (InspectList(list, kDeepestList) != count) FailAt(key, "a key does not have the sub keys it should");
+    // The first is looked at first: hives are mostly written in that order, and memory likes to be read so.
+    std::reverse(keys_.begin() + notedBefore, keys_.end());
   }
 
   /** Notes down the sub keys to be looked at. @return how many there are */
   std::size_t InspectList(std::uint32_t offset, int deepest) {
     constexpr const char* kWhat = "a list of keys cannot be read";
     const Bytes list = Cell(offset, 4, kWhat);
-    const bool isListOfLists = BeginsWith(list, "ri");
-    const bool hasHashes = BeginsWith(list, "lf") || BeginsWith(list, "lh");
-    if ((!isListOfLists && !hasHashes && !BeginsWith(list, "li")) || deepest == 0) FailAt(offset, kWhat);
+    const std::uint16_t kind = Read16(list, 0);
+    const bool isListOfLists = kind == Kind("ri");
+    const bool hasHashes = kind == Kind("lf") || kind == Kind("lh");
+    if ((!isListOfLists && !hasHashes && kind != Kind("li")) || deepest == 0) FailAt(offset, kWhat);
     const std::size_t count = Read16(list, 2), step = hasHashes ? 8 : 4;
     if ((list.size() - 4) / step < count) FailAt(offset, kWhat);
     std::size_t subKeys = 0;
@@ -127,13 +138,14 @@ class Inspector {
   }
 
   void InspectValue(std::uint32_t offset) {
-    const Bytes value = Cell(offset, kValueBytes, "a value cannot be read");
-    const std::uint32_t bytes = Read32(value, 4);
+    const Bytes value = Cell(offset, ValueRecord::kName, "a value cannot be read");
+    const std::uint32_t bytes = Read32(value, ValueRecord::kDataBytes);
     const bool isInline = (bytes & kIsInline) != 0;
-    if (!BeginsWith(value, "vk") || value.size() - kValueBytes < Read16(value, 2) ||
+    if (Read16(value, 0) != Kind("vk") ||
+        value.size() - ValueRecord::kName < Read16(value, ValueRecord::kNameBytes) ||
         (isInline && bytes - kIsInline > 4))
       FailAt(offset, "a value cannot be read");
-    if (!isInline && bytes > 0) InspectData(Read32(value, 8), bytes);
+    if (!isInline && bytes > 0) InspectData(Read32(value, ValueRecord::kData), bytes);
   }
 
   void InspectData(std::uint32_t offset, std::size_t bytes) {
@@ -141,7 +153,7 @@ class Inspector {
     const Bytes data = Cell(offset, 0, kWhat);
     if (data.size() >= bytes) return;
     const std::size_t segments = (bytes + kSegmentBytes - 1) / kSegmentBytes;
-    if (!BeginsWith(data, "db") || data.size() < 8 || Read16(data, 2) < segments) FailAt(offset, kWhat);
+    if (data.size() < 8 || Read16(data, 0) != Kind("db") || Read16(data, 2) < segments) FailAt(offset, kWhat);
     const Bytes list = Cell(Read32(data, 4), segments * 4, kWhat);
     for (std::size_t i = 0; i < segments; ++i)
       Cell(Read32(list, i * 4), std::min(kSegmentBytes, bytes - i * kSegmentBytes), kWhat);

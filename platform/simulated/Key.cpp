@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 #include <unordered_map>
+#include <utility>
 
 #include "platform/Memory.h"
 #include "simulated/NamePool.h"
@@ -32,6 +33,7 @@ std::uint64_t FirstUnits(std::u16string_view name) {
 struct Key::Shared {
   NamePool names;
   Watches watches;
+  std::vector<std::shared_ptr<KeySource>> sources;
   /** How many keys are being filled: what comes to light then is no change. */
   int filling = 0;
   bool listsAsMade = false;
@@ -54,15 +56,20 @@ const std::u16string& Key::Name() const { return name_; }
 
 Key* Key::Parent() const { return parent_; }
 
-void Key::FillLater(Filler filler) { filler_ = std::make_unique<Filler>(std::move(filler)); }
+void Key::FillLater(KeySource& source, std::size_t place) {
+  source_ = &source;
+  place_ = place;
+}
+
+void Key::KeepSource(std::shared_ptr<KeySource> source) { shared_->sources.push_back(std::move(source)); }
 
 void Key::Fill() {
-  if (!filler_) return;
+  if (!source_) return;
   // Taken out first: what fills the key uses the same operations as everyone else.
-  const std::unique_ptr<Filler> filler = std::move(filler_);
+  KeySource& source = *std::exchange(source_, nullptr);
   ++shared_->filling;
   const std::unique_ptr<int, void (*)(int*)> end(&shared_->filling, [](int* filling) { --*filling; });
-  (*filler)(*this);
+  source.Fill(*this, place_);
 }
 
 void Key::TellWatches(platform::DWORD kind) {
@@ -172,7 +179,7 @@ void Key::MarkDeleted() {
   shared_->watches.KeyGone(*this);
   deleted = true;
   parent_ = nullptr;
-  filler_.reset();
+  source_ = nullptr;
   for (const SubKey& subKey : subKeys_) subKey.key->MarkDeleted();
 }
 
@@ -195,7 +202,7 @@ Key::Values::iterator Key::LocateValue(std::u16string_view name) {
   if (values_.empty()) return values_.end();
   const NamePool::Id id = shared_->names.Find(name);
   if (id == NamePool::kNone) return values_.end();
-  return std::find_if(values_.begin(), values_.end(), [id](const Value& value) { return value.name == id; });
+  return std::ranges::find(values_, id, &Value::name);
 }
 
 bool Key::FindValue(std::u16string_view name, ValueView& value) {
@@ -207,10 +214,12 @@ bool Key::FindValue(std::u16string_view name, ValueView& value) {
 
 void Key::SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes) {
   if (bytes_.size() + bytes.size() > UINT32_MAX) throw std::length_error("a key's values hold 4 GiB at most");
-  auto value = LocateValue(name);
+  Fill();
+  const NamePool::Id spelling = shared_->names.Add(name);
+  const NamePool::Id id = shared_->names.NameOf(spelling);
+  auto value = std::ranges::find(values_, id, &Value::name);
   if (value == values_.end()) {
-    const NamePool::Id spelling = shared_->names.Add(name);
-    value = values_.insert(values_.end(), {shared_->names.NameOf(spelling), spelling, 0, 0, 0});
+    value = values_.insert(value, {id, spelling, 0, 0, 0});
   } else {
     DropBytes(*value);
   }

@@ -12,7 +12,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -24,7 +23,16 @@
 
 namespace simulated {
 
+class Key;
 class Watches;
+
+/** Where keys come from that are read when they are first looked into, such as a hive. */
+class KeySource {
+ public:
+  virtual ~KeySource() = default;
+  /** Gives the key its values and sub keys. @param place  as told to Key::FillLater */
+  virtual void Fill(Key& key, std::size_t place) = 0;
+};
 
 /** A value as it is stored; the views are good until the key changes. */
 struct ValueView {
@@ -35,7 +43,6 @@ struct ValueView {
 
 class Key : public std::enable_shared_from_this<Key> {
  public:
-  using Filler = std::function<void(Key&)>;
   /** Windows' own limits: characters of a name, and keys above one another. */
   static constexpr std::size_t kLongestName = 255;
   static constexpr std::size_t kDeepestLevel = 512;
@@ -48,8 +55,10 @@ class Key : public std::enable_shared_from_this<Key> {
   const std::u16string& Name() const;
   Key* Parent() const;
 
-  /** Has `filler` called with this key before its values or sub keys are first looked at. */
-  void FillLater(Filler filler);
+  /** Has `source` fill this key before its values or sub keys are first looked at. */
+  void FillLater(KeySource& source, std::size_t place);
+  /** Keeps what fills keys of the tree for as long as there is the tree. */
+  void KeepSource(std::shared_ptr<KeySource> source);
 
   /**
    * From now on the whole tree lists sub keys in the order in which they are made. Keys that are made already
@@ -127,7 +136,8 @@ class Key : public std::enable_shared_from_this<Key> {
   /** The root's own, shared by all keys below it. */
   std::shared_ptr<Shared> ownShared_;
   Shared* shared_;
-  std::unique_ptr<Filler> filler_;
+  KeySource* source_ = nullptr;
+  std::size_t place_ = 0;
   std::vector<SubKey> subKeys_;
   /** Where the next sub key is likely to be asked for: behind the last one found. */
   std::size_t nextPosition_ = 0;

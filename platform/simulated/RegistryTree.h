@@ -11,6 +11,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 
 #include "simulated/Key.h"

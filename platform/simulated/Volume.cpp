@@ -1,13 +1,11 @@
 #include "simulated/Volume.h"
 
 #include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <cstring>
-#include <future>
+#include <iterator>
 #include <vector>
 
-#include "simulated/Hive.h"
+#include "simulated/HiveOpener.h"
 #include "simulated/WideText.h"
 
 namespace simulated {
@@ -78,61 +76,25 @@ std::vector<fs::path> FindUserHives(const fs::path& volume) {
   return hives;
 }
 
-/** A hive, opened or not. */
-struct OpenedHive {
-  fs::path file;
-  std::shared_ptr<Hive> hive;
-  /** Why it is not open. */
-  std::string error;
-};
-
-/** Opens hives on threads of its own. */
-class HiveOpener {
+/**
+ * The root of SYSTEM. A running Windows shows the control set in use a second time, as CurrentControlSet; the
+ * hive does not hold that.
+ */
+class SystemSource : public KeySource {
  public:
-  using Hives = std::vector<OpenedHive>;
+  explicit SystemSource(std::shared_ptr<Hive> hive) : hive_(std::move(hive)) {}
 
-  explicit HiveOpener(const LoadObserver& observer) : observer_(observer) {}
-
-  std::future<Hives> Start(std::vector<fs::path> files) {
-    for (const fs::path& file : files) allBytes_ += 2 * SizeOf(file);  // as Hive::Open counts
-    return std::async(std::launch::async, [this, files = std::move(files)] {
-      Hives hives;
-      for (const fs::path& file : files) hives.push_back(Open(file));
-      return hives;
-    });
-  }
-
-  /** Tells meanwhile how far all are. */
-  Hives Wait(std::future<Hives>& opened) {
-    constexpr std::chrono::milliseconds kBetweenLooks(50);
-    while (opened.wait_for(kBetweenLooks) != std::future_status::ready) TellProgress();
-    TellProgress();
-    return opened.get();
+  void Fill(Key& key, std::size_t root) override {
+    hive_->Fill(key, root);
+    Key* const select = key.FindSubKey(u"Select");
+    std::string number = std::to_string(select ? NumberOf(*select, u"Current") : 0);
+    number.insert(0, 3 - std::min<std::size_t>(3, number.size()), '0');
+    const auto current = hive_->Child(root, "ControlSet" + number);
+    if (current) hive_->FillLater(key.CreateSubKey(u"CurrentControlSet"), *current);
   }
 
  private:
-  static std::uint64_t SizeOf(const fs::path& file) {
-    std::error_code failure;
-    const std::uintmax_t bytes = fs::file_size(file, failure);
-    return failure ? 0 : bytes;
-  }
-
-  void TellProgress() {
-    // A file may have grown meanwhile.
-    if (observer_.progress) observer_.progress(std::min(doneBytes_.load(), allBytes_), allBytes_);
-  }
-
-  OpenedHive Open(const fs::path& file) {
-    try {
-      return {file, Hive::Open(file, observer_, doneBytes_), {}};
-    } catch (const MachineError& error) {
-      return {file, nullptr, error.what()};
-    }
-  }
-
-  const LoadObserver& observer_;
-  std::uint64_t allBytes_ = 0;
-  std::atomic<std::uint64_t> doneBytes_ = 0;
+  const std::shared_ptr<Hive> hive_;
 };
 
 class Loader {
@@ -153,7 +115,11 @@ class Loader {
     if (!hive.hive && tell) tell(hive.error + "; it is left out");
     return hive.hive != nullptr;
   }
-  void Put(std::u16string_view path, Hive& hive) { hive.FillLater(registry_.CreateKey(path), hive.Root()); }
+  void Put(std::u16string_view path, const std::shared_ptr<Hive>& hive) {
+    Key& key = registry_.CreateKey(path);
+    key.KeepSource(hive);
+    hive->FillLater(key, hive->Root());
+  }
   std::u16string SidOf(const std::u16string& folderName);
 
   RegistryTree& registry_;
@@ -163,28 +129,21 @@ class Loader {
 
 void Loader::LoadSoftware(const OpenedHive& software) {
   if (!software.hive) throw MachineError(software.error);
-  Put(u"HKEY_LOCAL_MACHINE\\SOFTWARE", *software.hive);
+  Put(u"HKEY_LOCAL_MACHINE\\SOFTWARE", software.hive);
 }
 
-// A running Windows shows the control set in use a second time, as CurrentControlSet; the hive does not hold
-// that.
-void Loader::LoadSystem(const OpenedHive& opened) {
-  if (!IsOpen(opened)) return;
+void Loader::LoadSystem(const OpenedHive& system) {
+  if (!IsOpen(system)) return;
   Key& key = registry_.CreateKey(u"HKEY_LOCAL_MACHINE\\SYSTEM");
-  key.lastWriteTime = opened.hive->TimeOf(opened.hive->Root());
-  key.FillLater([system = opened.hive](Key& empty) {
-    system->Fill(empty, system->Root());
-    Key* const select = empty.FindSubKey(u"Select");
-    std::string number = std::to_string(select ? NumberOf(*select, u"Current") : 0);
-    number.insert(0, 3 - std::min<std::size_t>(3, number.size()), '0');
-    const auto current = system->Child(system->Root(), "ControlSet" + number);
-    if (current) system->FillLater(empty.CreateSubKey(u"CurrentControlSet"), *current);
-  });
+  const auto source = std::make_shared<SystemSource>(system.hive);
+  key.KeepSource(source);
+  key.lastWriteTime = system.hive->TimeOf(system.hive->Root());
+  key.FillLater(*source, system.hive->Root());
 }
 
 // What services without a profile see.
 void Loader::LoadDefault(const OpenedHive& services) {
-  if (IsOpen(services)) Put(u"HKEY_USERS\\.DEFAULT", *services.hive);
+  if (IsOpen(services)) Put(u"HKEY_USERS\\.DEFAULT", services.hive);
 }
 
 void Loader::LoadUser(const OpenedHive& user) {
@@ -201,7 +160,7 @@ void Loader::LoadUser(const OpenedHive& user) {
     hasPerson_ = true;
     registry_.SetUser(sid);
   }
-  Put(u"HKEY_USERS\\" + sid, *user.hive);
+  Put(u"HKEY_USERS\\" + sid, user.hive);
 }
 
 std::u16string Loader::SidOf(const std::u16string& folderName) {
@@ -222,22 +181,20 @@ std::optional<fs::path> FindHives(const fs::path& folder) {
   return software ? std::optional(software->parent_path()) : std::nullopt;
 }
 
-void LoadVolume(const fs::path& volume, const fs::path& hives, Machine& machine,
+void LoadVolume(const fs::path& volume, const fs::path& folder, Machine& machine,
                 const LoadObserver& observer) {
-  const auto fileOf = [&](const char* name) { return FindEntry(hives, name).value_or(hives / name); };
-  std::vector<fs::path> machinesHives = {fileOf("SOFTWARE"), fileOf("SYSTEM")};
+  const auto fileOf = [&](const char* name) { return FindEntry(folder, name).value_or(folder / name); };
+  std::vector<fs::path> files = {fileOf("SOFTWARE"), fileOf("SYSTEM")};
   // A volume made of a few hives may have none.
-  if (const auto services = FindEntry(hives, "DEFAULT")) machinesHives.push_back(*services);
-  HiveOpener opener(observer);
-  // The users' hives take about as long as SOFTWARE.
-  auto machinesOpening = opener.Start(machinesHives);
-  auto usersOpening = opener.Start(FindUserHives(volume));
+  if (const auto services = FindEntry(folder, "DEFAULT")) files.push_back(*services);
+  const std::size_t machinesHiveCount = files.size();
+  std::ranges::copy(FindUserHives(volume), std::back_inserter(files));
+  const std::vector<OpenedHive> hives = OpenHives(files, observer);
   Loader loader(machine.registry, observer);
-  const auto machines = opener.Wait(machinesOpening);
-  loader.LoadSoftware(machines[0]);
-  loader.LoadSystem(machines[1]);
-  if (machines.size() > 2) loader.LoadDefault(machines[2]);
-  for (const OpenedHive& user : opener.Wait(usersOpening)) loader.LoadUser(user);
+  loader.LoadSoftware(hives[0]);
+  loader.LoadSystem(hives[1]);
+  if (machinesHiveCount > 2) loader.LoadDefault(hives[2]);
+  for (std::size_t i = machinesHiveCount; i < hives.size(); ++i) loader.LoadUser(hives[i]);
   machine.drives.Mount(u'C', volume);
 }
 

@@ -20,10 +20,10 @@ std::optional<std::filesystem::path> FindHives(const std::filesystem::path& fold
  * Puts a volume's hives into the machine's registry: SOFTWARE and SYSTEM, DEFAULT as HKEY_USERS\.DEFAULT, and
  * each user's under the SID that the volume's own ProfileList has for the user's folder, or under the
  * folder's name where it has none. The first person among them is the machine's user. The volume is drive C.
- * @param hives  what FindHives answered
+ * @param folder  what FindHives answered
  * @throws MachineError where SOFTWARE cannot be read; any other hive is left out with a warning
  */
-void LoadVolume(const std::filesystem::path& volume, const std::filesystem::path& hives, Machine& machine,
+void LoadVolume(const std::filesystem::path& volume, const std::filesystem::path& folder, Machine& machine,
                 const LoadObserver& observer);
 
 }  // namespace simulated

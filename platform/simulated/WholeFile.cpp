@@ -67,9 +67,14 @@ MappedFile::MappedFile(const std::filesystem::path& file) {
   const FileDescriptor in = OpenToRead(file, status);
   size_ = static_cast<std::size_t>(status.st_size);
   if (size_ == 0) return;
-  void* const begin = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE | MAP_POPULATE, in.Get(), 0);
+  void* const begin = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, in.Get(), 0);
   if (begin == MAP_FAILED) FailRead(file, errno);
   begin_ = begin;
+}
+
+void MappedFile::FetchAll() const {
+  // Where the host knows no such advice, each page is fetched when it is looked at.
+  if (begin_) madvise(begin_, size_, MADV_POPULATE_READ);
 }
 
 MappedFile::~MappedFile() {

@@ -27,6 +27,8 @@ class MappedFile {
   MappedFile(const MappedFile&) = delete;
   MappedFile& operator=(const MappedFile&) = delete;
   std::span<const std::uint8_t> Span() const { return {static_cast<const std::uint8_t*>(begin_), size_}; }
+  /** Has the whole file in memory at once, for those who look at most of it. */
+  void FetchAll() const;
 
  private:
   void* begin_ = nullptr;

@@ -36,6 +36,14 @@ class VolumeTest : public MachineFolder {
     for (const auto& [sid, image] : profiles) software.SetText(kProfiles + sid, "ProfileImagePath", image);
     WriteHive(kSystem);
   }
+  /** In SOFTWARE, where the old bytes stand once; the new ones are as many. */
+  void ReplaceInHive(std::string_view before, std::string_view after) {
+    std::string hive = Files().at(kSoftware);
+    const std::size_t at = hive.find(before);
+    ASSERT_NE(at, std::string::npos);
+    hive.replace(at, after.size(), after);
+    Write(kSoftware, hive);
+  }
   static std::u16string Value(Machine& machine, const std::u16string& path) {
     return TextOf(machine, path, u"value");
   }
@@ -211,6 +219,23 @@ TEST_F(VolumeTest, KeysThatWindowsDoesNotAllowAreLeftOutAndAllElseRead) {
   EXPECT_EQ(machine->registry.Find(u"HKEY_LOCAL_MACHINE\\SOFTWARE")->SubKeyCount(), 2U);
   EXPECT_THAT(warnings, ElementsAre(AllOf(StartsWith((folder / kSoftware).string() + ": "),
                                           HasSubstr("255 characters"))));
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+// A pair of surrogates that lost one is a name all the same, and so is one with a NUL inside.
+TEST_F(VolumeTest, NamesAreReadAsTheyStand) {
+  {
+    HiveFile software(folder / kSoftware);
+    software.SetText("n\xC4\x80y", "value", "there");
+    software.SetText("\xC3\xA4mter", "a_b", "there");
+  }
+  WriteHive(kSystem);
+  ReplaceInHive("n\0\x00\x01y\0"sv, "n\0\x00\xD8y\0"sv);
+  ReplaceInHive("a_b"sv, "a\0b"sv);
+  const auto machine = Open();
+  EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SOFTWARE\\n\xD800y"), kThere);
+  EXPECT_EQ(TextOf(*machine, u"HKEY_LOCAL_MACHINE\\SOFTWARE\\\u00E4mter", u"a\0b"sv), kThere);
+  EXPECT_THAT(warnings, IsEmpty());
   EXPECT_THAT(damages, IsEmpty());
 }
 
