@@ -3,8 +3,10 @@
 #include <vector>
 
 #include "Expect.h"
+#include "simulated/MachineError.h"
 #include "simulated/RegFile.h"
 #include "simulated/RegFileWriter.h"
+#include "simulated/RegistryMerger.h"
 
 namespace {
 

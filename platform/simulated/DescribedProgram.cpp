@@ -7,6 +7,7 @@
 #include "simulated/JsonShape.h"
 #include "simulated/KeptChanges.h"
 #include "simulated/Machine.h"
+#include "simulated/RegFile.h"
 #include "simulated/WholeFile.h"
 #include "simulated/WideText.h"
 

@@ -1,5 +1,7 @@
 #include "simulated/FoldedChanges.h"
 
+#include "simulated/UpperCase.h"
+
 #include <algorithm>
 
 namespace simulated {

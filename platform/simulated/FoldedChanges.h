@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "simulated/RegFile.h"
+#include "simulated/RegFileSink.h"
 
 namespace simulated {
 

@@ -4,7 +4,8 @@
  */
 #pragma once
 
-#include "simulated/RegFile.h"
+#include "simulated/RegFileSink.h"
+#include "simulated/RegistryTree.h"
 
 namespace simulated {
 

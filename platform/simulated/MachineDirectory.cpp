@@ -11,6 +11,7 @@
 #include "simulated/MachineJson.h"
 #include "simulated/RegFile.h"
 #include "simulated/RegistryFolder.h"
+#include "simulated/RegistryMerger.h"
 #include "simulated/Volume.h"
 #include "simulated/WholeFile.h"
 

@@ -16,14 +16,9 @@
 #include <span>
 #include <string>
 
-#include "simulated/MachineError.h"
 #include "simulated/RegFileSink.h"
-#include "simulated/RegistryTree.h"
 
 namespace simulated {
-
-/** Windows' own limit. */
-inline constexpr std::size_t kMaxValueNameChars = 16383;
 
 /**
  * Reads a whole file from memory.
@@ -31,19 +26,5 @@ inline constexpr std::size_t kMaxValueNameChars = 16383;
  * @throws MachineError "file:line: what is wrong; what to do"; the sink has then been told what came before
  */
 void ParseRegFile(std::span<const std::uint8_t> bytes, const std::string& fileName, RegFileSink& sink);
-
-/** Puts what a file says into a registry; what is made there is not kept on disk. */
-class RegistryMerger : public RegFileSink {
- public:
-  explicit RegistryMerger(RegistryTree& registry) : registry_(registry) {}
-  void OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) override;
-  void DeleteKey(std::u16string_view path) override;
-  void SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes) override;
-  void DeleteValue(std::u16string_view name) override;
-
- private:
-  RegistryTree& registry_;
-  Key* key_ = nullptr;
-};
 
 }  // namespace simulated

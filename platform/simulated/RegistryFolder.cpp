@@ -9,6 +9,8 @@
 #include <string>
 
 #include "simulated/FoldedChanges.h"
+#include "simulated/MachineError.h"
+#include "simulated/RegFile.h"
 #include "simulated/RegFileWriter.h"
 #include "simulated/WholeFile.h"
 

@@ -15,6 +15,7 @@
 #include "simulated/InvalidParameter.h"
 #include "simulated/Machine.h"
 #include "simulated/RegFile.h"
+#include "simulated/RegistryMerger.h"
 
 namespace tests {
 namespace {

@@ -1,0 +1,23 @@
+/** Puts what a registration file says into a registry; what is made there is not kept on disk. */
+#pragma once
+
+#include "simulated/RegFileSink.h"
+#include "simulated/RegistryTree.h"
+
+namespace simulated {
+
+class RegistryMerger : public RegFileSink {
+ public:
+  /** @param registry  stays the caller's */
+  explicit RegistryMerger(RegistryTree& registry) : registry_(registry) {}
+  void OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) override;
+  void DeleteKey(std::u16string_view path) override;
+  void SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes) override;
+  void DeleteValue(std::u16string_view name) override;
+
+ private:
+  RegistryTree& registry_;
+  Key* key_ = nullptr;
+};
+
+}  // namespace simulated
