@@ -196,17 +196,16 @@ class Load : public testing::Test {
 };
 
 TEST_F(Load, LivesLeaveWhatIsMeantToStayAndNothingElse) {
-  // Each life pauses for a second where pauses are real.
-  const std::size_t lives = RunsOnWine() ? 20 : 100;
+  constexpr std::size_t kLives = 100;
   // The first few fill what the system itself keeps.
   for (int life = 0; life < 5; ++life) LiveOnce();
   const ProcessFigures before = MeasureProcess();
   std::vector<ProcessFigures> after;
-  for (std::size_t life = 0; life < lives; ++life) after.push_back(LiveOnce());
-  const ProcessFigures bare = LeftByBareLives(lives);
+  for (std::size_t life = 0; life < kLives; ++life) after.push_back(LiveOnce());
+  const ProcessFigures bare = LeftByBareLives(kLives);
   const ProcessFigures end = after.back();
   std::printf("%zu lives: threads %zu -> %zu, handles %zu -> %zu, slots %zu -> %zu, memory %zu -> %zu KiB\n",
-              lives, before.threads, end.threads, before.handles, end.handles, before.slots, end.slots,
+              kLives, before.threads, end.threads, before.handles, end.handles, before.slots, end.slots,
               before.memoryBytes / 1024, end.memoryBytes / 1024);
   std::printf("of that, any library's: threads %zu, handles %zu, slots %zu, memory %zu KiB\n", bare.threads,
               bare.handles, bare.slots, bare.memoryBytes / 1024);
@@ -216,7 +215,7 @@ TEST_F(Load, LivesLeaveWhatIsMeantToStayAndNothingElse) {
   CheckHandles(before, after, bare.handles);
   // The inventories that look-ups keep: less than this for one application.
   constexpr std::size_t kBytesKept = 64 * 1024;
-  EXPECT_LT(end.memoryBytes, before.memoryBytes + lives * kBytesKept + bare.memoryBytes);
+  EXPECT_LT(end.memoryBytes, before.memoryBytes + kLives * kBytesKept + bare.memoryBytes);
 }
 
 }  // namespace
