@@ -76,8 +76,11 @@ void Hive::AddValue(Key& key, std::size_t value) {
   std::size_t size = 0;
   const Block<char> data(hivex_value_value(handle_, value, &type, &size));
   if (!name || !data) return TellOfDamage();
-  key.SetValue(*name, static_cast<platform::DWORD>(type),
-               {reinterpret_cast<const std::uint8_t*>(data.get()), size});
+  // Any number is a type to Windows, also one that the library's has no room for.
+  platform::DWORD number = 0;
+  static_assert(sizeof number == sizeof type);
+  std::memcpy(&number, &type, sizeof number);
+  key.SetValue(*name, number, {reinterpret_cast<const std::uint8_t*>(data.get()), size});
 }
 
 void Hive::AddSubKey(Key& key, Node node) {
