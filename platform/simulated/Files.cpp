@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "simulated/AnsiText.h"
 #include "simulated/Call.h"
 #include "simulated/FilePath.h"
 
@@ -16,23 +17,6 @@ std::u16string WholePath(const Machine& machine, std::u16string_view path) {
 }
 
 namespace {
-
-/** The ANSI code page of this machine is that of Western Europe: what it has no character for becomes '?'. */
-std::string ToAnsi(std::u16string_view text) {
-  constexpr std::u16string_view kUpperControls =
-      u"\u20AC\u0081\u201A\u0192\u201E\u2026\u2020\u2021\u02C6\u2030\u0160\u2039\u0152\u008D\u017D\u008F"
-      u"\u0090\u2018\u2019\u201C\u201D\u2022\u2013\u2014\u02DC\u2122\u0161\u203A\u0153\u009D\u017E\u0178";
-  std::string ansi;
-  for (const char16_t unit : text) {
-    const auto special = kUpperControls.find(unit);
-    if (special != kUpperControls.npos) {
-      ansi += static_cast<char>(0x80 + special);
-    } else {
-      ansi += unit < 0x80 || (unit >= 0xA0 && unit <= 0xFF) ? static_cast<char>(unit) : '?';
-    }
-  }
-  return ansi;
-}
 
 /** Tells the space of the drive that a folder is on. @return a Windows error number, 0 for done */
 platform::DWORD FindSpace(const Machine& machine, std::u16string_view folder, DriveSpace& space) {

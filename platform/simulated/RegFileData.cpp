@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "simulated/RegFileText.h"
+#include "simulated/AnsiText.h"
 
 namespace simulated {
 namespace {

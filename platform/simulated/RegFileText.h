@@ -23,8 +23,4 @@ struct RegFileText {
 /** @throws MachineError "file:line: ..." where the bytes are no text */
 void DecodeRegFile(std::span<const std::uint8_t> bytes, const std::string& fileName, RegFileText& text);
 
-/** Windows-1252, which leaves five bytes undefined and Windows maps to the control characters of that number.
- */
-char16_t WideFromAnsi(std::uint8_t byte);
-
 }  // namespace simulated

@@ -29,30 +29,54 @@ Lead LeadOf(std::uint8_t byte) {
 
 bool IsContinuation(std::uint8_t byte) { return (byte & 0xC0) == 0x80; }
 
-/** Takes one character off `text`; a sequence that breaks off is one invalid character up to the break. */
-char32_t TakeCharacter(std::string_view& text) {
+struct Decoded {
+  char32_t character;
+  std::size_t bytes;
+  bool isValid;
+};
+
+/**
+ * The first character of `text`, which is none of ASCII. A sequence that breaks off is one invalid character
+ * up to the break.
+ */
+Decoded DecodeFirst(std::string_view text) {
   const auto byteAt = [&](std::size_t index) { return static_cast<std::uint8_t>(text[index]); };
   const std::uint8_t first = byteAt(0);
-  if (first < 0x80) {
-    text.remove_prefix(1);
-    return first;
-  }
   Lead lead = LeadOf(first);
-  bool valid = lead.following > 0;
-  auto character = static_cast<char32_t>(first & (0x3F >> lead.following));
-  std::size_t length = 1;
-  for (; valid && lead.following > 0; --lead.following) {
-    valid = length < text.size() && IsContinuation(byteAt(length));
-    if (!valid) break;
+  Decoded decoded = {static_cast<char32_t>(first & (0x3F >> lead.following)), 1, lead.following > 0};
+  for (; decoded.isValid && lead.following > 0; --lead.following) {
+    decoded.isValid = decoded.bytes < text.size() && IsContinuation(byteAt(decoded.bytes));
+    if (!decoded.isValid) break;
     // A second byte out of bounds still belongs to the invalid character.
-    const std::uint8_t next = byteAt(length++);
-    valid = next >= lead.lowestNext && next <= lead.highestNext;
-    character = character << 6 | (next & 0x3F);
+    const std::uint8_t next = byteAt(decoded.bytes++);
+    decoded.isValid = next >= lead.lowestNext && next <= lead.highestNext;
+    decoded.character = decoded.character << 6 | (next & 0x3F);
     lead.lowestNext = 0x80;
     lead.highestNext = 0xBF;
   }
-  text.remove_prefix(length);
-  return valid ? character : kReplacement;
+  return decoded;
+}
+
+/**
+ * Converts what stands before the first invalid character.
+ * @param wide  moved on behind what was written, which is no more units than there were bytes
+ * @return how many bytes were converted
+ */
+std::size_t ConvertValid(std::string_view text, char16_t*& wide) {
+  std::size_t at = 0;
+  while (at < text.size()) {
+    if (static_cast<std::uint8_t>(text[at]) < 0x80) {
+      *wide++ = static_cast<char16_t>(text[at++]);
+      continue;
+    }
+    const Decoded decoded = DecodeFirst(text.substr(at));
+    if (!decoded.isValid) return at;
+    const bool isPair = decoded.character >= 0x10000;
+    if (isPair) *wide++ = static_cast<char16_t>(0xD7C0 + (decoded.character >> 10));
+    *wide++ = static_cast<char16_t>(isPair ? 0xDC00 | (decoded.character & 0x3FF) : decoded.character);
+    at += decoded.bytes;
+  }
+  return at;
 }
 
 bool IsHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
@@ -89,18 +113,24 @@ void AppendUtf8(std::string& text, char32_t character) {
 }  // namespace
 
 std::u16string FromUtf8(std::string_view text) {
-  std::u16string wide;
-  wide.reserve(text.size());
-  while (!text.empty()) {
-    const char32_t character = TakeCharacter(text);
-    if (character < 0x10000) {
-      wide += static_cast<char16_t>(character);
-    } else {
-      wide += static_cast<char16_t>(0xD800 + ((character - 0x10000) >> 10));
-      wide += static_cast<char16_t>(0xDC00 + ((character - 0x10000) & 0x3FF));
-    }
+  std::u16string wide(text.size(), u'\0');
+  char16_t* end = wide.data();
+  while (true) {
+    text.remove_prefix(ConvertValid(text, end));
+    if (text.empty()) break;
+    *end++ = kReplacement;
+    text.remove_prefix(DecodeFirst(text).bytes);
   }
+  wide.resize(static_cast<std::size_t>(end - wide.data()));
   return wide;
+}
+
+std::size_t FromValidUtf8(std::string_view text, std::u16string& wide) {
+  wide.resize(text.size());
+  char16_t* end = wide.data();
+  const std::size_t bytes = ConvertValid(text, end);
+  wide.resize(static_cast<std::size_t>(end - wide.data()));
+  return bytes;
 }
 
 std::string ToUtf8(std::u16string_view text) {
