@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -10,13 +9,12 @@
 namespace simulated {
 namespace {
 
-/** Opened so that a pipe or a device keeps nobody waiting. @return -1 for what is no regular file */
-int OpenRegularFile(const std::filesystem::path& file) {
-  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+/** Opened so that a pipe or a device keeps nobody waiting. @return none for what is no regular file */
+FileDescriptor OpenRegularFile(const std::filesystem::path& file) {
+  FileDescriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   struct stat status {};
-  if (descriptor < 0 || (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode))) return descriptor;
-  close(descriptor);
-  return -1;
+  const bool isFile = descriptor && fstat(descriptor.Get(), &status) == 0 && S_ISREG(status.st_mode);
+  return isFile ? std::move(descriptor) : FileDescriptor(-1);
 }
 
 }  // namespace
@@ -29,13 +27,9 @@ bool MemorySource::Read(std::uint64_t offset, std::span<std::uint8_t> bytes) con
 
 FileSource::FileSource(const std::filesystem::path& file) : descriptor_(OpenRegularFile(file)) {}
 
-FileSource::~FileSource() {
-  if (descriptor_ >= 0) close(descriptor_);
-}
-
 bool FileSource::Read(std::uint64_t offset, std::span<std::uint8_t> bytes) const {
   while (!bytes.empty()) {
-    const ssize_t count = pread(descriptor_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+    const ssize_t count = pread(descriptor_.Get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return false;
     bytes = bytes.subspan(static_cast<std::size_t>(count));

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <span>
 
+#include "simulated/FileDescriptor.h"
+
 namespace simulated {
 
 class ByteSource {
@@ -29,13 +31,10 @@ class MemorySource : public ByteSource {
 class FileSource : public ByteSource {
  public:
   explicit FileSource(const std::filesystem::path& file);
-  ~FileSource() override;
-  FileSource(const FileSource&) = delete;
-  FileSource& operator=(const FileSource&) = delete;
   bool Read(std::uint64_t offset, std::span<std::uint8_t> bytes) const override;
 
  private:
-  int descriptor_;
+  FileDescriptor descriptor_;
 };
 
 }  // namespace simulated

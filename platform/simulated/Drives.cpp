@@ -3,7 +3,8 @@
 #include <fstream>
 #include <vector>
 
-#include "simulated/Key.h"
+#include "simulated/FolderEntry.h"
+#include "simulated/UpperCase.h"
 #include "simulated/WideText.h"
 
 namespace simulated {
@@ -29,17 +30,6 @@ std::vector<std::u16string_view> NamesOf(std::u16string_view path) {
     if (!name.empty()) names.push_back(name);
   }
   return names;
-}
-
-/** The entry of a folder that bears the name in some case; the exact one goes first. */
-std::optional<fs::path> FindEntry(const fs::path& folder, std::u16string_view name) {
-  std::error_code error;
-  const fs::path exact = folder / ToUtf8(name);
-  if (fs::exists(exact, error)) return exact;
-  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-    if (SameName(FromUtf8(entry->path().filename().string()), name)) return entry->path();
-  }
-  return std::nullopt;
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 
 #include <string_view>
 
+#include "simulated/Key.h"
+
 namespace simulated {
 
 /**
@@ -14,6 +16,13 @@ inline std::u16string_view TakeName(std::u16string_view& path) {
   const std::u16string_view name = path.substr(0, path.find(u'\\'));
   path.remove_prefix(name.size());
   return name;
+}
+
+/** The key that stands there below `start`, or null. */
+inline Key* FindBelow(Key& start, std::u16string_view path) {
+  Key* key = &start;
+  for (auto name = TakeName(path); key && !name.empty(); name = TakeName(path)) key = key->FindSubKey(name);
+  return key;
 }
 
 }  // namespace simulated

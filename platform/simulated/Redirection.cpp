@@ -192,12 +192,6 @@ bool IsSettled(const std::vector<Key*>& chain, const Rule* rule) {
   return settled && !rule;
 }
 
-Key* FindBelow(Key& start, std::u16string_view path) {
-  Key* key = &start;
-  for (auto name = TakeName(path); key && !name.empty(); name = TakeName(path)) key = key->FindSubKey(name);
-  return key;
-}
-
 }  // namespace
 
 Key* FindIn32BitView(Key& start, std::u16string_view path) {

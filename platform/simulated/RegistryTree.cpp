@@ -16,11 +16,6 @@ bool IsAny(std::u16string_view name, std::u16string_view longName, std::u16strin
   return SameName(name, longName) || SameName(name, shortName);
 }
 
-Key* Descend(Key* key, std::u16string_view path) {
-  for (auto name = TakeName(path); key && !name.empty(); name = TakeName(path)) key = key->FindSubKey(name);
-  return key;
-}
-
 }  // namespace
 
 RegistryTree::RegistryTree() : root_(u"") {
@@ -93,13 +88,13 @@ bool RegistryTree::RemoveValue(std::u16string_view path, std::u16string_view nam
 Key* RegistryTree::Find(std::u16string_view path) {
   const Guard guard(lock_);
   Key* root = TakeRoot(path);
-  return root ? Descend(root, path) : nullptr;
+  return root ? FindBelow(*root, path) : nullptr;
 }
 
 Key* RegistryTree::Find(Key& start, std::u16string_view path, View view) {
   const Guard guard(lock_);
   if (view == View::Bits32) return FindIn32BitView(start, path);
-  return Descend(&start, path);
+  return FindBelow(start, path);
 }
 
 Key* RegistryTree::Predefined(platform::HKEY handle) {

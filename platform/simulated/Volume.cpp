@@ -5,6 +5,7 @@
 #include <iterator>
 #include <vector>
 
+#include "simulated/FolderEntry.h"
 #include "simulated/HiveOpener.h"
 #include "simulated/WideText.h"
 
@@ -13,20 +14,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** The entry of that name in whatever case; the exact one where there are several. */
-std::optional<fs::path> FindEntry(const fs::path& folder, std::string_view name) {
-  std::error_code failure;
-  if (fs::exists(folder / name, failure)) return folder / name;
-  const std::u16string wanted = FromUtf8(name);
-  for (const fs::directory_entry& entry : fs::directory_iterator(folder, failure))
-    if (SameName(FromUtf8(entry.path().filename().string()), wanted)) return entry.path();
-  return {};
-}
-
+/** What stands below a folder under these names, each within the one before, in whatever case. */
 template <typename... Names>
 std::optional<fs::path> FindEntry(const fs::path& folder, std::string_view name, Names... further) {
-  const auto inside = FindEntry(folder, name);
-  return inside ? FindEntry(*inside, further...) : std::nullopt;
+  const auto entry = simulated::FindEntry(folder, FromUtf8(name));
+  if constexpr (sizeof...(further) == 0)
+    return entry;
+  else
+    return entry ? FindEntry(*entry, further...) : std::nullopt;
 }
 
 std::vector<fs::path> FoldersIn(const std::optional<fs::path>& folder) {

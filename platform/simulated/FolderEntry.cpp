@@ -1,0 +1,20 @@
+#include "simulated/FolderEntry.h"
+
+#include "simulated/UpperCase.h"
+#include "simulated/WideText.h"
+
+namespace simulated {
+
+namespace fs = std::filesystem;
+
+std::optional<fs::path> FindEntry(const fs::path& folder, std::u16string_view name) {
+  std::error_code error;
+  const fs::path exact = folder / ToUtf8(name);
+  if (fs::exists(exact, error)) return exact;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    if (SameName(FromUtf8(entry->path().filename().string()), name)) return entry->path();
+  }
+  return std::nullopt;
+}
+
+}  // namespace simulated
