@@ -1,4 +1,4 @@
-/** COM objects of a simulated machine, and the results that tell what goes wrong with them. Thread-safe. */
+/** COM objects of a simulated machine. Thread-safe. */
 #pragma once
 
 #include <cstddef>
@@ -30,13 +30,5 @@ platform::DWORD ReleaseObject(Object* object) {
 inline bool IsSame(const platform::GUID& left, const platform::GUID& right) {
   return std::memcmp(&left, &right, sizeof left) == 0;
 }
-
-// COM's numbers of what goes wrong.
-inline constexpr auto kInvalidArgumentResult = static_cast<platform::HRESULT>(0x80070057);
-inline constexpr auto kFailedResult = static_cast<platform::HRESULT>(0x80004005);
-inline constexpr auto kNoInterfaceResult = static_cast<platform::HRESULT>(0x80004002);
-inline constexpr auto kNoObjectResult = static_cast<platform::HRESULT>(0x800401E5);
-inline constexpr auto kFileNotFoundResult = static_cast<platform::HRESULT>(0x80070002);
-inline constexpr auto kOutOfMemoryResult = static_cast<platform::HRESULT>(0x8007000E);
 
 }  // namespace simulated

@@ -21,7 +21,7 @@ std::u16string_view WithoutScope(std::u16string_view name) {
 DWORD CheckName(std::u16string_view name) {
   if (name.starts_with(u'\\')) return kBadPathName;
   if (name.find(u'\\') != name.npos) return kPathNotFound;
-  return name.size() > kLongestObjectName ? kFileNameTooLong : 0;
+  return name.size() > kLongestObjectName ? kNameTooLong : 0;
 }
 
 HANDLE Create(bool manualReset, bool initialState, const char16_t* givenName) {

@@ -4,13 +4,11 @@
 #include <chrono>
 #include <optional>
 
+#include "platform/Constants.h"
 #include "simulated/Clock.h"
 
 namespace simulated {
 namespace {
-
-constexpr platform::DWORD kForever = 0xFFFFFFFF;
-constexpr platform::DWORD kTimedOut = 258;
 
 using Objects = std::span<const std::shared_ptr<Waitable>>;
 
@@ -105,12 +103,12 @@ platform::DWORD Handles::Wait(Objects objects, bool all, platform::DWORD timeout
   const std::uint64_t deadlineMs = clock.ElapsedMs() + timeoutMs;
   while (true) {
     if (const auto ended = TakeSignalled(objects, all)) return *ended;
-    if (timeoutMs == kForever) {
+    if (timeoutMs == platform::INFINITE) {
       changed_.wait(guard);
       continue;
     }
     const std::uint64_t nowMs = clock.ElapsedMs();
-    if (nowMs >= deadlineMs) return kTimedOut;
+    if (nowMs >= deadlineMs) return platform::WAIT_TIMEOUT;
     // A clock of its own wakes the wait when it moves.
     if (clock.HasOwnTime()) {
       changed_.wait(guard);

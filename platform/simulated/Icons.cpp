@@ -5,6 +5,7 @@
 
 #include "platform/Constants.h"
 #include "simulated/Call.h"
+#include "simulated/ComObject.h"
 #include "simulated/FilePath.h"
 
 namespace simulated {
@@ -14,11 +15,6 @@ using platform::BOOL;
 using platform::GUID;
 using platform::HICON;
 using platform::HRESULT;
-
-constexpr auto kOk = HRESULT{0};
-constexpr auto kNoInterface = static_cast<HRESULT>(0x80004002);
-constexpr auto kFail = static_cast<HRESULT>(0x80004005);
-constexpr auto kInvalidArgument = static_cast<HRESULT>(0x80070057);
 
 constexpr GUID kImageList = {0x46EB5926, 0x582E, 0x4017, {0x9F, 0xDF, 0xE8, 0x99, 0x8D, 0xAA, 0x09, 0x50}};
 
@@ -49,8 +45,8 @@ bool HasIdForm(std::u16string_view text) {
 
 HRESULT ParseId(const char16_t* text, GUID* id) {
   *id = {};
-  if (!text) return kOk;
-  if (!HasIdForm(text)) return kInvalidArgument;
+  if (!text) return platform::S_OK;
+  if (!HasIdForm(text)) return kInvalidArgumentResult;
   std::uint8_t bytes[16];
   for (int i = 0; i < 16; ++i) {
     const char16_t* digits = text + kBytePlaces[i];
@@ -65,15 +61,15 @@ HRESULT ParseId(const char16_t* text, GUID* id) {
   id->Data2 = static_cast<std::uint16_t>(number(4, 2));
   id->Data3 = static_cast<std::uint16_t>(number(6, 2));
   std::copy_n(bytes + 8, 8, id->Data4);
-  return kOk;
+  return platform::S_OK;
 }
 
 HRESULT FetchList(int list, const GUID& iid, void** imageList) {
   *imageList = nullptr;
-  if (list != static_cast<int>(platform::SHIL_JUMBO)) return kFail;
-  if (std::memcmp(&iid, &kImageList, sizeof iid) != 0) return kNoInterface;
+  if (list != static_cast<int>(platform::SHIL_JUMBO)) return kFailedResult;
+  if (!IsSame(iid, kImageList)) return kNoInterfaceResult;
   *imageList = JumboList();
-  return kOk;
+  return platform::S_OK;
 }
 
 HICON OpenIcon(Machine& machine, Picture picture) {
@@ -156,13 +152,13 @@ using simulated::Perform;
 
 HRESULT IIDFromString(const char16_t* text, GUID* iid) {
   return Perform(
-      Machine::CurrentOrNull(), "IIDFromString", Failure<HRESULT>{simulated::kInvalidArgument},
+      Machine::CurrentOrNull(), "IIDFromString", Failure<HRESULT>{simulated::kInvalidArgumentResult},
       [&](Arguments& arguments) { arguments.Text(text); }, [&] { return simulated::ParseId(text, iid); });
 }
 
 HRESULT SHGetImageList(int list, const GUID& iid, void** imageList) {
   return Perform(
-      Machine::CurrentOrNull(), "SHGetImageList", Failure<HRESULT>{simulated::kFail},
+      Machine::CurrentOrNull(), "SHGetImageList", Failure<HRESULT>{simulated::kFailedResult},
       [&](Arguments& arguments) { arguments.Number(list).Hex(iid.Data1); },
       [&] { return simulated::FetchList(list, iid, imageList); });
 }

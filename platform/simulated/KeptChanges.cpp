@@ -1,7 +1,7 @@
 #include "simulated/KeptChanges.h"
 
-#include "simulated/LastError.h"
 #include "simulated/Machine.h"
+#include "simulated/WindowsNumbers.h"
 
 namespace simulated {
 namespace {
@@ -25,7 +25,7 @@ bool MayBeDeleted(Key& key) {
 }  // namespace
 
 LSTATUS DeleteKeptTree(Machine& machine, Key& key) {
-  if (!MayBeDeleted(key)) return static_cast<LSTATUS>(kAccessDenied);
+  if (!MayBeDeleted(key)) return Status(kAccessDenied);
   const std::uint64_t now = machine.clock.Now();
   const RegistryChange change{RegistryChange::Kind::DeleteKey, machine.registry.PathOf(key), {}, 0, {}, now};
   if (const LSTATUS status = Keep(machine, change); status != 0) return status;
@@ -36,7 +36,7 @@ LSTATUS DeleteKeptTree(Machine& machine, Key& key) {
 }
 
 LSTATUS DeleteKeptKey(Machine& machine, Key& key) {
-  return key.SubKeyCount() > 0 ? static_cast<LSTATUS>(kAccessDenied) : DeleteKeptTree(machine, key);
+  return key.SubKeyCount() > 0 ? Status(kAccessDenied) : DeleteKeptTree(machine, key);
 }
 
 bool KeptMerger::Keep(RegistryChange change) {

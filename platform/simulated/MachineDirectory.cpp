@@ -14,13 +14,12 @@
 #include "simulated/RegistryMerger.h"
 #include "simulated/Volume.h"
 #include "simulated/WholeFile.h"
+#include "simulated/WindowsNumbers.h"
 
 namespace simulated {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr platform::LSTATUS kErrorAccessDenied = 5;
 
 [[noreturn]] void Fail(const fs::path& place, const std::string& what) {
   throw MachineError(place.string() + ": " + what);
@@ -144,7 +143,7 @@ std::unique_ptr<Machine> OpenAny(const fs::path& directory, Changes changes, con
   } else if (const auto hives = FindHives(directory)) {
     Lock(held->lock, directory, false);
     LoadVolume(directory, *hives, *machine, observer);
-    machine->registry.SetKeeper([](const RegistryChange&) { return kErrorAccessDenied; });
+    machine->registry.SetKeeper([](const RegistryChange&) { return Status(kAccessDenied); });
   } else {
     Fail(directory,
          "no machine; it needs registry/, drives/ or machine.json, or a Windows volume's "

@@ -5,12 +5,9 @@
 namespace simulated {
 namespace {
 
-constexpr auto kOutOfMemory = static_cast<platform::HRESULT>(0x8007000E);
-constexpr auto kInvalidArgument = static_cast<platform::HRESULT>(0x80070057);
-
 platform::HRESULT CreateStream(Machine& machine, platform::HANDLE memory, IStream** stream) {
   *stream = nullptr;
-  if (memory) return kInvalidArgument;
+  if (memory) return kInvalidArgumentResult;
   auto made = std::make_shared<MemoryStream>();
   made->memory = machine.pictures.memory.Open(made);
   *stream = machine.pictures.streams.Open(std::move(made));
@@ -19,7 +16,7 @@ platform::HRESULT CreateStream(Machine& machine, platform::HANDLE memory, IStrea
 
 platform::HRESULT MemoryOf(Machine& machine, IStream* handle, platform::HANDLE* memory) {
   const auto stream = machine.pictures.streams.Find(handle);
-  if (!stream) return kInvalidArgument;
+  if (!stream) return kInvalidArgumentResult;
   *memory = stream->memory;
   return 0;
 }
@@ -58,7 +55,7 @@ using simulated::Perform;
 HRESULT CreateStreamOnHGlobal(HANDLE memory, BOOL deleteOnRelease, IStream** stream) {
   Machine& machine = Machine::Current();
   return Perform(
-      &machine, "CreateStreamOnHGlobal", Failure<HRESULT>{simulated::kOutOfMemory},
+      &machine, "CreateStreamOnHGlobal", Failure<HRESULT>{simulated::kOutOfMemoryResult},
       [&](Arguments& arguments) { arguments.Handle(memory).Number(deleteOnRelease); },
       [&] { return simulated::CreateStream(machine, memory, stream); });
 }
@@ -66,7 +63,7 @@ HRESULT CreateStreamOnHGlobal(HANDLE memory, BOOL deleteOnRelease, IStream** str
 HRESULT GetHGlobalFromStream(IStream* stream, HANDLE* memory) {
   Machine& machine = Machine::Current();
   return Perform(
-      &machine, "GetHGlobalFromStream", Failure<HRESULT>{simulated::kInvalidArgument},
+      &machine, "GetHGlobalFromStream", Failure<HRESULT>{simulated::kInvalidArgumentResult},
       [&](Arguments& arguments) { arguments.Handle(stream); },
       [&] { return simulated::MemoryOf(machine, stream, memory); });
 }

@@ -17,8 +17,6 @@ using platform::PROCESS_INFORMATION;
 using platform::SHELLEXECUTEINFOW;
 using platform::STARTUPINFOW;
 
-constexpr DWORD kBadExeFormat = 193;
-
 struct FoundProgram {
   std::u16string path;
   Program program;

@@ -3,15 +3,9 @@
 #include <array>
 
 #include "simulated/AnsiText.h"
+#include "simulated/WindowsNumbers.h"
 
 namespace simulated {
-namespace {
-
-using platform::DWORD;
-
-constexpr DWORD kRegSz = 1, kRegExpandSz = 2, kRegBinary = 3, kRegDword = 4, kRegMultiSz = 7;
-
-}  // namespace
 
 void RegFileDataReader::Read(std::u16string_view name, RegFileSink& sink) {
   if (cursor_.IsAt(u'"')) return ReadText(name, sink);
@@ -29,7 +23,7 @@ void RegFileDataReader::ReadText(std::u16string_view name, RegFileSink& sink) {
   if (value.data() != text_.data()) text_.assign(value);
   // The string's own final NUL is the stored one.
   const auto* const data = reinterpret_cast<const std::uint8_t*>(text_.c_str());
-  sink.SetValue(name, kRegSz, {data, (text_.size() + 1) * sizeof(char16_t)});
+  sink.SetValue(name, platform::REG_SZ, {data, (text_.size() + 1) * sizeof(char16_t)});
 }
 
 void RegFileDataReader::ReadNumber(std::u16string_view name, RegFileSink& sink) {
@@ -40,19 +34,20 @@ void RegFileDataReader::ReadNumber(std::u16string_view name, RegFileSink& sink) 
   const std::array<std::uint8_t, 4> data = {
       static_cast<std::uint8_t>(*number), static_cast<std::uint8_t>(*number >> 8),
       static_cast<std::uint8_t>(*number >> 16), static_cast<std::uint8_t>(*number >> 24)};
-  sink.SetValue(name, kRegDword, data);
+  sink.SetValue(name, platform::REG_DWORD, data);
 }
 
 void RegFileDataReader::ReadHex(std::u16string_view name, RegFileSink& sink) {
-  const DWORD type = ReadHexType();
+  const platform::DWORD type = ReadHexType();
   ReadHexBytes();
-  if (widensText_ && (type == kRegSz || type == kRegExpandSz || type == kRegMultiSz)) WidenBytes();
+  if (widensText_ && (type == platform::REG_SZ || type == platform::REG_EXPAND_SZ || type == kRegMultiSz))
+    WidenBytes();
   sink.SetValue(name, type, bytes_);
 }
 
-DWORD RegFileDataReader::ReadHexType() {
+platform::DWORD RegFileDataReader::ReadHexType() {
   const char16_t* const start = cursor_.At();
-  std::optional<DWORD> type = kRegBinary;
+  std::optional<platform::DWORD> type = kRegBinary;
   if (cursor_.Take(u'(')) {
     type = cursor_.TakeHexNumber();
     if (!cursor_.Take(u')')) type.reset();

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "simulated/WindowsNumbers.h"
+
 namespace simulated {
 namespace {
 
@@ -13,7 +15,6 @@ using ByteSpan = std::span<const std::uint8_t>;
 
 static_assert(std::endian::native == std::endian::little, "the file is written as it stands in memory");
 
-constexpr DWORD kRegSz = 1, kRegBinary = 3, kRegDword = 4;
 // As Windows breaks its lines: before the column where the next byte and a backslash would pass it.
 constexpr std::size_t kLineChars = 77;
 
@@ -57,9 +58,9 @@ void RegFileWriter::DeleteKey(std::u16string_view path) { KeyLine(u"[-", path); 
 void RegFileWriter::SetValue(std::u16string_view name, DWORD type, ByteSpan bytes) {
   Name(name);
   std::u16string text;
-  if (type == kRegSz && IsPlainText(bytes, text)) {
+  if (type == platform::REG_SZ && IsPlainText(bytes, text)) {
     Quoted(text);
-  } else if (type == kRegDword && bytes.size() == 4) {
+  } else if (type == platform::REG_DWORD && bytes.size() == 4) {
     std::uint32_t number = 0;
     std::memcpy(&number, bytes.data(), sizeof number);
     text_ += u"dword:" + HexNumber(number, 8);

@@ -17,15 +17,10 @@ using platform::LSTATUS;
 
 constexpr DWORD kQueryValue = 0x0001;
 constexpr DWORD kEnumerateSubKeys = 0x0008;
-constexpr DWORD kNotify = 0x0010;
-constexpr DWORD kRead = 0x20019;
 constexpr DWORD kWrite = 0x20006;
 constexpr DWORD kAllAccess = 0xF003F;
 constexpr DWORD kMaximumAllowed = 0x02000000;
-constexpr DWORD kNarrowView = 0x0200;
-constexpr DWORD kBothViews = 0x0300;
-
-LSTATUS Status(DWORD error) { return static_cast<LSTATUS>(error); }
+constexpr DWORD kBothViews = platform::KEY_WOW64_64KEY | platform::KEY_WOW64_32KEY;
 
 /** A key that a handle refers to, with the registry locked as long as it is looked at. */
 class LockedKey {
@@ -64,9 +59,9 @@ class LockedKey {
 };
 
 DWORD ExpandGenericRights(DWORD access) {
-  if (access & 0x80000000) access |= kRead;
+  if (access & 0x80000000) access |= platform::KEY_READ;
   if (access & 0x40000000) access |= kWrite;
-  if (access & 0x20000000) access |= kRead;
+  if (access & 0x20000000) access |= platform::KEY_READ;
   if (access & 0x10000000) access |= kAllAccess;
   return access;
 }
@@ -104,7 +99,7 @@ LSTATUS Open(Machine& machine, HKEY key, const char16_t* subKey, DWORD access, H
     return 0;
   }
   if (const LSTATUS status = CheckPath(path); status != 0) return status;
-  const View view = access & kNarrowView ? View::Bits32 : View::Native;
+  const View view = access & platform::KEY_WOW64_32KEY ? View::Bits32 : View::Native;
   return OpenFound(machine, machine.registry.Find(*start, path, view), access, result);
 }
 
@@ -129,7 +124,7 @@ LSTATUS Enumerate(Machine& machine, HKEY key, DWORD index, char16_t* name, DWORD
                   platform::FILETIME* lastWrite) {
   const LockedKey parent(machine, key, kEnumerateSubKeys);
   if (parent.Problem() != 0) return parent.Problem();
-  if (index >= parent->SubKeyCount()) return Status(kNoMoreItems);
+  if (index >= parent->SubKeyCount()) return Status(platform::ERROR_NO_MORE_ITEMS);
   const Key& subKey = parent->SubKeyAt(index);
   const std::u16string& found = subKey.Name();
   if (*nameChars <= found.size()) return Status(kMoreData);
@@ -143,7 +138,7 @@ LSTATUS EnumerateValue(Machine& machine, HKEY key, DWORD index, char16_t* name, 
                        platform::BYTE* data, DWORD* dataBytes) {
   const LockedKey owner(machine, key, kQueryValue);
   if (owner.Problem() != 0) return owner.Problem();
-  if (index >= owner->ValueCount()) return Status(kNoMoreItems);
+  if (index >= owner->ValueCount()) return Status(platform::ERROR_NO_MORE_ITEMS);
   const ValueView value = owner->ValueAt(index);
   if (*nameChars <= value.name.size()) return Status(kMoreData);
   *std::ranges::copy(value.name, name).out = 0;
@@ -213,7 +208,7 @@ LSTATUS Delete(Machine& machine, HKEY key, const char16_t* subKey) {
 }
 
 LSTATUS StartWatch(Machine& machine, HKEY key, bool isDeep, DWORD filter, platform::HANDLE event) {
-  const LockedKey watched(machine, key, kNotify);
+  const LockedKey watched(machine, key, platform::KEY_NOTIFY);
   if (watched.Problem() != 0) return watched.Problem();
   const auto signal = Handles::Shared().Find(event);
   if (!signal || signal->kind != Waitable::Kind::Event) return Status(kInvalidHandle);
@@ -255,7 +250,7 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, D
                       char16_t* className, DWORD* classChars, FILETIME* lastWrite) {
   Machine& machine = Machine::Current();
   // An enumeration that fails for good has to end: callers skip any other failure and ask for the next index.
-  const DWORD failure = machine.faults.Lasting() ? simulated::kNoMoreItems : simulated::kNoSystemResources;
+  const DWORD failure = machine.faults.Lasting() ? ERROR_NO_MORE_ITEMS : simulated::kNoSystemResources;
   return Perform(
       &machine, "RegEnumKeyExW", Failure<LSTATUS>{Status(failure)},
       [&](Arguments& arguments) {

@@ -13,6 +13,7 @@
 #include "simulated/RegFile.h"
 #include "simulated/RegFileWriter.h"
 #include "simulated/WholeFile.h"
+#include "simulated/WindowsNumbers.h"
 
 namespace simulated {
 namespace {
@@ -21,7 +22,6 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kMostChangeFiles = 64;
 constexpr std::string_view kChangePrefix = "~change-";
-constexpr platform::LSTATUS kErrorAccessDenied = 5, kErrorWriteFault = 29, kErrorDiskFull = 112;
 
 bool IsRegFile(const fs::path& file) {
   const std::string extension = file.extension().string();
@@ -40,8 +40,8 @@ std::optional<std::uint64_t> ChangeNumber(const fs::path& file) {
 
 platform::LSTATUS StatusOf(int error) {
   if (error == 0) return 0;
-  if (error == EACCES || error == EPERM || error == EROFS) return kErrorAccessDenied;
-  return error == ENOSPC || error == EDQUOT ? kErrorDiskFull : kErrorWriteFault;
+  if (error == EACCES || error == EPERM || error == EROFS) return Status(kAccessDenied);
+  return Status(error == ENOSPC || error == EDQUOT ? kDiskFull : kWriteFault);
 }
 
 std::optional<std::uint64_t> Time(const RegistryChange& change) {
@@ -117,7 +117,7 @@ platform::LSTATUS RegistryFolder::Keep(const RegistryChange& change) {
   try {
     WriteChange(change, writer);
   } catch (const std::length_error&) {
-    return kErrorWriteFault;
+    return Status(kWriteFault);
   }
   std::error_code made;
   if (fs::create_directory(folder_, made)) SyncFolder(folder_.parent_path());

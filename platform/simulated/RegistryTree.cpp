@@ -57,8 +57,7 @@ void RegistryTree::SetText(std::u16string_view path, std::u16string_view name, s
 }
 
 void RegistryTree::SetNumber(std::u16string_view path, std::u16string_view name, std::uint32_t number) {
-  constexpr platform::DWORD kNumberType = 4;
-  SetValue(path, name, kNumberType, {reinterpret_cast<const std::uint8_t*>(&number), sizeof number});
+  SetValue(path, name, platform::REG_DWORD, {reinterpret_cast<const std::uint8_t*>(&number), sizeof number});
 }
 
 void RegistryTree::SetLastWriteTime(std::u16string_view path, std::uint64_t fileTime) {

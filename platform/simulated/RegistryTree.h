@@ -14,6 +14,7 @@
 #include <functional>
 #include <mutex>
 
+#include "platform/Constants.h"
 #include "simulated/Key.h"
 #include "simulated/Watches.h"
 
@@ -55,7 +56,7 @@ class RegistryTree {
                 std::span<const std::uint8_t> bytes);
   /** REG_SZ (or another text type) with its NUL. */
   void SetText(std::u16string_view path, std::u16string_view name, std::u16string_view text,
-               platform::DWORD type = 1);
+               platform::DWORD type = platform::REG_SZ);
   /** REG_DWORD. */
   void SetNumber(std::u16string_view path, std::u16string_view name, std::uint32_t number);
   void SetLastWriteTime(std::u16string_view path, std::uint64_t fileTime);

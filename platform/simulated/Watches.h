@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "platform/Types.h"
+#include "platform/Constants.h"
 
 namespace simulated {
 
@@ -16,7 +16,7 @@ class Key;
 struct Waitable;
 
 /** Kinds of changes, as bits of a filter: a sub key came or went; a value was set or deleted. */
-inline constexpr platform::DWORD kNameChange = 1;
+inline constexpr platform::DWORD kNameChange = platform::REG_NOTIFY_CHANGE_NAME;
 inline constexpr platform::DWORD kValueChange = 4;
 
 struct Watch {
