@@ -1,35 +1,25 @@
-#include "platform/Pictures.h"
-
+// Bitmaps of GDI+.
 #include <cstdlib>
 #include <cstring>
 
 #include "platform/Constants.h"
-#include "simulated/Call.h"
-#include "simulated/PngFile.h"
+#include "simulated/GdiPlus.h"
 
 namespace simulated {
+
+std::uint32_t PixelOf(const GdiPlusImage& image, std::uint32_t x, std::uint32_t y) {
+  std::uint32_t pixel = 0;
+  std::memcpy(&pixel, image.pixels + static_cast<std::ptrdiff_t>(y) * image.stride + std::size_t{x} * 4,
+              sizeof pixel);
+  return image.format == kRgb ? pixel | 0xFF000000 : pixel;
+}
+
 namespace {
 
 using platform::BitmapData;
 using platform::GpBitmap;
 using platform::GpImage;
 using platform::GpStatus;
-using platform::GUID;
-
-constexpr GpStatus kOk = 0;
-constexpr GpStatus kGenericError = 1;
-constexpr GpStatus kBadParameter = 2;
-constexpr GpStatus kOutOfMemory = 3;
-constexpr GpStatus kNotImplemented = 6;
-constexpr GpStatus kWin32Error = 7;
-constexpr GpStatus kWrongState = 8;
-constexpr GpStatus kUnknownImageFormat = 13;
-constexpr GpStatus kUnsupportedVersion = 17;
-constexpr GpStatus kNotInitialized = 18;
-
-constexpr int kRgb = 0x22009;  // PixelFormat32bppRGB
-constexpr GUID kPngEncoder = {0x557CF406, 0x1A04, 0x11D3, {0x9A, 0x73, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
-constexpr GUID kPngFormat = {0xB96B3CAF, 0x0728, 0x11D3, {0x9D, 0x7B, 0x00, 0x00, 0xF8, 0x1E, 0xF3, 0x2E}};
 
 using ImagePointer = std::shared_ptr<GdiPlusImage>;
 
@@ -55,32 +45,6 @@ ImagePointer ImageOf(std::shared_ptr<const Picture> picture, int format) {
   image->pixels = rows.top;
   image->stride = rows.strideBytes;
   return image;
-}
-
-std::uint32_t PixelOf(const GdiPlusImage& image, std::uint32_t x, std::uint32_t y) {
-  std::uint32_t pixel = 0;
-  std::memcpy(&pixel, image.pixels + static_cast<std::ptrdiff_t>(y) * image.stride + std::size_t{x} * 4,
-              sizeof pixel);
-  return image.format == kRgb ? pixel | 0xFF000000 : pixel;
-}
-
-std::vector<std::uint8_t> Encode(const GdiPlusImage& image) {
-  if (image.format != kRgb) return EncodePng({image.width, image.height, image.pixels, image.stride});
-  Picture opaque(image.width, image.height);
-  for (std::uint32_t y = 0; y < image.height; ++y) {
-    for (std::uint32_t x = 0; x < image.width; ++x) opaque.At(x, y) = PixelOf(image, x, y);
-  }
-  return EncodePng(opaque);
-}
-
-bool IsStarted(Machine& machine) { return machine.pictures.gdiPlusStarts > 0; }
-
-GpStatus Start(Machine& machine, std::uintptr_t* token, const platform::GdiplusStartupInput* input) {
-  if (!token || !input) return kBadParameter;
-  if (input->GdiplusVersion < 1 || input->GdiplusVersion > 3) return kUnsupportedVersion;
-  *token = NewObjectHandle();
-  ++machine.pictures.gdiPlusStarts;
-  return kOk;
 }
 
 GpStatus CreateFromIcon(Machine& machine, platform::HICON handle, GpBitmap** bitmap) {
@@ -171,33 +135,6 @@ GpStatus Unlock(Machine& machine, GpBitmap* bitmap, const BitmapData* data) {
   return image->isLocked.exchange(false) ? kOk : kWrongState;
 }
 
-platform::ImageCodecInfo DescribePngEncoder() {
-  static constexpr platform::BYTE kPattern[] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-  static constexpr platform::BYTE kMask[] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-  constexpr platform::DWORD kEncodesDecodesBitmapsBuiltIn = 0x10007;
-  return {kPngEncoder, kPngFormat, u"Built-in PNG Codec", nullptr,
-          u"PNG",      u"*.PNG",   u"image/png",          kEncodesDecodesBitmapsBuiltIn,
-          1,           1,          sizeof kPattern,       kPattern,
-          kMask};
-}
-
-GpStatus ListEncoders(platform::UINT count, platform::UINT bytes, platform::ImageCodecInfo* encoders) {
-  if (count != 1 || bytes != sizeof *encoders || !encoders) return kGenericError;
-  *encoders = DescribePngEncoder();
-  return kOk;
-}
-
-GpStatus Save(Machine& machine, GpImage* handle, IStream* streamHandle, const GUID* encoder) {
-  if (!IsStarted(machine)) return kNotInitialized;
-  const ImagePointer image = machine.pictures.images.Find(handle);
-  const auto stream = machine.pictures.streams.Find(streamHandle);
-  if (!image || !stream || !encoder) return kBadParameter;
-  if (std::memcmp(encoder, &kPngEncoder, sizeof kPngEncoder) != 0) return kUnknownImageFormat;
-  const std::vector<std::uint8_t> png = Encode(*image);
-  stream->bytes.insert(stream->bytes.end(), png.begin(), png.end());
-  return png.empty() ? kWin32Error : kOk;
-}
-
 }  // namespace
 }  // namespace simulated
 
@@ -207,58 +144,7 @@ using simulated::Arguments;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
-
-namespace {
-
-/** A call of GDI+ whose first argument is all that the journal keeps. */
-template <class Describe, class Body>
-GpStatus PerformGdiPlus(const char* name, Describe describe, Body body) {
-  Machine& machine = Machine::Current();
-  return Perform(&machine, name, Failure<GpStatus>{simulated::kOutOfMemory}, describe,
-                 [&] { return body(machine); });
-}
-
-}  // namespace
-
-GpStatus GdiplusStartup(std::uintptr_t* token, const GdiplusStartupInput* input, void*) {
-  return PerformGdiPlus(
-      "GdiplusStartup",
-      [&](Arguments& arguments) {
-        arguments.Number(input->GdiplusVersion).Handle(input->DebugEventCallback);
-        arguments.Number(input->SuppressBackgroundThread).Number(input->SuppressExternalCodecs);
-      },
-      [&](Machine& machine) { return simulated::Start(machine, token, input); });
-}
-
-void GdiplusShutdown(std::uintptr_t token) {
-  Machine& machine = Machine::Current();
-  Perform(
-      &machine, "GdiplusShutdown", [&](Arguments& arguments) { arguments.Hex(token); },
-      [&] {
-        if (token != 0) --machine.pictures.gdiPlusStarts;
-      });
-}
-
-void* GdipAlloc(std::size_t bytes) {
-  Machine& machine = Machine::Current();
-  return Perform(
-      &machine, "GdipAlloc", Failure<void*>{nullptr},
-      [&](Arguments& arguments) { arguments.Number(static_cast<long long>(bytes)); },
-      [&] {
-        ++machine.pictures.allocations;
-        return std::malloc(bytes);
-      });
-}
-
-void GdipFree(void* memory) {
-  Machine& machine = Machine::Current();
-  Perform(
-      &machine, "GdipFree", [&](Arguments& arguments) { arguments.Handle(memory); },
-      [&] {
-        if (memory) --machine.pictures.allocations;
-        std::free(memory);
-      });
-}
+using simulated::PerformGdiPlus;
 
 GpStatus GdipCreateBitmapFromHICON(HICON icon, GpBitmap** bitmap) {
   return PerformGdiPlus(
@@ -341,29 +227,6 @@ GpStatus GdipBitmapUnlockBits(GpBitmap* bitmap, BitmapData* data) {
       &machine, "GdipBitmapUnlockBits", Failure<GpStatus>{simulated::kGenericError, 0, true},
       [&](Arguments& arguments) { arguments.Handle(bitmap); },
       [&] { return simulated::Unlock(machine, bitmap, data); });
-}
-
-GpStatus GdipGetImageEncodersSize(UINT* count, UINT* bytes) {
-  return PerformGdiPlus(
-      "GdipGetImageEncodersSize", [](Arguments&) {},
-      [&](Machine&) {
-        *count = 1;
-        *bytes = sizeof(ImageCodecInfo);
-        return simulated::kOk;
-      });
-}
-
-GpStatus GdipGetImageEncoders(UINT count, UINT bytes, ImageCodecInfo* encoders) {
-  return PerformGdiPlus(
-      "GdipGetImageEncoders", [&](Arguments& arguments) { arguments.Number(count).Number(bytes); },
-      [&](Machine&) { return simulated::ListEncoders(count, bytes, encoders); });
-}
-
-GpStatus GdipSaveImageToStream(GpImage* image, IStream* stream, const GUID* encoder, const void* parameters) {
-  return PerformGdiPlus(
-      "GdipSaveImageToStream",
-      [&](Arguments& arguments) { arguments.Handle(image).Handle(stream).Handle(parameters); },
-      [&](Machine& machine) { return simulated::Save(machine, image, stream, encoder); });
 }
 
 }  // namespace platform
