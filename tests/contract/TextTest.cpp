@@ -128,6 +128,17 @@ TEST_F(Expansion, WhatIsNoVariableStaysAsItIsWritten) {
   }
 }
 
+// Wine takes both signs for the variable's, and goes on behind them.
+TEST_F(Expansion, SignBehindWhatIsNoVariableBeginsTheNext) {
+  for (const auto& [text, result] :
+       {std::pair{u"%NoSuchVariableHere%KestrelbayContract%", u"%NoSuchVariableHeretwo words"},
+        std::pair{u"%%KestrelbayContract%", u"%two words"},
+        std::pair{u"100% of %KestrelbayContract%", u"100% of two words"}}) {
+    Expand(text);
+    EXPECT_EQ(tests::RunsOnWine() ? text : result, std::u16string(expanded));
+  }
+}
+
 TEST_F(Expansion, ExpandedTextIsNotExpandedAgain) {
   machine.SetVariable(u"KestrelbayOuter", u"%KestrelbayContract%");
   Expand(u"%KestrelbayOuter%");
