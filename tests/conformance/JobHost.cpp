@@ -1,7 +1,6 @@
 #include "JobHost.h"
 
 #include <condition_variable>
-#include <cstring>
 #include <mutex>
 
 namespace tests {
@@ -17,36 +16,9 @@ void Add(const void* request, int callback) {
   reportsChanged.notify_all();
 }
 
-constexpr char kLeftBefore[] = "left by an earlier job";
-
-template <std::size_t Size>
-void Fill(char (&field)[Size], const std::string& text) {
-  ASSERT_LT(text.size(), Size);
-  std::memcpy(field, text.c_str(), text.size() + 1);
-}
-
 }  // namespace
 
 std::string Narrow(const std::u16string& text) { return {text.begin(), text.end()}; }
-
-InstallRecord::InstallRecord(const std::u16string& path, const std::string& name,
-                             const std::string& parameters, const std::string& registry)
-    : InstallRequest{} {
-  Fill(installerPath, Narrow(path));
-  Fill(displayName, name);
-  Fill(installerParams, parameters);
-  Fill(registryPath, registry);
-  Fill(Result, kLeftBefore);
-  Fill(ErrMsg, kLeftBefore);
-  Fill(DisplayVersion, kLeftBefore);
-}
-
-UninstallRecord::UninstallRecord(const std::string& name, const std::string& registry) : UninstallRequest{} {
-  Fill(displayName, name);
-  Fill(registryPath, registry);
-  Fill(Result, kLeftBefore);
-  Fill(ErrMsg, kLeftBefore);
-}
 
 JobHost::JobHost() {
   const std::lock_guard held(reportsMutex);

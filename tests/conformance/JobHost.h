@@ -2,23 +2,19 @@
 #pragma once
 
 #include "HostTest.h"
+#include "JobRecords.h"
 #include "LogText.h"
 
 namespace tests {
 
-/**
- * Requests with room behind them: copies into their last field are bounded by the text alone. Their output
- * fields hold what an earlier job might have left there.
- */
-struct InstallRecord : InstallRequest {
-  InstallRecord(const std::u16string& path, const std::string& name, const std::string& parameters = "",
-                const std::string& registry = "");
-  char room[1024] = {};
-};
+std::string Narrow(const std::u16string& text);
 
-struct UninstallRecord : UninstallRequest {
-  explicit UninstallRecord(const std::string& name, const std::string& registry = "");
-  char room[1024] = {};
+using kestrelbay::UninstallRecord;
+
+struct InstallRecord : kestrelbay::InstallRecord {
+  InstallRecord(const std::u16string& path, const std::string& name, const std::string& parameters = "",
+                const std::string& registry = "")
+      : kestrelbay::InstallRecord(Narrow(path), name, parameters, registry) {}
 };
 
 /** A call of one of the callbacks below. */
@@ -60,7 +56,5 @@ class JobHost : public HostTest {
   const std::u16string setup = folder + u"\\setup.exe";
   const std::u16string remover = folder + u"\\remove.exe";
 };
-
-std::string Narrow(const std::u16string& text);
 
 }  // namespace tests

@@ -26,20 +26,14 @@ std::string IconTextOf(const std::u16string& displayIcon) {
   return Utf8(displayIcon.substr(0, displayIcon.find(u',')));
 }
 
-ReceivedEntry AsReceived(const InstalledAppInfo& app) {
-  return {.displayName = Utf8(app.DisplayName),
-          .installLocation = Utf8(app.InstallLocation),
-          .displayVersion = Utf8(app.DisplayVersion),
-          .displayIcon = Utf8(app.DisplayIcon),
-          .iconText = IconTextOf(app.DisplayIcon),
-          .installDate = Utf8(app.InstallDate),
-          .lastWriteTime = Utf8(app.LastWriteTime),
-          .architecture = app.architecture};
+ReceivedEntry WithIcon(InstalledAppInfo app) {
+  app.IconText = IconTextOf(app.DisplayIcon);
+  return AsReceived(app);
 }
 
 std::vector<ReceivedEntry> ListNaively(const PlainRegistry& registry) {
   std::vector<ReceivedEntry> entries;
-  std::ranges::transform(kestrelbay::ScanNaively(registry), std::back_inserter(entries), AsReceived);
+  std::ranges::transform(kestrelbay::ScanNaively(registry), std::back_inserter(entries), WithIcon);
   return entries;
 }
 

@@ -6,7 +6,8 @@ import json
 from inventory import (DEFAULT_VIEW, MACHINE_PRODUCTS, UNINSTALL, USER_DATA, USER_PRODUCTS, VIEW_32, VIEW_64,
                        Registry)
 from real import DATA, RealTest, volumes
-from test_real_lists import EVERYONE, OF_EXPORTS, OF_USER_EXPORTS, WINE_USER, registry_with_products
+from test_real_lists import (EVERYONE, OF_EXPORTS, OF_USER_EXPORTS, WINE_USER, registry_of_whole_volume,
+                             registry_with_products)
 from truth import put
 
 FATES = {"searched", "listed", "merged", "left out", "unread"}
@@ -92,13 +93,8 @@ class ExplainedTest(RealTest):
         self.check_explained(self.wine_exports("wine-charm-system"), charm)
 
     def test_whole_volume(self):
-        registry = put(Registry(), "wine-charm-system.reg", times=False)
-        for name in OF_EXPORTS:
-            put(registry, name + ".reg", times=False)
-        for hive, sid in EVERYONE.values():
-            put(registry, hive, sid)
         volume = self.volume(volumes.machine_text(DATA), volumes.USERS, volumes.SERVICES)
-        self.assertEqual(self.check_explained(volume, registry)["listed"], 25)
+        self.assertEqual(self.check_explained(volume, registry_of_whole_volume())["listed"], 25)
 
     def test_without_the_products_key_that_is_all_there_is(self):
         machine = self.exports("mssql-Uninstall.reg", products=False)

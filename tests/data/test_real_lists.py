@@ -25,6 +25,15 @@ def registry_with_products():
     return registry
 
 
+def registry_of_whole_volume():
+    registry = put(Registry(), "wine-charm-system.reg", times=False)
+    for name in OF_EXPORTS:
+        put(registry, name + ".reg", times=False)
+    for hive, sid in EVERYONE.values():
+        put(registry, hive, sid)
+    return registry
+
+
 class VolumeTest(RealTest):
     def test_each_hive_alone(self):
         for folder, (hive, sid) in EVERYONE.items():
@@ -40,12 +49,7 @@ class VolumeTest(RealTest):
         self.check(self.volume(users={"tony": ("hkcu-software-2020", volumes.SID + "2003")}), [])
 
     def test_whole_volume(self):
-        registry = put(Registry(), "wine-charm-system.reg", times=False)
-        for name in OF_EXPORTS:
-            put(registry, name + ".reg", times=False)
-        for hive, sid in EVERYONE.values():
-            put(registry, hive, sid)
-        expected = list_installed(registry)
+        expected = list_installed(registry_of_whole_volume())
         dated = [entry for entry in expected if entry["lastWriteTime"]]
         self.assertEqual((len(expected), len(dated)), (25, 7))
         volume = self.volume(volumes.machine_text(DATA), volumes.USERS, volumes.SERVICES)

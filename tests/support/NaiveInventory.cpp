@@ -239,4 +239,15 @@ bool LessNaively(const InstalledAppInfo& left, const InstalledAppInfo& right) {
 
 AppRecords ScanNaively(const PlainRegistry& registry) { return Scan(registry).Run(); }
 
+ReceivedEntry AsReceived(const InstalledAppInfo& app) {
+  return {.displayName = Utf8(app.DisplayName),
+          .installLocation = Utf8(app.InstallLocation),
+          .displayVersion = Utf8(app.DisplayVersion),
+          .displayIcon = Utf8(app.DisplayIcon),
+          .iconText = app.IconText,
+          .installDate = Utf8(app.InstallDate),
+          .lastWriteTime = Utf8(app.LastWriteTime),
+          .architecture = app.architecture};
+}
+
 }  // namespace kestrelbay

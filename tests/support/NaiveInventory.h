@@ -8,6 +8,7 @@
 
 #include <vector>
 
+#include "HostCallbacks.h"
 #include "PlainRegistry.h"
 #include "inventory/InstalledAppInfo.h"
 
@@ -21,5 +22,8 @@ bool LessNaively(const InstalledAppInfo& left, const InstalledAppInfo& right);
 
 /** The whole inventory; records of equal names stand in the order in which the scan left them. */
 AppRecords ScanNaively(const PlainRegistry& registry);
+
+/** A record as a host receives it. */
+ReceivedEntry AsReceived(const InstalledAppInfo& app);
 
 }  // namespace kestrelbay

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "NaiveInventory.h"
+#include "Records.h"
 #include "inventory/AppList.h"
 
 namespace kestrelbay {
@@ -76,12 +76,6 @@ TEST(AppNameLess, IsAStrictWeakOrdering) {
       }
     }
   }
-}
-
-InstalledAppInfo Named(const std::u16string& name) {
-  InstalledAppInfo app;
-  app.DisplayName = name;
-  return app;
 }
 
 TEST(AppNameLess, AgreesWithTheOrderWrittenOut) {

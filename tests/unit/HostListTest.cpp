@@ -4,7 +4,7 @@
 
 #include "HostCallbacks.h"
 #include "OnMachine.h"
-#include "frame/CommonFunc.h"
+#include "Records.h"
 #include "inventory/InstalledApps.h"
 
 namespace kestrelbay {
@@ -28,23 +28,12 @@ class HostList : public OnMachine {
   LogCapture log;
 };
 
-ReceivedEntry AsReceived(const ListedApp* app) {
-  return {.displayName = WideToUtf8(app->DisplayName),
-          .installLocation = WideToUtf8(app->InstallLocation),
-          .displayVersion = WideToUtf8(app->DisplayVersion),
-          .displayIcon = WideToUtf8(app->DisplayIcon),
-          .iconText = std::string(app->IconText),
-          .installDate = WideToUtf8(app->InstallDate),
-          .lastWriteTime = WideToUtf8(app->LastWriteTime),
-          .architecture = app->architecture};
-}
-
 TEST_F(HostList, IsThatOfTheInventoryWithAndWithoutIcons) {
   for (const bool includeIcons : {false, true}) {
     const auto apps = GetInstalledApps(includeIcons);
     ASSERT_EQ(apps->size(), 4U);
     std::vector<ReceivedEntry> expected;
-    std::ranges::transform(apps->Apps(), std::back_inserter(expected), AsReceived);
+    std::ranges::transform(RecordsOf(*apps), std::back_inserter(expected), AsReceived);
     InstalledAppEntry* entries = nullptr;
     std::uint32_t count = 0;
     GetInstalledAppList(&entries, &count, includeIcons);

@@ -19,12 +19,6 @@ InstalledAppList ListOf(const AppRecords& records) {
   return list;
 }
 
-InstalledAppInfo Named(const std::u16string& name) {
-  InstalledAppInfo record;
-  record.DisplayName = name;
-  return record;
-}
-
 InstalledAppInfo Full() {
   return {.DisplayName = u"name",
           .InstallLocation = u"location",

@@ -1,6 +1,5 @@
 #include "JobTest.h"
 
-#include <cstring>
 #include <thread>
 
 #include "frame/LoadTimeObjects.h"
@@ -51,13 +50,6 @@ void ResetStopEvent() {
   handles.Signal(*handles.Find(StopEvent), false);
 }
 
-constexpr char kLeftBefore[] = "left by an earlier job";
-
-template <std::size_t Size>
-void Fill(char (&field)[Size], const std::string& text) {
-  std::strncpy(field, text.c_str(), Size - 1);
-}
-
 }  // namespace
 
 void Gate::Pass() {
@@ -76,25 +68,6 @@ void Gate::Open() {
 void Gate::WaitForArrivals(std::size_t count) {
   std::unique_lock held(mutex);
   changed.wait(held, [&] { return arrivals >= count; });
-}
-
-InstallRecord::InstallRecord(const std::string& path, const std::string& name, const std::string& parameters,
-                             const std::string& registry)
-    : InstallRequest{} {
-  Fill(installerPath, path);
-  Fill(displayName, name);
-  Fill(registryPath, registry);
-  Fill(installerParams, parameters);
-  Fill(Result, kLeftBefore);
-  Fill(ErrMsg, kLeftBefore);
-  Fill(DisplayVersion, kLeftBefore);
-}
-
-UninstallRecord::UninstallRecord(const std::string& name, const std::string& registry) : UninstallRequest{} {
-  Fill(displayName, name);
-  Fill(registryPath, registry);
-  Fill(Result, kLeftBefore);
-  Fill(ErrMsg, kLeftBefore);
 }
 
 JobTest::JobTest() {

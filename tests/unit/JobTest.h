@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "HostCallbacks.h"
-#include "KestrelbayGeneralSDK.h"
+#include "JobRecords.h"
 #include "LogText.h"
 #include "OnMachine.h"
 
@@ -45,21 +45,6 @@ struct Report {
   /** Whether the job was still registered. */
   bool isRegistered;
   bool isOnHostThread;
-};
-
-/**
- * Records with room behind them, since copies into their last field are bounded by the text alone. Their
- * output fields hold what an earlier job might have left there.
- */
-struct InstallRecord : InstallRequest {
-  InstallRecord(const std::string& path, const std::string& name, const std::string& parameters = "",
-                const std::string& registry = "");
-  char room[1024] = {};
-};
-
-struct UninstallRecord : UninstallRequest {
-  explicit UninstallRecord(const std::string& name, const std::string& registry = "");
-  char room[1024] = {};
 };
 
 /**

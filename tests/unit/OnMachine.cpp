@@ -1,6 +1,22 @@
 #include "OnMachine.h"
 
+#include "platform/Constants.h"
+#include "platform/Processes.h"
+
 namespace kestrelbay {
+
+bool StartPlainlyElevated(const std::u16string& file, const std::u16string& parameters,
+                          platform::HANDLE& process) {
+  platform::SHELLEXECUTEINFOW execute{};
+  execute.cbSize = sizeof execute;
+  execute.fMask = platform::SEE_MASK_NOCLOSEPROCESS;
+  execute.lpVerb = u"runas";
+  execute.lpFile = file.c_str();
+  execute.lpParameters = parameters.c_str();
+  const bool isStarted = platform::ShellExecuteExW(&execute) != 0;
+  process = execute.hProcess;
+  return isStarted;
+}
 
 OnMachine::OnMachine() : machine(simulated::Machine::Use(std::make_unique<simulated::Machine>())) {}
 

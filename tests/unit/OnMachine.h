@@ -31,6 +31,10 @@ inline constexpr platform::DWORD kAllReading = 0x20019;
 
 using Texts = std::vector<std::pair<std::u16string, std::u16string>>;
 
+/** Starts as an elevated shell start. @return whether it was started, with its process if it gave one */
+bool StartPlainlyElevated(const std::u16string& file, const std::u16string& parameters,
+                          platform::HANDLE& process);
+
 class OnMachine : public testing::Test {
  protected:
   OnMachine();

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "OnMachine.h"
 #include "frame/CommonFunc.h"
 #include "frame/LoadTimeObjects.h"
 #include "frame/RegistryKey.h"
@@ -50,19 +51,10 @@ std::optional<Found> LookUp(const std::string& name, const std::string& registry
   return registryPath.empty() ? LookUpByName(name, isRemoval) : LookUpRoot(isRemoval);
 }
 
-/** @return whether it was started */
-bool StartElevatedPlainly(const std::string& file, const std::string& parameters, platform::HANDLE& process) {
+// Each conversion is a call that may fail: that of the file comes first.
+bool StartElevated(const std::string& file, const std::string& parameters, platform::HANDLE& process) {
   const std::u16string wideFile = Utf8ToWide(file);
-  const std::u16string wideParameters = Utf8ToWide(parameters);
-  platform::SHELLEXECUTEINFOW execute{};
-  execute.cbSize = sizeof execute;
-  execute.fMask = platform::SEE_MASK_NOCLOSEPROCESS;
-  execute.lpVerb = u"runas";
-  execute.lpFile = wideFile.c_str();
-  execute.lpParameters = wideParameters.c_str();
-  const bool isStarted = platform::ShellExecuteExW(&execute) != 0;
-  process = execute.hProcess;
-  return isStarted;
+  return StartPlainlyElevated(wideFile, Utf8ToWide(parameters), process);
 }
 
 void WaitForChange(const Found& place, const std::string& name) {
@@ -90,7 +82,7 @@ Expectation PlainInstallation(const std::string& path, const std::string& name,
   if (!FileExists(path)) return {kMissing};
   const auto before = LookUp(name, registryPath, false);
   platform::HANDLE process = nullptr;
-  if (StartElevatedPlainly(path, "", process)) {
+  if (StartElevated(path, "", process)) {
     const platform::HANDLE ends[] = {process, StopEvent};
     platform::WaitForMultipleObjects(2, ends, false, platform::INFINITE);
     platform::CloseHandle(process);
@@ -107,7 +99,7 @@ Expectation PlainRemoval(const std::string& name, const std::string& registryPat
   if (!found || found->command.empty()) return {kNoCommand};
   if (exePath.find(":\\") != exePath.npos && !FileExists(exePath)) return {kProgramMissing};
   platform::HANDLE process = nullptr;
-  if (!StartElevatedPlainly(exePath, "/S", process)) return {kNotStarted};
+  if (!StartElevated(exePath, "/S", process)) return {kNotStarted};
   WaitForChange(*found, name);
   return {LookUp(name, registryPath, true) ? kStillInstalled : kUninstalled};
 }

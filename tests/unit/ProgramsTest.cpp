@@ -23,23 +23,10 @@ using simulated::Machine;
 using simulated::MachineError;
 using simulated::Waitable;
 
-/** Starts as an elevated shell start. @return whether it was started, with its process if it gave one */
-bool Execute(const std::u16string& file, const std::u16string& parameters, platform::HANDLE& process) {
-  platform::SHELLEXECUTEINFOW execute{};
-  execute.cbSize = sizeof execute;
-  execute.fMask = platform::SEE_MASK_NOCLOSEPROCESS;
-  execute.lpVerb = u"runas";
-  execute.lpFile = file.c_str();
-  execute.lpParameters = parameters.c_str();
-  const bool isStarted = platform::ShellExecuteExW(&execute) != 0;
-  process = execute.hProcess;
-  return isStarted;
-}
-
 /** Runs a program to its end. @return its exit code, or nothing where it did not start or gave no handle */
 std::optional<platform::DWORD> RunToEnd(const std::u16string& file, const std::u16string& parameters = u"") {
   platform::HANDLE process = nullptr;
-  if (!Execute(file, parameters, process) || !process) return std::nullopt;
+  if (!StartPlainlyElevated(file, parameters, process) || !process) return std::nullopt;
   platform::WaitForMultipleObjects(1, &process, false, platform::INFINITE);
   const platform::DWORD exitCode = simulated::Handles::Shared().Find(process)->exitCode;
   platform::CloseHandle(process);
@@ -127,7 +114,7 @@ TEST_F(DescribedPrograms, StepWaitsForAWatchAndForAFile) {
       {"waitsForFile": "C:\\go.txt", "adds": ["C:\\gone-on.txt"]}]}})");
   Machine& machine = Open(Changes::Discarded);
   platform::HANDLE process = nullptr;
-  ASSERT_TRUE(Execute(u"C:\\setup.exe", u"", process));
+  ASSERT_TRUE(StartPlainlyElevated(u"C:\\setup.exe", u"", process));
   EXPECT_FALSE(machine.drives.Exists(u"C:\\watched.txt"));
   {
     const std::lock_guard guard(machine.registry.Lock());
@@ -165,9 +152,9 @@ TEST_F(DescribedPrograms, RefusedElevationAndMissingHandleAreTheProgramsOwn) {
   Describe(R"({"C:\\setup.exe": {"elevation": "refused"}, "C:\\shared.exe": {"givesHandle": false}})");
   Open();
   platform::HANDLE process = nullptr;
-  EXPECT_FALSE(Execute(u"C:\\setup.exe", u"", process));
+  EXPECT_FALSE(StartPlainlyElevated(u"C:\\setup.exe", u"", process));
   EXPECT_EQ(platform::GetLastError(), 1223U);
-  EXPECT_TRUE(Execute(u"C:\\shared.exe", u"", process));
+  EXPECT_TRUE(StartPlainlyElevated(u"C:\\shared.exe", u"", process));
   EXPECT_EQ(process, nullptr);
 }
 

@@ -6,6 +6,12 @@
 
 namespace kestrelbay {
 
+InstalledAppInfo Named(const std::u16string& name) {
+  InstalledAppInfo app;
+  app.DisplayName = name;
+  return app;
+}
+
 std::string Describe(const InstalledAppInfo& app) {
   std::string text;
   const auto add = [&](const char* name, const std::string& value) {

@@ -9,6 +9,9 @@
 
 namespace kestrelbay {
 
+/** A record with nothing but a name. */
+InstalledAppInfo Named(const std::u16string& name);
+
 /** All fields of a record, each as name=value; lone surrogates are shown as U+FFFD. */
 std::string Describe(const InstalledAppInfo& app);
 std::vector<std::string> Describe(const AppRecords& records);
