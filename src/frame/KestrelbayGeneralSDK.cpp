@@ -36,7 +36,7 @@ void StartJob(Request* request, Callback callback, void (Flow::*start)(const std
   const std::lock_guard held(LifecycleMutex);
   platform::Sleep(kStartPauseMs);
   Flow& flow = Flow::GetInstance();
-  const std::string name = request->displayName;
+  const std::string name = TextOf(request->displayName);
   flow.jobMap[name] = request;
   flow.jobCallback = callback;
   (flow.*start)(name);

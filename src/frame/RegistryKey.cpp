@@ -30,7 +30,10 @@ struct ValueBuffer {
 };
 
 struct CloseKey {
-  void operator()(platform::HKEY handle) const { platform::RegCloseKey(handle); }
+  void operator()(platform::HKEY handle) const {
+    if (handle == platform::HKEY_LOCAL_MACHINE || handle == platform::HKEY_USERS) return;
+    platform::RegCloseKey(handle);
+  }
 };
 using OwnedHandle = std::unique_ptr<std::remove_pointer_t<platform::HKEY>, CloseKey>;
 
@@ -84,10 +87,7 @@ RegistryKey::RegistryKey(RegistryView openedView, platform::HKEY openHandle, std
                          std::u16string pathBelowRoot)
     : view(openedView), handle(openHandle), rootName(std::move(nameOfRoot)), path(std::move(pathBelowRoot)) {}
 
-RegistryKey::~RegistryKey() {
-  if (handle == platform::HKEY_LOCAL_MACHINE || handle == platform::HKEY_USERS) return;
-  platform::RegCloseKey(handle);
-}
+RegistryKey::~RegistryKey() { CloseKey()(handle); }
 
 const RegistryKey& LocalMachineRoot() {
   static const RegistryKey root(kDefaultView, platform::HKEY_LOCAL_MACHINE, u"HKEY_LOCAL_MACHINE", u"");

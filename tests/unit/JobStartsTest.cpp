@@ -162,6 +162,12 @@ TEST_F(JobStarts, LookUpOfAJobThatIsGoneAddsANullRequest) {
 
 using JobStartsDeathTest = JobStarts;
 
+TEST_F(JobStartsDeathTest, NullRequestFaults) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(Install(nullptr, nullptr), "");
+  EXPECT_DEATH(Uninstall(nullptr, nullptr), "");
+}
+
 TEST_F(JobStartsDeathTest, WorkerOfAJobThatIsGoneReadsThroughTheNullRequest) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto startAndWait = [this](auto start) {

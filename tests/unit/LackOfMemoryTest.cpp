@@ -12,6 +12,7 @@
 
 #include "KestrelbayGeneralSDK.h"
 #include "frame/LoadTimeObjects.h"
+#include "frame/RegistryKey.h"
 #include "simulated/InvalidParameter.h"
 #include "simulated/Machine.h"
 
@@ -177,6 +178,24 @@ TEST_P(LackOfMemory, LeavesTheExportAsAnException) {
     ASSERT_LT(raised, 10000);
   }
   EXPECT_GE(raised, 1);
+}
+
+// The system answers the root itself where a root is opened without a path.
+TEST(LackOfMemoryBehindARoot, LeavesTheRootOpen) {
+  long raised = 0;
+  for (std::unique_ptr<RegistryKey> opened; !opened; raised += !opened) {
+    Machine& machine = Machine::Use(std::make_unique<Machine>());
+    machine.journal.Start();
+    allocationsLeft = raised;
+    try {
+      opened = OpenKey(LocalMachineRoot(), u"");
+    } catch (const std::bad_alloc&) {
+    }
+    allocationsLeft = -1;
+    for (const simulated::JournalCall& call : machine.journal.Calls()) EXPECT_EQ(call.name, "RegOpenKeyExW");
+    ASSERT_LT(raised, 100);
+  }
+  EXPECT_GE(raised, 2);
 }
 
 char* output = nullptr;
