@@ -8,9 +8,7 @@ namespace capture {
 namespace {
 
 constexpr std::size_t kNone = std::u16string_view::npos;
-/** Names of fewer characters are sought as words of their own alone: they stand in too many other words. */
-constexpr std::size_t kTellingChars = 4;
-/** The same for names that are numbers: a year, a version or a date holds short ones by chance. */
+/** As kTellingChars, for names that are numbers: a year, a version or a date holds short ones by chance. */
 constexpr std::size_t kTellingFigures = 6;
 constexpr std::size_t kGuidChars = 36;
 constexpr std::size_t kPackedGuidChars = 32;

@@ -29,6 +29,12 @@ struct PersonalName {
   bool inWords;
 };
 
+/**
+ * From this length on a name gives itself away inside of another word, too: shorter ones stand in too many
+ * and are sought as words of their own alone.
+ */
+inline constexpr std::size_t kTellingChars = 4;
+
 /** Stands in for what was found: no part of a word, of a name or of a path's sign. */
 inline constexpr char16_t kMasked = 0xFFFF;
 

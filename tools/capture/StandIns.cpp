@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <functional>
 
+#include "PersonalText.h"
 #include "Text.h"
 
 namespace capture {
 namespace {
 
-/** From this length on a name gives itself away inside of another text, too. */
-constexpr std::size_t kTellingChars = 4;
 /** So many are tried; a machine that has used up all short stand-ins gives one of them twice. */
 constexpr std::size_t kMostTries = 100000;
 

@@ -52,13 +52,14 @@ Json ToJson(const ListedApp& app) {
   return json;
 }
 
+Json ToJson(const FieldValue& value) {
+  return std::visit([](const auto& known) { return Json(known); }, value);
+}
+
 Json FieldsOf(const AppDifference& app) {
   Json fields = Json::object();
-  for (const FieldDifference& field : app.fields) {
-    const bool isNumber = field.name == "architecture";
-    fields[field.name] = {{"before", isNumber ? Json(std::stoi(field.before)) : Json(field.before)},
-                          {"after", isNumber ? Json(std::stoi(field.after)) : Json(field.after)}};
-  }
+  for (const FieldDifference& field : app.fields)
+    fields[field.name] = {{"before", ToJson(field.before)}, {"after", ToJson(field.after)}};
   return fields;
 }
 
@@ -73,8 +74,10 @@ Json ToJson(const ListDifference& difference) {
   return json;
 }
 
-std::string Shown(const FieldDifference& field, const std::string& text) {
-  if (field.name == "architecture") return ArchitectureName(std::stoi(text));
+std::string Shown(const FieldValue& value) {
+  if (const auto* const architecture = std::get_if<std::int32_t>(&value))
+    return ArchitectureName(*architecture);
+  const auto& text = std::get<std::string>(value);
   const bool isPicture = text.starts_with(kPictureStart);
   return isPicture ? "PNG of " + std::to_string(text.size()) + " characters" : text;
 }
@@ -87,7 +90,7 @@ void AddRows(Table& table, const AppDifference& app) {
   if (app.change == AppChange::Appeared) fields = {{"displayVersion", "", version}};
   for (const FieldDifference& field : fields) {
     table.AddRow({ChangeName(app.change), app.app->displayName, architecture, std::string(field.name),
-                  Shown(field, field.before), Shown(field, field.after)});
+                  Shown(field.before), Shown(field.after)});
   }
 }
 

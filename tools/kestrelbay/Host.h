@@ -84,14 +84,6 @@ void OpenMachine(const std::optional<std::string>& directory, const LoadObserver
  */
 void OpenMachineToRead(const std::string& directory, const LoadObserver& observer);
 
-/**
- * Reads a file of the machine that was opened.
- * @param path       whole, as the machine has it
- * @param mostBytes  a larger file is left alone
- * @return nothing for what is not there, too large, or cannot be read
- */
-std::optional<std::string> ReadMachineFile(const std::string& path, std::size_t mostBytes);
-
 /** From now on Ctrl-C is noted and does not end the process; a second one does. */
 void CatchInterrupt();
 bool WasInterrupted();

@@ -11,8 +11,6 @@
 #include <cstring>
 #include <cwctype>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 #include <thread>
 
@@ -184,16 +182,6 @@ void OpenMachine(const std::optional<std::string>& directory, const LoadObserver
 
 void OpenMachineToRead(const std::string& directory, const LoadObserver& observer) {
   UseMachine(directory, simulated::Changes::Discarded, observer);
-}
-
-std::optional<std::string> ReadMachineFile(const std::string& path, std::size_t mostBytes) {
-  const auto file = simulated::Machine::Current().drives.OnHost(fs::path(path).u16string());
-  std::error_code error;
-  if (!file || !fs::is_regular_file(*file, error) || fs::file_size(*file, error) > mostBytes)
-    return std::nullopt;
-  std::ifstream stream(*file, std::ios::binary);
-  std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-  return stream ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
 void CatchInterrupt() {

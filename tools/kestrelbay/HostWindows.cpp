@@ -5,9 +5,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
 #include "Failure.h"
@@ -177,17 +174,6 @@ void OpenMachineToRead(const std::string& directory, const LoadObserver&) {
   throw Failure(
       directory +
       ": a directory, of which Windows makes no machine; name a file saved with: kestrelbay list --json");
-}
-
-std::optional<std::string> ReadMachineFile(const std::string& path, std::size_t mostBytes) {
-  const std::filesystem::path file(ToWide(CP_UTF8, path));
-  std::error_code error;
-  if (!std::filesystem::is_regular_file(file, error) || std::filesystem::file_size(file, error) > mostBytes) {
-    return std::nullopt;
-  }
-  std::ifstream stream(file, std::ios::binary);
-  std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-  return stream ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
 void CatchInterrupt() {

@@ -15,18 +15,7 @@ struct InstallOptions {
   std::string parameters;
 };
 
-/** The library bounds what it copies into the last field by the text alone. */
-struct RoomyRequest : InstallRequest {
-  char room[4096];
-};
-
-/** Never destroyed: the library may still look at it when it has reported. */
-RoomyRequest& Request() {
-  static auto& request = *new RoomyRequest{};
-  return request;
-}
-
-void Fill(RoomyRequest& request, const InstallOptions& options) {
+void Fill(InstallRequest& request, const InstallOptions& options) {
   FillField(request.installerPath, options.installer, "the installer's path");
   FillField(request.displayName, options.name, "the name");
   FillField(request.installerParams, options.parameters, "the text of --args");
@@ -59,7 +48,7 @@ std::string Success(const Change& change, const std::string& name) {
 }
 
 void InstallApp(Session& session, const InstallOptions& options) {
-  RoomyRequest& request = Request();
+  InstallRequest& request = LastingRequest<InstallRequest>();
   Fill(request, options);
   Change change{FindListed(options.name), {}};
   const JobEnd end = FollowJob(session, "Installing " + options.name, "installer",

@@ -45,6 +45,20 @@ JobEnd FollowJob(const Session& session, const std::string& doing, const std::st
 /** Ends the wait of FollowJob. To be called from a callback, on any thread. */
 void ReportJobEnd();
 
+/**
+ * The request of the one job of this process. It is never destroyed: the library may still look at it when it
+ * has reported. There is room behind it: the library bounds what it copies into the last field by the text
+ * alone.
+ */
+template <class Request>
+Request& LastingRequest() {
+  struct RoomyRequest : Request {
+    char room[4096];
+  };
+  static auto& request = *new RoomyRequest{};
+  return request;
+}
+
 /** Copies a text into a field of a request. @throws Failure where it does not fit, told as `what` */
 template <std::size_t Size>
 void FillField(char (&field)[Size], const std::string& text, const std::string& what);

@@ -21,10 +21,8 @@ std::vector<FieldDifference> Differences(const ListedApp& before, const ListedAp
       fields.push_back({field.name, before.*field.text, after.*field.text});
     }
   }
-  if (before.architecture != after.architecture) {
-    fields.push_back(
-        {"architecture", std::to_string(before.architecture), std::to_string(after.architecture)});
-  }
+  if (before.architecture != after.architecture)
+    fields.push_back({"architecture", before.architecture, after.architecture});
   return fields;
 }
 

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 namespace host {
@@ -40,10 +41,13 @@ inline constexpr std::array kListedTexts = {
 
 enum class AppChange { Appeared, Gone, Changed };
 
+/** A text, or an architecture. */
+using FieldValue = std::variant<std::string, std::int32_t>;
+
 struct FieldDifference {
   std::string_view name;
-  std::string before;
-  std::string after;
+  FieldValue before;
+  FieldValue after;
 };
 
 struct AppDifference {

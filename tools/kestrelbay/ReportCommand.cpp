@@ -1,3 +1,5 @@
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -5,10 +7,11 @@
 #include "Command.h"
 #include "DisplayText.h"
 #include "Failure.h"
-#include "Host.h"
 #include "Inventory.h"
 #include "ReportPage.h"
 #include "SaveFile.h"
+#include "capture/Surroundings.h"
+#include "capture/Text.h"
 
 namespace host {
 namespace {
@@ -21,9 +24,19 @@ std::string PictureType(std::string_view bytes) {
   return bytes.starts_with("\x89PNG\r\n\x1a\n") ? "image/png" : "";
 }
 
+/** A file of the machine; nothing for what is not there, too large, or cannot be read. */
+std::optional<std::string> ReadMachineFile(const std::string& path) {
+  const auto file = capture::FindMachineFile(capture::ToWide(path));
+  std::error_code error;
+  if (!file || std::filesystem::file_size(*file, error) > kMostIconBytes) return std::nullopt;
+  std::ifstream stream(*file, std::ios::binary);
+  std::string bytes{std::istreambuf_iterator<char>(stream), {}};
+  return stream ? std::optional(std::move(bytes)) : std::nullopt;
+}
+
 /** A file's picture as a data URL; the path itself where there is none. */
 std::string ShowIconFile(const std::string& path) {
-  const std::optional<std::string> bytes = ReadMachineFile(path, kMostIconBytes);
+  const std::optional<std::string> bytes = ReadMachineFile(path);
   const std::string type = bytes ? PictureType(*bytes) : "";
   return type.empty() ? path : "data:" + type + ";base64," + ToBase64(*bytes);
 }

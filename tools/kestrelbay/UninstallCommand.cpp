@@ -9,17 +9,6 @@
 namespace host {
 namespace {
 
-/** The library bounds what it copies into the last field by the text alone. */
-struct RoomyRequest : UninstallRequest {
-  char room[4096];
-};
-
-/** Never destroyed: the library may still look at it when it has reported. */
-RoomyRequest& Request() {
-  static auto& request = *new RoomyRequest{};
-  return request;
-}
-
 /** Why it failed and what to do, by the library's own message. */
 std::string Explanation(const std::string& errMsg, const std::string& name, const Change& change) {
   if (errMsg == "DisplayName is empty!") return "no name: give the one that the application is listed under";
@@ -40,7 +29,7 @@ std::string Explanation(const std::string& errMsg, const std::string& name, cons
 }
 
 void UninstallApp(Session& session, const std::string& name) {
-  RoomyRequest& request = Request();
+  UninstallRequest& request = LastingRequest<UninstallRequest>();
   FillField(request.displayName, name, "the name");
   Change change{FindListed(name), {}};
   const JobEnd end = FollowJob(session, "Removing " + name, "uninstaller",
