@@ -7,6 +7,7 @@
 #include "simulated/Call.h"
 #include "simulated/ComObject.h"
 #include "simulated/FilePath.h"
+#include "simulated/HexDigit.h"
 
 namespace simulated {
 namespace {
@@ -27,12 +28,6 @@ platform::HIMAGELIST JumboList() {
 /** Hexadecimal digits of "{46EB5926-582E-4017-9FDF-E8998DAA0950}", each byte by its place in the text. */
 constexpr int kBytePlaces[16] = {1, 3, 5, 7, 10, 12, 15, 17, 20, 22, 25, 27, 29, 31, 33, 35};
 constexpr std::u16string_view kIdForm = u"{--------x----x----x----x------------}";
-
-int HexDigit(char16_t unit) {
-  if (unit >= u'0' && unit <= u'9') return unit - u'0';
-  const char16_t lower = unit | 0x20;
-  return lower >= u'a' && lower <= u'f' ? lower - u'a' + 10 : -1;
-}
 
 bool HasIdForm(std::u16string_view text) {
   if (text.size() != kIdForm.size()) return false;

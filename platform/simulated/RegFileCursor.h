@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "simulated/HexDigit.h"
+
 namespace simulated {
 
 /** Takes move on over what they answer; where they answer nothing, the place is as before. */
@@ -24,12 +26,7 @@ class RegFileCursor {
   bool IsAtEnd() const { return at_ == end_; }
   bool IsAt(char16_t unit) const { return at_ != end_ && *at_ == unit; }
   /** The number of the hexadecimal digit here, or -1 where there is none. */
-  int HexDigit() const {
-    if (at_ == end_) return -1;
-    if (IsDigit(*at_)) return *at_ - u'0';
-    const int lower = *at_ | 0x20;
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-  }
+  int HexDigit() const { return at_ == end_ ? -1 : simulated::HexDigit(*at_); }
 
   void GoTo(const char16_t* where) { at_ = where; }
   void SkipUnit() { ++at_; }
