@@ -75,6 +75,47 @@ TEST_F(Explained, EveryFilterHasAVerdictOfItsOwn) {
   EXPECT_EQ(VerdictOf(u"j", {{u"WindowsInstaller", u"1"}, {u"DisplayName", u"App"}}), Verdict::Accepted);
 }
 
+// An entry that falls under every rule, mended step by step: each time the next rule is the first that hits.
+TEST_F(Explained, PlainEntryIsLeftOutByTheFirstRuleThatHits) {
+  AddEntry(u"KB123456", {{u"SystemComponent", u"1"},
+                         {u"Publisher", ExcludedPublisher},
+                         {u"ParentKeyName", u"x"},
+                         {u"ReleaseType", u"Hotfix"}});
+  EXPECT_EQ(VerdictOf(u"KB123456", {}), Verdict::SystemComponent);
+  EXPECT_EQ(VerdictOf(u"KB123456", {{u"SystemComponent", u"0"}}), Verdict::NoUninstallString);
+  EXPECT_EQ(VerdictOf(u"KB123456", {{u"UninstallString", u"u"}}), Verdict::NoName);
+  EXPECT_EQ(VerdictOf(u"KB123456", {{u"DisplayName", u"App"}}), Verdict::PublisherExcluded);
+  EXPECT_EQ(VerdictOf(u"KB123456", {{u"Publisher", u"Other"}}), Verdict::KnowledgeBaseName);
+  AddApp(kUninstall64Path, u"a", {{u"ParentKeyName", u"x"}, {u"ReleaseType", u"Hotfix"}});
+  EXPECT_EQ(VerdictOf(u"a", {}), Verdict::HasParent);
+  EXPECT_EQ(VerdictOf(u"a", {{u"ParentKeyName", u""}}), Verdict::UpdateRelease);
+  EXPECT_EQ(VerdictOf(u"a", {{u"ReleaseType", u""}}), Verdict::Accepted);
+}
+
+TEST_F(Explained, ManagedEntryIsLeftOutByTheFirstRuleThatHits) {
+  AddEntry(kCode,
+           {{u"WindowsInstaller", u"1"}, {u"SystemComponent", u"1"}, {u"Publisher", ExcludedPublisher}});
+  EXPECT_EQ(VerdictOf(kCode, {}), Verdict::SystemComponent);
+  EXPECT_EQ(VerdictOf(kCode, {{u"SystemComponent", u"0"}}), Verdict::NoName);
+  EXPECT_EQ(VerdictOf(kCode, {{u"DisplayName", u"App"}}), Verdict::PublisherExcluded);
+  EXPECT_EQ(VerdictOf(kCode, {{u"Publisher", u"Other"}}), Verdict::Accepted);
+}
+
+TEST_F(Explained, UsersProductIsLeftOutByTheFirstRuleThatHits) {
+  const std::u16string properties =
+      kUserData64Path + u"\\S-1-5-21-1\\Products\\" + kPacked + u"\\InstallProperties";
+  machine.registry.CreateKey(kHive + u"Software\\Microsoft\\Installer\\Products\\" + kPacked);
+  SetTexts(properties, {{u"SystemComponent", u"1"}, {u"Publisher", ExcludedPublisher}});
+  const auto verdictWith = [&](const Texts& values) {
+    SetTexts(properties, values);
+    return Entry(std::string(kPacked.begin(), kPacked.end()), k64BitView).branches.at(0).verdict;
+  };
+  EXPECT_EQ(verdictWith({}), Verdict::SystemComponent);
+  EXPECT_EQ(verdictWith({{u"SystemComponent", u"0"}}), Verdict::NoName);
+  EXPECT_EQ(verdictWith({{u"DisplayName", u"App"}}), Verdict::PublisherExcluded);
+  EXPECT_EQ(verdictWith({{u"Publisher", u"Other"}}), Verdict::Accepted);
+}
+
 TEST_F(Explained, KeysStandInTheOrderOfTheScan) {
   AddApp(kUninstall32Path, u"Narrow");
   AddApp(kUninstall64Path, u"Wide");
