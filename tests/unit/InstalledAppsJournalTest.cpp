@@ -21,6 +21,7 @@ std::string Shorten(std::string call) {
       {"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall", "<Uninstall>"},
       {"Software\\Wow6432Node\\Microsoft\\Windows\\CurrentVersion\\Uninstall", "<Uninstall32>"},
       {"Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData", "<UserData>"},
+      {"Software\\Wow6432Node\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData", "<UserData32>"},
       {"{12345678-ABCD-EF01-2345-6789ABCDEF01}", "{code}"},
       {"87654321DCBA10FE32547698BADCFE10", "<packed>"},
       {"InstallProperties", "<Properties>"}};
@@ -136,6 +137,40 @@ TEST_F(InventoryCalls, OfAHiveWithoutProductsLeaveUserDataAlone) {
                                          "RegOpenKeyExW(HKU, \"S-1-1\\<Uninstall>\", 0, 0x20019) = 2",
                                          "RegOpenKeyExW(HKU, \"S-1-1\\<UserProducts>\", 0, 0x20019) = 2",
                                          "RegCloseKey(HKLM\\<Products>) = 0"));
+}
+
+TEST_F(InventoryCalls, OfAHiveOpenUserDataInBothViewsAheadAndCloseAtItsEnd) {
+  machine.registry.CreateKey(kProductsPath);
+  machine.registry.CreateKey(u"HKEY_USERS\\S-1-1\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall");
+  machine.registry.CreateKey(u"HKEY_USERS\\S-1-1\\Software\\Microsoft\\Installer\\Products\\1");
+  machine.registry.CreateKey(kUserData32Path);
+  machine.registry.CreateKey(kUserData64Path);
+  constexpr std::size_t kKeysOfTheHive = 4;
+  std::vector<std::string> calls = CallsOfScan();
+  ASSERT_GT(calls.size(), kKeysOfTheHive);
+  EXPECT_EQ(calls.back(), "RegCloseKey(HKLM\\<Products>) = 0");
+  calls.pop_back();
+  const std::vector<std::string> closes(calls.end() - kKeysOfTheHive, calls.end());
+  calls.resize(calls.size() - kKeysOfTheHive);
+  EXPECT_THAT(calls, ElementsAre("RegOpenKeyExW(HKLM, \"<Products>\", 0, 0x20019) = 0",
+                                 "RegOpenKeyExW(HKLM, \"<Uninstall>\", 0, 0x20219) = 2",
+                                 "RegOpenKeyExW(HKLM, \"<Uninstall>\", 0, 0x20119) = 2",
+                                 "RegEnumKeyExW(HKU, 0, 260) = 0", "RegEnumKeyExW(HKU, 1, 260) = 259",
+                                 "RegOpenKeyExW(HKU, \"S-1-1\\<Uninstall>\", 0, 0x20019) = 0",
+                                 "RegEnumKeyExW(HKU\\S-1-1\\<Uninstall>, 0, 260) = 259",
+                                 "RegOpenKeyExW(HKU, \"S-1-1\\<UserProducts>\", 0, 0x20019) = 0",
+                                 "RegOpenKeyExW(HKLM, \"<UserData>\", 0, 0x20219) = 0",
+                                 "RegOpenKeyExW(HKLM, \"<UserData>\", 0, 0x20119) = 0",
+                                 "RegEnumKeyExW(HKU\\S-1-1\\<UserProducts>, 0, 260) = 0",
+                                 "RegEnumKeyExW(HKU\\S-1-1\\<UserProducts>, 1, 260) = 259",
+                                 "RegEnumKeyExW(HKLM\\<UserData32>, 0, 260) = 259",
+                                 "RegEnumKeyExW(HKU\\S-1-1\\<UserProducts>, 0, 260) = 0",
+                                 "RegEnumKeyExW(HKU\\S-1-1\\<UserProducts>, 1, 260) = 259",
+                                 "RegEnumKeyExW(HKLM\\<UserData>, 0, 260) = 259"));
+  EXPECT_THAT(closes, testing::UnorderedElementsAre("RegCloseKey(HKU\\S-1-1\\<Uninstall>) = 0",
+                                                    "RegCloseKey(HKU\\S-1-1\\<UserProducts>) = 0",
+                                                    "RegCloseKey(HKLM\\<UserData32>) = 0",
+                                                    "RegCloseKey(HKLM\\<UserData>) = 0"));
 }
 
 TEST_F(InventoryCalls, OfAUserProductJoinBothTrees) {
