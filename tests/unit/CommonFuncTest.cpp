@@ -150,6 +150,7 @@ TEST(ExtractExePath, NothingElseMatches) {
   EXPECT_EQ(ExtractExePath("\"\""), "");
   EXPECT_EQ(ExtractExePath(R"(C:\Tool\tool.dll,3)"), "");
   EXPECT_EQ(ExtractExePath(R"(C:\Tool\toolico)"), "");
+  EXPECT_EQ(ExtractExePath(R"(C:\Tool\toolexe)"), "");
 }
 
 TEST(ExtractExePath, LongestTextOfTheRegistryIsFarFromTheEnginesLimits) {
