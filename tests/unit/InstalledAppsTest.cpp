@@ -192,6 +192,23 @@ TEST_F(AppIconByName, ExecutableThatIsNotThereIsEmpty) {
   EXPECT_EQ(GetAppIconByName(u"App"), "");
 }
 
+TEST_F(AppIconByName, DrawsNoOthersIcon) {
+  for (const std::u16string name : {u"App", u"Neighbour", u"Other"}) {
+    machine.drives.AddFile(u"C:\\" + name + u".exe");
+    AddApp(name, {{u"DisplayIcon", u"C:\\" + name + u".exe"}});
+  }
+  std::vector<std::string> drawn = CallsOf([] { EXPECT_NE(GetAppIconByName(u"Neighbour"), ""); });
+  std::erase_if(drawn, [](const std::string& call) { return !call.starts_with("SHGetFileInfoW("); });
+  EXPECT_THAT(drawn, ElementsAre(testing::StartsWith("SHGetFileInfoW(\"C:\\Neighbour.exe\"")));
+}
+
+TEST_F(AppIconByName, LookUpOfAnApplicationDrawsNone) {
+  machine.drives.AddFile(u"C:\\app.exe");
+  AddApp(u"App", {{u"DisplayIcon", u"C:\\app.exe"}});
+  EXPECT_THAT(CallsOf([] { EXPECT_NE(FindInstalledApp("App"), nullptr); }),
+              testing::Not(testing::Contains(testing::StartsWith("SHGetFileInfoW("))));
+}
+
 TEST_F(AppIconByName, AsksForOneWholeScan) {
   AddApp(u"App", {{u"DisplayIcon", u"C:\\app.ico"}});
   const auto isOpenOfProducts = [](const std::string& call) {

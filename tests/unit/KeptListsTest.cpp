@@ -1,9 +1,9 @@
-// The lists that the look-ups of jobs leave behind, counted by the memory in use: each look-up keeps its own,
-// and nothing else of that size stays.
+// The lists that look-ups leave behind, counted by the memory in use: each keeps its own, and a job keeps
+// nothing else of that size, a single request nothing else at all.
 #include <gtest/gtest.h>
-#include <malloc.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdlib>
 #include <new>
 
@@ -13,18 +13,36 @@
 
 namespace {
 
-std::atomic<std::size_t> bytesInUse = 0;
+std::atomic<long> bytesInUse = 0;
+/** What this thread took and has not given back; no other thread's end changes it. */
+thread_local long bytesOfThread = 0;
+
+void Count(long bytes) {
+  bytesInUse += bytes;
+  bytesOfThread += bytes;
+}
+
+// In front of each block stands how many bytes were asked for: what an allocator gives more differs each
+// time.
+constexpr std::size_t kHeadBytes = alignof(std::max_align_t);
+
+void* TakeOrNull(std::size_t bytes) noexcept {
+  auto* const head = static_cast<std::byte*>(std::malloc(kHeadBytes + bytes));
+  if (!head) return nullptr;
+  Count(*new (head) long(static_cast<long>(bytes)));
+  return head + kHeadBytes;
+}
 
 void* Take(std::size_t bytes) {
-  void* const block = std::malloc(bytes == 0 ? 1 : bytes);
-  if (!block) throw std::bad_alloc();
-  bytesInUse += malloc_usable_size(block);
-  return block;
+  if (void* const block = TakeOrNull(bytes)) return block;
+  throw std::bad_alloc();
 }
 
 void Free(void* block) {
-  bytesInUse -= malloc_usable_size(block);
-  std::free(block);
+  if (!block) return;
+  std::byte* const head = static_cast<std::byte*>(block) - kHeadBytes;
+  Count(-*reinterpret_cast<long*>(head));
+  std::free(head);
 }
 
 }  // namespace
@@ -36,6 +54,10 @@ void operator delete(void* block, std::size_t) noexcept { Free(block); }
 void* operator new[](std::size_t bytes) { return Take(bytes); }
 void operator delete[](void* block) noexcept { Free(block); }
 void operator delete[](void* block, std::size_t) noexcept { Free(block); }
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept { return TakeOrNull(bytes); }
+void* operator new[](std::size_t bytes, const std::nothrow_t&) noexcept { return TakeOrNull(bytes); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { Free(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { Free(block); }
 
 namespace kestrelbay {
 namespace {
@@ -59,17 +81,17 @@ class KeptLists : public JobTest {
   }
 
   static double BytesOfAList() {
-    const std::size_t before = bytesInUse;
+    const long before = bytesOfThread;
     const auto list = GetInstalledApps(false);
-    return static_cast<double>(bytesInUse - before);
+    return static_cast<double>(bytesOfThread - before);
   }
 
   /** How many lists an action leaves. What is made once in a process is made by a first round. */
   static double ListsLeftBy(const std::function<void()>& action) {
     action();
-    const std::size_t before = bytesInUse;
+    const long before = bytesInUse;
     action();
-    return (static_cast<double>(bytesInUse) - static_cast<double>(before)) / BytesOfAList();
+    return static_cast<double>(bytesInUse - before) / BytesOfAList();
   }
 
   template <class Record>
@@ -99,6 +121,95 @@ TEST_F(KeptLists, InstallationThatNeverLooksKeepsNone) {
 
 TEST_F(KeptLists, GivenRegistryPathTakesNoList) {
   EXPECT_NEAR(ListsLeftByJob(InstallRecord("C:\\setup.exe", "App", "", "any text")), 0, kNearlyNothing);
+}
+
+/** Requests that leave nothing else behind, to the byte, and are done on the thread that makes them. */
+class KeptListsOfRequests : public KeptLists {
+ protected:
+  KeptListsOfRequests() {
+    InitDllLogger([](const char*, std::int32_t, const char*) {});
+    for (const char16_t* path : {u"C:\\tool.exe", u"C:\\other.exe"}) machine.drives.AddFile(path);
+    SetTexts(KeyOf(u"App"), {{u"DisplayIcon", u"C:\\tool.exe,0"}});
+    SetTexts(KeyOf(u"Other"),
+             {{u"DisplayName", u"Other"}, {u"UninstallString", u"u"}, {u"DisplayIcon", u"C:\\other.exe"}});
+  }
+
+  static long BytesLeftBy(const std::function<void()>& request) {
+    request();
+    const long before = bytesOfThread;
+    request();
+    return bytesOfThread - before;
+  }
+
+  static double ListsLeftBy(const std::function<void()>& request) {
+    return static_cast<double>(BytesLeftBy(request)) / BytesOfAList();
+  }
+};
+
+TEST_F(KeptListsOfRequests, IconKeepsOneWithItsText) {
+  // So that the text of the icon has no room in the block of its record.
+  machine.registry.RemoveKey(kUninstall64Path);
+  const std::u16string longest(259, u'x');
+  SetTexts(KeyOf(u"App"), {{u"DisplayName", u"App"},
+                           {u"UninstallString", longest},
+                           {u"DisplayVersion", longest},
+                           {u"InstallLocation", longest},
+                           {u"InstallDate", longest},
+                           {u"DisplayIcon", u"C:\\tool.exe"}});
+  const std::string iconText = GetAppIconByName(u"App");
+  ASSERT_TRUE(iconText.starts_with("data:"));
+  const long before = bytesOfThread;
+  const auto list = GetInstalledApps(false);
+  const long ofTheList = bytesOfThread - before;
+  list->SetIconText(0, iconText);
+  const long ofBoth = bytesOfThread - before;
+  ASSERT_GT(ofBoth, ofTheList);
+  EXPECT_EQ(BytesLeftBy([] { GetAppIconByName(u"App"); }), ofBoth);
+}
+
+TEST_F(KeptListsOfRequests, IconOfAnUnknownNameKeepsOne) {
+  EXPECT_EQ(ListsLeftBy([] { GetAppIconByName(u"None"); }), 1);
+}
+
+TEST_F(KeptListsOfRequests, VersionKeepsOne) {
+  const auto ask = [](const char* name, const char* registryPath) {
+    char buffer[8];
+    std::int32_t size = sizeof buffer;
+    GetAppVersion(name, registryPath, buffer, &size);
+  };
+  EXPECT_EQ(ListsLeftBy([&] { ask("App", ""); }), 1);
+  EXPECT_EQ(ListsLeftBy([&] { ask("None", nullptr); }), 1);
+  EXPECT_EQ(ListsLeftBy([&] { ask("App", "any text"); }), 0);
+}
+
+TEST_F(KeptListsOfRequests, StartKeepsOneWhereItComesToTheInventory) {
+  machine.appsFolder.items.push_back({{u"Folder item", u"Folder!App"}});
+  EXPECT_EQ(ListsLeftBy([] { StartApp("None", ""); }), 1);
+  // Of the handles of a process that is started none is closed.
+  EXPECT_NEAR(ListsLeftBy([] { StartApp("Folder item", ""); }), 0, kNearlyNothing);
+}
+
+TEST_F(KeptListsOfRequests, RemovalOfAnEntryKeepsOne) {
+  EXPECT_EQ(ListsLeftBy([] { DeleteAppRegistryInfo("None"); }), 1);
+  AddApp(u"Passing", u"1.0");
+  const double bytesOfAList = BytesOfAList();
+  const auto remove = [this] {
+    AddApp(u"Passing", u"1.0");
+    EXPECT_TRUE(DeleteAppRegistryInfo("Passing"));
+  };
+  EXPECT_EQ(static_cast<double>(BytesLeftBy(remove)), bytesOfAList);
+}
+
+TEST_F(KeptListsOfRequests, HostsListKeepsNone) {
+  for (const bool includeIcons : {false, true}) {
+    EXPECT_EQ(ListsLeftBy([=] {
+                InstalledAppEntry* entries = nullptr;
+                std::uint32_t count = 0;
+                GetInstalledAppList(&entries, &count, includeIcons);
+                ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
+              }),
+              0);
+  }
 }
 
 }  // namespace
