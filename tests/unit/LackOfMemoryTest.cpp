@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <new>
@@ -38,7 +39,8 @@ void* __real_malloc(std::size_t bytes);
 
 [[gnu::noinline]] void* operator new(std::size_t bytes) {
   if (allocationsLeft >= 0 && allocationsLeft-- == 0) throw std::bad_alloc();
-  if (void* const block = __real_malloc(bytes == 0 ? 1 : bytes)) return block;
+  // Fresh memory holds zeros by chance: not here.
+  if (void* const block = __real_malloc(bytes == 0 ? 1 : bytes)) return std::memset(block, 0xA5, bytes);
   throw std::bad_alloc();
 }
 // What asks in this way can do without. None is inlined, or the compiler takes the pair for mismatched.
@@ -134,6 +136,9 @@ void Fill(Machine& machine) {
   registry.SetText(entry, u"UninstallString", u"\"C:\\no such folder\\remove.exe\" /all");
   registry.SetText(entry, u"DisplayVersion", u"1.0.0.0.0.0.0.0.0.0.0.1");
   registry.SetText(entry, u"DisplayIcon", u"C:\\no such folder\\tool.exe,0");
+  const std::u16string other = software + u"Microsoft\\Windows\\CurrentVersion\\Uninstall\\Other";
+  registry.SetText(other, u"DisplayName", u"Some other application with a name");
+  registry.SetText(other, u"UninstallString", u"u");
   machine.graphicsAdapters = {u"An adapter with a long name", u"Another one"};
 }
 
@@ -196,6 +201,37 @@ TEST(LackOfMemoryBehindARoot, LeavesTheRootOpen) {
     ASSERT_LT(raised, 100);
   }
   EXPECT_GE(raised, 2);
+}
+
+bool HasNoText(const InstalledAppEntry& entry) {
+  return !entry.displayName && !entry.installLocation && !entry.displayVersion && !entry.displayIcon &&
+         !entry.iconText && !entry.installDate && !entry.lastWriteTime;
+}
+
+TEST(LackOfMemoryForTheTextsOfAList, FindsTheArrayHandedOutWithNullsInsteadOfTexts) {
+  InitDllLogger([](const char*, std::int32_t, const char*) {});
+  Fill(Machine::Use(std::make_unique<Machine>()));
+  List(false);  // makes what is made once
+  InstalledAppEntry none;
+  InstalledAppEntry* entries = &none;
+  std::uint32_t count = 77;
+  bool isRaised = true;
+  // Until the first failure behind that of the array itself.
+  for (long allocations = 0; isRaised && entries == &none; ++allocations) {
+    allocationsLeft = allocations;
+    try {
+      GetInstalledAppList(&entries, &count, false);
+      isRaised = false;
+    } catch (const std::bad_alloc&) {
+    }
+    allocationsLeft = -1;
+  }
+  ASSERT_TRUE(isRaised);
+  ASSERT_NE(entries, nullptr);
+  EXPECT_TRUE(HasNoText(entries[0]));
+  EXPECT_TRUE(HasNoText(entries[1]));
+  EXPECT_EQ(count, 77U) << "which is told at the end";
+  ReleaseInstalledAppList(&entries, 0);
 }
 
 char* output = nullptr;
