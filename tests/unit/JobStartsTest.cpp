@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "JobTest.h"
+#include "LockCalls.h"
 #include "NoThreads.h"
 #include "frame/LoadTimeObjects.h"
 #include "lifecycle/AppInstall.h"
@@ -56,6 +57,28 @@ TEST_F(JobStarts, LockIsHeldWhileTheWorkersAreStartedAndFreeBehind) {
   Run(removal);
   EXPECT_TRUE(IsLockFree());
   EXPECT_EQ(freeAtTheStarts, std::vector<bool>({false, false}));
+}
+
+// Taken once and given back once, it is held all the way: before the pause, and still when the worker has
+// been started, which is asked above.
+TEST_F(JobStarts, LockIsKeptFromBeforeThePauseUntilTheJobIsRegisteredAndStarted) {
+  std::vector<std::uint64_t> takenAtMs;
+  std::vector<std::uint64_t> givenBackAtMs;
+  std::size_t registered = 0;
+  {
+    const WatchedLock watch(
+        LifecycleMutex,
+        [&] {
+          takenAtMs.push_back(machine.clock.ElapsedMs());
+          registered += AppInstall::GetInstance().jobMap.size() + AppUninstall::GetInstance().jobMap.size();
+        },
+        [&] { givenBackAtMs.push_back(machine.clock.ElapsedMs()); });
+    Run(installation);
+    Run(removal);
+  }
+  EXPECT_EQ(takenAtMs, std::vector<std::uint64_t>({0, 500}));
+  EXPECT_EQ(givenBackAtMs, std::vector<std::uint64_t>({500, 1000}));
+  EXPECT_EQ(registered, 0U) << "ahead of the lock";
 }
 
 TEST_F(JobStarts, LockIsFreeWhileTheJobsRun) {

@@ -1,34 +1,16 @@
 // The races that the interface keeps on purpose, each taken in turns so that it does no harm. The thread
 // sanitizer reports them all the same, so its list of suppressions has to name them, and need name no others.
-// That no lock is taken is counted: the linker leads each lock of this program's objects through a counter.
+// That no lock is taken is counted.
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <atomic>
 #include <functional>
 #include <thread>
 
+#include "LockCalls.h"
 #include "frame/SDKLog.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
-
-namespace {
-
-thread_local std::size_t locksTaken = 0;
-
-}  // namespace
-
-// NOLINTBEGIN: the linker's names. Seen from outside, since a sanitizer's library asks for them too.
-extern "C" {
-
-int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
-[[gnu::visibility("default")]] int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
-  ++locksTaken;
-  return __real_pthread_mutex_lock(mutex);
-}
-
-}  // extern "C"
-// NOLINTEND
 
 namespace kestrelbay {
 namespace {
@@ -36,9 +18,9 @@ namespace {
 /** @return how many locks this thread takes to do it */
 template <class Action>
 std::size_t LocksOf(Action action) {
-  const std::size_t before = locksTaken;
+  const std::size_t before = LocksTaken();
   action();
-  return locksTaken - before;
+  return LocksTaken() - before;
 }
 
 /** Does `theirs` on another thread and then `ours` on this one, without anything that orders the two. */

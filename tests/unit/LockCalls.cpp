@@ -1,0 +1,47 @@
+#include "LockCalls.h"
+
+#include <pthread.h>
+
+namespace {
+
+thread_local std::size_t locksTaken = 0;
+thread_local const pthread_mutex_t* watched = nullptr;
+thread_local std::function<void()> whenTaken;
+thread_local std::function<void()> whenGivenBack;
+
+}  // namespace
+
+// NOLINTBEGIN: the linker's names. Seen from outside, since a sanitizer's library asks for them too.
+extern "C" {
+
+int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+[[gnu::visibility("default")]] int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+  ++locksTaken;
+  const int result = __real_pthread_mutex_lock(mutex);
+  if (mutex == watched) whenTaken();
+  return result;
+}
+
+int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
+[[gnu::visibility("default")]] int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
+  if (mutex == watched) whenGivenBack();
+  return __real_pthread_mutex_unlock(mutex);
+}
+
+}  // extern "C"
+// NOLINTEND
+
+namespace kestrelbay {
+
+std::size_t LocksTaken() { return locksTaken; }
+
+WatchedLock::WatchedLock(std::recursive_mutex& lock, std::function<void()> taken,
+                         std::function<void()> givenBack) {
+  whenTaken = std::move(taken);
+  whenGivenBack = std::move(givenBack);
+  watched = lock.native_handle();
+}
+
+WatchedLock::~WatchedLock() { watched = nullptr; }
+
+}  // namespace kestrelbay
