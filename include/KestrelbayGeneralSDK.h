@@ -1,6 +1,8 @@
 /*
  * KestrelbayGeneral: the machine-side library of an application store.
  *
+ * For x64 alone. There is no version to ask for: a host and its library agree by this header.
+ *
  * Conventions, which hold for every function below unless it says otherwise:
  *
  *  1. Language. Plain C functions with undecorated names, for C99 and C++. On x64 Windows there is one
@@ -18,13 +20,17 @@
  *  7. Errors. There are no error codes. A failure is an empty text, a count of 0, a false or negative result
  *     or an untouched output, as each function says, and what can be said about it goes to the log.
  *  8. Exceptions. The library catches none. Lack of memory, or a thread that cannot be started, leaves the
- *     function as a C++ exception; where only the copy of a text for the host lacks memory, the C runtime's
- *     invalid-parameter handler is raised instead.
+ *     function as an exception of the C++ runtime that the library was built with (g++'s): a host in C, or
+ *     of another compiler, cannot count on catching it. Where only the copy of a text for the host lacks
+ *     memory, the invalid-parameter handler is called instead, and if it returns, that text is null. It is
+ *     the one of the C runtime that the library imports (msvcrt.dll); a handler set in another runtime does
+ *     not count.
  *  9. Threads. Every function may be called from any thread. Any number of them may run at once but for
  *     InitDllLogger, and for Install and Uninstall as each says under "Jobs at once". Each asynchronous call
  *     has a detached thread of its own.
- * 10. Unloading. No function waits for a running worker. The host must not unload the library before each
- *     asynchronous call has made its callback and a moment has passed for its thread to end.
+ * 10. Ending. No function waits for a running worker, and StartAnyExeAsync has no callback to wait for. The
+ *     host must not unload the library, call exit or return from main before each asynchronous call has made
+ *     its callback and a moment has passed for its thread to end. _Exit may come at any time.
  * 11. Caching. Nothing is cached: each call asks the machine anew, so two calls can differ.
  */
 #ifndef KESTRELBAY_GENERAL_SDK_H
@@ -33,6 +39,7 @@
 #include <stdbool.h>
 #include <stdint.h>
 
+/* Before this header, a host may define it as what its compiler puts before imported functions. */
 #ifndef KESTRELBAY_API
 #define KESTRELBAY_API
 #endif
@@ -61,25 +68,31 @@ typedef void (*LogCallback)(const char* file, int32_t level, const char* text);
  * Logs once, in the way just chosen.
  *
  * @param callback  receives every record from now on; null sends records to log.dll instead, which is given
- *                  the file and the unexpanded format of each. log.dll must be there in either case, or this
- *                  library does not load.
+ *                  the file and the unexpanded format of each, and adds them to the file that the environment
+ *                  variable KESTRELBAY_LOG_FILE names, else to KestrelbayGeneral.log in the temporary folder.
+ *                  log.dll must be there in either case, or this library does not load. On Linux there is
+ *                  none, and null drops the records.
  */
 KESTRELBAY_API void InitDllLogger(LogCallback callback);
 
 /* ----------------------------------------------------------------------------------------- Lifecycle -- */
 
-/** What one installation is asked, and how it went. Texts of up to 259 bytes each. */
+/**
+ * What one installation is asked, and how it went. Texts of up to 259 bytes each: an application with a
+ * longer name is listed, but cannot be asked for here.
+ */
 typedef struct InstallRequest {
-  char installerPath[260];   /**< in: path of the installer to run */
+  char installerPath[260];   /**< in: path of the installer to run, an executable; without quotes */
   char displayName[260];     /**< in: name that the application is listed under; identifies the job */
   char registryPath[260];    /**< in: leave empty. Anything else is not read, but then nothing is found. */
   char installerParams[260]; /**< in: command-line parameters of the installer */
   char Result[260];          /**< out: "Success" or "Fail" */
-  char ErrMsg[260];          /**< out: what happened; "NULL" after a first installation that succeeded */
+  char ErrMsg[260];          /**< out: what happened; "NULL" after a first installation that succeeded,
+                                "Update success!" after an update */
   char DisplayVersion[260];  /**< out: version found afterwards; copied without regard to the field's size */
 } InstallRequest;
 
-/** What one removal is asked, and how it went. Texts of up to 259 bytes each. */
+/** What one removal is asked, and how it went. Texts are as in InstallRequest. */
 typedef struct UninstallRequest {
   char displayName[260];  /**< in: name that the application is listed under; identifies the job */
   char registryPath[260]; /**< in: leave empty. Anything else is not read, but then nothing is found. */
@@ -98,7 +111,8 @@ typedef void (*UninstallCallback)(UninstallRequest* request);
 /**
  * Starts an installation: runs the installer elevated on a thread of its own, waits for its end or for
  * SetStopAppEvent, and judges by whether the application appears in the inventory or changes its version
- * there. The installer's exit code plays no part. Nothing times a job out.
+ * there. The installer's exit code plays no part. Nothing times a job out. The installer is started in the
+ * host's current directory, from which a relative path is taken too.
  *
  * Blocks for half a second and the start of the thread; starts of installations and removals wait for each
  * other. Logs from the job's thread and on its start.
@@ -124,6 +138,9 @@ KESTRELBAY_API void Install(InstallRequest* request, InstallCallback callback);
  * change at its registry entry or for SetStopAppEvent but never for the program, and judges by whether the
  * application is still in the inventory.
  *
+ * A program that leaves the entry as it is, because its user cancelled it, keeps the job waiting for good: of
+ * this interface only SetStopAppEvent ends that.
+ *
  * Blocks, logs, runs beside others of its kind and treats request and callback as Install does; removals have
  * a callback and a table of their own.
  */
@@ -144,8 +161,8 @@ KESTRELBAY_API void SetStopAppEvent(void);
  *
  * buffer  receives the fact and its NUL; null makes the call fail
  * size    in: size of the buffer in bytes. Pass at least the length plus one: a size equal to the length is
- *         let through, but then there is no room for the NUL, the buffer is emptied and the C runtime's
- *         invalid-parameter handler is raised. A negative size counts as boundless.
+ *         let through, but then there is no room for the NUL, the buffer is emptied and the invalid-parameter
+ *         handler is called (convention 8). A negative size counts as boundless.
  *         out: length of the fact without its NUL; unchanged on failure
  * result  false where the fact is empty or unknown, or the buffer too small
  */
@@ -204,8 +221,8 @@ KESTRELBAY_API bool IsTabletPC(void);
  *
  * @param buffer  receives the directory and its NUL; never null
  * @param size    in: size of `buffer` in bytes. Pass at least the length plus one: a size equal to the length
- *                is let through, but then there is no room for the NUL, `buffer` is emptied and the C
- *                runtime's invalid-parameter handler is raised.
+ *                is let through, but then there is no room for the NUL, `buffer` is emptied and the
+ *                invalid-parameter handler is called (convention 8). A negative size counts as boundless.
  *                out: length of the result without its NUL; unchanged where the buffer is too small, which
  *                is the only sign of it
  * @param mode    1 the current directory; 2 the directory of the host's executable, without trailing
@@ -216,8 +233,8 @@ KESTRELBAY_API void GetRootDir(char* buffer, int32_t* size, uint32_t mode);
 /* ----------------------------------------------------------------------------------------- Inventory -- */
 
 /**
- * An installed application, as the registry tells it. No text is null; what is not known is empty, but for
- * lastWriteTime.
+ * An installed application, as the registry tells it. What is not known is empty, but for lastWriteTime. No
+ * text is null, but for want of memory (convention 8).
  */
 typedef struct InstalledAppEntry {
   char* displayName;     /**< name, never empty; not unique */
@@ -238,6 +255,12 @@ typedef struct InstalledAppEntry {
  * application that has an executable. The list is empty, users' applications included, where the machine has
  * no key HKEY_LOCAL_MACHINE\Software\Classes\Installer\Products. Logs its entry.
  *
+ * Does not initialise COM, which Windows wants for icons on the thread that draws them: a host that asks for
+ * them does it first, single-threaded.
+ *
+ * Where an exception leaves it, `count` is untouched, and `entries` is either untouched or an array whose
+ * length nobody tells. So set it to null before, and give it back with count 0: that loses the texts alone.
+ *
  * @param entries       receives an array, also where nothing was found; never null. The caller gives it back
  *                      with ReleaseInstalledAppList.
  * @param count         receives the number of entries; never null
@@ -251,7 +274,8 @@ KESTRELBAY_API void GetInstalledAppList(InstalledAppEntry** entries, uint32_t* c
  * Gives back what GetInstalledAppList allocated. Logs its entry.
  *
  * @param entries  the array, which becomes null; null itself is not allowed, a pointer to null is harmless
- * @param count    the count that came with it; 0 or less releases the array but none of its texts
+ * @param count    the count that came with it, cast: unsigned there, signed here and for the callback, which
+ *                 is meant. 0 or less releases the array but none of its texts.
  */
 KESTRELBAY_API void ReleaseInstalledAppList(InstalledAppEntry** entries, int32_t count);
 
@@ -276,7 +300,7 @@ KESTRELBAY_API void GetInstalledAppListAsync(AppListCallback callback, bool incl
  * Receives the icon of one application, once a request, on a thread of its own.
  *
  * @param iconText  an icon text as in InstalledAppEntry; "" where the application or its icon was not found;
- *                  never null; freed by the library after the callback
+ *                  null for want of memory alone (convention 8); freed by the library after the callback
  */
 typedef void (*IconCallback)(char* iconText);
 
@@ -310,8 +334,9 @@ KESTRELBAY_API bool DeleteAppRegistryInfo(const char* displayName);
  * or else elevated, by the executable that its icon in the inventory points to. Does not wait for it.
  *
  * Reads the apps folder and mostly the inventory too, on the calling thread, which it leaves with COM
- * initialised. Logs its entry and what was found. A call that asks the inventory keeps it allocated, and each
- * start keeps the handles of its process open, for the life of the process.
+ * initialised, single-threaded, so that a later multithreaded initialisation there fails. Logs its entry and
+ * what was found. A call that asks the inventory keeps it allocated, and each start keeps the handles of its
+ * process open, for the life of the process.
  *
  * @param displayName  for the inventory, exactly as listed, case included
  * @param appAlias     a further text for the apps folder; may be empty, not null
@@ -323,7 +348,9 @@ KESTRELBAY_API int32_t StartApp(const char* displayName, const char* appAlias);
  * Starts an executable in a console of its own, without elevation. Does not wait for it. Logs its entry.
  * Each start keeps two handles open for the life of the process.
  *
- * @param exePath  is put in quotes
+ * @param exePath  is put in quotes, so it must hold none. Without a folder Windows searches for it. A
+ *                 relative path is taken from the host's current directory, in which the program starts.
+ *                 Variables in it are not expanded.
  * @param exeArgs  handed on as it stands; may be empty, not null
  * @return whether the process was created
  */
@@ -340,7 +367,8 @@ KESTRELBAY_API void StartAnyExeAsync(const char* exePath, const char* exeArgs);
  *
  * @param input   not null
  * @param output  receives a text, which the caller gives back with ReleaseDllStr: base64 in lines of 64
- *                characters, each ended by CR LF; empty on failure; never null
+ *                characters, each ended by CR LF; empty on failure; null for want of memory alone
+ *                (convention 8)
  */
 KESTRELBAY_API void Encrypt(const char* input, char** output);
 
@@ -349,7 +377,7 @@ KESTRELBAY_API void Encrypt(const char* input, char** output);
  *
  * @param input   with or without its line ends; not null
  * @param output  receives a text, which the caller gives back with ReleaseDllStr; empty on failure;
- *                never null. Wiping it first is the caller's own business.
+ *                null for want of memory alone (convention 8). Wiping it first is the caller's own business.
  */
 KESTRELBAY_API void Decrypt(const char* input, char** output);
 

@@ -17,7 +17,8 @@ namespace platform {
  * @param subKey   path with backslashes, no leading one; null or empty asks for `key` itself
  * @param options  0
  * @param access   rights asked for, with KEY_WOW64_32KEY or KEY_WOW64_64KEY to choose the view
- * @param result   receives the handle, which the caller closes with RegCloseKey; null on failure
+ * @param result   receives the handle, which the caller closes with RegCloseKey; null on failure.
+ *                 A predefined key asked for itself is given back as it is.
  * @return ERROR_FILE_NOT_FOUND (2) where there is no such key, ERROR_ACCESS_DENIED (5) where a right is
  * refused
  */

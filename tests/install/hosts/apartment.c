@@ -1,13 +1,30 @@
-/* StartApp leaves COM initialised on the thread that calls it. */
+/*
+ * StartApp leaves COM initialised on the thread that calls it, single-threaded. Icons leave it alone, and are
+ * drawn without it here.
+ */
 #include <KestrelbayGeneralSDK.h>
 #include <objbase.h>
+#include <string.h>
 
 static void Drop(const char* file, int32_t level, const char* text) { (void)file, (void)level, (void)text; }
 
+static int CountIcons(void) {
+  InstalledAppEntry* entries;
+  uint32_t count;
+  int icons = 0;
+  GetInstalledAppList(&entries, &count, true);
+  for (uint32_t i = 0; i < count; ++i)
+    icons += strncmp(entries[i].iconText, "data:image/png;base64,", 22) == 0;
+  ReleaseInstalledAppList(&entries, (int32_t)count);
+  return icons;
+}
+
 int main(void) {
   InitDllLogger(Drop);
-  if (CoInitialize(NULL) != S_OK) return 1;
-  CoUninitialize(); /* the thread is as new */
+  if (CountIcons() == 0) return 1;
+  if (CoInitialize(NULL) != S_OK) return 2; /* nobody has done it before */
+  CoUninitialize();                         /* the thread is as new */
   StartApp("An application that nobody has", "");
-  return CoInitialize(NULL) == S_FALSE ? 0 : 2;
+  if (CoInitializeEx(NULL, COINIT_MULTITHREADED) != RPC_E_CHANGED_MODE) return 3;
+  return CoInitialize(NULL) == S_FALSE ? 0 : 4;
 }

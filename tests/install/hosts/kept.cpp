@@ -1,4 +1,4 @@
-// Look-ups keep their inventory for good, of which the machine's one version alone has 518 bytes; a list that
+// Look-ups keep their inventory for good, of which the longest version alone has 520 bytes; a list that
 // is given back keeps nothing.
 #include <KestrelbayGeneralSDK.h>
 #include <malloc.h>
@@ -8,7 +8,7 @@
 namespace {
 
 constexpr int kCalls = 50;
-constexpr std::size_t kInventoryBytes = 518;
+constexpr std::size_t kInventoryBytes = 520;
 
 /** What that many calls leave allocated, once the first have filled what is made on first use. */
 template <class Call>

@@ -1,5 +1,5 @@
 // A version longer than its field runs past the record into the room behind it: room INSTALLER, with an
-// application "Long version" on the machine whose version is 259 characters of three bytes each.
+// application "Long version" on the machine whose version is 260 characters of three bytes each.
 #include <KestrelbayGeneralSDK.h>
 
 #include <cstddef>
@@ -28,7 +28,7 @@ int Run(const char* installer) {
   const char* const record = reinterpret_cast<const char*>(&job);
   const std::string bytes(record + offsetof(InstallRequest, DisplayVersion), record + sizeof job);
   std::string expected;
-  for (int i = 0; i < 259; ++i) expected += "\u65e5";
+  for (int i = 0; i < 260; ++i) expected += "\u65e5";
   expected.push_back('\0');
   if (bytes.compare(0, expected.size(), expected) != 0) return 1;
   return bytes.find_first_not_of('#', expected.size()) == bytes.npos ? 0 : 2;
