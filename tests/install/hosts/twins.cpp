@@ -21,6 +21,7 @@ namespace {
 std::mutex mutex;
 std::condition_variable changed;
 std::vector<const InstallRequest*> reports;
+int begun = 0;
 bool isStarting = false;
 
 /** Ends the program where it is in vain. */
@@ -32,6 +33,14 @@ void WaitUntil(const std::function<bool()>& condition) {
 void Add(InstallRequest* request) {
   const std::lock_guard held(mutex);
   reports.push_back(request);
+  changed.notify_all();
+}
+
+/** A job that has begun has read its request. */
+void CountBegun(const char*, std::int32_t, const char* text) {
+  if (std::string_view(text).find("InstallThreadImp begin.") == std::string_view::npos) return;
+  const std::lock_guard held(mutex);
+  ++begun;
   changed.notify_all();
 }
 
@@ -69,6 +78,7 @@ InstallRequest Twin(const char* installer) {
 int Run(const char* installer) {
   static InstallRequest twins[] = {Twin(installer), Twin(installer), Twin(installer), Twin(installer)};
   for (int i = 0; i < 2; ++i) Install(&twins[i], &Add);
+  WaitUntil([] { return begun == 2; });
   SetStopAppEvent();
   WaitUntil([] { return reports.size() == 2; });
   if (reports[0] == reports[1]) return 1;
@@ -88,7 +98,7 @@ int Run(const char* installer) {
 }  // namespace
 
 int main(int, char** arguments) {
-  InitDllLogger([](const char*, std::int32_t, const char*) {});
+  InitDllLogger(&CountBegun);
   std::fclose(std::fopen("running", "w"));
   const int result = Run(arguments[1]);
   std::remove("running");
