@@ -76,7 +76,7 @@ class HiveOpener {
 
   void Run() {
     std::vector<std::future<void>> helpers = StartHelpers();
-    if (!observer_.progress || helpers.empty()) Work();
+    if (helpers.empty()) Work();
     for (std::future<void>& helper : helpers) Watch(helper);
   }
 
@@ -87,13 +87,13 @@ class HiveOpener {
   }
 
  private:
-  /** One core is this thread's, but where it tells a person how far all are. */
+  /** As many as there are cores: this thread waits, and tells a person how far all are. */
   std::vector<std::future<void>> StartHelpers() {
     constexpr unsigned kMostThreads = 4;
     const unsigned threads = std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads);
     std::vector<std::future<void>> helpers;
     try {
-      for (unsigned i = observer_.progress ? 0 : 1; i < threads; ++i)
+      for (unsigned i = 0; i < threads; ++i)
         helpers.push_back(std::async(std::launch::async, [this] { Work(); }));
     } catch (const std::system_error&) {
       // It goes with fewer.
