@@ -34,7 +34,9 @@ std::optional<std::uint32_t> RegFileCursor::TakeHexNumber() {
     number = number << 4 | static_cast<std::uint32_t>(digit);
     ++at_;
   }
-  return at_ == start || at_ - start > 8 ? std::nullopt : std::optional(number);
+  if (at_ != start && at_ - start <= 8) return number;
+  at_ = start;
+  return std::nullopt;
 }
 
 // Most texts have no line end and no escape.
