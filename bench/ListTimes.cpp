@@ -69,7 +69,8 @@ void AddOneName(benchmark::State& state) {
   for (auto _ : state) {
     kestrelbay::AppList list;
     for (std::size_t number = 0; number < Size(state); ++number) {
-      kestrelbay::AddOrMergeApp(list, Record(number, u"Brackenfold Editor"));
+      kestrelbay::InstalledAppInfo record = Record(number, u"Brackenfold Editor");
+      kestrelbay::AddOrMergeApp(list, record);
     }
     benchmark::DoNotOptimize(list.Take());
   }
@@ -82,7 +83,7 @@ void MergeIntoOne(benchmark::State& state) {
     for (std::size_t number = 0; number < Size(state); ++number) {
       kestrelbay::InstalledAppInfo record = Record(1, u"Brackenfold Editor");
       record.UninstallString.clear();
-      kestrelbay::AddOrMergeApp(list, std::move(record));
+      kestrelbay::AddOrMergeApp(list, record);
     }
     benchmark::DoNotOptimize(list.Take());
   }

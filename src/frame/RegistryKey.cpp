@@ -37,16 +37,16 @@ struct CloseKey {
 };
 using OwnedHandle = std::unique_ptr<std::remove_pointer_t<platform::HKEY>, CloseKey>;
 
-std::u16string Decimal(std::int64_t number) {
+void WriteDecimal(std::int64_t number, std::u16string& text) {
   std::array<char, 24> digits;
   const auto end = std::to_chars(digits.begin(), digits.end(), number).ptr;
-  return {digits.begin(), end};
+  text.assign(digits.begin(), end);
 }
 
-std::u16string Expand(const char16_t* text) {
+void Expand(const char16_t* unexpanded, std::u16string& text) {
   std::array<char16_t, kNameChars + 1> expanded{};
-  platform::ExpandEnvironmentStringsW(text, expanded.data(), kNameChars);
-  return expanded.data();
+  platform::ExpandEnvironmentStringsW(unexpanded, expanded.data(), kNameChars);
+  text = expanded.data();
 }
 
 std::u16string ComposePath(const std::u16string& parent, const std::u16string& path) {
@@ -83,9 +83,9 @@ bool DeleteChildren(platform::HKEY root, const std::u16string& path,
 
 }  // namespace
 
-RegistryKey::RegistryKey(RegistryView openedView, platform::HKEY openHandle, std::u16string nameOfRoot,
+RegistryKey::RegistryKey(RegistryView openedView, platform::HKEY openHandle, std::u16string_view nameOfRoot,
                          std::u16string pathBelowRoot)
-    : view(openedView), handle(openHandle), rootName(std::move(nameOfRoot)), path(std::move(pathBelowRoot)) {}
+    : view(openedView), handle(openHandle), rootName(nameOfRoot), path(std::move(pathBelowRoot)) {}
 
 RegistryKey::~RegistryKey() { CloseKey()(handle); }
 
@@ -129,26 +129,37 @@ std::unique_ptr<RegistryKey> OpenKey64(const RegistryKey& parent, const std::u16
   return OpenKeyInView(parent, path, k64BitView);
 }
 
-std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name, ValueFound* found) {
+void ReadRegistryValue(const RegistryKey& key, const char16_t* name, std::u16string& text,
+                       ValueFound* found) {
+  text.clear();
   ValueBuffer value;
   const platform::LSTATUS status =
       platform::RegQueryValueExW(key.handle, name, nullptr, &value.type, value.Data(), &value.bytes);
   if (found) *found = {status, value.type, value.bytes};
-  if (status) return {};
+  if (status) return;
   value.EndWithZeros();
   switch (value.type) {
     case platform::REG_SZ:
-      return value.units.data();
+      text = value.units.data();
+      break;
     case platform::REG_EXPAND_SZ:
-      return Expand(value.units.data());
+      Expand(value.units.data(), text);
+      break;
     case platform::REG_DWORD: {
       std::int32_t number;
       std::memcpy(&number, value.units.data(), sizeof number);
-      return Decimal(number);
+      WriteDecimal(number, text);
+      break;
     }
     default:
-      return {};
+      break;
   }
+}
+
+std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name) {
+  std::u16string text;
+  ReadRegistryValue(key, name, text);
+  return text;
 }
 
 std::vector<std::u16string> ListSubKeyNames(const RegistryKey& key) {
@@ -166,7 +177,7 @@ std::vector<std::u16string> ListSubKeyNames(const RegistryKey& key) {
   return names;
 }
 
-std::u16string ReadLastWriteTime(const RegistryKey& key) {
+void ReadLastWriteTime(const RegistryKey& key, std::u16string& text) {
   platform::FILETIME time{};
   platform::RegQueryInfoKeyW(key.handle, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                              nullptr, nullptr, nullptr, &time);
@@ -174,7 +185,7 @@ std::u16string ReadLastWriteTime(const RegistryKey& key) {
   // Subtracted as unsigned: a FILETIME near the lower end of 64 bits wraps instead of overflowing.
   const auto sinceEpoch =
       static_cast<std::int64_t>(fileTime - static_cast<std::uint64_t>(kUnixEpochFileTime));
-  return Decimal(sinceEpoch / kFileTimePerMs);
+  WriteDecimal(sinceEpoch / kFileTimePerMs, text);
 }
 
 bool DeleteRegistryTree(platform::HKEY root, const std::u16string& path) {

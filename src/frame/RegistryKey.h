@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/Types.h"
@@ -29,7 +30,8 @@ inline constexpr RegistryView k64BitView = 2;
  */
 class RegistryKey {
  public:
-  RegistryKey(RegistryView view, platform::HKEY handle, std::u16string rootName, std::u16string path);
+  /** @param rootName  looked at as long as there is a key below that root */
+  RegistryKey(RegistryView view, platform::HKEY handle, std::u16string_view rootName, std::u16string path);
   RegistryKey(const RegistryKey&) = default;
   RegistryKey& operator=(const RegistryKey&) = delete;
   /** Closes the handle, HKEY_CURRENT_USER included; only HKEY_LOCAL_MACHINE and HKEY_USERS are spared. */
@@ -37,8 +39,8 @@ class RegistryKey {
 
   const RegistryView view;
   const platform::HKEY handle;
-  const std::u16string rootName;  ///< such as "HKEY_LOCAL_MACHINE"
-  const std::u16string path;      ///< below the root, no leading backslash; empty for the root itself
+  const std::u16string_view rootName;  ///< such as "HKEY_LOCAL_MACHINE"
+  const std::u16string path;           ///< below the root, no leading backslash; empty for the root itself
 };
 
 /** What a value was, before it became a text. */
@@ -77,9 +79,13 @@ std::unique_ptr<RegistryKey> OpenKeyInView(const RegistryKey& parent, const std:
  * decimal number. A text ends at its first NUL.
  * @param name   NUL-terminated
  * @param found  receives what there was to read; may be null
- * @return empty for a missing value, any other type, and a value of more than 520 bytes
+ * @param text   receives the text, in the memory that it has; empty for a missing value, any other type, and
+ * a value of more than 520 bytes
  */
-std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name, ValueFound* found = nullptr);
+void ReadRegistryValue(const RegistryKey& key, const char16_t* name, std::u16string& text,
+                       ValueFound* found = nullptr);
+/** The same, as a text of its own. */
+std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name);
 
 /**
  * @return the names of the key's sub keys in the registry's order; one that cannot be read is left out, and
@@ -87,8 +93,12 @@ std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name, V
  */
 std::vector<std::u16string> ListSubKeyNames(const RegistryKey& key);
 
-/** @return the key's last write time in milliseconds since 1970-01-01 UTC, as decimal text; never empty */
-std::u16string ReadLastWriteTime(const RegistryKey& key);
+/**
+ * Reads when the key was last written.
+ * @param text  receives milliseconds since 1970-01-01 UTC as a decimal number, in the memory that it has;
+ * never empty
+ */
+void ReadLastWriteTime(const RegistryKey& key, std::u16string& text);
 
 /**
  * Deletes the key at `path` below `root` with all its sub keys, in the process's own view.

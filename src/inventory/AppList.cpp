@@ -124,6 +124,11 @@ void SortKeys(std::span<SortKey> keys, std::size_t from) {
 
 }  // namespace
 
+InstalledAppInfo& AppList::BlankRecord() {
+  Clear(blank);
+  return blank;
+}
+
 const ListedApp* AppList::FindFirst(std::u16string_view displayName) const {
   const std::uint32_t name = names.Find(displayName);
   if (name == NameIndex::kNone || recordsOfName[name].first == kNone) return nullptr;
@@ -160,7 +165,7 @@ InstalledAppList AppList::Take() {
   return std::exchange(records, {});
 }
 
-void AddOrMergeApp(AppList& list, InstalledAppInfo record) {
+void AddOrMergeApp(AppList& list, InstalledAppInfo& record) {
   const ListedApp* const earlier = list.FindFirst(record.DisplayName);
   Agreement agreement;
   if (earlier) {

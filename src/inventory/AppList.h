@@ -22,6 +22,12 @@ class AppList {
 
   const ScanObserver* const observer;
 
+  /**
+   * @return a record of empty texts to fill and add, the same each time: reading the next entry takes the
+   * memory that the last one's texts left
+   */
+  InstalledAppInfo& BlankRecord();
+
   /** @return the first record in list order with exactly this name, or null */
   const ListedApp* FindFirst(std::u16string_view displayName) const;
   /** @return the record as it stands in the list, where it stays also when it is taken out */
@@ -45,6 +51,7 @@ class AppList {
     std::uint32_t last = kNone;
   };
 
+  InstalledAppInfo blank;
   InstalledAppList records;  // a removed record keeps its name: the index looks at it
   std::vector<Link> links;
   NameIndex names;
@@ -55,8 +62,9 @@ class AppList {
  * Adds a record, or merges it with the first of its name when the two places agree: one view, icon, location
  * and version, where both know them. A merged record stands at the end, with gaps filled from the earlier one
  * and the earlier one's place in the registry.
+ * @param record  is copied into the list, as it has become
  */
-void AddOrMergeApp(AppList& list, InstalledAppInfo record);
+void AddOrMergeApp(AppList& list, InstalledAppInfo& record);
 
 /** The order of a finished list: by name, ASCII capitals as small letters, compared by code unit. */
 bool AppNameLess(std::u16string_view left, std::u16string_view right);

@@ -38,6 +38,12 @@ static_assert(std::is_trivially_destructible_v<ListedApp>);
 
 }  // namespace
 
+void Clear(InstalledAppInfo& record) {
+  for (const WideText& field : kWideTexts) (record.*field.text).clear();
+  record.IconText.clear();
+  record.architecture = kDefaultView;
+}
+
 std::byte* PieceMemory::Take(std::size_t bytes) {
   const std::size_t whole = (bytes + alignof(ListedApp) - 1) / alignof(ListedApp) * alignof(ListedApp);
   if (blocks.empty() || rest.size() < whole) {
@@ -58,7 +64,7 @@ const ListedApp& InstalledAppList::Append(const InstalledAppInfo& record) {
   for (const WideText& field : kWideTexts) {
     const std::u16string& text = record.*field.text;
     app->*field.listed = {end, text.size()};
-    end = std::ranges::copy(text, end).out;
+    end += text.copy(end, text.size());
   }
   app->architecture = record.architecture;
   apps.push_back(app);

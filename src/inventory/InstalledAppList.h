@@ -28,6 +28,9 @@ struct ListedApp {
   std::u16string_view LastWriteTime;
 };
 
+/** Empties a record, whose texts keep their memory for the next one. */
+void Clear(InstalledAppInfo& record);
+
 /** Memory that is taken piece by piece and freed all at once. */
 class PieceMemory {
  public:

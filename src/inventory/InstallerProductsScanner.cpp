@@ -58,19 +58,19 @@ Verdict FindUserProduct(const std::u16string& packedCode, const RegistryKey& use
 Verdict ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& installProperties,
                              AppList& list) {
   const ScanObserver* const observer = list.observer;
-  InstalledAppInfo app;
+  InstalledAppInfo& app = list.BlankRecord();
   ReadField(observer, app.DisplayName, AppField::DisplayName, productKey, u"ProductName");
   ReadField(observer, app.DisplayName, AppField::DisplayName, installProperties, u"DisplayName");
   ReadField(observer, app.DisplayVersion, AppField::DisplayVersion, installProperties, u"DisplayVersion");
   ReadField(observer, app.InstallLocation, AppField::InstallLocation, installProperties, u"InstallLocation");
   ReadField(observer, app.InstallDate, AppField::InstallDate, installProperties, u"InstallDate");
-  app.LastWriteTime = ReadLastWriteTime(installProperties);
+  ReadLastWriteTime(installProperties, app.LastWriteTime);
   ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, productKey, u"ProductIcon");
   ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, installProperties, u"DisplayIcon");
   const std::u16string publisher = ReadDecider(observer, installProperties, u"Publisher");
   ReadField(observer, app.UninstallString, AppField::UninstallString, installProperties, u"UninstallString");
   const Verdict verdict = JudgeManagedEntry(app, publisher);
-  return HandOn(verdict, installProperties, std::move(app), list);
+  return HandOn(verdict, installProperties, app, list);
 }
 
 Verdict FindProductInUserData(const std::u16string& packedCode, const std::u16string& sid,

@@ -18,22 +18,21 @@ std::unique_ptr<RegistryKey> OpenPlace(const ScanObserver* observer, Place place
 }
 
 std::u16string ReadDecider(const ScanObserver* observer, const RegistryKey& key, const char16_t* name) {
-  if (!observer) return ReadRegistryValue(key, name);
+  std::u16string text;
   ValueFound found;
-  std::u16string text = ReadRegistryValue(key, name, &found);
-  (*observer)(ValueRead{key, name, text, found, std::nullopt});
+  ReadRegistryValue(key, name, text, &found);
+  Tell(observer, ValueRead{key, name, text, found, std::nullopt});
   return text;
 }
 
 void ReadField(const ScanObserver* observer, std::u16string& fieldText, AppField field,
                const RegistryKey& key, const char16_t* name) {
+  std::u16string discarded;
+  std::u16string& text = fieldText.empty() ? fieldText : discarded;
   ValueFound found;
-  std::u16string text = ReadRegistryValue(key, name, observer ? &found : nullptr);
-  const bool takes = fieldText.empty() && !text.empty();
-  if (observer) {
-    (*observer)(ValueRead{key, name, text, found, takes ? std::optional(field) : std::nullopt});
-  }
-  if (takes) fieldText = std::move(text);
+  ReadRegistryValue(key, name, text, &found);
+  const bool takes = &text == &fieldText && !text.empty();
+  Tell(observer, ValueRead{key, name, text, found, takes ? std::optional(field) : std::nullopt});
 }
 
 void TakeKey(const ScanObserver* observer, InstalledAppInfo& app, const RegistryKey& key) {

@@ -89,34 +89,34 @@ Verdict JudgeManagedEntry(const InstalledAppInfo& app, std::u16string_view publi
   return publisher == ExcludedPublisher ? Verdict::PublisherExcluded : Verdict::Accepted;
 }
 
-Verdict HandOn(Verdict verdict, const RegistryKey& key, InstalledAppInfo&& app, AppList& list) {
+Verdict HandOn(Verdict verdict, const RegistryKey& key, InstalledAppInfo& app, AppList& list) {
   if (verdict != Verdict::Accepted) return verdict;
   TakeKey(list.observer, app, key);
-  AddOrMergeApp(list, std::move(app));
+  AddOrMergeApp(list, app);
   return verdict;
 }
 
 Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName, AppList& list) {
   const ScanObserver* const observer = list.observer;
-  InstalledAppInfo app;
+  InstalledAppInfo& app = list.BlankRecord();
   const std::u16string releaseType = ReadDecider(observer, subKey, u"ReleaseType");
   ReadField(observer, app.DisplayVersion, AppField::DisplayVersion, subKey, u"DisplayVersion");
   ReadField(observer, app.DisplayName, AppField::DisplayName, subKey, u"DisplayName");
   ReadField(observer, app.InstallLocation, AppField::InstallLocation, subKey, u"InstallLocation");
   ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, subKey, u"DisplayIcon");
   ReadField(observer, app.InstallDate, AppField::InstallDate, subKey, u"InstallDate");
-  app.LastWriteTime = ReadLastWriteTime(subKey);
+  ReadLastWriteTime(subKey, app.LastWriteTime);
   ReadField(observer, app.UninstallString, AppField::UninstallString, subKey, u"UninstallString");
   const std::u16string parentKeyName = ReadDecider(observer, subKey, u"ParentKeyName");
   const std::u16string publisher = ReadDecider(observer, subKey, u"Publisher");
   const Verdict verdict = JudgePlainEntry(app, publisher, subKeyName, parentKeyName, releaseType);
-  return HandOn(verdict, subKey, std::move(app), list);
+  return HandOn(verdict, subKey, app, list);
 }
 
 Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const RegistryKey& productsKey,
                                     const RegistryKey& subKey, AppList& list) {
   const ScanObserver* const observer = list.observer;
-  InstalledAppInfo app;
+  InstalledAppInfo& app = list.BlankRecord();
   // An empty code is no name to open: it would be the products key itself.
   if (const std::u16string packedCode = PackProductCode(subKeyName); !packedCode.empty()) {
     if (const auto productKey = OpenEntryKey(observer, productsKey, packedCode, productsKey.view)) {
@@ -128,12 +128,12 @@ Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const Regi
   ReadField(observer, app.DisplayVersion, AppField::DisplayVersion, subKey, u"DisplayVersion");
   ReadField(observer, app.InstallLocation, AppField::InstallLocation, subKey, u"InstallLocation");
   ReadField(observer, app.InstallDate, AppField::InstallDate, subKey, u"InstallDate");
-  app.LastWriteTime = ReadLastWriteTime(subKey);
+  ReadLastWriteTime(subKey, app.LastWriteTime);
   ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, subKey, u"DisplayIcon");
   const std::u16string publisher = ReadDecider(observer, subKey, u"Publisher");
   ReadField(observer, app.UninstallString, AppField::UninstallString, subKey, u"UninstallString");
   const Verdict verdict = JudgeManagedEntry(app, publisher);
-  return HandOn(verdict, subKey, std::move(app), list);
+  return HandOn(verdict, subKey, app, list);
 }
 
 void ScanUninstallKey(const RegistryKey* uninstallKey, const RegistryKey& productsKey, AppList& list) {

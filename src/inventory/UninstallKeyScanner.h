@@ -34,7 +34,7 @@ Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const Regi
 Verdict JudgeManagedEntry(const InstalledAppInfo& app, std::u16string_view publisher);
 
 /** Where the verdict accepts it, hands a record on that stands for this key. @return the verdict */
-Verdict HandOn(Verdict verdict, const RegistryKey& key, InstalledAppInfo&& app, AppList& list);
+Verdict HandOn(Verdict verdict, const RegistryKey& key, InstalledAppInfo& app, AppList& list);
 
 /** @return Accepted, or why the entry is an update and no application. Comparisons are exact. */
 Verdict JudgeUpdate(std::u16string_view subKeyName, std::u16string_view parentKeyName,

@@ -16,7 +16,7 @@ using testing::ElementsAre;
 /** The list that results when records are added one after another. */
 AppRecords ListOf(const AppRecords& records) {
   AppList list;
-  for (const InstalledAppInfo& record : records) AddOrMergeApp(list, record);
+  for (InstalledAppInfo record : records) AddOrMergeApp(list, record);
   return RecordsOf(list.Take());
 }
 
@@ -41,6 +41,22 @@ InstalledAppInfo Second() {
   record.InstallDate = u"20240202";
   record.LastWriteTime = u"2";
   return record;
+}
+
+TEST(AppList, BlankRecordIsEmptyWhateverTheLastOneHeld) {
+  AppList list;
+  list.BlankRecord() = {.DisplayName = u"name",
+                        .InstallLocation = u"location",
+                        .DisplayVersion = u"version",
+                        .UninstallString = u"uninstall",
+                        .rootKeyStr = u"root",
+                        .subKeyPath = u"path",
+                        .architecture = 2,
+                        .DisplayIcon = u"icon",
+                        .IconText = "icon text",
+                        .InstallDate = u"date",
+                        .LastWriteTime = u"time"};
+  EXPECT_EQ(Describe(list.BlankRecord()), Describe(InstalledAppInfo()));
 }
 
 TEST(AddOrMergeApp, AppendsANameThatIsNotThere) {

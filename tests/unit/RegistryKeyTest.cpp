@@ -224,7 +224,9 @@ class LastWriteTime : public OnMachine {
   std::u16string Read(std::uint64_t fileTime) {
     machine.registry.CreateKey(kKey);
     machine.registry.SetLastWriteTime(kKey, fileTime);
-    return ReadLastWriteTime(*OpenMachineKey(u"Software\\Vendor"));
+    std::u16string time;
+    ReadLastWriteTime(*OpenMachineKey(u"Software\\Vendor"), time);
+    return time;
   }
 };
 
@@ -252,7 +254,9 @@ TEST_F(LastWriteTime, FailedQueryReadsAsZeroFileTime) {
   machine.registry.SetLastWriteTime(kKey, 133485408000000000);
   const auto key = OpenMachineKey(u"Software\\Vendor");
   machine.faults.FailNth(1, Faults::Extent::Once, "RegQueryInfoKeyW");
-  EXPECT_EQ(ReadLastWriteTime(*key), u"-11644473600000");
+  std::u16string time;
+  ReadLastWriteTime(*key, time);
+  EXPECT_EQ(time, u"-11644473600000");
   EXPECT_TRUE(machine.faults.Fired());
 }
 

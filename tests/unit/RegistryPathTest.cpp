@@ -13,7 +13,7 @@ class RegistryPaths : public OnMachine {
   static std::u16string Opened(const std::string& path) {
     const RegistryPlace place = OpenRegistryPath(path);
     if (!place.key) return u"nothing";
-    return place.key->rootName + u"|" + place.key->path;
+    return std::u16string(place.key->rootName) + u"|" + place.key->path;
   }
 };
 
