@@ -43,12 +43,15 @@ void SDKLog::Log(std::int32_t level, const char* file, const char* function, std
                  const char* format, ...) {
   const std::lock_guard held(lock);
   if (useLogDll) return LogToDll(level, file, format);
-  struct Arguments {
-    va_list list;
-    ~Arguments() { va_end(list); }
-  } arguments;
-  va_start(arguments.list, format);
-  LogLine(level, file, function, line, format, arguments.list);
+  va_list arguments;
+  va_start(arguments, format);
+  try {
+    LogLine(level, file, function, line, format, arguments);
+  } catch (...) {  // no destructor's business: a list ends in the function that started it
+    va_end(arguments);
+    throw;
+  }
+  va_end(arguments);
 }
 
 void SDKLog::LogLine(std::int32_t level, const char* file, const char* function, std::int32_t line,

@@ -22,7 +22,7 @@ bool StartDeleteCommand(const ListedApp& app) {
 }  // namespace
 
 bool DeleteAppRegistryInfo(const std::u16string& displayName) {
-  const auto& apps = *new InstalledAppList(ScanInstalledApps());  // kept on purpose
+  const auto& apps = *std::make_unique<InstalledAppList>(ScanInstalledApps()).release();  // kept on purpose
   const auto found = std::ranges::find(apps.Apps(), displayName, &ListedApp::DisplayName);
   const ListedApp* const app = found == apps.Apps().end() ? nullptr : *found;
   if (!app || app->rootKeyStr.empty() || app->subKeyPath.empty()) {
