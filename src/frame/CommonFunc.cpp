@@ -103,7 +103,7 @@ std::int32_t StartProcess(std::u16string commandLine) {
   const platform::BOOL started =
       platform::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, false,
                                platform::CREATE_NEW_CONSOLE, nullptr, nullptr, &startup, &process);
-  if (!started) platform::GetLastError();
+  if (!started) platform::GetLastError();  // asked for and dropped, and that is meant
   return started;
 }
 

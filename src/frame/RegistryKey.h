@@ -51,9 +51,8 @@ struct ValueFound {
 };
 
 /**
- * The process-wide roots, made on first use by any thread. Who works on one takes a copy: that of
- * CurrentUserRoot closes HKEY_CURRENT_USER when it ends, each time. With the other two a reference does as
- * well.
+ * The process-wide roots, made on first use by any thread. LocalMachineRoot and UsersRoot are used as they
+ * are. Of CurrentUserRoot take a copy, which closes HKEY_CURRENT_USER each time that one is destroyed.
  */
 const RegistryKey& LocalMachineRoot();
 const RegistryKey& CurrentUserRoot();
@@ -78,9 +77,9 @@ std::unique_ptr<RegistryKey> OpenKeyInView(const RegistryKey& parent, const std:
  * Reads a value as text: REG_SZ as it is, REG_EXPAND_SZ with its variables expanded, REG_DWORD as a signed
  * decimal number. A text ends at its first NUL.
  * @param name   NUL-terminated
+ * @param text   receives the text; empty for a missing value, any other type, and a value of more than 520
+ *               bytes. Its memory is used again, which spares a scan an allocation for each value.
  * @param found  receives what there was to read; may be null
- * @param text   receives the text, in the memory that it has; empty for a missing value, any other type, and
- * a value of more than 520 bytes
  */
 void ReadRegistryValue(const RegistryKey& key, const char16_t* name, std::u16string& text,
                        ValueFound* found = nullptr);
@@ -95,8 +94,8 @@ std::vector<std::u16string> ListSubKeyNames(const RegistryKey& key);
 
 /**
  * Reads when the key was last written.
- * @param text  receives milliseconds since 1970-01-01 UTC as a decimal number, in the memory that it has;
- * never empty
+ * @param text  receives milliseconds since 1970-01-01 UTC as a decimal number, never empty; its memory is
+ *              used again
  */
 void ReadLastWriteTime(const RegistryKey& key, std::u16string& text);
 

@@ -47,7 +47,7 @@ void SDKLog::Log(std::int32_t level, const char* file, const char* function, std
   va_start(arguments, format);
   try {
     LogLine(level, file, function, line, format, arguments);
-  } catch (...) {  // no destructor's business: a list ends in the function that started it
+  } catch (...) {  // not left to a destructor: va_end belongs into the function that has va_start
     va_end(arguments);
     throw;
   }

@@ -59,10 +59,12 @@ class AppList {
 };
 
 /**
- * Adds a record, or merges it with the first of its name when the two places agree: one view, icon, location
- * and version, where both know them. A merged record stands at the end, with gaps filled from the earlier one
- * and the earlier one's place in the registry.
- * @param record  is copied into the list, as it has become
+ * Adds a record, or merges it with the first of its name where the two agree: view, icon, location and
+ * version are the same where both know them, and no more than one has an uninstall command, unless the
+ * newcomer's is the earlier one's version. A merged record stands at the end, with gaps filled from the
+ * earlier one and the earlier one's place in the registry. Where they disagree both stay, the newcomer with
+ * what was filled before they did.
+ * @param record  is filled in place and then copied into the list
  */
 void AddOrMergeApp(AppList& list, InstalledAppInfo& record);
 

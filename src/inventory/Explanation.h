@@ -64,9 +64,9 @@ struct ExplainedKey {
   std::vector<ExplainedOpen> opens;  ///< all that were tried for an entry, its own key first
   std::vector<ExplainedValue> values;
   std::vector<ExplainedBranch> branches;
-  /** The first record of its name when it came, by the index of its key, and what came of that. */
+  /** Index of the key whose record was the first of that name when this one's came. */
   std::optional<std::size_t> earlier;
-  Agreement agreement;
+  Agreement agreement;                    ///< what comparing the two gave
   std::optional<std::size_t> mergedInto;  ///< index of the key whose record took this one up
 };
 

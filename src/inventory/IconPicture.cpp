@@ -52,8 +52,8 @@ platform::HICON LoadLargestIcon(const std::u16string& path) {
   return large;
 }
 
-// Whether nothing stands in column 49 below row 48: then a small icon lies in the corner of a large bitmap. A
-// pixel that cannot be read counts as nothing.
+// Whether nothing stands in column 49 below row 48: then a small icon lies in the corner of a large bitmap.
+// The bitmap has no alpha, so an empty pixel reads as black; one that cannot be read counts as empty.
 bool IsSmallIconInCorner(const GdiPlusBitmap& source) {
   for (int y = kSmallIconPixels + 1; y < kJumboPixels; ++y) {
     std::uint32_t argb = kOpaqueBlack;

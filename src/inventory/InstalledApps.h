@@ -27,7 +27,7 @@ std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons);
 /**
  * Finds the first record with exactly this name. The inventory that it asks stays allocated for the life of
  * the process, so the record does too.
- * @param displayName  UTF-8; not looked at while no record has a name to compare
+ * @param displayName  UTF-8; null faults once there is a name to compare it with
  * @return null where there is no such record
  */
 const ListedApp* FindInstalledApp(const char* displayName);

@@ -1,6 +1,7 @@
 #include "inventory/ObservedReads.h"
 
 namespace kestrelbay {
+
 std::unique_ptr<RegistryKey> OpenEntryKey(const ScanObserver* observer, const RegistryKey& parent,
                                           const std::u16string& path, RegistryView view) {
   platform::LSTATUS status = 0;

@@ -8,9 +8,14 @@
 
 namespace kestrelbay {
 
-/** @param observer  null where nobody observes, here and below */
+/**
+ * Opens a key that the scan needs for the entry at hand.
+ * @param observer  null where nobody observes, here and below
+ * @return null where it does not open, here and below
+ */
 std::unique_ptr<RegistryKey> OpenEntryKey(const ScanObserver* observer, const RegistryKey& parent,
                                           const std::u16string& path, RegistryView view);
+/** Opens a key of the scan's own path, below which entries stand. */
 std::unique_ptr<RegistryKey> OpenPlace(const ScanObserver* observer, Place place, const RegistryKey& root,
                                        const std::u16string& path, RegistryView view);
 

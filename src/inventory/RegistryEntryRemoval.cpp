@@ -10,7 +10,7 @@
 namespace kestrelbay {
 namespace {
 
-constexpr char kFile[] = "InstalledApps";
+constexpr char kFile[] = "InstalledApps";  // the file that hosts know these records by
 
 bool StartDeleteCommand(const ListedApp& app) {
   // Nothing is quoted, so a key with a blank in its name reaches the command as two arguments. That stays.
@@ -22,7 +22,8 @@ bool StartDeleteCommand(const ListedApp& app) {
 }  // namespace
 
 bool DeleteAppRegistryInfo(const std::u16string& displayName) {
-  const auto& apps = *std::make_unique<InstalledAppList>(ScanInstalledApps()).release();  // kept on purpose
+  // Kept on purpose, and made like the other kept lists, by which the leak checker knows it.
+  const auto& apps = *std::make_unique<InstalledAppList>(ScanInstalledApps()).release();
   const auto found = std::ranges::find(apps.Apps(), displayName, &ListedApp::DisplayName);
   const ListedApp* const app = found == apps.Apps().end() ? nullptr : *found;
   if (!app || app->rootKeyStr.empty() || app->subKeyPath.empty()) {

@@ -33,7 +33,7 @@ Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const Regi
 /** The filters of an entry that the installer manages, in their order. */
 Verdict JudgeManagedEntry(const InstalledAppInfo& app, std::u16string_view publisher);
 
-/** Where the verdict accepts it, hands a record on that stands for this key. @return the verdict */
+/** Where the verdict is Accepted, adds the record to the list as the entry of `key`. @return the verdict */
 Verdict HandOn(Verdict verdict, const RegistryKey& key, InstalledAppInfo& app, AppList& list);
 
 /** @return Accepted, or why the entry is an update and no application. Comparisons are exact. */

@@ -49,7 +49,8 @@ void AppInstall::RunJob(const std::string& name) {
   CopyToField(request->Result, result["Result"]);
   CopyToField(request->ErrMsg, result["ErrMsg"]);
   CopyToField(request->DisplayVersion, result["DisplayVersion"]);
-  Jobs::FindCallback (*this)(request);
+  const auto callback = Jobs::FindCallback(*this);
+  callback(request);
   Jobs::Erase(*this, displayName);
 }
 

@@ -25,8 +25,7 @@ class AppInstall {
 
   /** The worker started last, detached at once. */
   std::thread workerThread;
-  /** Running jobs by display name: the caller's own records, not copies. A later one of a name replaces it.
-   */
+  /** Running jobs by display name: the caller's own records. A later one of a name takes its place. */
   std::unordered_map<std::string, InstallRequest*> jobMap;
   /** One for the whole instance: a job reports to the one stored last. */
   InstallCallback jobCallback = nullptr;

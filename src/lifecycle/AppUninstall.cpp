@@ -87,7 +87,8 @@ void AppUninstall::RunJob(const std::string& name) {
   ResultMap result = UninstallThreadImp(displayName, registryPath);
   CopyToField(request->Result, result["Result"]);
   CopyToField(request->ErrMsg, result["ErrMsg"]);
-  Jobs::FindCallback (*this)(request);
+  const auto callback = Jobs::FindCallback(*this);
+  callback(request);
   Jobs::Erase(*this, displayName);
 }
 

@@ -28,7 +28,7 @@ struct UnlockedJobs {
   static void Erase(Flow& flow, const std::string& name) { flow.jobMap.erase(name); }
 };
 
-/** How a job can end: what its caller is told, and what the log is. */
+/** How a job can end: what its caller is told, and what is logged. */
 struct Outcome {
   const char* result;
   const char* errMsg;
