@@ -115,7 +115,8 @@ typedef void (*UninstallCallback)(UninstallRequest* request);
  * host's current directory, from which a relative path is taken too.
  *
  * Blocks for half a second and the start of the thread; starts of installations and removals wait for each
- * other. Logs from the job's thread and on its start.
+ * other. Logs from the job's thread and on its start. A job keeps up to two inventories allocated for the
+ * life of the process, one for each look-up.
  *
  * Jobs at once: an installation and a removal do not disturb each other. Two installations share a table,
  * which each looks itself up in as it begins and leaves as it ends, without a lock. A start that writes there
@@ -141,8 +142,8 @@ KESTRELBAY_API void Install(InstallRequest* request, InstallCallback callback);
  * A program that leaves the entry as it is, because its user cancelled it, keeps the job waiting for good: of
  * this interface only SetStopAppEvent ends that.
  *
- * Blocks, logs, runs beside others of its kind and treats request and callback as Install does; removals have
- * a callback and a table of their own.
+ * Blocks, logs, keeps inventories, runs beside others of its kind and treats request and callback as Install
+ * does; removals have a callback and a table of their own. The handle of its program stays open.
  */
 KESTRELBAY_API void Uninstall(UninstallRequest* request, UninstallCallback callback);
 
