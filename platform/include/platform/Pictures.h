@@ -91,7 +91,7 @@ GpStatus GdipBitmapGetPixel(GpBitmap* bitmap, int x, int y, std::uint32_t* argb)
 /**
  * Gives access to a rectangle's pixels.
  * @param rectangle  one that reaches beyond the bitmap is refused with InvalidParameter (2), `data` untouched
- * @param flags      1 to read
+ * @param flags      ImageLockModeRead
  * @param data       receives the pixels in `pixelFormat`, on the simulated machine the bitmap's own alone
  */
 GpStatus GdipBitmapLockBits(GpBitmap* bitmap, const GpRect* rectangle, UINT flags, int pixelFormat,

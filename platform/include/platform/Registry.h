@@ -24,7 +24,10 @@ namespace platform {
  */
 LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, REGSAM access, HKEY* result);
 
-/** Closes a key handle. A predefined key is accepted and stays usable. @return ERROR_INVALID_HANDLE (6) */
+/**
+ * Closes a key handle. A predefined key is accepted and stays usable.
+ * @return ERROR_INVALID_HANDLE (6) for what is no open key
+ */
 LSTATUS RegCloseKey(HKEY key);
 
 /**

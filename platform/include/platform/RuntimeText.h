@@ -12,8 +12,7 @@
 
 namespace platform {
 
-/** Measures a formatted text. @return its length in bytes without the NUL, or -1 where it cannot be formatted
- */
+/** Measures a formatted text. @return its bytes without the NUL, or -1 where it cannot be formatted */
 int _vscprintf(const char* format, va_list arguments);
 
 /**
@@ -31,8 +30,7 @@ int vsprintf_s(char* buffer, std::size_t bufferBytes, const char* format, va_lis
  */
 int strcpy_s(char* buffer, std::size_t bufferBytes, const char* text);
 
-/** The number that `text` begins with: white space, a sign and digits are read, anything else ends it. 0
- * without. */
+/** The number that `text` begins with, behind white space and with its sign; 0 where there is none. */
 int _wtoi(const char16_t* text);
 
 /**
