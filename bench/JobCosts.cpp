@@ -1,5 +1,5 @@
 /**
- * job-costs [JOBS] [APPLICATIONS]: what jobs cost on a simulated machine whose clock stands still.
+ * job-costs [JOBS [APPLICATIONS]]: what jobs cost on a simulated machine whose clock stands still.
  *
  * Tells the time that a start takes of its caller beside the pause, what an installation takes beside its two
  * scans, that 64 jobs at once all report, and what so many installations and removals, one after the other,
@@ -115,22 +115,22 @@ struct Record : Request {
   char room[1024] = {};
 };
 
-struct Install : Record<InstallRequest> {
-  Install(const std::string& path, const std::string& name) : Record(name) {
+struct InstallRecord : Record<InstallRequest> {
+  InstallRecord(const std::string& path, const std::string& name) : Record(name) {
     path.copy(installerPath, sizeof installerPath - 1);
   }
 };
 
-double StartInstall(Install& request) {
+double StartInstall(InstallRecord& request) {
   ++started;
   const auto before = steady_clock::now();
-  ::Install(&request, &Receive<InstallRequest>);
+  Install(&request, &Receive<InstallRequest>);
   return Microseconds(steady_clock::now() - before).count();
 }
 
 bool RunRound(simulated::Machine& machine, double& startMicroseconds, double& jobMicroseconds) {
   const auto begin = steady_clock::now();
-  Install installation("C:\\setup.exe", "Job");
+  InstallRecord installation("C:\\setup.exe", "Job");
   startMicroseconds += StartInstall(installation);
   ends.WaitFor(started);
   jobMicroseconds += Microseconds(steady_clock::now() - begin).count();
@@ -171,8 +171,7 @@ platform::HANDLE StartProgram(const char16_t* path) {
   return execute.hProcess;
 }
 
-/** What a job of either kind leaves allocated by the rules: the lists of its look-ups, a removal's process.
- */
+/** What the rules have a job leave allocated: the lists of its look-ups, and a removal's process. */
 double BytesOfTheRules(simulated::Machine& machine, std::size_t rounds) {
   const std::size_t before = bench::BytesInUse();
   for (std::size_t round = 0; round < rounds; ++round) {
@@ -192,7 +191,7 @@ double BytesOfTheRules(simulated::Machine& machine, std::size_t rounds) {
 /** @return whether all of them reported a success */
 bool RunAtOnce(simulated::Machine& machine) {
   Gate gate;
-  std::vector<std::unique_ptr<Install>> requests;
+  std::vector<std::unique_ptr<InstallRecord>> requests;
   for (std::size_t i = 0; i < kAtOnce; ++i) {
     const std::string digits = std::to_string(i);
     const std::u16string number(digits.begin(), digits.end());
@@ -202,7 +201,7 @@ bool RunAtOnce(simulated::Machine& machine) {
                            AddApp(machine, kEntry + number, u"Job" + number);
                            return 0;
                          }});
-    requests.push_back(std::make_unique<Install>("C:\\" + digits + ".exe", "Job" + digits));
+    requests.push_back(std::make_unique<InstallRecord>("C:\\" + digits + ".exe", "Job" + digits));
     StartInstall(*requests.back());
     // A start before the worker has read the table would meet it there.
     gate.WaitForArrivals(i + 1);

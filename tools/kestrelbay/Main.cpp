@@ -30,7 +30,8 @@ struct Request {
 };
 
 void Describe(CLI::App& app, Request& request) {
-  app.add_option("--machine", request.options.machine, "Act on the simulated machine there (not on Windows)")
+  app.add_option("--machine", request.options.machine,
+                 "Act on the machine directory or volume there (not on Windows)")
       ->type_name("DIR");
   app.add_flag("--json", request.options.json, "Print JSON, for a program to read");
   app.add_flag("--log", request.options.log, "Print the library's log on standard error");
