@@ -43,15 +43,14 @@ void SDKLog::Log(std::int32_t level, const char* file, const char* function, std
                  const char* format, ...) {
   const std::lock_guard held(lock);
   if (useLogDll) return LogToDll(level, file, format);
-  va_list arguments;
-  va_start(arguments, format);
-  try {
-    LogLine(level, file, function, line, format, arguments);
-  } catch (...) {  // not left to a destructor: va_end belongs into the function that has va_start
-    va_end(arguments);
-    throw;
-  }
-  va_end(arguments);
+  // Ended by its owner on every way out. A catch clause would end it in this very function, but nothing in
+  // the library catches: what is raised on a thread has to end the process where it was raised.
+  struct Arguments {
+    va_list list;
+    ~Arguments() { va_end(list); }
+  } arguments;
+  va_start(arguments.list, format);
+  LogLine(level, file, function, line, format, arguments.list);
 }
 
 void SDKLog::LogLine(std::int32_t level, const char* file, const char* function, std::int32_t line,

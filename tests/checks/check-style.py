@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Checks what a reader should not have to: no function over 60 lines, and everything as clang-format has it.
+"""Checks what a reader should not have to: no function over 60 lines, nothing caught by the library, and
+everything as clang-format has it.
 
 usage: check-style.py ROOT | --self-test
 """
@@ -53,6 +54,15 @@ def long_functions(root):
                 yield f"{path.relative_to(root)}:{line}: {lines} lines in one function, {LONGEST_FUNCTION} at most"
 
 
+def caught(root):
+    """What raises inside the library reaches the host, or ends its worker, as it stands."""
+    for path in source_files(root, ["src"]):
+        code = without_comments_and_texts(path.read_text(encoding="utf-8"))
+        for match in re.finditer(r"\bcatch\b", code):
+            line = code.count("\n", 0, match.start()) + 1
+            yield f"{path.relative_to(root)}:{line}: src/ catches nothing"
+
+
 def unformatted(files):
     """One line for each file that clang-format would change."""
     if not files:
@@ -64,7 +74,7 @@ def unformatted(files):
 
 def check(root):
     files = list(source_files(root, FORMATTED))
-    return list(long_functions(root)) + unformatted(files), len(files)
+    return list(long_functions(root)) + list(caught(root)) + unformatted(files), len(files)
 
 
 def self_test():
@@ -78,6 +88,8 @@ def self_test():
         ("many short ones", "namespace a {\nvoid Work() {\n  Step();\n}\n" + "void Go() { Step(); }\n" * 70 + "}  // namespace a\n", []),
         ("braces in texts", 'void Work() {\n  Say("}");\n' + body * 58 + "}\n", ["A.cpp:1: 61 lines"]),
         ("after a directive", "#define A(x) x\nvoid Work() {\n" + body * 59 + "}\n", ["A.cpp:2: 61 lines"]),
+        ("catch", "void Work() {\n  try {\n    Step();\n  } catch (...) {  // why\n  }\n}\n", ["A.cpp:4: src/ catches"]),
+        ("no catch", "// catch\nconst char* text = \"catch\";\nint catches = 0;\n", []),
         ("format", "void  Work( ) {}\n", ["A.cpp:1:5: error"]),
     ]
     for name, text, fragments in texts:
@@ -86,7 +98,8 @@ def self_test():
             path.parent.mkdir()
             path.write_text(text, encoding="utf-8")
             (path.parent / ".clang-format").write_text("BasedOnStyle: Google\n", encoding="utf-8")
-            problems = check(pathlib.Path(root))[0] if name == "format" else list(long_functions(root))
+            folder = pathlib.Path(root)
+            problems = check(folder)[0] if name == "format" else [*long_functions(folder), *caught(folder)]
             expect(name, problems, *fragments)
     finish([], len(texts))
 
