@@ -59,6 +59,15 @@ TEST(AppList, BlankRecordIsEmptyWhateverTheLastOneHeld) {
   EXPECT_EQ(Describe(list.BlankRecord()), Describe(InstalledAppInfo()));
 }
 
+TEST(AppList, IsFilledAnewAfterItsRecordsWereTaken) {
+  AppList list;
+  for (InstalledAppInfo record : {Full(), Second()}) AddOrMergeApp(list, record);
+  list.Take();
+  EXPECT_EQ(list.FindFirst(u"App"), nullptr);
+  for (InstalledAppInfo record : {Full(), Second()}) AddOrMergeApp(list, record);
+  EXPECT_EQ(Describe(RecordsOf(list.Take())), Describe(ListOf({Full(), Second()})));
+}
+
 TEST(AddOrMergeApp, AppendsANameThatIsNotThere) {
   InstalledAppInfo other = Full();
   other.DisplayName = u"Other";

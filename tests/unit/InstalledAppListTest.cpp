@@ -92,6 +92,15 @@ TEST(InstalledAppList, RecordsKeepTheirAddressWhileTheListGrowsAndMoves) {
   EXPECT_EQ(moved[4999].DisplayName, std::u16string(1, u'a' + 4999));
 }
 
+TEST(InstalledAppList, RecordsAreAlignedBehindTextsOfAnyLength) {
+  InstalledAppList list;
+  for (std::size_t chars = 0; chars < 20; ++chars) {
+    const ListedApp& app = list.Append(Named(std::u16string(chars, u'n')));
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(&app) % alignof(ListedApp), 0U) << chars;
+    list.SetIconText(chars, std::string(chars, 'i'));
+  }
+}
+
 TEST(InstalledAppList, TakesRecordsAfterItWasMovedFrom) {
   InstalledAppList list = ListOf({Named(u"App")});
   const InstalledAppList moved = std::exchange(list, {});

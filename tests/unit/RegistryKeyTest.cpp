@@ -196,6 +196,11 @@ TEST_F(SubKeyNames, NameThatCannotBeReadIsLeftOut) {
   EXPECT_THAT(ListSubKeyNames(*key), ElementsAre(u"Alpha", u"gamma"));
 }
 
+TEST_F(SubKeyNames, NameEndsAtItsFirstNul) {
+  machine.registry.CreateKey(kKey + u"\\z" + u'\0' + u"hidden");
+  EXPECT_EQ(ListSubKeyNames(*OpenMachineKey(u"Software\\Vendor")).back(), u"z");
+}
+
 TEST_F(SubKeyNames, LongestNameIsReadWhole) {
   const std::u16string longest(255, u'x');
   machine.registry.CreateKey(kKey + u"\\" + longest);

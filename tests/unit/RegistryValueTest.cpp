@@ -56,6 +56,17 @@ TEST_F(RegistryValue, FailedReadIsEmpty) {
   EXPECT_TRUE(machine.faults.Fired());
 }
 
+TEST_F(RegistryValue, ThatCannotBeReadEmptiesTheTextGiven) {
+  SetBytes(kKey, u"Raw", kBinary, {1});
+  SetTexts(kKey, {{u"Long", std::u16string(kMostChars, u'x')}, {u"Empty", u""}});
+  const auto key = OpenMachineKey(u"Software\\Vendor");
+  for (const char16_t* name : {u"None", u"Raw", u"Long", u"Empty"}) {
+    std::u16string text = u"of the value read before";
+    ReadRegistryValue(*key, name, text);
+    EXPECT_EQ(text, u"");
+  }
+}
+
 TEST_F(RegistryValue, NumberIsSignedDecimalText) {
   const std::vector<std::pair<std::uint32_t, std::u16string>> numbers = {
       {0, u"0"},          {1, u"1"}, {10, u"10"}, {0x7FFFFFFF, u"2147483647"}, {0x80000000, u"-2147483648"},
