@@ -41,14 +41,12 @@ class Drives {
 
   bool Exists(std::u16string_view path) const;
   bool IsFolder(std::u16string_view path) const;
-  /** What was set for a drive, or else what its folder's file system on the host has; nothing without either.
-   */
+  /** What was set for a drive, else what its folder's file system on the host has; nothing without. */
   std::optional<DriveSpace> FindSpace(char16_t letter) const;
   /** Where a file or folder of a mounted drive stands on the host; nothing for what is not there. */
   std::optional<std::filesystem::path> OnHost(std::u16string_view path) const;
 
-  /** The path in the form that paths are compared in: upper case, single backslashes, "." and ".." resolved.
-   */
+  /** The path as paths are compared: upper case, single backslashes, "." and ".." resolved. */
   static std::u16string Normal(std::u16string_view path);
 
  private:

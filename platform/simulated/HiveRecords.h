@@ -1,5 +1,4 @@
-/** The records of a hive's keys and values: where in them things stand, counted from behind the cell's size.
- */
+/** A hive's key and value records: where things stand in them, counted from behind the cell's size. */
 #pragma once
 
 #include <cstddef>

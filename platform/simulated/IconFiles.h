@@ -39,8 +39,7 @@ IconEntries FindExecutableIcon(const ByteSource& file, std::size_t index = 0);
 /** The icon of an .ico file. @throws DamagedIcon for what is none */
 IconEntries FindIconFileIcon(const ByteSource& file);
 
-/** The bytes of one image. @throws DamagedIcon where they are not in the file, or are too many for an image
- */
+/** An image's bytes. @throws DamagedIcon where the file lacks them, or they are too many for an image */
 std::vector<std::uint8_t> ReadIconImage(const ByteSource& file, const IconEntry& entry);
 
 }  // namespace simulated

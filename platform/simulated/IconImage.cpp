@@ -34,8 +34,7 @@ struct Layout {
   std::size_t StoredRow(std::uint32_t y) const { return isTopDown ? y : height - 1 - y; }
 };
 
-/** Of 16-bit pixels; the usual five bits a colour unless three masks say otherwise, which are not followed.
- */
+/** Of 16-bit pixels: five bits a colour, unless three masks say otherwise, which are not followed. */
 bool ReadInfoHeader(Bytes bytes, Layout& layout) {
   const auto height = static_cast<std::int32_t>(Read32(bytes, 8));
   const std::uint32_t compression = Read32(bytes, 16);

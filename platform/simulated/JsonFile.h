@@ -10,8 +10,7 @@
 
 namespace simulated {
 
-/** The lines in which the members of a JSON file are said, by paths such as "user.sid" or "programs[2].name".
- */
+/** The lines in which members of a JSON file stand, by paths like "user.sid" or "programs[2].name". */
 class JsonLines {
  public:
   void Set(std::string member, std::size_t line) { lines_[std::move(member)] = line; }

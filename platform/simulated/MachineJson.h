@@ -54,8 +54,7 @@ MachineDescription ParseMachineJson(std::span<const std::uint8_t> bytes, const s
  */
 void ApplyFacts(const MachineDescription& description, Machine& machine);
 
-/** Refuses the rights. @throws MachineError where such a key is not in the registry, which is loaded by then
- */
+/** Refuses the rights. @throws MachineError where the registry, loaded by then, has no such key */
 void ApplyDeniedRights(const MachineDescription& description, const std::string& fileName, Machine& machine);
 
 }  // namespace simulated

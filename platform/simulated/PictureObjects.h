@@ -16,8 +16,7 @@ struct Icon {
   std::shared_ptr<const Picture> picture;
 };
 
-/** A bitmap of GDI. An icon's mask has no pixels of its own: they are where the icon's picture has no alpha.
- */
+/** A GDI bitmap. An icon's mask has no pixels of its own: they are where its picture has no alpha. */
 struct GdiBitmap {
   std::shared_ptr<const Picture> picture;
   std::uint32_t bits;

@@ -12,8 +12,7 @@
 
 namespace simulated {
 
-/** The folder of the machine's hives on a volume, in whatever case; nothing where `folder` is no such volume.
- */
+/** The folder of a volume's hives, in whatever case; nothing where `folder` is no such volume. */
 std::optional<std::filesystem::path> FindHives(const std::filesystem::path& folder);
 
 /**

@@ -7,8 +7,7 @@ namespace {
 
 constexpr char16_t kReplacement = 0xFFFD;
 
-/** What the first byte of a sequence says of it: how many bytes follow, and within which bounds the next is.
- */
+/** What a sequence's first byte says: how many bytes follow, and within which bounds the next is. */
 struct Lead {
   int following;
   std::uint8_t lowestNext;

@@ -17,8 +17,7 @@ class Launching : public HostTest {
  protected:
   Launching() { machine.MakeProgram(program); }
 
-  /** Nothing tells when a program has ended that the library started, so its mark is looked for until then.
-   */
+  /** Nothing tells when a program that the library started has ended: its mark is looked for till then. */
   void WaitUntilRan() {
     while (!machine.ProgramRan(program)) std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }

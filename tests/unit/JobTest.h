@@ -1,5 +1,4 @@
-/** Jobs of both lifecycle flows on a machine of the test's own: what starts, gates, receives and ends them.
- */
+/** Jobs of both lifecycle flows on the test's own machine: what starts, gates, receives and ends them. */
 #pragma once
 
 #include <condition_variable>

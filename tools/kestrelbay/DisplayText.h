@@ -26,8 +26,7 @@ int DisplayWidth(std::string_view text);
  */
 std::string CutToWidth(std::string_view text, int cells);
 
-/** The text in small letters and without blanks of any kind: what two names that look alike have in common.
- */
+/** The text in small letters without any blanks: what two names that look alike have in common. */
 std::string WithoutCaseAndBlanks(std::string_view text);
 
 }  // namespace host

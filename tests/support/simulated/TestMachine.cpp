@@ -34,8 +34,7 @@ fs::path NewHostFolder() {
 
 }  // namespace
 
-/** Events by which programs are held up; they are there until the programs that may wait for them have ended.
- */
+/** Events that hold programs up; they are there until all programs that may wait for them have ended. */
 struct TestMachine::Signals {
   ~Signals() {
     for (const auto& [name, event] : events) platform::CloseHandle(event);
