@@ -106,6 +106,15 @@ TEST_F(UserHives, EmptyProductValuesFallBackToTheProperties) {
   EXPECT_EQ(list[0].UninstallString, u"");
 }
 
+TEST_F(UserHives, NameAndIconOfThePropertiesAreReadThoughTheProductHasBoth) {
+  SetTexts(Product(kHive), {{u"ProductName", u"Product"}, {u"ProductIcon", u"product.ico"}});
+  machine.registry.CreateKey(Properties(kHive));
+  const auto calls = CallsOf([] { Scan(); });
+  for (const std::string name : {"DisplayName", "DisplayIcon"}) {
+    EXPECT_THAT(calls, testing::Contains(testing::HasSubstr("\\InstallProperties, \"" + name + "\"")));
+  }
+}
+
 TEST_F(UserHives, ProductBelowTheMachinesSidAloneYieldsNothing) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(Properties(u"S-1-5-18"));

@@ -229,7 +229,7 @@ class LastWriteTime : public OnMachine {
   std::u16string Read(std::uint64_t fileTime) {
     machine.registry.CreateKey(kKey);
     machine.registry.SetLastWriteTime(kKey, fileTime);
-    std::u16string time;
+    std::u16string time = u"2";  // that of a key before
     ReadLastWriteTime(*OpenMachineKey(u"Software\\Vendor"), time);
     return time;
   }

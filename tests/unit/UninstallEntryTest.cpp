@@ -160,6 +160,13 @@ TEST_F(ManagedEntry, ValuesAreReadInOrder) {
                           entry + "DisplayIcon", entry + "Publisher", entry + "UninstallString"));
 }
 
+TEST_F(ManagedEntry, NameAndIconAreReadThoughItsProductHasBoth) {
+  SetTexts(kProductsPath + u"\\" + kPacked, {{u"ProductName", u"Product"}, {u"ProductIcon", u"product.ico"}});
+  EXPECT_THAT(ReadsAmong(CallsOf([&] { Scan(kCode, {}); })),
+              testing::IsSupersetOf({"{12345678-ABCD-EF01-2345-6789ABCDEF01}: DisplayName",
+                                     "{12345678-ABCD-EF01-2345-6789ABCDEF01}: DisplayIcon"}));
+}
+
 TEST_F(ManagedEntry, PlainEntrysValuesAreReadInOrder) {
   SetTexts(kUninstall64Path + u"\\App", {{u"DisplayName", u"App"}, {u"UninstallString", u"u"}});
   const auto products = OpenMachineKey(InstallerClassesPath);
