@@ -45,17 +45,10 @@ InstalledAppInfo Second() {
 
 TEST(AppList, BlankRecordIsEmptyWhateverTheLastOneHeld) {
   AppList list;
-  list.BlankRecord() = {.DisplayName = u"name",
-                        .InstallLocation = u"location",
-                        .DisplayVersion = u"version",
-                        .UninstallString = u"uninstall",
-                        .rootKeyStr = u"root",
-                        .subKeyPath = u"path",
-                        .architecture = 2,
-                        .DisplayIcon = u"icon",
-                        .IconText = "icon text",
-                        .InstallDate = u"date",
-                        .LastWriteTime = u"time"};
+  InstalledAppInfo& record = list.BlankRecord();
+  record = Full();
+  record.UninstallString = u"C:\\App\\uninstall.exe";
+  record.IconText = "icon text";
   EXPECT_EQ(Describe(list.BlankRecord()), Describe(InstalledAppInfo()));
 }
 
