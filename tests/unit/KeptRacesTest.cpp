@@ -6,6 +6,7 @@
 #include <atomic>
 #include <functional>
 #include <thread>
+#include <utility>
 
 #include "LockCalls.h"
 #include "frame/SDKLog.h"
@@ -38,56 +39,54 @@ void InTurns(const std::function<void()>& theirs, const std::function<void()>& o
 template <class Request>
 void Ignore(Request*) {}
 
-template <class Flow, class Request>
+/** Of a flow and its request: `std::pair<Flow, Request>`. */
+template <class FlowAndRequest>
 class KeptRaces : public testing::Test {
  protected:
-  using Jobs = UnlockedJobs<Flow>;
+  using Flow = typename FlowAndRequest::first_type;
+  using Request = typename FlowAndRequest::second_type;
 
   KeptRaces() { flow.jobMap["A"] = &request; }
   ~KeptRaces() override { flow.jobMap.clear(); }
-
-  void LookUpWhileAStartRegisters() {
-    Request* found = nullptr;
-    std::size_t locks = 1;
-    InTurns([&] { locks = LocksOf([&] { found = Jobs::FindRequest(flow, "A"); }); },
-            [&] { flow.jobMap["B"] = &request; });
-    EXPECT_EQ(found, &request);
-    EXPECT_EQ(locks, 0U);
-  }
-  void ReadTheCallbackWhileAStartReplacesIt() {
-    flow.jobCallback = &Ignore<Request>;
-    bool isFound = false;
-    std::size_t locks = 1;
-    InTurns([&] { locks = LocksOf([&] { isFound = Jobs::FindCallback(flow) == &Ignore<Request>; }); },
-            [&] { flow.jobCallback = nullptr; });
-    EXPECT_TRUE(isFound);
-    EXPECT_EQ(locks, 0U);
-  }
-  void EraseWhileAStartRegisters() {
-    std::size_t locks = 1;
-    InTurns([&] { locks = LocksOf([&] { Jobs::Erase(flow, "A"); }); }, [&] { flow.jobMap["B"] = &request; });
-    EXPECT_FALSE(flow.jobMap.contains("A"));
-    EXPECT_EQ(locks, 0U);
-  }
 
   Flow& flow = Flow::GetInstance();
   Request request{};
 };
 
-using KeptInstallRaces = KeptRaces<AppInstall, InstallRequest>;
-using KeptUninstallRaces = KeptRaces<AppUninstall, UninstallRequest>;
+using BothFlows =
+    testing::Types<std::pair<AppInstall, InstallRequest>, std::pair<AppUninstall, UninstallRequest>>;
+TYPED_TEST_SUITE(KeptRaces, BothFlows);
 
-TEST_F(KeptInstallRaces, WorkerLooksItsRequestUpWhileAStartRegisters) { LookUpWhileAStartRegisters(); }
-TEST_F(KeptInstallRaces, WorkerReadsTheCallbackWhileAStartReplacesIt) {
-  ReadTheCallbackWhileAStartReplacesIt();
+TYPED_TEST(KeptRaces, WorkerLooksItsRequestUpWhileAStartRegisters) {
+  using Jobs = UnlockedJobs<typename TestFixture::Flow>;
+  typename TestFixture::Request* found = nullptr;
+  std::size_t locks = 1;
+  InTurns([&] { locks = LocksOf([&] { found = Jobs::FindRequest(this->flow, "A"); }); },
+          [&] { this->flow.jobMap["B"] = &this->request; });
+  EXPECT_EQ(found, &this->request);
+  EXPECT_EQ(locks, 0U);
 }
-TEST_F(KeptInstallRaces, WorkerErasesItsJobWhileAStartRegisters) { EraseWhileAStartRegisters(); }
 
-TEST_F(KeptUninstallRaces, WorkerLooksItsRequestUpWhileAStartRegisters) { LookUpWhileAStartRegisters(); }
-TEST_F(KeptUninstallRaces, WorkerReadsTheCallbackWhileAStartReplacesIt) {
-  ReadTheCallbackWhileAStartReplacesIt();
+TYPED_TEST(KeptRaces, WorkerReadsTheCallbackWhileAStartReplacesIt) {
+  using Jobs = UnlockedJobs<typename TestFixture::Flow>;
+  constexpr auto kCallback = &Ignore<typename TestFixture::Request>;
+  this->flow.jobCallback = kCallback;
+  bool isFound = false;
+  std::size_t locks = 1;
+  InTurns([&] { locks = LocksOf([&] { isFound = Jobs::FindCallback(this->flow) == kCallback; }); },
+          [&] { this->flow.jobCallback = nullptr; });
+  EXPECT_TRUE(isFound);
+  EXPECT_EQ(locks, 0U);
 }
-TEST_F(KeptUninstallRaces, WorkerErasesItsJobWhileAStartRegisters) { EraseWhileAStartRegisters(); }
+
+TYPED_TEST(KeptRaces, WorkerErasesItsJobWhileAStartRegisters) {
+  using Jobs = UnlockedJobs<typename TestFixture::Flow>;
+  std::size_t locks = 1;
+  InTurns([&] { locks = LocksOf([&] { Jobs::Erase(this->flow, "A"); }); },
+          [&] { this->flow.jobMap["B"] = &this->request; });
+  EXPECT_FALSE(this->flow.jobMap.contains("A"));
+  EXPECT_EQ(locks, 0U);
+}
 
 void Drop(const char*, std::int32_t, const char*) {}
 
