@@ -11,7 +11,7 @@
 
 #include "BareIcon.h"
 #include "Turns.h"
-#include "inventory/IconPicture.h"
+#include "icons/IconPicture.h"
 
 namespace {
 

@@ -23,8 +23,8 @@
 #include "platform/Constants.h"
 #include "platform/Events.h"
 #include "platform/Processes.h"
-#include "simulated/Handles.h"
-#include "simulated/Machine.h"
+#include "simulated/base/Handles.h"
+#include "simulated/machine/Machine.h"
 
 namespace {
 

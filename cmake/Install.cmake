@@ -9,7 +9,7 @@ install(TARGETS KestrelbayGeneral
   ARCHIVE DESTINATION lib)
 if(WIN32)
   # Other compilers make an import library of their own from the list of exports.
-  install(FILES src/frame/KestrelbayGeneralSDK.def DESTINATION lib RENAME KestrelbayGeneral.def)
+  install(FILES src/exports/KestrelbayGeneralSDK.def DESTINATION lib RENAME KestrelbayGeneral.def)
   install(TARGETS log RUNTIME DESTINATION bin)
 else()
   install(TARGETS kestrelbay_machine LIBRARY DESTINATION lib)

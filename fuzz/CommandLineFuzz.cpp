@@ -10,9 +10,9 @@
 #include "Expect.h"
 #include "platform/Events.h"
 #include "platform/Processes.h"
-#include "simulated/BuiltInPrograms.h"
-#include "simulated/Machine.h"
-#include "simulated/WideText.h"
+#include "simulated/base/WideText.h"
+#include "simulated/machine/BuiltInPrograms.h"
+#include "simulated/machine/Machine.h"
 
 namespace {
 

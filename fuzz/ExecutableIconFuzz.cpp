@@ -1,8 +1,8 @@
 // Executables and .ico files: whichever icons are found in one must be read, or refused, without harm.
 #include <string_view>
 
-#include "simulated/IconFiles.h"
-#include "simulated/IconImage.h"
+#include "simulated/pictures/IconFiles.h"
+#include "simulated/pictures/IconImage.h"
 
 namespace {
 

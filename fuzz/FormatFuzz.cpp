@@ -12,7 +12,7 @@
 
 #include "Expect.h"
 #include "platform/RuntimeText.h"
-#include "simulated/Format.h"
+#include "simulated/port/Format.h"
 
 namespace {
 

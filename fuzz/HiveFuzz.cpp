@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "Expect.h"
-#include "simulated/FileDescriptor.h"
-#include "simulated/Hive.h"
-#include "simulated/HiveDamage.h"
-#include "simulated/LittleEndian.h"
+#include "simulated/base/FileDescriptor.h"
+#include "simulated/base/LittleEndian.h"
+#include "simulated/volume/Hive.h"
+#include "simulated/volume/HiveDamage.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Images of icons: whatever is read as one is a whole picture, within bounds, and can be drawn and saved.
 #include "Expect.h"
-#include "simulated/IconImage.h"
-#include "simulated/PngFile.h"
+#include "simulated/pictures/IconImage.h"
+#include "simulated/pictures/PngFile.h"
 
 using fuzz::Expect;
 

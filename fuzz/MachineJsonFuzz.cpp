@@ -2,8 +2,8 @@
 #include <string_view>
 
 #include "Expect.h"
-#include "simulated/JsonShape.h"
-#include "simulated/MachineJson.h"
+#include "simulated/directory/JsonShape.h"
+#include "simulated/directory/MachineJson.h"
 
 namespace {
 

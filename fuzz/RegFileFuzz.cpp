@@ -3,10 +3,10 @@
 #include <vector>
 
 #include "Expect.h"
-#include "simulated/MachineError.h"
-#include "simulated/RegFile.h"
-#include "simulated/RegFileWriter.h"
-#include "simulated/RegistryMerger.h"
+#include "simulated/base/MachineError.h"
+#include "simulated/regfile/RegFile.h"
+#include "simulated/regfile/RegFileWriter.h"
+#include "simulated/regfile/RegistryMerger.h"
 
 namespace {
 

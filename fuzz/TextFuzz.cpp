@@ -11,9 +11,9 @@
 #include "Expect.h"
 #include "platform/Constants.h"
 #include "platform/Text.h"
-#include "simulated/Base64.h"
-#include "simulated/Machine.h"
-#include "simulated/WideText.h"
+#include "simulated/base/Base64.h"
+#include "simulated/base/WideText.h"
+#include "simulated/machine/Machine.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "FilledMachine.h"
 
 #include "Applications.h"
-#include "simulated/Machine.h"
+#include "simulated/machine/Machine.h"
 
 namespace bench {
 namespace {

@@ -4,7 +4,7 @@
 #include "BareScan.h"
 #include "FilledMachine.h"
 #include "inventory/InstalledApps.h"
-#include "simulated/Machine.h"
+#include "simulated/machine/Machine.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 
 #include "BareIcon.h"
 #include "ExecutableFile.h"
-#include "inventory/IconPicture.h"
-#include "simulated/Machine.h"
+#include "icons/IconPicture.h"
+#include "simulated/machine/Machine.h"
 
 namespace bench {
 namespace {

@@ -1,9 +1,9 @@
-#include "frame/CommonFunc.h"
+#include "base/CommonFunc.h"
 
 #include <array>
 #include <regex>
 
-#include "frame/SDKLog.h"
+#include "base/SDKLog.h"
 #include "platform/Constants.h"
 #include "platform/Files.h"
 #include "platform/Processes.h"

@@ -1,4 +1,4 @@
-#include "frame/LoadTimeObjects.h"
+#include "base/LoadTimeObjects.h"
 
 #include "platform/Events.h"
 

@@ -1,4 +1,4 @@
-#include "frame/RegistryKey.h"
+#include "base/RegistryKey.h"
 
 #include <array>
 #include <charconv>

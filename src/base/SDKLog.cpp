@@ -1,4 +1,4 @@
-#include "frame/SDKLog.h"
+#include "base/SDKLog.h"
 
 #include "platform/Log.h"
 #include "platform/RuntimeText.h"

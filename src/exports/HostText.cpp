@@ -1,4 +1,4 @@
-#include "frame/HostText.h"
+#include "exports/HostText.h"
 
 #include <cstdlib>
 #include <cstring>

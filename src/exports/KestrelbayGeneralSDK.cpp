@@ -3,18 +3,18 @@
 #include <cstdlib>
 #include <memory>
 
-#include "frame/CommonFunc.h"
-#include "frame/HostText.h"
-#include "frame/LoadTimeObjects.h"
-#include "frame/SDKLog.h"
-#include "frame/Worker.h"
+#include "base/CommonFunc.h"
+#include "base/LoadTimeObjects.h"
+#include "base/SDKLog.h"
+#include "base/Worker.h"
+#include "exports/HostText.h"
+#include "facts/SystemInfo.h"
 #include "inventory/InstalledApps.h"
 #include "inventory/RegistryEntryRemoval.h"
 #include "inventory/RegistryPath.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppStart.h"
 #include "lifecycle/AppUninstall.h"
-#include "machine/SystemInfo.h"
 #include "platform/Events.h"
 #include "protection/Security.h"
 

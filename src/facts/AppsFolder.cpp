@@ -1,5 +1,5 @@
-#include "frame/CommonFunc.h"
-#include "machine/SystemInfo.h"
+#include "base/CommonFunc.h"
+#include "facts/SystemInfo.h"
 #include "platform/Constants.h"
 #include "platform/Shell.h"
 

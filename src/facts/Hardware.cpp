@@ -1,7 +1,7 @@
 #include <vector>
 
-#include "frame/CommonFunc.h"
-#include "machine/SystemInfo.h"
+#include "base/CommonFunc.h"
+#include "facts/SystemInfo.h"
 #include "platform/Constants.h"
 #include "platform/Files.h"
 #include "platform/Graphics.h"

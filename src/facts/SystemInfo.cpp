@@ -1,11 +1,11 @@
-#include "machine/SystemInfo.h"
+#include "facts/SystemInfo.h"
 
 #include <cerrno>
 #include <stdexcept>
 
-#include "frame/CommonFunc.h"
-#include "frame/RegistryKey.h"
-#include "frame/SDKLog.h"
+#include "base/CommonFunc.h"
+#include "base/RegistryKey.h"
+#include "base/SDKLog.h"
 #include "platform/RuntimeText.h"
 
 namespace kestrelbay {

@@ -1,7 +1,7 @@
-#include "inventory/AppIcon.h"
+#include "icons/AppIcon.h"
 
-#include "frame/CommonFunc.h"
-#include "inventory/IconPicture.h"
+#include "base/CommonFunc.h"
+#include "icons/IconPicture.h"
 
 namespace kestrelbay {
 namespace {

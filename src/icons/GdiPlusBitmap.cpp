@@ -1,4 +1,4 @@
-#include "inventory/GdiPlusBitmap.h"
+#include "icons/GdiPlusBitmap.h"
 
 #include "platform/Constants.h"
 

@@ -1,9 +1,9 @@
-#include "inventory/IconPicture.h"
+#include "icons/IconPicture.h"
 
 #include <algorithm>
 #include <memory>
 
-#include "inventory/GdiPlusBitmap.h"
+#include "icons/GdiPlusBitmap.h"
 #include "platform/Constants.h"
 #include "platform/Pictures.h"
 #include "platform/Protection.h"

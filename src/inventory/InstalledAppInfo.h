@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "frame/RegistryKey.h"
+#include "base/RegistryKey.h"
 
 namespace kestrelbay {
 

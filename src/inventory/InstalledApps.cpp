@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "frame/CommonFunc.h"
-#include "frame/HostText.h"
-#include "inventory/AppIcon.h"
+#include "base/CommonFunc.h"
+#include "exports/HostText.h"
+#include "icons/AppIcon.h"
 #include "inventory/AppList.h"
 #include "inventory/InventoryScan.h"
 #include "platform/Memory.h"

@@ -1,6 +1,6 @@
 #include "inventory/InstallerProductsScanner.h"
 
-#include "frame/LoadTimeObjects.h"
+#include "base/LoadTimeObjects.h"
 #include "inventory/ObservedReads.h"
 #include "inventory/UninstallKeyScanner.h"
 

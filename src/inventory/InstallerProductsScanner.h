@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "frame/RegistryKey.h"
+#include "base/RegistryKey.h"
 #include "inventory/AppList.h"
 
 namespace kestrelbay {

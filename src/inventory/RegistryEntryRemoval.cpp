@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "frame/CommonFunc.h"
-#include "frame/SDKLog.h"
+#include "base/CommonFunc.h"
+#include "base/SDKLog.h"
 #include "inventory/InstalledApps.h"
 #include "platform/Constants.h"
 

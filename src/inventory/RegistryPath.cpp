@@ -1,6 +1,6 @@
 #include "inventory/RegistryPath.h"
 
-#include "frame/CommonFunc.h"
+#include "base/CommonFunc.h"
 
 namespace kestrelbay {
 

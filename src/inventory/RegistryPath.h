@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "frame/RegistryKey.h"
+#include "base/RegistryKey.h"
 
 namespace kestrelbay {
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <variant>
 
-#include "frame/RegistryKey.h"
+#include "base/RegistryKey.h"
 #include "inventory/InstalledAppList.h"
 
 namespace kestrelbay {

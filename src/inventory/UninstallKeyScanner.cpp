@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "frame/CommonFunc.h"
-#include "frame/LoadTimeObjects.h"
+#include "base/CommonFunc.h"
+#include "base/LoadTimeObjects.h"
 #include "inventory/ObservedReads.h"
 #include "platform/RuntimeText.h"
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "frame/RegistryKey.h"
+#include "base/RegistryKey.h"
 #include "inventory/AppList.h"
 
 namespace kestrelbay {

@@ -1,9 +1,9 @@
 #include "lifecycle/AppInstall.h"
 
-#include "frame/CommonFunc.h"
-#include "frame/LoadTimeObjects.h"
-#include "frame/SDKLog.h"
-#include "frame/Worker.h"
+#include "base/CommonFunc.h"
+#include "base/LoadTimeObjects.h"
+#include "base/SDKLog.h"
+#include "base/Worker.h"
 #include "inventory/InstalledApps.h"
 #include "platform/Constants.h"
 #include "platform/Events.h"

@@ -1,10 +1,10 @@
 #include "lifecycle/AppStart.h"
 
-#include "frame/CommonFunc.h"
-#include "frame/SDKLog.h"
-#include "frame/Worker.h"
+#include "base/CommonFunc.h"
+#include "base/SDKLog.h"
+#include "base/Worker.h"
+#include "facts/SystemInfo.h"
 #include "inventory/InstalledApps.h"
-#include "machine/SystemInfo.h"
 #include "platform/Constants.h"
 
 namespace kestrelbay {

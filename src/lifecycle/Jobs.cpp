@@ -1,6 +1,6 @@
 #include "lifecycle/Jobs.h"
 
-#include "frame/CommonFunc.h"
+#include "base/CommonFunc.h"
 #include "platform/RuntimeText.h"
 
 namespace kestrelbay {

@@ -4,7 +4,7 @@
 #include <string>
 #include <unordered_map>
 
-#include "frame/SDKLog.h"
+#include "base/SDKLog.h"
 #include "inventory/RegistryPath.h"
 
 namespace kestrelbay {

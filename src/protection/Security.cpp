@@ -1,6 +1,6 @@
 #include "protection/Security.h"
 
-#include "frame/SDKLog.h"
+#include "base/SDKLog.h"
 #include "platform/Constants.h"
 #include "platform/Processes.h"
 #include "platform/Protection.h"

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulated/Machine.h"
+#include "simulated/machine/Machine.h"
 
 namespace capture {
 namespace {

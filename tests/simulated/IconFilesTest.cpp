@@ -1,4 +1,4 @@
-#include "simulated/IconFiles.h"
+#include "simulated/pictures/IconFiles.h"
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
-#include "simulated/IconImage.h"
+#include "simulated/pictures/IconImage.h"
 
 #include <gtest/gtest.h>
 
 #include "Drawings.h"
 #include "Files.h"
-#include "simulated/PngFile.h"
+#include "simulated/pictures/PngFile.h"
 
 namespace simulated {
 namespace {

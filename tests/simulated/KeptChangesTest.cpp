@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "MachineFolder.h"
-#include "simulated/KeptChanges.h"
+#include "simulated/machine/KeptChanges.h"
 
 namespace simulated {
 namespace {

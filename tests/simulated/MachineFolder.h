@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "simulated/MachineDirectory.h"
+#include "simulated/directory/MachineDirectory.h"
 
 namespace simulated {
 

@@ -1,5 +1,5 @@
 // Programs of a simulated machine: those that machine.json describes, and those that are built in.
-#include "simulated/Programs.h"
+#include "simulated/machine/Programs.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@
 #include "platform/Constants.h"
 #include "platform/Events.h"
 #include "platform/Processes.h"
-#include "simulated/MachineDirectory.h"
+#include "simulated/directory/MachineDirectory.h"
 
 namespace kestrelbay {
 namespace {

@@ -7,8 +7,8 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "simulated/IconFiles.h"
-#include "simulated/IconImage.h"
+#include "simulated/pictures/IconFiles.h"
+#include "simulated/pictures/IconImage.h"
 
 namespace simulated {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "HiveFile.h"
 #include "MachineFolder.h"
-#include "simulated/KeptChanges.h"
+#include "simulated/machine/KeptChanges.h"
 
 namespace simulated {
 namespace {

@@ -9,9 +9,9 @@
 #include <system_error>
 
 #include "Text.h"
-#include "simulated/CaptureFormat.h"
-#include "simulated/Checksum.h"
-#include "simulated/RegFileWriter.h"
+#include "simulated/base/Checksum.h"
+#include "simulated/directory/CaptureFormat.h"
+#include "simulated/regfile/RegFileWriter.h"
 
 namespace capture {
 namespace {

@@ -1,6 +1,6 @@
 #include "Surroundings.h"
 #include "Text.h"
-#include "simulated/Machine.h"
+#include "simulated/machine/Machine.h"
 
 namespace capture {
 

@@ -4,7 +4,7 @@
 
 #include "platform/Constants.h"
 #include "platform/Text.h"
-#include "simulated/UpperCase.h"
+#include "simulated/base/UpperCase.h"
 
 namespace capture {
 

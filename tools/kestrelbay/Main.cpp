@@ -5,12 +5,12 @@
 #include <memory>
 #include <sstream>
 
-#include "Command.h"
-#include "Failure.h"
-#include "Host.h"
 #include "KestrelbayGeneralSDK.h"
-#include "Messages.h"
-#include "Progress.h"
+#include "commands/Command.h"
+#include "console/Failure.h"
+#include "console/Host.h"
+#include "console/Progress.h"
+#include "views/Messages.h"
 
 namespace host {
 namespace {

@@ -1,4 +1,4 @@
-#include "simulated/AnsiText.h"
+#include "simulated/base/AnsiText.h"
 
 namespace simulated {
 namespace {

@@ -1,4 +1,4 @@
-#include "simulated/Base64.h"
+#include "simulated/base/Base64.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "simulated/ByteSource.h"
+#include "simulated/base/ByteSource.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

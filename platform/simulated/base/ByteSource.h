@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <span>
 
-#include "simulated/FileDescriptor.h"
+#include "simulated/base/FileDescriptor.h"
 
 namespace simulated {
 

@@ -1,4 +1,4 @@
-#include "simulated/ComObject.h"
+#include "simulated/base/ComObject.h"
 
 #include <atomic>
 

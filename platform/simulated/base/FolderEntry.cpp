@@ -1,7 +1,7 @@
-#include "simulated/FolderEntry.h"
+#include "simulated/base/FolderEntry.h"
 
-#include "simulated/UpperCase.h"
-#include "simulated/WideText.h"
+#include "simulated/base/UpperCase.h"
+#include "simulated/base/WideText.h"
 
 namespace simulated {
 

@@ -1,11 +1,11 @@
-#include "simulated/Handles.h"
+#include "simulated/base/Handles.h"
 
 #include <algorithm>
 #include <chrono>
 #include <optional>
 
 #include "platform/Constants.h"
-#include "simulated/Clock.h"
+#include "simulated/machine/Clock.h"
 
 namespace simulated {
 namespace {

@@ -1,7 +1,7 @@
-#include "simulated/LastError.h"
+#include "simulated/base/LastError.h"
 
 #include "platform/Processes.h"
-#include "simulated/Machine.h"
+#include "simulated/machine/Machine.h"
 
 namespace simulated {
 namespace {

@@ -1,7 +1,7 @@
 /** The calling thread's last error number, as GetLastError tells it. */
 #pragma once
 
-#include "simulated/WindowsNumbers.h"
+#include "simulated/base/WindowsNumbers.h"
 
 namespace simulated {
 

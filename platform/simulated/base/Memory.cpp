@@ -1,4 +1,4 @@
-#include "simulated/Memory.h"
+#include "simulated/base/Memory.h"
 
 #include <atomic>
 #include <new>

@@ -1,4 +1,4 @@
-#include "simulated/ObjectTable.h"
+#include "simulated/base/ObjectTable.h"
 
 #include <atomic>
 

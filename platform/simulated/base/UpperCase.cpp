@@ -1,4 +1,4 @@
-#include "simulated/UpperCase.h"
+#include "simulated/base/UpperCase.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "simulated/WholeFile.h"
+#include "simulated/base/WholeFile.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <cstring>
 
-#include "simulated/FileDescriptor.h"
-#include "simulated/MachineError.h"
+#include "simulated/base/FileDescriptor.h"
+#include "simulated/base/MachineError.h"
 
 namespace simulated {
 namespace {

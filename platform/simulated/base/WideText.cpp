@@ -1,4 +1,4 @@
-#include "simulated/WideText.h"
+#include "simulated/base/WideText.h"
 
 #include <cstdint>
 

@@ -5,7 +5,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "simulated/Checksum.h"
+#include "simulated/base/Checksum.h"
 
 namespace simulated {
 

@@ -1,7 +1,7 @@
-#include "simulated/CaptureRecord.h"
+#include "simulated/directory/CaptureRecord.h"
 
-#include "simulated/CaptureFormat.h"
-#include "simulated/WholeFile.h"
+#include "simulated/base/WholeFile.h"
+#include "simulated/directory/CaptureFormat.h"
 
 namespace simulated {
 namespace {

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "simulated/JsonShape.h"
-#include "simulated/RegistryFolder.h"
+#include "simulated/directory/JsonShape.h"
+#include "simulated/directory/RegistryFolder.h"
 
 namespace simulated {
 

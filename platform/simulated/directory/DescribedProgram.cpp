@@ -1,15 +1,15 @@
-#include "simulated/DescribedProgram.h"
+#include "simulated/directory/DescribedProgram.h"
 
 #include <chrono>
 #include <memory>
 #include <thread>
 
-#include "simulated/JsonShape.h"
-#include "simulated/KeptChanges.h"
-#include "simulated/Machine.h"
-#include "simulated/RegFile.h"
-#include "simulated/WholeFile.h"
-#include "simulated/WideText.h"
+#include "simulated/base/WholeFile.h"
+#include "simulated/base/WideText.h"
+#include "simulated/directory/JsonShape.h"
+#include "simulated/machine/KeptChanges.h"
+#include "simulated/machine/Machine.h"
+#include "simulated/regfile/RegFile.h"
 
 namespace simulated {
 namespace {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "simulated/MachineError.h"
+#include "simulated/base/MachineError.h"
 
 namespace simulated {
 

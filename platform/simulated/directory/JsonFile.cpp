@@ -1,10 +1,10 @@
-#include "simulated/JsonFile.h"
+#include "simulated/directory/JsonFile.h"
 
 #include <algorithm>
 #include <iterator>
 #include <vector>
 
-#include "simulated/MachineError.h"
+#include "simulated/base/MachineError.h"
 
 namespace simulated {
 namespace {

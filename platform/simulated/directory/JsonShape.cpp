@@ -1,8 +1,8 @@
-#include "simulated/JsonShape.h"
+#include "simulated/directory/JsonShape.h"
 
 #include <algorithm>
 
-#include "simulated/WideText.h"
+#include "simulated/base/WideText.h"
 
 namespace simulated {
 

@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "simulated/JsonFile.h"
-#include "simulated/MachineError.h"
+#include "simulated/base/MachineError.h"
+#include "simulated/directory/JsonFile.h"
 
 namespace simulated {
 

@@ -1,4 +1,4 @@
-#include "simulated/MachineDirectory.h"
+#include "simulated/directory/MachineDirectory.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -7,14 +7,14 @@
 #include <cerrno>
 #include <cstring>
 
-#include "simulated/FileDescriptor.h"
-#include "simulated/MachineJson.h"
-#include "simulated/RegFile.h"
-#include "simulated/RegistryFolder.h"
-#include "simulated/RegistryMerger.h"
-#include "simulated/Volume.h"
-#include "simulated/WholeFile.h"
-#include "simulated/WindowsNumbers.h"
+#include "simulated/base/FileDescriptor.h"
+#include "simulated/base/WholeFile.h"
+#include "simulated/base/WindowsNumbers.h"
+#include "simulated/directory/MachineJson.h"
+#include "simulated/directory/RegistryFolder.h"
+#include "simulated/regfile/RegFile.h"
+#include "simulated/regfile/RegistryMerger.h"
+#include "simulated/volume/Volume.h"
 
 namespace simulated {
 namespace {

@@ -8,8 +8,8 @@
 #include <memory>
 #include <string>
 
-#include "simulated/Machine.h"
-#include "simulated/MachineError.h"
+#include "simulated/base/MachineError.h"
+#include "simulated/machine/Machine.h"
 
 namespace simulated {
 

@@ -1,7 +1,7 @@
-#include "simulated/MachineJson.h"
+#include "simulated/directory/MachineJson.h"
 
-#include "simulated/JsonShape.h"
-#include "simulated/WideText.h"
+#include "simulated/base/WideText.h"
+#include "simulated/directory/JsonShape.h"
 
 namespace simulated {
 namespace {

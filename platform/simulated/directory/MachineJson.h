@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-#include "simulated/CaptureRecord.h"
-#include "simulated/DescribedProgram.h"
-#include "simulated/JsonFile.h"
-#include "simulated/Machine.h"
-#include "simulated/MachineError.h"
+#include "simulated/base/MachineError.h"
+#include "simulated/directory/CaptureRecord.h"
+#include "simulated/directory/DescribedProgram.h"
+#include "simulated/directory/JsonFile.h"
+#include "simulated/machine/Machine.h"
 
 namespace simulated {
 

@@ -1,4 +1,4 @@
-#include "simulated/RegistryFolder.h"
+#include "simulated/directory/RegistryFolder.h"
 
 #include <unistd.h>
 
@@ -8,12 +8,12 @@
 #include <optional>
 #include <string>
 
-#include "simulated/FoldedChanges.h"
-#include "simulated/MachineError.h"
-#include "simulated/RegFile.h"
-#include "simulated/RegFileWriter.h"
-#include "simulated/WholeFile.h"
-#include "simulated/WindowsNumbers.h"
+#include "simulated/base/MachineError.h"
+#include "simulated/base/WholeFile.h"
+#include "simulated/base/WindowsNumbers.h"
+#include "simulated/regfile/FoldedChanges.h"
+#include "simulated/regfile/RegFile.h"
+#include "simulated/regfile/RegFileWriter.h"
 
 namespace simulated {
 namespace {

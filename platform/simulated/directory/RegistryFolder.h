@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <vector>
 
-#include "simulated/RegistryTree.h"
+#include "simulated/registry/RegistryTree.h"
 
 namespace simulated {
 

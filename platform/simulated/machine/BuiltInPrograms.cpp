@@ -1,12 +1,12 @@
-#include "simulated/BuiltInPrograms.h"
+#include "simulated/machine/BuiltInPrograms.h"
 
 #include <algorithm>
 #include <array>
 #include <vector>
 
-#include "simulated/KeptChanges.h"
-#include "simulated/KeyPath.h"
-#include "simulated/Machine.h"
+#include "simulated/machine/KeptChanges.h"
+#include "simulated/machine/Machine.h"
+#include "simulated/registry/KeyPath.h"
 
 namespace simulated {
 namespace {

@@ -1,8 +1,8 @@
-#include "simulated/Clock.h"
+#include "simulated/machine/Clock.h"
 
 #include <thread>
 
-#include "simulated/Handles.h"
+#include "simulated/base/Handles.h"
 
 namespace simulated {
 namespace {

@@ -1,11 +1,11 @@
-#include "simulated/Drives.h"
+#include "simulated/machine/Drives.h"
 
 #include <fstream>
 #include <vector>
 
-#include "simulated/FolderEntry.h"
-#include "simulated/UpperCase.h"
-#include "simulated/WideText.h"
+#include "simulated/base/FolderEntry.h"
+#include "simulated/base/UpperCase.h"
+#include "simulated/base/WideText.h"
 
 namespace simulated {
 namespace {

@@ -1,6 +1,6 @@
-#include "simulated/Environment.h"
+#include "simulated/machine/Environment.h"
 
-#include "simulated/Key.h"
+#include "simulated/registry/Key.h"
 
 namespace simulated {
 

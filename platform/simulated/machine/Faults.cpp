@@ -1,4 +1,4 @@
-#include "simulated/Faults.h"
+#include "simulated/machine/Faults.h"
 
 namespace simulated {
 

@@ -1,4 +1,4 @@
-#include "simulated/Journal.h"
+#include "simulated/machine/Journal.h"
 
 namespace simulated {
 

@@ -1,7 +1,7 @@
-#include "simulated/KeptChanges.h"
+#include "simulated/machine/KeptChanges.h"
 
-#include "simulated/Machine.h"
-#include "simulated/WindowsNumbers.h"
+#include "simulated/base/WindowsNumbers.h"
+#include "simulated/machine/Machine.h"
 
 namespace simulated {
 namespace {

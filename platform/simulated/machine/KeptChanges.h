@@ -4,8 +4,8 @@
  */
 #pragma once
 
-#include "simulated/RegFileSink.h"
-#include "simulated/RegistryTree.h"
+#include "simulated/regfile/RegFileSink.h"
+#include "simulated/registry/RegistryTree.h"
 
 namespace simulated {
 

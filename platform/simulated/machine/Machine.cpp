@@ -1,11 +1,11 @@
-#include "simulated/Machine.h"
+#include "simulated/machine/Machine.h"
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
 
-#include "simulated/MachineDirectory.h"
+#include "simulated/directory/MachineDirectory.h"
 
 namespace simulated {
 namespace {

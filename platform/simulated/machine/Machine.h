@@ -13,18 +13,18 @@
 #include <string>
 #include <vector>
 
-#include "simulated/AppsFolder.h"
-#include "simulated/Clock.h"
-#include "simulated/Drives.h"
-#include "simulated/Environment.h"
-#include "simulated/Faults.h"
-#include "simulated/Handles.h"
-#include "simulated/Journal.h"
-#include "simulated/KeyHandles.h"
-#include "simulated/PictureObjects.h"
-#include "simulated/Programs.h"
-#include "simulated/RegistryTree.h"
-#include "simulated/ShellIcons.h"
+#include "simulated/base/Handles.h"
+#include "simulated/machine/AppsFolder.h"
+#include "simulated/machine/Clock.h"
+#include "simulated/machine/Drives.h"
+#include "simulated/machine/Environment.h"
+#include "simulated/machine/Faults.h"
+#include "simulated/machine/Journal.h"
+#include "simulated/machine/Programs.h"
+#include "simulated/machine/ShellIcons.h"
+#include "simulated/pictures/PictureObjects.h"
+#include "simulated/registry/KeyHandles.h"
+#include "simulated/registry/RegistryTree.h"
 
 namespace simulated {
 

@@ -1,9 +1,9 @@
-#include "simulated/Programs.h"
+#include "simulated/machine/Programs.h"
 
 #include <thread>
 
-#include "simulated/Drives.h"
-#include "simulated/Handles.h"
+#include "simulated/base/Handles.h"
+#include "simulated/machine/Drives.h"
 
 namespace simulated {
 

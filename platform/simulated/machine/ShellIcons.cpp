@@ -1,11 +1,11 @@
-#include "simulated/ShellIcons.h"
+#include "simulated/machine/ShellIcons.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <tuple>
 
-#include "simulated/IconFiles.h"
-#include "simulated/IconImage.h"
+#include "simulated/pictures/IconFiles.h"
+#include "simulated/pictures/IconImage.h"
 
 namespace simulated {
 namespace {

@@ -17,8 +17,8 @@
 #include <string_view>
 #include <vector>
 
-#include "simulated/Drives.h"
-#include "simulated/Picture.h"
+#include "simulated/machine/Drives.h"
+#include "simulated/pictures/Picture.h"
 
 namespace simulated {
 

@@ -1,4 +1,4 @@
-#include "simulated/UserSecrets.h"
+#include "simulated/machine/UserSecrets.h"
 
 #include <sodium.h>
 
@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "simulated/LastError.h"
-#include "simulated/WideText.h"
+#include "simulated/base/LastError.h"
+#include "simulated/base/WideText.h"
 
 namespace simulated {
 namespace {

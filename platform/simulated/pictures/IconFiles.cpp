@@ -1,8 +1,8 @@
-#include "simulated/IconFiles.h"
+#include "simulated/pictures/IconFiles.h"
 
 #include <algorithm>
 
-#include "simulated/LittleEndian.h"
+#include "simulated/base/LittleEndian.h"
 
 namespace simulated {
 namespace {

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "simulated/ByteSource.h"
+#include "simulated/base/ByteSource.h"
 
 namespace simulated {
 

@@ -1,9 +1,9 @@
-#include "simulated/IconImage.h"
+#include "simulated/pictures/IconImage.h"
 
 #include <algorithm>
 
-#include "simulated/LittleEndian.h"
-#include "simulated/PngFile.h"
+#include "simulated/base/LittleEndian.h"
+#include "simulated/pictures/PngFile.h"
 
 namespace simulated {
 namespace {

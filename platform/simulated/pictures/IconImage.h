@@ -5,7 +5,7 @@
 #include <optional>
 #include <span>
 
-#include "simulated/Picture.h"
+#include "simulated/pictures/Picture.h"
 
 namespace simulated {
 

@@ -1,4 +1,4 @@
-#include "simulated/Picture.h"
+#include "simulated/pictures/Picture.h"
 
 #include <algorithm>
 #include <array>

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "platform/Pictures.h"
-#include "simulated/ObjectTable.h"
-#include "simulated/Picture.h"
+#include "simulated/base/ObjectTable.h"
+#include "simulated/pictures/Picture.h"
 
 namespace simulated {
 

@@ -1,4 +1,4 @@
-#include "simulated/PngFile.h"
+#include "simulated/pictures/PngFile.h"
 
 #include <png.h>
 

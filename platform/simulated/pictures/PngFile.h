@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-#include "simulated/Picture.h"
+#include "simulated/pictures/Picture.h"
 
 namespace simulated {
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string_view>
 
-#include "simulated/PngFile.h"
+#include "simulated/pictures/PngFile.h"
 
 namespace simulated {
 namespace {

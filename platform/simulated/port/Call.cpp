@@ -1,8 +1,8 @@
-#include "simulated/Call.h"
+#include "simulated/port/Call.h"
 
 #include <cstdio>
 
-#include "simulated/WideText.h"
+#include "simulated/base/WideText.h"
 
 namespace simulated {
 namespace {

@@ -12,8 +12,8 @@
 #include <type_traits>
 #include <utility>
 
-#include "simulated/LastError.h"
-#include "simulated/Machine.h"
+#include "simulated/base/LastError.h"
+#include "simulated/machine/Machine.h"
 
 namespace simulated {
 

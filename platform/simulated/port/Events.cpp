@@ -1,7 +1,7 @@
 #include "platform/Events.h"
 
 #include "platform/Constants.h"
-#include "simulated/Call.h"
+#include "simulated/port/Call.h"
 
 namespace simulated {
 namespace {

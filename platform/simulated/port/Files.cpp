@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "simulated/AnsiText.h"
-#include "simulated/Call.h"
-#include "simulated/FilePath.h"
+#include "simulated/base/AnsiText.h"
+#include "simulated/machine/FilePath.h"
+#include "simulated/port/Call.h"
 
 namespace simulated {
 

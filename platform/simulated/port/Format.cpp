@@ -1,4 +1,4 @@
-#include "simulated/Format.h"
+#include "simulated/port/Format.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,5 +1,5 @@
 // GDI+ itself: its starts and shutdowns, and its memory.
-#include "simulated/GdiPlus.h"
+#include "simulated/port/GdiPlus.h"
 
 #include <cstdlib>
 

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/Pictures.h"
-#include "simulated/Call.h"
+#include "simulated/port/Call.h"
 
 namespace simulated {
 

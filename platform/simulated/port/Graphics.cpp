@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "platform/Constants.h"
-#include "simulated/Call.h"
-#include "simulated/ComObject.h"
+#include "simulated/base/ComObject.h"
+#include "simulated/port/Call.h"
 
 struct IDXGIFactory : simulated::ComObject {
   explicit IDXGIFactory(const std::vector<std::optional<std::u16string>>& adaptersThere)

@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "platform/Constants.h"
-#include "simulated/Call.h"
-#include "simulated/ComObject.h"
-#include "simulated/FilePath.h"
-#include "simulated/HexDigit.h"
+#include "simulated/base/ComObject.h"
+#include "simulated/base/HexDigit.h"
+#include "simulated/machine/FilePath.h"
+#include "simulated/port/Call.h"
 
 namespace simulated {
 namespace {

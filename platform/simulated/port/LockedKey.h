@@ -3,8 +3,8 @@
 
 #include <mutex>
 
-#include "simulated/Machine.h"
-#include "simulated/WindowsNumbers.h"
+#include "simulated/base/WindowsNumbers.h"
+#include "simulated/machine/Machine.h"
 
 namespace simulated {
 

@@ -1,6 +1,6 @@
 #include "platform/Log.h"
 
-#include "simulated/Call.h"
+#include "simulated/port/Call.h"
 
 namespace simulated {
 namespace {

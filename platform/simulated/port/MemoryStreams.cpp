@@ -1,6 +1,6 @@
 // Streams in memory, and the memory blocks that they stand in.
 #include "platform/Pictures.h"
-#include "simulated/Call.h"
+#include "simulated/port/Call.h"
 
 namespace simulated {
 namespace {

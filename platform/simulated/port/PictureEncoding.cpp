@@ -1,9 +1,9 @@
 // Images of GDI+ as files: the one encoder, PNG.
 #include <cstring>
 
-#include "simulated/ComObject.h"
-#include "simulated/GdiPlus.h"
-#include "simulated/PngFile.h"
+#include "simulated/base/ComObject.h"
+#include "simulated/pictures/PngFile.h"
+#include "simulated/port/GdiPlus.h"
 
 namespace simulated {
 namespace {

@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "platform/Constants.h"
-#include "simulated/GdiPlus.h"
+#include "simulated/port/GdiPlus.h"
 
 namespace simulated {
 

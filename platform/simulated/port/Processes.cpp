@@ -3,9 +3,9 @@
 #include <atomic>
 
 #include "platform/Constants.h"
-#include "simulated/BuiltInPrograms.h"
-#include "simulated/Call.h"
-#include "simulated/FilePath.h"
+#include "simulated/machine/BuiltInPrograms.h"
+#include "simulated/machine/FilePath.h"
+#include "simulated/port/Call.h"
 
 namespace simulated {
 namespace {

@@ -6,10 +6,10 @@
 #include <cstring>
 
 #include "platform/Constants.h"
-#include "simulated/Base64.h"
-#include "simulated/Call.h"
-#include "simulated/Memory.h"
-#include "simulated/UserSecrets.h"
+#include "simulated/base/Base64.h"
+#include "simulated/base/Memory.h"
+#include "simulated/machine/UserSecrets.h"
+#include "simulated/port/Call.h"
 
 namespace simulated {
 namespace {

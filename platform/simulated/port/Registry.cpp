@@ -1,10 +1,10 @@
 // Which keys are open, and what changes them.
 #include "platform/Registry.h"
 
-#include "simulated/Call.h"
-#include "simulated/KeptChanges.h"
-#include "simulated/KeyPath.h"
-#include "simulated/LockedKey.h"
+#include "simulated/machine/KeptChanges.h"
+#include "simulated/port/Call.h"
+#include "simulated/port/LockedKey.h"
+#include "simulated/registry/KeyPath.h"
 
 namespace simulated {
 namespace {

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "platform/Registry.h"
-#include "simulated/Call.h"
-#include "simulated/LockedKey.h"
+#include "simulated/port/Call.h"
+#include "simulated/port/LockedKey.h"
 
 namespace simulated {
 namespace {

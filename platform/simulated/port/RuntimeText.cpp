@@ -7,9 +7,9 @@
 #include <cstring>
 #include <string_view>
 
-#include "simulated/Call.h"
-#include "simulated/Format.h"
-#include "simulated/InvalidParameter.h"
+#include "simulated/port/Call.h"
+#include "simulated/port/Format.h"
+#include "simulated/port/InvalidParameter.h"
 
 namespace simulated {
 namespace {

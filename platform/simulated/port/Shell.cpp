@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "platform/Constants.h"
-#include "simulated/Call.h"
-#include "simulated/ComObject.h"
-#include "simulated/Key.h"
-#include "simulated/Memory.h"
+#include "simulated/base/ComObject.h"
+#include "simulated/base/Memory.h"
+#include "simulated/port/Call.h"
+#include "simulated/registry/Key.h"
 
 struct IShellItem : simulated::ComObject {
   IShellItem(simulated::AppsFolderItem namesOfIt, bool isFolderItself)

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "platform/Constants.h"
-#include "simulated/Call.h"
-#include "simulated/WideText.h"
+#include "simulated/base/WideText.h"
+#include "simulated/port/Call.h"
 
 namespace simulated {
 namespace {

@@ -1,6 +1,6 @@
-#include "simulated/FoldedChanges.h"
+#include "simulated/regfile/FoldedChanges.h"
 
-#include "simulated/UpperCase.h"
+#include "simulated/base/UpperCase.h"
 
 #include <algorithm>
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "simulated/RegFileSink.h"
+#include "simulated/regfile/RegFileSink.h"
 
 namespace simulated {
 

@@ -1,15 +1,15 @@
-#include "simulated/RegFile.h"
+#include "simulated/regfile/RegFile.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 
-#include "simulated/Key.h"
-#include "simulated/KeyPath.h"
-#include "simulated/LineNumber.h"
-#include "simulated/RegFileCursor.h"
-#include "simulated/RegFileData.h"
-#include "simulated/RegFileText.h"
+#include "simulated/base/LineNumber.h"
+#include "simulated/regfile/RegFileCursor.h"
+#include "simulated/regfile/RegFileData.h"
+#include "simulated/regfile/RegFileText.h"
+#include "simulated/registry/Key.h"
+#include "simulated/registry/KeyPath.h"
 
 namespace simulated {
 namespace {

@@ -16,7 +16,7 @@
 #include <span>
 #include <string>
 
-#include "simulated/RegFileSink.h"
+#include "simulated/regfile/RegFileSink.h"
 
 namespace simulated {
 

@@ -1,9 +1,9 @@
-#include "simulated/RegFileCursor.h"
+#include "simulated/regfile/RegFileCursor.h"
 
 #include <span>
 
-#include "simulated/LineNumber.h"
-#include "simulated/MachineError.h"
+#include "simulated/base/LineNumber.h"
+#include "simulated/base/MachineError.h"
 
 namespace simulated {
 namespace {

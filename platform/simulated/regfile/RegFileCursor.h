@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "simulated/HexDigit.h"
+#include "simulated/base/HexDigit.h"
 
 namespace simulated {
 

@@ -1,9 +1,9 @@
-#include "simulated/RegFileData.h"
+#include "simulated/regfile/RegFileData.h"
 
 #include <array>
 
-#include "simulated/AnsiText.h"
-#include "simulated/WindowsNumbers.h"
+#include "simulated/base/AnsiText.h"
+#include "simulated/base/WindowsNumbers.h"
 
 namespace simulated {
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "simulated/RegFileCursor.h"
-#include "simulated/RegFileSink.h"
+#include "simulated/regfile/RegFileCursor.h"
+#include "simulated/regfile/RegFileSink.h"
 
 namespace simulated {
 

@@ -1,13 +1,13 @@
-#include "simulated/RegFileText.h"
+#include "simulated/regfile/RegFileText.h"
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
 
-#include "simulated/AnsiText.h"
-#include "simulated/LineNumber.h"
-#include "simulated/MachineError.h"
-#include "simulated/WideText.h"
+#include "simulated/base/AnsiText.h"
+#include "simulated/base/LineNumber.h"
+#include "simulated/base/MachineError.h"
+#include "simulated/base/WideText.h"
 
 namespace simulated {
 namespace {

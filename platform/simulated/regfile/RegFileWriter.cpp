@@ -1,11 +1,11 @@
-#include "simulated/RegFileWriter.h"
+#include "simulated/regfile/RegFileWriter.h"
 
 #include <algorithm>
 #include <bit>
 #include <cstring>
 #include <stdexcept>
 
-#include "simulated/WindowsNumbers.h"
+#include "simulated/base/WindowsNumbers.h"
 
 namespace simulated {
 namespace {

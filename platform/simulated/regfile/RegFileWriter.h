@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "simulated/RegFileSink.h"
+#include "simulated/regfile/RegFileSink.h"
 
 namespace simulated {
 

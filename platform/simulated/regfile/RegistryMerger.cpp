@@ -1,4 +1,4 @@
-#include "simulated/RegistryMerger.h"
+#include "simulated/regfile/RegistryMerger.h"
 
 namespace simulated {
 

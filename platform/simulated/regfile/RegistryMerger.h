@@ -1,8 +1,8 @@
 /** Puts what a registration file says into a registry; what is made there is not kept on disk. */
 #pragma once
 
-#include "simulated/RegFileSink.h"
-#include "simulated/RegistryTree.h"
+#include "simulated/regfile/RegFileSink.h"
+#include "simulated/registry/RegistryTree.h"
 
 namespace simulated {
 

@@ -1,4 +1,4 @@
-#include "simulated/Key.h"
+#include "simulated/registry/Key.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "platform/Memory.h"
-#include "simulated/NamePool.h"
-#include "simulated/Watches.h"
+#include "simulated/registry/NamePool.h"
+#include "simulated/registry/Watches.h"
 
 namespace simulated {
 namespace {

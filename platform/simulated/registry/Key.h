@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "platform/Types.h"
-#include "simulated/UpperCase.h"
+#include "simulated/base/UpperCase.h"
 
 namespace simulated {
 

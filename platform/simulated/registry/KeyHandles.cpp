@@ -1,4 +1,4 @@
-#include "simulated/KeyHandles.h"
+#include "simulated/registry/KeyHandles.h"
 
 namespace simulated {
 namespace {

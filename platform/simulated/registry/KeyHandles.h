@@ -10,7 +10,7 @@
 #include <memory>
 #include <vector>
 
-#include "simulated/Key.h"
+#include "simulated/registry/Key.h"
 
 namespace simulated {
 

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "simulated/Key.h"
+#include "simulated/registry/Key.h"
 
 namespace simulated {
 

@@ -1,6 +1,6 @@
-#include "simulated/NamePool.h"
+#include "simulated/registry/NamePool.h"
 
-#include "simulated/Key.h"
+#include "simulated/registry/Key.h"
 
 namespace simulated {
 

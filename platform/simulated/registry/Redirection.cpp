@@ -1,8 +1,8 @@
-#include "simulated/Redirection.h"
+#include "simulated/registry/Redirection.h"
 
 #include <map>
 
-#include "simulated/KeyPath.h"
+#include "simulated/registry/KeyPath.h"
 
 namespace simulated {
 namespace {

@@ -8,7 +8,7 @@
 
 #include <string_view>
 
-#include "simulated/Key.h"
+#include "simulated/registry/Key.h"
 
 namespace simulated {
 

@@ -1,9 +1,9 @@
-#include "simulated/RegistryTree.h"
+#include "simulated/registry/RegistryTree.h"
 
 #include <stdexcept>
 
-#include "simulated/KeyPath.h"
-#include "simulated/Redirection.h"
+#include "simulated/registry/KeyPath.h"
+#include "simulated/registry/Redirection.h"
 
 namespace simulated {
 namespace {

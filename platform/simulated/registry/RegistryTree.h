@@ -15,8 +15,8 @@
 #include <mutex>
 
 #include "platform/Constants.h"
-#include "simulated/Key.h"
-#include "simulated/Watches.h"
+#include "simulated/registry/Key.h"
+#include "simulated/registry/Watches.h"
 
 namespace simulated {
 

@@ -1,9 +1,9 @@
-#include "simulated/Watches.h"
+#include "simulated/registry/Watches.h"
 
 #include <algorithm>
 
-#include "simulated/Handles.h"
-#include "simulated/Key.h"
+#include "simulated/base/Handles.h"
+#include "simulated/registry/Key.h"
 
 namespace simulated {
 namespace {

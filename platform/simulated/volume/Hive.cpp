@@ -1,4 +1,4 @@
-#include "simulated/Hive.h"
+#include "simulated/volume/Hive.h"
 
 #include <hivex.h>
 
@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "simulated/HiveRecords.h"
-#include "simulated/MachineError.h"
+#include "simulated/base/MachineError.h"
+#include "simulated/volume/HiveRecords.h"
 
 namespace simulated {
 namespace {

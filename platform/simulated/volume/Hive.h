@@ -7,9 +7,9 @@
 #include <optional>
 #include <string>
 
-#include "simulated/Key.h"
-#include "simulated/MachineDirectory.h"
-#include "simulated/WholeFile.h"
+#include "simulated/base/WholeFile.h"
+#include "simulated/directory/MachineDirectory.h"
+#include "simulated/registry/Key.h"
 
 struct hive_h;
 

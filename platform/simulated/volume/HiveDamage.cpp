@@ -1,10 +1,10 @@
-#include "simulated/HiveDamage.h"
+#include "simulated/volume/HiveDamage.h"
 
 #include <algorithm>
 #include <vector>
 
-#include "simulated/HiveRecords.h"
-#include "simulated/LittleEndian.h"
+#include "simulated/base/LittleEndian.h"
+#include "simulated/volume/HiveRecords.h"
 
 namespace simulated {
 namespace {

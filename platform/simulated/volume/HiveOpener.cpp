@@ -1,4 +1,4 @@
-#include "simulated/HiveOpener.h"
+#include "simulated/volume/HiveOpener.h"
 
 #include <algorithm>
 #include <atomic>
@@ -8,9 +8,9 @@
 #include <system_error>
 #include <thread>
 
-#include "simulated/HiveDamage.h"
-#include "simulated/MachineError.h"
-#include "simulated/WholeFile.h"
+#include "simulated/base/MachineError.h"
+#include "simulated/base/WholeFile.h"
+#include "simulated/volume/HiveDamage.h"
 
 namespace simulated {
 namespace {

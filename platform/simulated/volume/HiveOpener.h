@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "simulated/Hive.h"
+#include "simulated/volume/Hive.h"
 
 namespace simulated {
 

@@ -1,6 +1,6 @@
-#include "simulated/HiveRecords.h"
+#include "simulated/volume/HiveRecords.h"
 
-#include "simulated/LittleEndian.h"
+#include "simulated/base/LittleEndian.h"
 
 namespace simulated {
 

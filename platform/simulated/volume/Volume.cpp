@@ -1,13 +1,13 @@
-#include "simulated/Volume.h"
+#include "simulated/volume/Volume.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <vector>
 
-#include "simulated/FolderEntry.h"
-#include "simulated/HiveOpener.h"
-#include "simulated/WideText.h"
+#include "simulated/base/FolderEntry.h"
+#include "simulated/base/WideText.h"
+#include "simulated/volume/HiveOpener.h"
 
 namespace simulated {
 namespace {

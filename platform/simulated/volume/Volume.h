@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <optional>
 
-#include "simulated/MachineDirectory.h"
+#include "simulated/directory/MachineDirectory.h"
 
 namespace simulated {
 

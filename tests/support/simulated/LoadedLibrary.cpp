@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "simulated/Machine.h"
+#include "simulated/machine/Machine.h"
 
 namespace tests {
 namespace {

@@ -11,11 +11,11 @@
 
 #include "platform/Constants.h"
 #include "platform/Events.h"
-#include "simulated/Handles.h"
-#include "simulated/InvalidParameter.h"
-#include "simulated/Machine.h"
-#include "simulated/RegFile.h"
-#include "simulated/RegistryMerger.h"
+#include "simulated/base/Handles.h"
+#include "simulated/machine/Machine.h"
+#include "simulated/port/InvalidParameter.h"
+#include "simulated/regfile/RegFile.h"
+#include "simulated/regfile/RegistryMerger.h"
 
 namespace tests {
 namespace {

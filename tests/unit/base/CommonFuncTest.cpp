@@ -1,9 +1,9 @@
-#include "frame/CommonFunc.h"
+#include "base/CommonFunc.h"
 
 #include <gmock/gmock.h>
 
 #include "HostCallbacks.h"
-#include "OnMachine.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "KestrelbayGeneralSDK.h"
-#include "frame/LoadTimeObjects.h"
-#include "frame/RegistryKey.h"
-#include "frame/SDKLog.h"
+#include "base/LoadTimeObjects.h"
+#include "base/RegistryKey.h"
+#include "base/SDKLog.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
 #include "platform/Events.h"

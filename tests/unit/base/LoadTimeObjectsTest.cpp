@@ -1,4 +1,4 @@
-#include "frame/LoadTimeObjects.h"
+#include "base/LoadTimeObjects.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <type_traits>
 
 #include "HostCallbacks.h"
-#include "OnMachine.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

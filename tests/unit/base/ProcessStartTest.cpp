@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "OnMachine.h"
-#include "frame/CommonFunc.h"
+#include "base/CommonFunc.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
-#include "OnMachine.h"
-#include "frame/RegistryKey.h"
+#include "base/RegistryKey.h"
 #include "platform/Constants.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

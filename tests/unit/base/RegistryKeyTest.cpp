@@ -1,12 +1,12 @@
-#include "frame/RegistryKey.h"
+#include "base/RegistryKey.h"
 
 #include <gmock/gmock.h>
 
 #include <cstdio>
 #include <cstdlib>
 
-#include "OnMachine.h"
 #include "platform/Constants.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

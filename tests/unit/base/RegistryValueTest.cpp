@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "OnMachine.h"
-#include "frame/RegistryKey.h"
+#include "base/RegistryKey.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

@@ -1,4 +1,4 @@
-#include "frame/SDKLog.h"
+#include "base/SDKLog.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -11,8 +11,8 @@
 #include <type_traits>
 
 #include "HostCallbacks.h"
-#include "OnMachine.h"
-#include "SleepingThread.h"
+#include "support/OnMachine.h"
+#include "support/SleepingThread.h"
 
 namespace kestrelbay {
 namespace {

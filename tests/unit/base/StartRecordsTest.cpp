@@ -5,9 +5,9 @@
 #include <string>
 #include <tuple>
 
-#include "frame/CommonFunc.h"
+#include "base/CommonFunc.h"
 #include "platform/Processes.h"
-#include "simulated/Machine.h"
+#include "simulated/machine/Machine.h"
 
 namespace {
 

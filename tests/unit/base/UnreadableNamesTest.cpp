@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "frame/RegistryKey.h"
+#include "base/RegistryKey.h"
 #include "platform/Constants.h"
 #include "platform/Registry.h"
 

@@ -1,4 +1,4 @@
-#include "frame/Worker.h"
+#include "base/Worker.h"
 
 #include <gtest/gtest.h>
 

@@ -4,8 +4,8 @@
 
 #include "NaiveInventory.h"
 #include "RandomRegistry.h"
-#include "RenderedRegistry.h"
-#include "inventory/Explanation.h"
+#include "explain/Explanation.h"
+#include "support/RenderedRegistry.h"
 
 namespace kestrelbay {
 namespace {

@@ -1,12 +1,12 @@
-#include "inventory/Explanation.h"
+#include "explain/Explanation.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
 
-#include "OnMachine.h"
-#include "frame/LoadTimeObjects.h"
+#include "base/LoadTimeObjects.h"
 #include "inventory/InstalledApps.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

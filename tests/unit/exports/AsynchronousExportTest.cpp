@@ -10,9 +10,9 @@
 #include <system_error>
 #include <thread>
 
-#include "ExportTest.h"
 #include "KestrelbayGeneralSDK.h"
-#include "NoThreads.h"
+#include "exports/ExportTest.h"
+#include "support/NoThreads.h"
 
 namespace kestrelbay {
 namespace {

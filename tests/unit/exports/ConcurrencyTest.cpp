@@ -6,11 +6,11 @@
 #include <thread>
 
 #include "HostCallbacks.h"
-#include "OnMachine.h"
-#include "frame/CommonFunc.h"
-#include "frame/SDKLog.h"
-#include "frame/Worker.h"
+#include "base/CommonFunc.h"
+#include "base/SDKLog.h"
+#include "base/Worker.h"
 #include "inventory/InstalledApps.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

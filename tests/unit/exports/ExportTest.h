@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "HostCallbacks.h"
-#include "OnMachine.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 

@@ -6,8 +6,8 @@
 
 #include "KestrelbayGeneralSDK.h"
 #include "LogText.h"
-#include "OnMachine.h"
-#include "simulated/InvalidParameter.h"
+#include "simulated/port/InvalidParameter.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

@@ -5,11 +5,11 @@
 #include <ostream>
 
 #include "HostCallbacks.h"
-#include "OnMachine.h"
-#include "frame/CommonFunc.h"
-#include "inventory/Explanation.h"
+#include "base/CommonFunc.h"
+#include "explain/Explanation.h"
 #include "inventory/InstalledApps.h"
 #include "platform/Constants.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

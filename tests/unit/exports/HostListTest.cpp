@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "HostCallbacks.h"
-#include "OnMachine.h"
-#include "Records.h"
 #include "inventory/InstalledApps.h"
+#include "support/OnMachine.h"
+#include "support/Records.h"
 
 namespace kestrelbay {
 namespace {

@@ -1,4 +1,4 @@
-#include "frame/HostText.h"
+#include "exports/HostText.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "simulated/InvalidParameter.h"
+#include "simulated/port/InvalidParameter.h"
 
 namespace kestrelbay {
 namespace {

@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <new>
 
-#include "JobTest.h"
 #include "inventory/InstalledApps.h"
 #include "lifecycle/AppInstall.h"
+#include "lifecycle/JobTest.h"
 
 namespace {
 

@@ -8,10 +8,10 @@
 #include <thread>
 #include <utility>
 
-#include "LockCalls.h"
-#include "frame/SDKLog.h"
+#include "base/SDKLog.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
+#include "lifecycle/LockCalls.h"
 
 namespace kestrelbay {
 namespace {

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "ExportTest.h"
+#include "exports/ExportTest.h"
 
 namespace kestrelbay {
 namespace {

@@ -12,10 +12,10 @@
 #include <thread>
 
 #include "KestrelbayGeneralSDK.h"
-#include "frame/LoadTimeObjects.h"
-#include "frame/RegistryKey.h"
-#include "simulated/InvalidParameter.h"
-#include "simulated/Machine.h"
+#include "base/LoadTimeObjects.h"
+#include "base/RegistryKey.h"
+#include "simulated/machine/Machine.h"
+#include "simulated/port/InvalidParameter.h"
 
 namespace {
 

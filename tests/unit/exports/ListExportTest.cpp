@@ -3,8 +3,8 @@
 
 #include <cstddef>
 
-#include "ExportTest.h"
 #include "KestrelbayGeneralSDK.h"
+#include "exports/ExportTest.h"
 
 namespace kestrelbay {
 namespace {

@@ -5,9 +5,9 @@
 #include <stdexcept>
 
 #include "HostCallbacks.h"
-#include "OnMachine.h"
-#include "simulated/ComObject.h"
-#include "simulated/Memory.h"
+#include "simulated/base/ComObject.h"
+#include "simulated/base/Memory.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

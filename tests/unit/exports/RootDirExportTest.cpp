@@ -5,8 +5,8 @@
 
 #include "HostCallbacks.h"
 #include "KestrelbayGeneralSDK.h"
-#include "OnMachine.h"
-#include "simulated/InvalidParameter.h"
+#include "simulated/port/InvalidParameter.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 
 #include "LogText.h"
-#include "OnMachine.h"
-#include "machine/SystemInfo.h"
-#include "simulated/ComObject.h"
-#include "simulated/Memory.h"
+#include "facts/SystemInfo.h"
+#include "simulated/base/ComObject.h"
+#include "simulated/base/Memory.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
-#include "OnMachine.h"
-#include "machine/SystemInfo.h"
-#include "simulated/ComObject.h"
+#include "facts/SystemInfo.h"
+#include "simulated/base/ComObject.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

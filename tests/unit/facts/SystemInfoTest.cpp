@@ -1,4 +1,4 @@
-#include "machine/SystemInfo.h"
+#include "facts/SystemInfo.h"
 
 #include <gmock/gmock.h>
 
@@ -6,7 +6,7 @@
 #include <stdexcept>
 
 #include "LogText.h"
-#include "OnMachine.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

@@ -1,8 +1,8 @@
-#include "inventory/AppIcon.h"
+#include "icons/AppIcon.h"
 
 #include <gtest/gtest.h>
 
-#include "OnMachine.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

@@ -4,8 +4,8 @@
 #include <fstream>
 
 #include "ExtractionTest.h"
-#include "inventory/IconPicture.h"
-#include "simulated/PngFile.h"
+#include "icons/IconPicture.h"
+#include "simulated/pictures/PngFile.h"
 
 namespace kestrelbay {
 namespace {

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "ExecutableFile.h"
-#include "OnMachine.h"
-#include "simulated/Picture.h"
+#include "simulated/pictures/Picture.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 

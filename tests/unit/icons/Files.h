@@ -6,8 +6,8 @@
 #include <string>
 
 #include "ExecutableFile.h"
-#include "simulated/IconFiles.h"
-#include "simulated/Picture.h"
+#include "simulated/pictures/IconFiles.h"
+#include "simulated/pictures/Picture.h"
 
 namespace simulated {
 

@@ -5,9 +5,9 @@
 
 #include "ExtractionTest.h"
 #include "Files.h"
-#include "inventory/AppIcon.h"
+#include "icons/AppIcon.h"
 #include "inventory/InstalledApps.h"
-#include "simulated/PngFile.h"
+#include "simulated/pictures/PngFile.h"
 
 namespace kestrelbay {
 namespace {

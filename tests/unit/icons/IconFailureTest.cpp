@@ -3,7 +3,7 @@
 
 #include "ExtractionTest.h"
 #include "Files.h"
-#include "inventory/IconPicture.h"
+#include "icons/IconPicture.h"
 
 namespace kestrelbay {
 namespace {

@@ -4,7 +4,7 @@
 #include "CountedMemory.h"
 #include "ExtractionTest.h"
 #include "HostileFiles.h"
-#include "inventory/AppIcon.h"
+#include "icons/AppIcon.h"
 
 namespace kestrelbay {
 namespace {

@@ -1,11 +1,11 @@
-#include "inventory/IconPicture.h"
+#include "icons/IconPicture.h"
 
 #include <gmock/gmock.h>
 
 #include "ExtractionTest.h"
 #include "Files.h"
-#include "inventory/AppIcon.h"
-#include "simulated/PngFile.h"
+#include "icons/AppIcon.h"
+#include "simulated/pictures/PngFile.h"
 
 namespace kestrelbay {
 namespace {

@@ -6,7 +6,7 @@
 #include <random>
 
 #include "NaiveInventory.h"
-#include "Records.h"
+#include "support/Records.h"
 
 namespace kestrelbay {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "Records.h"
 #include "inventory/AppList.h"
+#include "support/Records.h"
 
 namespace kestrelbay {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "KestrelbayGeneralSDK.h"
 #include "LogText.h"
-#include "OnMachine.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

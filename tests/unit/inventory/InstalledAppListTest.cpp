@@ -5,7 +5,7 @@
 #include <random>
 #include <set>
 
-#include "Records.h"
+#include "support/Records.h"
 
 namespace kestrelbay {
 namespace {

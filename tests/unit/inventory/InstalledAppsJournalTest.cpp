@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
 
-#include "OnMachine.h"
-#include "Records.h"
-#include "frame/CommonFunc.h"
+#include "base/CommonFunc.h"
 #include "inventory/InstalledApps.h"
+#include "support/OnMachine.h"
+#include "support/Records.h"
 
 namespace kestrelbay {
 namespace {

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <random>
 
-#include "OnMachine.h"
-#include "Records.h"
 #include "inventory/AppList.h"
+#include "support/OnMachine.h"
+#include "support/Records.h"
 
 namespace kestrelbay {
 namespace {

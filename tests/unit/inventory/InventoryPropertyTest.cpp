@@ -2,9 +2,9 @@
 
 #include "NaiveInventory.h"
 #include "RandomRegistry.h"
-#include "Records.h"
-#include "RenderedRegistry.h"
 #include "inventory/InstalledApps.h"
+#include "support/Records.h"
+#include "support/RenderedRegistry.h"
 
 namespace kestrelbay {
 namespace {

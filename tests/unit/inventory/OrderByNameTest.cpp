@@ -4,8 +4,8 @@
 #include <numeric>
 #include <random>
 
-#include "Records.h"
 #include "inventory/AppList.h"
+#include "support/Records.h"
 
 namespace kestrelbay {
 namespace {

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "LogText.h"
-#include "OnMachine.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "OnMachine.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

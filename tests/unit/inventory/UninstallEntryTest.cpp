@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
 
-#include "OnMachine.h"
-#include "Records.h"
-#include "frame/LoadTimeObjects.h"
+#include "base/LoadTimeObjects.h"
 #include "inventory/UninstallKeyScanner.h"
+#include "support/OnMachine.h"
+#include "support/Records.h"
 
 namespace kestrelbay {
 namespace {

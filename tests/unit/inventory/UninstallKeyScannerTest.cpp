@@ -2,9 +2,9 @@
 
 #include <gmock/gmock.h>
 
-#include "OnMachine.h"
-#include "Records.h"
-#include "frame/LoadTimeObjects.h"
+#include "base/LoadTimeObjects.h"
+#include "support/OnMachine.h"
+#include "support/Records.h"
 
 namespace kestrelbay {
 namespace {

@@ -4,9 +4,9 @@
 
 #include <cstddef>
 
-#include "JobTest.h"
-#include "frame/LoadTimeObjects.h"
-#include "simulated/Handles.h"
+#include "base/LoadTimeObjects.h"
+#include "lifecycle/JobTest.h"
+#include "simulated/base/Handles.h"
 
 namespace kestrelbay {
 namespace {

@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "LogText.h"
-#include "OnMachine.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

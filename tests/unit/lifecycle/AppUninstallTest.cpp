@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include "JobTest.h"
-#include "simulated/Handles.h"
+#include "lifecycle/JobTest.h"
+#include "simulated/base/Handles.h"
 
 namespace kestrelbay {
 namespace {

@@ -2,10 +2,10 @@
 // name.
 #include <gmock/gmock.h>
 
-#include "JobTest.h"
-#include "frame/LoadTimeObjects.h"
+#include "base/LoadTimeObjects.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
+#include "lifecycle/JobTest.h"
 #include "platform/Events.h"
 
 namespace kestrelbay {

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <set>
 
-#include "JobTest.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
+#include "lifecycle/JobTest.h"
 
 namespace kestrelbay {
 namespace {

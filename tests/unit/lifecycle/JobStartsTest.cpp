@@ -5,12 +5,12 @@
 #include <system_error>
 #include <thread>
 
-#include "JobTest.h"
-#include "LockCalls.h"
-#include "NoThreads.h"
-#include "frame/LoadTimeObjects.h"
+#include "base/LoadTimeObjects.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
+#include "lifecycle/JobTest.h"
+#include "lifecycle/LockCalls.h"
+#include "support/NoThreads.h"
 
 namespace kestrelbay {
 namespace {

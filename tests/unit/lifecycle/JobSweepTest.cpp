@@ -5,11 +5,11 @@
 #include <ostream>
 #include <thread>
 
-#include "JobTest.h"
-#include "PlainJobs.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
-#include "simulated/Handles.h"
+#include "lifecycle/JobTest.h"
+#include "lifecycle/PlainJobs.h"
+#include "simulated/base/Handles.h"
 
 namespace kestrelbay {
 namespace {

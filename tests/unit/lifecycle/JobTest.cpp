@@ -1,11 +1,11 @@
-#include "JobTest.h"
+#include "lifecycle/JobTest.h"
 
 #include <thread>
 
-#include "frame/LoadTimeObjects.h"
+#include "base/LoadTimeObjects.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
-#include "simulated/Handles.h"
+#include "simulated/base/Handles.h"
 
 namespace kestrelbay {
 namespace {

@@ -11,7 +11,7 @@
 #include "HostCallbacks.h"
 #include "JobRecords.h"
 #include "LogText.h"
-#include "OnMachine.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 

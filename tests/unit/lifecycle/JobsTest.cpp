@@ -2,12 +2,12 @@
 
 #include <gmock/gmock.h>
 
-#include "JobTest.h"
-#include "frame/LoadTimeObjects.h"
+#include "base/LoadTimeObjects.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
+#include "lifecycle/JobTest.h"
 #include "platform/Events.h"
-#include "simulated/Handles.h"
+#include "simulated/base/Handles.h"
 
 namespace kestrelbay {
 namespace {

@@ -1,4 +1,4 @@
-#include "LockCalls.h"
+#include "lifecycle/LockCalls.h"
 
 #include <pthread.h>
 

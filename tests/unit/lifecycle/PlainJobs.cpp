@@ -1,16 +1,16 @@
-#include "PlainJobs.h"
+#include "lifecycle/PlainJobs.h"
 
 #include <optional>
 
-#include "OnMachine.h"
-#include "frame/CommonFunc.h"
-#include "frame/LoadTimeObjects.h"
-#include "frame/RegistryKey.h"
+#include "base/CommonFunc.h"
+#include "base/LoadTimeObjects.h"
+#include "base/RegistryKey.h"
 #include "inventory/InstalledApps.h"
 #include "platform/Constants.h"
 #include "platform/Events.h"
 #include "platform/Processes.h"
 #include "platform/Registry.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

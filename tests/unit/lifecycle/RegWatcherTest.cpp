@@ -2,9 +2,9 @@
 
 #include <thread>
 
-#include "JobTest.h"
 #include "lifecycle/AppUninstall.h"
-#include "simulated/Handles.h"
+#include "lifecycle/JobTest.h"
+#include "simulated/base/Handles.h"
 
 namespace kestrelbay {
 namespace {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "KestrelbayGeneralSDK.h"
-#include "simulated/Machine.h"
+#include "simulated/machine/Machine.h"
 
 namespace {
 

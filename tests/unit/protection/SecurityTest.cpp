@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 
 #include "LogText.h"
-#include "OnMachine.h"
-#include "simulated/Memory.h"
+#include "simulated/base/Memory.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

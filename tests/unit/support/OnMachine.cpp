@@ -1,4 +1,4 @@
-#include "OnMachine.h"
+#include "support/OnMachine.h"
 
 #include "platform/Constants.h"
 #include "platform/Processes.h"

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "PlainRegistry.h"
-#include "frame/RegistryKey.h"
-#include "simulated/Machine.h"
+#include "base/RegistryKey.h"
+#include "simulated/machine/Machine.h"
 
 namespace kestrelbay {
 

@@ -1,8 +1,8 @@
-#include "Records.h"
+#include "support/Records.h"
 
 #include <algorithm>
 
-#include "frame/CommonFunc.h"
+#include "base/CommonFunc.h"
 
 namespace kestrelbay {
 

@@ -1,6 +1,6 @@
-#include "RenderedRegistry.h"
+#include "support/RenderedRegistry.h"
 
-#include "OnMachine.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "PlainRegistry.h"
-#include "simulated/Machine.h"
+#include "simulated/machine/Machine.h"
 
 namespace kestrelbay {
 

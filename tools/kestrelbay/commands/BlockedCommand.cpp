@@ -1,9 +1,9 @@
 #include <nlohmann/json.hpp>
 #include <span>
 
-#include "Command.h"
-#include "DisplayText.h"
 #include "KestrelbayGeneralSDK.h"
+#include "commands/Command.h"
+#include "views/DisplayText.h"
 
 namespace host {
 namespace {

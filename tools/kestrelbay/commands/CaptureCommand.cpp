@@ -4,13 +4,6 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "Command.h"
-#include "DisplayText.h"
-#include "Failure.h"
-#include "Host.h"
-#include "Inventory.h"
-#include "Messages.h"
-#include "Progress.h"
 #include "capture/CaptureWriter.h"
 #include "capture/FactsCapture.h"
 #include "capture/IconCapture.h"
@@ -18,6 +11,13 @@
 #include "capture/RegistryCapture.h"
 #include "capture/Surroundings.h"
 #include "capture/Text.h"
+#include "commands/Command.h"
+#include "console/Failure.h"
+#include "console/Host.h"
+#include "console/Progress.h"
+#include "views/DisplayText.h"
+#include "views/Inventory.h"
+#include "views/Messages.h"
 
 namespace host {
 namespace {

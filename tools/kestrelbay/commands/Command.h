@@ -7,8 +7,8 @@
 #include <CLI/App.hpp>
 #include <functional>
 
-#include "Failure.h"
-#include "Output.h"
+#include "console/Failure.h"
+#include "console/Output.h"
 
 namespace host {
 

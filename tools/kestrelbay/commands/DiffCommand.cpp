@@ -2,15 +2,15 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "Command.h"
-#include "Failure.h"
-#include "Host.h"
-#include "Inventory.h"
-#include "ListDifference.h"
-#include "Messages.h"
-#include "SaveFile.h"
-#include "SavedList.h"
-#include "Table.h"
+#include "commands/Command.h"
+#include "console/Failure.h"
+#include "console/Host.h"
+#include "console/SaveFile.h"
+#include "views/Inventory.h"
+#include "views/ListDifference.h"
+#include "views/Messages.h"
+#include "views/SavedList.h"
+#include "views/Table.h"
 
 namespace host {
 namespace {

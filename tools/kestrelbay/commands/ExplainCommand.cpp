@@ -3,11 +3,11 @@
 #include <nlohmann/json.hpp>
 #include <numeric>
 
-#include "Command.h"
-#include "DisplayText.h"
-#include "ExplainJson.h"
-#include "ExplainText.h"
-#include "Failure.h"
+#include "commands/Command.h"
+#include "console/Failure.h"
+#include "explain/ExplainJson.h"
+#include "explain/ExplainText.h"
+#include "views/DisplayText.h"
 
 namespace host {
 namespace {

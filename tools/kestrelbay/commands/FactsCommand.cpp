@@ -2,10 +2,10 @@
 #include <optional>
 #include <vector>
 
-#include "Command.h"
-#include "DisplayText.h"
 #include "KestrelbayGeneralSDK.h"
-#include "Messages.h"
+#include "commands/Command.h"
+#include "views/DisplayText.h"
+#include "views/Messages.h"
 
 namespace host {
 namespace {

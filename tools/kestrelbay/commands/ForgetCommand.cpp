@@ -1,12 +1,12 @@
 #include <algorithm>
 #include <memory>
 
-#include "Command.h"
-#include "DisplayText.h"
-#include "Failure.h"
-#include "Host.h"
-#include "Inventory.h"
 #include "KestrelbayGeneralSDK.h"
+#include "commands/Command.h"
+#include "console/Failure.h"
+#include "console/Host.h"
+#include "views/DisplayText.h"
+#include "views/Inventory.h"
 
 namespace host {
 namespace {

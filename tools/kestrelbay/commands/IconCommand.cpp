@@ -2,13 +2,13 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "Base64.h"
-#include "Command.h"
-#include "DisplayText.h"
-#include "Failure.h"
-#include "Host.h"
-#include "Inventory.h"
-#include "SaveFile.h"
+#include "commands/Command.h"
+#include "console/Base64.h"
+#include "console/Failure.h"
+#include "console/Host.h"
+#include "console/SaveFile.h"
+#include "views/DisplayText.h"
+#include "views/Inventory.h"
 
 namespace host {
 namespace {

@@ -1,10 +1,10 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "DisplayText.h"
-#include "Failure.h"
-#include "Job.h"
 #include "KestrelbayGeneralSDK.h"
+#include "commands/Job.h"
+#include "console/Failure.h"
+#include "views/DisplayText.h"
 
 namespace host {
 namespace {

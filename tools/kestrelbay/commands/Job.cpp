@@ -1,15 +1,15 @@
-#include "Job.h"
+#include "commands/Job.h"
 
 #include <condition_variable>
 #include <mutex>
 #include <nlohmann/json.hpp>
 
-#include "Failure.h"
-#include "Host.h"
-#include "Inventory.h"
 #include "KestrelbayGeneralSDK.h"
-#include "Messages.h"
-#include "Progress.h"
+#include "console/Failure.h"
+#include "console/Host.h"
+#include "console/Progress.h"
+#include "views/Inventory.h"
+#include "views/Messages.h"
 
 namespace host {
 namespace {

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "Command.h"
+#include "commands/Command.h"
 
 namespace host {
 

@@ -2,9 +2,9 @@
 #include <nlohmann/json.hpp>
 #include <span>
 
-#include "Command.h"
-#include "Inventory.h"
-#include "Table.h"
+#include "commands/Command.h"
+#include "views/Inventory.h"
+#include "views/Table.h"
 
 namespace host {
 namespace {

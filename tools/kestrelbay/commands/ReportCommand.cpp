@@ -3,15 +3,15 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "Base64.h"
-#include "Command.h"
-#include "DisplayText.h"
-#include "Failure.h"
-#include "Inventory.h"
-#include "ReportPage.h"
-#include "SaveFile.h"
 #include "capture/Surroundings.h"
 #include "capture/Text.h"
+#include "commands/Command.h"
+#include "console/Base64.h"
+#include "console/Failure.h"
+#include "console/SaveFile.h"
+#include "views/DisplayText.h"
+#include "views/Inventory.h"
+#include "views/ReportPage.h"
 
 namespace host {
 namespace {

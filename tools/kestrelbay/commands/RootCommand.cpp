@@ -2,11 +2,11 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "Command.h"
-#include "DisplayText.h"
-#include "Failure.h"
-#include "Host.h"
 #include "KestrelbayGeneralSDK.h"
+#include "commands/Command.h"
+#include "console/Failure.h"
+#include "console/Host.h"
+#include "views/DisplayText.h"
 
 namespace host {
 namespace {

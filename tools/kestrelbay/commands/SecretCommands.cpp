@@ -1,12 +1,12 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "Command.h"
-#include "DisplayText.h"
-#include "Failure.h"
-#include "Host.h"
 #include "KestrelbayGeneralSDK.h"
-#include "SecretText.h"
+#include "commands/Command.h"
+#include "console/Failure.h"
+#include "console/Host.h"
+#include "console/SecretText.h"
+#include "views/DisplayText.h"
 
 namespace host {
 namespace {

@@ -1,9 +1,9 @@
 #include <memory>
 
-#include "Command.h"
-#include "DisplayText.h"
-#include "Failure.h"
 #include "KestrelbayGeneralSDK.h"
+#include "commands/Command.h"
+#include "console/Failure.h"
+#include "views/DisplayText.h"
 
 namespace host {
 namespace {

@@ -14,10 +14,10 @@
 #include <system_error>
 #include <thread>
 
-#include "Failure.h"
-#include "Host.h"
-#include "Progress.h"
-#include "simulated/MachineDirectory.h"
+#include "console/Failure.h"
+#include "console/Host.h"
+#include "console/Progress.h"
+#include "simulated/directory/MachineDirectory.h"
 
 namespace host {
 namespace {

@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <system_error>
 
-#include "Failure.h"
-#include "Host.h"
+#include "console/Failure.h"
+#include "console/Host.h"
 
 namespace host {
 namespace {

@@ -1,9 +1,9 @@
-#include "Output.h"
+#include "console/Output.h"
 
 #include <nlohmann/json.hpp>
 
-#include "Failure.h"
-#include "Host.h"
+#include "console/Failure.h"
+#include "console/Host.h"
 
 namespace host {
 namespace {

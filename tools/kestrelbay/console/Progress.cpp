@@ -1,9 +1,9 @@
-#include "Progress.h"
+#include "console/Progress.h"
 
 #include <algorithm>
 
-#include "DisplayText.h"
-#include "Host.h"
+#include "console/Host.h"
+#include "views/DisplayText.h"
 
 namespace host {
 namespace {

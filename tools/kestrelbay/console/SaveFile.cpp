@@ -1,4 +1,4 @@
-#include "SaveFile.h"
+#include "console/SaveFile.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -7,7 +7,7 @@
 #include <random>
 #include <system_error>
 
-#include "Failure.h"
+#include "console/Failure.h"
 
 namespace host {
 namespace {

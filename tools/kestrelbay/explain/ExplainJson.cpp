@@ -1,4 +1,4 @@
-#include "ExplainJson.h"
+#include "explain/ExplainJson.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>

@@ -3,7 +3,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "ExplainText.h"
+#include "explain/ExplainText.h"
 
 namespace host {
 

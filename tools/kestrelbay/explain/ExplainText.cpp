@@ -1,11 +1,11 @@
-#include "ExplainText.h"
+#include "explain/ExplainText.h"
 
 #include <algorithm>
 #include <array>
 
-#include "DisplayText.h"
-#include "Inventory.h"
-#include "Table.h"
+#include "views/DisplayText.h"
+#include "views/Inventory.h"
+#include "views/Table.h"
 
 namespace host {
 namespace {

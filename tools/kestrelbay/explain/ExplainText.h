@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "Output.h"
-#include "inventory/Explanation.h"
+#include "console/Output.h"
+#include "explain/Explanation.h"
 
 namespace host {
 

@@ -1,8 +1,8 @@
-#include "inventory/Explanation.h"
+#include "explain/Explanation.h"
 
 #include <unordered_map>
 
-#include "frame/CommonFunc.h"
+#include "base/CommonFunc.h"
 #include "inventory/InventoryScan.h"
 
 namespace kestrelbay {

@@ -1,11 +1,11 @@
-#include "DisplayText.h"
+#include "views/DisplayText.h"
 
 #include <algorithm>
 #include <iterator>
 #include <span>
 
-#include "CharacterWidths.h"
-#include "Host.h"
+#include "console/Host.h"
+#include "views/CharacterWidths.h"
 
 namespace host {
 namespace {

@@ -1,4 +1,4 @@
-#include "Inventory.h"
+#include "views/Inventory.h"
 
 #include <algorithm>
 

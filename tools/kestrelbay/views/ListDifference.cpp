@@ -1,4 +1,4 @@
-#include "ListDifference.h"
+#include "views/ListDifference.h"
 
 #include <algorithm>
 #include <map>

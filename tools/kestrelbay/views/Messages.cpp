@@ -1,10 +1,10 @@
-#include "Messages.h"
+#include "views/Messages.h"
 
 #include <atomic>
 #include <cstdlib>
 #include <string>
 
-#include "DisplayText.h"
+#include "views/DisplayText.h"
 
 namespace host {
 namespace {

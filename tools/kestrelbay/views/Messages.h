@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "Host.h"
+#include "console/Host.h"
 
 namespace host {
 

@@ -1,9 +1,9 @@
-#include "ReportPage.h"
+#include "views/ReportPage.h"
 
 #include <array>
 #include <string_view>
 
-#include "Inventory.h"
+#include "views/Inventory.h"
 
 namespace host {
 namespace {

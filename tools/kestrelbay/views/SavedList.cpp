@@ -1,11 +1,11 @@
-#include "SavedList.h"
+#include "views/SavedList.h"
 
 #include <algorithm>
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "Failure.h"
-#include "SaveFile.h"
+#include "console/Failure.h"
+#include "console/SaveFile.h"
 
 namespace host {
 namespace {

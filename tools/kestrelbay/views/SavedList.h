@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "ListDifference.h"
+#include "views/ListDifference.h"
 
 namespace host {
 

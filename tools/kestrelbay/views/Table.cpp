@@ -1,12 +1,12 @@
-#include "Table.h"
+#include "views/Table.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <span>
 
-#include "DisplayText.h"
-#include "Messages.h"
+#include "views/DisplayText.h"
+#include "views/Messages.h"
 
 namespace host {
 namespace {

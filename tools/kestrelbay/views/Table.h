@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "Output.h"
+#include "console/Output.h"
 
 namespace host {
 
