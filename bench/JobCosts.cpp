@@ -24,7 +24,7 @@
 #include "platform/Events.h"
 #include "platform/Processes.h"
 #include "simulated/base/Handles.h"
-#include "simulated/machine/Machine.h"
+#include "simulated/directory/CurrentMachine.h"
 
 namespace {
 
@@ -239,7 +239,7 @@ int main(int count, char** values) {
   const std::size_t applications = count > 2 ? std::strtoul(values[2], nullptr, 10) : 100;
   InitDllLogger([](const char*, std::int32_t, const char*) {});
   const bench::FilledMachine filled(applications);
-  simulated::Machine& machine = simulated::Machine::Current();
+  simulated::Machine& machine = simulated::CurrentMachine();
   machine.clock.UseOwnTime();
   SetPrograms(machine);
   bool isWhole = RunAtOnce(machine);

@@ -11,12 +11,13 @@
 #include "platform/Events.h"
 #include "platform/Processes.h"
 #include "simulated/base/WideText.h"
+#include "simulated/directory/CurrentMachine.h"
 #include "simulated/machine/BuiltInPrograms.h"
-#include "simulated/machine/Machine.h"
 
 namespace {
 
 using simulated::Key;
+using simulated::UseMachine;
 using simulated::Machine;
 
 std::size_t KeysBelow(Key& key) {
@@ -43,7 +44,7 @@ void CheckReg(const std::u16string& parameters) {
 }
 
 Machine& MachineWithPrograms() {
-  Machine& machine = Machine::Use(std::make_unique<Machine>());
+  Machine& machine = UseMachine(std::make_unique<Machine>());
   for (const char16_t* path : {u"C:\\Program.exe", u"C:\\Two Words\\app.exe", u"setup.exe", u"bare"}) {
     simulated::Program program;
     program.run = [] { return 0; };

@@ -13,7 +13,7 @@
 #include "platform/Text.h"
 #include "simulated/base/Base64.h"
 #include "simulated/base/WideText.h"
-#include "simulated/machine/Machine.h"
+#include "simulated/directory/CurrentMachine.h"
 
 namespace {
 
@@ -81,7 +81,7 @@ void CheckBase64(const std::string& text) {
 }
 
 void CheckExpansion(const std::u16string& text) {
-  static simulated::Machine& machine = simulated::Machine::Use(std::make_unique<simulated::Machine>());
+  static simulated::Machine& machine = simulated::UseMachine(std::make_unique<simulated::Machine>());
   machine.environment.Set(u"A", u"%B%");
   const platform::DWORD needed = platform::ExpandEnvironmentStringsW(text.c_str(), nullptr, 0);
   std::u16string expanded(needed, u'x');

@@ -1,7 +1,7 @@
 #include "FilledMachine.h"
 
 #include "Applications.h"
-#include "simulated/machine/Machine.h"
+#include "simulated/directory/CurrentMachine.h"
 
 namespace bench {
 namespace {
@@ -31,9 +31,9 @@ FilledMachine::FilledMachine(std::size_t count) : count_(count) {
     SetValues((app.in32BitView ? keys32 : keys64).CreateSubKey(app.keyName), app.values);
     if (!app.packedCode.empty()) SetValues(products.CreateSubKey(app.packedCode), app.productValues);
   }
-  simulated::Machine::Use(std::move(machine));
+  simulated::UseMachine(std::move(machine));
 }
 
-FilledMachine::~FilledMachine() { simulated::Machine::Use(std::make_unique<simulated::Machine>()); }
+FilledMachine::~FilledMachine() { simulated::UseMachine(std::make_unique<simulated::Machine>()); }
 
 }  // namespace bench

@@ -4,13 +4,13 @@
 #include "BareScan.h"
 #include "FilledMachine.h"
 #include "inventory/InstalledApps.h"
-#include "simulated/machine/Machine.h"
+#include "simulated/directory/CurrentMachine.h"
 
 namespace {
 
 template <class Work>
 std::vector<std::string> CallsOf(Work work) {
-  simulated::Journal& journal = simulated::Machine::Current().journal;
+  simulated::Journal& journal = simulated::CurrentMachine().journal;
   journal.Start();
   work();
   journal.Stop();

@@ -7,7 +7,7 @@
 #include "BareIcon.h"
 #include "ExecutableFile.h"
 #include "icons/IconPicture.h"
-#include "simulated/machine/Machine.h"
+#include "simulated/directory/CurrentMachine.h"
 
 namespace bench {
 namespace {
@@ -30,7 +30,7 @@ std::vector<std::string> CallsOf(simulated::Machine& machine, const std::functio
 }
 
 TEST(SameIconCalls, AreMadeByTheExtractionAndTheBareOne) {
-  simulated::Machine& machine = simulated::Machine::Use(std::make_unique<simulated::Machine>());
+  simulated::Machine& machine = simulated::UseMachine(std::make_unique<simulated::Machine>());
   const fs::path drive = fs::path(testing::TempDir()) / "kestrelbay-same-icon-calls";
   fs::create_directories(drive);
   std::ofstream(drive / "app.exe", std::ios::binary)

@@ -7,6 +7,7 @@
 #include "base/LoadTimeObjects.h"
 #include "base/SDKLog.h"
 #include "base/Worker.h"
+#include "exports/AppEntries.h"
 #include "exports/HostText.h"
 #include "facts/SystemInfo.h"
 #include "inventory/InstalledApps.h"

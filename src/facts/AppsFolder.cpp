@@ -1,5 +1,6 @@
+#include "facts/AppsFolder.h"
+
 #include "base/CommonFunc.h"
-#include "facts/SystemInfo.h"
 #include "platform/Constants.h"
 #include "platform/Shell.h"
 
@@ -28,8 +29,8 @@ void ReadItems(IEnumShellItems* items, std::vector<AppsFolderEntry>& entries) {
 
 }  // namespace
 
-void SystemInfo::EnumerateAppsFolder(std::vector<AppsFolderEntry>& entries) {
-  platform::CoInitialize(nullptr);  // stays so: there is no place to take it back
+void EnumerateAppsFolder(std::vector<AppsFolderEntry>& entries) {
+  platform::CoInitialize(nullptr);  // never undone: starts on this thread need it later
   entries.clear();
   void* folder = nullptr;
   if (platform::SHCreateItemFromParsingName(u"shell:appsFolder", nullptr, platform::IID_IShellItem, &folder) <

@@ -6,12 +6,15 @@
 #include "base/CommonFunc.h"
 #include "base/RegistryKey.h"
 #include "base/SDKLog.h"
+#include "facts/GraphicsAdapters.h"
+#include "platform/Files.h"
 #include "platform/RuntimeText.h"
 
 namespace kestrelbay {
 namespace {
 
 constexpr char kFile[] = "SystemInfo";
+constexpr unsigned kMebibyteBits = 20;
 constexpr char kCryptographyPath[] = "SOFTWARE\\Microsoft\\Cryptography";
 constexpr char kBiosPath[] = "HARDWARE\\DESCRIPTION\\System\\BIOS";
 constexpr char kInternetSettingsPath[] = "Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
@@ -61,6 +64,26 @@ std::string SystemInfo::GetProxyServer() {
   const std::u16string server = ReadRegistryValue(*key, u"ProxyServer");
   const bool isEnabled = ParseDecimal(ReadRegistryValue(*key, u"ProxyEnable")) >= 1;
   return isEnabled ? WideToUtf8(server) : std::string();
+}
+
+std::string SystemInfo::GetGraphics() {
+  std::string names;
+  const char* separator = "";
+  for (const std::string& name : GraphicsAdapterNames()) {
+    names.append(separator).append(name);
+    separator = ",";
+  }
+  return names;
+}
+
+std::int64_t SystemInfo::GetDiskAvailableSpace(const char* path) {
+  if (!path || !*path) return -1;
+  const std::u16string root = Utf8ToWide({path[0], ':', '/'});
+  std::uint64_t freeToCaller = 0;
+  std::uint64_t total = 0;
+  std::uint64_t totalFree = 0;
+  if (!platform::GetDiskFreeSpaceExW(root.c_str(), &freeToCaller, &total, &totalFree)) return -1;
+  return static_cast<std::int64_t>(freeToCaller >> kMebibyteBits);
 }
 
 bool SystemInfo::IsTabletPC() {

@@ -3,15 +3,8 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
 namespace kestrelbay {
-
-/** An item of the shell's apps folder. Either text may be empty. */
-struct AppsFolderEntry {
-  std::string displayName;  ///< as shown to a person
-  std::string parsingName;  ///< what the shell starts it by, behind "shell:AppsFolder\"
-};
 
 /** Without state; any thread may call anything at any time. Texts are UTF-8, empty where nothing is known. */
 class SystemInfo {
@@ -42,12 +35,6 @@ class SystemInfo {
    * @return mebibytes free to the caller on that drive, rounded down; -1 where they cannot be told
    */
   std::int64_t GetDiskAvailableSpace(const char* path);
-
-  /**
-   * Lists the apps folder in the shell's order. Leaves COM initialised on the calling thread.
-   * @param entries  emptied first; holds what was read before a failure
-   */
-  void EnumerateAppsFolder(std::vector<AppsFolderEntry>& entries);
 
  private:
   SystemInfo() = default;

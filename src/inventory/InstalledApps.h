@@ -6,11 +6,9 @@
  */
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
-#include "KestrelbayGeneralSDK.h"
 #include "inventory/InstalledAppList.h"
 
 namespace kestrelbay {
@@ -38,17 +36,5 @@ const ListedApp* FindInstalledApp(const char* displayName);
  * @return an icon text, empty where there is no such record or no icon
  */
 std::string GetAppIconByName(const std::u16string& displayName);
-
-/** @return that many entries without texts, which DeleteEntries frees; never null, also for none */
-InstalledAppEntry* NewEntries(std::size_t count);
-
-/** Makes the host's form of a list, in its order. @param entries  as many as there are records */
-void FillEntries(const InstalledAppList& apps, InstalledAppEntry* entries);
-
-/**
- * Frees an array of NewEntries; of its texts only those of the first `count` entries, none at 0 or less.
- * @param entries  null frees nothing
- */
-void DeleteEntries(InstalledAppEntry* entries, std::int32_t count);
 
 }  // namespace kestrelbay

@@ -3,7 +3,7 @@
 #include "base/CommonFunc.h"
 #include "base/SDKLog.h"
 #include "base/Worker.h"
-#include "facts/SystemInfo.h"
+#include "facts/AppsFolder.h"
 #include "inventory/InstalledApps.h"
 #include "platform/Constants.h"
 
@@ -44,7 +44,7 @@ bool AppStart::StartApp(const std::string& displayName, const std::string& appAl
 
 AppLocation AppStart::LocateApp(const std::string& displayName, const std::string& appAlias) {
   std::vector<AppsFolderEntry> folder;
-  SystemInfo::GetInstance().EnumerateAppsFolder(folder);
+  EnumerateAppsFolder(folder);
   for (const AppsFolderEntry& entry : folder) {
     // The item's name is the needle, so an item without a name matches every request.
     if (displayName.find(entry.displayName) != std::string::npos ||

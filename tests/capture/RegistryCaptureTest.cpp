@@ -4,12 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulated/machine/Machine.h"
+#include "simulated/directory/CurrentMachine.h"
 
 namespace capture {
 namespace {
 
 using simulated::Faults;
+using simulated::UseMachine;
 using simulated::Machine;
 using testing::AllOf;
 using testing::Each;
@@ -27,7 +28,7 @@ std::string Narrow(std::u16string_view text) { return {text.begin(), text.end()}
 
 class RegistryCaptureTest : public testing::Test {
  protected:
-  RegistryCaptureTest() : machine(Machine::Use(std::make_unique<Machine>())) {
+  RegistryCaptureTest() : machine(UseMachine(std::make_unique<Machine>())) {
     machine.registry.SetText(kUninstall + u"\\App", u"DisplayName", u"App");
     machine.registry.SetText(kUninstall + u"\\App", u"Version", u"1");
   }

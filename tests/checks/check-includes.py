@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
-"""Checks that dependencies run one way, by the includes; and that only the edge asks for the platform.
+"""Checks that dependencies point one way, by the includes, room by room; that only the edge asks for the
+platform; and that no folder is crowded.
 
 usage: check-includes.py ROOT | --self-test
 """
 
+import collections
 import pathlib
 import re
 import sys
@@ -12,18 +14,54 @@ import tempfile
 from sources import expect, finish, source_files
 
 FOLDERS = ["include", "src", "platform", "tools", "tests", "bench", "fuzz", "samples"]
-ROOF = "src/frame/KestrelbayGeneralSDK.cpp"
 PUBLIC_HEADER = "KestrelbayGeneralSDK.h"
-# Which parts of src/ a part may look into, besides itself.
-ALLOWED_PARTS = {
-    "frame": set(),
-    "inventory": {"frame"},
-    "machine": {"frame"},
-    "protection": {"frame"},
-    "lifecycle": {"frame", "inventory", "machine"},
+# For each room, the rooms that it may include besides itself.
+SRC_ROOMS = {
+    "base": set(),
+    "icons": {"base"},
+    "facts": {"base"},
+    "protection": {"base"},
+    "inventory": {"base", "icons"},
+    "lifecycle": {"base", "inventory", "facts"},
+    "exports": {"base", "icons", "facts", "protection", "inventory", "lifecycle"},
 }
-# A capture reads the machine through the port, and shares the form of machine directories with their reader.
-CAPTURE_MAY = {"simulated/CaptureFormat.h", "simulated/Checksum.h", "simulated/RegFileWriter.h", "simulated/UpperCase.h"}
+SIMULATED_ROOMS = {
+    "base": set(),
+    "registry": {"base"},
+    "pictures": {"base"},
+    "regfile": {"base", "registry"},
+    "machine": {"base", "registry", "regfile", "pictures"},
+    "volume": {"base", "registry", "regfile", "machine"},
+    "directory": {"base", "registry", "regfile", "machine", "volume"},
+    "port": {"base", "registry", "pictures", "machine"},
+}
+TOOL_ROOMS = {
+    "console": set(),
+    "views": {"console"},
+    "explain": {"console", "views"},
+    "commands": {"console", "views", "explain", "capture"},
+}
+# Single files that need more than their room: the folder or header that each may include, and why.
+EXCEPTIONS = {
+    # Each port operation acts on the current machine, which the first call opens.
+    "platform/simulated/port/": {"simulated/directory/CurrentMachine.h"},
+    # An explanation consists of a scan's own decisions, which the C interface does not report.
+    "tools/kestrelbay/explain/": {"base/", "inventory/"},
+    # The simulated host opens the machine that the command line names.
+    "tools/kestrelbay/console/HostSimulated.cpp": {"simulated/directory/"},
+    # A capture reads the machine through the port and writes the simulated machine's own form.
+    "tools/capture/": {
+        "platform/",
+        "simulated/base/Checksum.h",
+        "simulated/base/UpperCase.h",
+        "simulated/directory/CaptureFormat.h",
+        "simulated/regfile/RegFileWriter.h",
+    },
+    "tools/capture/SurroundingsSimulated.cpp": {"simulated/directory/CurrentMachine.h"},
+    "platform/windows/Log.cpp": {"log/log.h"},
+    "platform/log/": {"log/log.h"},
+}
+MOST_SOURCE_FILES = 45
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 CONDITION = re.compile(r"^\s*#\s*(?:if|ifdef|ifndef|elif)\b(.*)")
 PLATFORM_MACRO = re.compile(r"\b(_WIN32|_WIN64|WIN32|__linux__|__linux|__unix__|__MINGW\w*|_MSC_VER|__CYGWIN__)\b")
@@ -34,20 +72,32 @@ def is_standard(name):
     return re.fullmatch(r"[a-z_0-9]+", name) is not None
 
 
+def is_excepted(path, name):
+    return any(
+        path.startswith(place) and any(name.startswith(allowed) for allowed in headers)
+        for place, headers in EXCEPTIONS.items()
+    )
+
+
+def room_problem(rooms, room, name):
+    """Why a file of `room` may not include `name`, which is ROOM/FILE; None if it may."""
+    target = name.partition("/")[0]
+    if room not in rooms:
+        return f"{room}/ is not a room that this check knows"
+    if target == room or target in rooms[room]:
+        return None
+    return f"{room}/ must not include {target}/"
+
+
 def problem_in_src(path, kind, name):
     if is_standard(name) and kind == "<":
         return None
     folder, _, rest = name.partition("/")
-    if folder == "platform" and rest:
+    if rest and folder == "platform" or name == PUBLIC_HEADER:
         return None
-    if name == PUBLIC_HEADER:
-        return None
-    part = path.parts[1]
-    if not rest or folder not in ALLOWED_PARTS:
+    if not rest or folder not in SRC_ROOMS:
         return "src/ may include its own, platform/ and the standard library"
-    if path.as_posix() == ROOF or folder == part or folder in ALLOWED_PARTS.get(part, set()):
-        return None
-    return f"{part}/ must not look into {folder}/"
+    return room_problem(SRC_ROOMS, path.parts[1], name)
 
 
 def problem_in_port(path, kind, name):
@@ -56,40 +106,44 @@ def problem_in_port(path, kind, name):
     return "the port's headers may include one another and the standard library"
 
 
-def problem_in_tools(path, kind, name):
-    if name in ("simulated/MachineDirectory.h", "simulated/WideText.h") and path.name == "HostSimulated.cpp":
+def problem_in_simulated(path, kind, name):
+    if name.startswith("simulated/"):
+        return room_problem(SIMULATED_ROOMS, path.parts[2], name.removeprefix("simulated/"))
+    return None if kind == "<" or name.startswith("platform/") else "platform/simulated/ includes only platform/"
+
+
+def problem_in_platform(path, kind, name):
+    own = kind == "<" or name.startswith("platform/") or "/" not in name
+    return None if own else "platform/ includes only itself and the operating system"
+
+
+def problem_in_kestrelbay(path, kind, name):
+    if kind == "<" or name == PUBLIC_HEADER:
         return None
-    # An explanation is made of a scan's own decisions, of which the C interface tells nothing.
-    if name == "inventory/Explanation.h" and path.as_posix().startswith("tools/kestrelbay/Explain"):
-        return None
-    folder = name.partition("/")[0]
-    if path.parts[1] == "capture" and (
-        folder == "platform"
-        or name in CAPTURE_MAY
-        or (name == "simulated/Machine.h" and path.name == "SurroundingsSimulated.cpp")
-    ):
-        return None
-    if folder in ALLOWED_PARTS or folder in {"platform", "simulated"}:
-        return "tools are clients of the C interface; HostSimulated.cpp alone opens a machine"
-    return None
+    if len(path.parts) == 3:  # Main.cpp
+        rooms, room = {"main": set(TOOL_ROOMS)}, "main"
+    else:
+        rooms, room = TOOL_ROOMS, path.parts[2]
+    return room_problem(rooms, room, name)
+
+
+def problem_in_capture(path, kind, name):
+    own = kind == "<" or "/" not in name
+    return None if own else "tools/capture/ includes itself, the port and the form of a machine directory"
 
 
 def problem_in_public(path, kind, name):
     return None if name in {"stdbool.h", "stdint.h"} else "the public header may include stdbool.h and stdint.h"
 
 
-def problem_in_platform(path, kind, name):
-    if name.partition("/")[0] in ALLOWED_PARTS or name == PUBLIC_HEADER:
-        return "platform/ must not look into src/"
-    return None
-
-
 RULES = [
     ("include/", problem_in_public),
     ("src/", problem_in_src),
     ("platform/include/", problem_in_port),
+    ("platform/simulated/", problem_in_simulated),
     ("platform/", problem_in_platform),
-    ("tools/", problem_in_tools),
+    ("tools/kestrelbay/", problem_in_kestrelbay),
+    ("tools/capture/", problem_in_capture),
 ]
 
 
@@ -101,7 +155,8 @@ def problems_of_file(root, path):
     for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
         where = f"{text_path}:{number}"
         include = INCLUDE.match(line)
-        problem = include and rule and rule(relative, *include.groups())
+        excepted = include and is_excepted(text_path, include.group(2))
+        problem = include and rule and not excepted and rule(relative, *include.groups())
         if problem:
             yield f"{where}: {include.group(2)}: {problem}"
         condition = CONDITION.match(line)
@@ -109,36 +164,54 @@ def problems_of_file(root, path):
             yield f"{where}: asks for the platform; that belongs into platform/ or tests/support/"
 
 
+def crowded_folders(files, root):
+    """One line for each folder with more source files than a reader can overlook."""
+    counts = collections.Counter(path.parent for path in files)
+    for folder, count in sorted(counts.items()):
+        if count > MOST_SOURCE_FILES:
+            yield f"{folder.relative_to(root)}: {count} source files; split it, {MOST_SOURCE_FILES} at most"
+
+
 def check(root):
     files = list(source_files(root, FOLDERS))
-    return [problem for path in files for problem in problems_of_file(root, path)], len(files)
+    problems = [problem for path in files for problem in problems_of_file(root, path)]
+    return problems + list(crowded_folders(files, root)), len(files)
 
 
 def self_test():
     fixtures = [
-        ("windows header", "src/frame/A.cpp", "#include <windows.h>", ["windows.h"]),
-        ("third-party header", "src/frame/A.cpp", "#include <nlohmann/json.hpp>", ["nlohmann"]),
-        ("bare own header", "src/frame/A.cpp", '#include "A.h"', ["A.h"]),
-        ("what src may", "src/inventory/A.cpp", '#include <map>\n#include "frame/B.h"\n#include "platform/C.h"', []),
-        ("frame looks up", "src/frame/A.cpp", '#include "inventory/B.h"', ["frame/ must not look into inventory/"]),
-        ("the roof may", ROOF, '#include "inventory/B.h"\n#include "lifecycle/C.h"', []),
+        ("windows header", "src/base/A.cpp", "#include <windows.h>", ["windows.h"]),
+        ("third-party header", "src/base/A.cpp", "#include <nlohmann/json.hpp>", ["nlohmann"]),
+        ("bare own header", "src/base/A.cpp", '#include "A.h"', ["A.h"]),
+        ("what src may", "src/inventory/A.cpp", '#include <map>\n#include "base/B.h"\n#include "platform/C.h"', []),
+        ("base looks up", "src/base/A.cpp", '#include "inventory/B.h"', ["base/ must not include inventory/"]),
+        ("exports may", "src/exports/A.cpp", '#include "inventory/B.h"\n#include "lifecycle/C.h"', []),
+        ("nobody includes exports", "src/lifecycle/A.cpp", '#include "exports/B.h"', ["must not include exports/"]),
         ("inventory looks up", "src/inventory/A.cpp", '#include "lifecycle/B.h"', ["inventory/ must not"]),
-        ("machine looks aside", "src/machine/A.h", '#include "inventory/B.h"', ["machine/ must not"]),
-        ("lifecycle may", "src/lifecycle/A.cpp", '#include "inventory/B.h"\n#include "machine/C.h"', []),
+        ("facts look aside", "src/facts/A.h", '#include "inventory/B.h"', ["facts/ must not"]),
+        ("lifecycle may", "src/lifecycle/A.cpp", '#include "inventory/B.h"\n#include "facts/C.h"', []),
+        ("unknown room", "src/new/A.cpp", '#include "base/B.h"', ["not a room"]),
         ("port stays narrow", "platform/include/platform/A.h", "#include <windows.h>", ["windows.h"]),
-        ("binding looks up", "platform/simulated/A.cpp", '#include "frame/B.h"', ["frame/B.h"]),
+        ("binding looks up", "platform/simulated/base/A.cpp", '#include "base/B.h"', ["base/B.h"]),
+        ("forwarder looks up", "platform/windows/A.cpp", '#include "base/B.h"', ["base/B.h"]),
+        ("registry looks up", "platform/simulated/registry/A.h", '#include "simulated/machine/B.h"', ["registry/ must"]),
+        ("port may", "platform/simulated/port/A.cpp", '#include "simulated/registry/B.h"', []),
+        ("port acts on the machine", "platform/simulated/port/A.h", '#include "simulated/directory/CurrentMachine.h"', []),
+        ("port reads no directory", "platform/simulated/port/A.h", '#include "simulated/directory/JsonFile.h"', ["port/"]),
+        ("machine reads no volume", "platform/simulated/machine/A.h", '#include "simulated/volume/B.h"', ["machine/"]),
         ("tool looks inside", "tools/kestrelbay/Main.cpp", '#include "inventory/B.h"', ["inventory/B.h"]),
-        ("tool opens a machine", "tools/kestrelbay/Main.cpp", '#include "simulated/MachineDirectory.h"', ["simulated"]),
-        ("tool explains", "tools/kestrelbay/ExplainText.h", '#include "inventory/Explanation.h"', []),
-        ("explanation looks further", "tools/kestrelbay/ExplainText.h", '#include "inventory/AppList.h"', ["AppList"]),
-        ("list explains", "tools/kestrelbay/ListCommand.cpp", '#include "inventory/Explanation.h"', ["Explanation.h"]),
-        ("host opens a machine", "tools/kestrelbay/HostSimulated.cpp", '#include "simulated/MachineDirectory.h"', []),
-        ("host looks further", "tools/kestrelbay/HostSimulated.cpp", '#include "simulated/Key.h"', ["simulated/Key.h"]),
+        ("tool opens a machine", "tools/kestrelbay/commands/A.cpp", '#include "simulated/directory/B.h"', ["simulated"]),
+        ("tool explains", "tools/kestrelbay/explain/A.h", '#include "inventory/ScanEvents.h"', []),
+        ("list explains", "tools/kestrelbay/commands/A.cpp", '#include "inventory/ScanEvents.h"', ["inventory/"]),
+        ("views print", "tools/kestrelbay/views/A.cpp", '#include "console/Output.h"', []),
+        ("console has no views", "tools/kestrelbay/console/A.cpp", '#include "views/Table.h"', ["console/ must not"]),
+        ("host opens a machine", "tools/kestrelbay/console/HostSimulated.cpp", '#include "simulated/directory/B.h"', []),
+        ("host looks further", "tools/kestrelbay/console/HostSimulated.cpp", '#include "simulated/registry/Key.h"', ["Key.h"]),
         ("capture uses the port", "tools/capture/A.cpp", '#include "platform/Registry.h"', []),
-        ("capture writes the form", "tools/capture/A.cpp", '#include "simulated/RegFileWriter.h"', []),
-        ("capture looks further", "tools/capture/A.cpp", '#include "simulated/Machine.h"', ["simulated/Machine.h"]),
+        ("capture writes the form", "tools/capture/A.cpp", '#include "simulated/regfile/RegFileWriter.h"', []),
+        ("capture looks further", "tools/capture/A.cpp", '#include "simulated/machine/Machine.h"', ["Machine.h"]),
         ("public header", "include/KestrelbayGeneralSDK.h", "#include <stddef.h>", ["stddef.h"]),
-        ("condition in src", "src/frame/A.cpp", "#ifdef _WIN32", ["asks for the platform"]),
+        ("condition in src", "src/base/A.cpp", "#ifdef _WIN32", ["asks for the platform"]),
         ("condition in a test", "tests/unit/A.cpp", "#if defined(__linux__)", ["asks for the platform"]),
         ("condition at the edge", "tests/support/A.cpp", "#ifdef _WIN32", []),
     ]
@@ -148,7 +221,13 @@ def self_test():
             path.parent.mkdir(parents=True)
             path.write_text(text + "\n", encoding="utf-8")
             expect(name, check(pathlib.Path(root))[0], *fragments)
-    finish([], len(fixtures))
+    with tempfile.TemporaryDirectory() as root:
+        folder = pathlib.Path(root) / "tests" / "unit"
+        folder.mkdir(parents=True)
+        for number in range(MOST_SOURCE_FILES + 1):
+            (folder / f"A{number}.cpp").touch()
+        expect("a crowded folder", check(pathlib.Path(root))[0], "tests/unit: 46 source files")
+    finish([], len(fixtures) + 1)
 
 
 if __name__ == "__main__":

@@ -12,6 +12,7 @@
 #include "platform/Constants.h"
 #include "platform/Events.h"
 #include "platform/Processes.h"
+#include "simulated/directory/CurrentMachine.h"
 #include "simulated/directory/MachineDirectory.h"
 
 namespace kestrelbay {
@@ -19,6 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using simulated::Changes;
+using simulated::UseMachine;
 using simulated::Machine;
 using simulated::MachineError;
 using simulated::Waitable;
@@ -42,7 +44,7 @@ class DescribedPrograms : public testing::Test {
     Write("setups/app.reg", kHeader + "[HKEY_LOCAL_MACHINE\\Software\\App]\n\"a\"=\"b\"\n");
   }
   ~DescribedPrograms() override {
-    Machine::Use(std::make_unique<Machine>());
+    UseMachine(std::make_unique<Machine>());
     fs::remove_all(folder);
   }
 
@@ -55,8 +57,8 @@ class DescribedPrograms : public testing::Test {
   }
   Machine& Open(Changes changes = Changes::Lasting) const {
     // The lock of the one before must be gone first.
-    Machine::Use(std::make_unique<Machine>());
-    return Machine::Use(simulated::OpenMachine(folder, changes));
+    UseMachine(std::make_unique<Machine>());
+    return UseMachine(simulated::OpenMachine(folder, changes));
   }
   std::string Refusal() const {
     try {

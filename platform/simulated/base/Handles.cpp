@@ -5,7 +5,7 @@
 #include <optional>
 
 #include "platform/Constants.h"
-#include "simulated/machine/Clock.h"
+#include "simulated/base/Clock.h"
 
 namespace simulated {
 namespace {

@@ -1,4 +1,4 @@
-/** The calling thread's last error number, as GetLastError tells it. */
+/** The calling thread's last error number. */
 #pragma once
 
 #include "simulated/base/WindowsNumbers.h"
@@ -6,5 +6,6 @@
 namespace simulated {
 
 void SetLastError(platform::DWORD lastError);
+platform::DWORD LastError();
 
 }  // namespace simulated

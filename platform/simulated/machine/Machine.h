@@ -1,9 +1,8 @@
 /**
  * A simulated Windows machine: what the operations of the port act on.
  *
- * A machine is built in code, as tests do, or read from a directory (MachineDirectory.h). One machine at a
- * time is the current one. Its parts are safe for any number of threads; replacing the current machine while
- * a port operation runs is not.
+ * A machine is built in code, as tests do, or read from a directory (MachineDirectory.h). Port operations act
+ * on the current one (CurrentMachine.h). Its parts are thread-safe.
  */
 #pragma once
 
@@ -13,9 +12,9 @@
 #include <string>
 #include <vector>
 
+#include "simulated/base/Clock.h"
 #include "simulated/base/Handles.h"
 #include "simulated/machine/AppsFolder.h"
-#include "simulated/machine/Clock.h"
 #include "simulated/machine/Drives.h"
 #include "simulated/machine/Environment.h"
 #include "simulated/machine/Faults.h"
@@ -40,21 +39,6 @@ class Machine {
   /** An empty machine: the default environment, no drives, and a registry of predefined keys alone. */
   Machine();
   ~Machine();
-
-  /**
-   * The machine that port operations act on, until another is put in its place: the one of the directory that
-   * the environment variable KESTRELBAY_MACHINE names when it is first asked for, else an empty one. A
-   * directory that cannot be used ends the process with one line on standard error and exit status 1.
-   */
-  static Machine& Current();
-  /** The same, but null where nothing has asked for a machine yet. */
-  static Machine* CurrentOrNull();
-  /**
-   * Replaces the current machine, whose open registry keys are closed with it. Events and processes belong to
-   * the host's process and stay (Handles.h): a library makes events at load, before any machine is chosen.
-   * @return the new one
-   */
-  static Machine& Use(std::unique_ptr<Machine> machine);
 
   RegistryTree registry;
   Environment environment;

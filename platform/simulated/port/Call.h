@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "simulated/base/LastError.h"
-#include "simulated/machine/Machine.h"
+#include "simulated/directory/CurrentMachine.h"
 
 namespace simulated {
 

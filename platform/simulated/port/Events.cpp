@@ -66,7 +66,7 @@ DWORD Wait(DWORD count, const HANDLE* handles, bool all, DWORD timeoutMs) {
     if (!objects.back()) return FailWait(kInvalidHandle);
   }
   static const Clock& realTime = *new Clock;
-  const Machine* machine = Machine::CurrentOrNull();
+  const Machine* machine = CurrentMachineOrNull();
   return Handles::Shared().Wait(objects, all, timeoutMs, machine ? machine->clock : realTime);
 }
 
@@ -76,13 +76,15 @@ DWORD Wait(DWORD count, const HANDLE* handles, bool all, DWORD timeoutMs) {
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachine;
+using simulated::CurrentMachineOrNull;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
 
 HANDLE CreateEventW(void* attributes, BOOL manualReset, BOOL initialState, const char16_t* name) {
   return Perform(
-      Machine::CurrentOrNull(), "CreateEventW", Failure<HANDLE>{nullptr, simulated::kNoSystemResources},
+      CurrentMachineOrNull(), "CreateEventW", Failure<HANDLE>{nullptr, simulated::kNoSystemResources},
       [&](Arguments& arguments) {
         arguments.Handle(attributes).Number(manualReset).Number(initialState).Text(name);
       },
@@ -91,19 +93,19 @@ HANDLE CreateEventW(void* attributes, BOOL manualReset, BOOL initialState, const
 
 BOOL SetEvent(HANDLE event) {
   return Perform(
-      Machine::CurrentOrNull(), "SetEvent", Failure<BOOL>{0, simulated::kInvalidHandle},
+      CurrentMachineOrNull(), "SetEvent", Failure<BOOL>{0, simulated::kInvalidHandle},
       [&](Arguments& arguments) { arguments.Handle(event); }, [&] { return simulated::Signal(event); });
 }
 
 BOOL CloseHandle(HANDLE handle) {
   return Perform(
-      Machine::CurrentOrNull(), "CloseHandle", Failure<BOOL>{0, simulated::kInvalidHandle, true},
+      CurrentMachineOrNull(), "CloseHandle", Failure<BOOL>{0, simulated::kInvalidHandle, true},
       [&](Arguments& arguments) { arguments.Handle(handle); }, [&] { return simulated::Close(handle); });
 }
 
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD timeoutMs) {
   return Perform(
-      Machine::CurrentOrNull(), "WaitForMultipleObjects",
+      CurrentMachineOrNull(), "WaitForMultipleObjects",
       Failure<DWORD>{WAIT_FAILED, simulated::kNotEnoughMemory},
       [&](Arguments& arguments) {
         arguments.Number(count);
@@ -114,7 +116,7 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, D
 }
 
 void Sleep(DWORD durationMs) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   Perform(
       &machine, "Sleep", [&](Arguments& arguments) { arguments.Number(durationMs); },
       [&] { machine.clock.Sleep(durationMs); });

@@ -37,12 +37,13 @@ platform::DWORD FindSpace(const Machine& machine, std::u16string_view folder, Dr
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachine;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
 
 int _waccess(const char16_t* path, int mode) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "_waccess", Failure<int>{-1},
       [&](Arguments& arguments) { arguments.Text(path).Number(mode); },
@@ -50,7 +51,7 @@ int _waccess(const char16_t* path, int mode) {
 }
 
 DWORD GetCurrentDirectoryA(DWORD bufferBytes, char* buffer) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   const auto answer = [&] {
     const std::string directory = simulated::ToAnsi(machine.currentDirectory);
     if (directory.size() >= bufferBytes) return static_cast<DWORD>(directory.size() + 1);
@@ -63,7 +64,7 @@ DWORD GetCurrentDirectoryA(DWORD bufferBytes, char* buffer) {
 }
 
 DWORD GetModuleFileNameA(HANDLE module, char* buffer, DWORD bufferBytes) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   const auto answer = [&] {
     if (bufferBytes == 0) return DWORD{0};
     const std::string path = simulated::ToAnsi(machine.hostPath);
@@ -81,7 +82,7 @@ DWORD GetModuleFileNameA(HANDLE module, char* buffer, DWORD bufferBytes) {
 
 BOOL GetDiskFreeSpaceExW(const char16_t* directory, std::uint64_t* freeToCaller, std::uint64_t* total,
                          std::uint64_t* totalFree) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   const auto answer = [&] {
     simulated::DriveSpace space;
     const DWORD problem = simulated::FindSpace(machine, directory, space);

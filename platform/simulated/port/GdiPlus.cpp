@@ -22,6 +22,7 @@ GpStatus Start(Machine& machine, std::uintptr_t* token, const platform::GdiplusS
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachine;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
@@ -38,7 +39,7 @@ GpStatus GdiplusStartup(std::uintptr_t* token, const GdiplusStartupInput* input,
 }
 
 void GdiplusShutdown(std::uintptr_t token) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   Perform(
       &machine, "GdiplusShutdown", [&](Arguments& arguments) { arguments.Hex(token); },
       [&] {
@@ -47,7 +48,7 @@ void GdiplusShutdown(std::uintptr_t token) {
 }
 
 void* GdipAlloc(std::size_t bytes) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "GdipAlloc", Failure<void*>{nullptr},
       [&](Arguments& arguments) { arguments.Number(static_cast<long long>(bytes)); },
@@ -58,7 +59,7 @@ void* GdipAlloc(std::size_t bytes) {
 }
 
 void GdipFree(void* memory) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   Perform(
       &machine, "GdipFree", [&](Arguments& arguments) { arguments.Handle(memory); },
       [&] {

@@ -28,7 +28,7 @@ std::uint32_t PixelOf(const GdiPlusImage& image, std::uint32_t x, std::uint32_t 
 /** A call that is answered by a status; `body` is told the machine. */
 template <class Describe, class Body>
 platform::GpStatus PerformGdiPlus(const char* name, Describe describe, Body body) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(&machine, name, Failure<platform::GpStatus>{kOutOfMemory}, describe,
                  [&] { return body(machine); });
 }

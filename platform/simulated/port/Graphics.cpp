@@ -51,6 +51,8 @@ HRESULT Describe(const IDXGIAdapter& adapter, DXGI_ADAPTER_DESC& description) {
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachine;
+using simulated::CurrentMachineOrNull;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
@@ -59,7 +61,7 @@ constexpr Failure<HRESULT> kOutOfMemory{simulated::kOutOfMemoryResult};
 constexpr Failure<DWORD> kReleasedAnyway{0, 0, true};
 
 HRESULT CreateDXGIFactory(const GUID& iid, void** factory) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   *factory = nullptr;
   return Perform(
       &machine, "CreateDXGIFactory", kOutOfMemory, [&](Arguments& arguments) { arguments.Hex(iid.Data1); },
@@ -67,7 +69,7 @@ HRESULT CreateDXGIFactory(const GUID& iid, void** factory) {
 }
 
 HRESULT IDXGIFactory_EnumAdapters(IDXGIFactory* factory, UINT index, IDXGIAdapter** adapter) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   *adapter = nullptr;
   // A walk that ends with the adapters alone would never end where every call fails.
   const HRESULT failure =
@@ -80,19 +82,19 @@ HRESULT IDXGIFactory_EnumAdapters(IDXGIFactory* factory, UINT index, IDXGIAdapte
 
 DWORD IDXGIFactory_Release(IDXGIFactory* factory) {
   return Perform(
-      Machine::CurrentOrNull(), "IDXGIFactory_Release", kReleasedAnyway, [](Arguments&) {},
+      CurrentMachineOrNull(), "IDXGIFactory_Release", kReleasedAnyway, [](Arguments&) {},
       [&] { return simulated::ReleaseObject(factory); });
 }
 
 HRESULT IDXGIAdapter_GetDesc(IDXGIAdapter* adapter, DXGI_ADAPTER_DESC* description) {
   return Perform(
-      &Machine::Current(), "IDXGIAdapter_GetDesc", kOutOfMemory, [](Arguments&) {},
+      &CurrentMachine(), "IDXGIAdapter_GetDesc", kOutOfMemory, [](Arguments&) {},
       [&] { return simulated::Describe(*adapter, *description); });
 }
 
 DWORD IDXGIAdapter_Release(IDXGIAdapter* adapter) {
   return Perform(
-      Machine::CurrentOrNull(), "IDXGIAdapter_Release", kReleasedAnyway, [](Arguments&) {},
+      CurrentMachineOrNull(), "IDXGIAdapter_Release", kReleasedAnyway, [](Arguments&) {},
       [&] { return simulated::ReleaseObject(adapter); });
 }
 

@@ -141,26 +141,28 @@ int Describe(Machine& machine, platform::HANDLE object, int bytes, void* descrip
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachine;
+using simulated::CurrentMachineOrNull;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
 
 HRESULT IIDFromString(const char16_t* text, GUID* iid) {
   return Perform(
-      Machine::CurrentOrNull(), "IIDFromString", Failure<HRESULT>{simulated::kInvalidArgumentResult},
+      CurrentMachineOrNull(), "IIDFromString", Failure<HRESULT>{simulated::kInvalidArgumentResult},
       [&](Arguments& arguments) { arguments.Text(text); }, [&] { return simulated::ParseId(text, iid); });
 }
 
 HRESULT SHGetImageList(int list, const GUID& iid, void** imageList) {
   return Perform(
-      Machine::CurrentOrNull(), "SHGetImageList", Failure<HRESULT>{simulated::kFailedResult},
+      CurrentMachineOrNull(), "SHGetImageList", Failure<HRESULT>{simulated::kFailedResult},
       [&](Arguments& arguments) { arguments.Number(list).Hex(iid.Data1); },
       [&] { return simulated::FetchList(list, iid, imageList); });
 }
 
 std::uintptr_t SHGetFileInfoW(const char16_t* path, DWORD attributes, SHFILEINFOW* info, UINT infoBytes,
                               UINT flags) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "SHGetFileInfoW", Failure<std::uintptr_t>{0, simulated::kFileNotFound},
       [&](Arguments& arguments) { arguments.Text(path).Hex(attributes).Number(infoBytes).Hex(flags); },
@@ -168,7 +170,7 @@ std::uintptr_t SHGetFileInfoW(const char16_t* path, DWORD attributes, SHFILEINFO
 }
 
 HICON ImageList_GetIcon(HIMAGELIST imageList, int index, UINT flags) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "ImageList_GetIcon", Failure<HICON>{nullptr},
       [&](Arguments& arguments) { arguments.Handle(imageList).Number(index).Hex(flags); },
@@ -176,7 +178,7 @@ HICON ImageList_GetIcon(HIMAGELIST imageList, int index, UINT flags) {
 }
 
 BOOL DestroyIcon(HICON icon) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "DestroyIcon", Failure<BOOL>{0, simulated::kInvalidCursorHandle, true},
       [&](Arguments& arguments) { arguments.Handle(icon); },
@@ -184,7 +186,7 @@ BOOL DestroyIcon(HICON icon) {
 }
 
 BOOL GetIconInfo(HICON icon, ICONINFO* info) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "GetIconInfo", Failure<BOOL>{0, simulated::kNotEnoughMemory},
       [&](Arguments& arguments) { arguments.Handle(icon); },
@@ -192,7 +194,7 @@ BOOL GetIconInfo(HICON icon, ICONINFO* info) {
 }
 
 int GetObjectW(HANDLE object, int bytes, void* description) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "GetObjectW", Failure<int>{0},
       [&](Arguments& arguments) { arguments.Handle(object).Number(bytes); },
@@ -200,7 +202,7 @@ int GetObjectW(HANDLE object, int bytes, void* description) {
 }
 
 BOOL DeleteObject(HANDLE object) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "DeleteObject", Failure<BOOL>{0, 0, true},
       [&](Arguments& arguments) { arguments.Handle(object); },

@@ -6,7 +6,7 @@ namespace simulated {
 namespace {
 
 void Record(const char* operation, char level, const char* file, const char* format) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   Perform(
       &machine, operation, [&](Arguments& arguments) { arguments.Text(file).Text(format); },
       [&] {

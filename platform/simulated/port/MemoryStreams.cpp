@@ -48,12 +48,13 @@ platform::BOOL UnlockMemory(Machine& machine, platform::HANDLE handle) {
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachine;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
 
 HRESULT CreateStreamOnHGlobal(HANDLE memory, BOOL deleteOnRelease, IStream** stream) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "CreateStreamOnHGlobal", Failure<HRESULT>{simulated::kOutOfMemoryResult},
       [&](Arguments& arguments) { arguments.Handle(memory).Number(deleteOnRelease); },
@@ -61,7 +62,7 @@ HRESULT CreateStreamOnHGlobal(HANDLE memory, BOOL deleteOnRelease, IStream** str
 }
 
 HRESULT GetHGlobalFromStream(IStream* stream, HANDLE* memory) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "GetHGlobalFromStream", Failure<HRESULT>{simulated::kInvalidArgumentResult},
       [&](Arguments& arguments) { arguments.Handle(stream); },
@@ -69,7 +70,7 @@ HRESULT GetHGlobalFromStream(IStream* stream, HANDLE* memory) {
 }
 
 DWORD IStream_Release(IStream* stream) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "IStream_Release", Failure<DWORD>{0, 0, true},
       [&](Arguments& arguments) { arguments.Handle(stream); },
@@ -77,7 +78,7 @@ DWORD IStream_Release(IStream* stream) {
 }
 
 std::size_t GlobalSize(HANDLE memory) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "GlobalSize", Failure<std::size_t>{0, simulated::kInvalidHandle},
       [&](Arguments& arguments) { arguments.Handle(memory); },
@@ -88,7 +89,7 @@ std::size_t GlobalSize(HANDLE memory) {
 }
 
 void* GlobalLock(HANDLE memory) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "GlobalLock", Failure<void*>{nullptr, simulated::kNotEnoughMemory},
       [&](Arguments& arguments) { arguments.Handle(memory); },
@@ -96,7 +97,7 @@ void* GlobalLock(HANDLE memory) {
 }
 
 BOOL GlobalUnlock(HANDLE memory) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "GlobalUnlock", Failure<BOOL>{0, 0, true},
       [&](Arguments& arguments) { arguments.Handle(memory); },

@@ -141,6 +141,7 @@ GpStatus Unlock(Machine& machine, GpBitmap* bitmap, const BitmapData* data) {
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachine;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
@@ -172,7 +173,7 @@ GpStatus GdipCreateBitmapFromScan0(int width, int height, int stride, int pixelF
 }
 
 GpStatus GdipDisposeImage(GpImage* image) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "GdipDisposeImage", Failure<GpStatus>{simulated::kGenericError, 0, true},
       [&](Arguments& arguments) { arguments.Handle(image); },
@@ -222,7 +223,7 @@ GpStatus GdipBitmapLockBits(GpBitmap* bitmap, const GpRect* rectangle, UINT flag
 }
 
 GpStatus GdipBitmapUnlockBits(GpBitmap* bitmap, BitmapData* data) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "GdipBitmapUnlockBits", Failure<GpStatus>{simulated::kGenericError, 0, true},
       [&](Arguments& arguments) { arguments.Handle(bitmap); },

@@ -189,6 +189,7 @@ void DescribeExecution(Arguments& arguments, const SHELLEXECUTEINFOW& execute) {
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachine;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
@@ -197,7 +198,7 @@ BOOL CreateProcessW(const char16_t* application, char16_t* commandLine, void* pr
                     void* threadAttributes, BOOL inheritHandles, DWORD creationFlags, void* environment,
                     const char16_t* currentDirectory, STARTUPINFOW* startupInfo,
                     PROCESS_INFORMATION* information) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "CreateProcessW", Failure<BOOL>{0, simulated::kNotEnoughMemory},
       [&](Arguments& arguments) {
@@ -210,7 +211,7 @@ BOOL CreateProcessW(const char16_t* application, char16_t* commandLine, void* pr
 }
 
 BOOL ShellExecuteExW(SHELLEXECUTEINFOW* execute) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   execute->hProcess = nullptr;
   return Perform(
       &machine, "ShellExecuteExW", Failure<BOOL>{0, simulated::kNotEnoughMemory},
@@ -220,6 +221,16 @@ BOOL ShellExecuteExW(SHELLEXECUTEINFOW* execute) {
         execute->hInstApp = simulated::ShellAnswer(lastError);
         return lastError == 0 ? BOOL{1} : simulated::Fail(lastError);
       });
+}
+
+// It cannot fail, so only the journal needs to know of it.
+DWORD GetLastError() {
+  const DWORD lastError = simulated::LastError();
+  Machine* const machine = simulated::CurrentMachineOrNull();
+  if (machine && machine->journal.Running()) {
+    machine->journal.Record({"GetLastError", "", std::to_string(lastError), std::this_thread::get_id()});
+  }
+  return lastError;
 }
 
 }  // namespace platform

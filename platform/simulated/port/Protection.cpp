@@ -98,13 +98,15 @@ void DescribeLength(Arguments& arguments, const DATA_BLOB* blob) {
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachine;
+using simulated::CurrentMachineOrNull;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
 
 BOOL CryptProtectData(DATA_BLOB* plain, const char16_t* description, DATA_BLOB* entropy, void* reserved,
                       void* prompt, DWORD flags, DATA_BLOB* blob) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "CryptProtectData", Failure<BOOL>{0, simulated::kNotEnoughMemory},
       [&](Arguments& arguments) {
@@ -116,7 +118,7 @@ BOOL CryptProtectData(DATA_BLOB* plain, const char16_t* description, DATA_BLOB* 
 
 BOOL CryptUnprotectData(DATA_BLOB* blob, char16_t** description, DATA_BLOB* entropy, void* reserved,
                         void* prompt, DWORD flags, DATA_BLOB* plain) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "CryptUnprotectData", Failure<BOOL>{0, simulated::kNotEnoughMemory},
       [&](Arguments& arguments) {
@@ -128,7 +130,7 @@ BOOL CryptUnprotectData(DATA_BLOB* blob, char16_t** description, DATA_BLOB* entr
 
 BOOL CryptBinaryToStringA(const BYTE* bytes, DWORD byteCount, DWORD flags, char* text, DWORD* chars) {
   return Perform(
-      &Machine::Current(), "CryptBinaryToStringA", Failure<BOOL>{0, simulated::kNotEnoughMemory},
+      &CurrentMachine(), "CryptBinaryToStringA", Failure<BOOL>{0, simulated::kNotEnoughMemory},
       [&](Arguments& arguments) { arguments.Number(byteCount).Hex(flags).Number(text ? *chars : 0); },
       [&] {
         return simulated::Answer(simulated::Write({bytes, byteCount}, flags, text, *chars));
@@ -139,7 +141,7 @@ BOOL CryptStringToBinaryA(const char* text, DWORD chars, DWORD flags, BYTE* byte
                           DWORD* skipped, DWORD* usedFlags) {
   const std::string_view given = chars == 0 ? std::string_view(text) : std::string_view(text, chars);
   return Perform(
-      &Machine::Current(), "CryptStringToBinaryA", Failure<BOOL>{0, simulated::kNotEnoughMemory},
+      &CurrentMachine(), "CryptStringToBinaryA", Failure<BOOL>{0, simulated::kNotEnoughMemory},
       [&](Arguments& arguments) {
         arguments.Number(chars).Hex(flags).Number(bytes ? *byteCount : 0).Handle(skipped).Handle(usedFlags);
       },
@@ -148,7 +150,7 @@ BOOL CryptStringToBinaryA(const char* text, DWORD chars, DWORD flags, BYTE* byte
 
 void* LocalFree(void* memory) {
   return Perform(
-      Machine::CurrentOrNull(), "LocalFree", Failure<void*>{memory, simulated::kInvalidHandle, true},
+      CurrentMachineOrNull(), "LocalFree", Failure<void*>{memory, simulated::kInvalidHandle, true},
       [](Arguments&) {},
       [&] {
         simulated::Deallocate(memory);

@@ -96,13 +96,14 @@ LSTATUS StartWatch(Machine& machine, HKEY key, bool isDeep, DWORD filter, platfo
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachine;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
 using simulated::Status;
 
 LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, REGSAM access, HKEY* result) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   if (result) *result = nullptr;
   return Perform(
       &machine, "RegOpenKeyExW", Failure<LSTATUS>{Status(simulated::kAccessDenied)},
@@ -111,7 +112,7 @@ LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, REGSAM ac
 }
 
 LSTATUS RegCloseKey(HKEY key) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   const auto describe = [&](Arguments& arguments) { arguments.Key(machine, key); };
   const auto close = [&] { return simulated::Close(machine, key); };
   const Failure<LSTATUS> failure{Status(simulated::kInvalidHandle), 0, true};
@@ -119,7 +120,7 @@ LSTATUS RegCloseKey(HKEY key) {
 }
 
 LSTATUS RegDeleteKeyW(HKEY key, const char16_t* subKey) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "RegDeleteKeyW", Failure<LSTATUS>{Status(simulated::kAccessDenied)},
       [&](Arguments& arguments) { arguments.Key(machine, key).Text(subKey); },
@@ -127,7 +128,7 @@ LSTATUS RegDeleteKeyW(HKEY key, const char16_t* subKey) {
 }
 
 LSTATUS RegNotifyChangeKeyValue(HKEY key, BOOL watchSubtree, DWORD filter, HANDLE event, BOOL asynchronous) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "RegNotifyChangeKeyValue", Failure<LSTATUS>{Status(simulated::kNoSystemResources)},
       [&](Arguments& arguments) {

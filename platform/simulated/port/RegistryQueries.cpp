@@ -110,6 +110,7 @@ void DescribeValues(Key& key, DWORD* count, DWORD* longestNameChars, DWORD* long
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachine;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
@@ -117,7 +118,7 @@ using simulated::Status;
 
 LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, DWORD* reserved,
                       char16_t* className, DWORD* classChars, FILETIME* lastWrite) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   // An enumeration that fails for good has to end: callers skip any other failure and ask for the next index.
   const DWORD failure = machine.faults.Lasting() ? ERROR_NO_MORE_ITEMS : simulated::kNoSystemResources;
   return Perform(
@@ -135,7 +136,7 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, D
 
 LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, DWORD* reserved, DWORD* type,
                       BYTE* data, DWORD* dataBytes) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "RegEnumValueW", Failure<LSTATUS>{Status(simulated::kNoSystemResources)},
       [&](Arguments& arguments) { arguments.Key(machine, key).Number(index); },
@@ -148,7 +149,7 @@ LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, D
 
 LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* reserved, DWORD* type, BYTE* data,
                          DWORD* dataBytes) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "RegQueryValueExW", Failure<LSTATUS>{Status(simulated::kNoSystemResources)},
       [&](Arguments& arguments) {
@@ -164,7 +165,7 @@ LSTATUS RegQueryInfoKeyW(HKEY key, char16_t* className, DWORD* classChars, DWORD
                          DWORD* longestSubKeyChars, DWORD* longestClassChars, DWORD* values,
                          DWORD* longestValueNameChars, DWORD* longestValueBytes, DWORD* securityBytes,
                          FILETIME* lastWrite) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   const auto query = [&] {
     if ((className && !classChars) || reserved) return Status(simulated::kInvalidParameter);
     const simulated::LockedKey found(machine, key, simulated::kQueryValue);

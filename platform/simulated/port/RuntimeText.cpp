@@ -104,13 +104,14 @@ void RaiseInvalidParameter(const char* operation) {
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachineOrNull;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
 
 int _vscprintf(const char* format, va_list arguments) {
   return Perform(
-      Machine::CurrentOrNull(), "_vscprintf", Failure<int>{-1}, [&](Arguments& told) { told.Text(format); },
+      CurrentMachineOrNull(), "_vscprintf", Failure<int>{-1}, [&](Arguments& told) { told.Text(format); },
       [&] {
         if (!format) simulated::RaiseInvalidParameter("_vscprintf");
         const auto text = format ? simulated::Format(format, arguments) : std::nullopt;
@@ -120,7 +121,7 @@ int _vscprintf(const char* format, va_list arguments) {
 
 int vsprintf_s(char* buffer, std::size_t bufferBytes, const char* format, va_list arguments) {
   return Perform(
-      Machine::CurrentOrNull(), "vsprintf_s", Failure<int>{-1},
+      CurrentMachineOrNull(), "vsprintf_s", Failure<int>{-1},
       [&](Arguments& told) { told.Number(static_cast<long long>(bufferBytes)).Text(format); },
       [&] { return simulated::FormatInto(buffer, bufferBytes, format, arguments); });
 }

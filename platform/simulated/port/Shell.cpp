@@ -79,6 +79,8 @@ HRESULT Fetch(IEnumShellItems& enumerator, DWORD count, IShellItem** items, DWOR
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachine;
+using simulated::CurrentMachineOrNull;
 using simulated::Machine;
 using simulated::Perform;
 
@@ -87,19 +89,19 @@ constexpr simulated::Failure<DWORD> kReleasedAnyway{0, 0, true};
 
 HRESULT CoInitialize(void* reserved) {
   return Perform(
-      &Machine::Current(), "CoInitialize", kOutOfMemory,
+      &CurrentMachine(), "CoInitialize", kOutOfMemory,
       [&](Arguments& arguments) { arguments.Handle(reserved); },
       [] { return simulated::InitialiseThread(); });
 }
 
 void CoTaskMemFree(void* memory) {
   Perform(
-      Machine::CurrentOrNull(), "CoTaskMemFree", [](Arguments&) {}, [&] { simulated::Deallocate(memory); });
+      CurrentMachineOrNull(), "CoTaskMemFree", [](Arguments&) {}, [&] { simulated::Deallocate(memory); });
 }
 
 HRESULT SHCreateItemFromParsingName(const char16_t* parsingName, void* bindContext, const GUID& iid,
                                     void** item) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   *item = nullptr;
   return Perform(
       &machine, "SHCreateItemFromParsingName", kOutOfMemory,
@@ -109,7 +111,7 @@ HRESULT SHCreateItemFromParsingName(const char16_t* parsingName, void* bindConte
 
 HRESULT IShellItem_BindToHandler(IShellItem* item, void* bindContext, const GUID& handlerId, const GUID& iid,
                                  void** handler) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   *handler = nullptr;
   return Perform(
       &machine, "IShellItem_BindToHandler", kOutOfMemory,
@@ -119,21 +121,21 @@ HRESULT IShellItem_BindToHandler(IShellItem* item, void* bindContext, const GUID
 
 HRESULT IShellItem_GetDisplayName(IShellItem* item, DWORD form, char16_t** name) {
   return Perform(
-      &Machine::Current(), "IShellItem_GetDisplayName", kOutOfMemory,
+      &CurrentMachine(), "IShellItem_GetDisplayName", kOutOfMemory,
       [&](Arguments& arguments) { arguments.Hex(form); },
       [&] { return simulated::TellName(*item, form, name); });
 }
 
 DWORD IShellItem_Release(IShellItem* item) {
   return Perform(
-      Machine::CurrentOrNull(), "IShellItem_Release", kReleasedAnyway, [](Arguments&) {},
+      CurrentMachineOrNull(), "IShellItem_Release", kReleasedAnyway, [](Arguments&) {},
       [&] { return simulated::ReleaseObject(item); });
 }
 
 HRESULT IEnumShellItems_Next(IEnumShellItems* enumerator, DWORD count, IShellItem** items, DWORD* fetched) {
   DWORD counted = 0;
   const HRESULT result = Perform(
-      &Machine::Current(), "IEnumShellItems_Next", kOutOfMemory,
+      &CurrentMachine(), "IEnumShellItems_Next", kOutOfMemory,
       [&](Arguments& arguments) { arguments.Number(count).Handle(fetched); },
       [&] { return simulated::Fetch(*enumerator, count, items, counted); });
   if (fetched) *fetched = counted;
@@ -142,7 +144,7 @@ HRESULT IEnumShellItems_Next(IEnumShellItems* enumerator, DWORD count, IShellIte
 
 DWORD IEnumShellItems_Release(IEnumShellItems* enumerator) {
   return Perform(
-      Machine::CurrentOrNull(), "IEnumShellItems_Release", kReleasedAnyway, [](Arguments&) {},
+      CurrentMachineOrNull(), "IEnumShellItems_Release", kReleasedAnyway, [](Arguments&) {},
       [&] { return simulated::ReleaseObject(enumerator); });
 }
 

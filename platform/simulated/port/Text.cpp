@@ -87,6 +87,8 @@ DWORD ExpandInto(const Environment& environment, const char16_t* source, char16_
 namespace platform {
 
 using simulated::Arguments;
+using simulated::CurrentMachine;
+using simulated::CurrentMachineOrNull;
 using simulated::Failure;
 using simulated::Machine;
 using simulated::Perform;
@@ -102,8 +104,8 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int textBy
     const std::u16string converted = simulated::FromUtf8(simulated::Whole(text, textBytes));
     return simulated::Deliver(std::u16string_view(converted), wide, wideChars);
   };
-  return Perform(Machine::CurrentOrNull(), "MultiByteToWideChar",
-                 Failure<int>{0, simulated::kNotEnoughMemory}, describe, convert);
+  return Perform(CurrentMachineOrNull(), "MultiByteToWideChar", Failure<int>{0, simulated::kNotEnoughMemory},
+                 describe, convert);
 }
 
 int WideCharToMultiByte(UINT codePage, DWORD flags, const char16_t* wide, int wideChars, char* text,
@@ -119,12 +121,12 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const char16_t* wide, int wi
     const std::string converted = simulated::ToUtf8(simulated::Whole(wide, wideChars));
     return simulated::Deliver(std::string_view(converted), text, textBytes);
   };
-  return Perform(Machine::CurrentOrNull(), "WideCharToMultiByte",
-                 Failure<int>{0, simulated::kNotEnoughMemory}, describe, convert);
+  return Perform(CurrentMachineOrNull(), "WideCharToMultiByte", Failure<int>{0, simulated::kNotEnoughMemory},
+                 describe, convert);
 }
 
 DWORD ExpandEnvironmentStringsW(const char16_t* source, char16_t* expanded, DWORD expandedChars) {
-  Machine& machine = Machine::Current();
+  Machine& machine = CurrentMachine();
   return Perform(
       &machine, "ExpandEnvironmentStringsW", Failure<DWORD>{0, simulated::kNotEnoughMemory},
       [&](Arguments& arguments) { arguments.Text(source).Number(expandedChars); },

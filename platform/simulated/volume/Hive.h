@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "simulated/base/LoadObserver.h"
 #include "simulated/base/WholeFile.h"
-#include "simulated/directory/MachineDirectory.h"
 #include "simulated/registry/Key.h"
 
 struct hive_h;

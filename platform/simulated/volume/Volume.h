@@ -8,7 +8,8 @@
 #include <filesystem>
 #include <optional>
 
-#include "simulated/directory/MachineDirectory.h"
+#include "simulated/base/LoadObserver.h"
+#include "simulated/machine/Machine.h"
 
 namespace simulated {
 

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "simulated/machine/Machine.h"
+#include "simulated/directory/CurrentMachine.h"
 
 namespace tests {
 namespace {
@@ -44,7 +44,7 @@ bool LoadedLibrary::IsLoaded(const std::string& file) {
 
 ProcessFigures MeasureProcess() {
   // A program's thread stays until it is joined; those are the machine's and not the library's.
-  simulated::Machine::Current().programs.WaitForAll();
+  simulated::CurrentMachine().programs.WaitForAll();
   const std::filesystem::directory_iterator threads("/proc/self/task");
   std::size_t handles = 0;
   for (const auto kind : {simulated::Waitable::Kind::Event, simulated::Waitable::Kind::Process,
@@ -55,7 +55,7 @@ ProcessFigures MeasureProcess() {
           mallinfo2().uordblks};
 }
 
-void PrepareLives() { simulated::Machine::Current().clock.UseOwnTime(); }
+void PrepareLives() { simulated::CurrentMachine().clock.UseOwnTime(); }
 
 ProcessFigures LeftByBareLives(std::size_t) { return {}; }
 

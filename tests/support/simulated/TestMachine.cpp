@@ -12,7 +12,7 @@
 #include "platform/Constants.h"
 #include "platform/Events.h"
 #include "simulated/base/Handles.h"
-#include "simulated/machine/Machine.h"
+#include "simulated/directory/CurrentMachine.h"
 #include "simulated/port/InvalidParameter.h"
 #include "simulated/regfile/RegFile.h"
 #include "simulated/regfile/RegistryMerger.h"
@@ -55,7 +55,7 @@ struct TestMachine::State {
   State() { machine.drives.Mount(u'C', driveC); }
   ~State() {
     machine.programs.WaitForAll();
-    simulated::Machine::Use(std::make_unique<simulated::Machine>());
+    simulated::UseMachine(std::make_unique<simulated::Machine>());
     std::error_code ignored;
     fs::remove_all(driveC, ignored);
   }
@@ -89,7 +89,7 @@ struct TestMachine::State {
   int folders = 0;
   std::mutex marksMutex;
   std::condition_variable markLeft;
-  simulated::Machine& machine = simulated::Machine::Use(std::make_unique<simulated::Machine>());
+  simulated::Machine& machine = simulated::UseMachine(std::make_unique<simulated::Machine>());
 };
 
 TestMachine::TestMachine() : signals(std::make_unique<Signals>()), state(std::make_unique<State>()) {

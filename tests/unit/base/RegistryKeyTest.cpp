@@ -63,7 +63,7 @@ TEST_F(Roots, EachCopyOfTheCurrentUserClosesThatPredefinedKey) {
 }
 
 void TellWhetherTheCurrentUserWasClosed() {
-  for (const simulated::JournalCall& call : simulated::Machine::Current().journal.Calls()) {
+  for (const simulated::JournalCall& call : simulated::CurrentMachine().journal.Calls()) {
     if (call.name == "RegCloseKey") std::fputs(("closed " + call.arguments).c_str(), stderr);
   }
 }
@@ -71,7 +71,7 @@ void TellWhetherTheCurrentUserWasClosed() {
 TEST(RootsDeathTest, CurrentUsersIsClosedOnceMoreAtUnload) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto unload = [] {
-    simulated::Machine::Current().journal.Start();
+    simulated::CurrentMachine().journal.Start();
     // What is registered before the roots are made runs after they are destroyed.
     std::atexit(&TellWhetherTheCurrentUserWasClosed);
     LocalMachineRoot();

@@ -263,7 +263,7 @@ TEST_F(BeforeInitialisationDeathTest, LogCallFaults) {
 }
 
 [[noreturn]] void ExitTellingWhetherItsOwnFailureBlocksTheLogger() {
-  simulated::Faults& faults = simulated::Machine::Current().faults;
+  simulated::Faults& faults = simulated::CurrentMachine().faults;
   faults.FailNth(1, Faults::Extent::Once, "vsprintf_s");
   std::atomic<pid_t> logger = 0;
   std::atomic<bool> done = false;

@@ -7,7 +7,7 @@
 
 #include "base/CommonFunc.h"
 #include "platform/Processes.h"
-#include "simulated/machine/Machine.h"
+#include "simulated/directory/CurrentMachine.h"
 
 namespace {
 
@@ -48,7 +48,7 @@ namespace {
 
 class StartRecords : public testing::Test {
  protected:
-  StartRecords() { simulated::Machine::Use(std::make_unique<simulated::Machine>()); }
+  StartRecords() { simulated::UseMachine(std::make_unique<simulated::Machine>()); }
 };
 
 TEST_F(StartRecords, OfACommandLineAreZeroButForSizeAndWindow) {

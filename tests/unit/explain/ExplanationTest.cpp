@@ -136,7 +136,7 @@ TEST_F(Explained, KeysStandInTheOrderOfTheScan) {
 }
 
 TEST(ExplainedWithoutProducts, MissingProductsKeyIsAllThatIsLookedAt) {
-  simulated::Machine& bare = simulated::Machine::Use(std::make_unique<simulated::Machine>());
+  simulated::Machine& bare = simulated::UseMachine(std::make_unique<simulated::Machine>());
   bare.registry.SetText(kUninstall64Path + u"\\a", u"DisplayName", u"App");
   const Explanation explanation = ExplainInstalledApps();
   ASSERT_EQ(explanation.keys.size(), 1U);

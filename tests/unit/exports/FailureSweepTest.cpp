@@ -15,6 +15,7 @@ namespace kestrelbay {
 namespace {
 
 using simulated::Faults;
+using simulated::UseMachine;
 using simulated::Machine;
 
 const std::u16string kPacked = u"87654321DCBA10FE32547698BADCFE10";
@@ -27,7 +28,7 @@ void SetText(Machine& machine, const std::u16string& path, std::u16string_view n
 
 /** A machine on which a scan takes every road. */
 Machine& UseFullMachine() {
-  Machine& machine = Machine::Use(std::make_unique<Machine>());
+  Machine& machine = UseMachine(std::make_unique<Machine>());
   SetText(machine, kProductsPath + u"\\" + kPacked, u"ProductName", u"Managed");
   SetText(machine, kUninstall32Path + u"\\App", u"DisplayName", u"App");
   SetText(machine, kUninstall32Path + u"\\App", u"UninstallString", u"u");
@@ -54,7 +55,7 @@ void PrintTo(const Extent& extent, std::ostream* out) {
 class FailureSweep : public testing::TestWithParam<Extent> {
  protected:
   FailureSweep() {
-    Machine::Use(std::make_unique<Machine>());
+    UseMachine(std::make_unique<Machine>());
     // Records go to log.dll: a message that cannot be formatted would end at the logger's own lock.
     InitDllLogger(nullptr);
   }

@@ -14,7 +14,7 @@
 #include "KestrelbayGeneralSDK.h"
 #include "base/LoadTimeObjects.h"
 #include "base/RegistryKey.h"
-#include "simulated/machine/Machine.h"
+#include "simulated/directory/CurrentMachine.h"
 #include "simulated/port/InvalidParameter.h"
 
 namespace {
@@ -54,6 +54,7 @@ void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
 namespace kestrelbay {
 namespace {
 
+using simulated::UseMachine;
 using simulated::Machine;
 
 std::atomic<int> calledBack = 0;
@@ -166,7 +167,7 @@ INSTANTIATE_TEST_SUITE_P(In, LackOfMemory, testing::ValuesIn(kExports),
 TEST_P(LackOfMemory, LeavesTheExportAsAnException) {
   long raised = 0;
   for (bool isRaised = true; isRaised; raised += isRaised) {
-    Machine& machine = Machine::Use(std::make_unique<Machine>());
+    Machine& machine = UseMachine(std::make_unique<Machine>());
     Fill(machine);
     allocationsLeft = raised;
     isRaised = false;
@@ -189,7 +190,7 @@ TEST_P(LackOfMemory, LeavesTheExportAsAnException) {
 TEST(LackOfMemoryBehindARoot, LeavesTheRootOpen) {
   long raised = 0;
   for (std::unique_ptr<RegistryKey> opened; !opened; raised += !opened) {
-    Machine& machine = Machine::Use(std::make_unique<Machine>());
+    Machine& machine = UseMachine(std::make_unique<Machine>());
     machine.journal.Start();
     allocationsLeft = raised;
     try {
@@ -210,7 +211,7 @@ bool HasNoText(const InstalledAppEntry& entry) {
 
 TEST(LackOfMemoryForTheTextsOfAList, FindsTheArrayHandedOutWithNullsInsteadOfTexts) {
   InitDllLogger([](const char*, std::int32_t, const char*) {});
-  Fill(Machine::Use(std::make_unique<Machine>()));
+  Fill(UseMachine(std::make_unique<Machine>()));
   List(false);  // makes what is made once
   InstalledAppEntry none;
   InstalledAppEntry* entries = &none;
@@ -238,7 +239,7 @@ char* output = nullptr;
 
 // The block's place is set before anything is copied, which whoever is told of the condition sees.
 TEST(LackOfMemoryForTheHostsText, RaisesTheInvalidParameterConditionWithANullOutput) {
-  Machine::Use(std::make_unique<Machine>());
+  UseMachine(std::make_unique<Machine>());
   InitDllLogger([](const char*, std::int32_t, const char*) {});
   const auto before =
       simulated::SetInvalidParameterHandler([](const char* operation) { throw std::string(operation); });

@@ -13,13 +13,15 @@ namespace kestrelbay {
 namespace {
 
 using simulated::Faults;
+using simulated::CurrentMachine;
+using simulated::UseMachine;
 using simulated::Machine;
 
 const std::u16string kEntry = kUninstall64Path + u"\\App";
 
 /** A machine on which every export has something to find. */
 Machine& UseFullMachine() {
-  Machine& machine = Machine::Use(std::make_unique<Machine>());
+  Machine& machine = UseMachine(std::make_unique<Machine>());
   simulated::RegistryTree& registry = machine.registry;
   registry.CreateKey(kProductsPath);
   registry.SetText(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Cryptography", u"MachineGuid", u"id");
@@ -45,7 +47,7 @@ Machine& UseFullMachine() {
 class OtherExportsSweep : public testing::TestWithParam<Faults::Extent> {
  protected:
   OtherExportsSweep() { InitDllLogger(nullptr); }
-  ~OtherExportsSweep() override { Machine::Current().programs.WaitForAll(); }
+  ~OtherExportsSweep() override { CurrentMachine().programs.WaitForAll(); }
 
   /** @param flow makes the calls, on a machine where one may fail */
   static void Sweep(std::size_t fewestCalls, const std::function<void(Machine&)>& flow) {

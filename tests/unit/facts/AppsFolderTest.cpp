@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "LogText.h"
-#include "facts/SystemInfo.h"
+#include "facts/AppsFolder.h"
 #include "simulated/base/ComObject.h"
 #include "simulated/base/Memory.h"
 #include "support/OnMachine.h"
@@ -23,7 +23,7 @@ class AppsFolder : public OnMachine {
 
   std::vector<AppsFolderEntry> Enumerate() {
     std::vector<AppsFolderEntry> entries = {{"Old", "old"}};
-    SystemInfo::GetInstance().EnumerateAppsFolder(entries);
+    EnumerateAppsFolder(entries);
     return entries;
   }
 

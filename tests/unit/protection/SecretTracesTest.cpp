@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "KestrelbayGeneralSDK.h"
-#include "simulated/machine/Machine.h"
+#include "simulated/directory/CurrentMachine.h"
 
 namespace {
 
@@ -88,7 +88,7 @@ constexpr std::string_view kSecrets[] = {"pin 83-5541-07",
 class SecretTraces : public testing::TestWithParam<std::string_view> {
  protected:
   SecretTraces() {
-    simulated::Machine::Use(std::make_unique<simulated::Machine>());
+    simulated::UseMachine(std::make_unique<simulated::Machine>());
     InitDllLogger([](const char*, std::int32_t, const char*) {});
   }
   ~SecretTraces() override {

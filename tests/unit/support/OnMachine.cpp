@@ -18,7 +18,7 @@ bool StartPlainlyElevated(const std::u16string& file, const std::u16string& para
   return isStarted;
 }
 
-OnMachine::OnMachine() : machine(simulated::Machine::Use(std::make_unique<simulated::Machine>())) {}
+OnMachine::OnMachine() : machine(simulated::UseMachine(std::make_unique<simulated::Machine>())) {}
 
 void OnMachine::SetTexts(const std::u16string& path, const Texts& values) {
   machine.registry.CreateKey(path);

@@ -11,7 +11,7 @@
 
 #include "PlainRegistry.h"
 #include "base/RegistryKey.h"
-#include "simulated/machine/Machine.h"
+#include "simulated/directory/CurrentMachine.h"
 
 namespace kestrelbay {
 

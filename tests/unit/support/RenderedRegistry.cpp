@@ -16,7 +16,7 @@ void Render(const PlainKey& from, simulated::RegistryTree& registry, const std::
 }  // namespace
 
 simulated::Machine& UseMachineWith(const PlainRegistry& registry) {
-  simulated::Machine& machine = simulated::Machine::Use(std::make_unique<simulated::Machine>());
+  simulated::Machine& machine = simulated::UseMachine(std::make_unique<simulated::Machine>());
   Render(registry.machine, machine.registry, u"HKEY_LOCAL_MACHINE");
   for (const PlainKey& software : registry.machine32.subKeys) {
     Render(software, machine.registry, u"HKEY_LOCAL_MACHINE\\Software\\Wow6432Node");

@@ -3,7 +3,7 @@
 
 #include "KestrelbayGeneralSDK.h"
 #include "commands/Command.h"
-#include "views/DisplayText.h"
+#include "console/DisplayText.h"
 
 namespace host {
 namespace {

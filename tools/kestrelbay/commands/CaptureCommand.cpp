@@ -12,10 +12,10 @@
 #include "capture/Surroundings.h"
 #include "capture/Text.h"
 #include "commands/Command.h"
+#include "console/DisplayText.h"
 #include "console/Failure.h"
 #include "console/Host.h"
 #include "console/Progress.h"
-#include "views/DisplayText.h"
 #include "views/Inventory.h"
 #include "views/Messages.h"
 

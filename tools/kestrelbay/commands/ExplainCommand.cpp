@@ -4,10 +4,10 @@
 #include <numeric>
 
 #include "commands/Command.h"
+#include "console/DisplayText.h"
 #include "console/Failure.h"
 #include "explain/ExplainJson.h"
 #include "explain/ExplainText.h"
-#include "views/DisplayText.h"
 
 namespace host {
 namespace {

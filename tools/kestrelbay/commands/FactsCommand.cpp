@@ -4,7 +4,7 @@
 
 #include "KestrelbayGeneralSDK.h"
 #include "commands/Command.h"
-#include "views/DisplayText.h"
+#include "console/DisplayText.h"
 #include "views/Messages.h"
 
 namespace host {

@@ -3,9 +3,9 @@
 
 #include "KestrelbayGeneralSDK.h"
 #include "commands/Command.h"
+#include "console/DisplayText.h"
 #include "console/Failure.h"
 #include "console/Host.h"
-#include "views/DisplayText.h"
 #include "views/Inventory.h"
 
 namespace host {

@@ -4,10 +4,10 @@
 
 #include "commands/Command.h"
 #include "console/Base64.h"
+#include "console/DisplayText.h"
 #include "console/Failure.h"
 #include "console/Host.h"
 #include "console/SaveFile.h"
-#include "views/DisplayText.h"
 #include "views/Inventory.h"
 
 namespace host {

@@ -7,9 +7,9 @@
 #include "capture/Text.h"
 #include "commands/Command.h"
 #include "console/Base64.h"
+#include "console/DisplayText.h"
 #include "console/Failure.h"
 #include "console/SaveFile.h"
-#include "views/DisplayText.h"
 #include "views/Inventory.h"
 #include "views/ReportPage.h"
 

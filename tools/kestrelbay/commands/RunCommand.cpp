@@ -4,8 +4,8 @@
 
 #include "KestrelbayGeneralSDK.h"
 #include "commands/Command.h"
+#include "console/DisplayText.h"
 #include "console/Failure.h"
-#include "views/DisplayText.h"
 
 namespace host {
 namespace {

@@ -3,10 +3,10 @@
 
 #include "KestrelbayGeneralSDK.h"
 #include "commands/Command.h"
+#include "console/DisplayText.h"
 #include "console/Failure.h"
 #include "console/Host.h"
 #include "console/SecretText.h"
-#include "views/DisplayText.h"
 
 namespace host {
 namespace {

@@ -3,8 +3,8 @@
 
 #include "KestrelbayGeneralSDK.h"
 #include "commands/Job.h"
+#include "console/DisplayText.h"
 #include "console/Failure.h"
-#include "views/DisplayText.h"
 
 namespace host {
 namespace {

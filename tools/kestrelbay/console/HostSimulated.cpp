@@ -17,6 +17,7 @@
 #include "console/Failure.h"
 #include "console/Host.h"
 #include "console/Progress.h"
+#include "simulated/directory/CurrentMachine.h"
 #include "simulated/directory/MachineDirectory.h"
 
 namespace host {
@@ -57,7 +58,7 @@ fs::path SampleDirectory() {
 
 void UseMachine(const fs::path& directory, simulated::Changes changes, const LoadObserver& observer) {
   try {
-    simulated::Machine::Use(
+    simulated::UseMachine(
         simulated::OpenMachine(directory, changes, {observer.progress, observer.warning, observer.damage}));
   } catch (const simulated::MachineError& error) {
     throw Failure(error.what());
@@ -195,7 +196,7 @@ bool WasInterrupted() { return wasInterrupted != 0; }
 
 void LeaveMachine() {
   std::signal(SIGINT, SIG_DFL);
-  simulated::Machine* const machine = simulated::Machine::CurrentOrNull();
+  simulated::Machine* const machine = simulated::CurrentMachineOrNull();
   if (!machine) return;
   Progress progress("Programs still run on the machine (Ctrl-C ends them)");
   while (machine->programs.RunningCount() > 0) {

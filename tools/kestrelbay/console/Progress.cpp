@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "console/DisplayText.h"
 #include "console/Host.h"
-#include "views/DisplayText.h"
 
 namespace host {
 namespace {

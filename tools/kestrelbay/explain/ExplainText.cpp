@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "views/DisplayText.h"
+#include "console/DisplayText.h"
 #include "views/Inventory.h"
 #include "views/Table.h"
 

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "views/DisplayText.h"
+#include "console/DisplayText.h"
 
 namespace host {
 namespace {

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <span>
 
-#include "views/DisplayText.h"
+#include "console/DisplayText.h"
 #include "views/Messages.h"
 
 namespace host {

@@ -1,11 +1,11 @@
-#include "views/DisplayText.h"
+#include "console/DisplayText.h"
 
 #include <algorithm>
 #include <iterator>
 #include <span>
 
+#include "console/CharacterWidths.h"
 #include "console/Host.h"
-#include "views/CharacterWidths.h"
 
 namespace host {
 namespace {

@@ -1,15 +1,11 @@
-#include <vector>
+#include "facts/GraphicsAdapters.h"
 
 #include "base/CommonFunc.h"
-#include "facts/SystemInfo.h"
 #include "platform/Constants.h"
-#include "platform/Files.h"
 #include "platform/Graphics.h"
 
 namespace kestrelbay {
 namespace {
-
-constexpr unsigned kMebibyteBits = 20;
 
 std::vector<IDXGIAdapter*> Adapters(IDXGIFactory* factory) {
   std::vector<IDXGIAdapter*> adapters;
@@ -34,28 +30,14 @@ std::string DescribeAndRelease(IDXGIAdapter* adapter) {
 
 }  // namespace
 
-std::string SystemInfo::GetGraphics() {
+std::vector<std::string> GraphicsAdapterNames() {
   void* created = nullptr;
   if (platform::CreateDXGIFactory(platform::IID_IDXGIFactory, &created) < 0) return {};
   auto* const factory = static_cast<IDXGIFactory*>(created);
-  std::string names;
-  const char* separator = "";
-  for (IDXGIAdapter* const adapter : Adapters(factory)) {
-    names.append(separator).append(DescribeAndRelease(adapter));
-    separator = ",";
-  }
+  std::vector<std::string> names;
+  for (IDXGIAdapter* const adapter : Adapters(factory)) names.push_back(DescribeAndRelease(adapter));
   platform::IDXGIFactory_Release(factory);
   return names;
-}
-
-std::int64_t SystemInfo::GetDiskAvailableSpace(const char* path) {
-  if (!path || !*path) return -1;
-  const std::u16string root = Utf8ToWide({path[0], ':', '/'});
-  std::uint64_t freeToCaller = 0;
-  std::uint64_t total = 0;
-  std::uint64_t totalFree = 0;
-  if (!platform::GetDiskFreeSpaceExW(root.c_str(), &freeToCaller, &total, &totalFree)) return -1;
-  return static_cast<std::int64_t>(freeToCaller >> kMebibyteBits);
 }
 
 }  // namespace kestrelbay

@@ -1,4 +1,4 @@
-#include "simulated/machine/Clock.h"
+#include "simulated/base/Clock.h"
 
 #include <thread>
 

@@ -1,0 +1,45 @@
+#include "exports/AppEntries.h"
+
+#include <cstdlib>
+
+#include "base/CommonFunc.h"
+#include "exports/HostText.h"
+
+namespace kestrelbay {
+namespace {
+
+InstalledAppEntry NewEntry(const ListedApp& app) {
+  const auto text = [](std::u16string_view wide) { return NewHostText(WideToUtf8(wide)); };
+  return {.displayName = text(app.DisplayName),
+          .installLocation = text(app.InstallLocation),
+          .displayVersion = text(app.DisplayVersion),
+          .displayIcon = text(app.DisplayIcon),
+          .iconText = NewHostText(std::string(app.IconText)),
+          .installDate = text(app.InstallDate),
+          .lastWriteTime = text(app.LastWriteTime),
+          .architecture = app.architecture};
+}
+
+void FreeTexts(InstalledAppEntry& entry) {
+  for (char** text : {&entry.displayName, &entry.installLocation, &entry.displayVersion, &entry.displayIcon,
+                      &entry.iconText, &entry.installDate, &entry.lastWriteTime}) {
+    std::free(*text);
+    *text = nullptr;
+  }
+}
+
+}  // namespace
+
+InstalledAppEntry* NewEntries(std::size_t count) { return new InstalledAppEntry[count]{}; }
+
+void FillEntries(const InstalledAppList& apps, InstalledAppEntry* entries) {
+  for (std::size_t index = 0; index < apps.size(); ++index) entries[index] = NewEntry(apps[index]);
+}
+
+void DeleteEntries(InstalledAppEntry* entries, std::int32_t count) {
+  if (!entries) return;  // the host has released this list before
+  for (std::int32_t index = 0; index < count; ++index) FreeTexts(entries[index]);
+  delete[] entries;
+}
+
+}  // namespace kestrelbay
