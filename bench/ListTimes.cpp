@@ -13,8 +13,8 @@
 #include "BareScan.h"
 #include "FilledMachine.h"
 #include "KestrelbayGeneralSDK.h"
-#include "inventory/AppList.h"
 #include "inventory/InventoryScan.h"
+#include "inventory/ScanResult.h"
 
 namespace {
 
@@ -67,7 +67,7 @@ kestrelbay::InstalledAppInfo Record(std::size_t number, const std::u16string& na
 // Versions differ, so that nothing merges and the list only grows.
 void AddOneName(benchmark::State& state) {
   for (auto _ : state) {
-    kestrelbay::AppList list;
+    kestrelbay::ScanResult list;
     for (std::size_t number = 0; number < Size(state); ++number) {
       kestrelbay::InstalledAppInfo record = Record(number, u"Brackenfold Editor");
       kestrelbay::AddOrMergeApp(list, record);
@@ -79,7 +79,7 @@ void AddOneName(benchmark::State& state) {
 
 void MergeIntoOne(benchmark::State& state) {
   for (auto _ : state) {
-    kestrelbay::AppList list;
+    kestrelbay::ScanResult list;
     for (std::size_t number = 0; number < Size(state); ++number) {
       kestrelbay::InstalledAppInfo record = Record(1, u"Brackenfold Editor");
       record.UninstallString.clear();
@@ -92,9 +92,9 @@ void MergeIntoOne(benchmark::State& state) {
 
 void Sort(benchmark::State& state) {
   UseMachine(Size(state));
-  kestrelbay::AppList list;
+  kestrelbay::ScanResult list;
   kestrelbay::ScanInventory(list);
-  const kestrelbay::InstalledAppList inScanOrder = list.Take();
+  const kestrelbay::AppRecords inScanOrder = list.Take();
   for (auto _ : state) benchmark::DoNotOptimize(kestrelbay::OrderByName(inScanOrder));
   ReportPerApplication(state);
 }

@@ -17,8 +17,8 @@
 namespace {
 
 using simulated::Key;
-using simulated::UseMachine;
 using simulated::Machine;
+using simulated::UseMachine;
 
 std::size_t KeysBelow(Key& key) {
   std::size_t count = 1;

@@ -8,7 +8,7 @@
 namespace kestrelbay {
 namespace {
 
-InstalledAppEntry NewEntry(const ListedApp& app) {
+InstalledAppEntry NewEntry(const AppRecord& app) {
   const auto text = [](std::u16string_view wide) { return NewHostText(WideToUtf8(wide)); };
   return {.displayName = text(app.DisplayName),
           .installLocation = text(app.InstallLocation),
@@ -32,7 +32,7 @@ void FreeTexts(InstalledAppEntry& entry) {
 
 InstalledAppEntry* NewEntries(std::size_t count) { return new InstalledAppEntry[count]{}; }
 
-void FillEntries(const InstalledAppList& apps, InstalledAppEntry* entries) {
+void FillEntries(const AppRecords& apps, InstalledAppEntry* entries) {
   for (std::size_t index = 0; index < apps.size(); ++index) entries[index] = NewEntry(apps[index]);
 }
 

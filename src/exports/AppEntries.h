@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "KestrelbayGeneralSDK.h"
-#include "inventory/InstalledAppList.h"
+#include "inventory/AppRecords.h"
 
 namespace kestrelbay {
 
@@ -16,7 +16,7 @@ InstalledAppEntry* NewEntries(std::size_t count);
  * Copies a list into the host's form, in list order. Each text is a malloc block.
  * @param entries  array of at least `apps.size()` entries
  */
-void FillEntries(const InstalledAppList& apps, InstalledAppEntry* entries);
+void FillEntries(const AppRecords& apps, InstalledAppEntry* entries);
 
 /**
  * Frees an array of NewEntries.

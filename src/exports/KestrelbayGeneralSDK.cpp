@@ -48,7 +48,7 @@ std::string ReadInstalledVersion(const RegistryKey& key) {
 }
 
 std::string FindInstalledVersion(const char* displayName) {
-  const ListedApp* const app = FindInstalledApp(displayName);
+  const AppRecord* const app = FindInstalledApp(displayName);
   return app ? WideToUtf8(app->DisplayVersion) : std::string();
 }
 
@@ -116,7 +116,7 @@ bool GetAppVersion(const char* displayName, const char* registryPath, char* buff
   SDK_LOG(kLogInfo, kFile, "enter GetAppVersion");
   if (!registryPath || !*registryPath) return CopyFact(FindInstalledVersion(displayName), buffer, size);
   // That there is a path is all that counts. Its text is not read, so the place is the machine's root.
-  const RegistryPlace place = OpenRegistryPath({});
+  const OpenedPath place = OpenRegistryPath({});
   if (!place.key) {
     SDK_LOG(kLogError, kFile, "failed open registry.");
     return false;
@@ -152,7 +152,7 @@ void Decrypt(const char* input, char** output) {
 
 void GetInstalledAppList(InstalledAppEntry** entries, uint32_t* count, bool includeIcons) {
   SDK_LOG(kLogInfo, kFile, "enter GetInstalledAppList");
-  const std::unique_ptr<InstalledAppList> apps = GetInstalledApps(includeIcons);
+  const std::unique_ptr<AppRecords> apps = GetInstalledApps(includeIcons);
   *entries = NewEntries(apps->size());
   FillEntries(*apps, *entries);
   *count = static_cast<std::uint32_t>(apps->size());

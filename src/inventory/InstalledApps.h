@@ -9,18 +9,18 @@
 #include <memory>
 #include <string>
 
-#include "inventory/InstalledAppList.h"
+#include "inventory/AppRecords.h"
 
 namespace kestrelbay {
 
 /** @return all records in sorted order, without icon texts; equal names stay in the order of the scan */
-InstalledAppList ScanInstalledApps();
+AppRecords ScanInstalledApps();
 
 /**
  * @param includeIcons  whether the icons of executables are drawn; nothing else depends on it
  * @return all records in sorted order with their icon texts; never null
  */
-std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons);
+std::unique_ptr<AppRecords> GetInstalledApps(bool includeIcons);
 
 /**
  * Finds the first record with exactly this name. The inventory that it asks stays allocated for the life of
@@ -28,7 +28,7 @@ std::unique_ptr<InstalledAppList> GetInstalledApps(bool includeIcons);
  * @param displayName  UTF-8; null faults once there is a name to compare it with
  * @return null where there is no such record
  */
-const ListedApp* FindInstalledApp(const char* displayName);
+const AppRecord* FindInstalledApp(const char* displayName);
 
 /**
  * Draws the icon of the first record with exactly this name. The inventory that it asks stays allocated for

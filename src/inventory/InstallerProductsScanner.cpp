@@ -11,24 +11,24 @@ namespace {
 constexpr char16_t kMachineUserDataSid[] = u"S-1-5-18";
 
 std::unique_ptr<RegistryKey> OpenUserData(const ScanObserver* observer, RegistryView view) {
-  return OpenPlace(observer, Place::UserData, LocalMachineRoot(), InstallerUserDataPath, view);
+  return OpenScanRoot(observer, ScanRoot::UserData, LocalMachineRoot(), InstallerUserDataPath, view);
 }
 
 void ScanProductsInView(const RegistryKey& userProducts, const RegistryKey* userData, RegistryView view,
-                        AppList& list) {
+                        ScanResult& list) {
   if (userData) {
     ScanUserProducts(userProducts, *userData, list);
   } else {
-    Tell(list.observer, ProductsUnread{userProducts, view});
+    Notify(list.observer, ProductsUnread{userProducts, view});
   }
 }
 
-void ScanHive(const std::u16string& hive, const RegistryKey& productsKey, AppList& list) {
-  const auto uninstallKey = OpenPlace(list.observer, Place::UninstallKey, UsersRoot(),
-                                      hive + u'\\' + UninstallKeyPath, kDefaultView);
+void ScanHive(const std::u16string& hive, const RegistryKey& productsKey, ScanResult& list) {
+  const auto uninstallKey = OpenScanRoot(list.observer, ScanRoot::UninstallKey, UsersRoot(),
+                                         hive + u'\\' + UninstallKeyPath, kDefaultView);
   ScanUninstallKey(uninstallKey.get(), productsKey, list);
-  const auto userProducts = OpenPlace(list.observer, Place::UserProducts, UsersRoot(),
-                                      hive + u'\\' + UserProductsPath, kDefaultView);
+  const auto userProducts = OpenScanRoot(list.observer, ScanRoot::UserProducts, UsersRoot(),
+                                         hive + u'\\' + UserProductsPath, kDefaultView);
   if (!userProducts) return;
   const auto userData32 = OpenUserData(list.observer, k32BitView);
   const auto userData64 = OpenUserData(list.observer, k64BitView);
@@ -37,17 +37,17 @@ void ScanHive(const std::u16string& hive, const RegistryKey& productsKey, AppLis
 }
 
 Verdict LookInBranch(const std::u16string& packedCode, const std::u16string& sid,
-                     const RegistryKey& userProducts, const RegistryKey& userData, AppList& list) {
+                     const RegistryKey& userProducts, const RegistryKey& userData, ScanResult& list) {
   if (sid == kMachineUserDataSid) return Verdict::MachineBranch;
   return FindProductInUserData(packedCode, sid, userProducts, userData, list);
 }
 
 Verdict FindUserProduct(const std::u16string& packedCode, const RegistryKey& userProducts,
-                        const RegistryKey& userData, AppList& list) {
+                        const RegistryKey& userData, ScanResult& list) {
   // Listed anew for each product: a user's branch that comes or goes meanwhile counts at once.
   for (const std::u16string& sid : ListSubKeyNames(userData)) {
     const Verdict verdict = LookInBranch(packedCode, sid, userProducts, userData, list);
-    Tell(list.observer, BranchJudged{sid, verdict});
+    Notify(list.observer, BranchJudged{sid, verdict});
     if (verdict == Verdict::Accepted) return verdict;
   }
   return Verdict::InNoBranch;
@@ -56,7 +56,7 @@ Verdict FindUserProduct(const std::u16string& packedCode, const RegistryKey& use
 }  // namespace
 
 Verdict ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& installProperties,
-                             AppList& list) {
+                             ScanResult& list) {
   const ScanObserver* const observer = list.observer;
   InstalledAppInfo& app = list.BlankRecord();
   ReadField(observer, app.DisplayName, AppField::DisplayName, productKey, u"ProductName");
@@ -67,14 +67,15 @@ Verdict ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& i
   ReadLastWriteTime(installProperties, app.LastWriteTime);
   ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, productKey, u"ProductIcon");
   ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, installProperties, u"DisplayIcon");
-  const std::u16string publisher = ReadDecider(observer, installProperties, u"Publisher");
+  const std::u16string publisher = ReadRuleValue(observer, installProperties, u"Publisher");
   ReadField(observer, app.UninstallString, AppField::UninstallString, installProperties, u"UninstallString");
   const Verdict verdict = JudgeManagedEntry(app, publisher);
-  return HandOn(verdict, installProperties, app, list);
+  return AddIfAccepted(verdict, installProperties, app, list);
 }
 
 Verdict FindProductInUserData(const std::u16string& packedCode, const std::u16string& sid,
-                              const RegistryKey& userProducts, const RegistryKey& userData, AppList& list) {
+                              const RegistryKey& userProducts, const RegistryKey& userData,
+                              ScanResult& list) {
   const ScanObserver* const observer = list.observer;
   const std::u16string productsPath = InstallerUserDataPath + u'\\' + sid + u"\\Products";
   const auto products = OpenEntryKey(observer, LocalMachineRoot(), productsPath, userData.view);
@@ -87,7 +88,7 @@ Verdict FindProductInUserData(const std::u16string& packedCode, const std::u16st
     verdict = Verdict::PropertiesUnopened;
     if (!installProperties) continue;
     verdict = Verdict::SystemComponent;
-    if (IsFlagSet(ReadDecider(observer, *installProperties, u"SystemComponent"))) continue;
+    if (IsFlagSet(ReadRuleValue(observer, *installProperties, u"SystemComponent"))) continue;
     const auto productKey = OpenEntryKey(observer, userProducts, packedCode, userProducts.view);
     verdict = Verdict::ProductKeyUnopened;
     if (!productKey) continue;
@@ -96,15 +97,15 @@ Verdict FindProductInUserData(const std::u16string& packedCode, const std::u16st
   return verdict;
 }
 
-void ScanUserProducts(const RegistryKey& userProducts, const RegistryKey& userData, AppList& list) {
+void ScanUserProducts(const RegistryKey& userProducts, const RegistryKey& userData, ScanResult& list) {
   for (const std::u16string& packedCode : ListSubKeyNames(userProducts)) {
-    Tell(list.observer, EntryBegun{Place::UserProducts, userProducts, packedCode, userData.view});
+    Notify(list.observer, EntryBegun{ScanRoot::UserProducts, userProducts, packedCode, userData.view});
     const Verdict verdict = FindUserProduct(packedCode, userProducts, userData, list);
-    Tell(list.observer, EntryJudged{verdict});
+    Notify(list.observer, EntryJudged{verdict});
   }
 }
 
-void ScanUserHives(AppList& list, const RegistryKey& productsKey) {
+void ScanUserHives(ScanResult& list, const RegistryKey& productsKey) {
   for (const std::u16string& hive : ListSubKeyNames(UsersRoot())) ScanHive(hive, productsKey, list);
 }
 

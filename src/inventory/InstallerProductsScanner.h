@@ -7,29 +7,29 @@
 #include <string>
 
 #include "base/RegistryKey.h"
-#include "inventory/AppList.h"
+#include "inventory/ScanResult.h"
 
 namespace kestrelbay {
 
 /** @param productsKey  the machine's installer products */
-void ScanUserHives(AppList& list, const RegistryKey& productsKey);
+void ScanUserHives(ScanResult& list, const RegistryKey& productsKey);
 
 /**
  * Looks each product of one hive up below every user of UserData. The first user whose branch yields a record
  * wins, whether or not that is the user of the hive.
  * @param userData  in one view, which becomes the records' architecture
  */
-void ScanUserProducts(const RegistryKey& userProducts, const RegistryKey& userData, AppList& list);
+void ScanUserProducts(const RegistryKey& userProducts, const RegistryKey& userData, ScanResult& list);
 
 /**
  * @param sid  name of a user's branch below UserData
  * @return Accepted when a record was handed on, else why this branch yields none
  */
 Verdict FindProductInUserData(const std::u16string& packedCode, const std::u16string& sid,
-                              const RegistryKey& userProducts, const RegistryKey& userData, AppList& list);
+                              const RegistryKey& userProducts, const RegistryKey& userData, ScanResult& list);
 
 /** @return Accepted when a record was handed on */
 Verdict ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& installProperties,
-                             AppList& list);
+                             ScanResult& list);
 
 }  // namespace kestrelbay

@@ -9,10 +9,10 @@ namespace kestrelbay {
 namespace {
 
 std::unique_ptr<RegistryKey> OpenUninstallKey(const ScanObserver* observer, RegistryView view) {
-  return OpenPlace(observer, Place::UninstallKey, LocalMachineRoot(), UninstallKeyPath, view);
+  return OpenScanRoot(observer, ScanRoot::UninstallKey, LocalMachineRoot(), UninstallKeyPath, view);
 }
 
-void ScanMachine(const RegistryKey& productsKey, AppList& list) {
+void ScanMachine(const RegistryKey& productsKey, ScanResult& list) {
   const auto uninstallKey32 = OpenUninstallKey(list.observer, k32BitView);
   ScanUninstallKey(uninstallKey32.get(), productsKey, list);
   const auto uninstallKey64 = OpenUninstallKey(list.observer, k64BitView);
@@ -21,9 +21,9 @@ void ScanMachine(const RegistryKey& productsKey, AppList& list) {
 
 }  // namespace
 
-void ScanInventory(AppList& list) {
-  const auto productsKey = OpenPlace(list.observer, Place::InstallerProducts, LocalMachineRoot(),
-                                     InstallerClassesPath, kDefaultView);
+void ScanInventory(ScanResult& list) {
+  const auto productsKey = OpenScanRoot(list.observer, ScanRoot::InstallerProducts, LocalMachineRoot(),
+                                        InstallerClassesPath, kDefaultView);
   // Without this key the whole inventory is empty, the users' hives included, and that is meant.
   if (!productsKey) return;
   ScanMachine(*productsKey, list);

@@ -6,23 +6,24 @@ std::unique_ptr<RegistryKey> OpenEntryKey(const ScanObserver* observer, const Re
                                           const std::u16string& path, RegistryView view) {
   platform::LSTATUS status = 0;
   auto key = OpenKeyInView(parent, path, view, &status);
-  Tell(observer, KeyTried{parent, path, view, status});
+  Notify(observer, KeyTried{parent, path, view, status});
   return key;
 }
 
-std::unique_ptr<RegistryKey> OpenPlace(const ScanObserver* observer, Place place, const RegistryKey& root,
-                                       const std::u16string& path, RegistryView view) {
+std::unique_ptr<RegistryKey> OpenScanRoot(const ScanObserver* observer, ScanRoot place,
+                                          const RegistryKey& root, const std::u16string& path,
+                                          RegistryView view) {
   platform::LSTATUS status = 0;
   auto key = OpenKeyInView(root, path, view, &status);
-  Tell(observer, PlaceTried{place, {root, path, view, status}});
+  Notify(observer, ScanRootTried{place, {root, path, view, status}});
   return key;
 }
 
-std::u16string ReadDecider(const ScanObserver* observer, const RegistryKey& key, const char16_t* name) {
+std::u16string ReadRuleValue(const ScanObserver* observer, const RegistryKey& key, const char16_t* name) {
   std::u16string text;
   ValueFound found;
   ReadRegistryValue(key, name, text, &found);
-  Tell(observer, ValueRead{key, name, text, found, std::nullopt});
+  Notify(observer, ValueRead{key, name, text, found, std::nullopt});
   return text;
 }
 
@@ -33,14 +34,14 @@ void ReadField(const ScanObserver* observer, std::u16string& fieldText, AppField
   ValueFound found;
   ReadRegistryValue(key, name, text, &found);
   const bool takes = &text == &fieldText && !text.empty();
-  Tell(observer, ValueRead{key, name, text, found, takes ? std::optional(field) : std::nullopt});
+  Notify(observer, ValueRead{key, name, text, found, takes ? std::optional(field) : std::nullopt});
 }
 
-void TakeKey(const ScanObserver* observer, InstalledAppInfo& app, const RegistryKey& key) {
+void CopyKeyOrigin(const ScanObserver* observer, InstalledAppInfo& app, const RegistryKey& key) {
   app.rootKeyStr = key.rootName;
   app.subKeyPath = key.path;
   app.architecture = key.view;
-  Tell(observer, KeyTaken{key});
+  Notify(observer, KeyTaken{key});
 }
 
 }  // namespace kestrelbay

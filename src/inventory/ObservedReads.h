@@ -16,17 +16,18 @@ namespace kestrelbay {
 std::unique_ptr<RegistryKey> OpenEntryKey(const ScanObserver* observer, const RegistryKey& parent,
                                           const std::u16string& path, RegistryView view);
 /** Opens a key of the scan's own path, below which entries stand. */
-std::unique_ptr<RegistryKey> OpenPlace(const ScanObserver* observer, Place place, const RegistryKey& root,
-                                       const std::u16string& path, RegistryView view);
+std::unique_ptr<RegistryKey> OpenScanRoot(const ScanObserver* observer, ScanRoot place,
+                                          const RegistryKey& root, const std::u16string& path,
+                                          RegistryView view);
 
 /** Reads a value that decides on an entry and is not kept. */
-std::u16string ReadDecider(const ScanObserver* observer, const RegistryKey& key, const char16_t* name);
+std::u16string ReadRuleValue(const ScanObserver* observer, const RegistryKey& key, const char16_t* name);
 
 /** Reads a value, in any case, and takes it into the text of `field` where that is still empty. */
 void ReadField(const ScanObserver* observer, std::u16string& fieldText, AppField field,
                const RegistryKey& key, const char16_t* name);
 
 /** Makes the record stand for `key`: its place and view. Its time is read before, in its turn. */
-void TakeKey(const ScanObserver* observer, InstalledAppInfo& app, const RegistryKey& key);
+void CopyKeyOrigin(const ScanObserver* observer, InstalledAppInfo& app, const RegistryKey& key);
 
 }  // namespace kestrelbay

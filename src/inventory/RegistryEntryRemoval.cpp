@@ -12,7 +12,7 @@ namespace {
 
 constexpr char kFile[] = "InstalledApps";  // the file that hosts know these records by
 
-bool StartDeleteCommand(const ListedApp& app) {
+bool StartDeleteCommand(const AppRecord& app) {
   // Nothing is quoted, so a key with a blank in its name reaches the command as two arguments. That stays.
   const std::string parameters =
       "delete " + WideToUtf8(app.rootKeyStr) + "\\" + WideToUtf8(app.subKeyPath) + " /f";
@@ -23,9 +23,9 @@ bool StartDeleteCommand(const ListedApp& app) {
 
 bool DeleteAppRegistryInfo(const std::u16string& displayName) {
   // Kept on purpose, and made like the other kept lists, by which the leak checker knows it.
-  const auto& apps = *std::make_unique<InstalledAppList>(ScanInstalledApps()).release();
-  const auto found = std::ranges::find(apps.Apps(), displayName, &ListedApp::DisplayName);
-  const ListedApp* const app = found == apps.Apps().end() ? nullptr : *found;
+  const auto& apps = *std::make_unique<AppRecords>(ScanInstalledApps()).release();
+  const auto found = std::ranges::find(apps.Apps(), displayName, &AppRecord::DisplayName);
+  const AppRecord* const app = found == apps.Apps().end() ? nullptr : *found;
   if (!app || app->rootKeyStr.empty() || app->subKeyPath.empty()) {
     SDK_LOG(kLogError, kFile, "delete registry failed, the registry is not exist.");
     return false;

@@ -4,12 +4,12 @@
 
 namespace kestrelbay {
 
-RegistryPlace OpenRegistryPath(const std::string& path) {
+OpenedPath OpenRegistryPath(const std::string& path) {
   const std::string cleaned = ReplaceAll<char>(path, "\\\\", "\\");
   const std::size_t separator = cleaned.find('\\');
   const std::string rootName = cleaned.substr(0, separator);
   const std::string subKey = separator == cleaned.npos ? cleaned : cleaned.substr(separator + 1);
-  RegistryPlace place{rootName == "HKEY_CURRENT_USER" ? CurrentUserRoot() : LocalMachineRoot(), nullptr};
+  OpenedPath place{rootName == "HKEY_CURRENT_USER" ? CurrentUserRoot() : LocalMachineRoot(), nullptr};
   place.key = OpenKey64(place.root, Utf8ToWide(subKey));
   return place;
 }

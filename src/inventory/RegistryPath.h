@@ -9,7 +9,7 @@
 namespace kestrelbay {
 
 /** An open location, and the copy of the root that it was opened from, which is destroyed after it. */
-struct RegistryPlace {
+struct OpenedPath {
   RegistryKey root;
   std::unique_ptr<RegistryKey> key;  ///< null where it does not open
 };
@@ -19,6 +19,6 @@ struct RegistryPlace {
  * a text without a backslash is root and path alike.
  * @param path  UTF-8; doubled backslashes count as one; empty opens the machine's root itself
  */
-RegistryPlace OpenRegistryPath(const std::string& path);
+OpenedPath OpenRegistryPath(const std::string& path);
 
 }  // namespace kestrelbay

@@ -12,7 +12,7 @@
 #include <variant>
 
 #include "base/RegistryKey.h"
-#include "inventory/InstalledAppList.h"
+#include "inventory/AppRecords.h"
 
 namespace kestrelbay {
 
@@ -31,7 +31,7 @@ enum class AppField : std::uint8_t {
 inline constexpr std::size_t kAppFieldCount = 9;
 
 /** A key below which entries stand, or without which nothing is read. */
-enum class Place : std::uint8_t { InstallerProducts, UninstallKey, UserProducts, UserData };
+enum class ScanRoot : std::uint8_t { InstallerProducts, UninstallKey, UserProducts, UserData };
 
 /** What becomes of an entry: accepted as a record, or the first rule that it falls under. */
 enum class Verdict : std::uint8_t {
@@ -71,14 +71,14 @@ struct KeyTried {
   platform::LSTATUS status;
 };
 
-struct PlaceTried {
-  Place place;
+struct ScanRootTried {
+  ScanRoot place;
   KeyTried key;
 };
 
 /** The entry `name` of a place is looked at; what follows concerns it, up to EntryJudged. */
 struct EntryBegun {
-  Place place;
+  ScanRoot place;
   const RegistryKey& key;
   const std::u16string& name;
   RegistryView view;  ///< of UserData for a user's product, else of `key`
@@ -105,8 +105,8 @@ struct BranchJudged {
 
 /** @param added  as it stands in the list, where it stays as long as the scan */
 struct RecordAdded {
-  const ListedApp& added;
-  const ListedApp* earlier;  ///< the first of its name until then, or null
+  const AppRecord& added;
+  const AppRecord* earlier;  ///< the first of its name until then, or null
   const Agreement& agreement;
 };
 
@@ -120,7 +120,7 @@ struct ProductsUnread {
   RegistryView view;
 };
 
-using ScanEvent = std::variant<PlaceTried, EntryBegun, KeyTried, ValueRead, KeyTaken, BranchJudged,
+using ScanEvent = std::variant<ScanRootTried, EntryBegun, KeyTried, ValueRead, KeyTaken, BranchJudged,
                                RecordAdded, EntryJudged, ProductsUnread>;
 
 /** Called on the scan's thread; what an event refers to is there during the call only. */
@@ -128,7 +128,7 @@ using ScanObserver = std::function<void(const ScanEvent&)>;
 
 /** @param observer  null where nobody observes */
 template <class Event>
-inline void Tell(const ScanObserver* observer, const Event& event) {
+inline void Notify(const ScanObserver* observer, const Event& event) {
   if (observer) [[unlikely]]
     (*observer)(event);
 }

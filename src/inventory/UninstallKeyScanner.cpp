@@ -44,11 +44,11 @@ Verdict JudgePlainEntry(const InstalledAppInfo& app, std::u16string_view publish
 }
 
 Verdict ReadUninstallEntry(const RegistryKey& uninstallKey, const std::u16string& name,
-                           const RegistryKey& productsKey, AppList& list) {
+                           const RegistryKey& productsKey, ScanResult& list) {
   const auto subKey = OpenEntryKey(list.observer, uninstallKey, name, uninstallKey.view);
   if (!subKey) return Verdict::Unopened;
-  if (IsFlagSet(ReadDecider(list.observer, *subKey, u"SystemComponent"))) return Verdict::SystemComponent;
-  if (!IsFlagSet(ReadDecider(list.observer, *subKey, u"WindowsInstaller"))) {
+  if (IsFlagSet(ReadRuleValue(list.observer, *subKey, u"SystemComponent"))) return Verdict::SystemComponent;
+  if (!IsFlagSet(ReadRuleValue(list.observer, *subKey, u"WindowsInstaller"))) {
     return ReadPlainUninstallEntry(*subKey, name, list);
   }
   return ReadInstallerUninstallEntry(name, productsKey, *subKey, list);
@@ -89,17 +89,18 @@ Verdict JudgeManagedEntry(const InstalledAppInfo& app, std::u16string_view publi
   return publisher == ExcludedPublisher ? Verdict::PublisherExcluded : Verdict::Accepted;
 }
 
-Verdict HandOn(Verdict verdict, const RegistryKey& key, InstalledAppInfo& app, AppList& list) {
+Verdict AddIfAccepted(Verdict verdict, const RegistryKey& key, InstalledAppInfo& app, ScanResult& list) {
   if (verdict != Verdict::Accepted) return verdict;
-  TakeKey(list.observer, app, key);
+  CopyKeyOrigin(list.observer, app, key);
   AddOrMergeApp(list, app);
   return verdict;
 }
 
-Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName, AppList& list) {
+Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName,
+                                ScanResult& list) {
   const ScanObserver* const observer = list.observer;
   InstalledAppInfo& app = list.BlankRecord();
-  const std::u16string releaseType = ReadDecider(observer, subKey, u"ReleaseType");
+  const std::u16string releaseType = ReadRuleValue(observer, subKey, u"ReleaseType");
   ReadField(observer, app.DisplayVersion, AppField::DisplayVersion, subKey, u"DisplayVersion");
   ReadField(observer, app.DisplayName, AppField::DisplayName, subKey, u"DisplayName");
   ReadField(observer, app.InstallLocation, AppField::InstallLocation, subKey, u"InstallLocation");
@@ -107,14 +108,14 @@ Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string&
   ReadField(observer, app.InstallDate, AppField::InstallDate, subKey, u"InstallDate");
   ReadLastWriteTime(subKey, app.LastWriteTime);
   ReadField(observer, app.UninstallString, AppField::UninstallString, subKey, u"UninstallString");
-  const std::u16string parentKeyName = ReadDecider(observer, subKey, u"ParentKeyName");
-  const std::u16string publisher = ReadDecider(observer, subKey, u"Publisher");
+  const std::u16string parentKeyName = ReadRuleValue(observer, subKey, u"ParentKeyName");
+  const std::u16string publisher = ReadRuleValue(observer, subKey, u"Publisher");
   const Verdict verdict = JudgePlainEntry(app, publisher, subKeyName, parentKeyName, releaseType);
-  return HandOn(verdict, subKey, app, list);
+  return AddIfAccepted(verdict, subKey, app, list);
 }
 
 Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const RegistryKey& productsKey,
-                                    const RegistryKey& subKey, AppList& list) {
+                                    const RegistryKey& subKey, ScanResult& list) {
   const ScanObserver* const observer = list.observer;
   InstalledAppInfo& app = list.BlankRecord();
   // An empty code is no name to open: it would be the products key itself.
@@ -130,18 +131,18 @@ Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const Regi
   ReadField(observer, app.InstallDate, AppField::InstallDate, subKey, u"InstallDate");
   ReadLastWriteTime(subKey, app.LastWriteTime);
   ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, subKey, u"DisplayIcon");
-  const std::u16string publisher = ReadDecider(observer, subKey, u"Publisher");
+  const std::u16string publisher = ReadRuleValue(observer, subKey, u"Publisher");
   ReadField(observer, app.UninstallString, AppField::UninstallString, subKey, u"UninstallString");
   const Verdict verdict = JudgeManagedEntry(app, publisher);
-  return HandOn(verdict, subKey, app, list);
+  return AddIfAccepted(verdict, subKey, app, list);
 }
 
-void ScanUninstallKey(const RegistryKey* uninstallKey, const RegistryKey& productsKey, AppList& list) {
+void ScanUninstallKey(const RegistryKey* uninstallKey, const RegistryKey& productsKey, ScanResult& list) {
   if (!uninstallKey) return;
   for (const std::u16string& name : ListSubKeyNames(*uninstallKey)) {
-    Tell(list.observer, EntryBegun{Place::UninstallKey, *uninstallKey, name, uninstallKey->view});
+    Notify(list.observer, EntryBegun{ScanRoot::UninstallKey, *uninstallKey, name, uninstallKey->view});
     const Verdict verdict = ReadUninstallEntry(*uninstallKey, name, productsKey, list);
-    Tell(list.observer, EntryJudged{verdict});
+    Notify(list.observer, EntryJudged{verdict});
   }
 }
 

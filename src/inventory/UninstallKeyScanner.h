@@ -10,7 +10,7 @@
 #include <string_view>
 
 #include "base/RegistryKey.h"
-#include "inventory/AppList.h"
+#include "inventory/ScanResult.h"
 
 namespace kestrelbay {
 
@@ -18,23 +18,24 @@ namespace kestrelbay {
  * @param uninstallKey  null adds nothing
  * @param productsKey   the machine's installer products, where managed entries find their names
  */
-void ScanUninstallKey(const RegistryKey* uninstallKey, const RegistryKey& productsKey, AppList& list);
+void ScanUninstallKey(const RegistryKey* uninstallKey, const RegistryKey& productsKey, ScanResult& list);
 
 /** Treats one entry that the installer does not manage. @return Accepted when a record was handed on */
-Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName, AppList& list);
+Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName,
+                                ScanResult& list);
 
 /**
  * Treats one entry that the installer manages: its product key, where there is one, names it first.
  * @return Accepted when a record was handed on
  */
 Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const RegistryKey& productsKey,
-                                    const RegistryKey& subKey, AppList& list);
+                                    const RegistryKey& subKey, ScanResult& list);
 
 /** The filters of an entry that the installer manages, in their order. */
 Verdict JudgeManagedEntry(const InstalledAppInfo& app, std::u16string_view publisher);
 
 /** Where the verdict is Accepted, adds the record to the list as the entry of `key`. @return the verdict */
-Verdict HandOn(Verdict verdict, const RegistryKey& key, InstalledAppInfo& app, AppList& list);
+Verdict AddIfAccepted(Verdict verdict, const RegistryKey& key, InstalledAppInfo& app, ScanResult& list);
 
 /** @return Accepted, or why the entry is an update and no application. Comparisons are exact. */
 Verdict JudgeUpdate(std::u16string_view subKeyName, std::u16string_view parentKeyName,

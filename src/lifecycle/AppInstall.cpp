@@ -81,13 +81,13 @@ ResultMap AppInstall::InstallThreadImp(const std::string& installationPath, cons
 void AppInstall::InquryInstallInfo(ResultMap& info, const std::string& displayName,
                                    const std::string& registryPath) {
   if (registryPath.empty()) {
-    if (const ListedApp* const app = FindInstalledApp(displayName.c_str())) {
+    if (const AppRecord* const app = FindInstalledApp(displayName.c_str())) {
       info["DisplayName"] = displayName;
       info["DisplayVersion"] = WideToUtf8(app->DisplayVersion);
     }
     return;
   }
-  const RegistryPlace place = OpenGivenPath({kFile, __func__, __LINE__});
+  const OpenedPath place = OpenGivenPath({kFile, __func__, __LINE__});
   if (!place.key) return;
   info["DisplayName"] = kGivenPathDisplayName;
   info["DisplayVersion"] = WideToUtf8(ReadRegistryValue(*place.key, u"DisplayVersion"));

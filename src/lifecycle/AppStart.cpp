@@ -52,7 +52,7 @@ AppLocation AppStart::LocateApp(const std::string& displayName, const std::strin
       return {entry.parsingName, APPSRC_FOLDER};
     }
   }
-  if (const ListedApp* const app = FindInstalledApp(displayName.c_str())) {
+  if (const AppRecord* const app = FindInstalledApp(displayName.c_str())) {
     return {WideToUtf8(app->DisplayIcon), APPSRC_REGISTRY};
   }
   return {};

@@ -101,7 +101,7 @@ ResultMap AppUninstall::UninstallThreadImp(const std::string& displayName, const
     return info;
   };
   if (displayName.empty()) return conclude(__LINE__, kNameEmpty, displayName);
-  const UninstallPlace place = GetUninstallPath(displayName, registryPath);
+  const UninstallTarget place = GetUninstallPath(displayName, registryPath);
   if (place.exePath.empty()) return conclude(__LINE__, kNoCommand, displayName);
   if (std::string bare; IsMissingFullPath(place.exePath, bare))
     return conclude(__LINE__, kProgramMissing, bare);
@@ -112,12 +112,12 @@ ResultMap AppUninstall::UninstallThreadImp(const std::string& displayName, const
   return conclude(__LINE__, kUninstalled, displayName);
 }
 
-UninstallPlace AppUninstall::GetUninstallPath(const std::string& displayName,
-                                              const std::string& registryPath) {
+UninstallTarget AppUninstall::GetUninstallPath(const std::string& displayName,
+                                               const std::string& registryPath) {
   ResultMap info;
   InquryUnInstallInfo(info, displayName, registryPath);
   const std::string command = info["UninstallString"];
-  UninstallPlace place;
+  UninstallTarget place;
   place.rootKeyStr = info["rootKeyStr"];
   place.subKeyPath = info["subKeyPath"];
   place.architecture = info["architecture"];
@@ -131,7 +131,7 @@ UninstallPlace AppUninstall::GetUninstallPath(const std::string& displayName,
 void AppUninstall::InquryUnInstallInfo(ResultMap& info, const std::string& displayName,
                                        const std::string& registryPath) {
   if (registryPath.empty()) {
-    if (const ListedApp* const app = FindInstalledApp(displayName.c_str())) {
+    if (const AppRecord* const app = FindInstalledApp(displayName.c_str())) {
       info["DisplayName"] = displayName;
       info["UninstallString"] = WideToUtf8(app->UninstallString);
       info["rootKeyStr"] = WideToUtf8(app->rootKeyStr);
@@ -140,7 +140,7 @@ void AppUninstall::InquryUnInstallInfo(ResultMap& info, const std::string& displ
     }
     return;
   }
-  const RegistryPlace place = OpenGivenPath({kFile, __func__, __LINE__});
+  const OpenedPath place = OpenGivenPath({kFile, __func__, __LINE__});
   if (!place.key) return;
   info["DisplayName"] = kGivenPathDisplayName;
   // The last two by these very names, from the entry itself, and that is meant.

@@ -15,7 +15,7 @@
 namespace kestrelbay {
 
 /** How an application is uninstalled, and where its entry stands; empty where it was not found. */
-struct UninstallPlace {
+struct UninstallTarget {
   std::string exePath;  ///< with its quotes, where it has any
   std::string para;     ///< everything behind the blank that ends exePath
   std::string rootKeyStr;
@@ -41,7 +41,7 @@ class AppUninstall {
   ResultMap UninstallThreadImp(const std::string& displayName, const std::string& registryPath);
 
   /** Looks the application up and splits its uninstall command at the first blank behind ".exe". */
-  UninstallPlace GetUninstallPath(const std::string& displayName, const std::string& registryPath);
+  UninstallTarget GetUninstallPath(const std::string& displayName, const std::string& registryPath);
 
   /** Looks the application up and notes its name, command and place; nothing when it is not found. */
   void InquryUnInstallInfo(ResultMap& info, const std::string& displayName, const std::string& registryPath);

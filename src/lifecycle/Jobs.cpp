@@ -24,8 +24,8 @@ void CopyToField(char* field, const std::string& text) {
   platform::strcpy_s(field, text.size() + 1, text.c_str());
 }
 
-RegistryPlace OpenGivenPath(const LogSite& site) {
-  RegistryPlace place = OpenRegistryPath({});
+OpenedPath OpenGivenPath(const LogSite& site) {
+  OpenedPath place = OpenRegistryPath({});
   const auto logFailure = [&](const char* message) {
     SDKLog::GetInstance().Log(kLogError, site.file, site.function, site.line, message);
   };

@@ -58,6 +58,6 @@ inline constexpr char kGivenPathDisplayName[] = "HKEY_CURRENT_USER";
  *
  * @return the place; its key is null where it does not open or is not the application
  */
-RegistryPlace OpenGivenPath(const LogSite& site);
+OpenedPath OpenGivenPath(const LogSite& site);
 
 }  // namespace kestrelbay

@@ -10,8 +10,8 @@ namespace capture {
 namespace {
 
 using simulated::Faults;
-using simulated::UseMachine;
 using simulated::Machine;
+using simulated::UseMachine;
 using testing::AllOf;
 using testing::Each;
 using testing::ElementsAre;

@@ -48,7 +48,7 @@ EXCEPTIONS = {
     # An explanation consists of a scan's own decisions, which the C interface does not report.
     "tools/kestrelbay/explain/": {"base/", "inventory/"},
     # The simulated host opens the machine that the command line names.
-    "tools/kestrelbay/console/HostSimulated.cpp": {"simulated/directory/"},
+    "tools/kestrelbay/console/SystemSimulated.cpp": {"simulated/directory/"},
     # A capture reads the machine through the port and writes the simulated machine's own form.
     "tools/capture/": {
         "platform/",
@@ -205,8 +205,8 @@ def self_test():
         ("list explains", "tools/kestrelbay/commands/A.cpp", '#include "inventory/ScanEvents.h"', ["inventory/"]),
         ("views print", "tools/kestrelbay/views/A.cpp", '#include "console/Output.h"', []),
         ("console has no views", "tools/kestrelbay/console/A.cpp", '#include "views/Table.h"', ["console/ must not"]),
-        ("host opens a machine", "tools/kestrelbay/console/HostSimulated.cpp", '#include "simulated/directory/B.h"', []),
-        ("host looks further", "tools/kestrelbay/console/HostSimulated.cpp", '#include "simulated/registry/Key.h"', ["Key.h"]),
+        ("host opens a machine", "tools/kestrelbay/console/SystemSimulated.cpp", '#include "simulated/directory/B.h"', []),
+        ("host looks further", "tools/kestrelbay/console/SystemSimulated.cpp", '#include "simulated/registry/Key.h"', ["Key.h"]),
         ("capture uses the port", "tools/capture/A.cpp", '#include "platform/Registry.h"', []),
         ("capture writes the form", "tools/capture/A.cpp", '#include "simulated/regfile/RegFileWriter.h"', []),
         ("capture looks further", "tools/capture/A.cpp", '#include "simulated/machine/Machine.h"', ["Machine.h"]),

@@ -8,21 +8,21 @@
 #include <fstream>
 #include <thread>
 
-#include "OnMachine.h"
 #include "platform/Constants.h"
 #include "platform/Events.h"
 #include "platform/Processes.h"
 #include "simulated/directory/CurrentMachine.h"
 #include "simulated/directory/MachineDirectory.h"
+#include "support/OnMachine.h"
 
 namespace kestrelbay {
 namespace {
 
 namespace fs = std::filesystem;
 using simulated::Changes;
-using simulated::UseMachine;
 using simulated::Machine;
 using simulated::MachineError;
+using simulated::UseMachine;
 using simulated::Waitable;
 
 /** Runs a program to its end. @return its exit code, or nothing where it did not start or gave no handle */

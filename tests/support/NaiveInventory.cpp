@@ -75,7 +75,7 @@ class Scan {
  public:
   explicit Scan(const PlainRegistry& from) : registry(from) {}
 
-  AppRecords Run() {
+  PlainRecords Run() {
     products = OpenBelowMachine(u"Software\\Classes\\Installer\\Products", 0);
     if (!products) return {};
     Uninstall(OpenBelowMachine(kUninstall, 1));
@@ -188,12 +188,12 @@ class Scan {
 
   const PlainRegistry& registry;
   Opened products;
-  AppRecords list;
+  PlainRecords list;
 };
 
 }  // namespace
 
-void AddNaively(AppRecords& list, InstalledAppInfo n) {
+void AddNaively(PlainRecords& list, InstalledAppInfo n) {
   const auto e = std::find_if(list.begin(), list.end(), [&](const InstalledAppInfo& record) {
     return record.DisplayName == n.DisplayName;
   });
@@ -237,7 +237,7 @@ bool LessNaively(const InstalledAppInfo& left, const InstalledAppInfo& right) {
   return lower(left.DisplayName) < lower(right.DisplayName);
 }
 
-AppRecords ScanNaively(const PlainRegistry& registry) { return Scan(registry).Run(); }
+PlainRecords ScanNaively(const PlainRegistry& registry) { return Scan(registry).Run(); }
 
 ReceivedEntry AsReceived(const InstalledAppInfo& app) {
   return {.displayName = Utf8(app.DisplayName),

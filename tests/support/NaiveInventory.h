@@ -14,14 +14,14 @@
 
 namespace kestrelbay {
 
-using AppRecords = std::vector<InstalledAppInfo>;
+using PlainRecords = std::vector<InstalledAppInfo>;
 
 /** The merge rule, over a plain list. */
-void AddNaively(AppRecords& list, InstalledAppInfo record);
+void AddNaively(PlainRecords& list, InstalledAppInfo record);
 bool LessNaively(const InstalledAppInfo& left, const InstalledAppInfo& right);
 
 /** The whole inventory; records of equal names stand in the order in which the scan left them. */
-AppRecords ScanNaively(const PlainRegistry& registry);
+PlainRecords ScanNaively(const PlainRegistry& registry);
 
 /** A record as a host receives it. */
 ReceivedEntry AsReceived(const InstalledAppInfo& app);

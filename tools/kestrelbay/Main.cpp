@@ -8,11 +8,11 @@
 #include "KestrelbayGeneralSDK.h"
 #include "commands/Command.h"
 #include "console/Failure.h"
-#include "console/Host.h"
 #include "console/Progress.h"
+#include "console/System.h"
 #include "views/Messages.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 struct Options {
@@ -124,11 +124,11 @@ int RunToStatus(std::vector<std::string> arguments) {
 }
 
 }  // namespace
-}  // namespace host
+}  // namespace cli
 
 int main(int argc, char** argv) {
-  const int status = host::RunToStatus(host::Start(argc, argv));
-  host::LeaveMachine();
+  const int status = cli::RunToStatus(cli::Start(argc, argv));
+  cli::LeaveMachine();
   // Nothing waits for the library's workers, so one may still be ending: it must find all objects alive.
   std::_Exit(status);
 }

@@ -85,9 +85,9 @@ struct LoadedStep {
 };
 
 /** Takes a file's changes in without making them, so that a mistake is told when the machine is opened. */
-class Checker : public RegFileSink {
+class ValidatingSink : public RegFileSink {
  public:
-  explicit Checker(const Warning& warning) : warning_(warning) {}
+  explicit ValidatingSink(const Warning& warning) : warning_(warning) {}
   void OpenKey(std::u16string_view, std::optional<std::uint64_t>) override {}
   void DeleteKey(std::u16string_view) override {}
   void SetValue(std::u16string_view, platform::DWORD, std::span<const std::uint8_t>) override {}
@@ -109,7 +109,7 @@ LoadedStep Load(const ProgramStep& step, const fs::path& directory, const JsonSh
     shape.Fail(member + ".merges", "must lie in the machine's directory; correct the path");
   loaded.registrationFileName = (directory / file).string();
   loaded.registrationFile = ReadWholeFile(directory / file);
-  Checker checker(warning);
+  ValidatingSink checker(warning);
   ParseRegFile(loaded.registrationFile.Span(), loaded.registrationFileName, checker);
   return loaded;
 }

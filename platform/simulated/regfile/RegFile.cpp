@@ -37,7 +37,7 @@ const Root* FindRoot(std::u16string_view name) {
 }
 
 /** Takes what is left out. */
-class Nowhere : public RegFileSink {
+class NullSink : public RegFileSink {
  public:
   void OpenKey(std::u16string_view, std::optional<std::uint64_t>) override {}
   void DeleteKey(std::u16string_view) override {}
@@ -71,7 +71,7 @@ class Parser {
   const RegFileText& text_;
   const std::string& fileName_;
   RegFileSink& sink_;
-  Nowhere nowhere_;
+  NullSink nowhere_;
   /** Takes the values of the key: the sink, or nobody. */
   RegFileSink* keySink_ = &sink_;
 

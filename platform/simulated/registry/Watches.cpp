@@ -29,7 +29,7 @@ bool Watches::IsWatched(const Key& key) const {
   return std::ranges::any_of(watches_, [&](const Watch& watch) { return watch.key == &key; });
 }
 
-void Watches::Tell(const Key& key, platform::DWORD kind) {
+void Watches::Notify(const Key& key, platform::DWORD kind) {
   SignalThose([&](const Watch& watch) {
     return (watch.filter & kind) != 0 && (watch.key == &key || (watch.isDeep && IsBelow(key, *watch.key)));
   });

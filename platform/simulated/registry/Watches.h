@@ -37,7 +37,7 @@ class Watches {
   /** A change of that kind was made to the key: signals the watches that it is for. */
   void KeyChanged(const Key& key, platform::DWORD kind) {
     // Machines are filled with hundreds of thousands of values while nobody watches.
-    if (!watches_.empty()) Tell(key, kind);
+    if (!watches_.empty()) Notify(key, kind);
   }
   /** The key is deleted, which signals its own watches. */
   void KeyGone(const Key& key);
@@ -45,7 +45,7 @@ class Watches {
   void HandleClosed(platform::HKEY handle);
 
  private:
-  void Tell(const Key& key, platform::DWORD kind);
+  void Notify(const Key& key, platform::DWORD kind);
   template <class Predicate>
   void SignalThose(Predicate isMeant);
 

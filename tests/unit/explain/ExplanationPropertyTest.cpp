@@ -99,7 +99,7 @@ TEST(ExplanationProperty, OfRandomRegistriesAddsUpToTheirKeysAndToTheList) {
     SCOPED_TRACE("seed " + std::to_string(seed) + "\n" + Describe(registry));
     ASSERT_EQ(machine.OpenKeys(), 0U);
     ASSERT_EQ(explanation.keys.size(), CountKeys(registry));
-    const AppRecords expected = ScanNaively(registry);
+    const PlainRecords expected = ScanNaively(registry);
     ASSERT_EQ(explanation.records.size(), expected.size());
     ASSERT_EQ(Count(explanation, Fate::Listed), expected.size());
     for (std::size_t at = 0; at < expected.size(); ++at) {

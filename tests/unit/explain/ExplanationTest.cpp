@@ -140,7 +140,7 @@ TEST(ExplainedWithoutProducts, MissingProductsKeyIsAllThatIsLookedAt) {
   bare.registry.SetText(kUninstall64Path + u"\\a", u"DisplayName", u"App");
   const Explanation explanation = ExplainInstalledApps();
   ASSERT_EQ(explanation.keys.size(), 1U);
-  EXPECT_EQ(explanation.keys[0].place, Place::InstallerProducts);
+  EXPECT_EQ(explanation.keys[0].place, ScanRoot::InstallerProducts);
   EXPECT_EQ(explanation.keys[0].fate, Fate::Unread);
   EXPECT_EQ(explanation.keys[0].status, 2);
 }
@@ -149,7 +149,7 @@ TEST_F(Explained, HiveWithoutThePathIsUnread) {
   explanation = ExplainInstalledApps();
   const ExplainedKey& last = explanation.keys.back();
   EXPECT_TRUE(last.key.path.starts_with(kOwnHive));
-  EXPECT_EQ(last.place, Place::UserProducts);
+  EXPECT_EQ(last.place, ScanRoot::UserProducts);
   EXPECT_FALSE(last.isEntry);
   EXPECT_EQ(last.fate, Fate::Unread);
   EXPECT_EQ(last.status, 2);

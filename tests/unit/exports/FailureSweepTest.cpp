@@ -15,8 +15,8 @@ namespace kestrelbay {
 namespace {
 
 using simulated::Faults;
-using simulated::UseMachine;
 using simulated::Machine;
+using simulated::UseMachine;
 
 const std::u16string kPacked = u"87654321DCBA10FE32547698BADCFE10";
 const std::u16string kHive = u"HKEY_USERS\\S-1-5-21-1\\Software\\Microsoft\\";
@@ -85,9 +85,9 @@ INSTANTIATE_TEST_SUITE_P(FailingCall, FailureSweep,
 TEST_P(FailureSweep, ScanListsWhatItCanRead) {
   std::size_t listed = 0;
   Sweep(100, [&](Machine&) {
-    const InstalledAppList apps = ScanInstalledApps();
+    const AppRecords apps = ScanInstalledApps();
     listed = apps.size();
-    for (const ListedApp* app : apps.Apps()) EXPECT_NE(app->DisplayName, u"");
+    for (const AppRecord* app : apps.Apps()) EXPECT_NE(app->DisplayName, u"");
     EXPECT_LE(apps.size(), 5U);
   });
   // The last round had no failure.

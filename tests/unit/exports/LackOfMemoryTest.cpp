@@ -54,8 +54,8 @@ void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
 namespace kestrelbay {
 namespace {
 
-using simulated::UseMachine;
 using simulated::Machine;
+using simulated::UseMachine;
 
 std::atomic<int> calledBack = 0;
 // Long enough that a text of it has a block of its own.

@@ -12,10 +12,10 @@
 namespace kestrelbay {
 namespace {
 
-using simulated::Faults;
 using simulated::CurrentMachine;
-using simulated::UseMachine;
+using simulated::Faults;
 using simulated::Machine;
+using simulated::UseMachine;
 
 const std::u16string kEntry = kUninstall64Path + u"\\App";
 

@@ -71,7 +71,6 @@ TEST_F(AppsFolder, AThreadThatCannotBeInitialisedGoesOn) {
 
 TEST_F(AppsFolder, CallsComeInTheirOrderAndEachObjectIsReleased) {
   machine.appsFolder.items = {{{u"Name", u"id"}}};
-  SystemInfo::GetInstance();
   std::vector<std::string> calls = CallsOf([&] { Enumerate(); });
   // The result tells whether this thread was initialised before.
   ASSERT_FALSE(calls.empty());

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "inventory/AppList.h"
+#include "inventory/ScanResult.h"
 #include "support/Records.h"
 
 namespace kestrelbay {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <random>
 
-#include "inventory/AppList.h"
+#include "inventory/ScanResult.h"
 #include "support/OnMachine.h"
 #include "support/Records.h"
 
@@ -39,7 +39,7 @@ TEST_F(Inventory, TellsWhereEachRecordCameFrom) {
   AddApp(u"a", {}, kUninstall32Path);
   AddApp(u"b", {}, kUninstall64Path);
   AddApp(u"c", {}, u"HKEY_USERS\\S-1\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall");
-  const InstalledAppList apps = ScanInstalledApps();
+  const AppRecords apps = ScanInstalledApps();
   ASSERT_EQ(apps.size(), 3U);
   EXPECT_EQ(apps[0].architecture, 1);
   EXPECT_EQ(apps[1].architecture, 2);
@@ -85,7 +85,7 @@ TEST_F(Inventory, MachinesEntryMeetsTheUsersOfTheSameName) {
   AddApp(u"App", {{u"DisplayVersion", u"1"}, {u"InstallDate", u"20240101"}});
   SetTexts(u"HKEY_USERS\\S-1\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\{no-guid}",
            {{u"DisplayName", u"App"}, {u"WindowsInstaller", u"1"}, {u"InstallLocation", u"C:\\App"}});
-  const InstalledAppList apps = ScanInstalledApps();
+  const AppRecords apps = ScanInstalledApps();
   ASSERT_EQ(apps.size(), 1U);
   EXPECT_EQ(apps[0].architecture, 2);
   EXPECT_EQ(apps[0].rootKeyStr, u"HKEY_LOCAL_MACHINE");
@@ -99,7 +99,7 @@ TEST_F(Inventory, UnreadableLastWriteTimeCountsAsZero) {
   AddApp(u"App");
   machine.registry.SetLastWriteTime(kUninstall64Path + u"\\App", 133485408000000000);
   machine.faults.FailNth(1, simulated::Faults::Extent::Once, "RegQueryInfoKeyW");
-  const InstalledAppList apps = ScanInstalledApps();
+  const AppRecords apps = ScanInstalledApps();
   ASSERT_EQ(apps.size(), 1U);
   EXPECT_EQ(apps[0].LastWriteTime, u"-11644473600000");
 }
@@ -162,7 +162,7 @@ TEST_F(Inventory, OddNamesAndValuesPassThrough) {
   SetTexts(kUninstall64Path + u"\\" + longest, {{u"DisplayName", lone}, {u"UninstallString", u"u"}});
   SetBytes(kUninstall64Path + u"\\" + longest, u"InstallLocation", 1,
            std::vector<std::uint8_t>(1 << 20, 'x'));
-  const InstalledAppList apps = ScanInstalledApps();
+  const AppRecords apps = ScanInstalledApps();
   ASSERT_EQ(apps.size(), 1U);
   EXPECT_EQ(apps[0].DisplayName, lone);
   EXPECT_EQ(apps[0].InstallLocation, u"");

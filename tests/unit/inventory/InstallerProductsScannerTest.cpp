@@ -27,8 +27,8 @@ class UserHives : public OnMachine {
     return userData + u"\\" + sid + u"\\Products\\" + code + u"\\InstallProperties";
   }
 
-  static AppRecords Scan() {
-    AppList list;
+  static PlainRecords Scan() {
+    ScanResult list;
     const auto products = OpenMachineKey(InstallerClassesPath);
     ScanUserHives(list, *products);
     return RecordsOf(list.Take());
@@ -39,7 +39,7 @@ TEST_F(UserHives, UninstallKeyOfEachHiveGivesRecordsOfUnknownView) {
   const std::u16string path = u"\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\App";
   SetTexts(u"HKEY_USERS\\S-1-5-21-2" + path, {{u"DisplayName", u"Second"}, {u"UninstallString", u"u"}});
   SetTexts(u"HKEY_USERS\\.DEFAULT" + path, {{u"DisplayName", u"First"}, {u"UninstallString", u"u"}});
-  const AppRecords list = Scan();
+  const PlainRecords list = Scan();
   EXPECT_THAT(NamesOf(list), ElementsAre(u"First", u"Second"));
   EXPECT_EQ(list[1].rootKeyStr, u"HKEY_USERS");
   EXPECT_EQ(list[1].subKeyPath, u"S-1-5-21-2" + path);
@@ -93,13 +93,13 @@ TEST_F(UserHives, ProductIsJoinedWithItsProperties) {
       .IconText = "",
       .InstallDate = u"20240131",
       .LastWriteTime = u"1704067200000"};
-  EXPECT_EQ(Describe(Scan()), Describe(AppRecords{expected}));
+  EXPECT_EQ(Describe(Scan()), Describe(PlainRecords{expected}));
 }
 
 TEST_F(UserHives, EmptyProductValuesFallBackToTheProperties) {
   machine.registry.CreateKey(Product(kHive));
   SetTexts(Properties(kHive), {{u"DisplayName", u"App"}, {u"DisplayIcon", u"app.ico"}});
-  const AppRecords list = Scan();
+  const PlainRecords list = Scan();
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].DisplayName, u"App");
   EXPECT_EQ(list[0].DisplayIcon, u"app.ico");
@@ -139,7 +139,7 @@ TEST_F(UserHives, SidWithASystemComponentIsPassedOver) {
   machine.registry.SetNumber(Properties(u"S-1-5-21-2"), u"SystemComponent", 1);
   EXPECT_TRUE(Scan().empty());
   SetTexts(Properties(u"S-1-5-21-3"), {{u"DisplayVersion", u"3"}});
-  const AppRecords list = Scan();
+  const PlainRecords list = Scan();
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].DisplayVersion, u"3");
 }
@@ -196,7 +196,7 @@ TEST_F(UserHives, BothViewsOfUserDataGiveARecordEach) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(Properties(kHive));
   machine.registry.CreateKey(Properties(kHive, kCode, kUserData32Path));
-  const AppRecords list = Scan();
+  const PlainRecords list = Scan();
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[0].architecture, 1);
   EXPECT_EQ(list[1].architecture, 2);
@@ -206,7 +206,7 @@ TEST_F(UserHives, BothViewsOfUserDataGiveARecordEach) {
 TEST_F(UserHives, UserDataInOneViewIsScannedInThatView) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(Properties(kHive, kCode, kUserData32Path));
-  const AppRecords list = Scan();
+  const PlainRecords list = Scan();
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].architecture, 1);
 }

@@ -4,7 +4,7 @@
 #include <numeric>
 #include <random>
 
-#include "inventory/AppList.h"
+#include "inventory/ScanResult.h"
 #include "support/Records.h"
 
 namespace kestrelbay {
@@ -12,8 +12,8 @@ namespace {
 
 using testing::ElementsAre;
 
-InstalledAppList Named(const std::vector<std::u16string>& names) {
-  InstalledAppList apps;
+AppRecords Named(const std::vector<std::u16string>& names) {
+  AppRecords apps;
   for (const std::u16string& name : names) {
     InstalledAppInfo record;
     record.DisplayName = name;
@@ -23,7 +23,7 @@ InstalledAppList Named(const std::vector<std::u16string>& names) {
 }
 
 // What the order is by definition: a stable sort that compares whole names.
-std::vector<std::uint32_t> OrderByComparing(const InstalledAppList& apps) {
+std::vector<std::uint32_t> OrderByComparing(const AppRecords& apps) {
   std::vector<std::uint32_t> order(apps.size());
   std::iota(order.begin(), order.end(), 0U);
   std::ranges::stable_sort(order, AppNameLess, [&](std::uint32_t index) { return apps[index].DisplayName; });
@@ -52,7 +52,7 @@ TEST(OrderByName, IsTheOrderOfComparingWholeNames) {
     for (std::u16string& name : names) {
       for (std::size_t chars = random() % 14; chars > 0; --chars) name += kAlphabet[random() % 4];
     }
-    const InstalledAppList apps = Named(names);
+    const AppRecords apps = Named(names);
     ASSERT_EQ(OrderByName(apps), OrderByComparing(apps));
   }
 }
@@ -65,7 +65,7 @@ TEST(OrderByName, NoOtherFieldPlaysAPart) {
   InstalledAppInfo other = record;
   other.DisplayVersion = u"1";
   other.architecture = 1;
-  InstalledAppList apps;
+  AppRecords apps;
   apps.Append(record);
   apps.Append(other);
   EXPECT_THAT(OrderByName(apps), ElementsAre(0, 1));

@@ -11,7 +11,7 @@ class RegistryPaths : public OnMachine {
  protected:
   /** @return root and path of what a text opens, or "nothing" */
   static std::u16string Opened(const std::string& path) {
-    const RegistryPlace place = OpenRegistryPath(path);
+    const OpenedPath place = OpenRegistryPath(path);
     if (!place.key) return u"nothing";
     return std::u16string(place.key->rootName) + u"|" + place.key->path;
   }

@@ -75,11 +75,11 @@ class ManagedEntry : public OnMachine {
   InstalledAppInfo Scan(const std::u16string& name, const Texts& values) {
     SetTexts(kUninstall64Path + u"\\" + name, values);
     machine.registry.SetText(kUninstall64Path + u"\\" + name, u"WindowsInstaller", u"1");
-    AppList list;
+    ScanResult list;
     const auto products = OpenMachineKey(InstallerClassesPath);
     const auto uninstall = OpenKey64(LocalMachineRoot(), UninstallKeyPath);
     ScanUninstallKey(uninstall.get(), *products, list);
-    const AppRecords records = RecordsOf(list.Take());
+    const PlainRecords records = RecordsOf(list.Take());
     EXPECT_EQ(records.size(), 1U);
     return records.empty() ? InstalledAppInfo() : records[0];
   }
@@ -171,7 +171,7 @@ TEST_F(ManagedEntry, PlainEntrysValuesAreReadInOrder) {
   SetTexts(kUninstall64Path + u"\\App", {{u"DisplayName", u"App"}, {u"UninstallString", u"u"}});
   const auto products = OpenMachineKey(InstallerClassesPath);
   const auto uninstall = OpenKey64(LocalMachineRoot(), UninstallKeyPath);
-  AppList list;
+  ScanResult list;
   EXPECT_THAT(
       ReadsAmong(CallsOf([&] { ScanUninstallKey(uninstall.get(), *products, list); })),
       ElementsAre("App: SystemComponent", "App: WindowsInstaller", "App: ReleaseType", "App: DisplayVersion",

@@ -26,8 +26,8 @@ class UninstallKeyScan : public OnMachine {
     SetTexts(kUninstall64Path + u"\\" + name, values);
   }
 
-  static AppRecords Scan(RegistryView view = k64BitView) {
-    AppList list;
+  static PlainRecords Scan(RegistryView view = k64BitView) {
+    ScanResult list;
     const auto products = OpenMachineKey(InstallerClassesPath);
     const auto uninstall = OpenKeyInView(LocalMachineRoot(), UninstallKeyPath, view);
     ScanUninstallKey(uninstall.get(), *products, list);
@@ -38,7 +38,7 @@ class UninstallKeyScan : public OnMachine {
 };
 
 TEST_F(UninstallKeyScan, AbsentKeyAddsNothing) {
-  AppList list;
+  ScanResult list;
   const auto products = OpenMachineKey(InstallerClassesPath);
   EXPECT_THAT(CallsOf([&] { ScanUninstallKey(nullptr, *products, list); }), ElementsAre());
   EXPECT_TRUE(list.Take().empty());
@@ -64,12 +64,12 @@ TEST_F(UninstallKeyScan, PlainEntryBecomesARecord) {
       .IconText = "",
       .InstallDate = u"20240131",
       .LastWriteTime = u"1704067200000"};
-  EXPECT_EQ(Describe(Scan()), Describe(AppRecords{expected}));
+  EXPECT_EQ(Describe(Scan()), Describe(PlainRecords{expected}));
 }
 
 TEST_F(UninstallKeyScan, MissingValuesAreEmptyTexts) {
   AddEntry(u"AppKey", kPlainApp);
-  const AppRecords list = Scan();
+  const PlainRecords list = Scan();
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].InstallLocation + list[0].DisplayVersion + list[0].DisplayIcon + list[0].InstallDate,
             u"");
@@ -79,7 +79,7 @@ TEST_F(UninstallKeyScan, MissingValuesAreEmptyTexts) {
 TEST_F(UninstallKeyScan, SubKeysAreOpenedInTheViewOfTheKey) {
   SetTexts(kUninstall32Path + u"\\AppKey", kPlainApp);
   const auto calls = CallsOf([] {
-    const AppRecords list = Scan(k32BitView);
+    const PlainRecords list = Scan(k32BitView);
     ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(list[0].architecture, 1);
     EXPECT_EQ(list[0].subKeyPath, u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\AppKey");
@@ -193,7 +193,7 @@ TEST_F(UninstallKeyScan, LongUninstallCommandReadsAsEmpty) {
   AddEntry(u"b", {{u"DisplayName", u"Managed"}, {u"WindowsInstaller", u"1"}},
            {{u"UninstallString", longest + u"u"}});
   AddEntry(u"c", {{u"DisplayName", u"Gone"}, {u"UninstallString", longest + u"u"}});
-  const AppRecords list = Scan();
+  const PlainRecords list = Scan();
   EXPECT_THAT(NamesOf(list), ElementsAre(u"App", u"Managed"));
   EXPECT_EQ(list[0].UninstallString, longest);
   EXPECT_EQ(list[1].UninstallString, u"");
@@ -202,11 +202,11 @@ TEST_F(UninstallKeyScan, LongUninstallCommandReadsAsEmpty) {
 TEST_F(UninstallKeyScan, SameApplicationInBothViewsIsTwoRecords) {
   AddEntry(u"a", kPlainApp);
   SetTexts(kUninstall32Path + u"\\a", kPlainApp);
-  AppList list;
+  ScanResult list;
   const auto products = OpenMachineKey(InstallerClassesPath);
   ScanUninstallKey(OpenKey32(LocalMachineRoot(), UninstallKeyPath).get(), *products, list);
   ScanUninstallKey(OpenKey64(LocalMachineRoot(), UninstallKeyPath).get(), *products, list);
-  const AppRecords records = RecordsOf(list.Take());
+  const PlainRecords records = RecordsOf(list.Take());
   ASSERT_EQ(records.size(), 2U);
   EXPECT_EQ(records[0].architecture, 1);
   EXPECT_EQ(records[1].architecture, 2);

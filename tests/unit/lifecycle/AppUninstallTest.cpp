@@ -39,7 +39,7 @@ class AppUninstallTest : public JobTest {
     EXPECT_EQ(report.errMsg, errMsg);
   }
 
-  UninstallPlace PlaceOf(const std::u16string& command) {
+  UninstallTarget PlaceOf(const std::u16string& command) {
     AddApp(u"App", u"1.0", command);
     return AppUninstall::GetInstance().GetUninstallPath("App", "");
   }
@@ -289,7 +289,7 @@ constexpr CommandCase kCommands[] = {
 
 TEST_F(AppUninstallTest, CommandIsSplitAtTheFirstBlankBehindTheFirstExe) {
   for (const CommandCase& expected : kCommands) {
-    const UninstallPlace place = PlaceOf(expected.command);
+    const UninstallTarget place = PlaceOf(expected.command);
     EXPECT_EQ(place.exePath, expected.exePath);
     EXPECT_EQ(place.para, expected.para);
   }

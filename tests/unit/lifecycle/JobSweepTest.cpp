@@ -7,8 +7,8 @@
 
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
+#include "lifecycle/JobOracle.h"
 #include "lifecycle/JobTest.h"
-#include "lifecycle/PlainJobs.h"
 #include "simulated/base/Handles.h"
 
 namespace kestrelbay {
@@ -18,7 +18,7 @@ using simulated::Faults;
 using simulated::Handles;
 using simulated::Waitable;
 
-std::string Describe(const Row& row) { return std::string(row.result) + " " + row.errMsg; }
+std::string Describe(const ExpectedOutcome& row) { return std::string(row.result) + " " + row.errMsg; }
 
 /** What a round's machine has, and what its job is asked for. */
 struct Setting {
@@ -175,7 +175,7 @@ class Round : public JobTest {
   }
 
   /** The row's line was logged, and no other row's. */
-  void ExpectLine(const Row& expected) {
+  void ExpectLine(const ExpectedOutcome& expected) {
     std::vector<std::string> logged;
     for (const simulated::LogRecord& record : machine.LogRecords())
       if (record.format.find("displayName: %s") != record.format.npos ||
@@ -196,7 +196,7 @@ class Round : public JobTest {
 
 /** Rows by the name of the call that fails, where the rules tell without more: they hold the steps to
  * account. */
-using RowsByCall = std::map<std::string, Row>;
+using RowsByCall = std::map<std::string, ExpectedOutcome>;
 
 class JobSweep : public testing::TestWithParam<Extent> {
  protected:

@@ -31,26 +31,26 @@ std::string Describe(const InstalledAppInfo& app) {
   return text;
 }
 
-std::vector<std::string> Describe(const AppRecords& records) {
+std::vector<std::string> Describe(const PlainRecords& records) {
   std::vector<std::string> texts;
   std::ranges::transform(records, std::back_inserter(texts),
                          [](const InstalledAppInfo& record) { return Describe(record); });
   return texts;
 }
 
-std::vector<std::string> Describe(const InstalledAppList& apps) { return Describe(RecordsOf(apps)); }
+std::vector<std::string> Describe(const AppRecords& apps) { return Describe(RecordsOf(apps)); }
 
-std::vector<std::u16string> NamesOf(const AppRecords& records) {
+std::vector<std::u16string> NamesOf(const PlainRecords& records) {
   std::vector<std::u16string> names;
   std::ranges::transform(records, std::back_inserter(names), &InstalledAppInfo::DisplayName);
   return names;
 }
 
-std::vector<std::u16string> NamesOf(const InstalledAppList& apps) { return NamesOf(RecordsOf(apps)); }
+std::vector<std::u16string> NamesOf(const AppRecords& apps) { return NamesOf(RecordsOf(apps)); }
 
-AppRecords RecordsOf(const InstalledAppList& apps) {
-  AppRecords records;
-  for (const ListedApp* app : apps.Apps()) {
+PlainRecords RecordsOf(const AppRecords& apps) {
+  PlainRecords records;
+  for (const AppRecord* app : apps.Apps()) {
     records.push_back({.DisplayName = std::u16string(app->DisplayName),
                        .InstallLocation = std::u16string(app->InstallLocation),
                        .DisplayVersion = std::u16string(app->DisplayVersion),

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "NaiveInventory.h"
-#include "inventory/InstalledAppList.h"
+#include "inventory/AppRecords.h"
 
 namespace kestrelbay {
 
@@ -14,12 +14,12 @@ InstalledAppInfo Named(const std::u16string& name);
 
 /** All fields of a record, each as name=value; lone surrogates are shown as U+FFFD. */
 std::string Describe(const InstalledAppInfo& app);
-std::vector<std::string> Describe(const AppRecords& records);
-std::vector<std::string> Describe(const InstalledAppList& apps);
-std::vector<std::u16string> NamesOf(const AppRecords& records);
-std::vector<std::u16string> NamesOf(const InstalledAppList& apps);
+std::vector<std::string> Describe(const PlainRecords& records);
+std::vector<std::string> Describe(const AppRecords& apps);
+std::vector<std::u16string> NamesOf(const PlainRecords& records);
+std::vector<std::u16string> NamesOf(const AppRecords& apps);
 
 /** The records of a list as they would be by themselves. */
-AppRecords RecordsOf(const InstalledAppList& apps);
+PlainRecords RecordsOf(const AppRecords& apps);
 
 }  // namespace kestrelbay

@@ -5,7 +5,7 @@
 #include "commands/Command.h"
 #include "console/DisplayText.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 void PrintBlocked(Session& session) {
@@ -28,4 +28,4 @@ void AddBlocked(CLI::App& app, Command& chosen) {
   });
 }
 
-}  // namespace host
+}  // namespace cli

@@ -14,12 +14,12 @@
 #include "commands/Command.h"
 #include "console/DisplayText.h"
 #include "console/Failure.h"
-#include "console/Host.h"
 #include "console/Progress.h"
+#include "console/System.h"
 #include "views/Inventory.h"
 #include "views/Messages.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 constexpr std::uint64_t kMostIconBytes = 64 << 20;
@@ -105,4 +105,4 @@ void AddCapture(CLI::App& app, Command& chosen) {
       [&chosen, options] { chosen = [options](Session& session) { Capture(session, *options); }; });
 }
 
-}  // namespace host
+}  // namespace cli

@@ -10,7 +10,7 @@
 #include "console/Failure.h"
 #include "console/Output.h"
 
-namespace host {
+namespace cli {
 
 /** What a command is given to work with. */
 struct Session {
@@ -46,4 +46,4 @@ inline constexpr AddCommand* kCommands[] = {
     AddBlocked, AddCapture, AddDecrypt, AddDiff, AddEncrypt, AddExplain, AddFacts,     AddForget, AddIcon,
     AddInstall, AddList,    AddReport,  AddRoot, AddRun,     AddStart,   AddUninstall, AddVersion};
 
-}  // namespace host
+}  // namespace cli

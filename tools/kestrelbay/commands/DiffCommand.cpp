@@ -4,15 +4,15 @@
 
 #include "commands/Command.h"
 #include "console/Failure.h"
-#include "console/Host.h"
 #include "console/SaveFile.h"
+#include "console/System.h"
 #include "views/Inventory.h"
 #include "views/ListDifference.h"
 #include "views/Messages.h"
 #include "views/SavedList.h"
 #include "views/Table.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -23,12 +23,12 @@ struct DiffOptions {
   bool tellsByStatus = false;
 };
 
-std::vector<ListedApp> ListMachine(const std::string& directory) {
+std::vector<AppRecord> ListMachine(const std::string& directory) {
   OpenMachineToRead(directory, {.progress = {},
                                 .warning = [](const std::string& line) { ReportWarning(line); },
                                 .damage = [](const std::string& line) { ReportDamage(line); }});
   const Inventory inventory(false);
-  std::vector<ListedApp> apps;
+  std::vector<AppRecord> apps;
   for (const InstalledAppEntry& app : inventory.Apps()) {
     apps.push_back({app.displayName, app.installLocation, app.displayVersion, app.displayIcon, app.iconText,
                     app.installDate, app.lastWriteTime, app.architecture});
@@ -36,7 +36,7 @@ std::vector<ListedApp> ListMachine(const std::string& directory) {
   return apps;
 }
 
-std::vector<ListedApp> ReadSide(const std::string& path) {
+std::vector<AppRecord> ReadSide(const std::string& path) {
   return IsDirectory(path) ? ListMachine(path) : ReadSavedList(path);
 }
 
@@ -45,7 +45,7 @@ std::string ChangeName(AppChange change) {
   return change == AppChange::Gone ? "gone" : "appeared";
 }
 
-Json ToJson(const ListedApp& app) {
+Json ToJson(const AppRecord& app) {
   Json json;
   for (const ListedText& field : kListedTexts) json[field.name] = app.*field.text;
   json["architecture"] = app.architecture;
@@ -118,8 +118,8 @@ void PrintDifference(Session& session, const DiffOptions& options) {
   if (session.namesMachine) {
     throw Failure("diff is told its machines as BEFORE and AFTER; leave --machine out", kWrongUsage);
   }
-  const std::vector<ListedApp> before = ReadSide(options.before);
-  const std::vector<ListedApp> after = ReadSide(options.after);
+  const std::vector<AppRecord> before = ReadSide(options.before);
+  const std::vector<AppRecord> after = ReadSide(options.after);
   // A machine is listed without drawing its icons.
   const bool includeIcons = !IsDirectory(options.before) && !IsDirectory(options.after);
   const ListDifference difference = CompareLists(before, after, includeIcons);
@@ -152,4 +152,4 @@ void AddDiff(CLI::App& app, Command& chosen) {
   });
 }
 
-}  // namespace host
+}  // namespace cli

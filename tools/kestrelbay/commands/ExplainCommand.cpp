@@ -9,7 +9,7 @@
 #include "explain/ExplainJson.h"
 #include "explain/ExplainText.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 using kestrelbay::AppField;
@@ -30,7 +30,7 @@ bool IsNamed(const ExplainedKey& key, const std::string& folded) {
 /** Whether a place may hide any name: it is there and does not open, or nothing is listed without it. */
 bool HidesNames(const ExplainedKey& key) {
   if (key.isEntry || key.fate != Fate::Unread) return false;
-  return key.place == kestrelbay::Place::InstallerProducts || key.status != kNotFound;
+  return key.place == kestrelbay::ScanRoot::InstallerProducts || key.status != kNotFound;
 }
 
 ExplainedPart PartOf(const Explanation& all, const std::string& name) {
@@ -84,4 +84,4 @@ void AddExplain(CLI::App& app, Command& chosen) {
       [=, &chosen] { chosen = [=](Session& session) { PrintExplanation(session, *name, *values); }; });
 }
 
-}  // namespace host
+}  // namespace cli

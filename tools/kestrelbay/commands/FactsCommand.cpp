@@ -7,7 +7,7 @@
 #include "console/DisplayText.h"
 #include "views/Messages.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -91,4 +91,4 @@ void AddFacts(CLI::App& app, Command& chosen) {
   command->callback([&chosen] { chosen = PrintFacts; });
 }
 
-}  // namespace host
+}  // namespace cli

@@ -5,10 +5,10 @@
 #include "commands/Command.h"
 #include "console/DisplayText.h"
 #include "console/Failure.h"
-#include "console/Host.h"
+#include "console/System.h"
 #include "views/Inventory.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 struct ForgetOptions {
@@ -68,4 +68,4 @@ void AddForget(CLI::App& app, Command& chosen) {
       [&chosen, options] { chosen = [options](Session& session) { Forget(session, *options); }; });
 }
 
-}  // namespace host
+}  // namespace cli

@@ -6,11 +6,11 @@
 #include "console/Base64.h"
 #include "console/DisplayText.h"
 #include "console/Failure.h"
-#include "console/Host.h"
 #include "console/SaveFile.h"
+#include "console/System.h"
 #include "views/Inventory.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 struct IconOptions {
@@ -77,4 +77,4 @@ void AddIcon(CLI::App& app, Command& chosen) {
       [&chosen, options] { chosen = [options](Session& session) { PrintIcon(session, *options); }; });
 }
 
-}  // namespace host
+}  // namespace cli

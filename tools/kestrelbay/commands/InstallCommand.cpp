@@ -6,7 +6,7 @@
 #include "console/DisplayText.h"
 #include "console/Failure.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 struct InstallOptions {
@@ -82,4 +82,4 @@ void AddInstall(CLI::App& app, Command& chosen) {
       [&chosen, options] { chosen = [options](Session& session) { InstallApp(session, *options); }; });
 }
 
-}  // namespace host
+}  // namespace cli

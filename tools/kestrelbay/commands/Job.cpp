@@ -6,12 +6,12 @@
 
 #include "KestrelbayGeneralSDK.h"
 #include "console/Failure.h"
-#include "console/Host.h"
 #include "console/Progress.h"
+#include "console/System.h"
 #include "views/Inventory.h"
 #include "views/Messages.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenLooks(100);
@@ -53,7 +53,7 @@ ListedVersion FindListed(const std::string& name) {
   return std::nullopt;
 }
 
-std::string Change::InWords() const { return host::InWords(before) + " -> " + host::InWords(after); }
+std::string Change::InWords() const { return cli::InWords(before) + " -> " + cli::InWords(after); }
 
 std::string Change::Kind() const {
   if (!before) return after ? "appeared" : "none";
@@ -105,4 +105,4 @@ void PrintJob(Session& session, nlohmann::ordered_json fields, const Change& cha
   session.out.Flush();
 }
 
-}  // namespace host
+}  // namespace cli

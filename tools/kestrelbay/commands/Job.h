@@ -8,7 +8,7 @@
 
 #include "commands/Command.h"
 
-namespace host {
+namespace cli {
 
 /** The version that is listed under a name, which may be empty; nothing where the name is not listed. */
 using ListedVersion = std::optional<std::string>;
@@ -74,4 +74,4 @@ void FillField(char (&field)[Size], const std::string& text, const std::string& 
   text.copy(field, text.size());
 }
 
-}  // namespace host
+}  // namespace cli

@@ -6,7 +6,7 @@
 #include "views/Inventory.h"
 #include "views/Table.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 nlohmann::ordered_json ToJson(const InstalledAppEntry& app) {
@@ -73,4 +73,4 @@ void AddList(CLI::App& app, Command& chosen) {
   command->callback([&chosen, icons] { chosen = [icons](Session& session) { PrintList(session, *icons); }; });
 }
 
-}  // namespace host
+}  // namespace cli

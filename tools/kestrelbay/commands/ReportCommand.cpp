@@ -13,7 +13,7 @@
 #include "views/Inventory.h"
 #include "views/ReportPage.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 constexpr std::size_t kMostIconBytes = 1 << 20;
@@ -79,4 +79,4 @@ void AddReport(CLI::App& app, Command& chosen) {
   command->callback([&chosen, file] { chosen = [file](Session& session) { PrintReport(session, *file); }; });
 }
 
-}  // namespace host
+}  // namespace cli

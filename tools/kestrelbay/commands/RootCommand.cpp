@@ -6,9 +6,9 @@
 #include "commands/Command.h"
 #include "console/DisplayText.h"
 #include "console/Failure.h"
-#include "console/Host.h"
+#include "console/System.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 void PrintRoot(Session& session, std::uint32_t mode) {
@@ -35,4 +35,4 @@ void AddRoot(CLI::App& app, Command& chosen) {
   command->callback([&chosen, mode] { chosen = [mode](Session& session) { PrintRoot(session, *mode); }; });
 }
 
-}  // namespace host
+}  // namespace cli

@@ -7,7 +7,7 @@
 #include "console/DisplayText.h"
 #include "console/Failure.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 // Nothing tells when an asynchronous start is made, and this program ends at once.
@@ -59,4 +59,4 @@ void AddRun(CLI::App& app, Command& chosen) {
       [&chosen, options] { chosen = [options](Session& session) { RunProgram(session, *options); }; });
 }
 
-}  // namespace host
+}  // namespace cli

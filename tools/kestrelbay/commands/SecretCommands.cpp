@@ -5,10 +5,10 @@
 #include "commands/Command.h"
 #include "console/DisplayText.h"
 #include "console/Failure.h"
-#include "console/Host.h"
 #include "console/SecretText.h"
+#include "console/System.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 /** A text that the library handed out, wiped and given back. */
@@ -91,4 +91,4 @@ void AddDecrypt(CLI::App& app, Command& chosen) {
   command->callback([&chosen] { chosen = DecryptInput; });
 }
 
-}  // namespace host
+}  // namespace cli

@@ -5,7 +5,7 @@
 #include "console/DisplayText.h"
 #include "console/Failure.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 struct StartOptions {
@@ -41,4 +41,4 @@ void AddStart(CLI::App& app, Command& chosen) {
       [&chosen, options] { chosen = [options](Session& session) { Start(session, *options); }; });
 }
 
-}  // namespace host
+}  // namespace cli

@@ -6,7 +6,7 @@
 #include "console/DisplayText.h"
 #include "console/Failure.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 /** Why it failed and what to do, by the library's own message. */
@@ -57,4 +57,4 @@ void AddUninstall(CLI::App& app, Command& chosen) {
   command->callback([&chosen, name] { chosen = [name](Session& session) { UninstallApp(session, *name); }; });
 }
 
-}  // namespace host
+}  // namespace cli

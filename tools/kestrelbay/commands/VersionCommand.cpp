@@ -7,7 +7,7 @@
 #include "console/DisplayText.h"
 #include "console/Failure.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 void PrintVersion(Session& session, const std::string& name) {
@@ -33,4 +33,4 @@ void AddVersion(CLI::App& app, Command& chosen) {
   command->callback([&chosen, name] { chosen = [name](Session& session) { PrintVersion(session, *name); }; });
 }
 
-}  // namespace host
+}  // namespace cli

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstdint>
 
-namespace host {
+namespace cli {
 namespace {
 
 constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -53,4 +53,4 @@ std::string FromBase64(std::string_view text) {
   return bytes;
 }
 
-}  // namespace host
+}  // namespace cli

@@ -4,11 +4,11 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace cli {
 
 std::string ToBase64(std::string_view bytes);
 
 /** @return the bytes; padding, or whatever else is no digit, ends the text */
 std::string FromBase64(std::string_view text);
 
-}  // namespace host
+}  // namespace cli

@@ -2,7 +2,7 @@
  * make-character-widths. */
 #pragma once
 
-namespace host {
+namespace cli {
 
 struct CodeRange {
   char32_t first;
@@ -93,4 +93,4 @@ inline constexpr CodeRange kTwoCells[] = {
 };
 // clang-format on
 
-}  // namespace host
+}  // namespace cli

@@ -5,9 +5,9 @@
 #include <span>
 
 #include "console/CharacterWidths.h"
-#include "console/Host.h"
+#include "console/System.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
@@ -126,4 +126,4 @@ std::string WithoutCaseAndBlanks(std::string_view text) {
   return folded;
 }
 
-}  // namespace host
+}  // namespace cli

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace cli {
 
 /**
  * The text without what would act on a terminal instead of showing there: control characters become their
@@ -29,4 +29,4 @@ std::string CutToWidth(std::string_view text, int cells);
 /** The text in small letters without any blanks: what two names that look alike have in common. */
 std::string WithoutCaseAndBlanks(std::string_view text);
 
-}  // namespace host
+}  // namespace cli

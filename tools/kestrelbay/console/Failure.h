@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace host {
+namespace cli {
 
 /** What a calling program learns of a run. */
 enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2 };
@@ -18,4 +18,4 @@ class Failure : public std::runtime_error {
   const ExitStatus status;
 };
 
-}  // namespace host
+}  // namespace cli

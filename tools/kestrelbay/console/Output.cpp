@@ -3,9 +3,9 @@
 #include <nlohmann/json.hpp>
 
 #include "console/Failure.h"
-#include "console/Host.h"
+#include "console/System.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 constexpr std::size_t kPieceBytes = 64 * 1024;
@@ -30,11 +30,11 @@ void Output::Flush() {
   const std::string bytes = std::exchange(pending, {});
   if (ended || bytes.empty()) return;
   std::string reason;
-  const WriteResult result = host::Write(Stream::Out, bytes, reason);
+  const WriteResult result = cli::Write(Stream::Out, bytes, reason);
   ended = result != WriteResult::Done;
   if (result == WriteResult::Failed) {
     throw Failure("cannot write to standard output: " + reason + "; send it to another place");
   }
 }
 
-}  // namespace host
+}  // namespace cli

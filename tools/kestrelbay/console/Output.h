@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace cli {
 
 /**
  * A reader that has gone away has what it wanted: what is written after that is dropped without a word. Any
@@ -29,4 +29,4 @@ class Output {
   bool ended = false;
 };
 
-}  // namespace host
+}  // namespace cli

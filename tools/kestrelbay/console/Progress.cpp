@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "console/DisplayText.h"
-#include "console/Host.h"
+#include "console/System.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 using std::chrono::steady_clock;
@@ -65,4 +65,4 @@ void Progress::Erase() {
   drawn = false;
 }
 
-}  // namespace host
+}  // namespace cli

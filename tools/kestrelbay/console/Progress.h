@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace cli {
 
 /** Shows nothing where standard error is no terminal, nor before the job has taken a while. One thread. */
 class Progress {
@@ -35,4 +35,4 @@ class Progress {
   bool drawn = false;
 };
 
-}  // namespace host
+}  // namespace cli

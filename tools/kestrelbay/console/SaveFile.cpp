@@ -9,7 +9,7 @@
 
 #include "console/Failure.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 namespace fs = std::filesystem;
@@ -80,4 +80,4 @@ bool IsDirectory(const std::string& path) {
   return fs::is_directory(FromUtf8(path), error);
 }
 
-}  // namespace host
+}  // namespace cli

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace cli {
 
 /**
  * Writes a file whole: whoever looks at `path` sees what was there before or all of `bytes`. What is no
@@ -18,4 +18,4 @@ std::string ReadWholeFile(const std::string& path);
 
 bool IsDirectory(const std::string& path);
 
-}  // namespace host
+}  // namespace cli

@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace host {
+namespace cli {
 
 /** Overwrites bytes where the optimiser cannot leave it out. */
 inline void Wipe(char* bytes, std::size_t count) {
@@ -21,4 +21,4 @@ struct SecretText {
   std::string text;
 };
 
-}  // namespace host
+}  // namespace cli

@@ -3,31 +3,31 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-namespace host {
+namespace cli {
 namespace {
 
 using Json = nlohmann::ordered_json;
 using kestrelbay::AppField;
 using kestrelbay::ExplainedKey;
 using kestrelbay::Fate;
-using kestrelbay::KeyPlace;
-using kestrelbay::Place;
+using kestrelbay::KeyPath;
+using kestrelbay::ScanRoot;
 
 std::string_view RoleName(const ExplainedKey& key) {
   switch (key.place) {
-    case Place::InstallerProducts:
+    case ScanRoot::InstallerProducts:
       return "installerProducts";
-    case Place::UninstallKey:
+    case ScanRoot::UninstallKey:
       return key.isEntry ? "uninstallEntry" : "uninstallKey";
-    case Place::UserProducts:
+    case ScanRoot::UserProducts:
       return key.isEntry ? "userProduct" : "userProducts";
-    case Place::UserData:
+    case ScanRoot::UserData:
       return "userData";
   }
   return {};
 }
 
-Json ToJson(const KeyPlace& key) { return {{"root", key.root}, {"path", key.path}, {"view", key.view}}; }
+Json ToJson(const KeyPath& key) { return {{"root", key.root}, {"path", key.path}, {"view", key.view}}; }
 
 Json ToJson(const kestrelbay::ExplainedValue& value) {
   const bool isThere = FoundName(value.found) != "missing" && FoundName(value.found) != "unreadable";
@@ -102,4 +102,4 @@ Json ToJson(const ExplainedPart& part) {
   return json;
 }
 
-}  // namespace host
+}  // namespace cli

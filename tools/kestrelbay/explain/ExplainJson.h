@@ -5,9 +5,9 @@
 
 #include "explain/ExplainText.h"
 
-namespace host {
+namespace cli {
 
 /** An object of keys, records and counts; keys refer to one another by their numbers in the scan. */
 nlohmann::ordered_json ToJson(const ExplainedPart& part);
 
-}  // namespace host
+}  // namespace cli

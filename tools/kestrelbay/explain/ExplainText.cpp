@@ -7,7 +7,7 @@
 #include "views/Inventory.h"
 #include "views/Table.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 using kestrelbay::AppField;
@@ -16,8 +16,8 @@ using kestrelbay::ExplainedValue;
 using kestrelbay::Explanation;
 using kestrelbay::Fate;
 using kestrelbay::FieldSource;
-using kestrelbay::KeyPlace;
-using kestrelbay::Place;
+using kestrelbay::KeyPath;
+using kestrelbay::ScanRoot;
 using kestrelbay::Verdict;
 
 constexpr platform::LSTATUS kNotFound = 2;
@@ -76,7 +76,7 @@ std::string ViewText(kestrelbay::RegistryView view) {
   return view == kestrelbay::k32BitView ? ", 32-bit view" : ", 64-bit view";
 }
 
-std::string FullText(const KeyPlace& key) { return key.root + '\\' + key.path + ViewText(key.view); }
+std::string FullText(const KeyPath& key) { return key.root + '\\' + key.path + ViewText(key.view); }
 
 std::string StatusText(platform::LSTATUS status) {
   if (status == kNotFound || status == kPathNotFound) return "not there";
@@ -105,7 +105,7 @@ std::string ListedText(const Explanation& all, const ExplainedKey& key) {
 
 std::string UnreadText(const ExplainedKey& key) {
   if (key.verdict == Verdict::UserDataUnopened) return "not read: " + Words(key.verdict);
-  const bool isGate = key.place == Place::InstallerProducts;
+  const bool isGate = key.place == ScanRoot::InstallerProducts;
   return StatusText(key.status) + (isGate ? ": without this key nothing is listed" : "");
 }
 
@@ -159,7 +159,7 @@ std::string FateText(const Explanation& all, const ExplainedKey& key) {
   return {};
 }
 
-bool IsSame(const KeyPlace& left, const KeyPlace& right) {
+bool IsSame(const KeyPath& left, const KeyPath& right) {
   return left.root == right.root && left.path == right.path && left.view == right.view;
 }
 
@@ -177,7 +177,7 @@ void PrintValues(Output& out, const ExplainedKey& key) {
 std::string Indented(const std::string& text) { return "  " + Printable(text) + "\n"; }
 
 void PrintKey(Output& out, const ExplainedPart& part, const ExplainedKey& key) {
-  KeyPlace place = key.key;
+  KeyPath place = key.key;
   place.view = key.view;
   out.Write(Printable(FullText(place)) + "\n");
   out.Write(Indented(FateText(part.all, key)));
@@ -205,7 +205,7 @@ std::string SourceText(AppField field, const FieldSource& source) {
 }
 
 void PrintRecord(Output& out, const Explanation& all, const kestrelbay::ExplainedRecord& record) {
-  const KeyPlace& own = all.keys[record.key].key;
+  const KeyPath& own = all.keys[record.key].key;
   Table table({{"Listed as", false}, {"From", true}, {"Text", true}, {"Of another key", true}});
   for (std::size_t at = 0; at < record.fields.size(); ++at) {
     const kestrelbay::ExplainedField& field = record.fields[at];
@@ -271,4 +271,4 @@ void PrintPart(Output& out, const ExplainedPart& part) {
                                  : "Listed: " + CountText(part.records.size()) + " of that name.\n");
 }
 
-}  // namespace host
+}  // namespace cli

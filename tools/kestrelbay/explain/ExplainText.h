@@ -8,7 +8,7 @@
 #include "console/Output.h"
 #include "explain/Explanation.h"
 
-namespace host {
+namespace cli {
 
 /** What is told of an explanation: all of it, or what concerns one name. Indexes into its keys and records.
  */
@@ -37,4 +37,4 @@ void PrintOverview(Output& out, const kestrelbay::Explanation& explanation);
  */
 void PrintPart(Output& out, const ExplainedPart& part);
 
-}  // namespace host
+}  // namespace cli

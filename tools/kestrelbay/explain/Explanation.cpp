@@ -12,11 +12,9 @@ using Sources = std::array<std::optional<FieldSource>, kAppFieldCount>;
 
 constexpr std::size_t Index(AppField field) { return static_cast<std::size_t>(field); }
 
-KeyPlace PlaceOf(const RegistryKey& key) {
-  return {WideToUtf8(key.rootName), WideToUtf8(key.path), key.view};
-}
+KeyPath PlaceOf(const RegistryKey& key) { return {WideToUtf8(key.rootName), WideToUtf8(key.path), key.view}; }
 
-KeyPlace PlaceBelow(const RegistryKey& parent, const std::u16string& path, RegistryView view) {
+KeyPath PlaceBelow(const RegistryKey& parent, const std::u16string& path, RegistryView view) {
   const std::string above = parent.path.empty() ? "" : WideToUtf8(parent.path) + '\\';
   return {WideToUtf8(parent.rootName), above + WideToUtf8(path), view};
 }
@@ -26,7 +24,7 @@ class Recorder {
  public:
   explicit Recorder(Explanation& target) : explanation(target) {}
 
-  void operator()(const PlaceTried& tried) {
+  void operator()(const ScanRootTried& tried) {
     ExplainedKey& key = explanation.keys.emplace_back();
     key.place = tried.place;
     key.key = PlaceBelow(tried.key.parent, tried.key.path, tried.key.view);
@@ -48,13 +46,13 @@ class Recorder {
   }
 
   void operator()(const KeyTried& tried) {
-    const KeyPlace place = PlaceBelow(tried.parent, tried.path, tried.view);
+    const KeyPath place = PlaceBelow(tried.parent, tried.path, tried.view);
     Current().opens.push_back({place, tried.status});
     if (place.root == Current().key.root && place.path == Current().key.path) Current().status = tried.status;
   }
 
   void operator()(const ValueRead& read) {
-    const KeyPlace place = PlaceOf(read.key);
+    const KeyPath place = PlaceOf(read.key);
     const std::string name = WideToUtf8(read.name);
     Current().values.push_back({place, name, WideToUtf8(read.text), read.found, read.field});
     if (read.field == AppField::DisplayName) Current().displayName = Current().values.back().text;
@@ -92,7 +90,7 @@ class Recorder {
 
   void operator()(const ProductsUnread& unread) {
     for (const std::u16string& name : ListSubKeyNames(unread.userProducts)) {
-      (*this)(EntryBegun{Place::UserProducts, unread.userProducts, name, unread.view});
+      (*this)(EntryBegun{ScanRoot::UserProducts, unread.userProducts, name, unread.view});
       Current().verdict = Verdict::UserDataUnopened;
       Current().fate = Fate::Unread;
       NameCurrent();
@@ -100,7 +98,7 @@ class Recorder {
   }
 
   /** @param records  all that the scan made, in its order */
-  void TakeRecords(const InstalledAppList& records) {
+  void TakeRecords(const AppRecords& records) {
     std::vector<std::size_t> keys;
     for (std::size_t index = 0; index < explanation.keys.size(); ++index) {
       if (explanation.keys[index].fate == Fate::Listed) keys.push_back(index);
@@ -119,7 +117,7 @@ class Recorder {
     if (!key.displayName.empty()) return;
     const auto opened = OpenKeyInView(*parent, Utf8ToWide(key.name), parent->view);
     if (!opened) return;
-    const bool isProduct = key.place == Place::UserProducts;
+    const bool isProduct = key.place == ScanRoot::UserProducts;
     key.displayName = WideToUtf8(ReadRegistryValue(*opened, isProduct ? u"ProductName" : u"DisplayName"));
   }
 
@@ -135,7 +133,7 @@ class Recorder {
     explanation.keys[earlier].fate = Fate::Merged;
   }
 
-  ExplainedRecord Explain(const ListedApp& app, std::size_t key) const {
+  ExplainedRecord Explain(const AppRecord& app, std::size_t key) const {
     ExplainedRecord record;
     record.key = key;
     const auto set = [&](AppField field, std::u16string_view text) {
@@ -162,7 +160,7 @@ class Recorder {
   const RegistryKey* parent = nullptr;  // of the entry that is being read
   Sources sources;                      // of the record that is being read
   std::unordered_map<std::size_t, Sources> sourcesOfKey;
-  std::unordered_map<const ListedApp*, std::size_t> keyOfRecord;
+  std::unordered_map<const AppRecord*, std::size_t> keyOfRecord;
 };
 
 }  // namespace
@@ -171,7 +169,7 @@ Explanation ExplainInstalledApps() {
   Explanation explanation;
   Recorder recorder(explanation);
   const ScanObserver observer = [&](const ScanEvent& event) { std::visit(recorder, event); };
-  AppList list(&observer);
+  ScanResult list(&observer);
   ScanInventory(list);
   recorder.TakeRecords(list.Take());
   return explanation;

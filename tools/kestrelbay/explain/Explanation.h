@@ -15,7 +15,7 @@
 
 namespace kestrelbay {
 
-struct KeyPlace {
+struct KeyPath {
   std::string root;  ///< such as "HKEY_LOCAL_MACHINE"
   std::string path;  ///< as opened: no Wow6432Node segment
   RegistryView view = kDefaultView;
@@ -23,12 +23,12 @@ struct KeyPlace {
 
 /** A key that was opened on the way, or could not be. */
 struct ExplainedOpen {
-  KeyPlace key;
+  KeyPath key;
   platform::LSTATUS status = 0;
 };
 
 struct ExplainedValue {
-  KeyPlace key;
+  KeyPath key;
   std::string name;
   std::string text;  ///< empty for whatever cannot be read as a text: `found` tells why
   ValueFound found;
@@ -51,9 +51,9 @@ enum class Fate : std::uint8_t {
 };
 
 struct ExplainedKey {
-  Place place = Place::UninstallKey;
+  ScanRoot place = ScanRoot::UninstallKey;
   bool isEntry = false;  ///< an entry of such a place, else the place itself
-  KeyPlace key;
+  KeyPath key;
   std::string name;                  ///< of an entry: the last part of its path
   RegistryView view = kDefaultView;  ///< through which it is looked at: that of UserData for a user's product
   platform::LSTATUS status = 0;      ///< of opening the key itself
@@ -72,7 +72,7 @@ struct ExplainedKey {
 
 /** Where a field came from. No value's name: from the key as such, its place, its view or its time. */
 struct FieldSource {
-  KeyPlace key;
+  KeyPath key;
   std::string value;
 };
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace host {
+namespace cli {
 
 std::string ArchitectureName(std::int32_t architecture) {
   if (architecture == 1) return "x86";
@@ -20,4 +20,4 @@ std::string CountText(std::size_t count) {
   return std::to_string(count) + (count == 1 ? " application" : " applications");
 }
 
-}  // namespace host
+}  // namespace cli

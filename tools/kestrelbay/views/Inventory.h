@@ -8,7 +8,7 @@
 
 #include "KestrelbayGeneralSDK.h"
 
-namespace host {
+namespace cli {
 
 /** How an icon text begins that is a picture, and no path on the machine. */
 inline constexpr std::string_view kPictureStart = "data:image/png;base64,";
@@ -37,4 +37,4 @@ std::string DateText(std::string date);
 /** "1 application", and its like. */
 std::string CountText(std::size_t count);
 
-}  // namespace host
+}  // namespace cli

@@ -3,20 +3,20 @@
 #include <algorithm>
 #include <map>
 
-namespace host {
+namespace cli {
 namespace {
 
-using Apps = std::vector<const ListedApp*>;
+using Apps = std::vector<const AppRecord*>;
 
 struct SameName {
   Apps before;
   Apps after;
 };
 
-std::vector<FieldDifference> Differences(const ListedApp& before, const ListedApp& after, bool includeIcons) {
+std::vector<FieldDifference> Differences(const AppRecord& before, const AppRecord& after, bool includeIcons) {
   std::vector<FieldDifference> fields;
   for (const ListedText& field : kListedTexts) {
-    if (field.text == &ListedApp::iconText && !includeIcons) continue;
+    if (field.text == &AppRecord::iconText && !includeIcons) continue;
     if (before.*field.text != after.*field.text) {
       fields.push_back({field.name, before.*field.text, after.*field.text});
     }
@@ -26,26 +26,26 @@ std::vector<FieldDifference> Differences(const ListedApp& before, const ListedAp
   return fields;
 }
 
-bool HaveOne(const std::string ListedApp::*text, const ListedApp& before, const ListedApp& after) {
+bool HaveOne(const std::string AppRecord::*text, const AppRecord& before, const AppRecord& after) {
   return !(before.*text).empty() && before.*text == after.*text;
 }
 
-using IsPair = bool(const ListedApp& before, const ListedApp& after);
+using IsPair = bool(const AppRecord& before, const AppRecord& after);
 
 /** What makes two applications of one name the same one, the surest first. */
 constexpr IsPair* kPairings[] = {
-    [](const ListedApp& before, const ListedApp& after) { return Differences(before, after, false).empty(); },
-    [](const ListedApp& before, const ListedApp& after) {
-      return before.architecture == after.architecture && HaveOne(&ListedApp::installLocation, before, after);
+    [](const AppRecord& before, const AppRecord& after) { return Differences(before, after, false).empty(); },
+    [](const AppRecord& before, const AppRecord& after) {
+      return before.architecture == after.architecture && HaveOne(&AppRecord::installLocation, before, after);
     },
-    [](const ListedApp& before, const ListedApp& after) {
-      return before.architecture == after.architecture && HaveOne(&ListedApp::displayVersion, before, after);
+    [](const AppRecord& before, const AppRecord& after) {
+      return before.architecture == after.architecture && HaveOne(&AppRecord::displayVersion, before, after);
     },
-    [](const ListedApp& before, const ListedApp& after) { return before.architecture == after.architecture; },
-    [](const ListedApp& before, const ListedApp& after) {
-      return HaveOne(&ListedApp::installLocation, before, after);
+    [](const AppRecord& before, const AppRecord& after) { return before.architecture == after.architecture; },
+    [](const AppRecord& before, const AppRecord& after) {
+      return HaveOne(&AppRecord::installLocation, before, after);
     },
-    [](const ListedApp&, const ListedApp&) { return true; },
+    [](const AppRecord&, const AppRecord&) { return true; },
 };
 
 class Comparer {
@@ -54,16 +54,16 @@ class Comparer {
 
   void Compare(SameName& group) {
     for (IsPair* isPair : kPairings) PairAll(group, isPair);
-    for (const ListedApp* app : group.before) difference.apps.push_back({AppChange::Gone, app, {}});
-    for (const ListedApp* app : group.after) difference.apps.push_back({AppChange::Appeared, app, {}});
+    for (const AppRecord* app : group.before) difference.apps.push_back({AppChange::Gone, app, {}});
+    for (const AppRecord* app : group.after) difference.apps.push_back({AppChange::Appeared, app, {}});
   }
 
  private:
   /** Takes out of the group what makes a pair, and notes what differs in it. */
   void PairAll(SameName& group, IsPair* isPair) {
-    std::erase_if(group.before, [&](const ListedApp* before) {
+    std::erase_if(group.before, [&](const AppRecord* before) {
       const auto after = std::ranges::find_if(
-          group.after, [&](const ListedApp* candidate) { return isPair(*before, *candidate); });
+          group.after, [&](const AppRecord* candidate) { return isPair(*before, *candidate); });
       if (after == group.after.end()) return false;
       Note(*before, **after);
       group.after.erase(after);
@@ -71,7 +71,7 @@ class Comparer {
     });
   }
 
-  void Note(const ListedApp& before, const ListedApp& after) {
+  void Note(const AppRecord& before, const AppRecord& after) {
     std::vector<FieldDifference> fields = Differences(before, after, includeIcons);
     if (fields.empty()) {
       ++difference.same;
@@ -93,15 +93,15 @@ std::pair<std::string, std::string> SortKey(const std::string& name) {
 
 }  // namespace
 
-ListDifference CompareLists(std::span<const ListedApp> before, std::span<const ListedApp> after,
+ListDifference CompareLists(std::span<const AppRecord> before, std::span<const AppRecord> after,
                             bool includeIcons) {
   std::map<std::pair<std::string, std::string>, SameName> names;
-  for (const ListedApp& app : before) names[SortKey(app.displayName)].before.push_back(&app);
-  for (const ListedApp& app : after) names[SortKey(app.displayName)].after.push_back(&app);
+  for (const AppRecord& app : before) names[SortKey(app.displayName)].before.push_back(&app);
+  for (const AppRecord& app : after) names[SortKey(app.displayName)].after.push_back(&app);
   ListDifference difference;
   Comparer comparer(difference, includeIcons);
   for (auto& [name, group] : names) comparer.Compare(group);
   return difference;
 }
 
-}  // namespace host
+}  // namespace cli

@@ -9,10 +9,10 @@
 #include <variant>
 #include <vector>
 
-namespace host {
+namespace cli {
 
 /** One application of a list: the fields of the C record, UTF-8. */
-struct ListedApp {
+struct AppRecord {
   std::string displayName;
   std::string installLocation;
   std::string displayVersion;
@@ -25,18 +25,18 @@ struct ListedApp {
 
 struct ListedText {
   std::string_view name;
-  std::string ListedApp::*text;
+  std::string AppRecord::*text;
 };
 
 /** All fields but the architecture, in the order of the record. */
 inline constexpr std::array kListedTexts = {
-    ListedText{"displayName", &ListedApp::displayName},
-    ListedText{"installLocation", &ListedApp::installLocation},
-    ListedText{"displayVersion", &ListedApp::displayVersion},
-    ListedText{"displayIcon", &ListedApp::displayIcon},
-    ListedText{"iconText", &ListedApp::iconText},
-    ListedText{"installDate", &ListedApp::installDate},
-    ListedText{"lastWriteTime", &ListedApp::lastWriteTime},
+    ListedText{"displayName", &AppRecord::displayName},
+    ListedText{"installLocation", &AppRecord::installLocation},
+    ListedText{"displayVersion", &AppRecord::displayVersion},
+    ListedText{"displayIcon", &AppRecord::displayIcon},
+    ListedText{"iconText", &AppRecord::iconText},
+    ListedText{"installDate", &AppRecord::installDate},
+    ListedText{"lastWriteTime", &AppRecord::lastWriteTime},
 };
 
 enum class AppChange { Appeared, Gone, Changed };
@@ -52,7 +52,7 @@ struct FieldDifference {
 
 struct AppDifference {
   AppChange change = AppChange::Changed;
-  const ListedApp* app = nullptr;  ///< as it is now, or was where it is gone
+  const AppRecord* app = nullptr;  ///< as it is now, or was where it is gone
   std::vector<FieldDifference> fields;
 };
 
@@ -68,7 +68,7 @@ struct ListDifference {
  * @param includeIcons  whether icon texts count
  * @return refers to both lists
  */
-ListDifference CompareLists(std::span<const ListedApp> before, std::span<const ListedApp> after,
+ListDifference CompareLists(std::span<const AppRecord> before, std::span<const AppRecord> after,
                             bool includeIcons);
 
-}  // namespace host
+}  // namespace cli

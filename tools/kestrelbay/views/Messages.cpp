@@ -6,7 +6,7 @@
 
 #include "console/DisplayText.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 std::atomic<bool> isDamaged = false;
@@ -68,4 +68,4 @@ void ReportLog(const char* file, std::int32_t level, const char* text) {
   WriteLine(Coloured(line, level == 5 ? kRed : kDim));
 }
 
-}  // namespace host
+}  // namespace cli

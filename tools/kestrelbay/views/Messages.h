@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string_view>
 
-#include "console/Host.h"
+#include "console/System.h"
 
-namespace host {
+namespace cli {
 
 /** Whether colour may be used there: a terminal, and no wish against it in NO_COLOR. */
 bool UsesColour(Stream stream);
@@ -22,4 +22,4 @@ bool WasDamageReported();
 /** A record of the library's log, as its LogCallback receives it. */
 void ReportLog(const char* file, std::int32_t level, const char* text);
 
-}  // namespace host
+}  // namespace cli

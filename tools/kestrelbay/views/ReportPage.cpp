@@ -5,7 +5,7 @@
 
 #include "views/Inventory.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 constexpr std::string_view kHead = R"html(<!DOCTYPE html>
@@ -219,4 +219,4 @@ std::string MakeReportPage(const std::vector<ReportRow>& rows) {
   return page;
 }
 
-}  // namespace host
+}  // namespace cli

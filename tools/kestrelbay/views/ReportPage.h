@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace host {
+namespace cli {
 
 /** One application as the page tells of it; UTF-8, empty where something is not known. */
 struct ReportRow {
@@ -23,4 +23,4 @@ struct ReportRow {
  */
 std::string MakeReportPage(const std::vector<ReportRow>& rows);
 
-}  // namespace host
+}  // namespace cli

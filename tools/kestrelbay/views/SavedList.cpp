@@ -7,7 +7,7 @@
 #include "console/Failure.h"
 #include "console/SaveFile.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 using Json = nlohmann::json;
@@ -35,9 +35,9 @@ const Json& Member(const Json& entry, std::string_view name, const std::string& 
   return *member;
 }
 
-ListedApp ReadApp(const Json& entry, const std::string& where) {
+AppRecord ReadApp(const Json& entry, const std::string& where) {
   if (!entry.is_object()) Refuse(where, "is no application");
-  ListedApp app;
+  AppRecord app;
   for (const ListedText& field : kListedTexts) {
     const Json& text = Member(entry, field.name, where);
     if (!text.is_string()) Refuse(where, std::string(field.name) + " is no text");
@@ -56,14 +56,14 @@ ListedApp ReadApp(const Json& entry, const std::string& where) {
 
 }  // namespace
 
-std::vector<ListedApp> ReadSavedList(const std::string& path) {
+std::vector<AppRecord> ReadSavedList(const std::string& path) {
   const Json list = Parse(path, ReadWholeFile(path));
   if (!list.is_array()) Refuse(path, "is no list of applications");
-  std::vector<ListedApp> apps;
+  std::vector<AppRecord> apps;
   for (const Json& entry : list) {
     apps.push_back(ReadApp(entry, path + ": application " + std::to_string(apps.size() + 1)));
   }
   return apps;
 }
 
-}  // namespace host
+}  // namespace cli

@@ -6,9 +6,9 @@
 
 #include "views/ListDifference.h"
 
-namespace host {
+namespace cli {
 
 /** @throws Failure that names the file, for whatever is no whole list */
-std::vector<ListedApp> ReadSavedList(const std::string& path);
+std::vector<AppRecord> ReadSavedList(const std::string& path);
 
-}  // namespace host
+}  // namespace cli

@@ -8,7 +8,7 @@
 #include "console/DisplayText.h"
 #include "views/Messages.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 constexpr int kGapCells = 2;
@@ -112,4 +112,4 @@ void Table::Print(Output& out, TableStyle style) const {
   for (const std::vector<std::string>& row : rows) out.Write(Line(row, widths, mayCut) + "\n");
 }
 
-}  // namespace host
+}  // namespace cli

@@ -6,7 +6,7 @@
 
 #include "console/Output.h"
 
-namespace host {
+namespace cli {
 
 struct Column {
   std::string title;
@@ -42,4 +42,4 @@ class Table {
   std::vector<int> widest;
 };
 
-}  // namespace host
+}  // namespace cli

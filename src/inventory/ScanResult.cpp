@@ -1,4 +1,4 @@
-#include "inventory/AppList.h"
+#include "inventory/ScanResult.h"
 
 #include <algorithm>
 #include <span>
@@ -23,7 +23,7 @@ Comparison CompareAndFill(Value& value, const Earlier& earlier) {
   return Comparison::Fills;
 }
 
-Comparison CompareUninstallStrings(InstalledAppInfo& record, const ListedApp& earlier) {
+Comparison CompareUninstallStrings(InstalledAppInfo& record, const AppRecord& earlier) {
   if (record.UninstallString.empty()) return CompareAndFill(record.UninstallString, earlier.UninstallString);
   // Compared with the version on purpose: two entries that each bring an uninstall command stay two.
   const bool agrees = earlier.UninstallString.empty() || record.UninstallString == earlier.DisplayVersion;
@@ -31,14 +31,14 @@ Comparison CompareUninstallStrings(InstalledAppInfo& record, const ListedApp& ea
 }
 
 // A place is taken whole, over the record's own.
-Comparison TakePlace(InstalledAppInfo& record, const ListedApp& earlier) {
+Comparison TakePlace(InstalledAppInfo& record, const AppRecord& earlier) {
   if (earlier.rootKeyStr.empty() || earlier.subKeyPath.empty()) return Comparison::Agrees;
   record.rootKeyStr = earlier.rootKeyStr;
   record.subKeyPath = earlier.subKeyPath;
   return Comparison::Fills;
 }
 
-Agreement AgreeAndFill(InstalledAppInfo& record, const ListedApp& earlier) {
+Agreement AgreeAndFill(InstalledAppInfo& record, const AppRecord& earlier) {
   Agreement agreement;
   const auto note = [&](AppField field, Comparison comparison) {
     if (comparison == Comparison::Fills) agreement.filled.set(static_cast<std::size_t>(field));
@@ -124,20 +124,20 @@ void SortKeys(std::span<SortKey> keys, std::size_t from) {
 
 }  // namespace
 
-InstalledAppInfo& AppList::BlankRecord() {
+InstalledAppInfo& ScanResult::BlankRecord() {
   Clear(blank);
   return blank;
 }
 
-const ListedApp* AppList::FindFirst(std::u16string_view displayName) const {
+const AppRecord* ScanResult::FindFirst(std::u16string_view displayName) const {
   const std::uint32_t name = names.Find(displayName);
   if (name == NameIndex::kNone || recordsOfName[name].first == kNone) return nullptr;
   return &records[recordsOfName[name].first];
 }
 
-const ListedApp& AppList::Append(const InstalledAppInfo& record) {
+const AppRecord& ScanResult::Append(const InstalledAppInfo& record) {
   const auto index = static_cast<std::uint32_t>(records.size());
-  const ListedApp& app = records.Append(record);
+  const AppRecord& app = records.Append(record);
   links.emplace_back();
   const std::uint32_t name = names.FindOrAdd(app.DisplayName);
   if (name == recordsOfName.size()) recordsOfName.emplace_back();
@@ -147,13 +147,13 @@ const ListedApp& AppList::Append(const InstalledAppInfo& record) {
   return app;
 }
 
-void AppList::RemoveFirst(std::u16string_view displayName) {
+void ScanResult::RemoveFirst(std::u16string_view displayName) {
   std::uint32_t& first = recordsOfName[names.Find(displayName)].first;
   links[first].isRemoved = true;
   first = links[first].nextOfName;
 }
 
-InstalledAppList AppList::Take() {
+AppRecords ScanResult::Take() {
   std::vector<std::uint32_t> kept;
   for (std::uint32_t index = 0; index < links.size(); ++index) {
     if (!links[index].isRemoved) kept.push_back(index);
@@ -165,22 +165,22 @@ InstalledAppList AppList::Take() {
   return std::exchange(records, {});
 }
 
-void AddOrMergeApp(AppList& list, InstalledAppInfo& record) {
-  const ListedApp* const earlier = list.FindFirst(record.DisplayName);
+void AddOrMergeApp(ScanResult& list, InstalledAppInfo& record) {
+  const AppRecord* const earlier = list.FindFirst(record.DisplayName);
   Agreement agreement;
   if (earlier) {
     agreement = AgreeAndFill(record, *earlier);
     if (!agreement.disagreement) list.RemoveFirst(record.DisplayName);
   }
-  const ListedApp& added = list.Append(record);
-  Tell(list.observer, RecordAdded{added, earlier, agreement});
+  const AppRecord& added = list.Append(record);
+  Notify(list.observer, RecordAdded{added, earlier, agreement});
 }
 
 bool AppNameLess(std::u16string_view left, std::u16string_view right) {
   return std::ranges::lexicographical_compare(left, right, {}, ToLowerAscii, ToLowerAscii);
 }
 
-std::vector<std::uint32_t> OrderByName(const InstalledAppList& records) {
+std::vector<std::uint32_t> OrderByName(const AppRecords& records) {
   std::vector<SortKey> keys(records.size());
   for (std::uint32_t index = 0; index < keys.size(); ++index) {
     keys[index] = {.units = 0, .index = index, .name = records[index].DisplayName};

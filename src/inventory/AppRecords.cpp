@@ -1,4 +1,4 @@
-#include "inventory/InstalledAppList.h"
+#include "inventory/AppRecords.h"
 
 #include <algorithm>
 #include <new>
@@ -10,31 +10,31 @@ namespace {
 constexpr std::size_t kLargestBlockBytes = 0x18000;
 
 struct WideText {
-  std::u16string_view ListedApp::*listed;
+  std::u16string_view AppRecord::*listed;
   std::u16string InstalledAppInfo::*text;
 };
 
 // As they stand in memory: what clients get comes first, so that handing a record out looks at nothing else.
 constexpr WideText kWideTexts[] = {
-    {&ListedApp::DisplayName, &InstalledAppInfo::DisplayName},
-    {&ListedApp::InstallLocation, &InstalledAppInfo::InstallLocation},
-    {&ListedApp::DisplayVersion, &InstalledAppInfo::DisplayVersion},
-    {&ListedApp::DisplayIcon, &InstalledAppInfo::DisplayIcon},
-    {&ListedApp::InstallDate, &InstalledAppInfo::InstallDate},
-    {&ListedApp::LastWriteTime, &InstalledAppInfo::LastWriteTime},
-    {&ListedApp::UninstallString, &InstalledAppInfo::UninstallString},
-    {&ListedApp::rootKeyStr, &InstalledAppInfo::rootKeyStr},
-    {&ListedApp::subKeyPath, &InstalledAppInfo::subKeyPath},
+    {&AppRecord::DisplayName, &InstalledAppInfo::DisplayName},
+    {&AppRecord::InstallLocation, &InstalledAppInfo::InstallLocation},
+    {&AppRecord::DisplayVersion, &InstalledAppInfo::DisplayVersion},
+    {&AppRecord::DisplayIcon, &InstalledAppInfo::DisplayIcon},
+    {&AppRecord::InstallDate, &InstalledAppInfo::InstallDate},
+    {&AppRecord::LastWriteTime, &InstalledAppInfo::LastWriteTime},
+    {&AppRecord::UninstallString, &InstalledAppInfo::UninstallString},
+    {&AppRecord::rootKeyStr, &InstalledAppInfo::rootKeyStr},
+    {&AppRecord::subKeyPath, &InstalledAppInfo::subKeyPath},
 };
 
 std::size_t BytesOf(const InstalledAppInfo& record) {
   std::size_t units = 0;
   for (const WideText& field : kWideTexts) units += (record.*field.text).size();
-  return sizeof(ListedApp) + units * sizeof(char16_t);
+  return sizeof(AppRecord) + units * sizeof(char16_t);
 }
 
 // Nothing has to be done for a record when its memory goes.
-static_assert(std::is_trivially_destructible_v<ListedApp>);
+static_assert(std::is_trivially_destructible_v<AppRecord>);
 
 }  // namespace
 
@@ -45,7 +45,7 @@ void Clear(InstalledAppInfo& record) {
 }
 
 std::byte* PieceMemory::Take(std::size_t bytes) {
-  const std::size_t whole = (bytes + alignof(ListedApp) - 1) / alignof(ListedApp) * alignof(ListedApp);
+  const std::size_t whole = (bytes + alignof(AppRecord) - 1) / alignof(AppRecord) * alignof(AppRecord);
   if (blocks.empty() || rest.size() < whole) {
     const std::size_t blockBytes = std::max(whole, nextBlockBytes);
     nextBlockBytes = std::min(nextBlockBytes * 2, kLargestBlockBytes);
@@ -57,10 +57,10 @@ std::byte* PieceMemory::Take(std::size_t bytes) {
   return piece;
 }
 
-const ListedApp& InstalledAppList::Append(const InstalledAppInfo& record) {
+const AppRecord& AppRecords::Append(const InstalledAppInfo& record) {
   std::byte* const piece = memory.Take(BytesOf(record));
-  auto* const app = new (piece) ListedApp;
-  auto* end = reinterpret_cast<char16_t*>(piece + sizeof(ListedApp));
+  auto* const app = new (piece) AppRecord;
+  auto* end = reinterpret_cast<char16_t*>(piece + sizeof(AppRecord));
   for (const WideText& field : kWideTexts) {
     const std::u16string& text = record.*field.text;
     app->*field.listed = {end, text.size()};
@@ -72,14 +72,14 @@ const ListedApp& InstalledAppList::Append(const InstalledAppInfo& record) {
   return *app;
 }
 
-void InstalledAppList::SetIconText(std::size_t index, std::string_view text) {
+void AppRecords::SetIconText(std::size_t index, std::string_view text) {
   auto* const copy = reinterpret_cast<char*>(memory.Take(text.size()));
   std::ranges::copy(text, copy);
   apps[index]->IconText = {copy, text.size()};
 }
 
-void InstalledAppList::Arrange(std::span<const std::uint32_t> indexes) {
-  std::vector<ListedApp*> arranged(indexes.size());
+void AppRecords::Arrange(std::span<const std::uint32_t> indexes) {
+  std::vector<AppRecord*> arranged(indexes.size());
   std::ranges::transform(indexes, arranged.begin(), [this](std::uint32_t index) { return apps[index]; });
   apps = std::move(arranged);
 }

@@ -1,4 +1,4 @@
-#include "inventory/InstalledAppList.h"
+#include "inventory/AppRecords.h"
 
 #include <gmock/gmock.h>
 
@@ -13,8 +13,8 @@ namespace {
 using testing::ElementsAre;
 using namespace std::string_literals;
 
-InstalledAppList ListOf(const AppRecords& records) {
-  InstalledAppList list;
+AppRecords ListOf(const PlainRecords& records) {
+  AppRecords list;
   for (const InstalledAppInfo& record : records) list.Append(record);
   return list;
 }
@@ -33,31 +33,31 @@ InstalledAppInfo Full() {
           .LastWriteTime = u"time"};
 }
 
-TEST(InstalledAppList, KeepsEachFieldInItsPlace) {
-  EXPECT_EQ(Describe(ListOf({Full()})), Describe(AppRecords{Full()}));
+TEST(AppRecords, KeepsEachFieldInItsPlace) {
+  EXPECT_EQ(Describe(ListOf({Full()})), Describe(PlainRecords{Full()}));
 }
 
-TEST(InstalledAppList, EmptyTextsStayEmptyBetweenOthers) {
-  const InstalledAppList list = ListOf({{}, Named(u"App"), {}});
+TEST(AppRecords, EmptyTextsStayEmptyBetweenOthers) {
+  const AppRecords list = ListOf({{}, Named(u"App"), {}});
   ASSERT_EQ(list.size(), 3U);
-  EXPECT_EQ(Describe(list), Describe(AppRecords{{}, Named(u"App"), {}}));
+  EXPECT_EQ(Describe(list), Describe(PlainRecords{{}, Named(u"App"), {}}));
 }
 
-TEST(InstalledAppList, NulsInATextAreKept) {
-  const InstalledAppList list = ListOf({Named(u"a\0b\0"s)});
+TEST(AppRecords, NulsInATextAreKept) {
+  const AppRecords list = ListOf({Named(u"a\0b\0"s)});
   EXPECT_EQ(list[0].DisplayName, u"a\0b\0"s);
 }
 
-TEST(InstalledAppList, TextsAreCopies) {
+TEST(AppRecords, TextsAreCopies) {
   InstalledAppInfo record = Named(u"App");
-  InstalledAppList list;
+  AppRecords list;
   list.Append(record);
   record.DisplayName = u"gone";
   EXPECT_EQ(list[0].DisplayName, u"App");
 }
 
-TEST(InstalledAppList, TextsLongerThanABlockHaveOneOfTheirOwn) {
-  AppRecords records;
+TEST(AppRecords, TextsLongerThanABlockHaveOneOfTheirOwn) {
+  PlainRecords records;
   for (const std::size_t chars : {1U, 70000U, 3U, 1U << 20, 5U}) {
     records.push_back(Named(std::u16string(chars, u'n')));
     records.back().subKeyPath = std::u16string(chars, u'p');
@@ -67,9 +67,9 @@ TEST(InstalledAppList, TextsLongerThanABlockHaveOneOfTheirOwn) {
 }
 
 // Lengths of every kind, over many blocks: also those that fill one to its last byte.
-TEST(InstalledAppList, RandomRecordsComeBackWhole) {
+TEST(AppRecords, RandomRecordsComeBackWhole) {
   std::mt19937 random(1);
-  AppRecords records(20000);
+  PlainRecords records(20000);
   for (InstalledAppInfo& record : records) {
     for (auto text : {&InstalledAppInfo::DisplayName, &InstalledAppInfo::InstallLocation,
                       &InstalledAppInfo::UninstallString, &InstalledAppInfo::subKeyPath,
@@ -82,35 +82,35 @@ TEST(InstalledAppList, RandomRecordsComeBackWhole) {
   EXPECT_TRUE(Describe(ListOf(records)) == Describe(records));
 }
 
-TEST(InstalledAppList, RecordsKeepTheirAddressWhileTheListGrowsAndMoves) {
-  InstalledAppList list;
-  std::vector<const ListedApp*> addresses;
+TEST(AppRecords, RecordsKeepTheirAddressWhileTheListGrowsAndMoves) {
+  AppRecords list;
+  std::vector<const AppRecord*> addresses;
   for (char16_t name = u'a'; name < u'a' + 5000; ++name) addresses.push_back(&list.Append(Named({name})));
-  const InstalledAppList moved = std::move(list);
+  const AppRecords moved = std::move(list);
   EXPECT_TRUE(std::ranges::equal(moved.Apps(), addresses));
   EXPECT_EQ(std::set(addresses.begin(), addresses.end()).size(), addresses.size());
   EXPECT_EQ(moved[4999].DisplayName, std::u16string(1, u'a' + 4999));
 }
 
-TEST(InstalledAppList, RecordsAreAlignedBehindTextsOfAnyLength) {
-  InstalledAppList list;
+TEST(AppRecords, RecordsAreAlignedBehindTextsOfAnyLength) {
+  AppRecords list;
   for (std::size_t chars = 0; chars < 20; ++chars) {
-    const ListedApp& app = list.Append(Named(std::u16string(chars, u'n')));
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(&app) % alignof(ListedApp), 0U) << chars;
+    const AppRecord& app = list.Append(Named(std::u16string(chars, u'n')));
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(&app) % alignof(AppRecord), 0U) << chars;
     list.SetIconText(chars, std::string(chars, 'i'));
   }
 }
 
-TEST(InstalledAppList, TakesRecordsAfterItWasMovedFrom) {
-  InstalledAppList list = ListOf({Named(u"App")});
-  const InstalledAppList moved = std::exchange(list, {});
+TEST(AppRecords, TakesRecordsAfterItWasMovedFrom) {
+  AppRecords list = ListOf({Named(u"App")});
+  const AppRecords moved = std::exchange(list, {});
   list.Append(Named(u"Other"));
   EXPECT_THAT(NamesOf(moved), ElementsAre(u"App"));
   EXPECT_THAT(NamesOf(list), ElementsAre(u"Other"));
 }
 
-TEST(InstalledAppList, IconTextIsReplacedAndTheOthersStay) {
-  InstalledAppList list = ListOf({Named(u"a"), Named(u"b")});
+TEST(AppRecords, IconTextIsReplacedAndTheOthersStay) {
+  AppRecords list = ListOf({Named(u"a"), Named(u"b")});
   const std::string picture(300000, 'p');
   list.SetIconText(0, "path");
   list.SetIconText(1, picture);
@@ -122,14 +122,14 @@ TEST(InstalledAppList, IconTextIsReplacedAndTheOthersStay) {
   EXPECT_THAT(NamesOf(list), ElementsAre(u"a", u"b"));
 }
 
-TEST(InstalledAppList, ArrangedIsInTheOrderOfTheIndexes) {
-  InstalledAppList list = ListOf({Named(u"cherry"), Named(u"Banana"), Named(u"apple")});
+TEST(AppRecords, ArrangedIsInTheOrderOfTheIndexes) {
+  AppRecords list = ListOf({Named(u"cherry"), Named(u"Banana"), Named(u"apple")});
   list.Arrange(std::vector<std::uint32_t>{2, 1, 0});
   EXPECT_THAT(NamesOf(list), ElementsAre(u"apple", u"Banana", u"cherry"));
 }
 
-TEST(InstalledAppList, RecordsWithoutAnIndexAreNoLongerThere) {
-  InstalledAppList list = ListOf({Named(u"a"), Named(u"b"), Named(u"c")});
+TEST(AppRecords, RecordsWithoutAnIndexAreNoLongerThere) {
+  AppRecords list = ListOf({Named(u"a"), Named(u"b"), Named(u"c")});
   list.Arrange(std::vector<std::uint32_t>{0, 2});
   EXPECT_THAT(NamesOf(list), ElementsAre(u"a", u"c"));
   list.Arrange(std::vector<std::uint32_t>{});

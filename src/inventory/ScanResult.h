@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "inventory/InstalledAppList.h"
+#include "inventory/AppRecords.h"
 #include "inventory/NameIndex.h"
 #include "inventory/ScanEvents.h"
 
@@ -15,10 +15,10 @@ namespace kestrelbay {
  * The records of one scan in list order. Finding the first of a name and taking it out cost the same however
  * long the list is. Used by one thread.
  */
-class AppList {
+class ScanResult {
  public:
   /** @param scanObserver  told what the scan that fills this list does; null in every ordinary scan */
-  explicit AppList(const ScanObserver* scanObserver = nullptr) : observer(scanObserver) {}
+  explicit ScanResult(const ScanObserver* scanObserver = nullptr) : observer(scanObserver) {}
 
   const ScanObserver* const observer;
 
@@ -29,14 +29,14 @@ class AppList {
   InstalledAppInfo& BlankRecord();
 
   /** @return the first record in list order with exactly this name, or null */
-  const ListedApp* FindFirst(std::u16string_view displayName) const;
+  const AppRecord* FindFirst(std::u16string_view displayName) const;
   /** @return the record as it stands in the list, where it stays also when it is taken out */
-  const ListedApp& Append(const InstalledAppInfo& record);
+  const AppRecord& Append(const InstalledAppInfo& record);
   /** Takes out the first record of that name, which must be there; those behind it move up. */
   void RemoveFirst(std::u16string_view displayName);
 
   /** Empties the list. @return its records in list order */
-  InstalledAppList Take();
+  AppRecords Take();
 
  private:
   static constexpr std::uint32_t kNone = UINT32_MAX;
@@ -52,7 +52,7 @@ class AppList {
   };
 
   InstalledAppInfo blank;
-  InstalledAppList records;  // a removed record keeps its name: the index looks at it
+  AppRecords records;  // a removed record keeps its name: the index looks at it
   std::vector<Link> links;
   NameIndex names;
   std::vector<RecordsOfName> recordsOfName;  // by the name's number
@@ -66,12 +66,12 @@ class AppList {
  * what was filled before they did.
  * @param record  is filled in place and then copied into the list
  */
-void AddOrMergeApp(AppList& list, InstalledAppInfo& record);
+void AddOrMergeApp(ScanResult& list, InstalledAppInfo& record);
 
 /** The order of a finished list: by name, ASCII capitals as small letters, compared by code unit. */
 bool AppNameLess(std::u16string_view left, std::u16string_view right);
 
 /** @return indexes of records in the order of AppNameLess, equal ones as they stand. No name holds a NUL. */
-std::vector<std::uint32_t> OrderByName(const InstalledAppList& records);
+std::vector<std::uint32_t> OrderByName(const AppRecords& records);
 
 }  // namespace kestrelbay

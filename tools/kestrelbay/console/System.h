@@ -1,6 +1,6 @@
 /**
  * What the command-line host needs of the system it runs on, and of the machine it acts on: on Windows this
- * computer, elsewhere a simulated machine. One of HostWindows.cpp and HostSimulated.cpp is built.
+ * computer, elsewhere a simulated machine. One of SystemWindows.cpp and SystemSimulated.cpp is built.
  *
  * All text is UTF-8.
  */
@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-namespace host {
+namespace cli {
 
 enum class Stream { Out, Error };
 
@@ -94,4 +94,4 @@ bool WasInterrupted();
  */
 void LeaveMachine();
 
-}  // namespace host
+}  // namespace cli

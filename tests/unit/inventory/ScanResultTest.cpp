@@ -1,4 +1,4 @@
-#include "inventory/AppList.h"
+#include "inventory/ScanResult.h"
 
 #include <gmock/gmock.h>
 
@@ -14,8 +14,8 @@ namespace {
 using testing::ElementsAre;
 
 /** The list that results when records are added one after another. */
-AppRecords ListOf(const AppRecords& records) {
-  AppList list;
+PlainRecords ListOf(const PlainRecords& records) {
+  ScanResult list;
   for (InstalledAppInfo record : records) AddOrMergeApp(list, record);
   return RecordsOf(list.Take());
 }
@@ -43,8 +43,8 @@ InstalledAppInfo Second() {
   return record;
 }
 
-TEST(AppList, BlankRecordIsEmptyWhateverTheLastOneHeld) {
-  AppList list;
+TEST(ScanResult, BlankRecordIsEmptyWhateverTheLastOneHeld) {
+  ScanResult list;
   InstalledAppInfo& record = list.BlankRecord();
   record = Full();
   record.UninstallString = u"C:\\App\\uninstall.exe";
@@ -52,8 +52,8 @@ TEST(AppList, BlankRecordIsEmptyWhateverTheLastOneHeld) {
   EXPECT_EQ(Describe(list.BlankRecord()), Describe(InstalledAppInfo()));
 }
 
-TEST(AppList, IsFilledAnewAfterItsRecordsWereTaken) {
-  AppList list;
+TEST(ScanResult, IsFilledAnewAfterItsRecordsWereTaken) {
+  ScanResult list;
   for (InstalledAppInfo record : {Full(), Second()}) AddOrMergeApp(list, record);
   list.Take();
   EXPECT_EQ(list.FindFirst(u"App"), nullptr);
@@ -64,7 +64,7 @@ TEST(AppList, IsFilledAnewAfterItsRecordsWereTaken) {
 TEST(AddOrMergeApp, AppendsANameThatIsNotThere) {
   InstalledAppInfo other = Full();
   other.DisplayName = u"Other";
-  EXPECT_EQ(Describe(ListOf({Full(), other})), Describe(AppRecords{Full(), other}));
+  EXPECT_EQ(Describe(ListOf({Full(), other})), Describe(PlainRecords{Full(), other}));
 }
 
 TEST(AddOrMergeApp, NamesThatDifferInCaseAloneAreDifferent) {
@@ -77,7 +77,7 @@ TEST(AddOrMergeApp, MergedRecordIsTheNewcomerAtTheEarlierOnesPlaceInTheRegistry)
   InstalledAppInfo merged = Second();
   merged.rootKeyStr = u"HKEY_LOCAL_MACHINE";
   merged.subKeyPath = u"Uninstall\\First";
-  EXPECT_EQ(Describe(ListOf({Full(), Second()})), Describe(AppRecords{merged}));
+  EXPECT_EQ(Describe(ListOf({Full(), Second()})), Describe(PlainRecords{merged}));
 }
 
 TEST(AddOrMergeApp, DateTimeAndIconTextAreTheNewcomersEvenIfEmpty) {
@@ -86,7 +86,7 @@ TEST(AddOrMergeApp, DateTimeAndIconTextAreTheNewcomersEvenIfEmpty) {
   InstalledAppInfo second = Second();
   second.InstallDate = u"";
   second.LastWriteTime = u"";
-  const AppRecords list = ListOf({first, second});
+  const PlainRecords list = ListOf({first, second});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].InstallDate, u"");
   EXPECT_EQ(list[0].LastWriteTime, u"");
@@ -105,7 +105,7 @@ TEST(AddOrMergeApp, PlaceIsKeptUnlessTheEarlierHasBothParts) {
   for (auto field : {&InstalledAppInfo::rootKeyStr, &InstalledAppInfo::subKeyPath}) {
     InstalledAppInfo first = Full();
     first.*field = u"";
-    const AppRecords list = ListOf({first, Second()});
+    const PlainRecords list = ListOf({first, Second()});
     ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(list[0].rootKeyStr, u"HKEY_USERS");
     EXPECT_EQ(list[0].subKeyPath, u"Uninstall\\Second");
@@ -115,7 +115,7 @@ TEST(AddOrMergeApp, PlaceIsKeptUnlessTheEarlierHasBothParts) {
 TEST(AddOrMergeApp, DifferentViewsStayTwoRecords) {
   InstalledAppInfo second = Second();
   second.architecture = 1;
-  EXPECT_EQ(Describe(ListOf({Full(), second})), Describe(AppRecords{Full(), second}));
+  EXPECT_EQ(Describe(ListOf({Full(), second})), Describe(PlainRecords{Full(), second}));
 }
 
 TEST(AddOrMergeApp, UnknownViewTakesTheOther) {
@@ -130,7 +130,7 @@ TEST(AddOrMergeApp, UnknownViewTakesTheOther) {
 TEST(AddOrMergeApp, ViewOfTheMachineMeetsThePlaceOfAUser) {
   InstalledAppInfo user = Second();
   user.architecture = 0;
-  const AppRecords list = ListOf({user, Full()});
+  const PlainRecords list = ListOf({user, Full()});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].architecture, 2);
   EXPECT_EQ(list[0].rootKeyStr, u"HKEY_USERS");
@@ -147,7 +147,7 @@ INSTANTIATE_TEST_SUITE_P(AddOrMergeApp, AgreeingText,
 TEST_P(AgreeingText, ThatDiffersKeepsTwoRecords) {
   InstalledAppInfo second = Second();
   second.*GetParam() = u"different";
-  EXPECT_EQ(Describe(ListOf({Full(), second})), Describe(AppRecords{Full(), second}));
+  EXPECT_EQ(Describe(ListOf({Full(), second})), Describe(PlainRecords{Full(), second}));
 }
 
 TEST_P(AgreeingText, ThatDiffersInCaseAloneKeepsTwoRecords) {
@@ -161,7 +161,7 @@ TEST_P(AgreeingText, ThatDiffersInCaseAloneKeepsTwoRecords) {
 TEST_P(AgreeingText, ThatTheNewcomerLacksIsTakenFromTheEarlier) {
   InstalledAppInfo second = Second();
   second.*GetParam() = u"";
-  const AppRecords list = ListOf({Full(), second});
+  const PlainRecords list = ListOf({Full(), second});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].*GetParam(), Full().*GetParam());
 }
@@ -169,7 +169,7 @@ TEST_P(AgreeingText, ThatTheNewcomerLacksIsTakenFromTheEarlier) {
 TEST_P(AgreeingText, ThatTheEarlierLacksIsTheNewcomers) {
   InstalledAppInfo first = Full();
   first.*GetParam() = u"";
-  const AppRecords list = ListOf({first, Second()});
+  const PlainRecords list = ListOf({first, Second()});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].*GetParam(), Second().*GetParam());
 }
@@ -185,15 +185,15 @@ TEST(AddOrMergeApp, KeepsTwoRecordsWhenBothBringAnUninstallCommand) {
 }
 
 TEST(AddOrMergeApp, UninstallCommandIsComparedWithTheEarlierVersion) {
-  const AppRecords list = ListOf({WithUninstall(Full(), u"u.exe"), WithUninstall(Second(), u"1.0")});
+  const PlainRecords list = ListOf({WithUninstall(Full(), u"u.exe"), WithUninstall(Second(), u"1.0")});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].UninstallString, u"1.0");
 }
 
 TEST(AddOrMergeApp, OneUninstallCommandServesBoth) {
-  for (const AppRecords& records : {AppRecords{WithUninstall(Full(), u"u.exe"), Second()},
-                                    AppRecords{Full(), WithUninstall(Second(), u"u.exe")}}) {
-    const AppRecords list = ListOf(records);
+  for (const PlainRecords& records : {PlainRecords{WithUninstall(Full(), u"u.exe"), Second()},
+                                      PlainRecords{Full(), WithUninstall(Second(), u"u.exe")}}) {
+    const PlainRecords list = ListOf(records);
     ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(list[0].UninstallString, u"u.exe");
   }
@@ -205,7 +205,7 @@ TEST(AddOrMergeApp, KeepsWhatItTookBeforeADisagreement) {
   second.DisplayIcon = u"";
   second.InstallLocation = u"";
   second.DisplayVersion = u"2.0";
-  const AppRecords list = ListOf({Full(), second});
+  const PlainRecords list = ListOf({Full(), second});
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[1].architecture, 2);
   EXPECT_EQ(list[1].DisplayIcon, u"C:\\App\\app.exe");
@@ -217,7 +217,7 @@ TEST(AddOrMergeApp, KeepsWhatItTookBeforeADisagreement) {
 TEST(AddOrMergeApp, CommandsThatDisagreeKeepTheVersionTaken) {
   InstalledAppInfo second = WithUninstall(Second(), u"v.exe");
   second.DisplayVersion = u"";
-  const AppRecords list = ListOf({WithUninstall(Full(), u"u.exe"), second});
+  const PlainRecords list = ListOf({WithUninstall(Full(), u"u.exe"), second});
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[1].DisplayVersion, u"1.0");
   EXPECT_EQ(list[1].UninstallString, u"v.exe");
@@ -228,7 +228,7 @@ TEST(AddOrMergeApp, TakesNothingBehindADisagreement) {
   second.DisplayIcon = u"different";
   second.InstallLocation = u"";
   second.DisplayVersion = u"";
-  const AppRecords list = ListOf({WithUninstall(Full(), u"u.exe"), second});
+  const PlainRecords list = ListOf({WithUninstall(Full(), u"u.exe"), second});
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[1].InstallLocation, u"");
   EXPECT_EQ(list[1].DisplayVersion, u"");
@@ -247,7 +247,7 @@ TEST(AddOrMergeApp, AfterAMergeTheNextOneIsTheFirstOfTheName) {
   narrow.architecture = 1;
   InstalledAppInfo unknown = Second();
   unknown.architecture = 0;
-  const AppRecords list = ListOf({narrow, Full(), unknown, Second()});
+  const PlainRecords list = ListOf({narrow, Full(), unknown, Second()});
   // The unknown one joined the 32-bit one at the end, so the last one met and joined the 64-bit one.
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[0].architecture, 1);
@@ -255,13 +255,13 @@ TEST(AddOrMergeApp, AfterAMergeTheNextOneIsTheFirstOfTheName) {
 }
 
 TEST(AddOrMergeApp, ChainOfMergesKeepsTheFirstPlace) {
-  AppRecords records;
+  PlainRecords records;
   for (char16_t number = u'a'; number <= u'z'; ++number) {
     records.push_back(Second());
     records.back().subKeyPath = number;
     records.back().InstallDate = number;
   }
-  const AppRecords list = ListOf(records);
+  const PlainRecords list = ListOf(records);
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].subKeyPath, u"a");
   EXPECT_EQ(list[0].InstallDate, u"z");
@@ -269,8 +269,8 @@ TEST(AddOrMergeApp, ChainOfMergesKeepsTheFirstPlace) {
 
 TEST(AddOrMergeApp, TenThousandOfOneNameStayOrMergeAsTheySay) {
   constexpr std::size_t kCount = 10000;
-  EXPECT_EQ(ListOf(AppRecords(kCount, WithUninstall(Full(), u"u.exe"))).size(), kCount);
-  EXPECT_EQ(ListOf(AppRecords(kCount, Full())).size(), 1U);
+  EXPECT_EQ(ListOf(PlainRecords(kCount, WithUninstall(Full(), u"u.exe"))).size(), kCount);
+  EXPECT_EQ(ListOf(PlainRecords(kCount, Full())).size(), 1U);
 }
 
 InstalledAppInfo RandomRecord(std::mt19937& random) {
@@ -291,9 +291,9 @@ InstalledAppInfo RandomRecord(std::mt19937& random) {
 TEST(AddOrMergeApp, RandomListsAreWhatTheRuleWrittenOutMakesOfThem) {
   for (std::uint32_t seed = 0; seed < 4000; ++seed) {
     std::mt19937 random(seed);
-    AppRecords records(random() % 12);
+    PlainRecords records(random() % 12);
     std::ranges::generate(records, [&] { return RandomRecord(random); });
-    AppRecords expected;
+    PlainRecords expected;
     for (const InstalledAppInfo& record : records) AddNaively(expected, record);
     ASSERT_EQ(Describe(ListOf(records)), Describe(expected)) << "seed " << seed;
   }

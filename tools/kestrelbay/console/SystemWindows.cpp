@@ -8,9 +8,9 @@
 #include <system_error>
 
 #include "console/Failure.h"
-#include "console/Host.h"
+#include "console/System.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 std::atomic<bool> wasInterrupted = false;
@@ -185,4 +185,4 @@ bool WasInterrupted() { return wasInterrupted; }
 
 void LeaveMachine() {}
 
-}  // namespace host
+}  // namespace cli

@@ -14,7 +14,7 @@
 namespace kestrelbay {
 
 /** An InstalledAppInfo as it stands in a list. Its texts are the list's, and good as long as the list. */
-struct ListedApp {
+struct AppRecord {
   std::u16string_view DisplayName;
   std::u16string_view InstallLocation;
   std::u16string_view DisplayVersion;
@@ -34,7 +34,7 @@ void Clear(InstalledAppInfo& record);
 /** Memory that is taken piece by piece and freed all at once. */
 class PieceMemory {
  public:
-  /** @return room for that many bytes, aligned for a ListedApp; never null */
+  /** @return room for that many bytes, aligned for a AppRecord; never null */
   std::byte* Take(std::size_t bytes);
 
  private:
@@ -50,16 +50,16 @@ class PieceMemory {
  * long list is read in few places of memory, has few blocks to be freed, and is no second copy of its
  * records.
  */
-class InstalledAppList {
+class AppRecords {
  public:
   std::size_t size() const { return apps.size(); }
   bool empty() const { return apps.empty(); }
-  const ListedApp& operator[](std::size_t index) const { return *apps[index]; }
+  const AppRecord& operator[](std::size_t index) const { return *apps[index]; }
   /** The records in list order; good until the list changes. */
-  std::span<const ListedApp* const> Apps() const { return apps; }
+  std::span<const AppRecord* const> Apps() const { return apps; }
 
   /** @return the copy in the list, which keeps its address */
-  const ListedApp& Append(const InstalledAppInfo& record);
+  const AppRecord& Append(const InstalledAppInfo& record);
   /** Replaces the record's text, whose memory the list keeps all the same. */
   void SetIconText(std::size_t index, std::string_view text);
   /** Makes the list one of the records at these indexes, in their order. No index comes twice. */
@@ -67,7 +67,7 @@ class InstalledAppList {
 
  private:
   PieceMemory memory;
-  std::vector<ListedApp*> apps;
+  std::vector<AppRecord*> apps;
 };
 
 }  // namespace kestrelbay

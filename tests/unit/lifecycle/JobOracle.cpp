@@ -1,4 +1,4 @@
-#include "lifecycle/PlainJobs.h"
+#include "lifecycle/JobOracle.h"
 
 #include <optional>
 
@@ -26,7 +26,7 @@ struct Found {
 
 std::optional<Found> LookUpByName(const std::string& name, bool isRemoval) {
   const auto apps = GetInstalledApps(false);
-  for (const ListedApp* const app : apps->Apps()) {
+  for (const AppRecord* const app : apps->Apps()) {
     if (WideToUtf8(app->DisplayName) != name) continue;
     if (!isRemoval) return Found{.version = WideToUtf8(app->DisplayVersion)};
     const std::string command = WideToUtf8(app->UninstallString);

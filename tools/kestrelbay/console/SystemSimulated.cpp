@@ -15,12 +15,12 @@
 #include <thread>
 
 #include "console/Failure.h"
-#include "console/Host.h"
 #include "console/Progress.h"
+#include "console/System.h"
 #include "simulated/directory/CurrentMachine.h"
 #include "simulated/directory/MachineDirectory.h"
 
-namespace host {
+namespace cli {
 namespace {
 
 namespace fs = std::filesystem;
@@ -205,4 +205,4 @@ void LeaveMachine() {
   }
 }
 
-}  // namespace host
+}  // namespace cli
