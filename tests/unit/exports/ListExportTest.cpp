@@ -62,7 +62,7 @@ TEST_F(ListExport, ListLogsItsEntryAndNothingElse) {
   for (const LogLine& line : log.Lines()) {
     EXPECT_EQ(line.file, "KestrelbayGeneralSDK");
     EXPECT_EQ(line.level, 3);
-    EXPECT_THAT(line.text, testing::MatchesRegex("(Get|Release)AppRecords:[0-9]+ enter [A-Za-z]+"));
+    EXPECT_THAT(line.text, testing::MatchesRegex("(Get|Release)InstalledAppList:[0-9]+ enter [A-Za-z]+"));
   }
 }
 
