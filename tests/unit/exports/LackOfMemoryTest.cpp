@@ -22,6 +22,7 @@ namespace {
 /** How many allocations of this thread succeed until one fails; negative where none does. */
 thread_local long allocationsLeft = -1;
 thread_local bool mallocFails = false;
+thread_local std::size_t lastMallocBytes = 0;
 
 }  // namespace
 
@@ -31,6 +32,7 @@ extern "C" {
 // The linker leads the calls of this program's objects through here; those of other libraries stay.
 void* __real_malloc(std::size_t bytes);
 [[gnu::visibility("default")]] void* __wrap_malloc(std::size_t bytes) {
+  lastMallocBytes = bytes;
   return mallocFails ? nullptr : __real_malloc(bytes);
 }
 
@@ -233,6 +235,19 @@ TEST(LackOfMemoryForTheTextsOfAList, FindsTheArrayHandedOutWithNullsInsteadOfTex
   EXPECT_TRUE(HasNoText(entries[1]));
   EXPECT_EQ(count, 77U) << "which is told at the end";
   ReleaseInstalledAppList(&entries, 0);
+}
+
+TEST(HostText, OfAFailedEncryptionIsABlockOfOneByte) {
+  auto machine = std::make_unique<Machine>();
+  machine->faults.FailNth(1, simulated::Faults::Extent::Once, "CryptProtectData");
+  UseMachine(std::move(machine));
+  InitDllLogger([](const char*, std::int32_t, const char*) {});
+  char* hidden = nullptr;
+  Encrypt("a text", &hidden);
+  EXPECT_EQ(lastMallocBytes, 1U);
+  ASSERT_NE(hidden, nullptr);
+  EXPECT_EQ(*hidden, '\0');
+  ReleaseDllStr(&hidden);
 }
 
 char* output = nullptr;

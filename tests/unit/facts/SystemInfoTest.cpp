@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <stdexcept>
 
 #include "LogText.h"
@@ -189,6 +190,13 @@ TEST_F(Facts, ATabletWithoutItsValueEscapesAsAnException) {
   SetTexts(kTablet, {{u"IsTabletPc", u"-2147483649"}});
   EXPECT_EQ(Escaping([&] { info.IsTabletPC(); }), "out_of_range stoi argument out of range");
   EXPECT_THAT(log.Lines(), ElementsAre());
+}
+
+TEST(ParseDecimal, TakesNoEarlierErrorForItsOwn) {
+  errno = ERANGE;
+  EXPECT_EQ(ParseDecimal(u"7"), 7);
+  EXPECT_THROW(ParseDecimal(u"2147483648"), std::out_of_range);
+  EXPECT_EQ(ParseDecimal(u"8"), 8);
 }
 
 TEST(ParseDecimal, ReadsTheWhole32BitRangeAndNoMore) {

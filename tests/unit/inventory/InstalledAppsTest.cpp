@@ -169,6 +169,15 @@ TEST_F(Inventory, OddNamesAndValuesPassThrough) {
   EXPECT_TRUE(apps[0].subKeyPath.ends_with(longest));
 }
 
+TEST_F(Inventory, RecordWhoseNameConvertsToNothingIsFoundByNoName) {
+  AddApp(u"App");
+  machine.faults.FailNth(1, simulated::Faults::Extent::Onwards, "WideCharToMultiByte");
+  const AppRecord* const app = FindInstalledApp("");
+  EXPECT_TRUE(machine.faults.Fired());
+  machine.faults.Clear();
+  EXPECT_EQ(app, nullptr);
+}
+
 class AppIconByName : public Inventory {};
 
 TEST_F(AppIconByName, IsThatOfTheFirstRecordWithExactlyThisName) {

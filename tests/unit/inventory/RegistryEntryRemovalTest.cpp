@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "LogText.h"
+#include "inventory/InstalledApps.h"
 #include "support/OnMachine.h"
 
 namespace kestrelbay {
@@ -108,6 +109,14 @@ TEST_F(Removal, ACommandThatIsRefusedIsAFailure) {
   EXPECT_THAT(TextOf(log), ElementsAre(kFoundLine, kNotStartedLine));
 }
 
+TEST_F(Removal, ACommandWithoutAProcessOfItsOwnIsAFailure) {
+  machine.registry.Deny(AddEntry(kUninstall64Path, u"App"), kDelete);
+  machine.programs.Set(u"reg.exe", {.givesHandle = false});
+  EXPECT_FALSE(DeleteAppRegistryInfo(u"App"));
+  EXPECT_THAT(TextOf(log), ElementsAre(kFoundLine, kNotStartedLine));
+  EXPECT_EQ(machine.programs.Starts().size(), 1U);
+}
+
 TEST_F(Removal, AnEntryOf32BitsCountsAsGoneAndStays) {
   const std::u16string entry = AddEntry(kUninstall32Path, u"App");
   EXPECT_TRUE(DeleteAppRegistryInfo(u"App"));
@@ -171,13 +180,21 @@ TEST_F(Removal, ABlankInTheKeysNameIsNotQuoted) {
   EXPECT_TRUE(IsThere(entry));
 }
 
-TEST_F(Removal, OfTwoRecordsOfOneNameTheFirstIsTreated) {
-  const std::u16string first = AddEntry(kUninstall64Path, u"KeyA");
-  const std::u16string second = AddEntry(kUninstall64Path, u"KeyB");
+TEST_F(Removal, OfRecordsOfOneNameExactlyTheFirstInTheListGoes) {
+  for (const char16_t* key : {u"KeyB", u"KeyA", u"KeyC"}) AddEntry(kUninstall64Path, key);
+  const auto listed = [] {
+    const AppRecords apps = ScanInstalledApps();
+    std::vector<std::u16string> keys;
+    for (const AppRecord* app : apps.Apps()) {
+      keys.emplace_back(app->subKeyPath.substr(app->subKeyPath.rfind(u'\\') + 1));
+    }
+    return keys;
+  };
+  EXPECT_THAT(listed(), ElementsAre(u"KeyA", u"KeyB", u"KeyC"));
   EXPECT_TRUE(DeleteAppRegistryInfo(u"App"));
-  EXPECT_NE(IsThere(first), IsThere(second));
+  EXPECT_THAT(listed(), ElementsAre(u"KeyB", u"KeyC"));
   EXPECT_TRUE(DeleteAppRegistryInfo(u"App"));
-  EXPECT_FALSE(IsThere(first) || IsThere(second));
+  EXPECT_THAT(listed(), ElementsAre(u"KeyC"));
 }
 
 TEST_F(Removal, ANameBeyondLatinLettersLeavesTheFoundLineEmpty) {

@@ -122,6 +122,17 @@ TEST_F(AppInstallTest, DowngradeIsAnUpdateToo) {
   ExpectReport(record, "Success", "Update success!", "1.0");
 }
 
+TEST_F(AppInstallTest, AnyDifferenceOfTheVersionTextsIsAnUpdate) {
+  for (const auto& [before, after] : {std::pair{u"1.0", u"1.00"}, std::pair{u"1.0", u"1.0 "},
+                                      std::pair{u"1.0a", u"1.0A"}, std::pair{u"1.0", u"01.0"}}) {
+    AddApp(u"App", before);
+    SetInstaller(after);
+    InstallRecord record(kSetup, "App");
+    Run(record);
+    EXPECT_STREQ(record.ErrMsg, "Update success!") << record.DisplayVersion;
+  }
+}
+
 TEST_F(AppInstallTest, ApplicationThatTheInstallerRemovesCountsAsUpdated) {
   AddApp(u"App", u"1.0");
   SetProgram(u"C:\\Downloads\\setup.exe", [this] {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <thread>
 
+#include "KestrelbayGeneralSDK.h"
 #include "LogText.h"
 #include "support/OnMachine.h"
 
@@ -191,6 +192,14 @@ TEST_F(AppStarting, RefusedElevationFailsWithoutALine) {
   machine.elevationGranted = false;
   EXPECT_FALSE(StartByIcon(u"C:\\Apps\\tool.exe"));
   EXPECT_EQ(log.Lines().size(), 1U);
+}
+
+TEST_F(AppStarting, AProgramWithoutAProcessOfItsOwnFailsThoughItRuns) {
+  machine.programs.Set(u"C:\\Apps\\tool.exe", {.givesHandle = false});
+  machine.drives.AddFile(u"C:\\Apps\\tool.exe");
+  AddInstalled(u"Tool", u"C:\\Apps\\tool.exe");
+  EXPECT_EQ(::StartApp("Tool", ""), 0);
+  EXPECT_THAT(Started(), ElementsAre(FieldsAre(u"C:\\Apps\\tool.exe", u"")));
 }
 
 TEST_F(AppStarting, AnExplorerThatDoesNotStartFailsWithoutALine) {

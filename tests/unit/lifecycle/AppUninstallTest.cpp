@@ -201,6 +201,20 @@ TEST_F(AppUninstallTest, QuotesStayInWhatTheShellIsGiven) {
                                        "\"\"C:\\Apps\\App\\un.exe\"\", \"/S\", null, 5) = 1"));
 }
 
+TEST_F(AppUninstallTest, EveryQuoteIsRemovedBeforeTheProgramIsLookedFor) {
+  const auto missing = [&](const std::u16string& command) {
+    AddApp(u"App", u"1.0", command);
+    UninstallRecord record("App");
+    Run(record);
+    EXPECT_STREQ(record.ErrMsg, "Uninstall path is not exist!");
+    return TextOf(log).back();
+  };
+  const std::string line = "AppUninstall 5 UninstallThreadImp: get uninstall is not exist, exeFile: ";
+  EXPECT_EQ(missing(u"C:\\Apps\\\"My App\"\\un.exe /S"), line + "C:\\Apps\\My App\\un.exe");
+  EXPECT_EQ(missing(u"\"C:\\Apps\\My App\\un.exe /S"), line + "C:\\Apps\\My App\\un.exe");
+  EXPECT_EQ(missing(u"\"\"C:\\un.exe\"\" /S"), line + "C:\\un.exe");
+}
+
 TEST_F(AppUninstallTest, OnlyColonAndBackslashTogetherAreCheckedForExistence) {
   const auto isChecked = [&](const std::u16string& command) {
     AddApp(u"App", u"1.0", command);
@@ -283,6 +297,7 @@ constexpr CommandCase kCommands[] = {
     {u"C:\\My.exe Files\\un.exe /S", "C:\\My.exe", "Files\\un.exe /S"},
     {u"C:\\App\\UN.EXE /S", "C:\\App\\UN.EXE /S", ""},
     {u"C:\\My Scripts\\remove.cmd now", "C:\\My Scripts\\remove.cmd now", ""},
+    {u"C:\\App\\un.exe\t/S x", "C:\\App\\un.exe\t/S", "x"},
     {u".exe /S", ".exe", "/S"},
     {u"u", "u", ""},
 };

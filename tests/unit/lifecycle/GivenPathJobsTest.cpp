@@ -151,6 +151,19 @@ TEST_F(GivenPathJobs, InstallationFindsTheMachinesRootByItsLiteralName) {
               ElementsAre("AppInstall 3 InquryInstallInfo: application found from the given registry path."));
 }
 
+TEST_F(GivenPathJobs, RootOfAnyOtherNameIsNoApplication) {
+  for (const char16_t* name : {u"App", u"hkey_current_user", u"HKEY_CURRENT_USER ", u"HKEY_CURRENT_USER\\App",
+                               u"HKEY_CURRENT_USERS", u"HKEY_CURRENT_USE", u"HKCU", u"HKEY_LOCAL_MACHINE"}) {
+    SetTexts(kRoot, {{u"DisplayName", name}, {u"DisplayVersion", u"7"}, {u"UninstallString", u"un.exe"}});
+    ResultMap installInfo;
+    AppInstall::GetInstance().InquryInstallInfo(installInfo, "App", "any text");
+    EXPECT_THAT(installInfo, ElementsAre());
+    ResultMap uninstallInfo;
+    AppUninstall::GetInstance().InquryUnInstallInfo(uninstallInfo, "App", "any text");
+    EXPECT_THAT(uninstallInfo, ElementsAre());
+  }
+}
+
 TEST_F(GivenPathJobs, InstallationThatDoesNotOpenIsLogged) {
   machine.faults.FailNth(1, simulated::Faults::Extent::Once, "RegOpenKeyExW");
   ResultMap info;

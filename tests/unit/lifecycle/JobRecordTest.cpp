@@ -86,6 +86,37 @@ TEST_F(JobRecords, RemovalReadsItBeforeItDoesAnything) {
   EXPECT_TRUE(AppUninstall::GetInstance().jobMap.empty());
 }
 
+TEST_F(JobRecords, InstallationGoesByTheNameThatItsWorkerReads) {
+  SetProgram(u"C:\\setup.exe", [this] {
+    AddApp(u"New", u"1.0");
+    return 0;
+  });
+  InstallRecord record("C:\\setup.exe", "Old");
+  log.When("StartInstall begin.", [&] { std::strcpy(record.displayName, "New"); });
+  Run(record);
+  EXPECT_STREQ(record.ErrMsg, "NULL");
+  EXPECT_STREQ(record.DisplayVersion, "1.0");
+  auto& jobs = AppInstall::GetInstance().jobMap;
+  EXPECT_THAT(jobs, testing::ElementsAre(testing::Pair("Old", &record))) << "the new name is the one erased";
+  jobs.clear();
+}
+
+TEST_F(JobRecords, RemovalGoesByTheNameThatItsWorkerReads) {
+  AddApp(u"New", u"1.0", u"C:\\un.exe");
+  SetProgram(u"C:\\un.exe", [this] {
+    machine.registry.WaitForWatch(KeyOf(u"New"));
+    RemoveApp(u"New");
+    return 0;
+  });
+  UninstallRecord record("Old");
+  log.When("StartUninstall begin", [&] { std::strcpy(record.displayName, "New"); });
+  Run(record);
+  EXPECT_STREQ(record.ErrMsg, "NULL");
+  auto& jobs = AppUninstall::GetInstance().jobMap;
+  EXPECT_THAT(jobs, testing::ElementsAre(testing::Pair("Old", &record))) << "the new name is the one erased";
+  jobs.clear();
+}
+
 TEST_F(JobRecords, EachOutcomeOfAnInstallationIsLoggedWithALineOfItsOwn) {
   SetProgram(u"C:\\nothing.exe", [] { return 0; });
   SetProgram(u"C:\\setup.exe", [this] {

@@ -70,6 +70,14 @@ TEST_F(RegWatcherTest, SetsUpOneWatchWaitsAndClosesBoth) {
                               kSubKey));
 }
 
+TEST_F(RegWatcherTest, LogsItsPlaceBeforeItMakesTheEvent) {
+  SetStopAppEvent();
+  std::vector<std::size_t> events;
+  log.When("rootKeyStr=", [&] { events.push_back(Handles::Shared().OpenCount(Waitable::Kind::Event)); });
+  EXPECT_TRUE(Watch("HKEY_LOCAL_MACHINE", kSubKey, "X64"));
+  EXPECT_THAT(events, ElementsAre(eventsBefore));
+}
+
 TEST_F(RegWatcherTest, RightsFollowTheArchitecture) {
   const auto open = [&](const char* architecture) {
     return OpenCall("HKEY_LOCAL_MACHINE", "Software", architecture);
