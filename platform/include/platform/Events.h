@@ -11,7 +11,8 @@ namespace platform {
  * @param manualReset   true: stays signalled until it is reset; false: the wait that it ends clears it
  * @param initialState  true: starts out signalled
  * @param name          null or empty for an unnamed event; case counts. A name with a backslash is refused
- * with ERROR_PATH_NOT_FOUND (3), but for the prefixes "Local\\" and "Global\\"
+ * with ERROR_PATH_NOT_FOUND (3), but for the prefixes "Local\\" and "Global\\". A name that another kind of
+ * object bears, such as a mutex, is refused with ERROR_INVALID_HANDLE (6)
  * @return a handle that CloseHandle closes, with the last error ERROR_ALREADY_EXISTS (183) where the event
  * was there and 0 otherwise; null with the last error set on failure
  */

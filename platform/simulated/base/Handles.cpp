@@ -49,7 +49,7 @@ platform::HANDLE Handles::OpenEvent(Waitable event, bool& made) {
   const std::lock_guard guard(lock_);
   const auto named = event.name.empty() ? named_.end() : named_.find(event.name);
   made = named == named_.end();
-  if (!made) return Add(named->second);
+  if (!made) return named->second->kind == event.kind ? Add(named->second) : nullptr;
   const auto opened = std::make_shared<Waitable>(std::move(event));
   if (!opened->name.empty()) named_.emplace(opened->name, opened);
   return Add(opened);

@@ -22,7 +22,8 @@ class Clock;
 
 /** What can be waited for. Guarded by the table's lock. */
 struct Waitable {
-  enum class Kind { Event, Process, Thread };
+  /** A mutex is never waited for: a test makes one, which takes its name away from events. */
+  enum class Kind { Event, Process, Thread, Mutex };
 
   Kind kind;
   bool signalled = false;
@@ -39,7 +40,11 @@ class Handles {
   static Handles& Shared();
 
   platform::HANDLE Open(std::shared_ptr<Waitable> waitable);
-  /** Opens an event by its name, made if need be. @param made whether it was */
+  /**
+   * Opens an event, or in tests a mutex, by its name, made if need be.
+   * @param made  receives whether it was
+   * @return null if an object of another kind bears the name
+   */
   platform::HANDLE OpenEvent(Waitable event, bool& made);
   /** @return false for what is no open handle */
   bool Close(platform::HANDLE handle);

@@ -33,7 +33,8 @@ HANDLE Create(bool manualReset, bool initialState, const char16_t* givenName) {
   bool made = false;
   Waitable event{Waitable::Kind::Event, initialState, manualReset, std::u16string(name), 0};
   const HANDLE handle = Handles::Shared().OpenEvent(std::move(event), made);
-  SetLastError(made ? 0 : kAlreadyExists);
+  // Objects of every kind share one table of names.
+  SetLastError(!handle ? kInvalidHandle : made ? 0 : kAlreadyExists);
   return handle;
 }
 

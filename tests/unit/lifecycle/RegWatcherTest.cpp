@@ -105,6 +105,15 @@ TEST_F(RegWatcherTest, NameThatNoEventCanBearEndsIt) {
   EXPECT_EQ(TextOf(log).back(), "AppUninstall 5 RegWatcher: CreateEvent failed");
 }
 
+TEST_F(RegWatcherTest, NameThatAMutexBearsEndsIt) {
+  bool made = false;
+  const platform::HANDLE mutex =
+      Handles::Shared().OpenEvent({.kind = Waitable::Kind::Mutex, .name = u"App"}, made);
+  EXPECT_FALSE(Watch("HKEY_LOCAL_MACHINE", kSubKey, "X64"));
+  EXPECT_EQ(TextOf(log).back(), "AppUninstall 5 RegWatcher: CreateEvent failed");
+  EXPECT_TRUE(Handles::Shared().Close(mutex));
+}
+
 TEST_F(RegWatcherTest, EntryThatHasGoneEndsIt) {
   RemoveApp(u"App");
   EXPECT_FALSE(Watch("HKEY_LOCAL_MACHINE", kSubKey, "X64"));
