@@ -3,7 +3,8 @@
 
 For a DLL also that it imports from Windows' own DLLs and log.dll alone, and from log.dll.
 
-usage: check-exports.py HEADER DEF LIBRARY SYMBOL-TOOL | --self-test
+usage: check-exports.py [--guard] HEADER DEF LIBRARY SYMBOL-TOOL | --self-test
+--guard checks KestrelbayGuard, which imports KestrelbayGeneral.dll and has no fixed number of exports.
 The symbol tool is nm for a shared object and objdump for a DLL.
 """
 
@@ -26,7 +27,7 @@ REQUIRED_DLLS = {"log.dll"}
 
 def names_in_header(text):
     without_comments = re.sub(r"/\*.*?\*/|//[^\n]*|^\s*#[^\n]*", "", text, flags=re.DOTALL | re.MULTILINE)
-    return set(re.findall(r"KESTRELBAY_API\s+[\w\s*]+?\b(\w+)\s*\(", without_comments))
+    return set(re.findall(r"KESTRELBAY_(?:GUARD_)?API\s+[\w\s*]+?\b(\w+)\s*\(", without_comments))
 
 
 def names_in_definition(text):
@@ -56,27 +57,28 @@ def compare(place, names, other_place, other_names):
         yield f"{name}: in {other_place}, but not in {place}"
 
 
-def check_texts(header, definition, binary, is_dll, export_count=2):
+def check_texts(header, definition, binary, is_dll, export_count=2, required=frozenset(REQUIRED_DLLS)):
     exports = names_in_header(header)
     problems = list(compare("the header", exports, "the .def file", names_in_definition(definition)))
     in_binary = names_in_dll(binary) if is_dll else names_in_shared_object(binary)
     problems += compare("the header", exports, "the library", in_binary)
-    if len(exports) != export_count:
+    if export_count and len(exports) != export_count:
         problems.append(f"{len(exports)} exports in the header, and there must be {export_count}")
     if is_dll:
         imports = imports_of_dll(binary)
-        foreign = sorted(imports - ALLOWED_DLLS)
+        foreign = sorted(imports - ALLOWED_DLLS - required)
         problems += [f"{name}: the library needs it, and a machine may not have it" for name in foreign]
-        problems += [f"{name}: the library does not import it" for name in sorted(REQUIRED_DLLS - imports)]
+        problems += [f"{name}: the library does not import it" for name in sorted(required - imports)]
     return problems, len(exports)
 
 
-def check(header, definition, library, tool):
+def check(header, definition, library, tool, is_guard=False):
     is_dll = library.endswith(".dll")
     options = ["-p"] if is_dll else ["-D", "--defined-only"]
     binary = subprocess.run([tool, *options, library], check=True, capture_output=True, text=True).stdout
     read = lambda name: pathlib.Path(name).read_text(encoding="utf-8")
-    return check_texts(read(header), read(definition), binary, is_dll, EXPORT_COUNT)
+    texts = (read(header), read(definition), binary, is_dll)
+    return check_texts(*texts, None, {"kestrelbaygeneral.dll"}) if is_guard else check_texts(*texts, EXPORT_COUNT)
 
 
 def self_test():
@@ -103,6 +105,11 @@ def self_test():
         ("foreign DLL", (header, definition, "\tDLL Name: libstdc++-6.dll\n" + dll, True), ["libstdc++-6.dll: the library needs"]),
         ("no log.dll", (header, definition, dll.replace("\tDLL Name: log.dll\n", ""), True), ["log.dll: the library does"]),
     ]
+    guard = ("KESTRELBAY_GUARD_API int One(void);", "EXPORTS\n  One\n", dll.replace("\t[   1] Two\n", ""), True, None)
+    fixtures += [
+        ("guard", (*guard, {"log.dll"}), []),
+        ("guard alone", (*guard, {"kestrelbaygeneral.dll"}), ["kestrelbaygeneral.dll: the library does"]),
+    ]
     for name, texts, fragments in fixtures:
         expect(name, check_texts(*texts)[0], *fragments)
     finish([], len(fixtures))
@@ -111,4 +118,5 @@ def self_test():
 if __name__ == "__main__":
     if sys.argv[1:] == ["--self-test"]:
         self_test()
-    finish(*check(*sys.argv[1:]))
+    is_guard = sys.argv[1] == "--guard"
+    finish(*check(*sys.argv[1 + is_guard :], is_guard=is_guard))

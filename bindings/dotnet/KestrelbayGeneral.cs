@@ -1,0 +1,300 @@
+using System;
+using System.Collections.Generic;
+using System.Runtime.CompilerServices;
+using System.Runtime.InteropServices;
+using System.Text;
+using System.Threading;
+using System.Threading.Tasks;
+
+namespace Kestrelbay
+{
+    /// <summary>The library. Thread-safe. Loaded once and never unloaded.</summary>
+    public sealed class Library
+    {
+        const string PackageVersion = "1.0";
+        const int FieldBytes = 260, RoomBytes = 1024, BufferBytes = 65536;
+        const int PollMs = 20;
+        const int PauseMs = 500;  // between jobs of one kind: the thread of the one before ends meanwhile
+        const long NeverWritten = -11644473600000;
+        const string Png = "data:image/png;base64,";
+        static readonly SemaphoreSlim oneInstall = new SemaphoreSlim(1, 1), oneUninstall = new SemaphoreSlim(1, 1);
+        static readonly DateTimeOffset epoch = new DateTimeOffset(1970, 1, 1, 0, 0, 0, TimeSpan.Zero);
+
+        /// <summary>Raised when a call returns, on its thread, and while a job runs.</summary>
+        public event EventHandler<LogEventArgs> Log;
+
+        /// <param name="folder">holds KestrelbayGeneral.dll, KestrelbayGuard.dll and log.dll; by default the
+        /// environment variable KESTRELBAY_LIBRARY_DIR</param>
+        /// <exception cref="KestrelbayException">the library cannot be loaded</exception>
+        public Library(string folder = null)
+        {
+            folder = folder ?? Environment.GetEnvironmentVariable("KESTRELBAY_LIBRARY_DIR");
+            if (folder == null)
+                throw new KestrelbayException("give the folder of KestrelbayGeneral.dll, or set KESTRELBAY_LIBRARY_DIR");
+            Native.Load(folder);
+            CheckVersion(folder);
+        }
+
+        // Apart from the constructor: mono searches a library when it compiles the method that calls it.
+        [MethodImpl(MethodImplOptions.NoInlining)]
+        void CheckVersion(string folder)
+        {
+            string found;
+            try
+            {
+                found = Text(Native.GuardVersion());
+                Call("QueueLog", Native.GuardQueueLog());
+            }
+            catch (EntryPointNotFoundException error)
+            {
+                throw new KestrelbayException("the libraries in " + folder + " are of another version: " +
+                    error.Message + ". Install version " + PackageVersion);
+            }
+            if (found != PackageVersion)
+                throw new KestrelbayException("the libraries in " + folder + " have version " + found +
+                    ", this package " + PackageVersion + ": install the same version of both");
+        }
+
+        /// <summary>All installed applications, sorted by name.</summary>
+        /// <param name="icons">draws the icon of each executable</param>
+        public IReadOnlyList<App> List(bool icons = false)
+        {
+            IntPtr entries;
+            uint count;
+            Call("GetInstalledAppList", Native.GuardGetInstalledAppList(out entries, out count, icons));
+            try
+            {
+                var apps = new List<App>();
+                for (int i = 0; i < count; ++i) apps.Add(ToApp(entries + i * 8 * IntPtr.Size));
+                return apps;
+            }
+            finally
+            {
+                Call("ReleaseInstalledAppList", Native.GuardReleaseInstalledAppList(ref entries, (int)count));
+            }
+        }
+
+        /// <summary>Version of an application; null if it is not installed or has none.</summary>
+        public string Version(string name)
+        {
+            byte[] text = Bytes(name, "the name");
+            return Fact("GetAppVersion",
+                (byte[] buffer, ref int size) => Native.GuardGetAppVersion(text, new byte[1], buffer, ref size));
+        }
+
+        /// <summary>What the machine tells of itself.</summary>
+        public Facts Facts()
+        {
+            int tablet = Native.GuardIsTabletPC();
+            if (tablet < -1) Call("IsTabletPC", tablet);
+            return new Facts
+            {
+                Manufacturer = Fact("GetManufacturer", Native.GuardGetManufacturer),
+                Product = Fact("GetProductName", Native.GuardGetProductName),
+                DeviceId = Fact("GetDeviceId", Native.GuardGetDeviceId),
+                Graphics = Fact("GetGraphics", Native.GuardGetGraphics),
+                Proxy = Fact("GetProxyServer", Native.GuardGetProxyServer),
+                IsTablet = tablet < 0 ? (bool?)null : tablet == 1,
+            };
+        }
+
+        /// <summary>Mebibytes free to the calling user on a drive such as "C:"; null if unknown.</summary>
+        public long? FreeSpace(string drive)
+        {
+            long mebibytes;
+            Call("GetDiskAvailableSpace", Native.GuardGetDiskAvailableSpace(Bytes(drive, "the drive"), out mebibytes));
+            return mebibytes < 0 ? (long?)null : mebibytes;
+        }
+
+        /// <summary>Runs an installer elevated and waits until it ends. Installations run one after another.</summary>
+        public Task<Outcome> InstallAsync(string installer, string name, string parameters = "")
+        {
+            const int limit = FieldBytes - 1;
+            return RunJob("StartInstall", oneInstall, Native.GuardStartInstall, new[] {
+                Bytes(installer, "the installer's path", limit), Bytes(name, "the name", limit), new byte[1],
+                Bytes(parameters, "the parameters", limit), new byte[1], new byte[1], new byte[1] }, 4, 6);
+        }
+
+        /// <summary>Runs the application's uninstall command and waits until the registry changes. Removals run one
+        /// after another. Waits forever if the user cancels the command; only StopWaiting ends that.</summary>
+        public Task<Outcome> UninstallAsync(string name)
+        {
+            return RunJob("StartUninstall", oneUninstall, Native.GuardStartUninstall, new[] {
+                Bytes(name, "the name", FieldBytes - 1), new byte[1], new byte[1], new byte[1] }, 2, -1);
+        }
+
+        /// <summary>Ends the wait of every job, now and for the life of the process. It cannot be undone.</summary>
+        public void StopWaiting() { Call("SetStopAppEvent", Native.GuardSetStopAppEvent()); }
+
+        /// <summary>Starts an installed application; whether the start succeeded.</summary>
+        public bool Start(string name, string alias = "")
+        {
+            return Call("StartApp", Native.GuardStartApp(Bytes(name, "the name"), Bytes(alias, "the alias"))) == 1;
+        }
+
+        /// <summary>Starts a program without elevation; whether it was started.</summary>
+        public bool Run(string path, string arguments = "")
+        {
+            if (path.Contains("\""))
+                throw new KestrelbayException("the path contains a quotation mark: remove it, the library adds its own");
+            return Call("StartAnyExe",
+                Native.GuardStartAnyExe(Bytes(path, "the path"), Bytes(arguments, "the arguments"))) == 1;
+        }
+
+        /// <summary>Deletes the registry entry of an application; false for an unknown one.</summary>
+        public bool Forget(string name)
+        {
+            return Call("DeleteAppRegistryInfo", Native.GuardDeleteAppRegistryInfo(Bytes(name, "the name"))) == 1;
+        }
+
+        /// <summary>Protects a short secret for this user on this machine.</summary>
+        public string Encrypt(string secret)
+        {
+            return Transform("Encrypt", Native.GuardEncrypt, secret, "the secret could not be protected");
+        }
+
+        /// <summary>Turns the result of Encrypt back.</summary>
+        public string Decrypt(string protectedText)
+        {
+            return Transform("Decrypt", Native.GuardDecrypt, protectedText,
+                "this is no text that this user on this machine protected");
+        }
+
+        delegate int BufferFunction(byte[] buffer, ref int size);
+        delegate int TextFunction(byte[] input, out IntPtr output);
+
+        string Transform(string name, TextFunction function, string text, string failure)
+        {
+            IntPtr output;
+            Call(name, function(Bytes(text, "the text"), out output));
+            string result = Text(output);
+            for (int i = 0; Marshal.ReadByte(output, i) != 0; ++i) Marshal.WriteByte(output, i, 0);
+            Native.ReleaseDllStr(ref output);
+            if (result.Length == 0) throw new KestrelbayException(failure);
+            return result;
+        }
+
+        string Fact(string name, BufferFunction function)
+        {
+            var buffer = new byte[BufferBytes];
+            int size = BufferBytes;
+            int status = function(buffer, ref size);
+            if (status < -1) Call(name, status);
+            ForwardLog();
+            return status == 1 ? Encoding.UTF8.GetString(buffer, 0, size) : null;
+        }
+
+        async Task<Outcome> RunJob(string name, SemaphoreSlim one, Func<IntPtr, int> start, byte[][] fields,
+                                   int result, int version)
+        {
+            await one.WaitAsync().ConfigureAwait(false);
+            int finished = fields.Length * FieldBytes + RoomBytes;
+            // Not released if the start fails: the library still has its address.
+            IntPtr job = Marshal.AllocHGlobal(finished + 4);
+            try
+            {
+                Marshal.Copy(new byte[finished + 4], 0, job, finished + 4);
+                for (int i = 0; i < fields.Length; ++i) Marshal.Copy(fields[i], 0, job + i * FieldBytes, fields[i].Length);
+                Call(name, await Task.Run(() => start(job)).ConfigureAwait(false));
+                while (Marshal.ReadInt32(job, finished) == 0)
+                {
+                    await Task.Delay(PollMs).ConfigureAwait(false);
+                    ForwardLog();
+                }
+                var outcome = new Outcome
+                {
+                    Result = Text(job + result * FieldBytes), Message = Text(job + (result + 1) * FieldBytes),
+                    Version = version < 0 ? "" : Text(job + version * FieldBytes),
+                };
+                Marshal.FreeHGlobal(job);
+                return outcome;
+            }
+            finally
+            {
+                ReleaseLater(one);
+            }
+        }
+
+        static async void ReleaseLater(SemaphoreSlim one)
+        {
+            await Task.Delay(PauseMs).ConfigureAwait(false);
+            one.Release();
+        }
+
+        int Call(string name, int status)
+        {
+            ForwardLog();
+            if (status >= 0) return status;
+            throw new KestrelbayException(name + ": " + (
+                status == -1 ? "the machine's setting is missing or no number" :
+                status == -2 ? "out of memory" :
+                status == -3 ? "a thread could not be started" : "unexpected exception in the library"));
+        }
+
+        void ForwardLog()
+        {
+            var text = new byte[BufferBytes];
+            for (;;)
+            {
+                int level, size = text.Length;
+                uint dropped;
+                int taken = Native.GuardTakeLog(out level, text, ref size, out dropped);
+                if (dropped != 0) Raise(4, dropped + " log records were dropped");
+                if (taken == 0) return;
+                if (taken < 0) text = new byte[size];
+                else Raise(level, Encoding.UTF8.GetString(text, 0, size - 1));
+            }
+        }
+
+        void Raise(int level, string text)
+        {
+            var log = Log;
+            if (log != null) log(this, new LogEventArgs { Level = level, Text = text });
+        }
+
+        static App ToApp(IntPtr entry)
+        {
+            Func<int, string> field = i => Text(Marshal.ReadIntPtr(entry, i * IntPtr.Size));
+            string icon = field(4);
+            bool isPicture = icon.StartsWith(Png, StringComparison.Ordinal);
+            long changed = long.Parse(field(6), System.Globalization.CultureInfo.InvariantCulture);
+            int architecture = Marshal.ReadInt32(entry, 7 * IntPtr.Size);
+            return new App
+            {
+                Name = field(0), Location = field(1), Version = field(2), IconSource = field(3), InstallDate = field(5),
+                Changed = changed == NeverWritten ? (DateTimeOffset?)null : epoch.AddMilliseconds(changed),
+                Architecture = architecture == 1 ? 32 : architecture == 2 ? 64 : (int?)null,
+                Icon = isPicture ? Convert.FromBase64String(icon.Substring(Png.Length)) : null,
+                IconPath = icon.Length > 0 && !isPicture ? icon : null,
+            };
+        }
+
+        static string Text(IntPtr text)
+        {
+            int length = 0;
+            while (Marshal.ReadByte(text, length) != 0) ++length;
+            var bytes = new byte[length];
+            Marshal.Copy(text, bytes, 0, length);
+            return Encoding.UTF8.GetString(bytes);
+        }
+
+        static byte[] Bytes(string text, string what, int limit = int.MaxValue)
+        {
+            if (text == null) throw new ArgumentNullException(what);
+            if (text.IndexOf('\0') >= 0) throw new KestrelbayException(what + " contains a null character: remove it");
+            byte[] bytes;
+            try
+            {
+                bytes = new UTF8Encoding(false, true).GetBytes(text + "\0");
+            }
+            catch (EncoderFallbackException error)
+            {
+                throw new KestrelbayException(what + " is no valid Unicode text: " + error.Message);
+            }
+            if (bytes.Length - 1 > limit)
+                throw new KestrelbayException(what + " has " + (bytes.Length - 1) + " bytes of UTF-8, but at most " +
+                    limit + " are possible");
+            return bytes;
+        }
+    }
+}

@@ -1,0 +1,283 @@
+'use strict';
+
+const { EventEmitter } = require('node:events');
+const fs = require('node:fs');
+const path = require('node:path');
+const { setTimeout: delay } = require('node:timers/promises');
+const koffi = require('koffi');
+
+const VERSION = require('./package.json').version.split('.').slice(0, 2).join('.');
+const FIELD_BYTES = 260;
+const BUFFER_BYTES = 65536;
+const POLL_MS = 20;
+const PAUSE_MS = 500; // between jobs of one kind: the thread of the one before ends meanwhile
+const ROOM_BYTES = 1024;
+const NEVER_WRITTEN = -11644473600000;
+const PNG = 'data:image/png;base64,';
+const LEVELS = { 2: 'debug', 3: 'info', 4: 'warning', 5: 'error' };
+const FAILURES = {
+  [-1]: "the machine's setting is missing or no number",
+  [-2]: 'out of memory',
+  [-3]: 'a thread could not be started',
+  [-4]: 'unexpected exception in the library',
+};
+const INSTALL = ['path', 'name', 'key', 'parameters', 'result', 'message', 'version'];
+const UNINSTALL = ['name', 'key', 'result', 'message'];
+
+const Entry = koffi.struct('KestrelbayEntry', {
+  name: 'str', location: 'str', version: 'str', iconSource: 'str', icon: 'str', installDate: 'str',
+  changed: 'str', architecture: 'int32',
+});
+
+/** A call that cannot be made or that failed. The message says what is wrong and what to do. */
+class KestrelbayError extends Error {
+  constructor(message) {
+    super(message);
+    this.name = 'KestrelbayError';
+  }
+}
+
+function check(text, what, limit = Infinity) {
+  if (typeof text !== 'string') throw new KestrelbayError(`${what} must be a string, not ${typeof text}`);
+  if (text.includes('\0')) throw new KestrelbayError(`${what} contains a null character: remove it`);
+  if (/[\ud800-\udbff](?![\udc00-\udfff])|(?<![\ud800-\udbff])[\udc00-\udfff]/.test(text)) {
+    throw new KestrelbayError(`${what} is no valid Unicode text: it contains half of a surrogate pair`);
+  }
+  const bytes = Buffer.byteLength(text);
+  if (bytes > limit) {
+    throw new KestrelbayError(`${what} has ${bytes} bytes of UTF-8, but at most ${limit} are possible`);
+  }
+  return text;
+}
+
+const textAt = (buffer, offset) => buffer.toString('utf8', offset, buffer.indexOf(0, offset));
+
+/** Loads a library. Windows searches its imports in the folder of the library, not in that of node.exe. */
+function load(folder) {
+  if (process.arch !== 'x64') {
+    throw new KestrelbayError(`this Node.js is for ${process.arch}, but the library is for x64: use 64-bit Node.js`);
+  }
+  const isWindows = process.platform === 'win32';
+  const names = isWindows
+    ? ['log.dll', 'KestrelbayGeneral.dll', 'KestrelbayGuard.dll']
+    : ['libkestrelbay_machine.so', 'libKestrelbayGeneral.so', 'libKestrelbayGuard.so'];
+  if (!fs.existsSync(folder) || !fs.statSync(folder).isDirectory()) {
+    throw new KestrelbayError(`${folder} is no folder: give the folder that holds ${names.join(', ')}`);
+  }
+  for (const name of names) {
+    if (!fs.existsSync(path.join(folder, name))) {
+      throw new KestrelbayError(`${name} is missing in ${folder}: copy it there from the KestrelbayGeneral package`);
+    }
+  }
+  // Each one is loaded before the library that imports it, so that Windows finds it in memory.
+  return names.map((name) => {
+    const file = path.resolve(folder, name);
+    try {
+      return koffi.load(file);
+    } catch (error) {
+      throw new KestrelbayError(`${file} cannot be loaded: ${error.message}. ` +
+        'Copy all libraries of one x64 KestrelbayGeneral package there');
+    }
+  });
+}
+
+function declare(general, guard) {
+  const functions = { ReleaseDllStr: general.func('void ReleaseDllStr(_Inout_ void** text)') };
+  const prototypes = {
+    QueueLog: '', TakeLog: 'void* level, void* text, void* size, void* dropped',
+    StartInstall: 'void* job', StartUninstall: 'void* job', SetStopAppEvent: '',
+    GetManufacturer: 'void* buffer, void* size', GetDeviceId: 'void* buffer, void* size',
+    GetProductName: 'void* buffer, void* size', GetProxyServer: 'void* buffer, void* size',
+    GetGraphics: 'void* buffer, void* size', IsTabletPC: '',
+    GetAppVersion: 'str name, str key, void* buffer, void* size',
+    GetDiskAvailableSpace: 'str path, _Out_ int64* mebibytes',
+    GetRootDir: 'void* buffer, void* size, uint32 mode',
+    GetInstalledAppList: '_Out_ void** entries, _Out_ uint32* count, bool icons',
+    ReleaseInstalledAppList: '_Inout_ void** entries, int32 count',
+    DeleteAppRegistryInfo: 'str name', StartApp: 'str name, str alias', StartAnyExe: 'str path, str arguments',
+    Encrypt: 'str input, _Out_ void** output', Decrypt: 'str input, _Out_ void** output',
+  };
+  for (const [name, parameters] of Object.entries(prototypes)) {
+    functions[name] = guard.func(`int32 Guard${name}(${parameters})`);
+  }
+  functions.Version = guard.func('str GuardVersion()');
+  return functions;
+}
+
+function toApp(entry) {
+  const isPicture = entry.icon.startsWith(PNG);
+  const changed = Number(entry.changed);
+  return {
+    name: entry.name, version: entry.version, location: entry.location, installDate: entry.installDate,
+    changed: changed === NEVER_WRITTEN ? null : new Date(changed),
+    architecture: { 1: 32, 2: 64 }[entry.architecture] ?? null,
+    iconSource: entry.iconSource,
+    icon: isPicture ? Buffer.from(entry.icon.slice(PNG.length), 'base64') : null,
+    iconPath: entry.icon && !isPicture ? entry.icon : null,
+  };
+}
+
+// For all objects of this process: the library has one table for each kind of job.
+const lastJob = { Install: Promise.resolve(), Uninstall: Promise.resolve() };
+const keptJobs = new Set(); // the library has the addresses of their buffers
+
+class Library extends EventEmitter {
+  #functions;
+
+  constructor(folder = process.env.KESTRELBAY_LIBRARY_DIR) {
+    super();
+    if (!folder) throw new KestrelbayError('give the folder of KestrelbayGeneral.dll, or set KESTRELBAY_LIBRARY_DIR');
+    const libraries = load(folder);
+    let found;
+    try {
+      this.#functions = declare(libraries[1], libraries[2]);
+      found = this.#functions.Version();
+    } catch (error) {
+      throw new KestrelbayError(`the libraries in ${folder} are of another version: ${error.message}. ` +
+        `Install version ${VERSION}`);
+    }
+    if (found !== VERSION) {
+      throw new KestrelbayError(`the libraries in ${folder} have version ${found}, this package ${VERSION}: ` +
+        'install the same version of both');
+    }
+    this.#call('QueueLog');
+  }
+
+  list({ icons = false } = {}) {
+    const entries = [null];
+    const count = [0];
+    this.#call('GetInstalledAppList', [entries, count, icons]);
+    try {
+      return koffi.decode(entries[0], koffi.array(Entry, count[0])).map(toApp);
+    } finally {
+      this.#call('ReleaseInstalledAppList', [entries, count[0]]);
+    }
+  }
+
+  version(name) {
+    return this.#fact('GetAppVersion', check(name, 'the name'), '');
+  }
+
+  facts() {
+    const tablet = this.#call('IsTabletPC', [], [-1]);
+    return {
+      manufacturer: this.#fact('GetManufacturer'), product: this.#fact('GetProductName'),
+      deviceId: this.#fact('GetDeviceId'), graphics: this.#fact('GetGraphics'),
+      proxy: this.#fact('GetProxyServer'), isTablet: tablet < 0 ? null : tablet === 1,
+    };
+  }
+
+  freeSpace(drive) {
+    const mebibytes = [0];
+    this.#call('GetDiskAvailableSpace', [check(drive, 'the drive'), mebibytes]);
+    return Number(mebibytes[0]) < 0 ? null : Number(mebibytes[0]);
+  }
+
+  async install(installer, name, parameters = '') {
+    return this.#job('Install', INSTALL, {
+      path: check(installer, "the installer's path", FIELD_BYTES - 1),
+      name: check(name, 'the name', FIELD_BYTES - 1),
+      parameters: check(parameters, 'the parameters', FIELD_BYTES - 1),
+    });
+  }
+
+  async uninstall(name) {
+    return this.#job('Uninstall', UNINSTALL, { name: check(name, 'the name', FIELD_BYTES - 1) });
+  }
+
+  stopWaiting() {
+    this.#call('SetStopAppEvent');
+  }
+
+  start(name, alias = '') {
+    return this.#call('StartApp', [check(name, 'the name'), check(alias, 'the alias')]) === 1;
+  }
+
+  run(file, args = '') {
+    if (check(file, 'the path').includes('"')) {
+      throw new KestrelbayError('the path contains a quotation mark: remove it, the library adds its own');
+    }
+    return this.#call('StartAnyExe', [file, check(args, 'the arguments')]) === 1;
+  }
+
+  forget(name) {
+    return this.#call('DeleteAppRegistryInfo', [check(name, 'the name')]) === 1;
+  }
+
+  encrypt(secret) {
+    return this.#transform('Encrypt', secret, 'the secret could not be protected');
+  }
+
+  decrypt(protectedText) {
+    return this.#transform('Decrypt', protectedText, 'this is no text that this user on this machine protected');
+  }
+
+  #transform(name, text, failure) {
+    const output = [null];
+    this.#call(name, [check(text, 'the text'), output]);
+    const result = koffi.decode(output[0], 'char', -1);
+    if (result) koffi.encode(output[0], koffi.array('uint8', Buffer.byteLength(result)), new Uint8Array(Buffer.byteLength(result)));
+    this.#functions.ReleaseDllStr(output);
+    if (!result) throw new KestrelbayError(failure);
+    return result;
+  }
+
+  #fact(name, ...args) {
+    const buffer = Buffer.alloc(BUFFER_BYTES);
+    const size = Int32Array.of(BUFFER_BYTES);
+    return this.#call(name, [...args, buffer, size], [-1]) === 1 ? textAt(buffer, 0) : null;
+  }
+
+  #job(kind, fields, texts) {
+    const buffer = Buffer.alloc(fields.length * FIELD_BYTES + ROOM_BYTES + 4);
+    for (const [field, text] of Object.entries(texts)) buffer.write(text, fields.indexOf(field) * FIELD_BYTES);
+    const outcome = lastJob[kind].then(() => this.#runJob(kind, fields, buffer));
+    lastJob[kind] = outcome.then(() => delay(PAUSE_MS), () => delay(PAUSE_MS));
+    return outcome;
+  }
+
+  async #runJob(kind, fields, buffer) {
+    keptJobs.add(buffer);
+    await new Promise((resolve, reject) => {
+      // On another thread, because a start takes half a second.
+      this.#functions[`Start${kind}`].async(buffer, (error, status) =>
+        error || status < 0 ? reject(error ?? failed(`Start${kind}`, status)) : resolve());
+    });
+    while (!buffer.readInt32LE(buffer.length - 4)) {
+      await delay(POLL_MS);
+      this.#forwardLog();
+    }
+    this.#forwardLog();
+    keptJobs.delete(buffer);
+    const text = (field) => (fields.includes(field) ? textAt(buffer, fields.indexOf(field) * FIELD_BYTES) : '');
+    const result = text('result');
+    return { success: result === 'Success', result, message: text('message'), version: text('version') };
+  }
+
+  #call(name, args = [], allowed = []) {
+    const status = this.#functions[name](...args);
+    this.#forwardLog();
+    if (status < 0 && !allowed.includes(status)) throw failed(name, status);
+    return status;
+  }
+
+  #forwardLog() {
+    const level = new Int32Array(1);
+    const dropped = new Uint32Array(1);
+    let text = Buffer.alloc(BUFFER_BYTES);
+    for (;;) {
+      const size = Int32Array.of(text.length);
+      const taken = this.#functions.TakeLog(level, text, size, dropped);
+      if (dropped[0]) this.emit('log', { level: 'warning', text: `${dropped[0]} log records were dropped` });
+      if (taken === 0) return;
+      if (taken < 0) text = Buffer.alloc(size[0]);
+      else this.emit('log', { level: LEVELS[level[0]] ?? 'info', text: textAt(text, 0) });
+    }
+  }
+}
+
+function failed(name, status) {
+  return new KestrelbayError(`${name}: ${FAILURES[status] ?? status}`);
+}
+
+module.exports = { KestrelbayError, Library };

@@ -1,0 +1,319 @@
+"""Applications of this Windows machine: list, install, remove, start; machine facts; short secrets.
+
+    from kestrelbay_general import Library
+    for app in Library("C:/store/bin").list():
+        print(app.name, app.version)
+
+The folder holds KestrelbayGeneral.dll, KestrelbayGuard.dll and log.dll. On Linux it holds the three shared
+libraries, and the machine is the directory that the environment variable KESTRELBAY_MACHINE names.
+
+Log records go to logging.getLogger("kestrelbay_general") when a call returns.
+"""
+
+from __future__ import annotations
+
+import asyncio
+import base64
+import concurrent.futures
+import ctypes
+import datetime
+import logging
+import os
+import pathlib
+import sys
+import threading
+import time
+from dataclasses import dataclass
+from typing import Any, List, Optional, Type, Union
+
+__version__ = "1.0"
+__all__ = ["App", "Facts", "KestrelbayError", "Library", "Outcome"]
+
+_FIELD_BYTES = 260
+_BUFFER_BYTES = 65536
+_POLL_SECONDS = 0.02
+_PAUSE_SECONDS = 0.5  # between jobs of one kind: the thread of the one before ends meanwhile
+_NEVER_WRITTEN = -11644473600000
+_PNG = "data:image/png;base64,"
+_FAILURES = {
+    -1: "the machine's setting is missing or no number",
+    -2: "out of memory",
+    -3: "a thread could not be started",
+    -4: "unexpected exception in the library",
+}
+_log = logging.getLogger(__name__)
+_log.addHandler(logging.NullHandler())
+_levels = {2: logging.DEBUG, 3: logging.INFO, 4: logging.WARNING, 5: logging.ERROR}
+_job_locks = {"Install": threading.Lock(), "Uninstall": threading.Lock()}
+
+
+class KestrelbayError(Exception):
+    """A call that cannot be made or that failed. The message says what is wrong and what to do."""
+
+
+@dataclass(frozen=True)
+class App:
+    """An installed application. A text that the registry lacks is empty."""
+
+    name: str
+    version: str
+    location: str
+    install_date: str
+    changed: Optional[datetime.datetime]
+    architecture: Optional[int]  # 32 or 64
+    icon_source: str
+    icon: Optional[bytes]  # PNG, if list(icons=True) drew one
+    icon_path: Optional[str]  # of an icon file
+
+
+@dataclass(frozen=True)
+class Facts:
+    """The machine. A fact that the machine does not have is None."""
+
+    manufacturer: Optional[str]
+    product: Optional[str]
+    device_id: Optional[str]
+    graphics: Optional[str]
+    proxy: Optional[str]
+    is_tablet: Optional[bool]
+    host_folder: str
+
+
+@dataclass(frozen=True)
+class Outcome:
+    """How an installation or a removal ended."""
+
+    success: bool
+    result: str  # "Success", "Fail" or "Cancel"
+    message: str
+    version: str = ""
+
+
+class _Entry(ctypes.Structure):
+    _fields_ = [(name, ctypes.c_char_p) for name in (
+        "name", "location", "version", "icon_source", "icon", "install_date", "changed")] + [
+        ("architecture", ctypes.c_int32)]
+
+
+def _job_type(*fields: str) -> Type[ctypes.Structure]:
+    layout = [(name, ctypes.c_char * _FIELD_BYTES) for name in fields]
+    extra = [("room", ctypes.c_char * 1024), ("finished", ctypes.c_int32)]
+    return type("Job", (ctypes.Structure,), {"_fields_": layout + extra})
+
+
+_INSTALL = _job_type("path", "name", "key", "parameters", "result", "message", "version")
+_UNINSTALL = _job_type("name", "key", "result", "message")
+
+
+def _encode(text: str, what: str, limit: Optional[int] = None) -> bytes:
+    try:
+        encoded = text.encode("utf-8")
+    except UnicodeEncodeError as error:
+        raise KestrelbayError(f"{what} is no valid Unicode text: {error.reason}") from None
+    if b"\0" in encoded:
+        raise KestrelbayError(f"{what} contains a null character: remove it")
+    if limit is not None and len(encoded) > limit:
+        raise KestrelbayError(f"{what} has {len(encoded)} bytes of UTF-8, but at most {limit} are possible")
+    return encoded
+
+
+def _decode(text: Optional[bytes]) -> str:
+    return (text or b"").decode("utf-8", "replace")
+
+
+def _load(folder: pathlib.Path) -> tuple[ctypes.CDLL, ctypes.CDLL]:
+    if sys.maxsize < 2**32:
+        raise KestrelbayError("this Python is a 32-bit program, but the library is for x64: use 64-bit Python")
+    if sys.platform == "win32":
+        names = ["KestrelbayGeneral.dll", "KestrelbayGuard.dll", "log.dll"]
+        options: dict[str, Any] = {"winmode": 0x100 | 0x800}  # the DLL's own folder and System32 only
+    else:
+        names = ["libKestrelbayGeneral.so", "libKestrelbayGuard.so", "libkestrelbay_machine.so"]
+        options = {}
+    if not folder.is_dir():
+        raise KestrelbayError(f"{folder} is no folder: give the folder that holds {', '.join(names)}")
+    for name in names:
+        if not (folder / name).is_file():
+            raise KestrelbayError(f"{name} is missing in {folder}: copy it there from the KestrelbayGeneral package")
+    loaded = []
+    for name in names[:2]:
+        try:
+            loaded.append(ctypes.CDLL(str((folder / name).resolve()), **options))
+        except OSError as error:
+            raise KestrelbayError(f"{folder / name} cannot be loaded: {error}. "
+                                  "Copy all libraries of one x64 KestrelbayGeneral package there") from None
+    return loaded[0], loaded[1]
+
+
+class Library:
+    """The library. Thread-safe. Loaded once and never unloaded."""
+
+    def __init__(self, folder: Union[str, "os.PathLike[str]", None] = None) -> None:
+        """Loads the library from `folder`, else from the environment variable KESTRELBAY_LIBRARY_DIR."""
+        chosen = folder if folder is not None else os.environ.get("KESTRELBAY_LIBRARY_DIR")
+        if chosen is None:
+            raise KestrelbayError("give the folder of KestrelbayGeneral.dll, or set KESTRELBAY_LIBRARY_DIR")
+        path = pathlib.Path(chosen)
+        self._general, self._guard = _load(path)
+        try:
+            self._guard.GuardVersion.restype = ctypes.c_char_p
+            found = _decode(self._guard.GuardVersion())
+            self._general.ReleaseDllStr.restype = None
+        except AttributeError as error:
+            raise KestrelbayError(f"the libraries in {path} are of another version: {error}. "
+                                  f"Install version {__version__}") from None
+        if found != __version__:
+            raise KestrelbayError(f"the libraries in {path} have version {found}, this package {__version__}: "
+                                  "install the same version of both")
+        self._call("QueueLog")
+
+    def list(self, icons: bool = False) -> List[App]:
+        """All installed applications, sorted by name. With `icons`, draws the icon of each executable."""
+        entries, count = ctypes.POINTER(_Entry)(), ctypes.c_uint32()
+        self._call("GetInstalledAppList", ctypes.byref(entries), ctypes.byref(count), ctypes.c_bool(icons))
+        try:
+            return [_app(entries[i]) for i in range(count.value)]
+        finally:
+            self._call("ReleaseInstalledAppList", ctypes.byref(entries), ctypes.c_int32(count.value))
+
+    def version(self, name: str) -> Optional[str]:
+        """Version of an application; None if it is not installed or has none."""
+        return self._fact("GetAppVersion", _encode(name, "the name"), b"")
+
+    def facts(self) -> Facts:
+        """What the machine tells of itself."""
+        tablet = self._call("IsTabletPC", allowed=(-1,))
+        return Facts(
+            manufacturer=self._fact("GetManufacturer"), product=self._fact("GetProductName"),
+            device_id=self._fact("GetDeviceId"), graphics=self._fact("GetGraphics"),
+            proxy=self._fact("GetProxyServer"), is_tablet=None if tablet < 0 else bool(tablet),
+            host_folder=self._host_folder())
+
+    def free_space(self, drive: str) -> Optional[int]:
+        """Mebibytes free to the calling user on a drive such as "C:"; None if unknown."""
+        mebibytes = ctypes.c_int64()
+        self._call("GetDiskAvailableSpace", _encode(drive, "the drive"), ctypes.byref(mebibytes))
+        return mebibytes.value if mebibytes.value >= 0 else None
+
+    async def install(self, installer: str, name: str, parameters: str = "") -> Outcome:
+        """Runs an installer elevated and waits until it ends. Installations run one after another."""
+        job = _INSTALL()
+        job.path = _encode(installer, "the installer's path", _FIELD_BYTES - 1)
+        job.name = _encode(name, "the name", _FIELD_BYTES - 1)
+        job.parameters = _encode(parameters, "the parameters", _FIELD_BYTES - 1)
+        return await self._job("Install", job)
+
+    async def uninstall(self, name: str) -> Outcome:
+        """Runs the application's uninstall command and waits until the registry changes. Removals run one after
+        another. Waits forever if the user cancels the command; only stop_waiting() ends that."""
+        job = _UNINSTALL()
+        job.name = _encode(name, "the name", _FIELD_BYTES - 1)
+        return await self._job("Uninstall", job)
+
+    def stop_waiting(self) -> None:
+        """Ends the wait of every job, now and for the life of the process. It cannot be undone."""
+        self._call("SetStopAppEvent")
+
+    def start(self, name: str, alias: str = "") -> bool:
+        """Starts an installed application; whether the start succeeded."""
+        return self._call("StartApp", _encode(name, "the name"), _encode(alias, "the alias")) == 1
+
+    def run(self, path: str, arguments: str = "") -> bool:
+        """Starts a program without elevation; whether it was started."""
+        if '"' in path:
+            raise KestrelbayError("the path contains a quotation mark: remove it, the library adds its own")
+        return self._call("StartAnyExe", _encode(path, "the path"), _encode(arguments, "the arguments")) == 1
+
+    def forget(self, name: str) -> bool:
+        """Deletes the registry entry of an application; False for an unknown one."""
+        return self._call("DeleteAppRegistryInfo", _encode(name, "the name")) == 1
+
+    def encrypt(self, secret: str) -> str:
+        """Protects a short secret for this user on this machine."""
+        return self._transform("Encrypt", secret, "the secret could not be protected")
+
+    def decrypt(self, protected: str) -> str:
+        """Turns the result of encrypt() back."""
+        return self._transform("Decrypt", protected, "this is no text that this user on this machine protected")
+
+    def _transform(self, function: str, text: str, failure: str) -> str:
+        output = ctypes.c_char_p()
+        self._call(function, _encode(text, "the text"), ctypes.byref(output))
+        result = output.value or b""
+        if output:
+            ctypes.memset(output, 0, len(result))
+        self._general.ReleaseDllStr(ctypes.byref(output))
+        if not result:
+            raise KestrelbayError(failure)
+        return _decode(result)
+
+    def _fact(self, function: str, *arguments: bytes) -> Optional[str]:
+        buffer, size = ctypes.create_string_buffer(_BUFFER_BYTES), ctypes.c_int32(_BUFFER_BYTES)
+        found = self._call(function, *arguments, buffer, ctypes.byref(size), allowed=(-1,))
+        return _decode(buffer.value) if found == 1 else None
+
+    def _host_folder(self) -> str:
+        buffer, size = ctypes.create_string_buffer(_BUFFER_BYTES), ctypes.c_int32(_BUFFER_BYTES)
+        self._call("GetRootDir", buffer, ctypes.byref(size), ctypes.c_uint32(2))
+        return buffer.value.decode("mbcs" if sys.platform == "win32" else "utf-8", "replace")
+
+    async def _job(self, kind: str, job: Any) -> Outcome:
+        done: "concurrent.futures.Future[Outcome]" = concurrent.futures.Future()
+        threading.Thread(target=self._run_job, args=(kind, job, done), daemon=True).start()
+        return await asyncio.shield(asyncio.wrap_future(done))
+
+    def _run_job(self, kind: str, job: Any, done: "concurrent.futures.Future[Outcome]") -> None:
+        with _job_locks[kind]:
+            try:
+                self._call("Start" + kind, ctypes.byref(job))
+            except KestrelbayError as error:
+                _keep.append(job)
+                done.set_exception(error)
+                return
+            while not job.finished:
+                time.sleep(_POLL_SECONDS)
+                self._forward_log()
+            result = _decode(job.result)
+            version = _decode(bytes(job)[6 * _FIELD_BYTES:].partition(b"\0")[0]) if kind == "Install" else ""
+            done.set_result(Outcome(result == "Success", result, _decode(job.message), version))
+            time.sleep(_PAUSE_SECONDS)
+
+    def _call(self, function: str, *arguments: Any, allowed: tuple[int, ...] = ()) -> int:
+        status: int = getattr(self._guard, "Guard" + function)(*arguments)
+        self._forward_log()
+        if status < 0 and status not in allowed:
+            raise KestrelbayError(f"{function}: {_FAILURES.get(status, status)}")
+        return status
+
+    def _forward_log(self) -> None:
+        level, size, dropped = ctypes.c_int32(), ctypes.c_int32(_BUFFER_BYTES), ctypes.c_uint32()
+        text = ctypes.create_string_buffer(_BUFFER_BYTES)
+        while True:
+            taken = self._guard.GuardTakeLog(
+                ctypes.byref(level), text, ctypes.byref(size), ctypes.byref(dropped))
+            if taken < 0:
+                text = ctypes.create_string_buffer(size.value)
+                continue
+            if dropped.value:
+                _log.warning("%d log records were dropped", dropped.value)
+            if taken == 0:
+                return
+            _log.log(_levels.get(level.value, logging.INFO), "%s", _decode(text.value))
+            size.value = len(text)
+
+
+_keep: list[Any] = []  # records of jobs that could not start: the library still has their addresses
+
+
+def _app(entry: _Entry) -> App:
+    icon = _decode(entry.icon)
+    is_picture = icon.startswith(_PNG)
+    changed = int(entry.changed)
+    epoch = datetime.datetime(1970, 1, 1, tzinfo=datetime.timezone.utc)
+    return App(
+        name=_decode(entry.name), version=_decode(entry.version), location=_decode(entry.location),
+        install_date=_decode(entry.install_date), icon_source=_decode(entry.icon_source),
+        changed=None if changed == _NEVER_WRITTEN else epoch + datetime.timedelta(milliseconds=changed),
+        architecture={1: 32, 2: 64}.get(entry.architecture),
+        icon=base64.b64decode(icon[len(_PNG):]) if is_picture else None,
+        icon_path=icon if icon and not is_picture else None)

@@ -1,0 +1,13 @@
+# kestrelbay_exports(LIBRARY DEF): LIBRARY exports the names of DEF and no others, on both systems.
+function(kestrelbay_exports library def)
+  if(WIN32)
+    target_sources(${library} PRIVATE ${def})
+    return()
+  endif()
+  file(STRINGS ${def} names REGEX "^  [A-Za-z]+$")
+  set(script ${CMAKE_CURRENT_BINARY_DIR}/${library}.map)
+  file(CONFIGURE OUTPUT ${script} CONTENT "{ global: ${names}; local: *; };" @ONLY)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${def})
+  target_link_options(${library} PRIVATE -Wl,--version-script=${script} -Wl,--no-undefined)
+  set_target_properties(${library} PROPERTIES LINK_DEPENDS ${script})
+endfunction()

@@ -1,0 +1,21 @@
+/** COM on the calling thread. */
+#pragma once
+
+namespace kestrelbay::guard {
+
+/**
+ * Initialises COM on this thread, single-threaded, and ends that when destroyed. Windows needs COM where
+ * icons are drawn. Changes nothing if the host has initialised COM on this thread. On Linux: does nothing.
+ */
+class Apartment {
+ public:
+  Apartment();
+  ~Apartment();
+  Apartment(const Apartment&) = delete;
+  Apartment& operator=(const Apartment&) = delete;
+
+ private:
+  bool isOurs;
+};
+
+}  // namespace kestrelbay::guard

@@ -1,0 +1,38 @@
+#include <atomic>
+#include <cstddef>
+
+#include "KestrelbayGuard.h"
+#include "Status.h"
+
+namespace {
+
+using kestrelbay::guard::StatusOf;
+
+// The callback gets the address of the request, which is the address of its job.
+static_assert(offsetof(GuardInstallJob, request) == 0 && offsetof(GuardUninstallJob, request) == 0);
+
+/** The host reads `finished` on another thread: the results must be visible before it is. */
+void Finish(volatile std::int32_t& finished) {
+  std::atomic_thread_fence(std::memory_order_seq_cst);
+  finished = 1;
+}
+
+void FinishInstall(InstallRequest* request) { Finish(reinterpret_cast<GuardInstallJob*>(request)->finished); }
+
+void FinishUninstall(UninstallRequest* request) {
+  Finish(reinterpret_cast<GuardUninstallJob*>(request)->finished);
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t GuardStartInstall(GuardInstallJob* job) {
+  return StatusOf([=] { return Install(&job->request, &FinishInstall), 0; });
+}
+
+int32_t GuardStartUninstall(GuardUninstallJob* job) {
+  return StatusOf([=] { return Uninstall(&job->request, &FinishUninstall), 0; });
+}
+
+}  // extern "C"

@@ -1,0 +1,434 @@
+/*
+ * KestrelbayGeneral for C++17: the functions of KestrelbayGeneralSDK.h without their traps.
+ *
+ *     kestrelbay::host::Library& library = kestrelbay::host::Library::Get();
+ *     for (const auto& app : library.List()) std::cout << app.name << '\n';
+ *     std::cout << library.Install({"C:\\setup.exe", "Example"}).get().message << '\n';
+ *
+ * Every text is UTF-8. A text with a null character, or too long for a field, raises std::invalid_argument.
+ * Lack of memory raises std::bad_alloc; a thread that cannot be started raises std::system_error. All
+ * functions are thread-safe. Needs g++, or clang++ with libstdc++: another compiler cannot catch the
+ * library's exceptions and uses KestrelbayGuard.h.
+ */
+#ifndef KESTRELBAY_GENERAL_HPP
+#define KESTRELBAY_GENERAL_HPP
+
+#if defined(_MSC_VER)
+#error "This compiler cannot catch the library's exceptions: use KestrelbayGuard.h"
+#endif
+
+#include <KestrelbayGeneralSDK.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <deque>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace kestrelbay::host {
+
+/** An installed application. A text that the registry lacks is empty. */
+struct App {
+  std::string name;
+  std::string version;
+  std::string location;
+  std::string installDate;
+  std::string iconSource;
+  std::string iconText;                                         /**< as InstalledAppEntry::iconText */
+  std::optional<std::chrono::system_clock::time_point> changed; /**< last write of the registry entry */
+  int architecture = 0;                                         /**< 0 unknown, 1 32-bit, 2 64-bit */
+};
+
+/** What an installation is asked for. */
+struct InstallOrder {
+  std::string installer;       /**< path of an executable, without quotes */
+  std::string name;            /**< name that the application is listed under */
+  std::string parameters = {}; /**< command-line parameters of the installer */
+};
+
+/** How an installation or a removal ended. */
+struct Outcome {
+  bool isSuccess = false;
+  std::string result; /**< "Success", "Fail" or "Cancel" */
+  std::string message;
+  std::string version; /**< of the application, after an installation */
+};
+
+struct LogRecord {
+  std::string file;
+  std::int32_t level; /**< 3 information, 5 error */
+  std::string text;
+};
+
+/** A short text that is overwritten with zeros when it is destroyed. Moves, and does not copy. */
+class Secret {
+ public:
+  explicit Secret(std::string_view text) : size(text.size()), bytes(new char[size + 1]()) {
+    std::memcpy(bytes.get(), text.data(), size);
+  }
+  Secret(Secret&& other) noexcept : size(std::exchange(other.size, 0)), bytes(std::move(other.bytes)) {}
+  Secret& operator=(Secret&& other) noexcept {
+    std::swap(size, other.size);
+    std::swap(bytes, other.bytes);
+    return *this;
+  }
+  ~Secret() { Wipe(bytes.get(), size); }
+
+  /** Borrowed: valid until the secret is moved or destroyed. */
+  std::string_view View() const& { return {bytes ? bytes.get() : "", size}; }
+  std::string_view View() && = delete;
+
+  static void Wipe(char* text, std::size_t size) {
+    // A compiler may not leave out writes to volatile memory.
+    for (volatile char* byte = text; size > 0; --size) *byte++ = 0;
+  }
+
+ private:
+  std::size_t size;
+  std::unique_ptr<char[]> bytes;
+};
+
+namespace detail {
+
+inline std::string Checked(std::string_view text, const char* what) {
+  if (text.find('\0') != text.npos)
+    throw std::invalid_argument(std::string(what) + " contains a null character");
+  return std::string(text);
+}
+
+template <std::size_t kBytes>
+void Fill(char (&field)[kBytes], const std::string& text, const char* what) {
+  const std::string checked = Checked(text, what);
+  if (checked.size() >= kBytes) {
+    throw std::invalid_argument(std::string(what) + " has " + std::to_string(checked.size()) +
+                                " bytes, but at most " + std::to_string(kBytes - 1) + " are possible");
+  }
+  std::memcpy(field, checked.c_str(), checked.size() + 1);
+}
+
+/** Lets the jobs of one kind run one after another, in the order of their calls. */
+class Turns {
+ public:
+  /** The turn of one job. The next one comes when it is destroyed. */
+  class Turn {
+   public:
+    explicit Turn(Turns& all) : turns(&all), number(all.Draw()) {}
+    Turn(Turn&& other) noexcept : turns(std::exchange(other.turns, nullptr)), number(other.number) {}
+    Turn& operator=(Turn&&) = delete;
+    ~Turn() {
+      if (turns) turns->End(number);
+    }
+    void Await() { turns->Await(number); }
+
+   private:
+    Turns* turns;
+    std::uint64_t number;
+  };
+
+ private:
+  std::uint64_t Draw() {
+    const std::lock_guard<std::mutex> held(mutex);
+    return drawn++;
+  }
+  void Await(std::uint64_t number) {
+    std::unique_lock<std::mutex> held(mutex);
+    changed.wait(held, [=] { return current == number; });
+  }
+  void End(std::uint64_t number) {
+    // A turn that was never awaited waits for those before it, so that they keep their order.
+    Await(number);
+    const std::lock_guard<std::mutex> held(mutex);
+    ++current;
+    changed.notify_all();
+  }
+
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::uint64_t drawn = 0;
+  std::uint64_t current = 0;
+};
+
+/** A request as the library needs it: at a fixed place, and with room for a version that runs past it. */
+template <class Request>
+struct Job {
+  Request request{};
+  char room[1024]{};
+  std::promise<void> done;
+
+  static void Finish(Request* request) { reinterpret_cast<Job*>(request)->done.set_value(); }
+};
+
+/** Records wait here until the host takes them, so the library never waits for the host. */
+class LogQueue {
+ public:
+  static LogQueue& Get() {
+    // Never destroyed: threads of the library may log until the process ends.
+    static LogQueue& queue = *new LogQueue;
+    return queue;
+  }
+  static void Add(const char* file, std::int32_t level, const char* text) {
+    // An exception must not leave a callback: without memory the record is dropped.
+    try {
+      LogQueue& queue = Get();
+      const std::lock_guard<std::mutex> held(queue.mutex);
+      queue.records.push_back({file, level, text});
+      if (queue.records.size() > kMaxRecords) queue.records.pop_front();
+    } catch (const std::bad_alloc&) {
+    }
+  }
+  std::vector<LogRecord> Take() {
+    const std::lock_guard<std::mutex> held(mutex);
+    std::vector<LogRecord> taken(records.begin(), records.end());
+    records.clear();
+    return taken;
+  }
+
+ private:
+  static constexpr std::size_t kMaxRecords = 4096;
+  std::mutex mutex;
+  std::deque<LogRecord> records;
+};
+
+/** An allocated list, released whether or not it was filled. */
+struct RawList {
+  InstalledAppEntry* entries = nullptr;
+  std::uint32_t count = 0;
+
+  RawList() = default;
+  RawList(const RawList&) = delete;
+  RawList& operator=(const RawList&) = delete;
+  ~RawList() {
+    // The release logs, which needs memory: without it, the list is lost.
+    try {
+      ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
+    } catch (const std::bad_alloc&) {
+    }
+  }
+};
+
+inline std::string TextOf(const char* text) {
+  if (!text) throw std::bad_alloc();
+  return text;
+}
+
+inline App ToApp(const InstalledAppEntry& entry) {
+  constexpr std::int64_t kNeverWritten = -11644473600000;
+  App app;
+  app.name = TextOf(entry.displayName);
+  app.version = TextOf(entry.displayVersion);
+  app.location = TextOf(entry.installLocation);
+  app.installDate = TextOf(entry.installDate);
+  app.iconSource = TextOf(entry.displayIcon);
+  app.iconText = TextOf(entry.iconText);
+  app.architecture = entry.architecture;
+  const std::int64_t ms = std::stoll(TextOf(entry.lastWriteTime));
+  if (ms != kNeverWritten) app.changed = std::chrono::system_clock::time_point(std::chrono::milliseconds(ms));
+  return app;
+}
+
+}  // namespace detail
+
+/** Ends the waits of all jobs. Stopping is permanent: no job can be started in this process any more. */
+class PermanentStop {
+ public:
+  void StopForTheLifeOfThisProcess() {
+    isStopped = true;
+    SetStopAppEvent();
+  }
+
+ private:
+  friend class Library;
+  std::atomic<bool> isStopped{false};
+};
+
+/** The library. There is one object, made on first use with the log set up, and never destroyed. */
+class Library {
+ public:
+  static Library& Get() {
+    static Library& library = *new Library;
+    return library;
+  }
+  Library(const Library&) = delete;
+  Library& operator=(const Library&) = delete;
+
+  /** Takes the log records since the last call; at most the newest 4096. */
+  std::vector<LogRecord> TakeLog() { return detail::LogQueue::Get().Take(); }
+
+  /** Lists the installed applications, sorted by name. With icons, initialise COM on this thread first. */
+  std::vector<App> List(bool includeIcons = false) {
+    detail::RawList list;
+    GetInstalledAppList(&list.entries, &list.count, includeIcons);
+    std::vector<App> apps;
+    apps.reserve(list.count);
+    for (std::uint32_t i = 0; i < list.count; ++i) apps.push_back(detail::ToApp(list.entries[i]));
+    return apps;
+  }
+  /** List on a thread of its own. An exception arrives in the future. */
+  std::future<std::vector<App>> ListAsync(bool includeIcons = false) {
+    return std::async(std::launch::async, [=] { return Get().List(includeIcons); });
+  }
+
+  std::optional<std::string> Manufacturer() { return Fact(&GetManufacturer); }
+  std::optional<std::string> DeviceId() { return Fact(&GetDeviceId); }
+  std::optional<std::string> ProductName() { return Fact(&GetProductName); }
+  std::optional<std::string> Graphics() { return Fact(&GetGraphics); }
+  /** Nothing if the proxy is off or the user's setting is missing or invalid. */
+  std::optional<std::string> Proxy() {
+    try {
+      return Fact(&GetProxyServer);
+    } catch (const std::logic_error&) {
+      return std::nullopt;
+    }
+  }
+  /** Nothing if the machine's setting is missing or invalid. */
+  std::optional<bool> IsTablet() {
+    try {
+      return IsTabletPC();
+    } catch (const std::logic_error&) {
+      return std::nullopt;
+    }
+  }
+  /** Version of an application; nothing if it is not installed or has none. */
+  std::optional<std::string> Version(std::string_view name) {
+    const std::string checked = detail::Checked(name, "the name");
+    return Fact([&](char* buffer, std::int32_t* size) {
+      return GetAppVersion(checked.c_str(), nullptr, buffer, size);
+    });
+  }
+  /** Mebibytes free to the calling user. */
+  std::optional<std::int64_t> FreeSpace(char drive) {
+    const char path[] = {drive, '\0'};
+    const std::int64_t mebibytes = GetDiskAvailableSpace(path);
+    return mebibytes < 0 ? std::nullopt : std::optional(mebibytes);
+  }
+
+  /**
+   * Starts an installation. Installations run one after another. The future is ready half a second after the
+   * end of the job, when its thread has left the library. Its destructor waits for that.
+   */
+  [[nodiscard]] std::future<Outcome> Install(const InstallOrder& order) {
+    auto job = std::make_unique<detail::Job<InstallRequest>>();
+    detail::Fill(job->request.installerPath, order.installer, "the installer's path");
+    detail::Fill(job->request.displayName, order.name, "the name");
+    detail::Fill(job->request.installerParams, order.parameters, "the parameters");
+    return Start(std::move(job), installs, &::Install);
+  }
+  /**
+   * Starts a removal; otherwise as Install. A removal that its user cancels waits until PermanentStop ends
+   * it.
+   */
+  [[nodiscard]] std::future<Outcome> Uninstall(const std::string& name) {
+    auto job = std::make_unique<detail::Job<UninstallRequest>>();
+    detail::Fill(job->request.displayName, name, "the name");
+    return Start(std::move(job), removals, &::Uninstall);
+  }
+  PermanentStop& Stop() { return stop; }
+
+  /** Starts an installed application. Leaves COM initialised on this thread, single-threaded. */
+  bool StartInstalled(std::string_view name, std::string_view alias = {}) {
+    return StartApp(detail::Checked(name, "the name").c_str(), detail::Checked(alias, "the alias").c_str()) ==
+           1;
+  }
+  /** Starts a program without elevation. */
+  bool Run(std::string_view path, std::string_view arguments = {}) {
+    if (path.find('"') != path.npos) throw std::invalid_argument("the path contains a quotation mark");
+    return StartAnyExe(detail::Checked(path, "the path").c_str(),
+                       detail::Checked(arguments, "the arguments").c_str());
+  }
+  /** Deletes the registry entry of an application. */
+  bool Forget(std::string_view name) {
+    return DeleteAppRegistryInfo(detail::Checked(name, "the name").c_str());
+  }
+
+  /** Protects a secret for this user on this machine; nothing on failure. */
+  std::optional<std::string> Protect(const Secret& secret) {
+    if (secret.View().find('\0') != std::string_view::npos) {
+      throw std::invalid_argument("the secret contains a null character");
+    }
+    const std::optional<Secret> text = Transform(&Encrypt, secret.View().data());
+    if (!text) return std::nullopt;
+    return std::string(text->View());
+  }
+  /** Turns the result of Protect back; nothing on failure. */
+  std::optional<Secret> Unprotect(std::string_view text) {
+    return Transform(&Decrypt, detail::Checked(text, "the text").c_str());
+  }
+
+ private:
+  Library() { InitDllLogger(&detail::LogQueue::Add); }
+
+  template <class Function>
+  static std::optional<std::string> Fact(Function function) {
+    std::vector<char> buffer(65536);  // longer than any fact
+    auto size = static_cast<std::int32_t>(buffer.size());
+    if (!function(buffer.data(), &size)) return std::nullopt;
+    return std::string(buffer.data(), static_cast<std::size_t>(size));
+  }
+
+  static std::optional<Secret> Transform(void (*function)(const char*, char**), const char* input) {
+    struct Release {
+      void operator()(char* text) const {
+        Secret::Wipe(text, std::strlen(text));
+        ReleaseDllStr(&text);
+      }
+    };
+    char* output = nullptr;
+    function(input, &output);
+    if (!output) throw std::bad_alloc();
+    const std::unique_ptr<char, Release> owned(output);
+    if (!*output) return std::nullopt;
+    return Secret(output);
+  }
+
+  static std::string VersionOf(const InstallRequest& request) {
+    // Runs past its field, into the room behind the record.
+    const char* const record = reinterpret_cast<const char*>(&request);
+    return record + offsetof(InstallRequest, DisplayVersion);
+  }
+  static std::string VersionOf(const UninstallRequest&) { return {}; }
+
+  template <class Request>
+  std::future<Outcome> Start(std::unique_ptr<detail::Job<Request>> job, detail::Turns& turns,
+                             void (*function)(Request*, void (*)(Request*))) {
+    if (stop.isStopped) throw std::logic_error("jobs were stopped for the life of this process");
+    return std::async(
+        std::launch::async,
+        [function](detail::Turns::Turn turn, std::unique_ptr<detail::Job<Request>> owned) {
+          turn.Await();
+          return Perform(owned.release(), function);
+        },
+        detail::Turns::Turn(turns), std::move(job));
+  }
+
+  /** Never frees the job: the library has its address, after a failed start too. */
+  template <class Request>
+  static Outcome Perform(detail::Job<Request>* job, void (*function)(Request*, void (*)(Request*))) {
+    function(&job->request, &detail::Job<Request>::Finish);
+    job->done.get_future().wait();
+    // The job's thread has left the library then, so that the next job, or the end of main, is safe.
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    const Request& request = job->request;
+    return {std::strcmp(request.Result, "Success") == 0, request.Result, request.ErrMsg, VersionOf(request)};
+  }
+
+  detail::Turns installs;
+  detail::Turns removals;
+  PermanentStop stop;
+};
+
+}  // namespace kestrelbay::host
+
+#endif

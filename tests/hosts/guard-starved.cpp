@@ -1,0 +1,100 @@
+// KestrelbayGuard reports lack of memory, and a thread that cannot be started, as a status.
+#include <KestrelbayGuard.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <new>
+
+namespace {
+
+constexpr int kEndless = 1'000'000'000;
+std::atomic<int> blocksLeft = kEndless;
+
+}  // namespace
+
+// The library allocates by the process's own operators.
+void* operator new(std::size_t bytes) {
+  void* const block = blocksLeft-- > 0 ? std::malloc(bytes) : nullptr;
+  if (!block) throw std::bad_alloc();
+  return block;
+}
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+
+namespace {
+
+template <class Call>
+std::int32_t StatusWith(int blocks, Call call) {
+  blocksLeft = blocks;
+  const std::int32_t status = call();
+  blocksLeft = kEndless;
+  return status;
+}
+
+#define CHECK(condition)                                  \
+  do {                                                    \
+    if (!(condition)) {                                   \
+      std::printf("line %d: %s\n", __LINE__, #condition); \
+      return 1;                                           \
+    }                                                     \
+  } while (0)
+
+/** A list fails as a whole, at whichever block memory ends. */
+int ListFailsAsAWhole() {
+  for (int blocks = 0;; ++blocks) {
+    InstalledAppEntry* entries = nullptr;
+    std::uint32_t count = 77;
+    const std::int32_t status =
+        StatusWith(blocks, [&] { return GuardGetInstalledAppList(&entries, &count, false); });
+    if (status == 0) {
+      CHECK(count > 0 && blocks > 10);
+      return GuardReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
+    }
+    CHECK(status == GUARD_NO_MEMORY && !entries && count == 0);
+  }
+}
+
+/** Leaves room for small blocks and for no thread's stack. */
+void LimitAddressSpace() {
+  rlim_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  constexpr rlim_t kRoomBytes = 1024 * 1024;
+  const rlimit limit = {pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + kRoomBytes, RLIM_INFINITY};
+  setrlimit(RLIMIT_AS, &limit);
+}
+
+int CallsFailWithoutMemory() {
+  char buffer[1024];
+  std::int32_t size = sizeof buffer;
+  char* text = nullptr;
+  CHECK(StatusWith(0, [&] { return GuardGetDeviceId(buffer, &size); }) == GUARD_NO_MEMORY);
+  CHECK(StatusWith(0, [] { return GuardIsTabletPC(); }) == GUARD_NO_MEMORY);
+  CHECK(StatusWith(0, [&] { return GuardEncrypt("a secret that is no short text", &text); }) ==
+        GUARD_NO_MEMORY);
+  CHECK(!text);
+  CHECK(StatusWith(0, [] { return GuardStartAnyExe("C:\\program.exe", ""); }) == GUARD_NO_MEMORY);
+  return 0;
+}
+
+int CallsFailWithoutThread() {
+  static GuardInstallJob job{};
+  std::snprintf(job.request.displayName, sizeof job.request.displayName, "Nobody has this");
+  LimitAddressSpace();
+  CHECK(GuardGetInstalledAppListAsync([](InstalledAppEntry*, std::int32_t) {}, false) == GUARD_NO_THREAD);
+  CHECK(GuardStartAnyExeAsync("C:\\program.exe", "") == GUARD_NO_THREAD);
+  CHECK(GuardStartInstall(&job) == GUARD_NO_THREAD && !job.finished);
+  return 0;
+}
+
+}  // namespace
+
+int main() {
+  std::int64_t mebibytes = 0;
+  if (GuardInitDllLogger([](const char*, std::int32_t, const char*) {}) != 0) return 1;
+  GuardGetDiskAvailableSpace("C", &mebibytes);  // loads the machine, which needs memory of its own
+  return CallsFailWithoutMemory() || ListFailsAsAWhole() || CallsFailWithoutThread();
+}

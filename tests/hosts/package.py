@@ -1,0 +1,66 @@
+"""The Python package: package.py LIBRARIES OTHER-VERSION INCOMPLETE. Exceptions: package.py LIBRARIES"""
+
+import asyncio
+import logging
+import sys
+
+from kestrelbay_general import KestrelbayError, Library
+
+
+def refuses(fragment, call):
+    try:
+        call()
+    except KestrelbayError as error:
+        assert fragment in str(error), f"{fragment!r} is not in {error}"
+    else:
+        raise AssertionError(f"not refused: {fragment}")
+
+
+def survive_exceptions(library):
+    for _ in range(500):  # each call meets two exceptions
+        facts = library.facts()
+        assert facts.is_tablet is None and facts.proxy is None
+
+
+async def jobs_and_calls(library):
+    """Calls on this thread while jobs log on theirs: no deadlock."""
+    missing = [asyncio.ensure_future(library.install(r"C:\no such file.exe", f"name {i}")) for i in range(2)]
+    while not all(job.done() for job in missing):
+        assert library.free_space("C") == 179200
+        library.list()
+        await asyncio.sleep(0)
+    assert [job.result().message for job in missing] == ["Install path is not exist!"] * 2
+
+
+def main(folder, other_version=None, incomplete=None):
+    library = Library(folder)
+    if other_version is None:
+        survive_exceptions(library)
+        return
+    records = []
+    handler = logging.Handler()
+    handler.emit = lambda record: records.append(record.getMessage())
+    logging.getLogger("kestrelbay_general").addHandler(handler)
+    logging.getLogger("kestrelbay_general").setLevel(logging.DEBUG)
+
+    apps = library.list(icons=True)
+    assert len(apps) == 45 and sum(app.changed is not None for app in apps) > 0
+    assert all(app.icon is None or app.icon.startswith(b"\x89PNG") for app in apps)
+    assert library.version("Inkwhistle PDF Viewer") and library.version("Nobody has this") is None
+    assert library.facts().graphics == "Lumenfall G40,Basic Display Driver"
+    assert library.free_space("?") is None
+    assert library.decrypt(library.encrypt("sécret")) == "sécret"
+    assert library.start("Nobody has this") is False and library.forget("Nobody has this") is False
+    assert any("GetInstalledAppList" in record for record in records)
+    asyncio.run(jobs_and_calls(library))
+
+    refuses("is no folder", lambda: Library(folder + "/nowhere"))
+    refuses("is missing in", lambda: Library(incomplete))
+    refuses("version 9.9", lambda: Library(other_version))
+    refuses("at most 259", lambda: asyncio.run(library.uninstall("é" * 130)))
+    refuses("null character", lambda: library.version("a\0b"))
+    refuses("no valid Unicode", lambda: library.version("\ud800"))
+    refuses("no text that this user", lambda: library.decrypt("no protected text"))
+
+
+main(*sys.argv[1:])
