@@ -133,6 +133,11 @@ def problem_in_capture(path, kind, name):
 
 
 def problem_in_public(path, kind, name):
+    # The headers of the layers over the interface include it.
+    if path.name != PUBLIC_HEADER and name == PUBLIC_HEADER:
+        return None
+    if path.suffix == ".hpp" and kind == "<" and is_standard(name):
+        return None
     return None if name in {"stdbool.h", "stdint.h"} else "the public header may include stdbool.h and stdint.h"
 
 
