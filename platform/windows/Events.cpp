@@ -1,5 +1,6 @@
 #include "platform/Events.h"
 
+#include <pthread.h>
 #include <windows.h>
 
 #include "Casts.h"
@@ -19,5 +20,9 @@ DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, D
 }
 
 void Sleep(DWORD durationMs) { ::Sleep(durationMs); }
+
+// The standard mutexes of mingw-w64 are mutexes of winpthreads with a trivial destructor.
+void DestroyMutex(std::mutex& mutex) { ::pthread_mutex_destroy(mutex.native_handle()); }
+void DestroyMutex(std::recursive_mutex& mutex) { ::pthread_mutex_destroy(mutex.native_handle()); }
 
 }  // namespace platform

@@ -4,8 +4,8 @@
 
 namespace kestrelbay {
 
-// One file, because only within one file is the order of construction given.
-std::recursive_mutex LifecycleMutex;
+// In one file, because C++ defines the order of construction only within a file.
+OwningMutex<std::recursive_mutex> LifecycleMutex;
 const std::u16string InstallerClassesPath = u"Software\\Classes\\Installer\\Products";
 const std::u16string UninstallKeyPath = u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
 const std::u16string UserProductsPath = u"Software\\Microsoft\\Installer\\Products";

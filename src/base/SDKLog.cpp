@@ -41,7 +41,7 @@ SDKLog& SDKLog::GetInstance() {
 
 void SDKLog::Log(std::int32_t level, const char* file, const char* function, std::int32_t line,
                  const char* format, ...) {
-  const std::lock_guard held(lock);
+  const std::lock_guard<std::mutex> held(lock_);
   if (useLogDll) return LogToDll(level, file, format);
   // Ended by its owner on every way out. A catch clause would end it in this very function, but nothing in
   // the library catches: what is raised on a thread has to end the process where it was raised.

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "KestrelbayGeneralSDK.h"
+#include "base/OwningMutex.h"
 
 namespace kestrelbay {
 
@@ -55,7 +56,8 @@ class SDKLog {
   void LogLine(std::int32_t level, const char* file, const char* function, std::int32_t line,
                const char* format, va_list arguments);
 
-  std::mutex lock;
+  /** Not recursive, by design. */
+  OwningMutex<std::mutex> lock_;
 };
 
 }  // namespace kestrelbay

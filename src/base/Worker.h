@@ -1,36 +1,52 @@
-/** The one way in which the library starts a thread. */
+/** Starts the library's threads. */
 #pragma once
 
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
 
+#include "base/OwningMutex.h"
+
 namespace kestrelbay {
 
+/** The report of a new thread to its starter that it has taken its arguments. Used once. */
+class Handshake {
+ public:
+  void Signal() {
+    const std::lock_guard<std::mutex> held(mutex_);
+    isSignalled_ = true;
+    signalled_.notify_one();
+  }
+  void Wait() {
+    std::unique_lock<std::mutex> held(mutex_);
+    signalled_.wait(held, [this] { return isSignalled_; });
+  }
+
+ private:
+  OwningMutex<std::mutex> mutex_;
+  std::condition_variable signalled_;
+  bool isSignalled_ = false;
+};
+
 /**
- * Runs `body` on a thread of its own and waits until that thread has taken it over, not until it is done.
+ * Runs `body` on a new thread. Blocks until that thread has moved `body` to itself, not until `body` returns.
  * @param body  movable, called without arguments; an exception that leaves it ends the process
- * @return the running thread, for the caller to detach
- * @throws std::system_error where the thread cannot be started; `body` is destroyed then
+ * @return the running thread, which the caller detaches
+ * @throws std::system_error if the thread cannot be started; `body` is destroyed then
  */
 template <class Body>
 std::thread StartWorker(Body body) {
-  std::mutex mutex;
-  std::condition_variable taken;
-  bool started = false;
-  std::thread worker([&] {
-    Body own = std::move(body);
-    {
-      // Signalled under the lock: the starter destroys both as soon as it can take it.
-      const std::lock_guard held(mutex);
-      started = true;
-      taken.notify_one();
-    }
-    own();
+  // Both threads own the handshake. The starter may return while the worker is still inside the runtime's
+  // unlock, so neither of them may destroy the mutex alone.
+  const auto handshake = std::make_shared<Handshake>();
+  std::thread worker([&body, own = handshake]() mutable {
+    Body taken = std::move(body);
+    std::exchange(own, nullptr)->Signal();
+    taken();
   });
-  std::unique_lock held(mutex);
-  taken.wait(held, [&] { return started; });
+  handshake->Wait();
   return worker;
 }
 

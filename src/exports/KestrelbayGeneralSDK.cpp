@@ -34,7 +34,7 @@ bool CopyFact(const std::string& fact, char* buffer, std::int32_t* size) {
 // Registers a job and starts it. The lock and the pause space out starts, installations and removals alike.
 template <class Flow, class Request, class Callback>
 void StartJob(Request* request, Callback callback, void (Flow::*start)(const std::string&)) {
-  const std::lock_guard held(LifecycleMutex);
+  const std::lock_guard<std::recursive_mutex> held(LifecycleMutex);
   platform::Sleep(kStartPauseMs);
   Flow& flow = Flow::GetInstance();
   const std::string name = TextOf(request->displayName);

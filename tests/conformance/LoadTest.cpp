@@ -132,8 +132,12 @@ class Life {
     UninstallRequest uninstall = {};
     std::string("App").copy(uninstall.displayName, sizeof uninstall.displayName - 1);
     const int before = callbacks;
-    Export<decltype(&::Install)>("Install")(&install, [](InstallRequest*) { ++callbacks; });
-    Export<decltype(&::Uninstall)>("Uninstall")(&uninstall, [](UninstallRequest*) { ++callbacks; });
+    const auto startInstall = Export<decltype(&::Install)>("Install");
+    const auto startUninstall = Export<decltype(&::Uninstall)>("Uninstall");
+    // Both at once: one start waits for the lock of the other, for which the runtime makes an event.
+    std::thread other([&] { startInstall(&install, [](InstallRequest*) { ++callbacks; }); });
+    startUninstall(&uninstall, [](UninstallRequest*) { ++callbacks; });
+    other.join();
     WaitUntil([&] { return callbacks == before + 2; });
     EXPECT_STREQ(install.Result, "Fail");
   }

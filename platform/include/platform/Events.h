@@ -1,5 +1,7 @@
-/** Events, waits and pauses. */
+/** Events, waits, pauses and the end of a mutex. */
 #pragma once
+
+#include <mutex>
 
 #include "platform/Types.h"
 
@@ -35,7 +37,14 @@ BOOL CloseHandle(HANDLE handle);
  */
 DWORD WaitForMultipleObjects(DWORD count, const HANDLE* handles, BOOL waitAll, DWORD timeoutMs);
 
-/** Pauses the calling thread. 0 gives way to others alone. */
+/** Pauses the calling thread. 0 only lets other threads run. */
 void Sleep(DWORD durationMs);
+
+/**
+ * Frees what the C runtime allocated for a mutex, if its standard type leaves that allocated. No thread may
+ * use the mutex during the call or after it.
+ */
+void DestroyMutex(std::mutex& mutex);
+void DestroyMutex(std::recursive_mutex& mutex);
 
 }  // namespace platform

@@ -123,4 +123,8 @@ void Sleep(DWORD durationMs) {
       [&] { machine.clock.Sleep(durationMs); });
 }
 
+// glibc allocates nothing for a mutex.
+void DestroyMutex(std::mutex&) {}
+void DestroyMutex(std::recursive_mutex&) {}
+
 }  // namespace platform

@@ -77,17 +77,18 @@ HANDLE CreateEventW(void* attributes, BOOL manualReset, BOOL initialState, const
 namespace kestrelbay {
 namespace {
 
-const std::vector<const void*> kTexts = {&InstallerClassesPath, &UninstallKeyPath, &UserProductsPath,
-                                         &InstallerUserDataPath, &ExcludedPublisher};
+const std::vector<const void*> kDestroyedObjects = {&LifecycleMutex,        &InstallerClassesPath,
+                                                    &UninstallKeyPath,      &UserProductsPath,
+                                                    &InstallerUserDataPath, &ExcludedPublisher};
 
 TEST(LoadTimeObjects, AreMadeInTheirOrderAndTheEventLast) {
-  std::vector<const void*> texts;
+  std::vector<const void*> made;
   for (std::size_t at = 0; at < registered; ++at) {
-    if (std::ranges::find(kTexts, registrations[at].object) == kTexts.end()) continue;
-    texts.push_back(registrations[at].object);
+    if (std::ranges::find(kDestroyedObjects, registrations[at].object) == kDestroyedObjects.end()) continue;
+    made.push_back(registrations[at].object);
     EXPECT_LT(at, eventMade.registeredBefore);
   }
-  EXPECT_EQ(texts, kTexts);
+  EXPECT_EQ(made, kDestroyedObjects);
 }
 
 TEST(StopEvent, IsAskedForOnceAndItsLackTakenAsItIs) {
@@ -115,6 +116,7 @@ void Unload() {
            {&LocalMachineRoot(), "LocalMachineRoot"},
            {&CurrentUserRoot(), "CurrentUserRoot"},
            {&UsersRoot(), "UsersRoot"},
+           {&LifecycleMutex, "LifecycleMutex"},
            {&InstallerClassesPath, "InstallerClassesPath"},
            {&UninstallKeyPath, "UninstallKeyPath"},
            {&UserProductsPath, "UserProductsPath"},
@@ -128,7 +130,7 @@ TEST(UnloadDeathTest, DestroysTheLatestFirstAndTheLoadsObjectsInReverse) {
   EXPECT_EXIT(Unload(), testing::ExitedWithCode(0),
               testing::StrEq("UsersRoot CurrentUserRoot LocalMachineRoot Security AppUninstall AppInstall "
                              "SDKLog ExcludedPublisher InstallerUserDataPath UserProductsPath "
-                             "UninstallKeyPath InstallerClassesPath "));
+                             "UninstallKeyPath InstallerClassesPath LifecycleMutex "));
 }
 
 }  // namespace

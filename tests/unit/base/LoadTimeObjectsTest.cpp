@@ -24,7 +24,7 @@ TEST(LoadTimeObjects, HoldTheRegistryPathsAndThePublisher) {
 }
 
 TEST(LifecycleMutex, IsRecursive) {
-  static_assert(std::is_same_v<decltype(LifecycleMutex), std::recursive_mutex>);
+  static_assert(std::is_base_of_v<std::recursive_mutex, decltype(LifecycleMutex)>);
   const std::lock_guard outer(LifecycleMutex);
   EXPECT_TRUE(LifecycleMutex.try_lock());
   LifecycleMutex.unlock();

@@ -1,12 +1,16 @@
 #include "base/Worker.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <latch>
 #include <memory>
 #include <vector>
+
+#include "lifecycle/LockCalls.h"
 
 namespace kestrelbay {
 namespace {
@@ -69,9 +73,37 @@ TEST(StartWorker, ThreadOwnsItsArgumentsOnceItHasTakenThem) {
   EXPECT_TRUE(watched.expired());
 }
 
-TEST(StartWorker, HandshakeOutlivesItsStarter) {
-  // Mutex and condition stand on the starter's stack and are gone at once: many starts, so that a worker
-  // still at them would be seen by the sanitizers.
+// Neither is inlined, so that their frames use the same stack.
+[[gnu::noinline]] std::thread StartIdleWorker() {
+  return StartWorker([] {});
+}
+[[gnu::noinline]] void OverwriteStack() {
+  volatile unsigned char bytes[4096];
+  for (volatile unsigned char& byte : bytes) byte = 0xFF;
+}
+
+TEST(StartWorker, MutexIsNotDestroyedWhileTheWorkerUnlocksIt) {
+  std::latch starterIsBack(1);
+  std::atomic<int> unlocks = 0;
+  std::atomic<bool> isIntact = false;
+  const auto checkMutex = [&](const void* mutex) {
+    if (++unlocks > 1) return;  // the first is that of the handshake
+    starterIsBack.wait();
+    const pthread_mutex_t unlocked = PTHREAD_MUTEX_INITIALIZER;
+    isIntact = std::memcmp(mutex, &unlocked, sizeof unlocked) == 0;
+  };
+  {
+    const AfterUnlocks watch(checkMutex);
+    std::thread worker = StartIdleWorker();
+    OverwriteStack();
+    starterIsBack.count_down();
+    worker.join();
+  }
+  EXPECT_TRUE(isIntact);
+}
+
+TEST(StartWorker, HandshakeOutlivesTheStart) {
+  // Many starts, so that a sanitizer sees a worker that uses the handshake after it was destroyed.
   constexpr int kStarts = 500;
   std::latch done(kStarts);
   std::vector<std::atomic<int>> runs(kStarts);

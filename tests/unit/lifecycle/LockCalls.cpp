@@ -2,12 +2,19 @@
 
 #include <pthread.h>
 
+#include <atomic>
+#include <thread>
+#include <utility>
+
 namespace {
 
 thread_local std::size_t locksTaken = 0;
 thread_local const pthread_mutex_t* watched = nullptr;
 thread_local std::function<void()> whenTaken;
 thread_local std::function<void()> whenGivenBack;
+
+std::atomic<const std::function<void(const void*)>*> afterUnlock = nullptr;
+std::thread::id exempt;
 
 }  // namespace
 
@@ -25,7 +32,10 @@ int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
 [[gnu::visibility("default")]] int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
   if (mutex == watched) whenGivenBack();
-  return __real_pthread_mutex_unlock(mutex);
+  const int result = __real_pthread_mutex_unlock(mutex);
+  const auto* const action = afterUnlock.load();
+  if (action && std::this_thread::get_id() != exempt) (*action)(mutex);
+  return result;
 }
 
 }  // extern "C"
@@ -43,5 +53,12 @@ WatchedLock::WatchedLock(std::recursive_mutex& lock, std::function<void()> taken
 }
 
 WatchedLock::~WatchedLock() { watched = nullptr; }
+
+AfterUnlocks::AfterUnlocks(std::function<void(const void* mutex)> action) : action_(std::move(action)) {
+  exempt = std::this_thread::get_id();
+  afterUnlock = &action_;
+}
+
+AfterUnlocks::~AfterUnlocks() { afterUnlock = nullptr; }
 
 }  // namespace kestrelbay

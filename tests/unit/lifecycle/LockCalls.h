@@ -23,4 +23,16 @@ class WatchedLock {
   WatchedLock& operator=(const WatchedLock&) = delete;
 };
 
+/** While it exists, every other thread calls `action` inside each unlock, after the mutex is free. */
+class AfterUnlocks {
+ public:
+  explicit AfterUnlocks(std::function<void(const void* mutex)> action);
+  ~AfterUnlocks();
+  AfterUnlocks(const AfterUnlocks&) = delete;
+  AfterUnlocks& operator=(const AfterUnlocks&) = delete;
+
+ private:
+  const std::function<void(const void* mutex)> action_;
+};
+
 }  // namespace kestrelbay
