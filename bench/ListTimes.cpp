@@ -14,7 +14,6 @@
 #include "FilledMachine.h"
 #include "KestrelbayGeneralSDK.h"
 #include "inventory/InventoryScan.h"
-#include "inventory/ScanResult.h"
 
 namespace {
 
@@ -67,35 +66,39 @@ kestrelbay::InstalledAppInfo Record(std::size_t number, const std::u16string& na
 // Versions differ, so that nothing merges and the list only grows.
 void AddOneName(benchmark::State& state) {
   for (auto _ : state) {
-    kestrelbay::ScanResult list;
+    kestrelbay::Scan scan;
     for (std::size_t number = 0; number < Size(state); ++number) {
       kestrelbay::InstalledAppInfo record = Record(number, u"Brackenfold Editor");
-      kestrelbay::AddOrMergeApp(list, record);
+      scan.AddOrMergeApp(std::move(record));
     }
-    benchmark::DoNotOptimize(list.Take());
+    benchmark::DoNotOptimize(scan.TakeApps());
   }
   ReportPerApplication(state);
 }
 
 void MergeIntoOne(benchmark::State& state) {
   for (auto _ : state) {
-    kestrelbay::ScanResult list;
+    kestrelbay::Scan scan;
     for (std::size_t number = 0; number < Size(state); ++number) {
       kestrelbay::InstalledAppInfo record = Record(1, u"Brackenfold Editor");
       record.UninstallString.clear();
-      kestrelbay::AddOrMergeApp(list, record);
+      scan.AddOrMergeApp(std::move(record));
     }
-    benchmark::DoNotOptimize(list.Take());
+    benchmark::DoNotOptimize(scan.TakeApps());
   }
   ReportPerApplication(state);
 }
 
 void Sort(benchmark::State& state) {
   UseMachine(Size(state));
-  kestrelbay::ScanResult list;
-  kestrelbay::ScanInventory(list);
-  const kestrelbay::AppRecords inScanOrder = list.Take();
-  for (auto _ : state) benchmark::DoNotOptimize(kestrelbay::OrderByName(inScanOrder));
+  for (auto _ : state) {
+    state.PauseTiming();
+    kestrelbay::Scan scan;
+    kestrelbay::ScanInventory(scan);
+    kestrelbay::AppRecords apps = scan.TakeApps();
+    state.ResumeTiming();
+    apps.SortByName();
+  }
   ReportPerApplication(state);
 }
 

@@ -14,7 +14,7 @@ InstalledAppEntry NewEntry(const AppRecord& app) {
           .installLocation = text(app.InstallLocation),
           .displayVersion = text(app.DisplayVersion),
           .displayIcon = text(app.DisplayIcon),
-          .iconText = NewHostText(std::string(app.IconText)),
+          .iconText = NewHostText(app.IconText),
           .installDate = text(app.InstallDate),
           .lastWriteTime = text(app.LastWriteTime),
           .architecture = app.architecture};
@@ -33,7 +33,7 @@ void FreeTexts(InstalledAppEntry& entry) {
 InstalledAppEntry* NewEntries(std::size_t count) { return new InstalledAppEntry[count]{}; }
 
 void FillEntries(const AppRecords& apps, InstalledAppEntry* entries) {
-  for (std::size_t index = 0; index < apps.size(); ++index) entries[index] = NewEntry(apps[index]);
+  for (const AppRecord& app : apps) *entries++ = NewEntry(app);
 }
 
 void DeleteEntries(InstalledAppEntry* entries, std::int32_t count) {

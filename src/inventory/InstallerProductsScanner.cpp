@@ -1,7 +1,8 @@
 #include "inventory/InstallerProductsScanner.h"
 
+#include <utility>
+
 #include "base/LoadTimeObjects.h"
-#include "inventory/ObservedReads.h"
 #include "inventory/UninstallKeyScanner.h"
 
 namespace kestrelbay {
@@ -10,44 +11,44 @@ namespace {
 // The branch of what is installed for the whole machine; the machine's uninstall keys show that already.
 constexpr char16_t kMachineUserDataSid[] = u"S-1-5-18";
 
-std::unique_ptr<RegistryKey> OpenUserData(const ScanObserver* observer, RegistryView view) {
-  return OpenScanRoot(observer, ScanRoot::UserData, LocalMachineRoot(), InstallerUserDataPath, view);
+std::unique_ptr<RegistryKey> OpenUserData(const Scan& scan, RegistryView view) {
+  return scan.OpenScanRoot(ScanRoot::UserData, LocalMachineRoot(), InstallerUserDataPath, view);
 }
 
 void ScanProductsInView(const RegistryKey& userProducts, const RegistryKey* userData, RegistryView view,
-                        ScanResult& list) {
+                        Scan& scan) {
   if (userData) {
-    ScanUserProducts(userProducts, *userData, list);
+    ScanUserProducts(userProducts, *userData, scan);
   } else {
-    Notify(list.observer, ProductsUnread{userProducts, view});
+    scan.Notify(ProductsUnread{userProducts, view});
   }
 }
 
-void ScanHive(const std::u16string& hive, const RegistryKey& productsKey, ScanResult& list) {
-  const auto uninstallKey = OpenScanRoot(list.observer, ScanRoot::UninstallKey, UsersRoot(),
-                                         hive + u'\\' + UninstallKeyPath, kDefaultView);
-  ScanUninstallKey(uninstallKey.get(), productsKey, list);
-  const auto userProducts = OpenScanRoot(list.observer, ScanRoot::UserProducts, UsersRoot(),
-                                         hive + u'\\' + UserProductsPath, kDefaultView);
+void ScanHive(const std::u16string& hive, Scan& scan) {
+  const auto uninstallKey =
+      scan.OpenScanRoot(ScanRoot::UninstallKey, UsersRoot(), hive + u'\\' + UninstallKeyPath, kDefaultView);
+  ScanUninstallKey(uninstallKey.get(), scan);
+  const auto userProducts =
+      scan.OpenScanRoot(ScanRoot::UserProducts, UsersRoot(), hive + u'\\' + UserProductsPath, kDefaultView);
   if (!userProducts) return;
-  const auto userData32 = OpenUserData(list.observer, k32BitView);
-  const auto userData64 = OpenUserData(list.observer, k64BitView);
-  ScanProductsInView(*userProducts, userData32.get(), k32BitView, list);
-  ScanProductsInView(*userProducts, userData64.get(), k64BitView, list);
+  const auto userData32 = OpenUserData(scan, k32BitView);
+  const auto userData64 = OpenUserData(scan, k64BitView);
+  ScanProductsInView(*userProducts, userData32.get(), k32BitView, scan);
+  ScanProductsInView(*userProducts, userData64.get(), k64BitView, scan);
 }
 
 Verdict LookInBranch(const std::u16string& packedCode, const std::u16string& sid,
-                     const RegistryKey& userProducts, const RegistryKey& userData, ScanResult& list) {
+                     const RegistryKey& userProducts, const RegistryKey& userData, Scan& scan) {
   if (sid == kMachineUserDataSid) return Verdict::MachineBranch;
-  return FindProductInUserData(packedCode, sid, userProducts, userData, list);
+  return FindProductInUserData(packedCode, sid, userProducts, userData, scan);
 }
 
 Verdict FindUserProduct(const std::u16string& packedCode, const RegistryKey& userProducts,
-                        const RegistryKey& userData, ScanResult& list) {
+                        const RegistryKey& userData, Scan& scan) {
   // Listed anew for each product: a user's branch that comes or goes meanwhile counts at once.
   for (const std::u16string& sid : ListSubKeyNames(userData)) {
-    const Verdict verdict = LookInBranch(packedCode, sid, userProducts, userData, list);
-    Notify(list.observer, BranchJudged{sid, verdict});
+    const Verdict verdict = LookInBranch(packedCode, sid, userProducts, userData, scan);
+    scan.Notify(BranchJudged{sid, verdict});
     if (verdict == Verdict::Accepted) return verdict;
   }
   return Verdict::InNoBranch;
@@ -56,57 +57,54 @@ Verdict FindUserProduct(const std::u16string& packedCode, const RegistryKey& use
 }  // namespace
 
 Verdict ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& installProperties,
-                             ScanResult& list) {
-  const ScanObserver* const observer = list.observer;
-  InstalledAppInfo& app = list.BlankRecord();
-  ReadField(observer, app.DisplayName, AppField::DisplayName, productKey, u"ProductName");
-  ReadField(observer, app.DisplayName, AppField::DisplayName, installProperties, u"DisplayName");
-  ReadField(observer, app.DisplayVersion, AppField::DisplayVersion, installProperties, u"DisplayVersion");
-  ReadField(observer, app.InstallLocation, AppField::InstallLocation, installProperties, u"InstallLocation");
-  ReadField(observer, app.InstallDate, AppField::InstallDate, installProperties, u"InstallDate");
+                             Scan& scan) {
+  InstalledAppInfo app;
+  scan.ReadField(app.DisplayName, AppField::DisplayName, productKey, u"ProductName");
+  scan.ReadField(app.DisplayName, AppField::DisplayName, installProperties, u"DisplayName");
+  scan.ReadField(app.DisplayVersion, AppField::DisplayVersion, installProperties, u"DisplayVersion");
+  scan.ReadField(app.InstallLocation, AppField::InstallLocation, installProperties, u"InstallLocation");
+  scan.ReadField(app.InstallDate, AppField::InstallDate, installProperties, u"InstallDate");
   ReadLastWriteTime(installProperties, app.LastWriteTime);
-  ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, productKey, u"ProductIcon");
-  ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, installProperties, u"DisplayIcon");
-  const std::u16string publisher = ReadRuleValue(observer, installProperties, u"Publisher");
-  ReadField(observer, app.UninstallString, AppField::UninstallString, installProperties, u"UninstallString");
+  scan.ReadField(app.DisplayIcon, AppField::DisplayIcon, productKey, u"ProductIcon");
+  scan.ReadField(app.DisplayIcon, AppField::DisplayIcon, installProperties, u"DisplayIcon");
+  const std::u16string publisher = scan.ReadRuleValue(installProperties, u"Publisher");
+  scan.ReadField(app.UninstallString, AppField::UninstallString, installProperties, u"UninstallString");
   const Verdict verdict = JudgeManagedEntry(app, publisher);
-  return AddIfAccepted(verdict, installProperties, app, list);
+  return AddIfAccepted(verdict, installProperties, std::move(app), scan);
 }
 
 Verdict FindProductInUserData(const std::u16string& packedCode, const std::u16string& sid,
-                              const RegistryKey& userProducts, const RegistryKey& userData,
-                              ScanResult& list) {
-  const ScanObserver* const observer = list.observer;
+                              const RegistryKey& userProducts, const RegistryKey& userData, Scan& scan) {
   const std::u16string productsPath = InstallerUserDataPath + u'\\' + sid + u"\\Products";
-  const auto products = OpenEntryKey(observer, LocalMachineRoot(), productsPath, userData.view);
+  const auto products = scan.OpenEntryKey(LocalMachineRoot(), productsPath, userData.view);
   if (!products) return Verdict::BranchUnopened;
   Verdict verdict = Verdict::NotInBranch;
   for (const std::u16string& name : ListSubKeyNames(*products)) {
     if (name != packedCode) continue;
     const std::u16string propertiesPath = productsPath + u'\\' + name + u"\\InstallProperties";
-    const auto installProperties = OpenEntryKey(observer, LocalMachineRoot(), propertiesPath, userData.view);
+    const auto installProperties = scan.OpenEntryKey(LocalMachineRoot(), propertiesPath, userData.view);
     verdict = Verdict::PropertiesUnopened;
     if (!installProperties) continue;
     verdict = Verdict::SystemComponent;
-    if (IsFlagSet(ReadRuleValue(observer, *installProperties, u"SystemComponent"))) continue;
-    const auto productKey = OpenEntryKey(observer, userProducts, packedCode, userProducts.view);
+    if (IsFlagSet(scan.ReadRuleValue(*installProperties, u"SystemComponent"))) continue;
+    const auto productKey = scan.OpenEntryKey(userProducts, packedCode, userProducts.view);
     verdict = Verdict::ProductKeyUnopened;
     if (!productKey) continue;
-    return ReadUserProductEntry(*productKey, *installProperties, list);
+    return ReadUserProductEntry(*productKey, *installProperties, scan);
   }
   return verdict;
 }
 
-void ScanUserProducts(const RegistryKey& userProducts, const RegistryKey& userData, ScanResult& list) {
+void ScanUserProducts(const RegistryKey& userProducts, const RegistryKey& userData, Scan& scan) {
   for (const std::u16string& packedCode : ListSubKeyNames(userProducts)) {
-    Notify(list.observer, EntryBegun{ScanRoot::UserProducts, userProducts, packedCode, userData.view});
-    const Verdict verdict = FindUserProduct(packedCode, userProducts, userData, list);
-    Notify(list.observer, EntryJudged{verdict});
+    scan.Notify(EntryBegun{ScanRoot::UserProducts, userProducts, packedCode, userData.view});
+    const Verdict verdict = FindUserProduct(packedCode, userProducts, userData, scan);
+    scan.Notify(EntryJudged{verdict});
   }
 }
 
-void ScanUserHives(ScanResult& list, const RegistryKey& productsKey) {
-  for (const std::u16string& hive : ListSubKeyNames(UsersRoot())) ScanHive(hive, productsKey, list);
+void ScanUserHives(Scan& scan) {
+  for (const std::u16string& hive : ListSubKeyNames(UsersRoot())) ScanHive(hive, scan);
 }
 
 }  // namespace kestrelbay

@@ -7,29 +7,28 @@
 #include <string>
 
 #include "base/RegistryKey.h"
-#include "inventory/ScanResult.h"
+#include "inventory/Scan.h"
 
 namespace kestrelbay {
 
-/** @param productsKey  the machine's installer products */
-void ScanUserHives(ScanResult& list, const RegistryKey& productsKey);
+/** Scans each hive of HKEY_USERS, in the order of the registry. */
+void ScanUserHives(Scan& scan);
 
 /**
  * Looks each product of one hive up below every user of UserData. The first user whose branch yields a record
  * wins, whether or not that is the user of the hive.
  * @param userData  in one view, which becomes the records' architecture
  */
-void ScanUserProducts(const RegistryKey& userProducts, const RegistryKey& userData, ScanResult& list);
+void ScanUserProducts(const RegistryKey& userProducts, const RegistryKey& userData, Scan& scan);
 
 /**
  * @param sid  name of a user's branch below UserData
  * @return Accepted when a record was handed on, else why this branch yields none
  */
 Verdict FindProductInUserData(const std::u16string& packedCode, const std::u16string& sid,
-                              const RegistryKey& userProducts, const RegistryKey& userData, ScanResult& list);
+                              const RegistryKey& userProducts, const RegistryKey& userData, Scan& scan);
 
 /** @return Accepted when a record was handed on */
-Verdict ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& installProperties,
-                             ScanResult& list);
+Verdict ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& installProperties, Scan& scan);
 
 }  // namespace kestrelbay

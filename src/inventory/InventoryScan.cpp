@@ -2,32 +2,34 @@
 
 #include "base/LoadTimeObjects.h"
 #include "inventory/InstallerProductsScanner.h"
-#include "inventory/ObservedReads.h"
 #include "inventory/UninstallKeyScanner.h"
 
 namespace kestrelbay {
 namespace {
 
-std::unique_ptr<RegistryKey> OpenUninstallKey(const ScanObserver* observer, RegistryView view) {
-  return OpenScanRoot(observer, ScanRoot::UninstallKey, LocalMachineRoot(), UninstallKeyPath, view);
+std::unique_ptr<RegistryKey> OpenUninstallKey(const Scan& scan, RegistryView view) {
+  return scan.OpenScanRoot(ScanRoot::UninstallKey, LocalMachineRoot(), UninstallKeyPath, view);
 }
 
-void ScanMachine(const RegistryKey& productsKey, ScanResult& list) {
-  const auto uninstallKey32 = OpenUninstallKey(list.observer, k32BitView);
-  ScanUninstallKey(uninstallKey32.get(), productsKey, list);
-  const auto uninstallKey64 = OpenUninstallKey(list.observer, k64BitView);
-  ScanUninstallKey(uninstallKey64.get(), productsKey, list);
+// The 32-bit view first: a record of the 64-bit view then meets it as the earlier one of its name. Both keys
+// stay open until both are read.
+void ScanMachine(Scan& scan) {
+  const auto uninstallKey32 = OpenUninstallKey(scan, k32BitView);
+  ScanUninstallKey(uninstallKey32.get(), scan);
+  const auto uninstallKey64 = OpenUninstallKey(scan, k64BitView);
+  ScanUninstallKey(uninstallKey64.get(), scan);
 }
 
 }  // namespace
 
-void ScanInventory(ScanResult& list) {
-  const auto productsKey = OpenScanRoot(list.observer, ScanRoot::InstallerProducts, LocalMachineRoot(),
-                                        InstallerClassesPath, kDefaultView);
-  // Without this key the whole inventory is empty, the users' hives included, and that is meant.
-  if (!productsKey) return;
-  ScanMachine(*productsKey, list);
-  ScanUserHives(list, *productsKey);
+void ScanInventory(Scan& scan) {
+  scan.productsKey =
+      scan.OpenScanRoot(ScanRoot::InstallerProducts, LocalMachineRoot(), InstallerClassesPath, kDefaultView);
+  // By design the whole inventory is empty without this key, including the users' hives.
+  if (!scan.productsKey) return;
+  ScanMachine(scan);
+  ScanUserHives(scan);
+  scan.productsKey.reset();
 }
 
 }  // namespace kestrelbay

@@ -1,11 +1,11 @@
-/** Which keys an inventory reads, and in which order. */
+/** The keys that an inventory reads, and their order. */
 #pragma once
 
-#include "inventory/ScanResult.h"
+#include "inventory/Scan.h"
 
 namespace kestrelbay {
 
-/** Fills an empty list with everything that is installed, in the order of the scan. */
-void ScanInventory(ScanResult& list);
+/** Fills an empty scan with the records of everything that is installed, in the order of the scan. */
+void ScanInventory(Scan& scan);
 
 }  // namespace kestrelbay

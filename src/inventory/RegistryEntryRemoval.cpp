@@ -22,11 +22,10 @@ bool StartDeleteCommand(const AppRecord& app) {
 }  // namespace
 
 bool DeleteAppRegistryInfo(const std::u16string& displayName) {
-  // Kept on purpose, and made like the other kept lists, by which the leak checker knows it.
-  const auto& apps = *std::make_unique<AppRecords>(ScanInstalledApps()).release();
-  const auto found = std::ranges::find(apps.Apps(), displayName, &AppRecord::DisplayName);
-  const AppRecord* const app = found == apps.Apps().end() ? nullptr : *found;
-  if (!app || app->rootKeyStr.empty() || app->subKeyPath.empty()) {
+  // Kept by design, and created like the other kept lists because the leak checker knows these by that.
+  const AppRecords& apps = *std::make_unique<AppRecords>(ScanInstalledApps()).release();
+  const auto app = std::ranges::find(apps, displayName, &AppRecord::DisplayName);
+  if (app == apps.end() || app->rootKeyStr.empty() || app->subKeyPath.empty()) {
     SDK_LOG(kLogError, kFile, "delete registry failed, the registry is not exist.");
     return false;
   }

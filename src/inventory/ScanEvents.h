@@ -1,10 +1,9 @@
 /**
- * What a scan does and decides, told step by step to whoever observes it. A scan acts on the same values, so
- * what is told is what happened; an ordinary scan has no observer and makes none of it.
+ * The steps and decisions of a scan, reported one by one to its observer. The scan acts on the same values
+ * that it reports. A scan without an observer makes no events.
  */
 #pragma once
 
-#include <bitset>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -12,28 +11,14 @@
 #include <variant>
 
 #include "base/RegistryKey.h"
-#include "inventory/AppRecords.h"
+#include "inventory/Merge.h"
 
 namespace kestrelbay {
 
-/** The fields of a record that a scan fills. */
-enum class AppField : std::uint8_t {
-  DisplayName,
-  InstallLocation,
-  DisplayVersion,
-  UninstallString,
-  RegistryKey,  ///< root and path
-  Architecture,
-  DisplayIcon,
-  InstallDate,
-  LastWriteTime,
-};
-inline constexpr std::size_t kAppFieldCount = 9;
-
-/** A key below which entries stand, or without which nothing is read. */
+/** A key below which entries are, or without which nothing is read. */
 enum class ScanRoot : std::uint8_t { InstallerProducts, UninstallKey, UserProducts, UserData };
 
-/** What becomes of an entry: accepted as a record, or the first rule that it falls under. */
+/** The decision about an entry: accepted as a record, or the first rule that rejects it. */
 enum class Verdict : std::uint8_t {
   Accepted,
   Unopened,
@@ -55,30 +40,22 @@ enum class Verdict : std::uint8_t {
   UserDataUnopened,
 };
 
-/** What came of comparing a record with the first of its name. */
-struct Agreement {
-  /** The field in which they disagree, so that both stay. Nothing where they became one. */
-  std::optional<AppField> disagreement;
-  /** Gaps of the newcomer that were filled from the earlier one, by AppField. */
-  std::bitset<kAppFieldCount> filled;
-};
-
-/** @param status  0, or why the key did not open */
+/** The scan tried to open a key of the current entry. */
 struct KeyTried {
   const RegistryKey& parent;
   const std::u16string& path;
   RegistryView view;
-  platform::LSTATUS status;
+  platform::LSTATUS status;  ///< 0, or the error of the open
 };
 
 struct ScanRootTried {
-  ScanRoot place;
+  ScanRoot scanRoot;
   KeyTried key;
 };
 
-/** The entry `name` of a place is looked at; what follows concerns it, up to EntryJudged. */
+/** The scan starts with the entry `name` of a scan root. The events up to EntryJudged concern this entry. */
 struct EntryBegun {
-  ScanRoot place;
+  ScanRoot scanRoot;
   const RegistryKey& key;
   const std::u16string& name;
   RegistryView view;  ///< of UserData for a user's product, else of `key`
@@ -89,24 +66,24 @@ struct ValueRead {
   const char16_t* name;
   const std::u16string& text;
   ValueFound found;
-  std::optional<AppField> field;  ///< that took the text
+  std::optional<AppField> field;  ///< the field that takes the text
 };
 
-/** The record stands for this key: it has its place, view and time. */
+/** The record takes root, path, view and time of this key. */
 struct KeyTaken {
   const RegistryKey& key;
 };
 
-/** A user's product was looked for in one branch of UserData. */
+/** The scan searched one branch of UserData for a user's product. */
 struct BranchJudged {
   const std::u16string& sid;
   Verdict verdict;
 };
 
-/** @param added  as it stands in the list, where it stays as long as the scan */
+/** A record entered the list. If the two agree, `earlier` leaves the list after the event. */
 struct RecordAdded {
-  const AppRecord& added;
-  const AppRecord* earlier;  ///< the first of its name until then, or null
+  const AppRecord& added;    ///< in the list, where it keeps its address
+  const AppRecord* earlier;  ///< the first record of its name until now, or null
   const Agreement& agreement;
 };
 
@@ -114,7 +91,7 @@ struct EntryJudged {
   Verdict verdict;
 };
 
-/** The products of a user are not looked at in this view, as UserData does not open there. */
+/** The scan skips the products of a user in this view, because UserData does not open in it. */
 struct ProductsUnread {
   const RegistryKey& userProducts;
   RegistryView view;
@@ -123,14 +100,7 @@ struct ProductsUnread {
 using ScanEvent = std::variant<ScanRootTried, EntryBegun, KeyTried, ValueRead, KeyTaken, BranchJudged,
                                RecordAdded, EntryJudged, ProductsUnread>;
 
-/** Called on the scan's thread; what an event refers to is there during the call only. */
+/** Called on the thread of the scan. The references in an event are valid only during the call. */
 using ScanObserver = std::function<void(const ScanEvent&)>;
-
-/** @param observer  null where nobody observes */
-template <class Event>
-inline void Notify(const ScanObserver* observer, const Event& event) {
-  if (observer) [[unlikely]]
-    (*observer)(event);
-}
 
 }  // namespace kestrelbay

@@ -1,10 +1,10 @@
 #include "inventory/UninstallKeyScanner.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/CommonFunc.h"
 #include "base/LoadTimeObjects.h"
-#include "inventory/ObservedReads.h"
 #include "platform/RuntimeText.h"
 
 namespace kestrelbay {
@@ -43,15 +43,14 @@ Verdict JudgePlainEntry(const InstalledAppInfo& app, std::u16string_view publish
   return JudgeUpdate(subKeyName, parentKeyName, releaseType);
 }
 
-Verdict ReadUninstallEntry(const RegistryKey& uninstallKey, const std::u16string& name,
-                           const RegistryKey& productsKey, ScanResult& list) {
-  const auto subKey = OpenEntryKey(list.observer, uninstallKey, name, uninstallKey.view);
+Verdict ReadUninstallEntry(const RegistryKey& uninstallKey, const std::u16string& name, Scan& scan) {
+  const auto subKey = scan.OpenEntryKey(uninstallKey, name, uninstallKey.view);
   if (!subKey) return Verdict::Unopened;
-  if (IsFlagSet(ReadRuleValue(list.observer, *subKey, u"SystemComponent"))) return Verdict::SystemComponent;
-  if (!IsFlagSet(ReadRuleValue(list.observer, *subKey, u"WindowsInstaller"))) {
-    return ReadPlainUninstallEntry(*subKey, name, list);
+  if (IsFlagSet(scan.ReadRuleValue(*subKey, u"SystemComponent"))) return Verdict::SystemComponent;
+  if (!IsFlagSet(scan.ReadRuleValue(*subKey, u"WindowsInstaller"))) {
+    return ReadPlainUninstallEntry(*subKey, name, scan);
   }
-  return ReadInstallerUninstallEntry(name, productsKey, *subKey, list);
+  return ReadInstallerUninstallEntry(name, *subKey, scan);
 }
 
 }  // namespace
@@ -89,60 +88,56 @@ Verdict JudgeManagedEntry(const InstalledAppInfo& app, std::u16string_view publi
   return publisher == ExcludedPublisher ? Verdict::PublisherExcluded : Verdict::Accepted;
 }
 
-Verdict AddIfAccepted(Verdict verdict, const RegistryKey& key, InstalledAppInfo& app, ScanResult& list) {
+Verdict AddIfAccepted(Verdict verdict, const RegistryKey& key, InstalledAppInfo app, Scan& scan) {
   if (verdict != Verdict::Accepted) return verdict;
-  CopyKeyOrigin(list.observer, app, key);
-  AddOrMergeApp(list, app);
+  scan.CopyKeyOrigin(app, key);
+  scan.AddOrMergeApp(std::move(app));
   return verdict;
 }
 
-Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName,
-                                ScanResult& list) {
-  const ScanObserver* const observer = list.observer;
-  InstalledAppInfo& app = list.BlankRecord();
-  const std::u16string releaseType = ReadRuleValue(observer, subKey, u"ReleaseType");
-  ReadField(observer, app.DisplayVersion, AppField::DisplayVersion, subKey, u"DisplayVersion");
-  ReadField(observer, app.DisplayName, AppField::DisplayName, subKey, u"DisplayName");
-  ReadField(observer, app.InstallLocation, AppField::InstallLocation, subKey, u"InstallLocation");
-  ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, subKey, u"DisplayIcon");
-  ReadField(observer, app.InstallDate, AppField::InstallDate, subKey, u"InstallDate");
+Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName, Scan& scan) {
+  InstalledAppInfo app;
+  const std::u16string releaseType = scan.ReadRuleValue(subKey, u"ReleaseType");
+  scan.ReadField(app.DisplayVersion, AppField::DisplayVersion, subKey, u"DisplayVersion");
+  scan.ReadField(app.DisplayName, AppField::DisplayName, subKey, u"DisplayName");
+  scan.ReadField(app.InstallLocation, AppField::InstallLocation, subKey, u"InstallLocation");
+  scan.ReadField(app.DisplayIcon, AppField::DisplayIcon, subKey, u"DisplayIcon");
+  scan.ReadField(app.InstallDate, AppField::InstallDate, subKey, u"InstallDate");
   ReadLastWriteTime(subKey, app.LastWriteTime);
-  ReadField(observer, app.UninstallString, AppField::UninstallString, subKey, u"UninstallString");
-  const std::u16string parentKeyName = ReadRuleValue(observer, subKey, u"ParentKeyName");
-  const std::u16string publisher = ReadRuleValue(observer, subKey, u"Publisher");
+  scan.ReadField(app.UninstallString, AppField::UninstallString, subKey, u"UninstallString");
+  const std::u16string parentKeyName = scan.ReadRuleValue(subKey, u"ParentKeyName");
+  const std::u16string publisher = scan.ReadRuleValue(subKey, u"Publisher");
   const Verdict verdict = JudgePlainEntry(app, publisher, subKeyName, parentKeyName, releaseType);
-  return AddIfAccepted(verdict, subKey, app, list);
+  return AddIfAccepted(verdict, subKey, std::move(app), scan);
 }
 
-Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const RegistryKey& productsKey,
-                                    const RegistryKey& subKey, ScanResult& list) {
-  const ScanObserver* const observer = list.observer;
-  InstalledAppInfo& app = list.BlankRecord();
+Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const RegistryKey& subKey, Scan& scan) {
+  InstalledAppInfo app;
   // An empty code is no name to open: it would be the products key itself.
   if (const std::u16string packedCode = PackProductCode(subKeyName); !packedCode.empty()) {
-    if (const auto productKey = OpenEntryKey(observer, productsKey, packedCode, productsKey.view)) {
-      ReadField(observer, app.DisplayName, AppField::DisplayName, *productKey, u"ProductName");
-      ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, *productKey, u"ProductIcon");
+    if (const auto productKey = scan.OpenEntryKey(*scan.productsKey, packedCode, scan.productsKey->view)) {
+      scan.ReadField(app.DisplayName, AppField::DisplayName, *productKey, u"ProductName");
+      scan.ReadField(app.DisplayIcon, AppField::DisplayIcon, *productKey, u"ProductIcon");
     }
   }
-  ReadField(observer, app.DisplayName, AppField::DisplayName, subKey, u"DisplayName");
-  ReadField(observer, app.DisplayVersion, AppField::DisplayVersion, subKey, u"DisplayVersion");
-  ReadField(observer, app.InstallLocation, AppField::InstallLocation, subKey, u"InstallLocation");
-  ReadField(observer, app.InstallDate, AppField::InstallDate, subKey, u"InstallDate");
+  scan.ReadField(app.DisplayName, AppField::DisplayName, subKey, u"DisplayName");
+  scan.ReadField(app.DisplayVersion, AppField::DisplayVersion, subKey, u"DisplayVersion");
+  scan.ReadField(app.InstallLocation, AppField::InstallLocation, subKey, u"InstallLocation");
+  scan.ReadField(app.InstallDate, AppField::InstallDate, subKey, u"InstallDate");
   ReadLastWriteTime(subKey, app.LastWriteTime);
-  ReadField(observer, app.DisplayIcon, AppField::DisplayIcon, subKey, u"DisplayIcon");
-  const std::u16string publisher = ReadRuleValue(observer, subKey, u"Publisher");
-  ReadField(observer, app.UninstallString, AppField::UninstallString, subKey, u"UninstallString");
+  scan.ReadField(app.DisplayIcon, AppField::DisplayIcon, subKey, u"DisplayIcon");
+  const std::u16string publisher = scan.ReadRuleValue(subKey, u"Publisher");
+  scan.ReadField(app.UninstallString, AppField::UninstallString, subKey, u"UninstallString");
   const Verdict verdict = JudgeManagedEntry(app, publisher);
-  return AddIfAccepted(verdict, subKey, app, list);
+  return AddIfAccepted(verdict, subKey, std::move(app), scan);
 }
 
-void ScanUninstallKey(const RegistryKey* uninstallKey, const RegistryKey& productsKey, ScanResult& list) {
+void ScanUninstallKey(const RegistryKey* uninstallKey, Scan& scan) {
   if (!uninstallKey) return;
   for (const std::u16string& name : ListSubKeyNames(*uninstallKey)) {
-    Notify(list.observer, EntryBegun{ScanRoot::UninstallKey, *uninstallKey, name, uninstallKey->view});
-    const Verdict verdict = ReadUninstallEntry(*uninstallKey, name, productsKey, list);
-    Notify(list.observer, EntryJudged{verdict});
+    scan.Notify(EntryBegun{ScanRoot::UninstallKey, *uninstallKey, name, uninstallKey->view});
+    const Verdict verdict = ReadUninstallEntry(*uninstallKey, name, scan);
+    scan.Notify(EntryJudged{verdict});
   }
 }
 

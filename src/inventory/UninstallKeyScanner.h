@@ -10,32 +10,29 @@
 #include <string_view>
 
 #include "base/RegistryKey.h"
-#include "inventory/ScanResult.h"
+#include "inventory/Scan.h"
 
 namespace kestrelbay {
 
 /**
  * @param uninstallKey  null adds nothing
- * @param productsKey   the machine's installer products, where managed entries find their names
  */
-void ScanUninstallKey(const RegistryKey* uninstallKey, const RegistryKey& productsKey, ScanResult& list);
+void ScanUninstallKey(const RegistryKey* uninstallKey, Scan& scan);
 
 /** Treats one entry that the installer does not manage. @return Accepted when a record was handed on */
-Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName,
-                                ScanResult& list);
+Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName, Scan& scan);
 
 /**
  * Treats one entry that the installer manages: its product key, where there is one, names it first.
  * @return Accepted when a record was handed on
  */
-Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const RegistryKey& productsKey,
-                                    const RegistryKey& subKey, ScanResult& list);
+Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const RegistryKey& subKey, Scan& scan);
 
 /** The filters of an entry that the installer manages, in their order. */
 Verdict JudgeManagedEntry(const InstalledAppInfo& app, std::u16string_view publisher);
 
 /** Where the verdict is Accepted, adds the record to the list as the entry of `key`. @return the verdict */
-Verdict AddIfAccepted(Verdict verdict, const RegistryKey& key, InstalledAppInfo& app, ScanResult& list);
+Verdict AddIfAccepted(Verdict verdict, const RegistryKey& key, InstalledAppInfo app, Scan& scan);
 
 /** @return Accepted, or why the entry is an update and no application. Comparisons are exact. */
 Verdict JudgeUpdate(std::u16string_view subKeyName, std::u16string_view parentKeyName,

@@ -5,18 +5,11 @@
 #include <unordered_map>
 #include <utility>
 
-#include "platform/Memory.h"
 #include "simulated/registry/NamePool.h"
 #include "simulated/registry/Watches.h"
 
 namespace simulated {
 namespace {
-
-/** Has memory read into the caches, without waiting for it. */
-void Fetch(const void* begin, std::size_t size) {
-  constexpr std::size_t kMostBytes = 2048;
-  platform::FetchAhead(begin, std::min(size, kMostBytes));
-}
 
 /** The first units of a name, so that numbers compare as the names do where they differ. */
 std::uint64_t FirstUnits(std::u16string_view name) {
@@ -85,7 +78,6 @@ Key& Key::SubKeyAt(std::size_t index) {
   Fill();
   if (shared_->listsAsMade) [[unlikely]]
     return *Listing().at(index);
-  FetchNames(index + 1);
   return *subKeys_.at(index).key;
 }
 
@@ -97,23 +89,10 @@ std::vector<Key*>& Key::Listing() {
   return listing->second;
 }
 
-void Key::FetchNames(std::size_t position) const {
-  // One step of an enumeration is over long before memory answers; the text can be asked for only once the
-  // key that points to it is there.
-  constexpr std::size_t kTextsAhead = 12;
-  constexpr std::size_t kKeysAhead = 24;
-  if (position + kKeysAhead >= subKeys_.size()) return;
-  Fetch(&subKeys_[position + kKeysAhead].key->name_, sizeof name_);
-  const std::u16string& name = subKeys_[position + kTextsAhead].key->name_;
-  Fetch(name.data(), name.size() * sizeof(char16_t));
-}
-
 std::size_t Key::PositionOf(std::u16string_view name, bool& found) {
   found = true;
   if (nextPosition_ < subKeys_.size() && SameName(subKeys_[nextPosition_].key->name_, name)) {
-    const std::size_t position = nextPosition_++;
-    FetchAhead();
-    return position;
+    return nextPosition_++;
   }
   found = false;
   const auto isBefore = [units = FirstUnits(name), name](const SubKey& subKey, std::u16string_view) {
@@ -126,15 +105,6 @@ std::size_t Key::PositionOf(std::u16string_view name, bool& found) {
   const auto index = static_cast<std::size_t>(position - subKeys_.begin());
   if (found) nextPosition_ = index + 1;
   return index;
-}
-
-void Key::FetchAhead() const {
-  if (nextPosition_ >= subKeys_.size()) return;
-  const Key& next = *subKeys_[nextPosition_].key;
-  if (nextPosition_ + 1 < subKeys_.size()) Fetch(subKeys_[nextPosition_ + 1].key.get(), sizeof(Key));
-  Fetch(next.name_.data(), next.name_.size() * sizeof(char16_t));
-  Fetch(next.values_.data(), next.values_.size() * sizeof(Value));
-  Fetch(next.bytes_.data(), next.bytes_.size());
 }
 
 Key* Key::FindSubKey(std::u16string_view name) {

@@ -117,13 +117,6 @@ class Key : public std::enable_shared_from_this<Key> {
   /** Of a tree that lists as made: the sub keys in that order. */
   std::vector<Key*>& Listing();
   void TellWatches(platform::DWORD kind);
-  /**
-   * Has the memory of the sub key behind the last one found read ahead: a scan of more keys than caches hold
-   * would otherwise wait for every part of each of them.
-   */
-  void FetchAhead() const;
-  /** The same for the names of sub keys from there on, of which an enumeration reads nothing else. */
-  void FetchNames(std::size_t position) const;
   std::size_t PositionOf(std::u16string_view name, bool& found);
   Values::iterator LocateValue(std::u16string_view name);
   ValueView ViewOf(const Value& value) const;

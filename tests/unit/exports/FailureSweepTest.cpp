@@ -87,7 +87,7 @@ TEST_P(FailureSweep, ScanListsWhatItCanRead) {
   Sweep(100, [&](Machine&) {
     const AppRecords apps = ScanInstalledApps();
     listed = apps.size();
-    for (const AppRecord* app : apps.Apps()) EXPECT_NE(app->DisplayName, u"");
+    for (const AppRecord& app : apps) EXPECT_NE(app.DisplayName, u"");
     EXPECT_LE(apps.size(), 5U);
   });
   // The last round had no failure.

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "inventory/ScanResult.h"
+#include "inventory/AppRecords.h"
 #include "support/Records.h"
 
 namespace kestrelbay {

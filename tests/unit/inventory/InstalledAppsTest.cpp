@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <random>
 
-#include "inventory/ScanResult.h"
 #include "support/OnMachine.h"
 #include "support/Records.h"
 
@@ -39,7 +38,7 @@ TEST_F(Inventory, TellsWhereEachRecordCameFrom) {
   AddApp(u"a", {}, kUninstall32Path);
   AddApp(u"b", {}, kUninstall64Path);
   AddApp(u"c", {}, u"HKEY_USERS\\S-1\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall");
-  const AppRecords apps = ScanInstalledApps();
+  const PlainRecords apps = RecordsOf(ScanInstalledApps());
   ASSERT_EQ(apps.size(), 3U);
   EXPECT_EQ(apps[0].architecture, 1);
   EXPECT_EQ(apps[1].architecture, 2);
@@ -62,7 +61,7 @@ TEST_F(Inventory, IsSortedByNameWithoutRegardToAsciiCase) {
        {u"cherry", u"Banana", u"zeta2", u"Zeta", u"\u00c9clair", u"apple", u"\u65e5"}) {
     AddApp(name);
   }
-  EXPECT_THAT(NamesOf(ScanInstalledApps()),
+  EXPECT_THAT(NamesOf(RecordsOf(ScanInstalledApps())),
               ElementsAre(u"apple", u"Banana", u"cherry", u"Zeta", u"zeta2", u"\u00c9clair", u"\u65e5"));
 }
 
@@ -78,14 +77,14 @@ TEST_F(Inventory, OrderOfLongAndLikeNamesIsThatOfTheRule) {
     expected.push_back(name);
   }
   std::ranges::stable_sort(expected, AppNameLess);
-  EXPECT_EQ(NamesOf(ScanInstalledApps()), expected);
+  EXPECT_EQ(NamesOf(RecordsOf(ScanInstalledApps())), expected);
 }
 
 TEST_F(Inventory, MachinesEntryMeetsTheUsersOfTheSameName) {
   AddApp(u"App", {{u"DisplayVersion", u"1"}, {u"InstallDate", u"20240101"}});
   SetTexts(u"HKEY_USERS\\S-1\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\{no-guid}",
            {{u"DisplayName", u"App"}, {u"WindowsInstaller", u"1"}, {u"InstallLocation", u"C:\\App"}});
-  const AppRecords apps = ScanInstalledApps();
+  const PlainRecords apps = RecordsOf(ScanInstalledApps());
   ASSERT_EQ(apps.size(), 1U);
   EXPECT_EQ(apps[0].architecture, 2);
   EXPECT_EQ(apps[0].rootKeyStr, u"HKEY_LOCAL_MACHINE");
@@ -99,21 +98,21 @@ TEST_F(Inventory, UnreadableLastWriteTimeCountsAsZero) {
   AddApp(u"App");
   machine.registry.SetLastWriteTime(kUninstall64Path + u"\\App", 133485408000000000);
   machine.faults.FailNth(1, simulated::Faults::Extent::Once, "RegQueryInfoKeyW");
-  const AppRecords apps = ScanInstalledApps();
+  const PlainRecords apps = RecordsOf(ScanInstalledApps());
   ASSERT_EQ(apps.size(), 1U);
   EXPECT_EQ(apps[0].LastWriteTime, u"-11644473600000");
 }
 
 TEST_F(Inventory, ScanLeavesIconTextsEmpty) {
   AddApp(u"App", {{u"DisplayIcon", u"C:\\App\\app.ico"}});
-  EXPECT_EQ(ScanInstalledApps()[0].IconText, "");
+  EXPECT_EQ(RecordsOf(ScanInstalledApps())[0].IconText, "");
 }
 
 TEST_F(Inventory, ExecutablesHaveNoIconTextUnlessAskedFor) {
   AddApp(u"App", {{u"DisplayIcon", u"C:\\App\\app.exe,0"}});
   const auto apps = GetInstalledApps(false);
-  EXPECT_EQ((*apps)[0].IconText, "");
-  EXPECT_EQ((*apps)[0].DisplayIcon, u"C:\\App\\app.exe,0");
+  EXPECT_EQ(RecordsOf(*apps)[0].IconText, "");
+  EXPECT_EQ(RecordsOf(*apps)[0].DisplayIcon, u"C:\\App\\app.exe,0");
 }
 
 TEST_F(Inventory, ListWithoutIconsMakesNoCallForThem) {
@@ -134,8 +133,8 @@ TEST_F(Inventory, IconFileIsTheSameEitherWay) {
   AddApp(u"App", {{u"DisplayIcon", u"\"C:\\App\\app.ico\",0"}});
   for (const bool includeIcons : {false, true}) {
     const auto apps = GetInstalledApps(includeIcons);
-    EXPECT_EQ((*apps)[0].IconText, "C:\\App\\app.ico");
-    EXPECT_EQ((*apps)[0].DisplayIcon, u"\"C:\\App\\app.ico\",0");
+    EXPECT_EQ(RecordsOf(*apps)[0].IconText, "C:\\App\\app.ico");
+    EXPECT_EQ(RecordsOf(*apps)[0].DisplayIcon, u"\"C:\\App\\app.ico\",0");
   }
 }
 
@@ -162,7 +161,7 @@ TEST_F(Inventory, OddNamesAndValuesPassThrough) {
   SetTexts(kUninstall64Path + u"\\" + longest, {{u"DisplayName", lone}, {u"UninstallString", u"u"}});
   SetBytes(kUninstall64Path + u"\\" + longest, u"InstallLocation", 1,
            std::vector<std::uint8_t>(1 << 20, 'x'));
-  const AppRecords apps = ScanInstalledApps();
+  const PlainRecords apps = RecordsOf(ScanInstalledApps());
   ASSERT_EQ(apps.size(), 1U);
   EXPECT_EQ(apps[0].DisplayName, lone);
   EXPECT_EQ(apps[0].InstallLocation, u"");

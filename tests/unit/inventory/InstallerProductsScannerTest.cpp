@@ -27,11 +27,11 @@ class UserHives : public OnMachine {
     return userData + u"\\" + sid + u"\\Products\\" + code + u"\\InstallProperties";
   }
 
-  static PlainRecords Scan() {
-    ScanResult list;
-    const auto products = OpenMachineKey(InstallerClassesPath);
-    ScanUserHives(list, *products);
-    return RecordsOf(list.Take());
+  static PlainRecords ScanHives() {
+    Scan scan;
+    scan.productsKey = OpenMachineKey(InstallerClassesPath);
+    ScanUserHives(scan);
+    return RecordsOf(scan.TakeApps());
   }
 };
 
@@ -39,7 +39,7 @@ TEST_F(UserHives, UninstallKeyOfEachHiveGivesRecordsOfUnknownView) {
   const std::u16string path = u"\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\App";
   SetTexts(u"HKEY_USERS\\S-1-5-21-2" + path, {{u"DisplayName", u"Second"}, {u"UninstallString", u"u"}});
   SetTexts(u"HKEY_USERS\\.DEFAULT" + path, {{u"DisplayName", u"First"}, {u"UninstallString", u"u"}});
-  const PlainRecords list = Scan();
+  const PlainRecords list = ScanHives();
   EXPECT_THAT(NamesOf(list), ElementsAre(u"First", u"Second"));
   EXPECT_EQ(list[1].rootKeyStr, u"HKEY_USERS");
   EXPECT_EQ(list[1].subKeyPath, u"S-1-5-21-2" + path);
@@ -50,7 +50,7 @@ TEST_F(UserHives, EveryNameBelowTheUsersIsTakenAsAHive) {
   machine.registry.CreateKey(u"HKEY_USERS\\.DEFAULT");
   machine.registry.CreateKey(u"HKEY_USERS\\S-1-5-21-1_Classes");
   std::vector<std::string> opened;
-  for (const std::string& call : CallsOf([] { Scan(); })) {
+  for (const std::string& call : CallsOf([] { ScanHives(); })) {
     if (call.starts_with("RegOpenKeyExW(HKEY_USERS")) opened.push_back(call);
   }
   EXPECT_THAT(opened,
@@ -69,7 +69,7 @@ TEST_F(UserHives, ManagedEntryOfAHiveIsNamedByTheMachinesProducts) {
                u"\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\{12345678-ABCD-EF01-2345-"
                u"6789ABCDEF01}",
            {{u"DisplayName", u"App"}, {u"WindowsInstaller", u"1"}});
-  EXPECT_THAT(NamesOf(Scan()), ElementsAre(u"Product"));
+  EXPECT_THAT(NamesOf(ScanHives()), ElementsAre(u"Product"));
 }
 
 TEST_F(UserHives, ProductIsJoinedWithItsProperties) {
@@ -93,13 +93,13 @@ TEST_F(UserHives, ProductIsJoinedWithItsProperties) {
       .IconText = "",
       .InstallDate = u"20240131",
       .LastWriteTime = u"1704067200000"};
-  EXPECT_EQ(Describe(Scan()), Describe(PlainRecords{expected}));
+  EXPECT_EQ(Describe(ScanHives()), Describe(PlainRecords{expected}));
 }
 
 TEST_F(UserHives, EmptyProductValuesFallBackToTheProperties) {
   machine.registry.CreateKey(Product(kHive));
   SetTexts(Properties(kHive), {{u"DisplayName", u"App"}, {u"DisplayIcon", u"app.ico"}});
-  const PlainRecords list = Scan();
+  const PlainRecords list = ScanHives();
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].DisplayName, u"App");
   EXPECT_EQ(list[0].DisplayIcon, u"app.ico");
@@ -109,7 +109,7 @@ TEST_F(UserHives, EmptyProductValuesFallBackToTheProperties) {
 TEST_F(UserHives, NameAndIconOfThePropertiesAreReadThoughTheProductHasBoth) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}, {u"ProductIcon", u"product.ico"}});
   machine.registry.CreateKey(Properties(kHive));
-  const auto calls = CallsOf([] { Scan(); });
+  const auto calls = CallsOf([] { ScanHives(); });
   for (const std::string name : {"DisplayName", "DisplayIcon"}) {
     EXPECT_THAT(calls, testing::Contains(testing::HasSubstr("\\InstallProperties, \"" + name + "\"")));
   }
@@ -118,28 +118,28 @@ TEST_F(UserHives, NameAndIconOfThePropertiesAreReadThoughTheProductHasBoth) {
 TEST_F(UserHives, ProductBelowTheMachinesSidAloneYieldsNothing) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(Properties(u"S-1-5-18"));
-  EXPECT_TRUE(Scan().empty());
+  EXPECT_TRUE(ScanHives().empty());
 }
 
 TEST_F(UserHives, ProductIsFoundBelowAnotherUsersSid) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(Properties(u"S-1-5-21-9"));
-  EXPECT_EQ(Scan().size(), 1U);
+  EXPECT_EQ(ScanHives().size(), 1U);
 }
 
 TEST_F(UserHives, FirstSidThatYieldsARecordWins) {
   machine.registry.CreateKey(Product(kHive));
   SetTexts(Properties(u"S-1-5-21-2"), {{u"DisplayName", u"Second"}});
   SetTexts(Properties(u"S-1-5-21-3"), {{u"DisplayName", u"Third"}});
-  EXPECT_THAT(NamesOf(Scan()), ElementsAre(u"Second"));
+  EXPECT_THAT(NamesOf(ScanHives()), ElementsAre(u"Second"));
 }
 
 TEST_F(UserHives, SidWithASystemComponentIsPassedOver) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   machine.registry.SetNumber(Properties(u"S-1-5-21-2"), u"SystemComponent", 1);
-  EXPECT_TRUE(Scan().empty());
+  EXPECT_TRUE(ScanHives().empty());
   SetTexts(Properties(u"S-1-5-21-3"), {{u"DisplayVersion", u"3"}});
-  const PlainRecords list = Scan();
+  const PlainRecords list = ScanHives();
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].DisplayVersion, u"3");
 }
@@ -147,9 +147,9 @@ TEST_F(UserHives, SidWithASystemComponentIsPassedOver) {
 TEST_F(UserHives, ProductWithoutANameIsTriedBelowTheNextSid) {
   machine.registry.CreateKey(Product(kHive));
   machine.registry.CreateKey(Properties(u"S-1-5-21-2"));
-  EXPECT_TRUE(Scan().empty());
+  EXPECT_TRUE(ScanHives().empty());
   SetTexts(Properties(u"S-1-5-21-3"), {{u"DisplayName", u"Third"}});
-  EXPECT_THAT(NamesOf(Scan()), ElementsAre(u"Third"));
+  EXPECT_THAT(NamesOf(ScanHives()), ElementsAre(u"Third"));
 }
 
 TEST_F(UserHives, ExcludedPublisherIsRejectedBelowEverySid) {
@@ -157,7 +157,7 @@ TEST_F(UserHives, ExcludedPublisherIsRejectedBelowEverySid) {
   for (const char16_t* sid : {u"S-1-5-21-2", u"S-1-5-21-3"}) {
     SetTexts(Properties(sid), {{u"Publisher", u"TOLVAN Handheld Engine"}});
   }
-  const auto calls = CallsOf([] { EXPECT_TRUE(Scan().empty()); });
+  const auto calls = CallsOf([] { EXPECT_TRUE(ScanHives().empty()); });
   EXPECT_EQ(
       std::ranges::count_if(
           calls, [](const std::string& call) { return call.find("\"Publisher\"") != std::string::npos; }),
@@ -169,34 +169,34 @@ TEST_F(UserHives, ExcludedPublisherIsExact) {
   for (const char16_t* publisher :
        {u"tolvan handheld engine", u"TOLVAN Handheld Engine Ltd", u" TOLVAN Handheld Engine", u"TOLVAN"}) {
     SetTexts(Properties(kHive), {{u"Publisher", publisher}});
-    EXPECT_THAT(NamesOf(Scan()), ElementsAre(u"Product"));
+    EXPECT_THAT(NamesOf(ScanHives()), ElementsAre(u"Product"));
   }
 }
 
 TEST_F(UserHives, UpdateFiltersDoNotApply) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   SetTexts(Properties(kHive), {{u"ParentKeyName", u"OperatingSystem"}, {u"ReleaseType", u"Hotfix"}});
-  EXPECT_EQ(Scan().size(), 1U);
+  EXPECT_EQ(ScanHives().size(), 1U);
 }
 
 TEST_F(UserHives, PackedCodeIsComparedExactly) {
   const std::u16string small = u"87654321dcba10fe32547698badcfe10";
   SetTexts(Product(kHive, small), {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(Properties(kHive, kCode));
-  EXPECT_TRUE(Scan().empty());
+  EXPECT_TRUE(ScanHives().empty());
 }
 
 TEST_F(UserHives, MachinesSidIsComparedExactly) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(Properties(u"s-1-5-18"));
-  EXPECT_EQ(Scan().size(), 1U);
+  EXPECT_EQ(ScanHives().size(), 1U);
 }
 
 TEST_F(UserHives, BothViewsOfUserDataGiveARecordEach) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(Properties(kHive));
   machine.registry.CreateKey(Properties(kHive, kCode, kUserData32Path));
-  const PlainRecords list = Scan();
+  const PlainRecords list = ScanHives();
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[0].architecture, 1);
   EXPECT_EQ(list[1].architecture, 2);
@@ -206,7 +206,7 @@ TEST_F(UserHives, BothViewsOfUserDataGiveARecordEach) {
 TEST_F(UserHives, UserDataInOneViewIsScannedInThatView) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(Properties(kHive, kCode, kUserData32Path));
-  const PlainRecords list = Scan();
+  const PlainRecords list = ScanHives();
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].architecture, 1);
 }
@@ -217,10 +217,10 @@ TEST_F(UserHives, KeyThatCannotBeOpenedNarrowsTheSearch) {
   machine.registry.CreateKey(Properties(u"S-1-5-21-3"));
   machine.registry.SetText(Properties(u"S-1-5-21-3"), u"DisplayVersion", u"3");
   machine.registry.Deny(Properties(u"S-1-5-21-2"), kAllReading);
-  ASSERT_EQ(Scan().size(), 1U);
-  EXPECT_EQ(Scan()[0].DisplayVersion, u"3");
+  ASSERT_EQ(ScanHives().size(), 1U);
+  EXPECT_EQ(ScanHives()[0].DisplayVersion, u"3");
   machine.registry.Deny(Product(kHive), kAllReading);
-  EXPECT_TRUE(Scan().empty());
+  EXPECT_TRUE(ScanHives().empty());
 }
 
 TEST_F(UserHives, SidsAreListedAgainForEveryPackedCode) {
@@ -229,7 +229,7 @@ TEST_F(UserHives, SidsAreListedAgainForEveryPackedCode) {
   const std::string listing =
       "RegEnumKeyExW(HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\CurrentVersion\\"
       "Installer\\UserData, 0, 260) = 259";
-  const auto calls = CallsOf([] { Scan(); });
+  const auto calls = CallsOf([] { ScanHives(); });
   EXPECT_EQ(std::ranges::count(calls, listing), 3);
 }
 

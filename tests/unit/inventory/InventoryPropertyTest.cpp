@@ -16,7 +16,7 @@ TEST(InventoryProperty, OfRandomRegistriesIsWhatTheRulesWrittenOutMakeOfThem) {
     PlainRegistry registry = random.Make();
     random.DenySome(registry);
     simulated::Machine& machine = UseMachineWith(registry);
-    const AppRecords apps = ScanInstalledApps();
+    const PlainRecords apps = RecordsOf(ScanInstalledApps());
     ASSERT_EQ(Describe(apps), Describe(ScanNaively(registry))) << "seed " << seed << "\n"
                                                                << Describe(registry);
     ASSERT_EQ(machine.OpenKeys(), 0U) << "seed " << seed;

@@ -72,14 +72,14 @@ class ManagedEntry : public OnMachine {
   ManagedEntry() { machine.registry.CreateKey(kProductsPath); }
 
   /** The one record of one managed entry. */
-  InstalledAppInfo Scan(const std::u16string& name, const Texts& values) {
+  InstalledAppInfo ScanEntry(const std::u16string& name, const Texts& values) {
     SetTexts(kUninstall64Path + u"\\" + name, values);
     machine.registry.SetText(kUninstall64Path + u"\\" + name, u"WindowsInstaller", u"1");
-    ScanResult list;
-    const auto products = OpenMachineKey(InstallerClassesPath);
+    Scan scan;
+    scan.productsKey = OpenMachineKey(InstallerClassesPath);
     const auto uninstall = OpenKey64(LocalMachineRoot(), UninstallKeyPath);
-    ScanUninstallKey(uninstall.get(), *products, list);
-    const PlainRecords records = RecordsOf(list.Take());
+    ScanUninstallKey(uninstall.get(), scan);
+    const PlainRecords records = RecordsOf(scan.TakeApps());
     EXPECT_EQ(records.size(), 1U);
     return records.empty() ? InstalledAppInfo() : records[0];
   }
@@ -88,7 +88,7 @@ class ManagedEntry : public OnMachine {
 TEST_F(ManagedEntry, ProductKeyGivesNameAndIconFirst) {
   SetTexts(kProductsPath + u"\\" + kPacked, {{u"ProductName", u"Product"}, {u"ProductIcon", u"product.ico"}});
   machine.registry.SetLastWriteTime(kProductsPath + u"\\" + kPacked, 1);
-  const InstalledAppInfo app = Scan(kCode, {{u"DisplayName", u"App"}, {u"DisplayIcon", u"app.ico"}});
+  const InstalledAppInfo app = ScanEntry(kCode, {{u"DisplayName", u"App"}, {u"DisplayIcon", u"app.ico"}});
   EXPECT_EQ(app.DisplayName, u"Product");
   EXPECT_EQ(app.DisplayIcon, u"product.ico");
   EXPECT_EQ(app.subKeyPath, UninstallKeyPath + u"\\" + kCode);
@@ -99,18 +99,18 @@ TEST_F(ManagedEntry, ProductKeyGivesNameAndIconFirst) {
 
 TEST_F(ManagedEntry, EmptyProductValuesFallBackOneByOne) {
   SetTexts(kProductsPath + u"\\" + kPacked, {{u"ProductName", u""}, {u"ProductIcon", u"product.ico"}});
-  const InstalledAppInfo app = Scan(kCode, {{u"DisplayName", u"App"}, {u"DisplayIcon", u"app.ico"}});
+  const InstalledAppInfo app = ScanEntry(kCode, {{u"DisplayName", u"App"}, {u"DisplayIcon", u"app.ico"}});
   EXPECT_EQ(app.DisplayName, u"App");
   EXPECT_EQ(app.DisplayIcon, u"product.ico");
 }
 
 TEST_F(ManagedEntry, ProductNameAloneIsEnough) {
   SetTexts(kProductsPath + u"\\" + kPacked, {{u"ProductName", u"Product"}});
-  EXPECT_EQ(Scan(kCode, {}).DisplayName, u"Product");
+  EXPECT_EQ(ScanEntry(kCode, {}).DisplayName, u"Product");
 }
 
 TEST_F(ManagedEntry, WithoutAProductKeyBearsItsOwnNameAndIcon) {
-  const InstalledAppInfo app = Scan(kCode, {{u"DisplayName", u"App"}, {u"DisplayIcon", u"app.ico"}});
+  const InstalledAppInfo app = ScanEntry(kCode, {{u"DisplayName", u"App"}, {u"DisplayIcon", u"app.ico"}});
   EXPECT_EQ(app.DisplayName, u"App");
   EXPECT_EQ(app.DisplayIcon, u"app.ico");
   EXPECT_EQ(app.UninstallString, u"");
@@ -120,14 +120,14 @@ TEST_F(ManagedEntry, NameThatIsNoProductCodeGoesOnWithoutAProductKey) {
   // Were its empty code opened, that would be the products key itself.
   machine.registry.SetText(kProductsPath, u"ProductName", u"Wrong");
   for (const char16_t* name : {u"App", u"{1-2-3}", u"{12345678-ABCD-EF01-2345-6789ABCDEF0}", u"----"}) {
-    EXPECT_EQ(Scan(name, {{u"DisplayName", u"App"}}).DisplayName, u"App");
+    EXPECT_EQ(ScanEntry(name, {{u"DisplayName", u"App"}}).DisplayName, u"App");
     machine.registry.RemoveKey(kUninstall64Path);
   }
 }
 
 TEST_F(ManagedEntry, ProductIsLookedUpInTheDefaultView) {
   SetTexts(kProductsPath + u"\\" + kPacked, {{u"ProductName", u"Product"}});
-  const auto calls = CallsOf([&] { Scan(kCode, {}); });
+  const auto calls = CallsOf([&] { ScanEntry(kCode, {}); });
   EXPECT_THAT(calls,
               testing::Contains("RegOpenKeyExW(HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products, "
                                 "\"87654321DCBA10FE32547698BADCFE10\", 0, 0x20019) = 0"));
@@ -152,7 +152,7 @@ TEST_F(ManagedEntry, ValuesAreReadInOrder) {
   const std::string entry = "{12345678-ABCD-EF01-2345-6789ABCDEF01}: ";
   const std::string product = "87654321DCBA10FE32547698BADCFE10: ";
   EXPECT_THAT(ReadsAmong(CallsOf([&] {
-                Scan(kCode, {{u"DisplayName", u"App"}});
+                ScanEntry(kCode, {{u"DisplayName", u"App"}});
               })),
               ElementsAre(entry + "SystemComponent", entry + "WindowsInstaller", product + "ProductName",
                           product + "ProductIcon", entry + "DisplayName", entry + "DisplayVersion",
@@ -162,18 +162,18 @@ TEST_F(ManagedEntry, ValuesAreReadInOrder) {
 
 TEST_F(ManagedEntry, NameAndIconAreReadThoughItsProductHasBoth) {
   SetTexts(kProductsPath + u"\\" + kPacked, {{u"ProductName", u"Product"}, {u"ProductIcon", u"product.ico"}});
-  EXPECT_THAT(ReadsAmong(CallsOf([&] { Scan(kCode, {}); })),
+  EXPECT_THAT(ReadsAmong(CallsOf([&] { ScanEntry(kCode, {}); })),
               testing::IsSupersetOf({"{12345678-ABCD-EF01-2345-6789ABCDEF01}: DisplayName",
                                      "{12345678-ABCD-EF01-2345-6789ABCDEF01}: DisplayIcon"}));
 }
 
 TEST_F(ManagedEntry, PlainEntrysValuesAreReadInOrder) {
   SetTexts(kUninstall64Path + u"\\App", {{u"DisplayName", u"App"}, {u"UninstallString", u"u"}});
-  const auto products = OpenMachineKey(InstallerClassesPath);
   const auto uninstall = OpenKey64(LocalMachineRoot(), UninstallKeyPath);
-  ScanResult list;
+  Scan scan;
+  scan.productsKey = OpenMachineKey(InstallerClassesPath);
   EXPECT_THAT(
-      ReadsAmong(CallsOf([&] { ScanUninstallKey(uninstall.get(), *products, list); })),
+      ReadsAmong(CallsOf([&] { ScanUninstallKey(uninstall.get(), scan); })),
       ElementsAre("App: SystemComponent", "App: WindowsInstaller", "App: ReleaseType", "App: DisplayVersion",
                   "App: DisplayName", "App: InstallLocation", "App: DisplayIcon", "App: InstallDate",
                   "App: time", "App: UninstallString", "App: ParentKeyName", "App: Publisher"));

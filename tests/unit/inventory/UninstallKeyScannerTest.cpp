@@ -26,22 +26,23 @@ class UninstallKeyScan : public OnMachine {
     SetTexts(kUninstall64Path + u"\\" + name, values);
   }
 
-  static PlainRecords Scan(RegistryView view = k64BitView) {
-    ScanResult list;
-    const auto products = OpenMachineKey(InstallerClassesPath);
+  static PlainRecords ScanView(RegistryView view) {
+    Scan scan;
+    scan.productsKey = OpenMachineKey(InstallerClassesPath);
     const auto uninstall = OpenKeyInView(LocalMachineRoot(), UninstallKeyPath, view);
-    ScanUninstallKey(uninstall.get(), *products, list);
-    return RecordsOf(list.Take());
+    ScanUninstallKey(uninstall.get(), scan);
+    return RecordsOf(scan.TakeApps());
   }
+  static PlainRecords ScanEntries() { return ScanView(k64BitView); }
 
-  std::vector<std::u16string> ScannedNames() { return NamesOf(Scan()); }
+  std::vector<std::u16string> ScannedNames() { return NamesOf(ScanEntries()); }
 };
 
 TEST_F(UninstallKeyScan, AbsentKeyAddsNothing) {
-  ScanResult list;
-  const auto products = OpenMachineKey(InstallerClassesPath);
-  EXPECT_THAT(CallsOf([&] { ScanUninstallKey(nullptr, *products, list); }), ElementsAre());
-  EXPECT_TRUE(list.Take().empty());
+  Scan scan;
+  scan.productsKey = OpenMachineKey(InstallerClassesPath);
+  EXPECT_THAT(CallsOf([&] { ScanUninstallKey(nullptr, scan); }), ElementsAre());
+  EXPECT_TRUE(scan.TakeApps().empty());
 }
 
 TEST_F(UninstallKeyScan, PlainEntryBecomesARecord) {
@@ -64,12 +65,12 @@ TEST_F(UninstallKeyScan, PlainEntryBecomesARecord) {
       .IconText = "",
       .InstallDate = u"20240131",
       .LastWriteTime = u"1704067200000"};
-  EXPECT_EQ(Describe(Scan()), Describe(PlainRecords{expected}));
+  EXPECT_EQ(Describe(ScanEntries()), Describe(PlainRecords{expected}));
 }
 
 TEST_F(UninstallKeyScan, MissingValuesAreEmptyTexts) {
   AddEntry(u"AppKey", kPlainApp);
-  const PlainRecords list = Scan();
+  const PlainRecords list = ScanEntries();
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].InstallLocation + list[0].DisplayVersion + list[0].DisplayIcon + list[0].InstallDate,
             u"");
@@ -79,7 +80,7 @@ TEST_F(UninstallKeyScan, MissingValuesAreEmptyTexts) {
 TEST_F(UninstallKeyScan, SubKeysAreOpenedInTheViewOfTheKey) {
   SetTexts(kUninstall32Path + u"\\AppKey", kPlainApp);
   const auto calls = CallsOf([] {
-    const PlainRecords list = Scan(k32BitView);
+    const PlainRecords list = ScanView(k32BitView);
     ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(list[0].architecture, 1);
     EXPECT_EQ(list[0].subKeyPath, u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\AppKey");
@@ -89,8 +90,8 @@ TEST_F(UninstallKeyScan, SubKeysAreOpenedInTheViewOfTheKey) {
 
 TEST_F(UninstallKeyScan, DefaultViewIsRecordedAsUnknown) {
   AddEntry(u"AppKey", kPlainApp);
-  ASSERT_EQ(Scan(kDefaultView).size(), 1U);
-  EXPECT_EQ(Scan(kDefaultView)[0].architecture, 0);
+  ASSERT_EQ(ScanView(kDefaultView).size(), 1U);
+  EXPECT_EQ(ScanView(kDefaultView)[0].architecture, 0);
 }
 
 TEST_F(UninstallKeyScan, EntriesComeInTheRegistrysOrder) {
@@ -122,13 +123,13 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_P(FlagText, SkipsASystemComponentThatParsesTo1) {
   AddEntry(u"a", kPlainApp, {{u"SystemComponent", GetParam().first}});
   AddEntry(u"b", kManagedApp, {{u"DisplayName", u"Managed"}, {u"SystemComponent", GetParam().first}});
-  EXPECT_EQ(Scan().size(), GetParam().second ? 0U : 2U);
+  EXPECT_EQ(ScanEntries().size(), GetParam().second ? 0U : 2U);
 }
 
 TEST_P(FlagText, MakesAManagedEntryWhereItParsesTo1) {
   // Without an uninstall command only a managed entry is kept.
   AddEntry(u"a", {{u"DisplayName", u"App"}, {u"WindowsInstaller", GetParam().first}});
-  EXPECT_EQ(Scan().size(), GetParam().second ? 1U : 0U);
+  EXPECT_EQ(ScanEntries().size(), GetParam().second ? 1U : 0U);
 }
 
 TEST_F(UninstallKeyScan, FlagMayBeANumberButNoRawBytes) {
@@ -184,7 +185,7 @@ TEST_F(UninstallKeyScan, UpdatesAreSkippedAmongPlainEntriesAlone) {
   for (const auto& [name, values] : updates) {
     AddEntry(name, {{u"DisplayName", name}, {u"WindowsInstaller", u"1"}}, values);
   }
-  EXPECT_EQ(Scan().size(), updates.size());
+  EXPECT_EQ(ScanEntries().size(), updates.size());
 }
 
 TEST_F(UninstallKeyScan, LongUninstallCommandReadsAsEmpty) {
@@ -193,7 +194,7 @@ TEST_F(UninstallKeyScan, LongUninstallCommandReadsAsEmpty) {
   AddEntry(u"b", {{u"DisplayName", u"Managed"}, {u"WindowsInstaller", u"1"}},
            {{u"UninstallString", longest + u"u"}});
   AddEntry(u"c", {{u"DisplayName", u"Gone"}, {u"UninstallString", longest + u"u"}});
-  const PlainRecords list = Scan();
+  const PlainRecords list = ScanEntries();
   EXPECT_THAT(NamesOf(list), ElementsAre(u"App", u"Managed"));
   EXPECT_EQ(list[0].UninstallString, longest);
   EXPECT_EQ(list[1].UninstallString, u"");
@@ -202,11 +203,11 @@ TEST_F(UninstallKeyScan, LongUninstallCommandReadsAsEmpty) {
 TEST_F(UninstallKeyScan, SameApplicationInBothViewsIsTwoRecords) {
   AddEntry(u"a", kPlainApp);
   SetTexts(kUninstall32Path + u"\\a", kPlainApp);
-  ScanResult list;
-  const auto products = OpenMachineKey(InstallerClassesPath);
-  ScanUninstallKey(OpenKey32(LocalMachineRoot(), UninstallKeyPath).get(), *products, list);
-  ScanUninstallKey(OpenKey64(LocalMachineRoot(), UninstallKeyPath).get(), *products, list);
-  const PlainRecords records = RecordsOf(list.Take());
+  Scan scan;
+  scan.productsKey = OpenMachineKey(InstallerClassesPath);
+  ScanUninstallKey(OpenKey32(LocalMachineRoot(), UninstallKeyPath).get(), scan);
+  ScanUninstallKey(OpenKey64(LocalMachineRoot(), UninstallKeyPath).get(), scan);
+  const PlainRecords records = RecordsOf(scan.TakeApps());
   ASSERT_EQ(records.size(), 2U);
   EXPECT_EQ(records[0].architecture, 1);
   EXPECT_EQ(records[1].architecture, 2);
@@ -219,7 +220,7 @@ TEST_F(UninstallKeyScan, HoldsOneSubKeyAndOneProductKeyAtMost) {
   AddEntry(u"z", kPlainApp);
   std::size_t open = 0;
   std::size_t most = 0;
-  for (const std::string& call : CallsOf([] { Scan(); })) {
+  for (const std::string& call : CallsOf([] { ScanEntries(); })) {
     if (call.starts_with("RegOpenKeyExW") && call.ends_with("= 0")) most = std::max(most, ++open);
     if (call.starts_with("RegCloseKey")) --open;
   }

@@ -26,12 +26,12 @@ struct Found {
 
 std::optional<Found> LookUpByName(const std::string& name, bool isRemoval) {
   const auto apps = GetInstalledApps(false);
-  for (const AppRecord* const app : apps->Apps()) {
-    if (WideToUtf8(app->DisplayName) != name) continue;
-    if (!isRemoval) return Found{.version = WideToUtf8(app->DisplayVersion)};
-    const std::string command = WideToUtf8(app->UninstallString);
-    const std::string root = WideToUtf8(app->rootKeyStr);
-    return Found{"", command, root, WideToUtf8(app->subKeyPath), app->architecture};
+  for (const AppRecord& app : *apps) {
+    if (WideToUtf8(app.DisplayName) != name) continue;
+    if (!isRemoval) return Found{.version = WideToUtf8(app.DisplayVersion)};
+    const std::string command = WideToUtf8(app.UninstallString);
+    const std::string root = WideToUtf8(app.rootKeyStr);
+    return Found{"", command, root, WideToUtf8(app.subKeyPath), app.architecture};
   }
   return std::nullopt;
 }

@@ -38,30 +38,26 @@ std::vector<std::string> Describe(const PlainRecords& records) {
   return texts;
 }
 
-std::vector<std::string> Describe(const AppRecords& apps) { return Describe(RecordsOf(apps)); }
-
 std::vector<std::u16string> NamesOf(const PlainRecords& records) {
   std::vector<std::u16string> names;
   std::ranges::transform(records, std::back_inserter(names), &InstalledAppInfo::DisplayName);
   return names;
 }
 
-std::vector<std::u16string> NamesOf(const AppRecords& apps) { return NamesOf(RecordsOf(apps)); }
-
 PlainRecords RecordsOf(const AppRecords& apps) {
   PlainRecords records;
-  for (const AppRecord* app : apps.Apps()) {
-    records.push_back({.DisplayName = std::u16string(app->DisplayName),
-                       .InstallLocation = std::u16string(app->InstallLocation),
-                       .DisplayVersion = std::u16string(app->DisplayVersion),
-                       .UninstallString = std::u16string(app->UninstallString),
-                       .rootKeyStr = std::u16string(app->rootKeyStr),
-                       .subKeyPath = std::u16string(app->subKeyPath),
-                       .architecture = app->architecture,
-                       .DisplayIcon = std::u16string(app->DisplayIcon),
-                       .IconText = std::string(app->IconText),
-                       .InstallDate = std::u16string(app->InstallDate),
-                       .LastWriteTime = std::u16string(app->LastWriteTime)});
+  for (const AppRecord& app : apps) {
+    records.push_back({.DisplayName = std::u16string(app.DisplayName),
+                       .InstallLocation = std::u16string(app.InstallLocation),
+                       .DisplayVersion = std::u16string(app.DisplayVersion),
+                       .UninstallString = std::u16string(app.UninstallString),
+                       .rootKeyStr = std::u16string(app.rootKeyStr),
+                       .subKeyPath = std::u16string(app.subKeyPath),
+                       .architecture = app.architecture,
+                       .DisplayIcon = std::u16string(app.DisplayIcon),
+                       .IconText = app.IconText,
+                       .InstallDate = std::u16string(app.InstallDate),
+                       .LastWriteTime = std::u16string(app.LastWriteTime)});
   }
   return records;
 }

@@ -15,11 +15,9 @@ InstalledAppInfo Named(const std::u16string& name);
 /** All fields of a record, each as name=value; lone surrogates are shown as U+FFFD. */
 std::string Describe(const InstalledAppInfo& app);
 std::vector<std::string> Describe(const PlainRecords& records);
-std::vector<std::string> Describe(const AppRecords& apps);
 std::vector<std::u16string> NamesOf(const PlainRecords& records);
-std::vector<std::u16string> NamesOf(const AppRecords& apps);
 
-/** The records of a list as they would be by themselves. */
+/** Copies the records of a list. */
 PlainRecords RecordsOf(const AppRecords& apps);
 
 }  // namespace kestrelbay

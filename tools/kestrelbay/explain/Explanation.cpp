@@ -26,7 +26,7 @@ class Recorder {
 
   void operator()(const ScanRootTried& tried) {
     ExplainedKey& key = explanation.keys.emplace_back();
-    key.place = tried.place;
+    key.place = tried.scanRoot;
     key.key = PlaceBelow(tried.key.parent, tried.key.path, tried.key.view);
     key.view = tried.key.view;
     key.status = tried.key.status;
@@ -36,7 +36,7 @@ class Recorder {
 
   void operator()(const EntryBegun& begun) {
     ExplainedKey& key = explanation.keys.emplace_back();
-    key.place = begun.place;
+    key.place = begun.scanRoot;
     key.isEntry = true;
     key.key = PlaceBelow(begun.key, begun.name, begun.key.view);
     key.name = WideToUtf8(begun.name);
@@ -97,14 +97,10 @@ class Recorder {
     }
   }
 
-  /** @param records  all that the scan made, in its order */
-  void TakeRecords(const AppRecords& records) {
-    std::vector<std::size_t> keys;
-    for (std::size_t index = 0; index < explanation.keys.size(); ++index) {
-      if (explanation.keys[index].fate == Fate::Listed) keys.push_back(index);
-    }
-    for (const std::uint32_t at : OrderByName(records)) {
-      explanation.records.push_back(Explain(records[at], keys.at(at)));
+  /** Explains the records of a finished scan, in their order. */
+  void TakeRecords(const AppRecords& apps) {
+    for (const AppRecord& app : apps) {
+      explanation.records.push_back(Explain(app, keyOfRecord.at(&app)));
     }
   }
 
@@ -169,9 +165,11 @@ Explanation ExplainInstalledApps() {
   Explanation explanation;
   Recorder recorder(explanation);
   const ScanObserver observer = [&](const ScanEvent& event) { std::visit(recorder, event); };
-  ScanResult list(&observer);
-  ScanInventory(list);
-  recorder.TakeRecords(list.Take());
+  Scan scan(&observer);
+  ScanInventory(scan);
+  AppRecords apps = scan.TakeApps();
+  apps.SortByName();
+  recorder.TakeRecords(apps);
   return explanation;
 }
 

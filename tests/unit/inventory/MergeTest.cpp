@@ -1,4 +1,4 @@
-#include "inventory/ScanResult.h"
+#include "inventory/Merge.h"
 
 #include <gmock/gmock.h>
 
@@ -6,6 +6,7 @@
 #include <random>
 
 #include "NaiveInventory.h"
+#include "inventory/Scan.h"
 #include "support/Records.h"
 
 namespace kestrelbay {
@@ -15,9 +16,9 @@ using testing::ElementsAre;
 
 /** The list that results when records are added one after another. */
 PlainRecords ListOf(const PlainRecords& records) {
-  ScanResult list;
-  for (InstalledAppInfo record : records) AddOrMergeApp(list, record);
-  return RecordsOf(list.Take());
+  Scan scan;
+  for (const InstalledAppInfo& record : records) scan.AddOrMergeApp(record);
+  return RecordsOf(scan.TakeApps());
 }
 
 InstalledAppInfo Full() {
@@ -41,24 +42,6 @@ InstalledAppInfo Second() {
   record.InstallDate = u"20240202";
   record.LastWriteTime = u"2";
   return record;
-}
-
-TEST(ScanResult, BlankRecordIsEmptyWhateverTheLastOneHeld) {
-  ScanResult list;
-  InstalledAppInfo& record = list.BlankRecord();
-  record = Full();
-  record.UninstallString = u"C:\\App\\uninstall.exe";
-  record.IconText = "icon text";
-  EXPECT_EQ(Describe(list.BlankRecord()), Describe(InstalledAppInfo()));
-}
-
-TEST(ScanResult, IsFilledAnewAfterItsRecordsWereTaken) {
-  ScanResult list;
-  for (InstalledAppInfo record : {Full(), Second()}) AddOrMergeApp(list, record);
-  list.Take();
-  EXPECT_EQ(list.FindFirst(u"App"), nullptr);
-  for (InstalledAppInfo record : {Full(), Second()}) AddOrMergeApp(list, record);
-  EXPECT_EQ(Describe(RecordsOf(list.Take())), Describe(ListOf({Full(), Second()})));
 }
 
 TEST(AddOrMergeApp, AppendsANameThatIsNotThere) {
