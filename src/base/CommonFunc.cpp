@@ -13,7 +13,7 @@ namespace kestrelbay {
 namespace {
 
 constexpr char kFile[] = "CommonFunc";
-constexpr std::size_t kPathBytes = 260;
+constexpr std::size_t kPathBytes = 260;  // MAX_PATH: longer paths are cut, by design
 
 std::string CurrentDirectory() {
   std::array<char, kPathBytes> buffer{};
@@ -24,7 +24,7 @@ std::string CurrentDirectory() {
 std::string HostDirectory() {
   std::array<char, kPathBytes> buffer{};
   platform::GetModuleFileNameA(nullptr, buffer.data(), buffer.size());
-  buffer.back() = '\0';  // a release of Windows that cuts the path leaves out the NUL
+  buffer.back() = '\0';  // some releases of Windows do not terminate a path that they cut
   const std::string path = buffer.data();
   return path.substr(0, path.rfind('\\'));
 }
@@ -32,13 +32,13 @@ std::string HostDirectory() {
 }  // namespace
 
 std::u16string Utf8ToWide(const std::string& text) {
-  // The terminator is converted too, so the size is at least 1 where anything can be converted.
+  // Converts the terminator too, so the size is at least 1 unless the conversion fails.
   const int bytes = static_cast<int>(text.size() + 1);
   const int needed = platform::MultiByteToWideChar(platform::CP_UTF8, 0, text.c_str(), bytes, nullptr, 0);
   if (needed < 1) return {};
   std::u16string wide(static_cast<std::size_t>(needed), u'\0');
   platform::MultiByteToWideChar(platform::CP_UTF8, 0, text.c_str(), bytes, wide.data(), needed);
-  // A conversion that swallows the terminator, as some do behind cut UTF-8, leaves the text's own.
+  // Some conversions swallow the terminator after cut UTF-8. Then the terminator of `wide` ends the text.
   wide.resize(std::char_traits<char16_t>::length(wide.c_str()));
   return wide;
 }
@@ -48,11 +48,11 @@ std::string WideToUtf8(std::u16string_view wide) {
   const int needed =
       platform::WideCharToMultiByte(platform::CP_UTF8, 0, wide.data(), chars, nullptr, 0, nullptr, nullptr);
   if (needed < 1) return {};
-  // No NUL can stand among the converted bytes: the input ends at its first one.
+  // Without a terminator: the input ends before its first NUL, so the converted bytes contain none.
   std::string text(static_cast<std::size_t>(needed), '\0');
   const int written = platform::WideCharToMultiByte(platform::CP_UTF8, 0, wide.data(), chars, text.data(),
                                                     needed, nullptr, nullptr);
-  text.resize(static_cast<std::size_t>(written));  // 0 where only the conversion itself fails
+  text.resize(static_cast<std::size_t>(written));  // 0 if only this second call fails
   return text;
 }
 
@@ -71,7 +71,7 @@ std::string ExtractExePath(std::string iconPath) {
   std::smatch match;
   if (std::regex_match(path, match, std::regex("(.*\\.exe).*"))) return match[1];
   if (std::regex_match(path, match, std::regex("(.*\\.ico)"))) {
-    // The dot is left unescaped on purpose: whatever stands before "ico" goes with it.
+    // By design the dot is not escaped: the expression also replaces the character before "ico".
     return std::regex_replace(match[1].str(), std::regex("(.ico)$"), ".exe");
   }
   return {};
@@ -103,7 +103,7 @@ std::int32_t StartProcess(std::u16string commandLine) {
   const platform::BOOL started =
       platform::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, false,
                                platform::CREATE_NEW_CONSOLE, nullptr, nullptr, &startup, &process);
-  if (!started) platform::GetLastError();  // asked for and dropped, and that is meant
+  if (!started) platform::GetLastError();  // called and ignored by design
   return started;
 }
 

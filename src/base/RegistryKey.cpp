@@ -11,15 +11,18 @@
 namespace kestrelbay {
 namespace {
 
+// Registry key names have at most 255 characters.
 constexpr std::size_t kNameChars = 260;
+// A longer value reads as empty, by design: 260 characters, the longest path of the Windows shell.
 constexpr std::size_t kValueBytes = 520;
 constexpr std::int64_t kUnixEpochFileTime = 116444736000000000;
 constexpr std::int64_t kFileTimePerMs = 10000;
-// No key has this many names in a row that cannot be read: the key itself is gone, and without an end here a
-// key deleted while it is listed would be asked for ever.
+// Enumerating a deleted key fails at every index and never reports an end. So this many unreadable names in a
+// row end the list.
 constexpr platform::DWORD kUnreadableNamesInARow = 0x10000;
 
-// Room for a value and, behind it, zeros enough to end a text or fill up a number that is stored short.
+// A value and four bytes more: zeros there terminate a text that is stored without its NUL, and complete a
+// number that is stored with fewer than four bytes.
 struct ValueBuffer {
   std::array<char16_t, kValueBytes / sizeof(char16_t) + 2> units;
   platform::DWORD bytes = kValueBytes;
@@ -68,7 +71,7 @@ platform::REGSAM ReadAccess(RegistryView view) {
 }
 
 const RegistryKey& RootForDelete(platform::HKEY root) {
-  // Every handle but HKEY_CURRENT_USER means the machine here, HKEY_USERS too, and that is meant.
+  // By design every other root, even HKEY_USERS, means the machine here.
   return root == platform::HKEY_CURRENT_USER ? CurrentUserRoot() : LocalMachineRoot();
 }
 
@@ -111,7 +114,7 @@ std::unique_ptr<RegistryKey> OpenKeyInView(const RegistryKey& parent, const std:
       platform::RegOpenKeyExW(parent.handle, path.c_str(), 0, ReadAccess(view), &handle);
   if (status) *status = opened;
   if (opened) return nullptr;
-  OwnedHandle owned(handle);  // closes it again where memory lacks for the rest
+  OwnedHandle owned(handle);  // closes the handle if an allocation below throws
   auto key = std::make_unique<RegistryKey>(view, handle, parent.rootName, ComposePath(parent.path, path));
   static_cast<void>(owned.release());
   return key;
@@ -182,7 +185,7 @@ void ReadLastWriteTime(const RegistryKey& key, std::u16string& text) {
   platform::RegQueryInfoKeyW(key.handle, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                              nullptr, nullptr, nullptr, &time);
   const std::uint64_t fileTime = static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
-  // Subtracted as unsigned: a FILETIME near the lower end of 64 bits wraps instead of overflowing.
+  // Subtracted as unsigned numbers, because a signed overflow is undefined behaviour.
   const auto sinceEpoch =
       static_cast<std::int64_t>(fileTime - static_cast<std::uint64_t>(kUnixEpochFileTime));
   WriteDecimal(sinceEpoch / kFileTimePerMs, text);
@@ -194,7 +197,7 @@ bool DeleteRegistryTree(platform::HKEY root, const std::u16string& path) {
   {
     const RegistryKey rootCopy = RootForDelete(root);
     const std::unique_ptr<RegistryKey> key = OpenKey(rootCopy, path);
-    // Neither deletable nor there to be opened: it is gone already.
+    // A key that can be neither deleted nor opened counts as deleted already.
     if (!key) return true;
     names = ListSubKeyNames(*key);
   }

@@ -1,9 +1,9 @@
 /**
- * The library's only way to the registry: reading keys and values, and one recursive delete. Nothing here
- * writes a value, makes a key or logs.
+ * The registry functions of the library: they read keys and values, and delete a tree. They never write a
+ * value, create a key or log.
  *
- * Any failure is a null key or an empty text; why it failed is told only to who asks for it. A key object is
- * used by one thread at a time, and there is no lock.
+ * A failure is a null key or an empty text; an optional out-parameter has the reason. A key object is not
+ * thread-safe.
  */
 #pragma once
 
@@ -17,24 +17,24 @@
 
 namespace kestrelbay {
 
-/** The view that a key was opened through, which is also what records report as architecture. */
+/** The view through which a key was opened. Records report it as their architecture. */
 using RegistryView = std::int32_t;
-inline constexpr RegistryView kDefaultView = 0;  ///< the process's own
+inline constexpr RegistryView kDefaultView = 0;  ///< the view of the process
 inline constexpr RegistryView k32BitView = 1;
 inline constexpr RegistryView k64BitView = 2;
 
 /**
- * An open key that remembers where it came from.
+ * An open key with its root, path and view.
  *
- * A copy shares the handle, and each copy closes it: so copy only roots, as their handles stay good.
+ * Copies share the handle and each one closes it. Copy root keys only: Windows keeps their handles valid.
  */
 class RegistryKey {
  public:
-  /** @param rootName  looked at as long as there is a key below that root */
+  /** @param rootName  borrowed by this key and by each key opened below it */
   RegistryKey(RegistryView view, platform::HKEY handle, std::u16string_view rootName, std::u16string path);
   RegistryKey(const RegistryKey&) = default;
   RegistryKey& operator=(const RegistryKey&) = delete;
-  /** Closes the handle, HKEY_CURRENT_USER included; only HKEY_LOCAL_MACHINE and HKEY_USERS are spared. */
+  /** Closes the handle, by design also HKEY_CURRENT_USER, but not HKEY_LOCAL_MACHINE and HKEY_USERS. */
   ~RegistryKey();
 
   const RegistryView view;
@@ -43,65 +43,65 @@ class RegistryKey {
   const std::u16string path;           ///< below the root, no leading backslash; empty for the root itself
 };
 
-/** What a value was, before it became a text. */
+/** A value before its conversion to text. */
 struct ValueFound {
-  platform::LSTATUS status = 0;  ///< why it cannot be read: ERROR_MORE_DATA (234) where it is too long
+  platform::LSTATUS status = 0;  ///< 0 or the error of the read: ERROR_MORE_DATA (234) if it is too long
   platform::DWORD type = 0;
   platform::DWORD bytes = 0;
 };
 
 /**
- * The process-wide roots, made on first use by any thread. LocalMachineRoot and UsersRoot are used as they
- * are. Of CurrentUserRoot take a copy, which closes HKEY_CURRENT_USER each time that one is destroyed.
+ * The process-wide roots, created on first use; thread-safe. Callers use LocalMachineRoot and UsersRoot as
+ * they are. Callers copy CurrentUserRoot; each copy closes HKEY_CURRENT_USER when it is destroyed.
  */
 const RegistryKey& LocalMachineRoot();
 const RegistryKey& CurrentUserRoot();
 const RegistryKey& UsersRoot();
 
 /**
- * Opens `path` below `parent` for reading. The view of `parent` plays no part, only the operation's own.
- * @param path  empty asks for `parent` itself
- * @return null where it cannot be opened
+ * Opens `path` below `parent` for reading, in the view of the function and not in that of `parent`.
+ * @param path  empty opens `parent` itself
+ * @return null on failure
  */
 std::unique_ptr<RegistryKey> OpenKey(const RegistryKey& parent, const std::u16string& path);
 std::unique_ptr<RegistryKey> OpenKey32(const RegistryKey& parent, const std::u16string& path);
 std::unique_ptr<RegistryKey> OpenKey64(const RegistryKey& parent, const std::u16string& path);
 /**
- * @param view    1 or 2 for that view; any other opens the default one and is recorded as it is
- * @param status  receives 0, or why the key does not open; may be null
+ * @param view    1 or 2 for that view; any other opens the default view, and the key keeps the number
+ * @param status  out: 0 or the error of the open; may be null
  */
 std::unique_ptr<RegistryKey> OpenKeyInView(const RegistryKey& parent, const std::u16string& path,
                                            RegistryView view, platform::LSTATUS* status = nullptr);
 
 /**
- * Reads a value as text: REG_SZ as it is, REG_EXPAND_SZ with its variables expanded, REG_DWORD as a signed
+ * Reads a value as text: REG_SZ unchanged, REG_EXPAND_SZ with its variables expanded, REG_DWORD as a signed
  * decimal number. A text ends at its first NUL.
- * @param name   NUL-terminated
- * @param text   receives the text; empty for a missing value, any other type, and a value of more than 520
- *               bytes. Its memory is used again, which spares a scan an allocation for each value.
- * @param found  receives what there was to read; may be null
+ * @param name   null-terminated
+ * @param text   out: the text; empty for a missing value, any other type, and a value of more than 520 bytes.
+ *               Reuses the buffer of `text`.
+ * @param found  out: status, type and size of the value; may be null
  */
 void ReadRegistryValue(const RegistryKey& key, const char16_t* name, std::u16string& text,
                        ValueFound* found = nullptr);
-/** The same, as a text of its own. */
+/** The same, returning the text. */
 std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name);
 
 /**
- * @return the names of the key's sub keys in the registry's order; one that cannot be read is left out, and
- *         65536 of these in a row count as the end: the key itself is gone then
+ * @return the names of the subkeys in the order of the registry. Skips a name that cannot be read; 65,536 of
+ *         these in a row end the list, because the key itself was deleted then.
  */
 std::vector<std::u16string> ListSubKeyNames(const RegistryKey& key);
 
 /**
- * Reads when the key was last written.
- * @param text  receives milliseconds since 1970-01-01 UTC as a decimal number, never empty; its memory is
- *              used again
+ * Reads the last write time of a key.
+ * @param text  out: milliseconds since 1970-01-01 UTC as a decimal number, never empty; a time that cannot be
+ *              read counts as FILETIME 0. Reuses the buffer of `text`.
  */
 void ReadLastWriteTime(const RegistryKey& key, std::u16string& text);
 
 /**
- * Deletes the key at `path` below `root` with all its sub keys, in the process's own view.
- * @return false only where a delete was tried and failed; a key that is not there counts as deleted
+ * Deletes the key at `path` below `root` with all its subkeys, in the view of the process.
+ * @return false only if a delete was tried and failed; a missing key counts as deleted
  */
 bool DeleteRegistryTree(platform::HKEY root, const std::u16string& path);
 

@@ -7,7 +7,7 @@ namespace kestrelbay {
 namespace {
 
 constexpr char kFile[] = "SDKLog";
-constexpr std::int32_t kFormatFailureLine = 79;  // the line that hosts know this failure by
+constexpr std::int32_t kFormatFailureLine = 79;  // prescribed: hosts know this failure by its line
 
 void LogToDll(std::int32_t level, const char* file, const char* format) {
   switch (level) {
@@ -43,8 +43,8 @@ void SDKLog::Log(std::int32_t level, const char* file, const char* function, std
                  const char* format, ...) {
   const std::lock_guard<std::mutex> held(lock_);
   if (useLogDll) return LogToDll(level, file, format);
-  // Ended by its owner on every way out. A catch clause would end it in this very function, but nothing in
-  // the library catches: what is raised on a thread has to end the process where it was raised.
+  // The destructor calls va_end also when an exception leaves. A catch clause would do it too, but the
+  // library has none: an exception on a worker must end the process where it was thrown.
   struct Arguments {
     va_list list;
     ~Arguments() { va_end(list); }
@@ -63,10 +63,10 @@ void SDKLog::LogLine(std::int32_t level, const char* file, const char* function,
 std::string SDKLog::Format(const char* format, va_list arguments) {
   const int length = FormattedLength(format, arguments);
   if (length <= 0) return {};
-  // The terminator goes where std::string keeps its own.
+  // The NUL of vsprintf_s overwrites that of std::string.
   std::string message(static_cast<std::size_t>(length), '\0');
   if (platform::vsprintf_s(message.data(), message.size() + 1, format, arguments) < 0) {
-    // Comes back to the lock that this thread holds. It is not recursive, and that is meant.
+    // Deadlocks by design: Log() takes the lock that this thread already holds.
     Log(kLogError, kFile, "Format", kFormatFailureLine, "vsprintf_s error return value!");
     return {};
   }

@@ -1,8 +1,8 @@
 /**
- * The one logging point of the library.
+ * The log of the library.
  *
- * A record goes either to the host's callback or, unexpanded, to log.dll. There is no default: logging before
- * InitDllLogger has run calls a null callback.
+ * A record goes to the host's callback, or with its format unexpanded to log.dll. Logging before
+ * InitDllLogger calls a null pointer.
  */
 #pragma once
 
@@ -16,10 +16,10 @@
 
 namespace kestrelbay {
 
-/** Levels of a record. The library itself logs only information and errors. */
+/** Levels of a record. The library logs only information and errors. */
 enum LogLevel : std::int32_t { kLogDebug = 2, kLogInfo = 3, kLogWarning = 4, kLogError = 5 };
 
-/** Where a record comes from, for code that logs on behalf of its caller. */
+/** The source line of a record, for a function that logs on behalf of its caller. */
 struct LogSite {
   const char* file;
   const char* function;
@@ -28,13 +28,13 @@ struct LogSite {
 
 class SDKLog {
  public:
-  /** Made on first use by any thread, destroyed at unload. */
+  /** Created on first use, destroyed at unload. Thread-safe. */
   static SDKLog& GetInstance();
   virtual ~SDKLog() = default;
 
   /**
-   * Writes one record; blocks while another thread's record is written, the host's callback included.
-   * @param level     as it reaches the host; log.dll is called for 2 to 5 alone
+   * Writes one record. Blocks while another thread logs, including the host's callback.
+   * @param level     passed to the host unchanged; log.dll receives only levels 2 to 5
    * @param file      source file name, without directory or ending
    * @param function  bare function name
    * @param line      source line
@@ -43,10 +43,10 @@ class SDKLog {
   void Log(std::int32_t level, const char* file, const char* function, std::int32_t line, const char* format,
            ...);
 
-  /** Expands a format. @return the text, empty where it comes to nothing or cannot be formatted */
+  /** Expands a format. @return the text; empty on failure */
   std::string Format(const char* format, va_list arguments);
 
-  /** InitDllLogger writes these two, without the lock. */
+  /** InitDllLogger writes these two without the lock, by design. */
   bool useLogDll = false;
   LogCallback logCallback = nullptr;
 
@@ -62,6 +62,6 @@ class SDKLog {
 
 }  // namespace kestrelbay
 
-/** Logs with the place of the call; the first argument behind the file is the format. */
+/** Logs with function and line of the call. The argument after `file` is the format. */
 #define SDK_LOG(level, file, ...) \
   ::kestrelbay::SDKLog::GetInstance().Log(level, file, __func__, __LINE__, __VA_ARGS__)

@@ -37,7 +37,7 @@ void FillEntries(const AppRecords& apps, InstalledAppEntry* entries) {
 }
 
 void DeleteEntries(InstalledAppEntry* entries, std::int32_t count) {
-  if (!entries) return;  // the host has released this list before
+  if (!entries) return;  // a second release of the list
   for (std::int32_t index = 0; index < count; ++index) FreeTexts(entries[index]);
   delete[] entries;
 }

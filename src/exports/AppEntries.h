@@ -1,4 +1,4 @@
-/** The host's form of a list of applications. */
+/** Copies a list of applications into the records of the host. */
 #pragma once
 
 #include <cstddef>
@@ -9,11 +9,11 @@
 
 namespace kestrelbay {
 
-/** @return an array of `count` entries without texts, to be freed by DeleteEntries; never null, even for 0 */
+/** @return an array of `count` entries without texts, which DeleteEntries frees; never null, even for 0 */
 InstalledAppEntry* NewEntries(std::size_t count);
 
 /**
- * Copies a list into the host's form, in list order. Each text is a malloc block.
+ * Copies a list into `entries`, in list order. Each text is a malloc block.
  * @param entries  array of at least `apps.size()` entries
  */
 void FillEntries(const AppRecords& apps, InstalledAppEntry* entries);
@@ -21,7 +21,7 @@ void FillEntries(const AppRecords& apps, InstalledAppEntry* entries);
 /**
  * Frees an array of NewEntries.
  * @param entries  null is allowed and frees nothing
- * @param count    how many entries have their texts freed; 0 or less frees none of them
+ * @param count    number of entries whose texts are freed; 0 or less frees the array only
  */
 void DeleteEntries(InstalledAppEntry* entries, std::int32_t count);
 

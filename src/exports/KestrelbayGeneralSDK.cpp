@@ -23,15 +23,15 @@ namespace kestrelbay {
 namespace {
 
 constexpr char kFile[] = "KestrelbayGeneralSDK";
-constexpr platform::DWORD kStartPauseMs = 500;
+constexpr platform::DWORD kStartPauseMs = 500;  // prescribed: hosts rely on starts half a second apart
 constexpr const char* kBlockList[] = {"com.tolvan.tvdisk", "com.tolvan.baymarket"};
 
-// A fact reaches the host when there is one and the host has room for it.
+// An empty fact and a missing or small buffer fail alike.
 bool CopyFact(const std::string& fact, char* buffer, std::int32_t* size) {
   return !fact.empty() && buffer && CopyToHost(fact, buffer, size);
 }
 
-// Registers a job and starts it. The lock and the pause space out starts, installations and removals alike.
+// Registers a job and starts it. The pause is inside the lock, so that all starts are half a second apart.
 template <class Flow, class Request, class Callback>
 void StartJob(Request* request, Callback callback, void (Flow::*start)(const std::string&)) {
   const std::lock_guard<std::recursive_mutex> held(LifecycleMutex);
@@ -97,7 +97,7 @@ void SetStopAppEvent() {
   SDK_LOG(kLogInfo, kFile, "setStopAppEvent success.");
 }
 
-// The facts differ in their names alone, which also stand in their log lines.
+// The five differ only in their name, which is also in their log lines.
 #define BUFFER_FACT(name)                                                      \
   bool name(char* buffer, int32_t* size) {                                     \
     SDK_LOG(kLogInfo, kFile, "enter " #name);                                  \
@@ -115,13 +115,13 @@ BUFFER_FACT(GetGraphics)
 bool GetAppVersion(const char* displayName, const char* registryPath, char* buffer, int32_t* size) {
   SDK_LOG(kLogInfo, kFile, "enter GetAppVersion");
   if (!registryPath || !*registryPath) return CopyFact(FindInstalledVersion(displayName), buffer, size);
-  // That there is a path is all that counts. Its text is not read, so the place is the machine's root.
-  const OpenedPath place = OpenRegistryPath({});
-  if (!place.key) {
+  // By design the text of the path is not read: any path opens HKEY_LOCAL_MACHINE itself.
+  const OpenedPath opened = OpenRegistryPath({});
+  if (!opened.key) {
     SDK_LOG(kLogError, kFile, "failed open registry.");
     return false;
   }
-  return CopyFact(ReadInstalledVersion(*place.key), buffer, size);
+  return CopyFact(ReadInstalledVersion(*opened.key), buffer, size);
 }
 
 void GetRootDir(char* buffer, int32_t* size, uint32_t mode) {

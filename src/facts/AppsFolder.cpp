@@ -17,7 +17,7 @@ std::string ReadItemName(IShellItem* item, platform::DWORD form) {
 
 void ReadItems(IEnumShellItems* items, std::vector<AppsFolderEntry>& entries) {
   IShellItem* item = nullptr;
-  // The end and an error look alike: what was read so far is the list.
+  // The end and an error are treated alike: the list has the items so far.
   while (platform::IEnumShellItems_Next(items, 1, &item, nullptr) == platform::S_OK) {
     AppsFolderEntry entry;
     entry.parsingName = ReadItemName(item, platform::SIGDN_DESKTOPABSOLUTEPARSING);
@@ -30,7 +30,7 @@ void ReadItems(IEnumShellItems* items, std::vector<AppsFolderEntry>& entries) {
 }  // namespace
 
 void EnumerateAppsFolder(std::vector<AppsFolderEntry>& entries) {
-  platform::CoInitialize(nullptr);  // never undone: starts on this thread need it later
+  platform::CoInitialize(nullptr);  // never undone, because later starts on this thread need it
   entries.clear();
   void* folder = nullptr;
   if (platform::SHCreateItemFromParsingName(u"shell:appsFolder", nullptr, platform::IID_IShellItem, &folder) <

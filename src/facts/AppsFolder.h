@@ -1,4 +1,4 @@
-/** The shell's apps folder, which lists every application that can be started. */
+/** Lists the apps folder of the shell, which contains every application that can be started. */
 #pragma once
 
 #include <string>
@@ -8,14 +8,14 @@ namespace kestrelbay {
 
 /** An item of the shell's apps folder. Either text may be empty. */
 struct AppsFolderEntry {
-  std::string displayName;  ///< as shown to a person
-  std::string parsingName;  ///< what the shell starts it by, behind "shell:AppsFolder\"
+  std::string displayName;  ///< the name for users
+  std::string parsingName;  ///< starts it after "shell:AppsFolder\"
 };
 
 /**
- * Lists the apps folder in the shell's order. Initialises COM on the calling thread, single-threaded, and
- * leaves it initialised, because no caller could undo it.
- * @param entries  out: emptied first; after a failure it holds what was read before
+ * Lists the apps folder in the order of the shell. Initialises COM on the calling thread, single-threaded,
+ * and by design leaves it initialised.
+ * @param entries  out: emptied first; after a failure, the items before it
  */
 void EnumerateAppsFolder(std::vector<AppsFolderEntry>& entries);
 

@@ -11,7 +11,7 @@ std::vector<IDXGIAdapter*> Adapters(IDXGIFactory* factory) {
   std::vector<IDXGIAdapter*> adapters;
   for (platform::UINT index = 0;; ++index) {
     IDXGIAdapter* adapter = nullptr;
-    // Any other result counts as an adapter: what cannot be described keeps its place with an empty name.
+    // Any other result counts as an adapter: one that cannot be described has an empty name in the list.
     if (platform::IDXGIFactory_EnumAdapters(factory, index, &adapter) == platform::DXGI_ERROR_NOT_FOUND)
       break;
     adapters.push_back(adapter);

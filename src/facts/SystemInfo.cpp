@@ -31,7 +31,7 @@ SystemInfo& SystemInfo::GetInstance() {
   return instance;
 }
 
-// The wording of the failure differs between the facts. Hosts' log filters know each, so each is kept.
+// The failure texts differ by design: log filters of hosts know each of them.
 
 std::string SystemInfo::GetDeviceId() {
   const auto key = OpenKey64(LocalMachineRoot(), Utf8ToWide(kCryptographyPath));
@@ -55,7 +55,7 @@ std::string SystemInfo::GetProductName() {
 }
 
 std::string SystemInfo::GetProxyServer() {
-  const RegistryKey user = CurrentUserRoot();  // a copy, which closes HKEY_CURRENT_USER at its end; so meant
+  const RegistryKey user = CurrentUserRoot();  // by design a copy, which closes HKEY_CURRENT_USER
   const auto key = OpenKey(user, Utf8ToWide(kInternetSettingsPath));
   if (!key) {
     SDK_LOG(kLogError, kFile, "failed open registry. the path is %s.", kInternetSettingsPath);

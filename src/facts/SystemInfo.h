@@ -1,4 +1,4 @@
-/** Facts about the machine, each asked anew at every call. */
+/** Facts about the machine, read anew at each call. */
 #pragma once
 
 #include <cstdint>
@@ -6,33 +6,33 @@
 
 namespace kestrelbay {
 
-/** Without state; any thread may call anything at any time. Texts are UTF-8, empty where nothing is known. */
+/** Has no state; thread-safe. Texts are UTF-8, and empty if the fact is unknown. */
 class SystemInfo {
  public:
-  /** Made on first use by any thread, destroyed at unload. */
+  /** Created on first use, destroyed at unload. Thread-safe. */
   static SystemInfo& GetInstance();
   virtual ~SystemInfo() = default;
 
-  /** @return the machine's identity exactly as registered, without change of case or hyphens */
+  /** @return the identity of the machine exactly as registered, with its case and hyphens */
   std::string GetDeviceId();
   std::string GetManufacturer();
   std::string GetProductName();
 
   /**
-   * @return the user's proxy setting as it stands, a list per protocol included; empty where it is off
-   * @throws std::invalid_argument, std::out_of_range  where the switch is missing or no 32-bit number
+   * @return the proxy setting of the user unchanged, even a list per protocol; empty if it is off
+   * @throws std::invalid_argument, std::out_of_range  if the switch is missing or no 32-bit number
    */
   std::string GetProxyServer();
 
-  /** @throws std::invalid_argument, std::out_of_range  where the value is missing or no 32-bit number */
+  /** @throws std::invalid_argument, std::out_of_range  if the value is missing or no 32-bit number */
   bool IsTabletPC();
 
-  /** @return the names of the graphics adapters in the system's order, joined by commas */
+  /** @return the names of the graphics adapters in the order of the system, joined by commas */
   std::string GetGraphics();
 
   /**
-   * @param path  its first byte is taken for a drive letter and nothing else is looked at; may be null
-   * @return mebibytes free to the caller on that drive, rounded down; -1 where they cannot be told
+   * @param path  its first byte is the drive letter, the rest is ignored; may be null
+   * @return mebibytes free to the caller on that drive, rounded down; -1 on failure
    */
   std::int64_t GetDiskAvailableSpace(const char* path);
 
@@ -41,7 +41,7 @@ class SystemInfo {
 };
 
 /**
- * Parses a decimal number as the standard integer parse does; what follows the digits is ignored.
+ * Parses a decimal number as std::stoi does. Ignores the text after the digits.
  * @throws std::invalid_argument without digits, std::out_of_range outside 32 bits
  */
 std::int32_t ParseDecimal(const std::u16string& text);

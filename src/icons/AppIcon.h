@@ -1,4 +1,4 @@
-/** From the DisplayIcon of an application to the icon text that a client shows. */
+/** Turns the DisplayIcon of an application into the icon text for clients. */
 #pragma once
 
 #include <string>
@@ -7,15 +7,14 @@
 namespace kestrelbay {
 
 /**
- * @param displayIcon  the registry's text, with quotes and icon index
- * @param extract      whether an executable's icon is to be drawn
- * @return UTF-8: the cleaned path for anything but an executable, which is told by ".exe" in exactly this
- *         case; for an executable a picture as a data URL, or empty where none was asked for or could
- *         be drawn
+ * @param displayIcon  the text in the registry, with quotes and icon index
+ * @param extract      whether to draw the icon of an executable
+ * @return UTF-8. A text with ".exe" in exactly this case is an executable: its picture as a data URL, or
+ * empty without `extract` and on failure. Any other text: its normalized path.
  */
 std::string GetAppIconText(std::u16string_view displayIcon, bool extract);
 
-/** @return the path alone: cut at the first comma, without quotes, doubled backslashes and outer blanks */
+/** @return the path: cut at the first comma, without quotes, doubled backslashes and outer blanks */
 std::u16string NormalizeIconPath(std::u16string_view displayIcon);
 
 }  // namespace kestrelbay

@@ -1,4 +1,4 @@
-/** A GDI+ bitmap that frees itself. */
+/** Owns a GDI+ bitmap. */
 #pragma once
 
 #include <cstdint>
@@ -9,15 +9,15 @@
 namespace kestrelbay {
 
 /**
- * Lives in memory of GDI+'s own, so making one can fail with null, and holds the status of its last
- * operation. The native image is null where it could not be made; what is asked of it then fails.
+ * Owns a GDI+ bitmap and the status of its last operation. Allocated by GDI+, so the factories return null if
+ * GDI+ has no memory. The native image is null if its creation failed; operations on it then fail.
  */
 class GdiPlusBitmap {
  public:
   static std::unique_ptr<GdiPlusBitmap> FromIcon(platform::HICON icon);
-  /** The source's alpha is not taken over, but stays in its pixels. */
+  /** The bitmap has no alpha, but its pixels keep the bytes of the alpha of the source. */
   static std::unique_ptr<GdiPlusBitmap> FromBitmap(platform::HBITMAP source);
-  /** @param locked pixels to read as ARGB; they must outlive the result */
+  /** @param locked  pixels to read as ARGB; borrowed, so they must outlive the bitmap */
   static std::unique_ptr<GdiPlusBitmap> OverPixels(const platform::BitmapData& locked);
 
   ~GdiPlusBitmap();
@@ -27,15 +27,15 @@ class GdiPlusBitmap {
   static void* operator new(std::size_t bytes) noexcept { return platform::GdipAlloc(bytes); }
   static void operator delete(void* memory) noexcept { platform::GdipFree(memory); }
 
-  platform::GpBitmap* Bitmap() const { return native; }
-  platform::GpImage* Image() const { return reinterpret_cast<platform::GpImage*>(native); }
+  platform::GpBitmap* Bitmap() const { return native_; }
+  platform::GpImage* Image() const { return reinterpret_cast<platform::GpImage*>(native_); }
 
   platform::GpStatus lastStatus = 0;
 
  private:
   GdiPlusBitmap() = default;
 
-  platform::GpBitmap* native = nullptr;
+  platform::GpBitmap* native_ = nullptr;
 };
 
 }  // namespace kestrelbay

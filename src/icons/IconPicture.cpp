@@ -18,8 +18,8 @@ constexpr std::uint32_t kOpaqueBlack = 0xFF000000;
 constexpr int kSmallIconPixels = 48;
 constexpr int kJumboPixels = 256;
 
-// Fetched once for the life of the process, and never released. Read and written without a lock, and that is
-// meant: a thread that comes while another fetches it makes do with the common icon.
+// Fetched once and kept for the life of the process. Data race by design, listed in tsan.supp: a thread that
+// extracts while another one fetches the list uses the common icon.
 struct JumboImageList {
   platform::HIMAGELIST list = nullptr;
   bool tried = false;
@@ -37,7 +37,7 @@ platform::HIMAGELIST FetchJumboImageList() {
   return jumboImageList.list;
 }
 
-// The shell's largest icon of a file; a machine without the large list gives its common one.
+// Returns the largest icon of a file; without the jumbo list, the common one.
 platform::HICON LoadLargestIcon(const std::u16string& path) {
   const platform::HIMAGELIST list = FetchJumboImageList();
   platform::SHFILEINFOW info{};
@@ -52,8 +52,9 @@ platform::HICON LoadLargestIcon(const std::u16string& path) {
   return large;
 }
 
-// Whether nothing stands in column 49 below row 48: then a small icon lies in the corner of a large bitmap.
-// The bitmap has no alpha, so an empty pixel reads as black; one that cannot be read counts as empty.
+// Windows puts an icon of at most 48 pixels unscaled into the corner of the 256-pixel bitmap. Column 49 below
+// row 48 is empty then. The bitmap has no alpha, so an empty pixel reads as black. A pixel that cannot be
+// read counts as empty.
 bool IsSmallIconInCorner(const GdiPlusBitmap& source) {
   for (int y = kSmallIconPixels + 1; y < kJumboPixels; ++y) {
     std::uint32_t argb = kOpaqueBlack;
@@ -72,7 +73,7 @@ platform::GpRect PictureOf(const GdiPlusBitmap& source) {
   return {0, 0, static_cast<int>(width), static_cast<int>(height)};
 }
 
-// Reads the same bytes as ARGB, which keeps the alpha that the colour bitmap holds.
+// Reads the same bytes as ARGB: GDI+ ignores the alpha of a colour bitmap, but keeps its bytes.
 std::unique_ptr<GdiPlusBitmap> WithAlpha(const GdiPlusBitmap& source) {
   const platform::GpRect picture = PictureOf(source);
   int pixelFormat = 0;
@@ -97,7 +98,7 @@ bool SaveColorBitmapAsPng(platform::HICON icon, platform::HBITMAP color, std::ve
   return target && SaveBitmapAsPng(*target, png);
 }
 
-// The zero id where there is no such encoder; the save is tried all the same.
+// Returns the zero id if there is no such encoder. The save is tried all the same, and fails.
 platform::GUID FindPngEncoder() {
   platform::UINT count = 0;
   platform::UINT bytes = 0;
@@ -111,7 +112,7 @@ platform::GUID FindPngEncoder() {
   return {};
 }
 
-// The text keeps the size that was asked for first, its NUL included.
+// The text keeps the size that the first call returned, including the NUL.
 bool EncodeBase64(const std::vector<std::uint8_t>& bytes, std::string& base64) {
   const auto byteCount = static_cast<platform::DWORD>(bytes.size());
   platform::DWORD chars = 0;
@@ -134,7 +135,7 @@ bool SaveBitmapAsPng(GdiPlusBitmap& bitmap, std::vector<std::uint8_t>& png) {
       platform::GdipSaveImageToStream(bitmap.Image(), stream, &encoder, nullptr);
   if (status != 0) {
     bitmap.lastStatus = status;
-    return false;  // the stream stays, and that is meant
+    return false;  // by design the stream is not released
   }
   platform::HANDLE memory = nullptr;
   platform::GetHGlobalFromStream(stream, &memory);

@@ -1,7 +1,7 @@
 /**
- * From an executable to its largest icon as a PNG, in memory alone. Any failure is a false result.
+ * Turns the largest icon of an executable into a PNG in memory. Each function returns false on failure.
  *
- * Extractions may run at once; the image list that they share is fetched without a lock.
+ * Extractions may run at once. By design they fetch their shared image list without a lock.
  */
 #pragma once
 
@@ -17,15 +17,15 @@ class GdiPlusBitmap;
 
 /**
  * @param path    of the executable
- * @param base64  receives the PNG in base64. Its last character is the NUL that the conversion counts: read
- * it as a C string.
+ * @param base64  out: the PNG in base64. Its last character is a NUL, because the conversion counts the NUL:
+ * use it as a C string.
  */
 bool IconToPngBase64(const std::u16string& path, std::string& base64);
 
-/** @param icon null is a failure @param png receives the file's bytes */
+/** @param icon  null fails @param png  out: the bytes of the file */
 bool IconToPng(platform::HICON icon, std::vector<std::uint8_t>& png);
 
-/** @param png receives the file's bytes */
+/** @param png  out: the bytes of the file */
 bool SaveBitmapAsPng(GdiPlusBitmap& bitmap, std::vector<std::uint8_t>& png);
 
 }  // namespace kestrelbay

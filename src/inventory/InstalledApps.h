@@ -1,8 +1,8 @@
 /**
- * The inventory: what is installed on this machine, read afresh at every call.
+ * The inventory: the installed applications, read anew at each call.
  *
- * There is no error result. What cannot be read is not there, so a list may be empty. Any number of calls may
- * run at once; each works on a list of its own.
+ * There is no error result. A key that cannot be read adds nothing, so a list may be empty. Thread-safe: each
+ * call has its own list.
  */
 #pragma once
 
@@ -13,27 +13,27 @@
 
 namespace kestrelbay {
 
-/** @return all records in sorted order, without icon texts; equal names stay in the order of the scan */
+/** @return all records sorted by name, without icon texts; equal names keep the order of the scan */
 AppRecords ScanInstalledApps();
 
 /**
- * @param includeIcons  whether the icons of executables are drawn; nothing else depends on it
- * @return all records in sorted order with their icon texts; never null
+ * @param includeIcons  whether to draw the icons of executables; nothing else depends on it
+ * @return all records sorted by name, with their icon texts; never null
  */
 std::unique_ptr<AppRecords> GetInstalledApps(bool includeIcons);
 
 /**
- * Finds the first record with exactly this name. The inventory that it asks stays allocated for the life of
- * the process, so the record does too.
- * @param displayName  UTF-8; null faults once there is a name to compare it with
- * @return null where there is no such record
+ * Finds the first record with exactly this name. By design the inventory of each call stays allocated for the
+ * life of the process, and so does the record.
+ * @param displayName  UTF-8; crashes on null if the list has a record
+ * @return null if there is no such record
  */
 const AppRecord* FindInstalledApp(const char* displayName);
 
 /**
- * Draws the icon of the first record with exactly this name. The inventory that it asks stays allocated for
- * the life of the process.
- * @return an icon text, empty where there is no such record or no icon
+ * Draws the icon of the first record with exactly this name. By design the inventory of each call stays
+ * allocated for the life of the process.
+ * @return an icon text; empty if there is no such record or no icon
  */
 std::string GetAppIconByName(const std::u16string& displayName);
 

@@ -8,7 +8,7 @@
 namespace kestrelbay {
 namespace {
 
-// The branch of what is installed for the whole machine; the machine's uninstall keys show that already.
+// The branch of the products that are installed for all users. The uninstall keys of the machine list these.
 constexpr char16_t kMachineUserDataSid[] = u"S-1-5-18";
 
 std::unique_ptr<RegistryKey> OpenUserData(const Scan& scan, RegistryView view) {
@@ -31,6 +31,7 @@ void ScanHive(const std::u16string& hive, Scan& scan) {
   const auto userProducts =
       scan.OpenScanRoot(ScanRoot::UserProducts, UsersRoot(), hive + u'\\' + UserProductsPath, kDefaultView);
   if (!userProducts) return;
+  // Both views are opened before either is scanned, and a missing one skips only itself.
   const auto userData32 = OpenUserData(scan, k32BitView);
   const auto userData64 = OpenUserData(scan, k64BitView);
   ScanProductsInView(*userProducts, userData32.get(), k32BitView, scan);
@@ -45,7 +46,7 @@ Verdict LookInBranch(const std::u16string& packedCode, const std::u16string& sid
 
 Verdict FindUserProduct(const std::u16string& packedCode, const RegistryKey& userProducts,
                         const RegistryKey& userData, Scan& scan) {
-  // Listed anew for each product: a user's branch that comes or goes meanwhile counts at once.
+  // Lists the branches again for each product, by design: a branch that appears meanwhile counts.
   for (const std::u16string& sid : ListSubKeyNames(userData)) {
     const Verdict verdict = LookInBranch(packedCode, sid, userProducts, userData, scan);
     scan.Notify(BranchJudged{sid, verdict});

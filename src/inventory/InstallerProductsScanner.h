@@ -1,6 +1,6 @@
 /**
- * Scans the user hives: each hive's uninstall key, and its installer products, whose properties stand in the
- * machine's UserData tree. Failure and threads are as in UninstallKeyScanner.h.
+ * Scans the hives of the users: their uninstall keys and their installer products. The properties of these
+ * products are in the UserData tree of the machine. Failures are as in UninstallKeyScanner.h.
  */
 #pragma once
 
@@ -15,20 +15,20 @@ namespace kestrelbay {
 void ScanUserHives(Scan& scan);
 
 /**
- * Looks each product of one hive up below every user of UserData. The first user whose branch yields a record
- * wins, whether or not that is the user of the hive.
- * @param userData  in one view, which becomes the records' architecture
+ * Searches UserData for each product of one hive. By design the first branch that yields a record counts,
+ * even if it is the branch of another user.
+ * @param userData  opened in one view, which becomes the architecture of the records
  */
 void ScanUserProducts(const RegistryKey& userProducts, const RegistryKey& userData, Scan& scan);
 
 /**
- * @param sid  name of a user's branch below UserData
- * @return Accepted when a record was handed on, else why this branch yields none
+ * @param sid  name of the branch of one user below UserData
+ * @return Accepted if a record was added, else the reason
  */
 Verdict FindProductInUserData(const std::u16string& packedCode, const std::u16string& sid,
                               const RegistryKey& userProducts, const RegistryKey& userData, Scan& scan);
 
-/** @return Accepted when a record was handed on */
+/** @return Accepted if a record was added */
 Verdict ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& installProperties, Scan& scan);
 
 }  // namespace kestrelbay

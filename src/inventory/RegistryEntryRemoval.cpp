@@ -10,10 +10,10 @@
 namespace kestrelbay {
 namespace {
 
-constexpr char kFile[] = "InstalledApps";  // the file that hosts know these records by
+constexpr char kFile[] = "InstalledApps";  // prescribed: hosts know these log records by that file
 
 bool StartDeleteCommand(const AppRecord& app) {
-  // Nothing is quoted, so a key with a blank in its name reaches the command as two arguments. That stays.
+  // Not quoted, by design: a key path with a blank reaches the command as two arguments.
   const std::string parameters =
       "delete " + WideToUtf8(app.rootKeyStr) + "\\" + WideToUtf8(app.subKeyPath) + " /f";
   return StartProcessElevated("reg", parameters, platform::SW_HIDE) != nullptr;
@@ -30,7 +30,7 @@ bool DeleteAppRegistryInfo(const std::u16string& displayName) {
     return false;
   }
   SDK_LOG(kLogInfo, kFile, "find registry of %ws.", displayName.c_str());
-  // HKEY_USERS is not told apart and is looked for below the machine's root.
+  // By design the path of an entry below HKEY_USERS is deleted below the root of the machine.
   const platform::HKEY root =
       app->rootKeyStr == u"HKEY_CURRENT_USER" ? platform::HKEY_CURRENT_USER : platform::HKEY_LOCAL_MACHINE;
   if (DeleteRegistryTree(root, std::u16string(app->subKeyPath))) return true;

@@ -1,4 +1,4 @@
-/** Removing the registry entry of an application. */
+/** Removes the registry entry of an application. */
 #pragma once
 
 #include <string>
@@ -6,13 +6,13 @@
 namespace kestrelbay {
 
 /**
- * Removes the entry of the first application in the list with exactly this name, below the machine's root in
- * the process's own view; what cannot be deleted is left to an elevated command that nothing waits for.
+ * Removes the entry of the first application in the list with exactly this name, below HKEY_LOCAL_MACHINE in
+ * the view of the process. If the delete fails, starts an elevated command and does not wait for it.
  *
- * An entry of a user's hive or of the 32-bit view is therefore not found where it is looked for, counts as
- * gone, and stays. The inventory that is asked stays allocated for the life of the process.
+ * By design an entry in a user's hive or in the 32-bit view is not found there, counts as removed, and stays.
+ * The inventory of each call stays allocated for the life of the process.
  *
- * @return true when the entry counts as removed or the command was started
+ * @return true if the entry counts as removed or the command was started
  */
 bool DeleteAppRegistryInfo(const std::u16string& displayName);
 

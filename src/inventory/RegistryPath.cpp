@@ -9,9 +9,9 @@ OpenedPath OpenRegistryPath(const std::string& path) {
   const std::size_t separator = cleaned.find('\\');
   const std::string rootName = cleaned.substr(0, separator);
   const std::string subKey = separator == cleaned.npos ? cleaned : cleaned.substr(separator + 1);
-  OpenedPath place{rootName == "HKEY_CURRENT_USER" ? CurrentUserRoot() : LocalMachineRoot(), nullptr};
-  place.key = OpenKey64(place.root, Utf8ToWide(subKey));
-  return place;
+  OpenedPath opened{rootName == "HKEY_CURRENT_USER" ? CurrentUserRoot() : LocalMachineRoot(), nullptr};
+  opened.key = OpenKey64(opened.root, Utf8ToWide(subKey));
+  return opened;
 }
 
 }  // namespace kestrelbay

@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t kGroupsOfProductCode = 5;
 constexpr std::size_t kReversedGroups = 3;
 
-// "KB" and six digits, the whole name.
+// "KB" and exactly six digits are the whole name. Other names of updates count as applications, by design.
 bool IsKnowledgeBaseName(std::u16string_view name) {
   constexpr std::size_t kDigits = 6;
   return name.size() == 2 + kDigits && name.starts_with(u"KB") &&
@@ -28,12 +28,14 @@ void AppendPairsSwapped(std::u16string& packed, const std::u16string& group) {
   for (std::size_t at = 0; at + 1 < group.size(); at += 2) packed.append({group[at + 1], group[at]});
 }
 
+// The last two groups are swapped in pairs, so their lengths must be even. The other lengths do not matter.
 bool IsProductCode(const std::vector<std::u16string>& groups) {
   return groups.size() == kGroupsOfProductCode &&
          std::all_of(groups.begin() + kReversedGroups, groups.end(),
                      [](const std::u16string& group) { return group.size() % 2 == 0; });
 }
 
+// In this order: the verdict of an explanation is the first rule that rejects the entry.
 Verdict JudgePlainEntry(const InstalledAppInfo& app, std::u16string_view publisher,
                         std::u16string_view subKeyName, std::u16string_view parentKeyName,
                         std::u16string_view releaseType) {
@@ -83,7 +85,7 @@ Verdict JudgeUpdate(std::u16string_view subKeyName, std::u16string_view parentKe
 }
 
 Verdict JudgeManagedEntry(const InstalledAppInfo& app, std::u16string_view publisher) {
-  // Neither the update filter nor an uninstall command is asked for: the installer can always remove it.
+  // Needs no uninstall command, because the installer can always remove it, and may be an update.
   if (app.DisplayName.empty()) return Verdict::NoName;
   return publisher == ExcludedPublisher ? Verdict::PublisherExcluded : Verdict::Accepted;
 }
@@ -97,6 +99,7 @@ Verdict AddIfAccepted(Verdict verdict, const RegistryKey& key, InstalledAppInfo 
 
 Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string& subKeyName, Scan& scan) {
   InstalledAppInfo app;
+  // All values are read in this order, even those of an entry that is rejected later.
   const std::u16string releaseType = scan.ReadRuleValue(subKey, u"ReleaseType");
   scan.ReadField(app.DisplayVersion, AppField::DisplayVersion, subKey, u"DisplayVersion");
   scan.ReadField(app.DisplayName, AppField::DisplayName, subKey, u"DisplayName");
@@ -113,7 +116,7 @@ Verdict ReadPlainUninstallEntry(const RegistryKey& subKey, const std::u16string&
 
 Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const RegistryKey& subKey, Scan& scan) {
   InstalledAppInfo app;
-  // An empty code is no name to open: it would be the products key itself.
+  // Opening an empty code would open the products key itself.
   if (const std::u16string packedCode = PackProductCode(subKeyName); !packedCode.empty()) {
     if (const auto productKey = scan.OpenEntryKey(*scan.productsKey, packedCode, scan.productsKey->view)) {
       scan.ReadField(app.DisplayName, AppField::DisplayName, *productKey, u"ProductName");

@@ -59,7 +59,7 @@ ResultMap AppInstall::InstallThreadImp(const std::string& installationPath, cons
   SDK_LOG(kLogInfo, kFile, "InstallThreadImp begin.");
   ResultMap before;
   ResultMap after;
-  // Each outcome is logged with the line on which it is decided.
+  // Logs each outcome with the line of its decision.
   const auto conclude = [&, function = __func__](std::int32_t line, const Outcome& outcome,
                                                  const std::string& argument) {
     Conclude(after, outcome, displayName, argument, {kFile, function, line});
@@ -69,11 +69,11 @@ ResultMap AppInstall::InstallThreadImp(const std::string& installationPath, cons
   if (!FileExists(installationPath)) return conclude(__LINE__, kPathMissing, installationPath);
   if (displayName.empty()) return conclude(__LINE__, kNameEmpty, displayName);
   InquryInstallInfo(before, displayName, registryPath);
-  StartInstallProcessAndWait(installationPath, para);  // a failed start is judged like a finished installer
+  StartInstallProcessAndWait(installationPath, para);  // ignores a failed start: the inventory decides
   InquryInstallInfo(after, displayName, registryPath);
   if (before.empty() && after.empty()) return conclude(__LINE__, kNotInstalled, displayName);
   if (before.empty()) return conclude(__LINE__, kInstalled, displayName);
-  // Any difference counts, a downgrade and a vanished application too: this is no ordering of versions.
+  // By design any difference is an update, also a downgrade or an application that is gone.
   if (before["DisplayVersion"] != after["DisplayVersion"]) return conclude(__LINE__, kUpdated, displayName);
   return conclude(__LINE__, kNotUpdated, displayName);
 }
@@ -87,10 +87,10 @@ void AppInstall::InquryInstallInfo(ResultMap& info, const std::string& displayNa
     }
     return;
   }
-  const OpenedPath place = OpenGivenPath({kFile, __func__, __LINE__});
-  if (!place.key) return;
+  const OpenedPath opened = OpenGivenPath({kFile, __func__, __LINE__});
+  if (!opened.key) return;
   info["DisplayName"] = kGivenPathDisplayName;
-  info["DisplayVersion"] = WideToUtf8(ReadRegistryValue(*place.key, u"DisplayVersion"));
+  info["DisplayVersion"] = WideToUtf8(ReadRegistryValue(*opened.key, u"DisplayVersion"));
   SDK_LOG(kLogInfo, kFile, "application found from the given registry path.");
 }
 
@@ -102,7 +102,7 @@ bool AppInstall::StartInstallProcessAndWait(const std::string& appPath, const st
     SDK_LOG(kLogError, kFile, "Create process failed: %d", platform::GetLastError());
     return false;
   }
-  // Whichever ends the wait, and whether it failed, the second look-up decides.
+  // Ignores the result of the wait: the second look-up decides.
   const platform::HANDLE ends[] = {process, StopEvent};
   platform::WaitForMultipleObjects(std::size(ends), ends, false, platform::INFINITE);
   platform::CloseHandle(process);

@@ -36,7 +36,7 @@ bool AppStart::StartApp(const std::string& displayName, const std::string& appAl
   SDK_LOG(kLogInfo, kFile, "find app in APPSRC_REGISTRY, fullpath is %s.", path.c_str());
   const std::string exePath = ExtractExePath(path);
   if (!FileExists(exePath)) {
-    // Only told: the shell has the last word on a path that does not exist.
+    // Only logged: the start is tried all the same, and the shell decides.
     SDK_LOG(kLogError, kFile, "start app failed, %s is not exist.", displayName.c_str());
   }
   return !exePath.empty() && StartProcessElevated(exePath, "", platform::SW_SHOW) != nullptr;
@@ -46,7 +46,8 @@ AppLocation AppStart::LocateApp(const std::string& displayName, const std::strin
   std::vector<AppsFolderEntry> folder;
   EnumerateAppsFolder(folder);
   for (const AppsFolderEntry& entry : folder) {
-    // The item's name is the needle, so an item without a name matches every request.
+    // By design the name of the item is searched in the request: an item without a name matches every
+    // request.
     if (displayName.find(entry.displayName) != std::string::npos ||
         appAlias.find(entry.displayName) != std::string::npos) {
       return {entry.parsingName, APPSRC_FOLDER};

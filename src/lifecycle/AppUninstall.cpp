@@ -37,6 +37,7 @@ std::string ArchitectureText(RegistryView view) {
   }
 }
 
+// Any other text, even the empty one, means HKEY_USERS.
 platform::HKEY WatchedRoot(const std::string& rootKeyStr) {
   if (rootKeyStr == "HKEY_CURRENT_USER") return platform::HKEY_CURRENT_USER;
   if (rootKeyStr == "HKEY_LOCAL_MACHINE") return platform::HKEY_LOCAL_MACHINE;
@@ -49,16 +50,16 @@ platform::REGSAM WatchAccess(const std::string& architecture) {
   return platform::KEY_NOTIFY;
 }
 
-// Splits at the first blank behind the first ".exe". Blanks before it belong to the path, quoted or not.
+// Splits at the first blank after the first ".exe". Blanks before it belong to the path, quoted or not.
 void SplitCommand(const std::string& command, std::string& exePath, std::string& para) {
   const auto exeAt = static_cast<std::int32_t>(command.find(".exe"));
-  // Without ".exe" the search starts behind the end and finds nothing.
+  // Without ".exe", -1 becomes the largest position: the search starts after the end and finds nothing.
   const auto blankAt = static_cast<std::int32_t>(command.find(' ', static_cast<std::size_t>(exeAt)));
   exePath = blankAt < 1 ? command : command.substr(0, static_cast<std::size_t>(blankAt));
   para = blankAt < 1 ? std::string() : command.substr(static_cast<std::size_t>(blankAt) + 1);
 }
 
-// A bare program name is left to the shell's own search.
+// A bare program name counts as existing, because the shell searches for it.
 bool IsMissingFullPath(const std::string& exePath, std::string& bare) {
   if (exePath.find(":\\") == exePath.npos) return false;
   bare = exePath;
@@ -94,19 +95,20 @@ void AppUninstall::RunJob(const std::string& name) {
 
 ResultMap AppUninstall::UninstallThreadImp(const std::string& displayName, const std::string& registryPath) {
   ResultMap info;
-  // Each outcome is logged with the line on which it is decided.
+  // Logs each outcome with the line of its decision.
   const auto conclude = [&, function = __func__](std::int32_t line, const Outcome& outcome,
                                                  const std::string& argument) {
     Conclude(info, outcome, displayName, argument, {kFile, function, line});
     return info;
   };
   if (displayName.empty()) return conclude(__LINE__, kNameEmpty, displayName);
-  const UninstallTarget place = GetUninstallPath(displayName, registryPath);
-  if (place.exePath.empty()) return conclude(__LINE__, kNoCommand, displayName);
-  if (std::string bare; IsMissingFullPath(place.exePath, bare))
+  const UninstallTarget target = GetUninstallPath(displayName, registryPath);
+  if (target.exePath.empty()) return conclude(__LINE__, kNoCommand, displayName);
+  if (std::string bare; IsMissingFullPath(target.exePath, bare))
     return conclude(__LINE__, kProgramMissing, bare);
-  if (!StartUninstallProcess(place.exePath, place.para)) return conclude(__LINE__, kNotStarted, displayName);
-  RegWatcher(place.rootKeyStr, place.subKeyPath, place.architecture, displayName);  // however the watch goes
+  if (!StartUninstallProcess(target.exePath, target.para))
+    return conclude(__LINE__, kNotStarted, displayName);
+  RegWatcher(target.rootKeyStr, target.subKeyPath, target.architecture, displayName);  // result ignored
   InquryUnInstallInfo(info, displayName, registryPath);
   if (!info.empty()) return conclude(__LINE__, kStillInstalled, displayName);
   return conclude(__LINE__, kUninstalled, displayName);
@@ -117,15 +119,15 @@ UninstallTarget AppUninstall::GetUninstallPath(const std::string& displayName,
   ResultMap info;
   InquryUnInstallInfo(info, displayName, registryPath);
   const std::string command = info["UninstallString"];
-  UninstallTarget place;
-  place.rootKeyStr = info["rootKeyStr"];
-  place.subKeyPath = info["subKeyPath"];
-  place.architecture = info["architecture"];
+  UninstallTarget target;
+  target.rootKeyStr = info["rootKeyStr"];
+  target.subKeyPath = info["subKeyPath"];
+  target.architecture = info["architecture"];
   SDK_LOG(kLogInfo, kFile, "uninstallPath=%s, uninstallRegHkey=%s, uninstallRegPath=%s, arch:%s",
-          command.c_str(), place.rootKeyStr.c_str(), place.subKeyPath.c_str(), place.architecture.c_str());
-  SplitCommand(command, place.exePath, place.para);
-  SDK_LOG(kLogInfo, kFile, "exePath=%s, para=%s", place.exePath.c_str(), place.para.c_str());
-  return place;
+          command.c_str(), target.rootKeyStr.c_str(), target.subKeyPath.c_str(), target.architecture.c_str());
+  SplitCommand(command, target.exePath, target.para);
+  SDK_LOG(kLogInfo, kFile, "exePath=%s, para=%s", target.exePath.c_str(), target.para.c_str());
+  return target;
 }
 
 void AppUninstall::InquryUnInstallInfo(ResultMap& info, const std::string& displayName,
@@ -140,14 +142,14 @@ void AppUninstall::InquryUnInstallInfo(ResultMap& info, const std::string& displ
     }
     return;
   }
-  const OpenedPath place = OpenGivenPath({kFile, __func__, __LINE__});
-  if (!place.key) return;
+  const OpenedPath opened = OpenGivenPath({kFile, __func__, __LINE__});
+  if (!opened.key) return;
   info["DisplayName"] = kGivenPathDisplayName;
-  // The last two by these very names, from the entry itself, and that is meant.
-  info["UninstallString"] = WideToUtf8(ReadRegistryValue(*place.key, u"UninstallString"));
-  info["rootKeyStr"] = WideToUtf8(ReadRegistryValue(*place.key, u"rootKeyStr"));
-  info["subKeyPath"] = WideToUtf8(ReadRegistryValue(*place.key, u"subKeyPath"));
-  info["architecture"] = ArchitectureText(place.key->view);
+  // By design rootKeyStr and subKeyPath are read as values of the entry, which hardly ever has them.
+  info["UninstallString"] = WideToUtf8(ReadRegistryValue(*opened.key, u"UninstallString"));
+  info["rootKeyStr"] = WideToUtf8(ReadRegistryValue(*opened.key, u"rootKeyStr"));
+  info["subKeyPath"] = WideToUtf8(ReadRegistryValue(*opened.key, u"subKeyPath"));
+  info["architecture"] = ArchitectureText(opened.key->view);
   SDK_LOG(kLogInfo, kFile, "application found from the given registry path.");
 }
 
@@ -164,7 +166,7 @@ platform::HANDLE AppUninstall::StartUninstallProcess(const std::string& appPath,
 bool AppUninstall::RegWatcher(std::string rootKeyStr, std::string subKeyPath, std::string architecture,
                               const std::string& displayName) {
   SDK_LOG(kLogInfo, kFile, "rootKeyStr=%s, uninstallRegPath=%s", rootKeyStr.c_str(), subKeyPath.c_str());
-  // Starts out signalled; arming the notification below is what clears it.
+  // Created signalled. RegNotifyChangeKeyValue clears it.
   const platform::HANDLE changed =
       platform::CreateEventW(nullptr, false, true, Utf8ToWide(displayName).c_str());
   if (!changed) {
@@ -182,7 +184,7 @@ bool AppUninstall::RegWatcher(std::string rootKeyStr, std::string subKeyPath, st
   if (platform::RegNotifyChangeKeyValue(key, true, platform::REG_NOTIFY_CHANGE_NAME, changed, true)) {
     platform::CloseHandle(changed);
     platform::RegCloseKey(key);
-    // The last error after the closes, not the status of the call: the two lines differ on purpose.
+    // Logs the last error after the closes and not the status of the call, unlike the line above, by design.
     SDK_LOG(kLogError, kFile, "RegNotifyChangeKeyValue failed: %d", platform::GetLastError());
     return false;
   }

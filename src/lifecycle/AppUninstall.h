@@ -1,6 +1,6 @@
 /**
- * The uninstall flow: starts an application's own uninstall command, waits for a change at its registry entry
- * and not for the program, and judges by whether the application is still in the inventory.
+ * The uninstall flow: starts the uninstall command of an application, waits for a change of its registry
+ * entry and not for the program, and judges it by whether the application is still in the inventory.
  */
 #pragma once
 
@@ -14,19 +14,19 @@
 
 namespace kestrelbay {
 
-/** How an application is uninstalled, and where its entry stands; empty where it was not found. */
+/** The uninstall command and the registry entry of an application; empty if it was not found. */
 struct UninstallTarget {
-  std::string exePath;  ///< with its quotes, where it has any
-  std::string para;     ///< everything behind the blank that ends exePath
+  std::string exePath;  ///< with its quotes, if it has any
+  std::string para;     ///< the text after the blank that ends exePath
   std::string rootKeyStr;
   std::string subKeyPath;
   std::string architecture;  ///< "X86", "X64" or "ARCH_UNKNOWN"
 };
 
-/** Jobs and threads are as in AppInstall, with a table and a callback slot of their own. */
+/** As AppInstall, with a separate table and callback slot. */
 class AppUninstall {
  public:
-  /** Made on first use by any thread, destroyed at unload. */
+  /** Created on first use, destroyed at unload. Thread-safe. */
   static AppUninstall& GetInstance();
   virtual ~AppUninstall() = default;
 
@@ -34,25 +34,28 @@ class AppUninstall {
   std::unordered_map<std::string, UninstallRequest*> jobMap;
   UninstallCallback jobCallback = nullptr;
 
-  /** Starts the worker of a job in `jobMap`. Returns when the worker has taken over its arguments. */
+  /** Starts the worker of a job in `jobMap`. Blocks until the worker has taken its arguments. */
   void StartUninstall(const std::string& name);
 
-  /** Runs one job on the calling thread. @return its notes: "Result", "ErrMsg" and what the look-up found */
+  /** Runs one job on the calling thread. @return "Result", "ErrMsg" and the entries of the look-up */
   ResultMap UninstallThreadImp(const std::string& displayName, const std::string& registryPath);
 
-  /** Looks the application up and splits its uninstall command at the first blank behind ".exe". */
+  /** Looks up the application and splits its uninstall command at the first blank after ".exe". */
   UninstallTarget GetUninstallPath(const std::string& displayName, const std::string& registryPath);
 
-  /** Looks the application up and notes its name, command and place; nothing when it is not found. */
+  /**
+   * Looks up the application. The spelling of the name is prescribed.
+   * @param info  out: its name, command and registry path; unchanged if the application is not found
+   */
   void InquryUnInstallInfo(ResultMap& info, const std::string& displayName, const std::string& registryPath);
 
-  /** Starts the program elevated. @return its process, which nothing here ever closes; null without one */
+  /** Starts the program elevated. @return its process, which by design stays open; null on failure */
   platform::HANDLE StartUninstallProcess(const std::string& appPath, const std::string& para);
 
   /**
-   * Waits for a sub key of the entry to come or go, or for StopEvent. One pass, without a time limit.
-   * @param displayName  names the event that the change signals, so jobs of one name share it
-   * @return false where the watch could not be set up
+   * Waits until a subkey of the entry is added or removed, or until StopEvent is set. Has no time limit.
+   * @param displayName  names the event that the change signals, so jobs of one name share the event
+   * @return false if the watch failed to start
    */
   bool RegWatcher(std::string rootKeyStr, std::string subKeyPath, std::string architecture,
                   const std::string& displayName);

@@ -25,17 +25,17 @@ void CopyToField(char* field, const std::string& text) {
 }
 
 OpenedPath OpenGivenPath(const LogSite& site) {
-  OpenedPath place = OpenRegistryPath({});
+  OpenedPath opened = OpenRegistryPath({});
   const auto logFailure = [&](const char* message) {
     SDKLog::GetInstance().Log(kLogError, site.file, site.function, site.line, message);
   };
-  if (!place.key) {
+  if (!opened.key) {
     logFailure("failed open registry.");
-  } else if (WideToUtf8(ReadRegistryValue(*place.key, u"DisplayName")) != kGivenPathDisplayName) {
+  } else if (WideToUtf8(ReadRegistryValue(*opened.key, u"DisplayName")) != kGivenPathDisplayName) {
     logFailure("application not found from the given registry path.");
-    place.key.reset();
+    opened.key.reset();
   }
-  return place;
+  return opened;
 }
 
 }  // namespace kestrelbay

@@ -1,4 +1,4 @@
-/** What the jobs of both lifecycle flows share: their notes, one of their look-ups and their report. */
+/** Shared by the install and the uninstall flow: results, look-up by a given path, and copies to the host. */
 #pragma once
 
 #include <string>
@@ -9,54 +9,55 @@
 
 namespace kestrelbay {
 
-/** A job's own notes, UTF-8. Reading an absent key yields the empty text and adds the key. */
+/** The results of a job, UTF-8. Reading a missing key yields the empty text and adds the key. */
 using ResultMap = std::unordered_map<std::string, std::string>;
 
-/** Sets "Result", "ErrMsg" and "DisplayName", replacing what stands there. */
+/** Sets "Result", "ErrMsg" and "DisplayName", replacing earlier texts. */
 void FillResultMap(ResultMap& info, const std::string& result, const std::string& errMsg,
                    const std::string& displayName);
 
 /**
- * A flow's table and callback slot as its workers use them: without a lock, whatever a start writes there
- * meanwhile, so that no start ever waits for a job. Whoever looks for races finds these, and they are meant.
+ * The accesses of the workers to the table and the callback slot of their flow, without a lock, so that no
+ * start waits for a job. Data races by design; listed in tsan.supp.
  */
 template <class Flow>
 struct UnlockedJobs {
-  /** A job that is no longer registered is added, with a null request. */
+  /** Adds a job that is not in the table, with a null request. */
   static auto* FindRequest(Flow& flow, const std::string& name) { return flow.jobMap[name]; }
   static auto FindCallback(const Flow& flow) { return flow.jobCallback; }
   static void Erase(Flow& flow, const std::string& name) { flow.jobMap.erase(name); }
 };
 
-/** How a job can end: what its caller is told, and what is logged. */
+/** An end of a job: the texts for its caller and for the log. */
 struct Outcome {
   const char* result;
   const char* errMsg;
   LogLevel level;
-  const char* message;  ///< may hold one %s; null where the outcome is not logged
+  const char* message;  ///< may contain one %s; null if the outcome is not logged
 };
 
 /**
- * Ends a job: fills its notes, then logs for the function that judged it.
+ * Ends a job: fills its results, then logs as the function that decided the outcome.
  * @param argument  for the %s of the message
  */
 void Conclude(ResultMap& info, const Outcome& outcome, const std::string& displayName,
               const std::string& argument, const LogSite& site);
 
 /**
- * Copies a text into an output field of a caller's record. The copy is bounded by the text and not by the
- * field: a longer text runs past it, and that is the interface.
+ * Copies a text into an output field of a caller's record. By design the length of the text and not that of
+ * the field limits the copy: a longer text overruns the field.
  */
 void CopyToField(char* field, const std::string& text);
 
-/** The DisplayName by which alone a given registry path counts as the application. */
+/** The DisplayName that the key of a given registry path must have, by design, to count as the application.
+ */
 inline constexpr char kGivenPathDisplayName[] = "HKEY_CURRENT_USER";
 
 /**
- * Opens what a job's registryPath stands for. Its text is not read, so that is always the machine's root.
- * Logs either failure for the function that looks the application up.
+ * Opens the key for the registryPath of a job. By design the text is not read, so this is always
+ * HKEY_LOCAL_MACHINE itself. Logs a failure as the function that looks up the application.
  *
- * @return the place; its key is null where it does not open or is not the application
+ * @return the opened path; its key is null if it does not open or is not the application
  */
 OpenedPath OpenGivenPath(const LogSite& site);
 

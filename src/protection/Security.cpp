@@ -10,7 +10,7 @@ namespace {
 
 constexpr char kFile[] = "Security";
 
-// The service's blobs are not const though it only reads them.
+// DATA_BLOB has no const form, although Windows only reads the bytes.
 platform::DATA_BLOB BlobOf(const void* bytes, std::size_t length) {
   return {static_cast<platform::DWORD>(length), static_cast<platform::BYTE*>(const_cast<void*>(bytes))};
 }
@@ -63,7 +63,7 @@ std::vector<std::uint8_t> Security::ProtectData(const std::string& text) {
 
 std::string Security::UnprotectData(const std::uint8_t* bytes, std::size_t length) {
   SDK_LOG(kLogInfo, kFile, "enter UnprotectData");
-  // The one text of every return, so that it comes into being in the caller's place and is never moved.
+  // Returned by every path, so that the compiler builds it in the place of the result and never moves it.
   std::string text;
   platform::DATA_BLOB blob = BlobOf(bytes, length);
   platform::DATA_BLOB plain{};
@@ -72,7 +72,7 @@ std::string Security::UnprotectData(const std::uint8_t* bytes, std::size_t lengt
     SDK_LOG(kLogInfo, kFile, "CryptUnprotectData failed, errCode=%d", lastError);
     return text;
   }
-  // As characters: from bytes it would be copied by way of another text.
+  // From char: assigning from bytes would copy the secret through a temporary text.
   text.assign(reinterpret_cast<const char*>(plain.pbData), plain.cbData);
   Wipe(plain.pbData, plain.cbData);
   platform::LocalFree(plain.pbData);
@@ -88,7 +88,7 @@ std::string Security::Byte2String(const std::uint8_t* bytes, std::size_t length)
     SDK_LOG(kLogInfo, kFile, "CryptBinaryToStringA may be failed because nNeed=0");
     return {};
   }
-  // A second call that fails leaves the zeros, which are the empty text.
+  // If this call fails, the zeros stay: the empty text.
   std::string text(chars, '\0');
   platform::CryptBinaryToStringA(bytes, byteCount, platform::CRYPT_STRING_BASE64, text.data(), &chars);
   return text.c_str();
@@ -106,7 +106,7 @@ std::vector<std::uint8_t> Security::String2Byte(const std::string& text) {
   std::vector<std::uint8_t> bytes(needed);
   if (!platform::CryptStringToBinaryA(text.c_str(), 0, platform::CRYPT_STRING_BASE64, bytes.data(), &needed,
                                       nullptr, nullptr)) {
-    // Goes on with what there is: the failure shows when the bytes are turned back.
+    // Continues by design: UnprotectData fails on these bytes.
     SDK_LOG(kLogInfo, kFile, "CryptStringToBinaryA failed");
   }
   return bytes;

@@ -1,4 +1,4 @@
-/** Short secrets as texts that only the same Windows user can turn back. */
+/** Encrypts short secrets into texts that only the same Windows user can decrypt. */
 #pragma once
 
 #include <cstdint>
@@ -8,18 +8,18 @@
 namespace kestrelbay {
 
 /**
- * Without state; any thread may call anything at any time. Texts are bytes: nothing is converted. A failure
- * is an empty text, told apart from an empty result by the log alone.
+ * Has no state; thread-safe. Texts are bytes and are not converted. A failure returns the empty text; only
+ * the log distinguishes it from an empty result. The names of the functions are prescribed.
  */
 class Security {
  public:
-  /** Made on first use by any thread, destroyed at unload. */
+  /** Created on first use, destroyed at unload. Thread-safe. */
   static Security& GetInstance();
   virtual ~Security() = default;
 
   /** @return base64 in lines of 64 characters, each ended by CR LF */
   std::string Encrypt(const std::string& text);
-  /** @param text  what Encrypt gave, up to its first NUL */
+  /** @param text  a result of Encrypt; read up to its first NUL */
   std::string Decrypt(const std::string& text);
 
  private:
@@ -31,12 +31,12 @@ class Security {
   std::vector<std::uint8_t> String2Byte(const std::string& text);
 };
 
-/** Overwrites a secret where the optimiser cannot leave it out. */
+/** Overwrites a secret with zeros. The optimiser cannot remove it. */
 void Wipe(void* bytes, std::size_t length);
 
 /**
- * A secret, wiped when it goes, whether by a return or by an exception. Made in place from what a function
- * returns: a text that is moved leaves a copy of itself behind where it is short.
+ * A secret that is wiped when it is destroyed, also by an exception. Initialise it directly with the result
+ * of a function: moving a short text leaves a copy of it in the source.
  */
 struct SecretText {
   std::string text;
