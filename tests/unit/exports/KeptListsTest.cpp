@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "icons/AppIcon.h"
 #include "inventory/InstalledApps.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/JobTest.h"
@@ -161,7 +162,7 @@ TEST_F(KeptListsOfRequests, IconKeepsOneWithItsText) {
   const long before = bytesOfThread;
   const auto list = GetInstalledApps(false);
   const long ofTheList = bytesOfThread - before;
-  list->SetIconText(0, iconText);
+  list->begin()->IconText = GetAppIconText(u"C:\\tool.exe", true);
   const long ofBoth = bytesOfThread - before;
   ASSERT_GT(ofBoth, ofTheList);
   EXPECT_EQ(BytesLeftBy([] { GetAppIconByName(u"App"); }), ofBoth);
