@@ -1,6 +1,9 @@
 #include "simulated/pictures/IconImage.h"
 
 #include <gtest/gtest.h>
+#include <zlib.h>
+
+#include <ctime>
 
 #include "Drawings.h"
 #include "Files.h"
@@ -136,6 +139,55 @@ TEST(IconImage, HeaderThatLiesIsRefused) {
   std::string colours = MakeBitmap(samples::DrawFlat(kBadge, 8), 8).bytes;
   Set32(colours, 32, 0x40000000);
   EXPECT_FALSE(Decode(colours));
+}
+
+/** A deflate stream: these bytes, and then that many blocks of a mebibyte of zeros. */
+std::string Deflated(const std::string& bytes, int zeroBlocks) {
+  z_stream stream{};
+  EXPECT_EQ(deflateInit(&stream, 9), Z_OK);
+  const auto take = [&stream](const std::string& input) {
+    std::string output(input.size() / 100 + 1000, '\0');
+    std::string copy = input;
+    stream.next_in = reinterpret_cast<Bytef*>(copy.data());
+    stream.avail_in = static_cast<uInt>(copy.size());
+    stream.next_out = reinterpret_cast<Bytef*>(output.data());
+    stream.avail_out = static_cast<uInt>(output.size());
+    EXPECT_EQ(deflate(&stream, Z_FULL_FLUSH), Z_OK);
+    output.resize(output.size() - stream.avail_out);
+    return output;
+  };
+  std::string deflated = take(bytes);
+  // Each block begins anew, so equal blocks have equal bytes.
+  const std::string block = take(std::string(1 << 20, '\0'));
+  deflateEnd(&stream);
+  for (int i = 0; i < zeroBlocks; ++i) deflated += block;
+  return deflated;
+}
+
+std::string Chunk(const std::string& type, const std::string& data) {
+  const auto bigEndian = [](std::uint32_t number) {
+    std::string bytes;
+    for (const int shift : {24, 16, 8, 0}) bytes += static_cast<char>(number >> shift & 0xFF);
+    return bytes;
+  };
+  const std::string both = type + data;
+  const auto checkSum = crc32(0, reinterpret_cast<const Bytef*>(both.data()), static_cast<uInt>(both.size()));
+  return bigEndian(static_cast<std::uint32_t>(data.size())) + both +
+         bigEndian(static_cast<std::uint32_t>(checkSum));
+}
+
+TEST(PngFile, InflatingStopsAtThePicturesEnd) {
+  const std::string header = std::string("\0\0\1\0\0\0\1\0\x08\x06\0\0\0", 13);
+  const std::string file = "\x89PNG\r\n\x1a\n" + Chunk("IHDR", header) +
+                           Chunk("IDAT", Deflated(std::string(256 * (1 + 4 * 256), '\0'), 2048)) +
+                           Chunk("IEND", "");
+  const std::clock_t before = std::clock();
+  const auto picture = DecodePng({reinterpret_cast<const std::uint8_t*>(file.data()), file.size()}, 256);
+  const auto milliseconds = (std::clock() - before) * 1000 / CLOCKS_PER_SEC;
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(*picture, Picture(256, 256));
+  // Two gigabytes take seconds, and the picture takes some milliseconds.
+  EXPECT_LT(milliseconds, 500);
 }
 
 TEST(PngFile, WhatWasSavedIsReadBack) {

@@ -2,7 +2,7 @@
 
 #include <png.h>
 
-#include <cstring>
+#include <vector>
 
 namespace simulated {
 namespace {
@@ -13,13 +13,6 @@ struct PngFailure {};
 [[noreturn]] void Fail(png_structp, png_const_charp) { throw PngFailure(); }
 
 void Ignore(png_structp, png_const_charp) {}
-
-void ReadBytes(png_structp png, png_bytep data, std::size_t length) {
-  auto& rest = *static_cast<std::span<const std::uint8_t>*>(png_get_io_ptr(png));
-  if (length > rest.size()) png_error(png, "ends early");
-  std::memcpy(data, rest.data(), length);
-  rest = rest.subspan(length);
-}
 
 struct Reader {
   Reader() : png(png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, Fail, Ignore)) {
@@ -33,14 +26,6 @@ struct Reader {
   png_infop info;
 };
 
-std::vector<png_bytep> RowPointers(Picture& picture) {
-  std::vector<png_bytep> rows;
-  for (std::uint32_t y = 0; y < picture.height; ++y) {
-    rows.push_back(reinterpret_cast<png_bytep>(&picture.At(0, y)));
-  }
-  return rows;
-}
-
 /** Has every kind of file come out as blue, green, red, alpha: a pixel's bytes in memory. */
 void AskForBgra(png_structp png) {
   png_set_expand(png);
@@ -49,6 +34,35 @@ void AskForBgra(png_structp png) {
   png_set_add_alpha(png, 0xFF, PNG_FILLER_AFTER);
   png_set_bgr(png);
   png_set_interlace_handling(png);
+}
+
+/** A picture on its way. */
+struct Decoding {
+  Picture picture;
+  bool isWhole = false;
+};
+
+Decoding& DecodingOf(png_structp png) { return *static_cast<Decoding*>(png_get_progressive_ptr(png)); }
+
+void BeginPicture(png_structp png, png_infop info) {
+  AskForBgra(png);
+  png_read_update_info(png, info);
+  Picture picture(png_get_image_width(png, info), png_get_image_height(png, info));
+  if (png_get_rowbytes(png, info) != std::size_t{picture.width} * 4) throw PngFailure();
+  DecodingOf(png).picture = std::move(picture);
+}
+
+void TakeRow(png_structp png, png_bytep row, png_uint_32 y, int) {
+  if (row)
+    png_progressive_combine_row(png, reinterpret_cast<png_bytep>(&DecodingOf(png).picture.At(0, y)), row);
+}
+
+void EndPicture(png_structp png, png_infop info) {
+  constexpr int kInterlacePasses = 7;
+  const bool isInterlaced = png_get_interlace_type(png, info) != PNG_INTERLACE_NONE;
+  Decoding& decoding = DecodingOf(png);
+  decoding.isWhole = isInterlaced ? png_get_current_pass_number(png) >= kInterlacePasses
+                                  : png_get_current_row_number(png) >= decoding.picture.height;
 }
 
 }  // namespace
@@ -62,16 +76,13 @@ std::optional<Picture> DecodePng(std::span<const std::uint8_t> bytes, std::uint3
   png_set_user_limits(reader.png, largestSide, largestSide);
   // Nobody looks at texts and profiles, and a few bytes of them may unfold to a megabyte, hundreds of times.
   png_set_keep_unknown_chunks(reader.png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
-  png_set_read_fn(reader.png, &bytes, ReadBytes);
-  png_read_info(reader.png, reader.info);
-  AskForBgra(reader.png);
-  png_read_update_info(reader.png, reader.info);
-  Picture picture(png_get_image_width(reader.png, reader.info),
-                  png_get_image_height(reader.png, reader.info));
-  if (png_get_rowbytes(reader.png, reader.info) != std::size_t{picture.width} * 4) return std::nullopt;
-  png_read_image(reader.png, RowPointers(picture).data());
-  png_read_end(reader.png, nullptr);
-  return picture;
+  // The progressive reader stops at the last row. The other one inflates all data behind it, which a small
+  // file may have a gigabyte of.
+  Decoding decoding;
+  png_set_progressive_read_fn(reader.png, &decoding, BeginPicture, TakeRow, EndPicture);
+  std::vector<std::uint8_t> copy(bytes.begin(), bytes.end());
+  png_process_data(reader.png, reader.info, copy.data(), copy.size());
+  return decoding.isWhole ? std::optional(std::move(decoding.picture)) : std::nullopt;
 } catch (const PngFailure&) {
   return std::nullopt;
 }
