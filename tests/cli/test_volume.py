@@ -5,6 +5,7 @@ import importlib.util
 import json
 import pathlib
 
+import hive_logs
 from kestrelbay import UNINSTALL, TestCase, app, contents, key
 
 MAKE_VOLUME = pathlib.Path(__file__).parent.parent / "support" / "make-volume"
@@ -23,7 +24,7 @@ def load_make_volume():
 volumes = load_make_volume()
 
 
-class VolumeTest(TestCase):
+class VolumeTestCase(TestCase):
     def volume(self, *users):
         """A volume where one application is everybody's, and one each user's own."""
         volume = self.folder / "volume"
@@ -48,10 +49,12 @@ class VolumeTest(TestCase):
     def names(self, done):
         return [entry["displayName"] for entry in json.loads(done.stdout)]
 
+
+class VolumeTest(VolumeTestCase):
     def test_whole_volume(self):
         volume = self.volume("Anna", "Pavel")
         before = contents(volume)
-        done = self.run_host("--machine", volume, "list", "--json")
+        done = self.run_host("--machine", volume, "--user", "Anna", "list", "--json")
         self.assertEqual((done.returncode, done.stderr), (0, b""))
         self.assertEqual(self.names(done), ["Anna's", "Everybody's", "Pavel's"])
         self.assertEqual(contents(volume), before)
@@ -101,3 +104,81 @@ class VolumeTest(TestCase):
         before = contents(volume)
         self.run_host("--machine", volume, "forget", "Everybody's")
         self.assertEqual(contents(volume), before)
+
+    def test_several_people_are_told_and_one_is_chosen(self):
+        volume = self.volume("Anna", "Pavel")
+        done = self.run_host("--machine", volume, "list", "--json")
+        self.assertEqual(done.returncode, 0)
+        self.assertRegex(done.stderr.decode(),
+                         r"\Akestrelbay: [^\n]+: 2 people used the machine; HKEY_CURRENT_USER is Anna's[^\n]+--user\n\Z")
+        self.assertIn("the volume has Anna, Pavel",
+                      self.refusal(1, "--machine", volume, "--user", "Nobody", "list", "--json"))
+
+    def test_facts_name_the_windows(self):
+        volume = self.volume("Anna")
+        keys = key(f"{SOFTWARE}\\Microsoft\\Windows NT\\CurrentVersion",
+                   {"ProductName": "Windows 10 Pro", "CurrentBuildNumber": "22631", "DisplayVersion": "23H2"})
+        volumes.make_hive(self.software, SOFTWARE, keys)
+        done = self.run_host("--machine", volume, "facts", "--json")
+        self.assertEqual(json.loads(done.stdout)["volume"],
+                         {"windows": "Windows 11 Pro 23H2 (build 22631)", "bits": 64, "recovered": []})
+
+    def test_facts_of_a_machine_directory_have_no_volume(self):
+        self.assertNotIn("volume", json.loads(self.output("facts", "--json")))
+
+
+class DirtyVolumeTest(VolumeTestCase):
+    """A user's hive lags behind its logs: the second and third application are only there."""
+
+    def dirty_volume(self):
+        volume = self.volume("Anna")
+        states = []
+        for count in (1, 2, 3):
+            names = ["First", "Second", "Third"][:count]
+            keys = "".join(app(f"{name}'s", f"HKEY_USERS\\User\\{UNINSTALL}\\{name}") for name in names)
+            volumes.make_hive(self.hive(volume, "Anna"), "HKEY_USERS\\User", keys)
+            states.append(self.hive(volume, "Anna").read_bytes())
+        primary, log = hive_logs.dirty(states)
+        self.hive(volume, "Anna").write_bytes(primary)
+        self.log = volume / "Users" / "Anna" / "ntuser.dat.LOG1"
+        self.log.write_bytes(log)
+        return volume
+
+    def test_is_recovered_and_not_written(self):
+        volume = self.dirty_volume()
+        before = contents(volume)
+        done = self.run_host("--machine", volume, "list", "--json")
+        self.assertEqual(done.returncode, 0)
+        self.assertRegex(done.stderr.decode(), r"\Akestrelbay: [^\n]+: recovered 2 log entries, newest change \S+\n\Z")
+        self.assertEqual(self.names(done), ["Everybody's", "First's", "Second's", "Third's"])
+        self.assertEqual(contents(volume), before)
+
+    def test_without_recovery_the_file_alone_is_read(self):
+        volume = self.dirty_volume()
+        done = self.run_host("--machine", volume, "--no-recovery", "list", "--json")
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertEqual(self.names(done), ["Everybody's", "First's"])
+
+    def test_without_logs_the_answer_may_be_old(self):
+        volume = self.dirty_volume()
+        self.log.unlink()
+        done = self.run_host("--machine", volume, "list", "--json")
+        self.assertEqual(done.returncode, 1)
+        self.assertRegex(done.stderr.decode(), r"not written to its end, newest change \S+; it has no usable log")
+        self.assertEqual(self.names(done), ["Everybody's", "First's"])
+
+    def test_torn_header_is_rebuilt(self):
+        volume = self.dirty_volume()
+        hive = self.hive(volume, "Anna")
+        hive.write_bytes(b"regf" + b"x" * 508 + hive.read_bytes()[512:])
+        done = self.run_host("--machine", volume, "list", "--json")
+        self.assertEqual((done.returncode, self.names(done)), (0, ["Everybody's", "First's", "Second's", "Third's"]))
+
+    def test_explanation_and_capture_record_it(self):
+        volume = self.dirty_volume()
+        explained = json.loads(self.run_host("--machine", volume, "explain", "--json").stdout)
+        (hive,) = explained["volume"]["recovered"]
+        self.assertEqual((hive["key"], hive["logEntries"], hive["loss"]), (f"HKEY_USERS\\{SID}0", 2, None))
+        self.run_host("--machine", volume, "capture", self.folder / "capture")
+        captured = json.loads((self.folder / "capture" / "machine.json").read_text(encoding="utf-8"))
+        self.assertTrue([note for note in captured["capture"]["notes"] if "recovered 2 log entries" in note])

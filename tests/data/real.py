@@ -54,8 +54,16 @@ class RealTest(kestrelbay.TestCase):
                             machine / "registry" / (name + ".reg")], check=True)
         return machine
 
+    @staticmethod
+    def chosen(machine):
+        """The options that name a machine. Truth is of the hives alone, and some were copied without their logs."""
+        if not (machine / "Windows").is_dir():
+            return ["--machine", machine]
+        users = sorted(entry.name for entry in (machine / "Users").iterdir()) if (machine / "Users").is_dir() else []
+        return ["--machine", machine, "--no-recovery", *(["--user", users[0]] if len(users) > 1 else [])]
+
     def listed(self, machine):
-        return json.loads(self.output("--machine", machine, "--json", "list"))
+        return json.loads(self.output(*self.chosen(machine), "--json", "list"))
 
     def check(self, machine, expected):
         """Compares all eight fields of all entries; a time of None is not known and only has to be a number."""
@@ -72,7 +80,7 @@ class RealTest(kestrelbay.TestCase):
         lists = []
         for options in ([], ["--redact"]):
             folder = pathlib.Path(tempfile.mkdtemp(dir=self.folder)) / "capture"
-            self.output("--machine", machine, "capture", folder, *options)
+            self.output(*self.chosen(machine), "capture", folder, *options)
             lists.append(self.output("--machine", folder, "--json", "list"))
-        self.assertEqual(lists[0], self.output("--machine", machine, "--json", "list"))
+        self.assertEqual(lists[0], self.output(*self.chosen(machine), "--json", "list"))
         self.assertEqual(len(json.loads(lists[1])), len(json.loads(lists[0])))

@@ -31,7 +31,7 @@ class DamagedHiveTest(RealTest):
 
     def check_others_are_listed(self, user_hive):
         volume = self.volume_with(user_hive)
-        done = self.run_host("--machine", volume, "--json", "list")
+        done = self.run_host("--machine", volume, "--no-recovery", "--json", "list")
         self.assertEqual(done.returncode, 1, done.stderr)
         warning = done.stderr.decode()
         self.assertRegex(warning, r"\Akestrelbay: [^\n]+\n\Z")

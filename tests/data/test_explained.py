@@ -36,7 +36,7 @@ def entries_of(registry):
 class ExplainedTest(RealTest):
     def check_explained(self, machine, registry):
         """Compares with the list, and with what a person finds in the registry; returns how many met each fate."""
-        explained = json.loads(self.output("--machine", machine, "--json", "explain"))
+        explained = json.loads(self.output(*self.chosen(machine), "--json", "explain"))
         keys = explained["keys"]
         self.assertEqual([key["number"] for key in keys], list(range(len(keys))))
         entries = [key for key in keys if key["role"] in ("uninstallEntry", "userProduct")]

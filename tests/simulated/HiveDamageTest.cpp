@@ -7,6 +7,7 @@
 namespace simulated {
 namespace {
 
+using namespace std::string_literals;
 using namespace std::string_view_literals;
 using testing::AllOf;
 using testing::HasSubstr;
@@ -25,6 +26,7 @@ class HiveDamageTest : public MachineFolder {
   HiveDamageTest() {
     HiveFile software(folder / kSoftware);
     software.SetText("Above\\Wanted", "Number", "a text of some length");
+    software.SetBytes("Holder", "Forged", std::string(100, 'x'));
     for (int i = 0; i < 200; ++i) software.SetText("Many\\Key" + std::to_string(i), "value", "text");
     HiveFile(folder / "Windows/System32/config/SYSTEM").Add("Key");
   }
@@ -95,7 +97,41 @@ TEST_F(HiveDamageTest, KeyThatIsNone) {
 }
 
 TEST_F(HiveDamageTest, KeyThatIsFree) {
-  ExpectDamage(KeyAt("Wanted") - kSizeBytes, "\x60\0\0\0"sv, "a key cannot be read");
+  const std::size_t size = KeyAt("Wanted") - kSizeBytes;
+  const std::string used = Hive().substr(size, kSizeBytes);
+  // A free block has its size positive.
+  std::string free(kSizeBytes, '\0');
+  free[0] = static_cast<char>(-used[0]);
+  ASSERT_EQ(used.substr(1), "\xff\xff\xff");
+  ExpectDamage(size, free, "a key cannot be read");
+}
+
+TEST_F(HiveDamageTest, BlockWithoutASize) {
+  ExpectDamage(KeyAt("Wanted") - kSizeBytes, "\0\0\0\0"sv, "a block has no size");
+}
+
+TEST_F(HiveDamageTest, KeyIsNamed) { ExpectDamage(ValueAt("Number"), "xx", ", at its key Above\\Wanted;"); }
+
+// A forged list of lists multiplies the keys of one list, and so the memory that they take.
+TEST_F(HiveDamageTest, ListThatNamesOneListManyTimes) {
+  std::string hive = Hive();
+  const std::size_t many = KeyAt("Many"), forged = CellAt(ValueAt("Forged") + 8);
+  std::string lists = "ri\x10"s + '\0';
+  for (int i = 0; i < 16; ++i) lists += hive.substr(many + 28, 4);
+  hive.replace(forged, lists.size(), lists);
+  hive.replace(many + 20, 2, "\x80\x0c");
+  hive.replace(many + 28, 4, hive.substr(ValueAt("Forged") + 8, 4));
+  Write(kSoftware, hive);
+  ExpectRefused("a block is used twice");
+}
+
+TEST_F(HiveDamageTest, ValuesThatShareOneBlock) {
+  ExpectDamage(ValueAt("Number") + 8, Hive().substr(ValueAt("Forged") + 8, 4), "a block is used twice");
+}
+
+TEST_F(HiveDamageTest, ChecksumOfTheHeader) {
+  // The time, which nothing else is checked by.
+  ExpectDamage(12, "x", "its header's checksum is wrong");
 }
 
 TEST_F(HiveDamageTest, KeyWithANameLongerThanItself) {
@@ -122,7 +158,7 @@ TEST_F(HiveDamageTest, KeyBelowItself) {
   const std::string hive = Hive();
   const std::size_t list = CellAt(KeyAt("Above") + 28);
   // The entry of the one sub key becomes that of the key above, which its sub key knows.
-  ExpectDamage(list + 4, hive.substr(KeyAt("Wanted") + 16, 4), "stand in a circle");
+  ExpectDamage(list + 4, hive.substr(KeyAt("Wanted") + 16, 4), "a block is used twice");
 }
 
 TEST_F(HiveDamageTest, ValuesListOutsideTheHive) {

@@ -19,6 +19,8 @@ struct Options {
   std::optional<std::string> machine;
   bool json = false;
   bool log = false;
+  bool noRecovery = false;
+  std::optional<std::string> user;
 };
 
 /** What is known of a command line once it is read. */
@@ -33,6 +35,11 @@ void Describe(CLI::App& app, Request& request) {
   app.add_option("--machine", request.options.machine,
                  "Act on the machine directory or volume there (not on Windows)")
       ->type_name("DIR");
+  app.add_option("--user", request.options.user,
+                 "Whose the volume is to be, if several people used it (not on Windows)")
+      ->type_name("NAME|SID");
+  app.add_flag("--no-recovery", request.options.noRecovery,
+               "Read a volume's hives without what is only in their logs");
   app.add_flag("--json", request.options.json, "Print JSON, for a program to read");
   app.add_flag("--log", request.options.log, "Print the library's log on standard error");
   app.set_version_flag("--version", "kestrelbay " KESTRELBAY_VERSION, "Print the version and exit");
@@ -101,6 +108,7 @@ ExitStatus Run(std::vector<std::string> arguments) {
   if (request.text.empty()) {
     // The library has nowhere to log to until it is told, and that comes before any other call.
     InitDllLogger(request.options.log ? ReportLog : [](const char*, std::int32_t, const char*) {});
+    SetVolumeOptions({!request.options.noRecovery, request.options.user});
     if (request.command.needsMachine) Open(request.options);
     request.command.run(session);
   } else {

@@ -9,12 +9,12 @@
 
 #include "simulated/base/FileDescriptor.h"
 #include "simulated/base/WholeFile.h"
+#include "simulated/base/WideText.h"
 #include "simulated/base/WindowsNumbers.h"
 #include "simulated/directory/MachineJson.h"
 #include "simulated/directory/RegistryFolder.h"
 #include "simulated/regfile/RegFile.h"
 #include "simulated/regfile/RegistryMerger.h"
-#include "simulated/volume/Volume.h"
 
 namespace simulated {
 namespace {
@@ -126,12 +126,40 @@ void LoadMachine(const fs::path& directory, RegistryFolder& registry, Machine& m
               observer.warning);
 }
 
-std::unique_ptr<Machine> OpenAny(const fs::path& directory, Changes changes, const LoadObserver& observer) {
+/** Adds what a description beside the volume says. The volume has its own registry and its own system drive.
+ */
+void LoadDescribedVolume(const fs::path& directory, const fs::path& hives, VolumeOptions options,
+                         Machine& machine, const LoadObserver& observer) {
+  if (fs::exists(directory / "registry"))
+    Fail(directory / "registry",
+         "a Windows volume has its own registry; remove this folder, or move it to a machine directory");
+  const fs::path descriptionFile = directory / "machine.json";
+  MachineDescription description;
+  if (fs::exists(descriptionFile))
+    description = ParseMachineJson(ReadWholeFile(descriptionFile).Span(), descriptionFile.string());
+  if (description.capture) Fail(descriptionFile, "a Windows volume is no capture; remove \"capture\"");
+  if (!options.user && description.userSid) options.user = ToUtf8(*description.userSid);
+  MountDrives(directory / "drives", machine.drives);
+  LoadVolume(directory, hives, options, machine, observer);
+  description.userSid.reset();
+  AddFacts(description, machine);
+  ApplyDeniedRights(description, descriptionFile.string(), machine);
+  SetPrograms(description.programs, directory, {descriptionFile.string(), description.lines}, machine,
+              observer.warning);
+}
+
+std::unique_ptr<Machine> OpenAny(const fs::path& directory, Changes changes, const LoadObserver& observer,
+                                 const VolumeOptions& options) {
   auto held = std::make_shared<OpenDirectoryOfMachine>(
       OpenDirectoryOfMachine{OpenDirectory(directory), std::nullopt});
   auto machine = std::make_unique<Machine>();
   machine->keepAlive = held;
-  if (IsMachineDirectory(directory)) {
+  if (const auto hives = FindHives(directory)) {
+    Lock(held->lock, directory, false);
+    LoadDescribedVolume(directory, *hives, options, *machine, observer);
+    machine->registry.SetKeeper([](const RegistryChange&) { return Status(kAccessDenied); });
+  } else if (IsMachineDirectory(directory)) {
+    if (options.user) Fail(directory, "no Windows volume; its user is \"user\" in machine.json");
     Lock(held->lock, directory, changes == Changes::Lasting);
     RegistryFolder& registry = held->registry.emplace(directory / "registry");
     LoadMachine(directory, registry, *machine, observer);
@@ -140,10 +168,6 @@ std::unique_ptr<Machine> OpenAny(const fs::path& directory, Changes changes, con
     machine->drives.KeepChanges();
     machine->registry.SetKeeper(
         [held](const RegistryChange& change) { return held->registry->Keep(change); });
-  } else if (const auto hives = FindHives(directory)) {
-    Lock(held->lock, directory, false);
-    LoadVolume(directory, *hives, *machine, observer);
-    machine->registry.SetKeeper([](const RegistryChange&) { return Status(kAccessDenied); });
   } else {
     Fail(directory,
          "no machine; it needs registry/, drives/ or machine.json, or a Windows volume's "
@@ -154,10 +178,10 @@ std::unique_ptr<Machine> OpenAny(const fs::path& directory, Changes changes, con
 
 }  // namespace
 
-std::unique_ptr<Machine> OpenMachine(const fs::path& directory, Changes changes,
-                                     const LoadObserver& observer) {
+std::unique_ptr<Machine> OpenMachine(const fs::path& directory, Changes changes, const LoadObserver& observer,
+                                     const VolumeOptions& options) {
   try {
-    return OpenAny(directory, changes, observer);
+    return OpenAny(directory, changes, observer, options);
   } catch (const fs::filesystem_error& error) {
     Fail(error.path1(), "cannot be read (" + error.code().message() + "); make it readable");
   }

@@ -175,13 +175,16 @@ MachineDescription ParseMachineJson(std::span<const std::uint8_t> bytes, const s
 }
 
 void ApplyFacts(const MachineDescription& description, Machine& machine) {
+  if (description.environment) machine.environment.Clear();
+  AddFacts(description, machine);
+}
+
+void AddFacts(const MachineDescription& description, Machine& machine) {
   if (description.listsAsMade) machine.registry.ListAsMade();
   if (description.userSid) machine.registry.SetUser(*description.userSid);
   if (description.userName) machine.environment.Set(u"USERNAME", *description.userName);
-  if (description.environment) {
-    machine.environment.Clear();
+  if (description.environment)
     for (const auto& [name, value] : *description.environment) machine.environment.Set(name, value);
-  }
   for (const auto& [letter, space] : description.disks) machine.drives.SetSpace(letter, space);
   machine.graphicsAdapters = description.graphicsAdapters;
   machine.appsFolder = description.appsFolder;

@@ -54,6 +54,9 @@ MachineDescription ParseMachineJson(std::span<const std::uint8_t> bytes, const s
  */
 void ApplyFacts(const MachineDescription& description, Machine& machine);
 
+/** The same, but adds the variables of the environment to those that the machine has. */
+void AddFacts(const MachineDescription& description, Machine& machine);
+
 /** Refuses the rights. @throws MachineError where the registry, loaded by then, has no such key */
 void ApplyDeniedRights(const MachineDescription& description, const std::string& fileName, Machine& machine);
 

@@ -72,9 +72,15 @@ void Drives::SetSpace(char16_t letter, DriveSpace space) {
   spaces_.insert_or_assign(UpperCase(letter), space);
 }
 
+void Drives::HideHostSpace(char16_t letter) {
+  const std::lock_guard guard(lock_);
+  spacesUnknown_.insert(UpperCase(letter));
+}
+
 std::optional<DriveSpace> Drives::FindSpace(char16_t letter) const {
   const std::lock_guard guard(lock_);
   if (const auto set = spaces_.find(UpperCase(letter)); set != spaces_.end()) return set->second;
+  if (spacesUnknown_.contains(UpperCase(letter))) return std::nullopt;
   const auto mount = mounts_.find(UpperCase(letter));
   std::error_code error;
   const auto space = mount == mounts_.end() ? fs::space_info() : fs::space(mount->second, error);

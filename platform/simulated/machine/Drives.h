@@ -39,6 +39,9 @@ class Drives {
   /** Has a drive this size; one that holds no files is there all the same. */
   void SetSpace(char16_t letter, DriveSpace space);
 
+  /** The folder is a copy: the space on its file system is not that of the drive. */
+  void HideHostSpace(char16_t letter);
+
   bool Exists(std::u16string_view path) const;
   bool IsFolder(std::u16string_view path) const;
   /** What was set for a drive, else what its folder's file system on the host has; nothing without. */
@@ -58,6 +61,7 @@ class Drives {
   mutable std::mutex lock_;
   std::map<char16_t, std::filesystem::path> mounts_;
   std::map<char16_t, DriveSpace> spaces_;
+  std::set<char16_t> spacesUnknown_;
   std::set<std::u16string> files_;
   std::set<std::u16string> folders_;
   /** Files of the host that are gone from this machine alone. */

@@ -21,6 +21,7 @@
 #include "simulated/machine/Journal.h"
 #include "simulated/machine/Programs.h"
 #include "simulated/machine/ShellIcons.h"
+#include "simulated/machine/VolumeFacts.h"
 #include "simulated/pictures/PictureObjects.h"
 #include "simulated/registry/KeyHandles.h"
 #include "simulated/registry/RegistryTree.h"
@@ -68,6 +69,9 @@ class Machine {
   AppsFolder appsFolder;
   /** Names of the graphics adapters, in the system's order; nothing for one that fails to describe itself. */
   std::vector<std::optional<std::u16string>> graphicsAdapters;
+
+  /** Of a machine that is an offline Windows volume. */
+  std::optional<VolumeFacts> volume;
 
   /** Keeps what belongs to the machine alive as long as it lives, such as a directory's lock. */
   std::shared_ptr<void> keepAlive;

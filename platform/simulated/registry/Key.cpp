@@ -193,9 +193,21 @@ void Key::SetValue(std::u16string_view name, platform::DWORD type, std::span<con
   } else {
     DropBytes(*value);
   }
-  value->type = type;
-  value->offset = static_cast<std::uint32_t>(bytes_.size());
-  value->size = static_cast<std::uint32_t>(bytes.size());
+  PutBytes(*value, type, bytes);
+}
+
+void Key::AddValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes) {
+  if (bytes_.size() + bytes.size() > UINT32_MAX) throw std::length_error("a key's values hold 4 GiB at most");
+  Fill();
+  const NamePool::Id spelling = shared_->names.Add(name);
+  values_.push_back({shared_->names.NameOf(spelling), spelling, 0, 0, 0});
+  PutBytes(values_.back(), type, bytes);
+}
+
+void Key::PutBytes(Value& value, platform::DWORD type, std::span<const std::uint8_t> bytes) {
+  value.type = type;
+  value.offset = static_cast<std::uint32_t>(bytes_.size());
+  value.size = static_cast<std::uint32_t>(bytes.size());
   bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
   TellWatches(kValueChange);
 }

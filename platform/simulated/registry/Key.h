@@ -84,6 +84,8 @@ class Key : public std::enable_shared_from_this<Key> {
   bool FindValue(std::u16string_view name, ValueView& value);
   /** @param bytes copied; not this key's own, as a view shows them */
   void SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes);
+  /** Sets a value that the key does not have, without a search for it. REQUIRES: no value of that name. */
+  void AddValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes);
   bool RemoveValue(std::u16string_view name);
 
   /** Those of the whole tree; each change above tells them of itself. */
@@ -120,6 +122,7 @@ class Key : public std::enable_shared_from_this<Key> {
   std::size_t PositionOf(std::u16string_view name, bool& found);
   Values::iterator LocateValue(std::u16string_view name);
   ValueView ViewOf(const Value& value) const;
+  void PutBytes(Value& value, platform::DWORD type, std::span<const std::uint8_t> bytes);
   void DropBytes(const Value& value);
   void MarkDeleted();
 

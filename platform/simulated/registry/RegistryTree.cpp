@@ -92,7 +92,7 @@ Key* RegistryTree::Find(std::u16string_view path) {
 
 Key* RegistryTree::Find(Key& start, std::u16string_view path, View view) {
   const Guard guard(lock_);
-  if (view == View::Bits32) return FindIn32BitView(start, path);
+  if (view == View::Bits32 && !hasOneView_) return FindIn32BitView(start, path);
   return FindBelow(start, path);
 }
 
@@ -153,6 +153,11 @@ void RegistryTree::ListAsMade() {
   RemoveStandIn();
   listsAsMade_ = true;
   root_.ListAsMade();
+}
+
+void RegistryTree::HaveOneView() {
+  const Guard guard(lock_);
+  hasOneView_ = true;
 }
 
 void RegistryTree::SetUser(std::u16string_view sid) {

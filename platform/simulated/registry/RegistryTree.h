@@ -87,6 +87,8 @@ class RegistryTree {
    * than Windows does. The user's hive is then made when it is first spoken of.
    */
   void ListAsMade();
+  /** From now on both views are the same, as on 32-bit Windows. */
+  void HaveOneView();
   /** Sets which hive below HKEY_USERS is HKEY_CURRENT_USER. */
   void SetUser(std::u16string_view sid);
   std::u16string User() const;
@@ -108,6 +110,7 @@ class RegistryTree {
   Key* users_;
   std::u16string user_;
   bool listsAsMade_ = false;
+  bool hasOneView_ = false;
   Keeper keeper_;
 };
 

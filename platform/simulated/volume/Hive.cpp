@@ -1,60 +1,119 @@
 #include "simulated/volume/Hive.h"
 
-#include <hivex.h>
+#include <algorithm>
+#include <chrono>
+#include <ctime>
+#include <set>
 
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <stdexcept>
-#include <utility>
-
+#include "simulated/base/FolderEntry.h"
 #include "simulated/base/MachineError.h"
-#include "simulated/volume/HiveRecords.h"
+#include "simulated/base/WideText.h"
+#include "simulated/volume/HiveRecovery.h"
 
 namespace simulated {
 namespace {
 
-struct Free {
-  void operator()(void* block) const { std::free(block); }
-};
-template <typename T>
-using Block = std::unique_ptr<T[], Free>;
+namespace fs = std::filesystem;
 
-std::string WhyNot(int error) {
-  if (error == ENOTSUP || error == EINVAL) return "is damaged, or no hive; restore it from a backup";
-  return std::string("cannot be read (") + std::strerror(error) + "); make it readable";
+/** The file's logs. A log that cannot be read is no log. */
+std::vector<std::unique_ptr<MappedFile>> OpenLogs(const fs::path& file) {
+  std::vector<std::unique_ptr<MappedFile>> logs;
+  for (const char* const end : {".LOG1", ".LOG2", ".LOG"}) {
+    const auto log = FindEntry(file.parent_path(), FromUtf8(file.filename().string() + end));
+    std::error_code ignored;
+    if (!log || fs::is_symlink(*log, ignored)) continue;
+    try {
+      logs.push_back(std::make_unique<MappedFile>(*log));
+    } catch (const MachineError&) {
+      continue;
+    }
+  }
+  return logs;
+}
+
+struct NameLess {
+  bool operator()(std::u16string_view left, std::u16string_view right) const {
+    return CompareNames(left, right) < 0;
+  }
+};
+
+std::string PathOf(const Key& key, const std::u16string& name) {
+  std::u16string path = name;
+  for (const Key* above = &key; above->Parent(); above = above->Parent()) path = above->Name() + u'\\' + path;
+  return ToUtf8(path);
 }
 
 }  // namespace
 
-std::shared_ptr<Hive> Hive::Open(const std::filesystem::path& file, std::shared_ptr<const MappedFile> bytes,
-                                 const LoadObserver& observer) {
-  hive_h* const handle = hivex_open(file.c_str(), 0);
-  const int problem = errno;
-  if (!handle) throw MachineError(file.string() + ": the hive " + WhyNot(problem));
-  return std::shared_ptr<Hive>(new Hive(handle, file, std::move(bytes), observer));
+std::string ShownTime(std::uint64_t fileTime) {
+  constexpr std::uint64_t kPerSecond = 10'000'000, kSecondsTo1970 = 11'644'473'600;
+  const auto seconds =
+      static_cast<std::time_t>(fileTime / kPerSecond) - static_cast<std::time_t>(kSecondsTo1970);
+  std::tm parts = {};
+  char text[sizeof "+1234567-01-01T00:00Z"];
+  if (fileTime == 0 || !gmtime_r(&seconds, &parts)) return "unknown";
+  return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%MZ", &parts)};
 }
 
-Hive::Hive(hive_h* handle, std::filesystem::path file, std::shared_ptr<const MappedFile> bytes,
-           const LoadObserver& observer)
-    : handle_(handle),
-      file_(std::move(file)),
-      bytes_(std::move(bytes)),
-      damage_(observer.damage),
-      warning_(observer.warning) {}
-
-Hive::~Hive() { hivex_close(handle_); }
-
-Hive::Node Hive::Root() const { return hivex_root(handle_); }
-
-std::optional<Hive::Node> Hive::Child(Node node, const std::string& name) const {
-  const hive_node_h child = hivex_node_get_child(handle_, node, name.c_str());
-  return child == 0 ? std::nullopt : std::optional<Node>(child);
+std::shared_ptr<Hive> Hive::Open(const fs::path& file, Recovery recovery,
+                                 const HiveReader::Progress& progress, const LoadObserver& observer) {
+  const std::shared_ptr<Hive> hive(new Hive(file, observer));
+  if (recovery == Recovery::Applied) hive->Recover();
+  hive->Check(progress);
+  hive->Report(observer);
+  return hive;
 }
 
-std::uint64_t Hive::TimeOf(Node node) const {
-  const std::int64_t time = hivex_node_timestamp(handle_, node);
-  return time < 0 ? 0 : static_cast<std::uint64_t>(time);
+void Hive::Report(const LoadObserver& observer) const {
+  const std::string newest = "newest change " + ShownTime(newestChange_);
+  const std::string what = image_.empty() ? "the hive was not written to its end"
+                           : recoveredEntries_ == 1
+                               ? "recovered 1 log entry"
+                               : "recovered " + std::to_string(recoveredEntries_) + " log entries";
+  const std::string line = file_.string() + ": " + what + ", " + newest;
+  if (!loss_.empty()) {
+    if (observer.damage) observer.damage(line + "; " + loss_ + ", so later changes are missing");
+  } else if (!image_.empty() && observer.warning) {
+    observer.warning(line);
+  }
+}
+
+void Hive::Recover() {
+  std::vector<HiveBytes> bytes;
+  const auto logs = OpenLogs(file_);
+  for (const auto& log : logs) bytes.push_back(log->Span());
+  HiveRecovery recovery = RecoverHive(mapped_.Span(), bytes);
+  image_ = std::move(recovery.image);
+  recoveredEntries_ = recovery.entries;
+  loss_ = std::move(recovery.loss);
+}
+
+void Hive::Check(const HiveReader::Progress& progress) {
+  const HiveBytes bytes = image_.empty() ? mapped_.Span() : HiveBytes(image_);
+  try {
+    reader_ = std::make_unique<HiveReader>(bytes);
+    newestChange_ = reader_->CheckAll(progress);
+    if (!HasHiveHeader(bytes))
+      throw HiveDamage("its header's checksum is wrong, and no log replaces the header");
+  } catch (const HiveDamage& damage) {
+    if (!image_.empty() && HasHiveHeader(mapped_.Span())) {
+      // Logs that are another hive's after all, or are forged.
+      image_.clear();
+      recoveredEntries_ = 0;
+      loss_ = "its logs do not fit it";
+      return Check(progress);
+    }
+    throw MachineError(file_.string() + ": the hive is damaged: " + damage.what() +
+                       "; restore it from a backup");
+  }
+}
+
+std::optional<Hive::Node> Hive::Child(Node node, std::u16string_view name) {
+  std::optional<Node> child;
+  reader_->ForEachSubKey(node, [&](Node subKey) {
+    if (SameName(reader_->NameOf(subKey), name)) child = subKey;
+  });
+  return child;
 }
 
 void Hive::FillLater(Key& key, Node node) {
@@ -62,48 +121,43 @@ void Hive::FillLater(Key& key, Node node) {
   key.FillLater(*this, node);
 }
 
-void Hive::Fill(Key& key, Node node) {
-  const Block<hive_value_h> values(hivex_node_values(handle_, node));
-  for (const hive_value_h* value = values.get(); value && *value != 0; ++value) AddValue(key, *value);
-  const Block<hive_node_h> subKeys(hivex_node_children(handle_, node));
-  for (const hive_node_h* subKey = subKeys.get(); subKey && *subKey != 0; ++subKey) AddSubKey(key, *subKey);
-  if (!values || !subKeys) TellOfDamage();
+void Hive::Fill(Key& key, std::size_t place) {
+  const auto node = static_cast<Node>(place);
+  FillValues(key, node);
+  std::vector<std::pair<std::u16string, Node>> subKeys;
+  reader_->ForEachSubKey(node, [&](Node subKey) { subKeys.emplace_back(reader_->NameOf(subKey), subKey); });
+  // Windows sorts them. Of a hive that does not, each would move those that are there already.
+  std::ranges::stable_sort(subKeys, NameLess(),
+                           [](const auto& subKey) -> std::u16string_view { return subKey.first; });
+  for (const auto& [name, subKey] : subKeys) AddSubKey(key, name, subKey);
 }
 
-void Hive::AddValue(Key& key, std::size_t value) {
-  const auto name = NameIn<ValueRecord>(bytes_->Span(), value);
-  hive_type type = hive_t_REG_NONE;
-  std::size_t size = 0;
-  const Block<char> data(hivex_value_value(handle_, value, &type, &size));
-  if (!name || !data) return TellOfDamage();
-  // Any number is a type to Windows, also one that the library's has no room for.
-  platform::DWORD number = 0;
-  static_assert(sizeof number == sizeof type);
-  std::memcpy(&number, &type, sizeof number);
-  key.SetValue(*name, number, {reinterpret_cast<const std::uint8_t*>(data.get()), size});
+void Hive::FillValues(Key& key, Node node) {
+  std::set<std::u16string, NameLess> names;
+  reader_->ForEachValue(node, [&](Node cell) {
+    const HiveReader::Value value = reader_->ReadValue(cell);
+    if (!names.insert(value.name).second)
+      return ReportLeftOut(key, value.name, "a second value of this name");
+    key.AddValue(value.name, value.type, value.data);
+  });
 }
 
-void Hive::AddSubKey(Key& key, Node node) {
-  const auto name = NameIn<KeyRecord>(bytes_->Span(), node);
-  if (!name) return TellOfDamage();
+void Hive::AddSubKey(Key& key, const std::u16string& name, Node node) {
   try {
-    FillLater(key.CreateSubKey(*name), node);
+    const std::size_t before = key.SubKeyCount();
+    Key& subKey = key.CreateSubKey(name);
+    if (key.SubKeyCount() == before) return ReportLeftOut(key, name, "a second key of this name");
+    FillLater(subKey, node);
   } catch (const std::length_error& impossible) {
-    WarnOfImpossible(impossible.what());
+    ReportLeftOut(key, name, impossible.what());
   }
 }
 
-// Such as more sub keys than the library reads.
-void Hive::TellOfDamage() {
-  if (const Warning tell = std::exchange(damage_, nullptr))
-    tell(file_.string() +
-         ": some of the hive's keys cannot be read and are left out; restore it from a backup");
-}
-
-void Hive::WarnOfImpossible(const char* why) {
-  if (const Warning warn = std::exchange(warning_, nullptr))
-    warn(file_.string() + ": the hive holds keys that Windows does not allow (" + why +
-         "); they are left out");
+void Hive::ReportLeftOut(const Key& key, const std::u16string& name, const char* why) {
+  constexpr std::size_t kMostReports = 50;
+  if (!damage_ || ++reports_ > kMostReports + 1) return;
+  if (reports_ > kMostReports) return damage_(file_.string() + ": more keys or values are left out");
+  damage_(file_.string() + ": " + PathOf(key, name) + ": " + why + "; left out");
 }
 
 }  // namespace simulated

@@ -1,7 +1,6 @@
-/** One hive file of Windows, read through libhivex. */
+/** One hive file of Windows: opened, recovered in memory and checked; its keys are read on first use. */
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -10,50 +9,66 @@
 #include "simulated/base/LoadObserver.h"
 #include "simulated/base/WholeFile.h"
 #include "simulated/registry/Key.h"
-
-struct hive_h;
+#include "simulated/volume/HiveReader.h"
 
 namespace simulated {
+
+/** Whether changes that are only in a hive's logs are applied, in memory. */
+enum class Recovery { Applied, NotApplied };
 
 /** Not thread-safe: the lock of the registry that its keys are put into guards it. */
 class Hive : public KeySource {
  public:
-  using Node = std::size_t;
+  using Node = HiveReader::Cell;
 
   /**
-   * Opens a hive, whole or not: libhivex looks at no more of it than it is asked for.
-   * @param bytes     the same file's
-   * @param observer  told of what is left out when keys are read: of each kind once
+   * Opens a hive and checks all of it. Reports a recovery to `observer.warning`, and to `observer.damage`
+   * what the hive may lack; later, each key that is left out when it is read. The file is never written.
    * @throws MachineError with one line that names the file
    */
-  static std::shared_ptr<Hive> Open(const std::filesystem::path& file,
-                                    std::shared_ptr<const MappedFile> bytes, const LoadObserver& observer);
-  ~Hive() override;
-  Hive(const Hive&) = delete;
-  Hive& operator=(const Hive&) = delete;
+  static std::shared_ptr<Hive> Open(const std::filesystem::path& file, Recovery recovery,
+                                    const HiveReader::Progress& progress, const LoadObserver& observer);
 
-  Node Root() const;
-  std::optional<Node> Child(Node node, const std::string& name) const;
-  /** Last write time as a FILETIME. */
-  std::uint64_t TimeOf(Node node) const;
-  /** Has the key filled with what the hive holds at that node, when it is first looked at. */
+  Node Root() const { return reader_->Root(); }
+  std::optional<Node> Child(Node node, std::u16string_view name);
+  std::uint64_t TimeOf(Node node) { return reader_->TimeOf(node); }
+  /** Fills the key from that node when the key is first used. */
   void FillLater(Key& key, Node node);
-  /** Fills it now; those below are still filled later. */
-  void Fill(Key& key, Node node) override;
+  /** Fills it now; keys below are still filled later. */
+  void Fill(Key& key, std::size_t node) override;
+
+  const std::filesystem::path& File() const { return file_; }
+  /** Log entries that were applied. */
+  std::size_t RecoveredEntries() const { return recoveredEntries_; }
+  /** What the hive may lack although it is open; empty if nothing. */
+  const std::string& Loss() const { return loss_; }
+  /** FILETIME of the key that was changed last. */
+  std::uint64_t NewestChange() const { return newestChange_; }
 
  private:
-  Hive(hive_h* handle, std::filesystem::path file, std::shared_ptr<const MappedFile> bytes,
-       const LoadObserver& observer);
-  void AddValue(Key& key, std::size_t value);
-  void AddSubKey(Key& key, Node node);
-  void TellOfDamage();
-  void WarnOfImpossible(const char* why);
+  Hive(const std::filesystem::path& file, const LoadObserver& observer)
+      : file_(file), mapped_(file), damage_(observer.damage) {}
 
-  hive_h* handle_;
+  void Recover();
+  void Check(const HiveReader::Progress& progress);
+  void Report(const LoadObserver& observer) const;
+  void FillValues(Key& key, Node node);
+  void AddSubKey(Key& key, const std::u16string& name, Node node);
+  void ReportLeftOut(const Key& key, const std::u16string& name, const char* why);
+
   const std::filesystem::path file_;
-  const std::shared_ptr<const MappedFile> bytes_;
+  const MappedFile mapped_;
+  /** The recovered file; empty if the file itself is read. */
+  std::vector<std::uint8_t> image_;
+  std::unique_ptr<HiveReader> reader_;
+  std::size_t recoveredEntries_ = 0;
+  std::string loss_;
+  std::uint64_t newestChange_ = 0;
   Warning damage_;
-  Warning warning_;
+  std::size_t reports_ = 0;
 };
+
+/** A FILETIME as "2026-11-02T14:03Z". */
+std::string ShownTime(std::uint64_t fileTime);
 
 }  // namespace simulated

@@ -1,20 +1,41 @@
-/** A hive's key and value records: where things stand in them, counted from behind the cell's size. */
+/** Layout of a hive file: offsets in its header, and in key and value records behind the cell's size. */
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
-#include <string>
+
+#include "simulated/base/LittleEndian.h"
 
 namespace simulated {
 
-/** Stands before every record: how large the cell is that holds it, negative where it is in use. */
+using HiveBytes = std::span<const std::uint8_t>;
+
+/** The header of a primary file. A log begins with its first sector. */
+struct HiveHeader {
+  static constexpr std::size_t kFirstSequence = 4;
+  static constexpr std::size_t kSecondSequence = 8;
+  static constexpr std::size_t kTime = 12;
+  static constexpr std::size_t kType = 28;
+  static constexpr std::size_t kRoot = 36;
+  static constexpr std::size_t kBinsBytes = 40;
+  static constexpr std::size_t kFileName = 48;
+  static constexpr std::size_t kFileNameBytes = 64;
+  static constexpr std::size_t kIdentifier = 112;
+  static constexpr std::size_t kIdentifierBytes = 16;
+  static constexpr std::size_t kChecksum = 508;
+  static constexpr std::size_t kSectorBytes = 512;
+  /** The bins begin here. Offsets in a hive count from there. */
+  static constexpr std::size_t kBytes = 4096;
+};
+
+/** Precedes every record: the size of its cell, negative if the cell is in use. */
 inline constexpr std::size_t kCellHeaderBytes = 4;
 
 struct KeyRecord {
   static constexpr std::size_t kFlags = 2;
   static constexpr std::uint16_t kHasLatin1Name = 0x20;
+  static constexpr std::size_t kTime = 4;
   static constexpr std::size_t kSubKeyCount = 20;
   static constexpr std::size_t kSubKeyList = 28;
   static constexpr std::size_t kValueCount = 36;
@@ -27,18 +48,24 @@ struct ValueRecord {
   static constexpr std::size_t kNameBytes = 2;
   static constexpr std::size_t kDataBytes = 4;
   static constexpr std::size_t kData = 8;
+  static constexpr std::size_t kType = 12;
   static constexpr std::size_t kFlags = 16;
   static constexpr std::uint16_t kHasLatin1Name = 1;
   static constexpr std::size_t kName = 20;
 };
 
-/**
- * The name in a record of either kind. libhivex tells names too, but in UTF-8: that has no room for what is
- * no good UTF-16, and takes longer than all else that is read of a key.
- * @param cell  where the record's cell begins in `file`
- * @return nothing where it does not lie within the file
- */
-template <typename Record>
-std::optional<std::u16string> NameIn(std::span<const std::uint8_t> file, std::size_t cell);
+/** The two letters that a record begins with. */
+constexpr std::uint16_t Kind(const char (&letters)[3]) {
+  return static_cast<std::uint16_t>(letters[0] | letters[1] << 8);
+}
+
+/** The four letters that a header begins with. */
+constexpr std::uint32_t Kind(const char (&letters)[5]) {
+  return Kind({letters[0], letters[1], '\0'}) | std::uint32_t{Kind({letters[2], letters[3], '\0'})} << 16;
+}
+
+inline std::uint64_t Read64(HiveBytes bytes, std::size_t at) {
+  return Read32(bytes, at) | std::uint64_t{Read32(bytes, at + 4)} << 32;
+}
 
 }  // namespace simulated

@@ -1,20 +1,22 @@
 #include "simulated/volume/Volume.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
-#include <cstring>
-#include <iterator>
 #include <vector>
 
 #include "simulated/base/FolderEntry.h"
 #include "simulated/base/WideText.h"
-#include "simulated/volume/HiveOpener.h"
+#include "simulated/volume/RegistryTexts.h"
+#include "simulated/volume/VolumeEnvironment.h"
+#include "simulated/volume/VolumeUsers.h"
 
 namespace simulated {
 namespace {
 
 namespace fs = std::filesystem;
 
-/** What stands below a folder under these names, each within the one before, in whatever case. */
+/** The entry at the end of these names, each in the one before, in any case. */
 template <typename... Names>
 std::optional<fs::path> FindEntry(const fs::path& folder, std::string_view name, Names... further) {
   const auto entry = simulated::FindEntry(folder, FromUtf8(name));
@@ -22,53 +24,6 @@ std::optional<fs::path> FindEntry(const fs::path& folder, std::string_view name,
     return entry;
   else
     return entry ? FindEntry(*entry, further...) : std::nullopt;
-}
-
-std::vector<fs::path> FoldersIn(const std::optional<fs::path>& folder) {
-  std::vector<fs::path> folders;
-  std::error_code failure;
-  if (!folder) return folders;
-  for (const fs::directory_entry& entry : fs::directory_iterator(*folder, failure))
-    // Links are the compatibility names of a profile, which would bring it in twice.
-    if (entry.is_directory(failure) && !entry.is_symlink(failure)) folders.push_back(entry.path());
-  std::ranges::sort(folders);
-  return folders;
-}
-
-/** The characters of a text value, up to its NUL. */
-std::u16string TextOf(Key& key, std::u16string_view name) {
-  ValueView value;
-  if (!key.FindValue(name, value)) return {};
-  std::u16string text(value.bytes.size() / 2, u'\0');
-  std::memcpy(text.data(), value.bytes.data(), text.size() * 2);
-  return text.substr(0, text.find(u'\0'));
-}
-
-std::uint32_t NumberOf(Key& key, std::u16string_view name) {
-  ValueView value;
-  std::uint32_t number = 0;
-  if (key.FindValue(name, value) && value.bytes.size() == sizeof number)
-    std::memcpy(&number, value.bytes.data(), sizeof number);
-  return number;
-}
-
-bool IsTemplate(const fs::path& folder) {
-  const std::u16string name = FromUtf8(folder.filename().string());
-  return SameName(name, u"Default") || SameName(name, u"Default User");
-}
-
-/** The hives of all who have a profile, but not of the templates of profiles to come: Windows loads none of
- * those. */
-std::vector<fs::path> FindUserHives(const fs::path& volume) {
-  std::vector<fs::path> hives;
-  for (const auto& profiles : {FindEntry(volume, "Users"), FindEntry(volume, "Documents and Settings"),
-                               FindEntry(volume, "Windows", "ServiceProfiles")}) {
-    for (const fs::path& folder : FoldersIn(profiles)) {
-      const auto file = IsTemplate(folder) ? std::nullopt : FindEntry(folder, "NTUSER.DAT");
-      if (file) hives.push_back(*file);
-    }
-  }
-  return hives;
 }
 
 /**
@@ -82,9 +37,9 @@ class SystemSource : public KeySource {
   void Fill(Key& key, std::size_t root) override {
     hive_->Fill(key, root);
     Key* const select = key.FindSubKey(u"Select");
-    std::string number = std::to_string(select ? NumberOf(*select, u"Current") : 0);
+    std::string number = std::to_string(select ? NumberIn(*select, u"Current") : 0);
     number.insert(0, 3 - std::min<std::size_t>(3, number.size()), '0');
-    const auto current = hive_->Child(root, "ControlSet" + number);
+    const auto current = hive_->Child(static_cast<Hive::Node>(root), FromUtf8("ControlSet" + number));
     if (current) hive_->FillLater(key.CreateSubKey(u"CurrentControlSet"), *current);
   }
 
@@ -92,105 +47,179 @@ class SystemSource : public KeySource {
   const std::shared_ptr<Hive> hive_;
 };
 
+/** Whether the file, links followed, is in the folder or in that of another drive. */
+bool IsInside(const fs::path& file, const fs::path& volume, const Drives& drives) {
+  std::error_code failure;
+  const fs::path real = fs::weakly_canonical(file, failure);
+  std::vector<fs::path> tops = {volume};
+  for (char16_t letter = u'A'; letter <= u'Z'; ++letter)
+    if (const auto drive = drives.OnHost(std::u16string{letter, u':', u'\\'})) tops.push_back(*drive);
+  return std::ranges::any_of(tops, [&](const fs::path& top) {
+    const fs::path realTop = fs::weakly_canonical(fs::absolute(top), failure);
+    return std::ranges::mismatch(realTop, real).in1 == realTop.end();
+  });
+}
+
+/** Whether a file system of its own is mounted there, such as that of a disk image. */
+bool IsMountPoint(const fs::path& folder) {
+  struct stat own = {}, above = {};
+  return stat(folder.c_str(), &own) == 0 && stat((folder / "..").c_str(), &above) == 0 &&
+         own.st_dev != above.st_dev;
+}
+
 class Loader {
  public:
-  Loader(RegistryTree& registry, const LoadObserver& observer) : registry_(registry), observer_(observer) {}
+  Loader(const fs::path& volume, const VolumeOptions& options, Machine& machine, const LoadObserver& observer)
+      : volume_(volume), options_(options), machine_(machine), observer_(observer) {}
 
-  void LoadSoftware(const OpenedHive& software);
-  void LoadSystem(const OpenedHive& system);
-  void LoadDefault(const OpenedHive& services);
-  void LoadUser(const OpenedHive& user);
+  void Run(const fs::path& folder) {
+    const auto fileOf = [&](const char* name) { return FindEntry(folder, name).value_or(folder / name); };
+    machine_.volume.emplace();
+    const fs::path software = fileOf("SOFTWARE"), system = fileOf("SYSTEM");
+    // A volume made of a few hives may have none.
+    const auto services = FindEntry(folder, "DEFAULT");
+    for (const fs::path& file : {software, system, services.value_or(fs::path())}) Expect(file);
+    Put(u"HKEY_LOCAL_MACHINE\\SOFTWARE", Open(software));
+    LoadSystem(system);
+    if (services) LoadDefault(*services);
+    DescribeMachine();
+    LoadUsers();
+    doneBytes_ = allBytes_;
+    if (observer_.progress) observer_.progress(doneBytes_, allBytes_);
+  }
 
  private:
-  /** @return false for a hive that is not open, which is told */
-  bool IsOpen(const OpenedHive& hive) const {
+  void Expect(const fs::path& file) {
     std::error_code failure;
-    const bool isMissing = !hive.hive && !fs::exists(hive.file, failure);
-    const Warning& tell = isMissing ? observer_.warning : observer_.damage;
-    if (!hive.hive && tell) tell(hive.error + "; it is left out");
-    return hive.hive != nullptr;
+    const std::uintmax_t bytes = fs::file_size(file, failure);
+    if (!failure) allBytes_ += bytes;
   }
-  void Put(std::u16string_view path, const std::shared_ptr<Hive>& hive) {
-    Key& key = registry_.CreateKey(path);
+  std::shared_ptr<Hive> Open(const fs::path& file) {
+    if (!IsInside(file, volume_, machine_.drives))
+      throw MachineError(file.string() + ": a link out of the volume; put the file in its place");
+    const auto progress = [this](std::size_t bytes) {
+      doneBytes_ = std::min(doneBytes_ + bytes, allBytes_);
+      if (observer_.progress) observer_.progress(doneBytes_, allBytes_);
+    };
+    return Hive::Open(file, options_.recovery, progress, observer_);
+  }
+  /** @return null for a hive that is left out, which is reported */
+  std::shared_ptr<Hive> OpenOrReport(const fs::path& file) {
+    try {
+      return Open(file);
+    } catch (const MachineError& error) {
+      std::error_code failure;
+      const Warning& report = fs::exists(file, failure) ? observer_.damage : observer_.warning;
+      if (report) report(std::string(error.what()) + "; it is left out");
+      return nullptr;
+    }
+  }
+  Key& Put(const std::u16string& path, const std::shared_ptr<Hive>& hive) {
+    Key& key = machine_.registry.CreateKey(path);
     key.KeepSource(hive);
     hive->FillLater(key, hive->Root());
+    machine_.volume->hives.push_back(
+        {path, hive->RecoveredEntries(), hive->Loss(), ShownTime(hive->NewestChange())});
+    return key;
   }
-  std::u16string SidOf(const std::u16string& folderName);
+  void LoadSystem(const fs::path& file);
+  void LoadDefault(const fs::path& file);
+  void DescribeMachine();
+  void LoadUsers();
+  const UserHive& WantedUser(const std::vector<UserHive>& users) const;
+  void ChooseUser(const std::vector<UserHive>& users);
 
-  RegistryTree& registry_;
+  const fs::path& volume_;
+  const VolumeOptions& options_;
+  Machine& machine_;
   const LoadObserver& observer_;
-  bool hasPerson_ = false;
+  std::uint64_t doneBytes_ = 0;
+  std::uint64_t allBytes_ = 0;
 };
 
-void Loader::LoadSoftware(const OpenedHive& software) {
-  if (!software.hive) throw MachineError(software.error);
-  Put(u"HKEY_LOCAL_MACHINE\\SOFTWARE", software.hive);
-}
-
-void Loader::LoadSystem(const OpenedHive& system) {
-  if (!IsOpen(system)) return;
-  Key& key = registry_.CreateKey(u"HKEY_LOCAL_MACHINE\\SYSTEM");
-  const auto source = std::make_shared<SystemSource>(system.hive);
+void Loader::LoadSystem(const fs::path& file) {
+  const auto hive = OpenOrReport(file);
+  if (!hive) return;
+  Key& key = Put(u"HKEY_LOCAL_MACHINE\\SYSTEM", hive);
+  const auto source = std::make_shared<SystemSource>(hive);
   key.KeepSource(source);
-  key.lastWriteTime = system.hive->TimeOf(system.hive->Root());
-  key.FillLater(*source, system.hive->Root());
+  key.FillLater(*source, hive->Root());
 }
 
-// What services without a profile see.
-void Loader::LoadDefault(const OpenedHive& services) {
-  if (IsOpen(services)) Put(u"HKEY_USERS\\.DEFAULT", services.hive);
+// Services without a profile, and the system itself, have this one.
+void Loader::LoadDefault(const fs::path& file) {
+  const auto hive = OpenOrReport(file);
+  if (!hive) return;
+  Put(u"HKEY_USERS\\.DEFAULT", hive);
+  hive->FillLater(machine_.registry.CreateKey(u"HKEY_USERS\\S-1-5-18"), hive->Root());
 }
 
-void Loader::LoadUser(const OpenedHive& user) {
-  if (!IsOpen(user)) return;
-  const std::string folder = user.file.parent_path().filename().string();
-  std::u16string sid = SidOf(FromUtf8(folder));
-  if (sid.empty()) {
-    if (observer_.warning)
-      observer_.warning(user.file.string() +
-                        ": the volume's ProfileList has no such user; loaded as HKEY_USERS\\" + folder);
-    sid = FromUtf8(folder);
-  }
-  if (!hasPerson_ && sid.starts_with(u"S-1-5-21-")) {
-    hasPerson_ = true;
-    registry_.SetUser(sid);
-  }
-  Put(u"HKEY_USERS\\" + sid, user.hive);
+void Loader::DescribeMachine() {
+  SetSystemEnvironment(machine_);
+  const char16_t letter = machine_.environment.Find(u"SystemDrive")->front();
+  if (const auto other = machine_.drives.OnHost(std::u16string{letter, u':', u'\\'}))
+    throw MachineError(other->string() + ": the volume is this drive itself; remove the folder");
+  machine_.drives.Mount(letter, volume_);
+  if (!IsMountPoint(volume_)) machine_.drives.HideHostSpace(letter);
+  VolumeFacts facts = ReadWindowsFacts(machine_);
+  facts.hives = std::move(machine_.volume->hives);
+  machine_.volume = std::move(facts);
+  if (machine_.volume->is32Bit) machine_.registry.HaveOneView();
+  SetHardware(machine_);
 }
 
-std::u16string Loader::SidOf(const std::u16string& folderName) {
-  Key* const profiles =
-      registry_.Find(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList");
-  for (std::size_t i = 0; profiles && i < profiles->SubKeyCount(); ++i) {
-    Key& profile = profiles->SubKeyAt(i);
-    const std::u16string path = TextOf(profile, u"ProfileImagePath");
-    if (SameName(std::u16string_view(path).substr(path.rfind(u'\\') + 1), folderName)) return profile.Name();
+void Loader::LoadUsers() {
+  std::vector<UserHive> users = FindUserHives(volume_, machine_, observer_);
+  for (const UserHive& user : users) Expect(user.file);
+  std::erase_if(users, [&](UserHive& user) {
+    const auto hive = OpenOrReport(user.file);
+    if (!hive) return true;
+    if (user.sid.empty()) {
+      if (observer_.warning)
+        observer_.warning(user.file.string() +
+                          ": the volume's ProfileList has no such user; loaded as HKEY_USERS\\" +
+                          ToUtf8(user.name));
+      user.sid = user.name;
+    }
+    Put(u"HKEY_USERS\\" + user.sid, hive);
+    return false;
+  });
+  ChooseUser(users);
+}
+
+const UserHive& Loader::WantedUser(const std::vector<UserHive>& users) const {
+  const std::u16string wanted = FromUtf8(*options_.user);
+  std::string names;
+  for (const UserHive& user : users) {
+    if (SameName(user.sid, wanted) || SameName(user.name, wanted)) return user;
+    names += (names.empty() ? "" : ", ") + ToUtf8(user.name);
   }
-  return {};
+  throw MachineError(volume_.string() + ": no user " + *options_.user +
+                     (names.empty() ? "; the volume has no user's hive" : "; the volume has " + names));
+}
+
+void Loader::ChooseUser(const std::vector<UserHive>& users) {
+  const auto person = std::ranges::find_if(users, &UserHive::IsPerson);
+  if (!options_.user && person == users.end()) return;
+  const UserHive& user = options_.user ? WantedUser(users) : *person;
+  machine_.registry.SetUser(user.sid);
+  SetUserEnvironment(machine_, user.profile.empty() ? user.name : user.profile);
+  const auto persons = std::ranges::count_if(users, &UserHive::IsPerson);
+  if (options_.user || persons < 2 || !observer_.warning) return;
+  observer_.warning(volume_.string() + ": " + std::to_string(persons) +
+                    " people used the machine; HKEY_CURRENT_USER is " + ToUtf8(user.name) + "'s (" +
+                    ToUtf8(user.sid) + "), choose another with --user");
 }
 
 }  // namespace
 
 std::optional<fs::path> FindHives(const fs::path& folder) {
-  const auto software = FindEntry(folder, "Windows", "System32", "config", "SOFTWARE");
-  return software ? std::optional(software->parent_path()) : std::nullopt;
+  return FindEntry(folder, "Windows", "System32", "config");
 }
 
-void LoadVolume(const fs::path& volume, const fs::path& folder, Machine& machine,
-                const LoadObserver& observer) {
-  const auto fileOf = [&](const char* name) { return FindEntry(folder, name).value_or(folder / name); };
-  std::vector<fs::path> files = {fileOf("SOFTWARE"), fileOf("SYSTEM")};
-  // A volume made of a few hives may have none.
-  if (const auto services = FindEntry(folder, "DEFAULT")) files.push_back(*services);
-  const std::size_t machinesHiveCount = files.size();
-  std::ranges::copy(FindUserHives(volume), std::back_inserter(files));
-  const std::vector<OpenedHive> hives = OpenHives(files, observer);
-  Loader loader(machine.registry, observer);
-  loader.LoadSoftware(hives[0]);
-  loader.LoadSystem(hives[1]);
-  if (machinesHiveCount > 2) loader.LoadDefault(hives[2]);
-  for (std::size_t i = machinesHiveCount; i < hives.size(); ++i) loader.LoadUser(hives[i]);
-  machine.drives.Mount(u'C', volume);
+void LoadVolume(const fs::path& volume, const fs::path& folder, const VolumeOptions& options,
+                Machine& machine, const LoadObserver& observer) {
+  Loader(volume, options, machine, observer).Run(folder);
 }
 
 }  // namespace simulated

@@ -44,6 +44,18 @@ std::vector<std::u16string> DisplayIcons() {
   return icons;
 }
 
+/** The capture holds what was recovered, which the hives themselves do not. */
+void NoteRecovery(capture::CapturedMachine& machine) {
+  const auto volume = DescribeVolume();
+  if (!volume) return;
+  for (const RecoveredHive& hive : volume->recovered) {
+    std::string what =
+        "recovered " + std::to_string(hive.entries) + " log entries, newest change " + hive.newestChange;
+    if (!hive.loss.empty()) what += "; " + hive.loss + ", so later changes are missing";
+    machine.notes.push_back({capture::ToWide(hive.key), capture::ToWide(what)});
+  }
+}
+
 capture::CapturedMachine ReadMachine(const CaptureOptions& options) {
   Progress progress("Capturing the machine");
   const auto told = [&progress] {
@@ -52,6 +64,7 @@ capture::CapturedMachine ReadMachine(const CaptureOptions& options) {
   };
   capture::CapturedMachine machine;
   machine.userSid = capture::UserSid();
+  NoteRecovery(machine);
   capture::RegistryCapture(machine, told).Run();
   capture::CaptureFacts(machine);
   capture::CaptureEnvironment(machine);

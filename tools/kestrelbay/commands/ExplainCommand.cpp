@@ -8,6 +8,7 @@
 #include "console/Failure.h"
 #include "explain/ExplainJson.h"
 #include "explain/ExplainText.h"
+#include "views/VolumeJson.h"
 
 namespace cli {
 namespace {
@@ -54,7 +55,9 @@ void PrintExplanation(Session& session, const std::string& name, bool withValues
                   "\", nor has that name in it; see all of them with: kestrelbay explain");
   }
   if (session.json) {
-    session.out.WriteJsonLine(ToJson(part));
+    auto json = ToJson(part);
+    AddVolume(json);
+    session.out.WriteJsonLine(json);
   } else if (name.empty() && !withValues) {
     PrintOverview(session.out, all);
   } else {

@@ -5,7 +5,9 @@
 #include "KestrelbayGeneralSDK.h"
 #include "commands/Command.h"
 #include "console/DisplayText.h"
+#include "console/System.h"
 #include "views/Messages.h"
+#include "views/VolumeJson.h"
 
 namespace cli {
 namespace {
@@ -62,15 +64,20 @@ void PrintLine(Session& session, const std::string& label, const std::string& va
 }
 
 void PrintFacts(Session& session) {
-  const Json facts = {{"manufacturer", AskText("Manufacturer", &GetManufacturer)},
-                      {"productName", AskText("Product", &GetProductName)},
-                      {"deviceId", AskText("Device id", &GetDeviceId)},
-                      {"proxyServer", AskText("Proxy", &GetProxyServer)},
-                      {"graphics", AskText("Graphics", &GetGraphics)},
-                      {"isTablet", AskTablet()},
-                      {"freeMebibytes", AskDiskSpace()}};
+  Json facts = {{"manufacturer", AskText("Manufacturer", &GetManufacturer)},
+                {"productName", AskText("Product", &GetProductName)},
+                {"deviceId", AskText("Device id", &GetDeviceId)},
+                {"proxyServer", AskText("Proxy", &GetProxyServer)},
+                {"graphics", AskText("Graphics", &GetGraphics)},
+                {"isTablet", AskTablet()},
+                {"freeMebibytes", AskDiskSpace()}};
+  AddVolume(facts);
   if (session.json) {
     return session.out.WriteJsonLine(facts);
+  }
+  if (const auto volume = DescribeVolume()) {
+    const std::string windows = volume->windows.empty() ? "(not known)" : Printable(volume->windows);
+    PrintLine(session, "Volume of", windows + (volume->is32Bit ? ", 32-bit" : ", 64-bit"));
   }
   PrintLine(session, "Manufacturer", ShownText(facts["manufacturer"]));
   PrintLine(session, "Product", ShownText(facts["productName"]));

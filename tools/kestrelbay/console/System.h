@@ -84,6 +84,37 @@ void OpenMachine(const std::optional<std::string>& directory, const LoadObserver
  */
 void OpenMachineToRead(const std::string& directory, const LoadObserver& observer);
 
+/** How offline Windows volumes are opened. */
+struct VolumeOptions {
+  /** Changes that are only in a hive's logs are applied in memory. */
+  bool recovers = true;
+  /** The SID or the profile's folder whose hive is HKEY_CURRENT_USER; nothing for the first person. */
+  std::optional<std::string> user;
+};
+
+/** Applies to each machine that is opened from now on. On Windows there are no volumes. */
+void SetVolumeOptions(VolumeOptions options);
+
+/** A hive of a volume: where the registry has it, and what was recovered. */
+struct RecoveredHive {
+  std::string key;
+  std::size_t entries = 0;
+  std::string newestChange;
+  /** What it lacks all the same; empty if nothing. */
+  std::string loss;
+};
+
+struct VolumeDescription {
+  /** Name, version and build; empty if the volume does not name its Windows. */
+  std::string windows;
+  bool is32Bit = false;
+  /** Those with log entries that were applied, or with a loss. */
+  std::vector<RecoveredHive> recovered;
+};
+
+/** Nothing if the machine is no offline Windows volume. */
+std::optional<VolumeDescription> DescribeVolume();
+
 /** From now on Ctrl-C is noted and does not end the process; a second one does. */
 void CatchInterrupt();
 bool WasInterrupted();

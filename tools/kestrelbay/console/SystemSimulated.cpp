@@ -17,6 +17,7 @@
 #include "console/Failure.h"
 #include "console/Progress.h"
 #include "console/System.h"
+#include "simulated/base/WideText.h"
 #include "simulated/directory/CurrentMachine.h"
 #include "simulated/directory/MachineDirectory.h"
 
@@ -56,10 +57,12 @@ fs::path SampleDirectory() {
   return (fs::read_symlink("/proc/self/exe").parent_path() / "../share/kestrelbay/desk").lexically_normal();
 }
 
+simulated::VolumeOptions volumeOptions;
+
 void UseMachine(const fs::path& directory, simulated::Changes changes, const LoadObserver& observer) {
   try {
-    simulated::UseMachine(
-        simulated::OpenMachine(directory, changes, {observer.progress, observer.warning, observer.damage}));
+    simulated::UseMachine(simulated::OpenMachine(
+        directory, changes, {observer.progress, observer.warning, observer.damage}, volumeOptions));
   } catch (const simulated::MachineError& error) {
     throw Failure(error.what());
   }
@@ -183,6 +186,22 @@ void OpenMachine(const std::optional<std::string>& directory, const LoadObserver
 
 void OpenMachineToRead(const std::string& directory, const LoadObserver& observer) {
   UseMachine(directory, simulated::Changes::Discarded, observer);
+}
+
+void SetVolumeOptions(VolumeOptions options) {
+  volumeOptions.recovery = options.recovers ? simulated::Recovery::Applied : simulated::Recovery::NotApplied;
+  volumeOptions.user = std::move(options.user);
+}
+
+std::optional<VolumeDescription> DescribeVolume() {
+  const auto& facts = simulated::CurrentMachine().volume;
+  if (!facts) return std::nullopt;
+  VolumeDescription volume{simulated::ToUtf8(facts->windows), facts->is32Bit, {}};
+  for (const simulated::HiveFacts& hive : facts->hives)
+    if (hive.recoveredEntries > 0 || !hive.loss.empty())
+      volume.recovered.push_back(
+          {simulated::ToUtf8(hive.key), hive.recoveredEntries, hive.newestChange, hive.loss});
+  return volume;
 }
 
 void CatchInterrupt() {

@@ -176,6 +176,10 @@ void OpenMachineToRead(const std::string& directory, const LoadObserver&) {
       ": a directory, of which Windows makes no machine; name a file saved with: kestrelbay list --json");
 }
 
+void SetVolumeOptions(VolumeOptions) {}
+
+std::optional<VolumeDescription> DescribeVolume() { return std::nullopt; }
+
 void CatchInterrupt() {
   SetConsoleCtrlHandler(
       [](DWORD event) -> BOOL { return event == CTRL_C_EVENT && !wasInterrupted.exchange(true); }, TRUE);

@@ -1,0 +1,159 @@
+#include "simulated/volume/VolumeEnvironment.h"
+
+#include "simulated/volume/RegistryTexts.h"
+
+namespace simulated {
+namespace {
+
+constexpr std::u16string_view kControl = u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\";
+constexpr std::u16string_view kWindows = u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion";
+constexpr std::u16string_view kWindowsNt =
+    u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
+
+std::u16string InControl(std::u16string_view path) { return std::u16string(kControl) += path; }
+
+/** Sets a variable if there is a text for it. */
+void SetIfKnown(Machine& machine, std::u16string_view variable, std::u16string_view text) {
+  if (!text.empty()) machine.environment.Set(variable, Expand(machine, text));
+}
+
+/** Plain texts first, as Windows does: those that are expanded may name them. */
+void SetFromKey(Machine& machine, std::u16string_view path) {
+  Key* const key = machine.registry.Find(path);
+  for (const platform::DWORD type : {platform::REG_SZ, platform::REG_EXPAND_SZ}) {
+    for (std::size_t i = 0; key && i < key->ValueCount(); ++i) {
+      const ValueView value = key->ValueAt(i);
+      if (value.type != type || value.name.empty()) continue;
+      const std::u16string name(value.name), text = TextIn(*key, name);
+      machine.environment.Set(name, type == platform::REG_SZ ? text : Expand(machine, text));
+    }
+  }
+}
+
+void SetProgramFolders(Machine& machine, bool is32Bit) {
+  constexpr struct {
+    std::u16string_view variable, value;
+    bool isOf64Bit;
+  } kFolders[] = {{u"ProgramFiles", u"ProgramFilesDir", false},
+                  {u"ProgramFiles(x86)", u"ProgramFilesDir (x86)", true},
+                  {u"ProgramW6432", u"ProgramFilesDir", true},
+                  {u"ProgramW6432", u"ProgramW6432Dir", true},
+                  {u"CommonProgramFiles", u"CommonFilesDir", false},
+                  {u"CommonProgramFiles(x86)", u"CommonFilesDir (x86)", true},
+                  {u"CommonProgramW6432", u"CommonFilesDir", true},
+                  {u"CommonProgramW6432", u"CommonW6432Dir", true}};
+  for (const auto& folder : kFolders)
+    if (!folder.isOf64Bit || !is32Bit)
+      SetIfKnown(machine, folder.variable, TextAt(machine, kWindows, folder.value));
+}
+
+void SetSharedFolders(Machine& machine) {
+  const std::u16string list = std::u16string(kWindowsNt) + u"\\ProfileList";
+  SetIfKnown(machine, u"PUBLIC", TextAt(machine, list, u"Public"));
+  const std::u16string programData = TextAt(machine, list, u"ProgramData");
+  SetIfKnown(machine, u"ProgramData", programData);
+  SetIfKnown(machine, u"ALLUSERSPROFILE", programData);
+  // Windows XP.
+  const std::u16string allUsers = TextAt(machine, list, u"AllUsersProfile");
+  if (!allUsers.empty())
+    SetIfKnown(machine, u"ALLUSERSPROFILE", TextAt(machine, list, u"ProfilesDirectory") + u'\\' + allUsers);
+}
+
+bool Is32Bit(Machine& machine) {
+  const std::u16string processor =
+      TextAt(machine, InControl(u"Session Manager\\Environment"), u"PROCESSOR_ARCHITECTURE");
+  if (!processor.empty()) return SameName(processor, u"x86");
+  return TextAt(machine, kWindowsNt, u"BuildLabEx").find(u".x86") != std::u16string::npos;
+}
+
+/** Windows 11 still has the name of Windows 10. */
+std::u16string ProductName(Machine& machine, std::u16string_view build) {
+  constexpr std::u16string_view kOldName = u"Windows 10";
+  constexpr std::u16string_view kFirstBuildOf11 = u"22000";
+  std::u16string name = TextAt(machine, kWindowsNt, u"ProductName");
+  if (name.starts_with(kOldName) && build.size() == kFirstBuildOf11.size() && build >= kFirstBuildOf11)
+    name.replace(0, kOldName.size(), u"Windows 11");
+  return name;
+}
+
+std::u16string WindowsName(Machine& machine) {
+  std::u16string build = TextAt(machine, kWindowsNt, u"CurrentBuildNumber");
+  std::u16string name = ProductName(machine, build);
+  for (const char16_t* const version : {u"DisplayVersion", u"ReleaseId", u"CSDVersion"}) {
+    const std::u16string text = TextAt(machine, kWindowsNt, version);
+    if (text.empty()) continue;
+    name += u' ' + text;
+    break;
+  }
+  if (build.empty()) return name;
+  Key* const key = machine.registry.Find(kWindowsNt);
+  const std::string revision = key ? std::to_string(NumberIn(*key, u"UBR")) : "0";
+  if (revision != "0") build += u'.' + std::u16string(revision.begin(), revision.end());
+  return name + u" (build " + build + u')';
+}
+
+}  // namespace
+
+void SetSystemEnvironment(Machine& machine) {
+  const bool is32Bit = Is32Bit(machine);
+  if (is32Bit) {
+    // The variable of the default environment that a 32-bit Windows does not have.
+    const auto usual = machine.environment.All();
+    machine.environment.Clear();
+    for (const auto& [name, value] : usual)
+      if (!SameName(name, u"ProgramFiles(x86)")) machine.environment.Set(name, value);
+  }
+  const std::u16string root = TextAt(machine, kWindowsNt, u"SystemRoot");
+  if (root.size() > 2 && root[1] == u':') {
+    machine.environment.Set(u"SystemRoot", root);
+    machine.environment.Set(u"SystemDrive", root.substr(0, 2));
+  }
+  machine.environment.Set(u"windir", *machine.environment.Find(u"SystemRoot"));
+  SetIfKnown(machine, u"COMPUTERNAME",
+             TextAt(machine, InControl(u"ComputerName\\ComputerName"), u"ComputerName"));
+  SetProgramFolders(machine, is32Bit);
+  SetSharedFolders(machine);
+  SetFromKey(machine, InControl(u"Session Manager\\Environment"));
+}
+
+void SetUserEnvironment(Machine& machine, std::u16string_view profile) {
+  const std::size_t name = profile.rfind(u'\\');
+  if (profile.size() > 2 && profile[1] == u':') {
+    machine.environment.Set(u"USERPROFILE", profile);
+    machine.environment.Set(u"HOMEDRIVE", profile.substr(0, 2));
+    machine.environment.Set(u"HOMEPATH", profile.substr(2));
+  }
+  machine.environment.Set(u"USERNAME", profile.substr(name == profile.npos ? 0 : name + 1));
+  constexpr std::u16string_view kFolders =
+      u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
+  SetIfKnown(machine, u"APPDATA", TextAt(machine, kFolders, u"AppData"));
+  SetIfKnown(machine, u"LOCALAPPDATA", TextAt(machine, kFolders, u"Local AppData"));
+  const std::u16string systemPath = machine.environment.Find(u"Path").value_or(u"");
+  SetFromKey(machine, u"HKEY_CURRENT_USER\\Environment");
+  // The one variable that Windows does not replace by the user's: the user's part follows.
+  const std::u16string path = machine.environment.Find(u"Path").value_or(u"");
+  if (!systemPath.empty() && path != systemPath) machine.environment.Set(u"Path", systemPath + u';' + path);
+}
+
+VolumeFacts ReadWindowsFacts(Machine& machine) {
+  VolumeFacts facts;
+  facts.windows = WindowsName(machine);
+  facts.is32Bit = Is32Bit(machine);
+  return facts;
+}
+
+void SetHardware(Machine& machine) {
+  constexpr std::u16string_view kConfigurations = u"HKEY_LOCAL_MACHINE\\SYSTEM\\HardwareConfig";
+  const std::u16string last = TextAt(machine, kConfigurations, u"LastConfig");
+  Key* const from =
+      last.empty() ? nullptr : machine.registry.Find(std::u16string(kConfigurations) + u'\\' + last);
+  if (!from) return;
+  Key& bios = machine.registry.CreateKey(u"HKEY_LOCAL_MACHINE\\HARDWARE\\DESCRIPTION\\System\\BIOS");
+  bios.lastWriteTime = from->lastWriteTime;
+  for (std::size_t i = 0; i < from->ValueCount(); ++i) {
+    const ValueView value = from->ValueAt(i);
+    bios.SetValue(value.name, value.type, value.bytes);
+  }
+}
+
+}  // namespace simulated

@@ -1,0 +1,154 @@
+#include "simulated/volume/VolumeUsers.h"
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "simulated/base/FolderEntry.h"
+#include "simulated/base/WideText.h"
+#include "simulated/volume/RegistryTexts.h"
+
+namespace simulated {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::u16string_view kBackup = u".bak";
+
+/** One key of the volume's ProfileList. */
+struct ListedProfile {
+  std::u16string sid;
+  std::u16string path;
+  bool isTemporary = false;
+};
+
+std::u16string_view LastName(std::u16string_view path) { return path.substr(path.rfind(u'\\') + 1); }
+
+/** A trailing backslash means nothing. */
+std::u16string PathOf(const Machine& machine, Key& profile) {
+  std::u16string path = Expand(machine, TextIn(profile, u"ProfileImagePath"));
+  while (path.ends_with(u'\\')) path.pop_back();
+  return path;
+}
+
+ListedProfile ReadListed(const Machine& machine, Key& profile) {
+  constexpr std::uint32_t kTemporary = 0x800;
+  std::u16string path = PathOf(machine, profile);
+  const std::u16string_view name = LastName(path);
+  const bool isNamedSo = SameName(name, u"TEMP") || SameName(name.substr(0, 5), u"TEMP.");
+  return {profile.Name(), std::move(path), isNamedSo || (NumberIn(profile, u"State") & kTemporary) != 0};
+}
+
+/**
+ * The profiles by their SIDs. A profile that could not be loaded is kept as SID.bak while a temporary one has
+ * its place. At the next logon Windows tries the kept one again.
+ */
+std::map<std::u16string, ListedProfile> ReadProfileList(Machine& machine) {
+  constexpr std::u16string_view kLocalSystem = u"S-1-5-18";
+  std::map<std::u16string, ListedProfile> profiles, kept;
+  Key* const list = machine.registry.Find(
+      u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList");
+  for (std::size_t i = 0; list && i < list->SubKeyCount(); ++i) {
+    ListedProfile profile = ReadListed(machine, list->SubKeyAt(i));
+    // Its hive is DEFAULT.
+    if (profile.path.empty() || profile.sid == kLocalSystem) continue;
+    const std::size_t length = profile.sid.size();
+    const bool isKept =
+        length > kBackup.size() && SameName(profile.sid.substr(length - kBackup.size()), kBackup);
+    if (isKept) profile.sid.resize(length - kBackup.size());
+    (isKept ? kept : profiles).insert_or_assign(profile.sid, profile);
+  }
+  for (const auto& [sid, profile] : kept) {
+    const auto other = profiles.find(sid);
+    if (other == profiles.end() || other->second.isTemporary) profiles.insert_or_assign(sid, profile);
+  }
+  return profiles;
+}
+
+bool IsTemplate(const fs::path& folder) {
+  const std::u16string name = FromUtf8(folder.filename().string());
+  return SameName(name, u"Default") || SameName(name, u"Default User");
+}
+
+std::vector<fs::path> FoldersIn(const std::optional<fs::path>& folder) {
+  std::vector<fs::path> folders;
+  std::error_code failure;
+  if (!folder) return folders;
+  for (fs::directory_iterator entry(*folder, failure), end; !failure && entry != end;
+       entry.increment(failure)) {
+    std::error_code ignored;
+    // Links are the compatibility names of a profile.
+    if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) folders.push_back(entry->path());
+  }
+  std::ranges::sort(folders);
+  return folders;
+}
+
+class Finder {
+ public:
+  Finder(const fs::path& root, Machine& machine, const LoadObserver& observer)
+      : root_(fs::weakly_canonical(root)), machine_(machine), observer_(observer) {}
+
+  std::vector<UserHive> Run() {
+    ReadList();
+    const std::u16string drive = *machine_.environment.Find(u"SystemDrive");
+    for (const char16_t* const place : {u"\\Users", u"\\Documents and Settings"})
+      for (const fs::path& folder : FoldersIn(machine_.drives.OnHost(drive + place))) Add(folder);
+    const std::u16string windows = *machine_.environment.Find(u"SystemRoot");
+    for (const fs::path& folder : FoldersIn(machine_.drives.OnHost(windows + u"\\ServiceProfiles")))
+      Add(folder);
+    for (const auto& [folder, profile] : listed_) Add(folder);
+    return std::move(hives_);
+  }
+
+ private:
+  void ReadList() {
+    for (const auto& [sid, profile] : ReadProfileList(machine_)) {
+      const auto folder = machine_.drives.OnHost(profile.path);
+      std::error_code failure;
+      if (folder) {
+        listed_.emplace(fs::weakly_canonical(*folder, failure), profile);
+      } else if (IsOnOtherDrive(profile.path) && observer_.warning) {
+        observer_.warning(root_.string() + ": the profile " + ToUtf8(profile.path) + " of " + ToUtf8(sid) +
+                          " is on another drive; add its files as drives/" +
+                          ToUtf8(profile.path.substr(0, 1)));
+      }
+    }
+  }
+
+  bool IsOnOtherDrive(const std::u16string& path) const {
+    return path.size() > 2 && path[1] == u':' &&
+           !SameName(path.substr(0, 2), *machine_.environment.Find(u"SystemDrive"));
+  }
+
+  void Add(const fs::path& folder) {
+    const auto file = IsTemplate(folder) ? std::nullopt : FindEntry(folder, u"NTUSER.DAT");
+    if (!file) return;
+    std::error_code failure;
+    const fs::path real = fs::weakly_canonical(*file, failure);
+    if (!found_.insert(real).second) return;
+    const auto profile = listed_.find(fs::weakly_canonical(folder, failure));
+    UserHive hive{*file, FromUtf8(folder.filename().string()), {}, {}};
+    if (profile != listed_.end()) {
+      hive.profile = profile->second.path;
+      hive.sid = profile->second.sid;
+    }
+    hives_.push_back(std::move(hive));
+  }
+
+  const fs::path root_;
+  Machine& machine_;
+  const LoadObserver& observer_;
+  /** By their real folders. */
+  std::map<fs::path, ListedProfile> listed_;
+  std::set<fs::path> found_;
+  std::vector<UserHive> hives_;
+};
+
+}  // namespace
+
+std::vector<UserHive> FindUserHives(const fs::path& root, Machine& machine, const LoadObserver& observer) {
+  return Finder(root, machine, observer).Run();
+}
+
+}  // namespace simulated
