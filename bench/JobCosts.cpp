@@ -1,10 +1,10 @@
 /**
- * job-costs [JOBS [APPLICATIONS]]: what jobs cost on a simulated machine whose clock stands still.
+ * job-costs [JOBS [APPLICATIONS]]: the cost of jobs on a simulated machine with a stopped clock.
  *
  * Tells the time that a start takes of its caller beside the pause, what an installation takes beside its two
  * scans, that 64 jobs at once all report, and what so many installations and removals, one after the other,
  * leave allocated and open, beside what their look-ups and starts of programs leave that are made without a
- * job. Ends with status 1 where a job fails or leaves something of its own, however long it took.
+ * job. Ends with status 1 if a job fails or leaks, independent of its time.
  */
 #include <algorithm>
 #include <chrono>

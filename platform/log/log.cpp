@@ -31,8 +31,8 @@ std::string Now() {
 SRWLOCK oneAtATime = SRWLOCK_INIT;
 
 void Append(const std::wstring& path, const std::string& line) {
-  // With this right alone a write goes to the end of what other processes have written meanwhile. Threads of
-  // this one take turns, since not every system makes finding the end and writing there one step.
+  // With only FILE_APPEND_DATA, Windows writes at the end of the file, even after writes of other processes.
+  // The lock is for this process: on some systems finding the end and writing there are two steps.
   AcquireSRWLockExclusive(&oneAtATime);
   HANDLE file =
       CreateFileW(path.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
@@ -50,7 +50,7 @@ void Record(char level, const char* file, const char* format) noexcept {
   try {
     Append(LogPath(), Now() + ' ' + level + ' ' + (file ? file : "") + ' ' + (format ? format : "") + '\n');
   } catch (const std::exception&) {
-    // A log must never be what stops the program.
+    // Ignored by design: a log must never stop the program.
   }
   SetLastError(lastError);
 }

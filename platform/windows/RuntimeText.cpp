@@ -1,4 +1,4 @@
-// mingw may put a printf of its own in the place of Windows'; these names reach Windows' runtime itself.
+// mingw may replace the printf functions of Windows by its own. These names call the Windows runtime itself.
 #define __USE_MINGW_ANSI_STDIO 0
 #include "platform/RuntimeText.h"
 

@@ -47,7 +47,7 @@
   X(ImageLockModeRead, 1)             \
   X(PixelFormat32bppARGB, 0x26200A)
 
-/** Results that src/ tells apart: of type HRESULT, which is signed. */
+/** Results that src/ distinguishes: of type HRESULT, which is signed. */
 #define PLATFORM_RESULTS(X) \
   X(S_OK, 0)                \
   X(DXGI_ERROR_NOT_FOUND, 0x887A0002)

@@ -7,8 +7,8 @@ namespace platform {
 
 /**
  * Asks whether a file or directory may be accessed.
- * @param path  NUL-terminated; relative to the current directory, backslashes or slashes, any case
- * @param mode  0 for existence alone
+ * @param path  null-terminated; relative to the current directory, backslashes or slashes, any case
+ * @param mode  0 checks only the existence
  * @return 0 when it is there, otherwise -1
  */
 int _waccess(const char16_t* path, int mode);

@@ -8,7 +8,7 @@ struct IDXGIAdapter;
 
 namespace platform {
 
-/** What an adapter says of itself; laid out as Windows has it. */
+/** The description of an adapter; with the layout of Windows. */
 struct DXGI_ADAPTER_DESC {
   char16_t Description[128];
   UINT VendorId;

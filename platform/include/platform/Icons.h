@@ -13,7 +13,7 @@ using HICON = ::HICON__*;
 using HBITMAP = ::HBITMAP__*;
 using HIMAGELIST = ::_IMAGELIST*;
 
-/** What the shell knows of a file; laid out as Windows has it. */
+/** The shell's data on a file; with the layout of Windows. */
 struct SHFILEINFOW {
   HICON hIcon;
   int iIcon;
@@ -23,7 +23,7 @@ struct SHFILEINFOW {
 };
 static_assert(sizeof(SHFILEINFOW) == 696);
 
-/** The two bitmaps of an icon; laid out as Windows has it. */
+/** The two bitmaps of an icon; with the layout of Windows. */
 struct ICONINFO {
   BOOL fIcon;
   DWORD xHotspot;
@@ -33,7 +33,7 @@ struct ICONINFO {
 };
 static_assert(sizeof(ICONINFO) == 32);
 
-/** What a bitmap is made of; laid out as Windows has it. */
+/** The description of a bitmap; with the layout of Windows. */
 struct BITMAP {
   LONG bmType;
   LONG bmWidth;
@@ -49,7 +49,7 @@ static_assert(sizeof(BITMAP) == 32);
 HRESULT IIDFromString(const char16_t* text, GUID* iid);
 
 /**
- * Hands out one of the shell's image lists.
+ * Returns one of the shell's image lists.
  * @param list       SHIL_JUMBO for icons of 256 by 256 pixels
  * @param imageList  receives an object of interface `iid`, which also serves as an HIMAGELIST; null on
  * failure
@@ -57,11 +57,10 @@ HRESULT IIDFromString(const char16_t* text, GUID* iid);
 HRESULT SHGetImageList(int list, const GUID& iid, void** imageList);
 
 /**
- * Asks the shell about a file, whose icon is looked for in the file itself. A program that has none is told
- * with the system's common one; so is one whose icon is damaged, but on the simulated machine, where that
- * fails.
- * @param path        NUL-terminated
- * @param attributes  looked at only with SHGFI_USEFILEATTRIBUTES
+ * Reads the shell's data on a file. The icon is that of the file itself; a program without one has the common
+ * icon of the system. A damaged icon counts as none, but on the simulated machine the call fails.
+ * @param path        null-terminated
+ * @param attributes  used only with SHGFI_USEFILEATTRIBUTES
  * @param info        receives the icon, which DestroyIcon frees, and its index in the shell's image lists
  * @param infoBytes   size of `info`
  * @param flags       SHGFI_ICON and its like
@@ -71,8 +70,8 @@ std::uintptr_t SHGetFileInfoW(const char16_t* path, DWORD attributes, SHFILEINFO
                               UINT flags);
 
 /**
- * Takes an icon out of an image list. One of at most 48 pixels stands unscaled in the top left corner of the
- * large list's 256; Wine scales it.
+ * Copies an icon from an image list. An icon of at most 48 pixels is unscaled in the top left corner of the
+ * 256-pixel image of the jumbo list; Wine scales it.
  * @param flags  ILD_NORMAL
  * @return an icon that DestroyIcon frees; null on failure
  */

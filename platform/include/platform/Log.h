@@ -1,6 +1,6 @@
 /**
- * The four entry points of log.dll, one a level. Each records a source file name and a format text, which it
- * is given as it stands: no further arguments follow. Both are NUL-terminated and used during the call only.
+ * The four functions of log.dll, one for each level. Each records the name of a source file and an unexpanded
+ * format. Both texts are null-terminated and used only during the call.
  */
 #pragma once
 

@@ -15,7 +15,7 @@ class GpImage;
 class GpBitmap;
 using GpStatus = int;
 
-/** How GDI+ starts; laid out as Windows has it. */
+/** The options of GDI+; with the layout of Windows. */
 struct GdiplusStartupInput {
   std::uint32_t GdiplusVersion;
   void* DebugEventCallback;
@@ -32,7 +32,7 @@ struct GpRect {
 };
 static_assert(sizeof(GpRect) == 16);
 
-/** A locked rectangle's pixels, good until it is unlocked; laid out as Windows has it. */
+/** The pixels of a locked rectangle, valid until the unlock; with the layout of Windows. */
 struct BitmapData {
   UINT Width;
   UINT Height;
@@ -43,7 +43,7 @@ struct BitmapData {
 };
 static_assert(sizeof(BitmapData) == 32);
 
-/** An encoder; laid out as Windows has it. */
+/** An encoder; with the layout of Windows. */
 struct ImageCodecInfo {
   GUID Clsid;
   GUID FormatID;
@@ -65,7 +65,7 @@ static_assert(sizeof(ImageCodecInfo) == 104);
 GpStatus GdiplusStartup(std::uintptr_t* token, const GdiplusStartupInput* input, void* output);
 void GdiplusShutdown(std::uintptr_t token);
 
-/** Memory for GDI+ objects. @return null where there is none */
+/** Allocates memory for GDI+ objects. @return null on failure */
 void* GdipAlloc(std::size_t bytes);
 void GdipFree(void* memory);
 
@@ -92,7 +92,8 @@ GpStatus GdipBitmapGetPixel(GpBitmap* bitmap, int x, int y, std::uint32_t* argb)
  * Gives access to a rectangle's pixels.
  * @param rectangle  one that reaches beyond the bitmap is refused with InvalidParameter (2), `data` untouched
  * @param flags      ImageLockModeRead
- * @param data       receives the pixels in `pixelFormat`, on the simulated machine the bitmap's own alone
+ * @param data       out: the pixels in `pixelFormat`, which on the simulated machine must be that of the
+ * bitmap
  */
 GpStatus GdipBitmapLockBits(GpBitmap* bitmap, const GpRect* rectangle, UINT flags, int pixelFormat,
                             BitmapData* data);
@@ -104,12 +105,12 @@ GpStatus GdipGetImageEncoders(UINT count, UINT bytes, ImageCodecInfo* encoders);
 /** @param parameters null */
 GpStatus GdipSaveImageToStream(GpImage* image, IStream* stream, const GUID* encoder, const void* parameters);
 
-/** @param memory null for memory of its own @param stream receives it; IStream_Release frees it */
+/** @param memory  null allocates it @param stream  out: the stream, which IStream_Release frees */
 HRESULT CreateStreamOnHGlobal(HANDLE memory, BOOL deleteOnRelease, IStream** stream);
 HRESULT GetHGlobalFromStream(IStream* stream, HANDLE* memory);
 DWORD IStream_Release(IStream* stream);
 std::size_t GlobalSize(HANDLE memory);
-/** @return the bytes, good until GlobalUnlock; null on failure */
+/** @return the bytes, valid until GlobalUnlock; null on failure */
 void* GlobalLock(HANDLE memory);
 BOOL GlobalUnlock(HANDLE memory);
 

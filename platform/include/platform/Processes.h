@@ -5,7 +5,7 @@
 
 namespace platform {
 
-/** How a new process's first window starts; laid out as Windows has it. */
+/** The options of the first window of a new process; with the layout of Windows. */
 struct STARTUPINFOW {
   DWORD cb;
   char16_t* lpReserved;
@@ -37,7 +37,7 @@ struct PROCESS_INFORMATION {
 };
 static_assert(sizeof(PROCESS_INFORMATION) == 24);
 
-/** What the shell is asked to start; laid out as Windows has it. */
+/** A start request to the shell; with the layout of Windows. */
 struct SHELLEXECUTEINFOW {
   DWORD cbSize;
   DWORD fMask;
@@ -60,9 +60,9 @@ static_assert(sizeof(SHELLEXECUTEINFOW) == 112);
 /**
  * Starts a program by its command line.
  * @param application     null: the program is the command line's first word
- * @param commandLine     NUL-terminated and writable
+ * @param commandLine     null-terminated and writable
  * @param information     receives two handles that CloseHandle closes
- * @return 0 on failure, with the last error set: ERROR_FILE_NOT_FOUND (2) where there is no such program
+ * @return 0 on failure, with the last error set: ERROR_FILE_NOT_FOUND (2) if there is no such program
  */
 BOOL CreateProcessW(const char16_t* application, char16_t* commandLine, void* processAttributes,
                     void* threadAttributes, BOOL inheritHandles, DWORD creationFlags, void* environment,
@@ -72,7 +72,7 @@ BOOL CreateProcessW(const char16_t* application, char16_t* commandLine, void* pr
 /**
  * Starts a program through the shell; the verb "runas" asks for elevation first.
  * @param execute  with SEE_MASK_NOCLOSEPROCESS its hProcess receives a handle that CloseHandle closes, or
- * null where the shell started no process of its own
+ * null if the shell started no new process
  * @return 0 on failure, with the last error set: ERROR_CANCELLED (1223) where elevation was refused
  */
 BOOL ShellExecuteExW(SHELLEXECUTEINFOW* execute);

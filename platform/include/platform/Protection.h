@@ -5,7 +5,7 @@
 
 namespace platform {
 
-/** Bytes with their count; laid out as Windows has it. */
+/** Bytes with their count; with the layout of Windows. */
 struct DATA_BLOB {
   DWORD cbData;
   BYTE* pbData;
@@ -56,7 +56,7 @@ BOOL CryptBinaryToStringA(const BYTE* bytes, DWORD byteCount, DWORD flags, char*
 BOOL CryptStringToBinaryA(const char* text, DWORD chars, DWORD flags, BYTE* bytes, DWORD* byteCount,
                           DWORD* skipped, DWORD* usedFlags);
 
-/** Frees what the two data protection operations handed out. @return null */
+/** Frees a result of the two data protection functions. @return null */
 void* LocalFree(void* memory);
 
 }  // namespace platform

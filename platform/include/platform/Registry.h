@@ -1,9 +1,9 @@
 /**
  * The registry: opening, reading, enumerating and deleting keys.
  *
- * Every operation answers with a status, ERROR_SUCCESS (0) or a Windows error number, and leaves the
- * thread's last error alone. Names are UTF-16, without regard to case, and end at their first NUL. A key
- * handle may be used by any thread; what is open at the end of the process is closed by the system.
+ * Every function returns a status, ERROR_SUCCESS (0) or a Windows error number, and does not
+ * change the last error of the thread. Names are UTF-16, without regard to case, and end at their first NUL.
+ * A key handle may be used by any thread; what is open at the end of the process is closed by the system.
  */
 #pragma once
 
@@ -19,8 +19,7 @@ namespace platform {
  * @param access   rights asked for, with KEY_WOW64_32KEY or KEY_WOW64_64KEY to choose the view
  * @param result   receives the handle, which the caller closes with RegCloseKey; null on failure.
  *                 A predefined key asked for itself is given back as it is.
- * @return ERROR_FILE_NOT_FOUND (2) where there is no such key, ERROR_ACCESS_DENIED (5) where a right is
- * refused
+ * @return ERROR_FILE_NOT_FOUND (2) if there is no such key, ERROR_ACCESS_DENIED (5) if a right is refused
  */
 LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, REGSAM access, HKEY* result);
 
@@ -38,7 +37,7 @@ LSTATUS RegCloseKey(HKEY key);
  * @param className    null, or room for the key's class
  * @param classChars   null, or its size in characters
  * @param lastWrite    null, or receives the sub key's last write time
- * @return ERROR_NO_MORE_ITEMS (259) behind the last one, ERROR_MORE_DATA (234) where the name does not fit
+ * @return ERROR_NO_MORE_ITEMS (259) behind the last one, ERROR_MORE_DATA (234) if the name does not fit
  */
 LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, DWORD* reserved,
                       char16_t* className, DWORD* classChars, FILETIME* lastWrite);
@@ -48,10 +47,10 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, D
  * @param name       null or empty for the key's unnamed value
  * @param reserved   null
  * @param type       null, or receives the value's type
- * @param data       null to ask for the size alone, or room for the value as it is stored: a text need not
+ * @param data       null to ask only for the size, or a buffer for the stored bytes: a text need not
  *                   end in a NUL
- * @param dataBytes  in: room in bytes; out: the value's size, also where it does not fit
- * @return ERROR_FILE_NOT_FOUND (2) without such a value, ERROR_MORE_DATA (234) where it does not fit
+ * @param dataBytes  in: room in bytes; out: the size of the value, even if it does not fit
+ * @return ERROR_FILE_NOT_FOUND (2) without such a value, ERROR_MORE_DATA (234) if it does not fit
  */
 LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* reserved, DWORD* type, BYTE* data,
                          DWORD* dataBytes);
@@ -63,7 +62,7 @@ LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* reserved, DWORD*
  * @param reserved   null
  * @param type       null, or receives the value's type
  * @param data       receives the value as it is stored
- * @param dataBytes  in: room in bytes; out: the value's size, also where it does not fit
+ * @param dataBytes  in: room in bytes; out: the size of the value, even if it does not fit
  * @return ERROR_NO_MORE_ITEMS (259) behind the last one, ERROR_MORE_DATA (234) where name or value do not fit
  */
 LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, DWORD* reserved, DWORD* type,

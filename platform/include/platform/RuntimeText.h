@@ -12,13 +12,13 @@
 
 namespace platform {
 
-/** Measures a formatted text. @return its bytes without the NUL, or -1 where it cannot be formatted */
+/** Measures a formatted text. @return its bytes without the NUL; -1 on failure */
 int _vscprintf(const char* format, va_list arguments);
 
 /**
  * Formats into `buffer`, which always ends in a NUL.
  * @param bufferBytes  its size, NUL included; too little raises the invalid-parameter condition
- * @return bytes written without the NUL, or -1: what `buffer` then holds is not told by every runtime
+ * @return bytes written without the NUL, or -1: the content of `buffer` then depends on the runtime
  */
 int vsprintf_s(char* buffer, std::size_t bufferBytes, const char* format, va_list arguments);
 
@@ -26,16 +26,16 @@ int vsprintf_s(char* buffer, std::size_t bufferBytes, const char* format, va_lis
  * Copies a text with its NUL.
  * @param bufferBytes  size of `buffer`, NUL included; too little empties `buffer` and raises the
  *                     invalid-parameter condition, whose outcome is the process-wide default
- * @return 0, or the C runtime's error number where that condition returns
+ * @return 0, or the error number of the C runtime if that condition returns
  */
 int strcpy_s(char* buffer, std::size_t bufferBytes, const char* text);
 
-/** The number that `text` begins with, behind white space and with its sign; 0 where there is none. */
+/** @return the number at the start of `text`, after white space and with its sign; 0 if there is none */
 int _wtoi(const char16_t* text);
 
 /**
  * Parses a number.
- * @param end   receives the first character behind it, `text` itself where there are no digits
+ * @param end   out: the first character after it; `text` itself if there are no digits
  * @param base  10
  * @return the number; outside 32 bits the nearest one, with errno ERANGE
  */

@@ -18,10 +18,11 @@ inline constexpr GUID IID_IEnumShellItems{
 inline constexpr GUID BHID_EnumItems{
     0x94f60519, 0x2850, 0x4924, {0xaa, 0x5a, 0xd1, 0x5e, 0x84, 0x86, 0x80, 0x39}};
 
-/** Initialises COM on the calling thread. @param reserved null @return S_FALSE (1) where it was already */
+/** Initialises COM on the calling thread. @param reserved null @return S_FALSE (1) if it was already
+ * initialised */
 HRESULT CoInitialize(void* reserved);
 
-/** Frees what a COM object handed out; null is harmless. */
+/** Frees memory that a COM object returned; null is allowed. */
 void CoTaskMemFree(void* memory);
 
 /**

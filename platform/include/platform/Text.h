@@ -13,7 +13,7 @@ namespace platform {
  * cuts short, a NUL too, as part of it
  * @param text        the narrow text, which need not end in a NUL
  * @param textBytes   its length in bytes; a NUL counted here is converted like any character
- * @param wide        room for the result; not looked at when `wideChars` is 0
+ * @param wide        room for the result; unused if `wideChars` is 0
  * @param wideChars   that room in characters, or 0 to ask for the size
  * @return characters written or needed; 0 for an empty text, or for too little room with the last error
  *         ERROR_INSUFFICIENT_BUFFER (122): then `wide` holds what fitted
@@ -27,7 +27,7 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int textBy
  * @param flags            0: a lone surrogate becomes U+FFFD
  * @param wide             the wide text, which need not end in a NUL
  * @param wideChars        its length in characters
- * @param text             room for the result; not looked at when `textBytes` is 0
+ * @param text             room for the result; unused if `textBytes` is 0
  * @param textBytes        that room in bytes, or 0 to ask for the size
  * @param defaultChar      null
  * @param usedDefaultChar  null
@@ -38,7 +38,7 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const char16_t* wide, int wi
 
 /**
  * Replaces each %NAME% by the environment variable of that name; an unknown one stays as it is written.
- * @param source       NUL-terminated
+ * @param source       null-terminated
  * @param expanded     room for the result and its NUL
  * @param expandedChars  that room in characters
  * @return characters needed, NUL included, also where they do not fit; what `expanded` then holds differs

@@ -14,7 +14,7 @@ struct HKEY__;
 namespace platform {
 
 #if defined(_WIN32)
-using DWORD = unsigned long;  // 32 bits there, and a type of its own beside unsigned int
+using DWORD = unsigned long;  // 32 bits on Windows, and a type distinct from unsigned int
 using LONG = long;
 #else
 using DWORD = std::uint32_t;
@@ -38,7 +38,7 @@ struct FILETIME {
   DWORD dwHighDateTime;
 };
 
-/** An interface's or handler's identity; laid out as Windows has it. */
+/** An interface's or handler's identity; with the layout of Windows. */
 struct GUID {
   std::uint32_t Data1;
   std::uint16_t Data2;

@@ -1,7 +1,7 @@
-// What the library makes when it is loaded, in which order, and in which order all of it is destroyed.
+// The order in which the library creates its load-time objects, and in which it destroys all its objects.
 //
-// The linker leads each registration of a destruction in this program's objects through here, and the event
-// is made here: by a machine that cannot make one.
+// The linker redirects each registration of a destruction here. This file also replaces CreateEventW by one
+// that fails.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -38,12 +38,12 @@ struct EventMade {
 };
 constinit EventMade eventMade{};
 
-/** What is told by its name when it is destroyed; nothing while this is empty. */
-constinit std::array<std::pair<const void*, const char*>, 16> told{};
+/** The objects whose destruction is printed by name. */
+constinit std::array<std::pair<const void*, const char*>, 16> printed{};
 
 void Destroy(void* registration) {
   const auto& [destroy, object] = *static_cast<const Registration*>(registration);
-  for (const auto& [address, name] : told) {
+  for (const auto& [address, name] : printed) {
     if (address && address == object) std::fprintf(stderr, "%s ", name);
   }
   destroy(object);
@@ -109,24 +109,24 @@ TEST(StopEvent, ThatWasNotMadeIsSetWithSuccessAllTheSame) {
 
 void Unload() {
   // Made in this order, so that they are destroyed in reverse, and what the load made after them.
-  told = {{{&SDKLog::GetInstance(), "SDKLog"},
-           {&AppInstall::GetInstance(), "AppInstall"},
-           {&AppUninstall::GetInstance(), "AppUninstall"},
-           {&Security::GetInstance(), "Security"},
-           {&LocalMachineRoot(), "LocalMachineRoot"},
-           {&CurrentUserRoot(), "CurrentUserRoot"},
-           {&UsersRoot(), "UsersRoot"},
-           {&LifecycleMutex, "LifecycleMutex"},
-           {&InstallerClassesPath, "InstallerClassesPath"},
-           {&UninstallKeyPath, "UninstallKeyPath"},
-           {&UserProductsPath, "UserProductsPath"},
-           {&InstallerUserDataPath, "InstallerUserDataPath"},
-           {&ExcludedPublisher, "ExcludedPublisher"}}};
+  printed = {{{&SDKLog::GetInstance(), "SDKLog"},
+              {&AppInstall::GetInstance(), "AppInstall"},
+              {&AppUninstall::GetInstance(), "AppUninstall"},
+              {&Security::GetInstance(), "Security"},
+              {&LocalMachineRoot(), "LocalMachineRoot"},
+              {&CurrentUserRoot(), "CurrentUserRoot"},
+              {&UsersRoot(), "UsersRoot"},
+              {&LifecycleMutex, "LifecycleMutex"},
+              {&InstallerClassesPath, "InstallerClassesPath"},
+              {&UninstallKeyPath, "UninstallKeyPath"},
+              {&UserProductsPath, "UserProductsPath"},
+              {&InstallerUserDataPath, "InstallerUserDataPath"},
+              {&ExcludedPublisher, "ExcludedPublisher"}}};
   std::exit(0);
 }
 
 TEST(UnloadDeathTest, DestroysTheLatestFirstAndTheLoadsObjectsInReverse) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process of its own, in which none of them is made
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a new process, in which none of them exists
   EXPECT_EXIT(Unload(), testing::ExitedWithCode(0),
               testing::StrEq("UsersRoot CurrentUserRoot LocalMachineRoot Security AppUninstall AppInstall "
                              "SDKLog ExcludedPublisher InstallerUserDataPath UserProductsPath "

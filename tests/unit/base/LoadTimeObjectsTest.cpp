@@ -39,7 +39,7 @@ TEST(StopEvent, IsAnUnnamedManualResetEvent) {
 }
 
 TEST(StopEventDeathTest, IsNotSetWhenTheLibraryIsLoaded) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process of its own, in which nothing has set it
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a new process, in which nothing has set it
   EXPECT_EXIT(std::_Exit(Handles::Shared().IsSignalled(*Handles::Shared().Find(StopEvent)) ? 1 : 0),
               testing::ExitedWithCode(0), "");
 }

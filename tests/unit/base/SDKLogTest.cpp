@@ -158,7 +158,7 @@ void HoldRecord(const char*, std::int32_t, const char* text) {
   recordMayEnd->wait();
 }
 
-// One thread stands in the host's callback while another changes the logger's mode and logs.
+// One thread is in the host's callback while another one changes the mode of the logger and logs.
 TEST_F(DllMode, ModeChangesWithoutTheLockAndTheDllIsCalledUnderIt) {
   std::latch isHeld(1), mayEnd(1);
   recordIsHeld = &isHeld;
@@ -244,7 +244,7 @@ TEST(SDKLog, IsOneObjectWithAVirtualDestructor) {
   EXPECT_TRUE(std::has_virtual_destructor_v<SDKLog>);
 }
 
-// Each statement runs in a process of its own, in which nothing has logged yet.
+// Each statement runs in a new process, in which nothing has logged yet.
 class BeforeInitialisationDeathTest : public testing::Test {
  protected:
   BeforeInitialisationDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
@@ -277,7 +277,7 @@ TEST_F(BeforeInitialisationDeathTest, LogCallFaults) {
   ExitTellingWhether(!done);
 }
 
-// The lock is not recursive: what the logger has to say of its own failure meets the lock that it holds.
+// The lock is not recursive: the logger deadlocks when it logs its own failure.
 TEST(SDKLogDeathTest, FailedFormattingOfARecordDoesNotGoOnSilently) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(ExitTellingWhetherItsOwnFailureBlocksTheLogger(), testing::ExitedWithCode(0), "");

@@ -72,9 +72,10 @@ const Text kTexts[] = {
     {u"TOLVAN Handheld Engine", "ExcludedPublisher"},
 };
 
-/** Names the texts among the objects that the load registered, which are its last. */
-void NameTexts() {
+/** Names the objects that the load registered: the mutex, then the texts. */
+void NameLoadTimeObjects() {
   const std::size_t first = registered - std::size(kTexts);
+  registrations[first - 1].name = "LifecycleMutex";
   for (std::size_t at = first; at < registered; ++at) {
     const auto& text = *static_cast<const std::u16string*>(registrations[at].object);
     if (text != kTexts[at - first].text) std::_Exit(3);
@@ -85,8 +86,8 @@ void NameTexts() {
 void LoadUseAndUnload() {
   simulated::UseMachine(std::make_unique<simulated::Machine>());
   void* const library = dlopen(KESTRELBAY_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-  if (!library || registered < std::size(kTexts)) std::_Exit(2);
-  NameTexts();
+  if (!library || registered <= std::size(kTexts)) std::_Exit(2);
+  NameLoadTimeObjects();
   Find<decltype(InitDllLogger)>(library, "InitDllLogger")([](const char*, std::int32_t, const char*) {});
   registrations[registered - 1].name = "SDKLog";
   char* hidden = nullptr;
@@ -97,11 +98,11 @@ void LoadUseAndUnload() {
   std::exit(0);
 }
 
-TEST(UnloadDeathTest, LibraryDestroysTheLatestFirstAndItsLoadTimeTextsInReverse) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process of its own, in which the library is not loaded
+TEST(UnloadDeathTest, LibraryDestroysTheLatestFirstAndItsLoadTimeObjectsInReverse) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a new process, in which the library is not loaded
   EXPECT_EXIT(LoadUseAndUnload(), testing::ExitedWithCode(0),
               "^Security SDKLog ExcludedPublisher InstallerUserDataPath UserProductsPath UninstallKeyPath "
-              "InstallerClassesPath ");
+              "InstallerClassesPath LifecycleMutex ");
 }
 
 }  // namespace

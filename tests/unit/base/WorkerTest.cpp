@@ -18,7 +18,7 @@ namespace {
 TEST(StartWorker, ReturnsWhileTheBodyStillRuns) {
   std::latch release(1);
   bool done = false;
-  // Were the starter to wait for the work, it would never come to let it go on.
+  // If the starter waited for the body, it would never release it.
   std::thread worker = StartWorker([&] {
     release.wait();
     done = true;
@@ -35,7 +35,7 @@ TEST(StartWorker, RunsOnAThreadOfItsOwn) {
   EXPECT_NE(ran, std::this_thread::get_id());
 }
 
-/** A body that tells when the worker has moved it, and takes its time for that. */
+/** A body that reports when the worker has moved it, and moves slowly. */
 struct SlowToMove {
   SlowToMove(std::thread::id starterOfIt, std::atomic<bool>& flag) : starter(starterOfIt), moved(flag) {}
   SlowToMove(SlowToMove&& other) : starter(other.starter), moved(other.moved) {

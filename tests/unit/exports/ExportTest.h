@@ -1,4 +1,4 @@
-/** A host on a machine of its own, whose inventory is empty but not switched off. */
+/** A host on a new machine, whose inventory is empty and has its products key. */
 #pragma once
 
 #include <cstdint>

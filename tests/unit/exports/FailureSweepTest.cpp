@@ -60,7 +60,7 @@ class FailureSweep : public testing::TestWithParam<Extent> {
     InitDllLogger(nullptr);
   }
 
-  /** @param flow told the machine, on which a call may fail */
+  /** @param flow  called with the machine, on which one call may fail */
   void Sweep(std::size_t fewestCalls, const std::function<void(Machine&)>& flow) {
     std::size_t n = 1;
     for (;; ++n) {
@@ -174,15 +174,15 @@ TEST_P(FailureSweep, DeleteTreeTellsWhetherTheKeyIsGone) {
     machine.registry.CreateKey(key + u"\\a\\b");
     machine.registry.CreateKey(key + u"\\c");
     machine.journal.Start();
-    const bool told = DeleteRegistryTree(platform::HKEY_LOCAL_MACHINE, u"Software\\Vendor");
+    const bool isDeleted = DeleteRegistryTree(platform::HKEY_LOCAL_MACHINE, u"Software\\Vendor");
     machine.journal.Stop();
     const bool gone = machine.registry.Find(key) == nullptr;
     const simulated::JournalCall last = machine.journal.Calls().back();
     // The last call is the final delete or, for a key that cannot be opened and so counts as gone, that open.
     const bool deleteFailed = last.name == "RegDeleteKeyW" && last.result != "0";
-    EXPECT_EQ(told, !deleteFailed);
+    EXPECT_EQ(isDeleted, !deleteFailed);
     EXPECT_EQ(gone, last.name == "RegDeleteKeyW" && !deleteFailed);
-    EXPECT_TRUE(machine.faults.Fired() || (told && gone));
+    EXPECT_TRUE(machine.faults.Fired() || (isDeleted && gone));
     failures += deleteFailed;
   });
   EXPECT_GT(failures, 0U);

@@ -23,8 +23,7 @@ void Count(long bytes) {
   bytesOfThread += bytes;
 }
 
-// In front of each block stands how many bytes were asked for: what an allocator gives more differs each
-// time.
+// Each block starts with the number of requested bytes: the size that an allocator adds varies.
 constexpr std::size_t kHeadBytes = alignof(std::max_align_t);
 
 void* TakeOrNull(std::size_t bytes) noexcept {

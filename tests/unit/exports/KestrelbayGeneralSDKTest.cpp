@@ -1,4 +1,4 @@
-// What all exports have in common: entry lines, exceptions, and what is handed out and released.
+// Rules of all exports: entry lines, exceptions, and memory that the host releases.
 #include "KestrelbayGeneralSDK.h"
 
 #include <gmock/gmock.h>
@@ -90,7 +90,7 @@ TEST_P(EntryLine, IsTheFirstActOfTheExport) {
   const std::string name = GetParam().name;
   machine.journal.Start();
   GetParam().call();
-  // An asynchronous start tells nobody when it is made. This is the last that its thread asks the machine.
+  // An asynchronous start reports no end. This is the last call of its thread to the machine.
   while (name == "StartAnyExeAsync" && CountCalls("GetLastError") == 0) std::this_thread::yield();
   machine.journal.Stop();
   const simulated::JournalCall first = machine.journal.Calls().at(0);

@@ -1,4 +1,4 @@
-// The list that the host asks for and gives back.
+// The list that the host gets and releases.
 #include <gmock/gmock.h>
 
 #include <cstddef>

@@ -72,7 +72,7 @@ TEST_F(AppsFolder, AThreadThatCannotBeInitialisedGoesOn) {
 TEST_F(AppsFolder, CallsComeInTheirOrderAndEachObjectIsReleased) {
   machine.appsFolder.items = {{{u"Name", u"id"}}};
   std::vector<std::string> calls = CallsOf([&] { Enumerate(); });
-  // The result tells whether this thread was initialised before.
+  // The result reports whether this thread was initialised before.
   ASSERT_FALSE(calls.empty());
   EXPECT_THAT(calls[0], testing::StartsWith("CoInitialize(null) = "));
   std::erase_if(calls, [](const std::string& call) {

@@ -1,4 +1,4 @@
-// A process that could not fetch the large image list: a program of its own, since the list is fetched once.
+// A process that failed to fetch the jumbo image list. A separate program, because the list is fetched once.
 #include <gmock/gmock.h>
 
 #include "ExtractionTest.h"

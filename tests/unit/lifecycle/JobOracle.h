@@ -8,7 +8,7 @@
 
 namespace kestrelbay {
 
-/** A row of the table of outcomes: what the caller is told, and the format of the line that is logged. */
+/** A row of the table of outcomes: the texts for the caller, and the format of the log line. */
 struct ExpectedOutcome {
   const char* result;
   const char* errMsg;

@@ -130,7 +130,7 @@ class Round : public JobTest {
     machine.programs.Set(u"un.exe", {.run = remove});
   }
 
-  /** Has the application, or what a given registry path stands for, count as installed. */
+  /** Makes the application, or the key of a given registry path, count as installed. */
   void Register(const std::u16string& version) {
     AddApp(u"App", version, setting.command);
     if (setting.registryPath.empty()) return;
@@ -165,7 +165,7 @@ class Round : public JobTest {
     machine.programs.WaitForAll();
   }
 
-  /** Lets whoever waits for a watch of that key go on, where there was none. */
+  /** Releases the waiters for a watch of that key if there was none. */
   void Watch(const std::u16string& path) {
     const std::lock_guard guard(machine.registry.Lock());
     if (const simulated::Key* const key = machine.registry.Find(path)) {

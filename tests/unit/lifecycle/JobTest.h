@@ -18,7 +18,7 @@ namespace kestrelbay {
 /** Holds programs up until a test lets them go. */
 class Gate {
  public:
-  /** What a program does: tells that it is there, and waits. */
+  /** The action of a program: reports that it runs, and waits. */
   void Pass();
   void Open();
   /** Waits until that many programs have come to the gate. */
@@ -67,7 +67,7 @@ class JobTest : public OnMachine {
               const std::u16string& command = u"u");
   void RemoveApp(const std::u16string& name);
   static std::u16string KeyOf(const std::u16string& name) { return kUninstall64Path + u"\\" + name; }
-  /** Puts a program where its file stands too. */
+  /** Adds a program and its file. */
   void SetProgram(const std::u16string& path, const std::function<int()>& run, bool givesHandle = true);
 
   /** Starts a job and returns when it has read its request. */

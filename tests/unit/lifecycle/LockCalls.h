@@ -1,4 +1,4 @@
-/** What this program's own objects do with locks: the linker leads their calls through here. */
+/** Observes the lock calls of this program: the linker redirects them here. */
 #pragma once
 
 #include <cstddef>
@@ -7,15 +7,15 @@
 
 namespace kestrelbay {
 
-/** How many locks this thread has taken so far, whichever they were. */
+/** @return the number of locks that this thread has taken so far */
 std::size_t LocksTaken();
 
-/** As long as it lives, this thread does something each time it takes or gives back that one lock. */
+/** While it exists, this thread calls a function each time it takes or releases that lock. */
 class WatchedLock {
  public:
   /**
-   * @param taken      done when the thread has the lock
-   * @param givenBack  done when the thread is about to give it back
+   * @param taken      called when the thread has the lock
+   * @param givenBack  called just before the thread releases it
    */
   WatchedLock(std::recursive_mutex& lock, std::function<void()> taken, std::function<void()> givenBack);
   ~WatchedLock();

@@ -55,10 +55,10 @@ __attribute__((noinline)) void Forget(std::string_view text) {
   volatile char room[8192];
   room[0] = 0;
   const std::string copy(text);
-  asm volatile("" : : "r"(&copy), "r"(&room) : "memory");  // as if somebody looked at it
+  asm volatile("" : : "r"(&copy), "r"(&room) : "memory");  // the compiler must assume a read of it
 }
 
-/** Runs something on a thread whose stack can be looked at afterwards. */
+/** Runs a function on a thread whose stack can be read afterwards. */
 class OpenStack {
  public:
   void Run(std::function<void()> action) {

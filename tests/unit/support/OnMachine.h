@@ -1,4 +1,4 @@
-/** A simulated machine of its own for each test, with short ways to fill it and to ask what it was called. */
+/** A new simulated machine for each test, with short functions to fill it and to read its journal. */
 #pragma once
 
 #include <gtest/gtest.h>
@@ -45,7 +45,7 @@ class OnMachine : public testing::Test {
   void SetTexts(const std::u16string& path, const Texts& values);
   void SetBytes(const std::u16string& path, std::u16string_view name, platform::DWORD type,
                 const std::vector<std::uint8_t>& bytes);
-  /** @return whatever key stands at a path below HKEY_LOCAL_MACHINE */
+  /** @return the key at a path below HKEY_LOCAL_MACHINE */
   static std::unique_ptr<RegistryKey> OpenMachineKey(const std::u16string& path);
 
   /** @return the calls that `action` makes of the machine, one a line: name(arguments) = result */
