@@ -185,8 +185,8 @@ TEST_F(Removal, OfRecordsOfOneNameExactlyTheFirstInTheListGoes) {
   const auto listed = [] {
     const AppRecords apps = ScanInstalledApps();
     std::vector<std::u16string> keys;
-    for (const AppRecord* app : apps.Apps()) {
-      keys.emplace_back(app->subKeyPath.substr(app->subKeyPath.rfind(u'\\') + 1));
+    for (const AppRecord& app : apps) {
+      keys.emplace_back(app.subKeyPath.substr(app.subKeyPath.rfind(u'\\') + 1));
     }
     return keys;
   };
