@@ -22,6 +22,12 @@ void Wipe(void* bytes, std::size_t length) {
   for (std::size_t at = 0; at < length; ++at) units[at] = 0;
 }
 
+void WipeStack() {
+  // The deepest call, which opens the protected bytes, uses less than half of this.
+  volatile std::uint8_t room[16384];
+  for (volatile std::uint8_t& byte : room) byte = 0;
+}
+
 Security& Security::GetInstance() {
   static Security instance;
   return instance;

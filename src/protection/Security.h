@@ -35,13 +35,24 @@ class Security {
 void Wipe(void* bytes, std::size_t length);
 
 /**
+ * Overwrites the stack below the caller. Functions that have returned leave parts of a secret there, and so
+ * does the dynamic linker, which saves the registers that a copy went through.
+ */
+void WipeStack();
+
+/**
  * A secret that is wiped when it is destroyed, also by an exception. Initialise it directly with the result
  * of a function: moving a short text leaves a copy of it in the source.
  */
 struct SecretText {
   std::string text;
 
-  ~SecretText() { Wipe(text.data(), text.size()); }
+  ~SecretText() {
+    Wipe(text.data(), text.size());
+    // Freed first, because that is a call as well.
+    std::string().swap(text);
+    WipeStack();
+  }
 };
 
 }  // namespace kestrelbay

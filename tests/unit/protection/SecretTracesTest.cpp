@@ -71,6 +71,14 @@ class OpenStack {
     pthread_attr_destroy(&attributes);
   }
   std::size_t Count(std::string_view text) const { return CountOf(text, bytes.data(), bytes.size()); }
+  /** Counts the pieces of a text that are there, wherever each of them is. */
+  std::size_t CountPieces(std::string_view text) const {
+    constexpr std::size_t kPieceChars = 8;
+    std::size_t pieces = 0;
+    for (std::size_t at = 0; at + kPieceChars <= text.size(); at += kPieceChars)
+      pieces += Count(text.substr(at, kPieceChars)) != 0;
+    return pieces;
+  }
 
  private:
   static void* Call(void* action) {
@@ -81,9 +89,15 @@ class OpenStack {
   std::vector<char> bytes = std::vector<char>(1 << 20);
 };
 
-// Short enough for a text object to hold it in itself, and too long for that.
-constexpr std::string_view kSecrets[] = {"pin 83-5541-07",
-                                         "correct horse battery staple, and then some more"};
+// Short enough for a text object to hold it in itself, too long for that, and longer than what ciphers and
+// copies have of it at a time. No eight characters of the last one repeat.
+constexpr std::string_view kSecrets[] = {"pin 83-5541-07", "correct horse battery staple, and then some more",
+                                         "The otter at the weir sold us forty jars of quince jam, eleven "
+                                         "brass hinges, a kite with no tail, two maps of "
+                                         "places that never were, some chalk; later it asked for a receipt, "
+                                         "signed in green ink by the miller's aunt, and "
+                                         "when she would not, it swam home upstream under a paper umbrella, "
+                                         "humming the tune about bells & herrings. 9041"};
 
 class SecretTraces : public testing::TestWithParam<std::string_view> {
  protected:
@@ -109,8 +123,10 @@ class SecretTraces : public testing::TestWithParam<std::string_view> {
   char* plain = nullptr;
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, SecretTraces, testing::ValuesIn(kSecrets),
-                         [](const auto& secret) { return secret.index == 0 ? "AShortText" : "ALongText"; });
+INSTANTIATE_TEST_SUITE_P(Of, SecretTraces, testing::ValuesIn(kSecrets), [](const auto& secret) {
+  constexpr const char* kNames[] = {"AShortText", "ALongText", "AVeryLongText"};
+  return kNames[secret.index];
+});
 
 TEST_P(SecretTraces, AreSeenByThisTest) {
   Watch([] { Forget(GetParam()); });
@@ -120,7 +136,7 @@ TEST_P(SecretTraces, AreSeenByThisTest) {
 TEST_P(SecretTraces, AreWipedWhenATextWasProtected) {
   Watch([this] { Encrypt(GetParam().data(), &hidden); });
   ASSERT_STRNE(hidden, "");
-  EXPECT_EQ(stack.Count(GetParam()), 0U);
+  EXPECT_EQ(stack.CountPieces(GetParam()), 0U);
   EXPECT_EQ(blocksThatHeldIt, 0U);
 }
 
@@ -129,7 +145,7 @@ TEST_P(SecretTraces, AreWipedWhenATextWasTurnedBack) {
   Watch([this] { Decrypt(hidden, &plain); });
   // The one copy that stays is the host's.
   EXPECT_EQ(plain, GetParam());
-  EXPECT_EQ(stack.Count(GetParam()), 0U);
+  EXPECT_EQ(stack.CountPieces(GetParam()), 0U);
   EXPECT_EQ(blocksThatHeldIt, 0U);
 }
 
