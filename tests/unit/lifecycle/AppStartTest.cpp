@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <chrono>
 #include <thread>
 
 #include "KestrelbayGeneralSDK.h"
@@ -256,7 +257,9 @@ TEST_F(AppStarting, AnAsynchronousStartThatFailsIsInvisible) {
     const auto calls = machine.journal.Calls();
     return std::ranges::any_of(calls, [](const auto& call) { return call.name == "GetLastError"; });
   };
-  while (!hasFailed()) std::this_thread::yield();
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (!hasFailed() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+  EXPECT_TRUE(hasFailed()) << "the start did not fail in 30 seconds";
   machine.journal.Stop();
   EXPECT_THAT(Started(), ElementsAre());
   EXPECT_THAT(log.Lines(), ElementsAre());

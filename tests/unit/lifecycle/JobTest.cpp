@@ -1,5 +1,8 @@
 #include "lifecycle/JobTest.h"
 
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <thread>
 
 #include "base/LoadTimeObjects.h"
@@ -45,6 +48,18 @@ void Receive(Request* request, int callback) {
   reportsChanged.notify_all();
 }
 
+/** Far longer than any job of a test takes. */
+constexpr std::chrono::seconds kDeadline(60);
+
+/** Waits for a condition. Ends the process if it does not come, because the objects waited for may hang. */
+template <class Condition>
+void WaitOrAbort(std::condition_variable& changed, std::unique_lock<std::mutex>& held, const char* awaited,
+                 Condition condition) {
+  if (changed.wait_for(held, kDeadline, condition)) return;
+  std::fprintf(stderr, "waited %lld s in vain for %s\n", static_cast<long long>(kDeadline.count()), awaited);
+  std::abort();
+}
+
 void ResetStopEvent() {
   auto& handles = simulated::Handles::Shared();
   handles.Signal(*handles.Find(StopEvent), false);
@@ -56,7 +71,7 @@ void Gate::Pass() {
   std::unique_lock held(mutex);
   ++arrivals;
   changed.notify_all();
-  changed.wait(held, [this] { return isOpen; });
+  WaitOrAbort(changed, held, "a gate to open", [this] { return isOpen; });
 }
 
 void Gate::Open() {
@@ -67,7 +82,7 @@ void Gate::Open() {
 
 void Gate::WaitForArrivals(std::size_t count) {
   std::unique_lock held(mutex);
-  changed.wait(held, [&] { return arrivals >= count; });
+  WaitOrAbort(changed, held, "programs to come to a gate", [&] { return arrivals >= count; });
 }
 
 JobTest::JobTest() {
@@ -157,7 +172,7 @@ void JobTest::ReceiveUninstallElsewhere(UninstallRequest* request) { Receive<App
 
 void JobTest::WaitForEnds(std::size_t count) {
   std::unique_lock held(reportsMutex);
-  reportsChanged.wait(held, [&] { return endedCount >= count; });
+  WaitOrAbort(reportsChanged, held, "jobs to end", [&] { return endedCount >= count; });
 }
 
 std::vector<Report> JobTest::Reports() const {

@@ -47,9 +47,9 @@ struct Report {
 };
 
 /**
- * Waits in vain are ended by the test runner. The tables of running jobs have no lock, so jobs are started
- * one by one, each when the one before has read its request, and end one by one: a worker that has reported
- * holds the next report up until it is gone.
+ * A wait in vain ends the process after a minute. The tables of running jobs have no lock, so jobs are
+ * started one by one, each when the one before has read its request, and end one by one: a worker that has
+ * reported holds the next report up until it is gone.
  */
 class JobTest : public OnMachine {
  public:
