@@ -1,4 +1,7 @@
 /** machine.json: any bytes are taken or refused with one line that names the file. */
+#include <unistd.h>
+
+#include <cstdlib>
 #include <string_view>
 
 #include "Expect.h"
@@ -7,20 +10,29 @@
 
 namespace {
 
-// A folder that is nowhere: what an input names in it is missing.
-const std::filesystem::path kFolder = "fuzzed.json:";
+/** An empty folder, removed as soon as it is open: all files that an input names are missing. */
+const simulated::Folder& EmptyFolder() {
+  static const simulated::Folder folder = [] {
+    char name[] = "/tmp/fuzzed-machine-XXXXXX";
+    fuzz::Expect(mkdtemp(name) != nullptr, "a folder can be made");
+    simulated::Folder made(name);
+    rmdir(name);
+    return made;
+  }();
+  return folder;
+}
 
 void CheckError(std::string_view what) {
-  fuzz::Expect(what.starts_with("fuzzed.json:"), "an error names the file");
+  const bool isNamed = what.starts_with("fuzzed.json:") || what.starts_with(EmptyFolder().Path().c_str());
+  fuzz::Expect(isNamed, "an error names the file");
   fuzz::Expect(what.find('\n') == what.npos, "an error is one line");
   fuzz::Outcome() = what;
 }
 
-// Files that a capture names may be anywhere.
 void CheckCapture(const simulated::MachineDescription& description) {
   if (!description.capture) return;
   try {
-    simulated::CheckFiles(*description.capture, kFolder, simulated::RegistryFolder(kFolder));
+    simulated::CheckFiles(*description.capture, EmptyFolder(), simulated::RegistryFolder(EmptyFolder()));
   } catch (const simulated::MachineError&) {
   }
 }
@@ -35,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckCapture(description);
     simulated::ApplyFacts(description, machine);
     simulated::ApplyDeniedRights(description, name, machine);
-    simulated::SetPrograms(description.programs, kFolder, {name, description.lines}, machine, {});
+    simulated::SetPrograms(description.programs, EmptyFolder(), {name, description.lines}, machine, {});
     fuzz::Outcome() = "read";
   } catch (const simulated::MachineError& error) {
     CheckError(error.what());

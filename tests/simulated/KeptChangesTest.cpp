@@ -1,4 +1,4 @@
-// Changes to a machine directory last: each whole or not at all, and of many one.
+// Changes to a machine directory last: each whole or not at all, and many become one.
 #include <gmock/gmock.h>
 
 #include "MachineFolder.h"
@@ -9,12 +9,15 @@ namespace {
 
 using namespace std::string_view_literals;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::SizeIs;
 
 namespace fs = std::filesystem;
 
 constexpr std::u16string_view kKey = u"HKEY_LOCAL_MACHINE\\Software\\K";
 constexpr std::u16string_view kText = u"text\0"sv;
+const std::span<const std::uint8_t> kBytes{reinterpret_cast<const std::uint8_t*>(kText.data()),
+                                           kText.size() * 2};
 constexpr platform::LSTATUS kWriteFault = 29;
 
 class KeptChangesTest : public MachineFolder {
@@ -30,8 +33,8 @@ class KeptChangesTest : public MachineFolder {
   static platform::LSTATUS SetValue(Machine& machine, std::u16string_view name) {
     KeptMerger merger(machine);
     merger.OpenKey(kKey, {});
-    merger.SetValue(name, 1, {reinterpret_cast<const std::uint8_t*>(kText.data()), kText.size() * 2});
-    return merger.Status();
+    merger.SetValue(name, 1, kBytes);
+    return merger.Commit();
   }
   void MakeChanges(int count) {
     const auto machine = Open(Changes::Lasting);
@@ -40,6 +43,7 @@ class KeptChangesTest : public MachineFolder {
     KeptMerger merger(*machine);
     merger.OpenKey(kKey, {});
     merger.DeleteValue(u"first");
+    ASSERT_EQ(merger.Commit(), 0);
   }
   void ExpectChanged(int count, Changes changes) {
     const auto machine = Open(changes);
@@ -105,7 +109,131 @@ TEST_F(KeptChangesTest, ChangeThatCannotBeWrittenIsNotMade) {
   fs::create_directory(folder / "registry/~change-00000001.reg");
   const auto before = Files();
   EXPECT_EQ(SetValue(*machine, u"a"), kWriteFault);
+  EXPECT_THAT(machine->WriteProblem(), HasSubstr((folder / "registry: cannot be written").string()));
   EXPECT_EQ(TextOf(*machine, kKey, u"a"), u"(none)");
+  EXPECT_EQ(Files(), before);
+}
+
+TEST_F(KeptChangesTest, OneOperationIsOneFile) {
+  const auto machine = Open(Changes::Lasting);
+  KeptMerger merger(*machine);
+  merger.OpenKey(u"HKEY_LOCAL_MACHINE\\Software\\New", {});
+  merger.SetValue(u"a", 1, kBytes);
+  merger.DeleteKey(kKey);
+  EXPECT_EQ(machine->registry.Find(u"HKEY_LOCAL_MACHINE\\Software\\New"), nullptr);
+  ASSERT_EQ(merger.Commit({{u"C:\\App\\a.exe"}, {}}), 0);
+  EXPECT_THAT(ChangeFiles(), ElementsAre("registry/~change-00000001.reg"));
+  EXPECT_EQ(TextOf(*machine, u"HKEY_LOCAL_MACHINE\\Software\\New", u"a"), kText);
+  EXPECT_EQ(machine->registry.Find(kKey), nullptr);
+}
+
+TEST_F(KeptChangesTest, LaterStatementsOfAnOperationSeeEarlierOnes) {
+  const auto expectResult = [](Machine& machine) {
+    EXPECT_EQ(machine.registry.Find(kKey)->ValueCount(), 1U);
+    EXPECT_EQ(TextOf(machine, kKey, u"b"), kText);
+  };
+  {
+    const auto machine = Open(Changes::Lasting);
+    KeptMerger merger(*machine);
+    merger.OpenKey(kKey, {});
+    merger.SetValue(u"late", 1, kBytes);
+    merger.DeleteKey(kKey);
+    merger.OpenKey(kKey, {});
+    merger.SetValue(u"a", 1, kBytes);
+    merger.DeleteValue(u"first");
+    merger.DeleteValue(u"a");
+    merger.SetValue(u"b", 1, kBytes);
+    ASSERT_EQ(merger.Commit(), 0);
+    expectResult(*machine);
+  }
+  expectResult(*Open(Changes::Discarded));
+}
+
+TEST_F(KeptChangesTest, KeysAndValuesStayInTheOrderOfTheStatements) {
+  const auto machine = Open(Changes::Lasting);
+  machine->registry.ListAsMade();
+  KeptMerger merger(*machine);
+  merger.OpenKey(u"HKEY_LOCAL_MACHINE\\Software\\K\\z", {});
+  merger.OpenKey(u"HKEY_LOCAL_MACHINE\\Software\\K\\a", {});
+  merger.SetValue(u"y", 1, kBytes);
+  merger.SetValue(u"b", 1, kBytes);
+  ASSERT_EQ(merger.Commit(), 0);
+  EXPECT_EQ(machine->registry.Find(kKey)->SubKeyAt(0).Name(), u"z");
+  EXPECT_EQ(machine->registry.Find(u"HKEY_LOCAL_MACHINE\\Software\\K\\a")->ValueAt(0).name, u"y");
+}
+
+TEST_F(KeptChangesTest, OperationWithADeletionThatIsDeniedChangesNothing) {
+  const auto machine = Open(Changes::Lasting);
+  machine->registry.Deny(kKey, 0x10000);
+  const auto before = Files();
+  KeptMerger merger(*machine);
+  merger.OpenKey(u"HKEY_LOCAL_MACHINE\\Software\\New", {});
+  merger.DeleteKey(kKey);
+  EXPECT_EQ(merger.Commit(), 5);
+  EXPECT_EQ(machine->registry.Find(u"HKEY_LOCAL_MACHINE\\Software\\New"), nullptr);
+  EXPECT_EQ(Files(), before);
+}
+
+class FileChangesTest : public KeptChangesTest {
+ protected:
+  FileChangesTest() { Write("drives/C/old.txt", "x"); }
+
+  platform::LSTATUS Change(Machine& machine, FileChanges files) {
+    KeptMerger merger(machine);
+    merger.OpenKey(kKey, {});
+    merger.SetValue(u"a", 1, kBytes);
+    return merger.Commit(std::move(files));
+  }
+  /** Leaves the directory as a process does that dies before it has changed the files. */
+  void LeavePending() {
+    ASSERT_EQ(Change(*Open(Changes::Lasting), {{u"C:\\App\\new.exe"}, {u"C:\\OLD.txt"}}), 0);
+    fs::rename(folder / "registry/~change-00000001.reg", folder / "registry/~change-00000001.pending");
+    fs::remove_all(folder / "drives/C/App");
+    Write("drives/C/old.txt", "x");
+  }
+};
+
+TEST_F(FileChangesTest, LastWithTheRegistry) {
+  ASSERT_EQ(Change(*Open(Changes::Lasting), {{u"C:\\App\\new.exe"}, {u"C:\\OLD.txt"}}), 0);
+  EXPECT_TRUE(fs::exists(folder / "drives/C/App/new.exe"));
+  EXPECT_FALSE(fs::exists(folder / "drives/C/old.txt"));
+  EXPECT_THAT(ChangeFiles(), ElementsAre("registry/~change-00000001.reg"));
+}
+
+TEST_F(FileChangesTest, OfAnEndedProcessAreFinishedByTheNext) {
+  LeavePending();
+  const auto machine = Open(Changes::Lasting);
+  EXPECT_TRUE(fs::exists(folder / "drives/C/App/new.exe"));
+  EXPECT_FALSE(fs::exists(folder / "drives/C/old.txt"));
+  EXPECT_EQ(TextOf(*machine, kKey, u"a"), kText);
+  EXPECT_THAT(ChangeFiles(), ElementsAre("registry/~change-00000001.reg"));
+}
+
+TEST_F(FileChangesTest, OfAnEndedProcessAreSeenWithoutBeingMade) {
+  LeavePending();
+  const auto before = Files();
+  const auto machine = Open(Changes::Discarded);
+  EXPECT_TRUE(machine->drives.Exists(u"C:\\App\\new.exe"));
+  EXPECT_FALSE(machine->drives.Exists(u"C:\\old.txt"));
+  EXPECT_EQ(TextOf(*machine, kKey, u"a"), kText);
+  EXPECT_EQ(Files(), before);
+}
+
+TEST_F(FileChangesTest, FileThatCannotBeAddedUndoesTheOperation) {
+  const auto machine = Open(Changes::Lasting);
+  const auto before = Files();
+  EXPECT_EQ(Change(*machine, {{u"C:\\App\\new.exe", u"C:\\old.txt\\below.exe"}, {u"C:\\old.txt"}}),
+            kWriteFault);
+  EXPECT_THAT(machine->WriteProblem(),
+              HasSubstr((folder / "drives/C/old.txt/below.exe: cannot be written").string()));
+  EXPECT_EQ(TextOf(*machine, kKey, u"a"), u"(none)");
+  EXPECT_EQ(Files(), before);
+}
+
+TEST_F(FileChangesTest, PathWithALineEndIsRefused) {
+  const auto machine = Open(Changes::Lasting);
+  const auto before = Files();
+  EXPECT_EQ(Change(*machine, {{u"C:\\a\r\n;Removes=C:\\old.txt"}, {}}), kWriteFault);
   EXPECT_EQ(Files(), before);
 }
 
@@ -114,13 +242,14 @@ TEST_F(KeptChangesTest, KeyWithALineEndInItsNameCannotBeKept) {
   const auto before = Files();
   KeptMerger merger(*machine);
   merger.OpenKey(u"HKEY_LOCAL_MACHINE\\Software\\a\nb", {});
-  EXPECT_EQ(merger.Status(), kWriteFault);
+  EXPECT_EQ(merger.Commit(), kWriteFault);
+  EXPECT_THAT(machine->WriteProblem(), HasSubstr("line end"));
   EXPECT_EQ(machine->registry.Find(u"HKEY_LOCAL_MACHINE\\Software\\a\nb"), nullptr);
   EXPECT_EQ(Files(), before);
 }
 
 TEST_F(KeptChangesTest, HalfWrittenOneOfAnEndedProcessIsNoChange) {
-  Write("registry/~change.tmp", "Windows Regis");
+  Write("registry/~new-123.tmp", "Windows Regis");
   const auto machine = Open(Changes::Lasting);
   ASSERT_EQ(SetValue(*machine, u"a"), 0);
   EXPECT_THAT(ChangeFiles(), ElementsAre("registry/~change-00000001.reg"));

@@ -140,7 +140,7 @@ TEST_F(VolumeTest, IsNeverWritten) {
     merger.OpenKey(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key", {});
     merger.SetValue(u"value", 1, {});
     constexpr platform::LSTATUS kAccessDenied = 5;
-    EXPECT_EQ(merger.Status(), kAccessDenied);
+    EXPECT_EQ(merger.Commit(), kAccessDenied);
     EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key"), kThere);
   }
   EXPECT_EQ(Files(), before);

@@ -9,7 +9,7 @@
 namespace simulated {
 namespace {
 
-/** Opened so that a pipe or a device keeps nobody waiting. @return none for what is no regular file */
+/** Does not wait for a pipe or a device. @return no descriptor unless it is a regular file */
 FileDescriptor OpenRegularFile(const std::filesystem::path& file) {
   FileDescriptor descriptor(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   struct stat status {};

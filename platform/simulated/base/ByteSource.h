@@ -1,4 +1,4 @@
-/** Bytes that are read here and there, such as a large file of which a small part is of interest. */
+/** Bytes that are read in places, such as a large file of which a small part is needed. */
 #pragma once
 
 #include <cstdint>
@@ -13,11 +13,11 @@ class ByteSource {
  public:
   virtual ~ByteSource() = default;
 
-  /** Fills all of `bytes` from `offset` on. @return false where not so many are there */
+  /** Fills all of `bytes` from `offset` on. @return false if the source ends before */
   virtual bool Read(std::uint64_t offset, std::span<std::uint8_t> bytes) const = 0;
 };
 
-/** Bytes in memory, which stay the caller's. */
+/** Bytes in memory. The caller owns them. */
 class MemorySource : public ByteSource {
  public:
   explicit MemorySource(std::span<const std::uint8_t> bytes) : bytes_(bytes) {}
@@ -27,9 +27,10 @@ class MemorySource : public ByteSource {
   std::span<const std::uint8_t> bytes_;
 };
 
-/** A regular file of the host. One that cannot be opened, or is none, has no bytes. */
+/** A regular file of the host. Without a descriptor, or if the path is no regular file, it has no bytes. */
 class FileSource : public ByteSource {
  public:
+  explicit FileSource(FileDescriptor file) : descriptor_(std::move(file)) {}
   explicit FileSource(const std::filesystem::path& file);
   bool Read(std::uint64_t offset, std::span<std::uint8_t> bytes) const override;
 

@@ -9,10 +9,13 @@ namespace simulated {
 
 class FileDescriptor {
  public:
-  /** @param descriptor closed in the end; -1 for none */
+  /** @param descriptor  closed by the destructor; -1 for none */
   explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
   FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  FileDescriptor& operator=(FileDescriptor&&) = delete;
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+  }
   ~FileDescriptor() {
     if (descriptor_ >= 0) close(descriptor_);
   }

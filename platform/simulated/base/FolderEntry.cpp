@@ -7,6 +7,14 @@ namespace simulated {
 
 namespace fs = std::filesystem;
 
+std::optional<fs::path> FindEntry(const Folder& root, const fs::path& below, std::u16string_view name) {
+  fs::path exact = below / ToUtf8(name);
+  if (root.Look(exact) != Folder::Entry::None) return exact;
+  for (const std::string& entry : root.Names(below))
+    if (SameName(FromUtf8(entry), name)) return below / entry;
+  return std::nullopt;
+}
+
 std::optional<fs::path> FindEntry(const fs::path& folder, std::u16string_view name) {
   std::error_code error;
   const fs::path exact = folder / ToUtf8(name);

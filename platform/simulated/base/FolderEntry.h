@@ -1,13 +1,23 @@
-/** Folders of the host, looked into as Windows does: without regard to case. */
+/** Finds entries of the host's folders as Windows does: without regard to case. */
 #pragma once
 
 #include <filesystem>
 #include <optional>
 #include <string_view>
 
+#include "simulated/base/Folder.h"
+
 namespace simulated {
 
-/** The entry of a folder that bears the name in some case, the exact one where there are several. */
+/**
+ * Finds the entry of that name in any case; of several, the one in exactly this case.
+ * @param below  the folder to look in, below `root`
+ * @return the entry's path below `root`
+ */
+std::optional<std::filesystem::path> FindEntry(const Folder& root, const std::filesystem::path& below,
+                                               std::u16string_view name);
+
+/** The same in a folder of the host by its path. */
 std::optional<std::filesystem::path> FindEntry(const std::filesystem::path& folder, std::u16string_view name);
 
 }  // namespace simulated

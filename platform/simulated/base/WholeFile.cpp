@@ -7,53 +7,51 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 
-#include "simulated/base/FileDescriptor.h"
 #include "simulated/base/MachineError.h"
 
 namespace simulated {
 namespace {
 
-[[noreturn]] void FailRead(const std::filesystem::path& file, int error) {
-  throw MachineError(file.string() + ": cannot be read (" + std::strerror(error) + "); make it readable");
+namespace fs = std::filesystem;
+
+[[noreturn]] void Fail(const fs::path& file, const std::string& what) {
+  throw MachineError(file.string() + ": " + what);
 }
 
-FileDescriptor OpenToRead(const std::filesystem::path& file, struct stat& status) {
-  // Of a pipe it is not waited for that somebody writes to it.
-  FileDescriptor in(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+[[noreturn]] void FailRead(const fs::path& file, int error) {
+  Fail(file, std::string("cannot be read (") + std::strerror(error) + "); make it readable");
+}
+
+/** @return the file's size in bytes */
+std::uint64_t CheckFile(const FileDescriptor& in, const fs::path& file) {
+  struct stat status {};
   if (!in || fstat(in.Get(), &status) != 0) FailRead(file, errno);
-  if (!S_ISREG(status.st_mode)) throw MachineError(file.string() + ": no file; put one in its place");
-  return in;
+  if (!S_ISREG(status.st_mode)) Fail(file, "no file; put one in its place");
+  return static_cast<std::uint64_t>(status.st_size);
 }
 
-/** @return 0 or an errno */
-int WriteAll(int descriptor, std::span<const std::uint8_t> bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return errno;
-    bytes = bytes.subspan(static_cast<std::size_t>(written));
+FileBytes Allocate(std::size_t size, const fs::path& file) {
+  try {
+    return {std::make_unique_for_overwrite<std::uint8_t[]>(size), 0};
+  } catch (const std::bad_alloc&) {
+    Fail(file, "too large for the memory that is free; close other programs");
   }
-  return 0;
-}
-
-int WriteLastingly(const std::filesystem::path& file, std::span<const std::uint8_t> bytes) {
-  const FileDescriptor out(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-  if (!out) return errno;
-  const int error = WriteAll(out.Get(), bytes);
-  return error == 0 && fsync(out.Get()) != 0 ? errno : error;
 }
 
 }  // namespace
 
-FileBytes ReadWholeFile(const std::filesystem::path& file) {
-  struct stat status = {};
-  const FileDescriptor in = OpenToRead(file, status);
-  FileBytes bytes;
-  const auto capacity = static_cast<std::size_t>(status.st_size);
-  bytes.data = std::make_unique_for_overwrite<std::uint8_t[]>(capacity);
-  while (bytes.size < capacity) {
-    const ssize_t count = read(in.Get(), bytes.data.get() + bytes.size, capacity - bytes.size);
+FileBytes ReadWholeFile(const Folder& folder, const fs::path& below) {
+  const fs::path file = folder.PathOf(below);
+  const FileDescriptor in = folder.Open(below, O_RDONLY);
+  if (!in && errno == EXDEV)
+    Fail(file, "leads out of " + folder.Path().string() + "; put the file itself there");
+  const std::uint64_t size = CheckFile(in, file);
+  if (size > kLargestFileBytes) Fail(file, "larger than 1 GiB, as no such file is; replace it");
+  FileBytes bytes = Allocate(static_cast<std::size_t>(size), file);
+  while (bytes.size < size) {
+    const ssize_t count = read(in.Get(), bytes.data.get() + bytes.size, size - bytes.size);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) FailRead(file, errno);
     if (count == 0) break;
@@ -62,10 +60,10 @@ FileBytes ReadWholeFile(const std::filesystem::path& file) {
   return bytes;
 }
 
-MappedFile::MappedFile(const std::filesystem::path& file) {
-  struct stat status = {};
-  const FileDescriptor in = OpenToRead(file, status);
-  size_ = static_cast<std::size_t>(status.st_size);
+MappedFile::MappedFile(const fs::path& file) {
+  // O_NONBLOCK: a pipe must not wait for a writer.
+  const FileDescriptor in(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  size_ = static_cast<std::size_t>(CheckFile(in, file));
   if (size_ == 0) return;
   void* const begin = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, in.Get(), 0);
   if (begin == MAP_FAILED) FailRead(file, errno);
@@ -73,28 +71,12 @@ MappedFile::MappedFile(const std::filesystem::path& file) {
 }
 
 void MappedFile::FetchAll() const {
-  // Where the host knows no such advice, each page is fetched when it is looked at.
+  // A host without this advice fetches each page when it is read.
   if (begin_) madvise(begin_, size_, MADV_POPULATE_READ);
 }
 
 MappedFile::~MappedFile() {
   if (begin_) munmap(begin_, size_);
-}
-
-int WriteWholeFile(const std::filesystem::path& file, const std::filesystem::path& scratch,
-                   std::span<const std::uint8_t> bytes) {
-  int error = WriteLastingly(scratch, bytes);
-  if (error == 0 && rename(scratch.c_str(), file.c_str()) != 0) error = errno;
-  if (error != 0) {
-    unlink(scratch.c_str());
-    return error;
-  }
-  return SyncFolder(file.parent_path());
-}
-
-int SyncFolder(const std::filesystem::path& folder) {
-  const FileDescriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return descriptor && fsync(descriptor.Get()) == 0 ? 0 : errno;
 }
 
 }  // namespace simulated

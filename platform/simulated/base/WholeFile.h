@@ -1,10 +1,12 @@
-/** Files of the host, read and written as a whole. */
+/** Files of the host that are read as a whole. */
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <span>
+
+#include "simulated/base/Folder.h"
 
 namespace simulated {
 
@@ -15,10 +17,16 @@ struct FileBytes {
   std::span<const std::uint8_t> Span() const { return {data.get(), size}; }
 };
 
-/** @throws MachineError with one line that names the file, for a pipe or whatever else is no file as well */
-FileBytes ReadWholeFile(const std::filesystem::path& file);
+/** Larger files are refused: no real one is larger, and a sparse one costs its sender nothing. */
+inline constexpr std::uint64_t kLargestFileBytes = std::uint64_t{1} << 30;
 
-/** A file that is looked through where it lies. Nobody may cut it off meanwhile. */
+/**
+ * Reads a regular file below a folder.
+ * @throws MachineError with one line that names the file, also for a file that does not fit into memory
+ */
+FileBytes ReadWholeFile(const Folder& folder, const std::filesystem::path& below);
+
+/** A file mapped into memory. REQUIRES: nobody shortens the file meanwhile. */
 class MappedFile {
  public:
   /** @throws MachineError as ReadWholeFile does */
@@ -27,24 +35,12 @@ class MappedFile {
   MappedFile(const MappedFile&) = delete;
   MappedFile& operator=(const MappedFile&) = delete;
   std::span<const std::uint8_t> Span() const { return {static_cast<const std::uint8_t*>(begin_), size_}; }
-  /** Has the whole file in memory at once, for those who look at most of it. */
+  /** Reads the whole file at once, for a caller that looks at most of it. */
   void FetchAll() const;
 
  private:
   void* begin_ = nullptr;
   std::size_t size_ = 0;
 };
-
-/**
- * Writes a file so that it is there whole or not at all, also after a power failure: when it answers 0, the
- * file lasts. A file of that name is replaced; on failure it is as before, or whole but not certain to last.
- * @param scratch  a name in the same folder that nothing else uses meanwhile
- * @return 0, or the errno of what failed
- */
-int WriteWholeFile(const std::filesystem::path& file, const std::filesystem::path& scratch,
-                   std::span<const std::uint8_t> bytes);
-
-/** Makes a folder's entries last. @return 0 or an errno */
-int SyncFolder(const std::filesystem::path& folder);
 
 }  // namespace simulated

@@ -1,5 +1,11 @@
 #include "simulated/directory/CaptureRecord.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+
 #include "simulated/base/WholeFile.h"
 #include "simulated/directory/CaptureFormat.h"
 
@@ -29,14 +35,21 @@ CapturedFile ReadFile(const JsonShape& shape, const json& value, const std::stri
   return file;
 }
 
-void CheckFile(const CapturedFile& captured, const fs::path& file) {
-  std::error_code error;
-  const std::uintmax_t bytes = fs::file_size(file, error);
-  if (error) Fail(file, "missing from the capture (" + error.message() + ")");
+std::uint64_t SizeOf(const Folder& directory, const std::string& path) {
+  const FileDescriptor file = directory.Open(path, O_PATH);
+  struct stat status {};
+  if (file && fstat(file.Get(), &status) == 0) return static_cast<std::uint64_t>(status.st_size);
+  const std::string reason = errno == EXDEV ? "a link leads out of it" : std::strerror(errno);
+  Fail(directory.PathOf(path), "missing from the capture (" + reason + ")");
+}
+
+void CheckFile(const CapturedFile& captured, const Folder& directory, const std::string& path) {
+  const fs::path file = directory.PathOf(path);
+  const std::uint64_t bytes = SizeOf(directory, path);
   if (bytes < captured.bytes) Fail(file, "cut off: it had " + std::to_string(captured.bytes) + " bytes");
   if (bytes > captured.bytes) Fail(file, "not as it was captured: it is longer");
   if (captured.checksum.empty()) return;
-  const FileBytes contents = ReadWholeFile(file);
+  const FileBytes contents = ReadWholeFile(directory, path);
   if (Checksum({reinterpret_cast<const char*>(contents.data.get()), contents.size}) != captured.checksum)
     Fail(file, "not as it was captured: it was changed");
 }
@@ -58,18 +71,21 @@ CaptureRecord ReadCapture(const JsonShape& shape, const json& root) {
   for (const json& note : shape.Array(notes, "capture.notes"))
     record.notes.push_back(note.is_string() ? note.get<std::string>() : note.dump());
   const json files = capture.value("files", json());
-  for (const auto& [path, file] : shape.Object(files, "capture.files").items())
-    record.files[path] = ReadFile(shape, file, "capture.files." + path);
+  for (const auto& [path, file] : shape.Object(files, "capture.files").items()) {
+    const std::string member = "capture.files." + path;
+    if (!Folder::IsBelow(path)) shape.Fail(member, "must lie in the machine's directory; correct the path");
+    record.files[path] = ReadFile(shape, file, member);
+  }
   return record;
 }
 
 bool IsCapturesFile(const fs::path& file) { return file.filename().string().starts_with(kCapturedPrefix); }
 
-void CheckFiles(const CaptureRecord& record, const fs::path& directory, const RegistryFolder& registry) {
-  for (const auto& [path, captured] : record.files) CheckFile(captured, directory / fs::path(path));
+void CheckFiles(const CaptureRecord& record, const Folder& directory, const RegistryFolder& registry) {
+  for (const auto& [path, captured] : record.files) CheckFile(captured, directory, path);
   for (const fs::path& file : registry.Files()) {
-    if (!RegistryFolder::IsChange(file) && !record.files.contains("registry/" + file.filename().string()))
-      Fail(file, "no part of the capture");
+    if (!RegistryFolder::IsChange(file) && !record.files.contains(file.string()))
+      Fail(directory.PathOf(file), "no part of the capture");
   }
 }
 

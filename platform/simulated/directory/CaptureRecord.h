@@ -1,9 +1,8 @@
 /**
- * What a captured machine says of its capture: the member "capture" of machine.json.
- * docs/machine-directory.md has it all.
+ * The record of a captured machine: the member "capture" of machine.json, see docs/machine-directory.md.
  *
- * A capture is evidence: it is used as it was written, whole, or not at all. What a machine directory is
- * changed by when it is used (RegistryFolder.h) stands in files of its own and is no part of it.
+ * A capture is evidence: it is used whole, as it was written, or not at all. Changes that programs make to it
+ * later (RegistryFolder.h) are in files of their own and are no part of it.
  */
 #pragma once
 
@@ -21,31 +20,31 @@ namespace simulated {
 
 struct CapturedFile {
   std::uint64_t bytes = 0;
-  /** Empty where the size is all that is known. */
+  /** Empty if only the size is known. */
   std::string checksum;
 };
 
 struct CaptureRecord {
-  /** What could not be captured as it is, each a line for a person. */
+  /** What could not be captured as it was, each in one line for a person. */
   std::vector<std::string> notes;
   /** By their path in the machine directory, with slashes. */
   std::map<std::string, CapturedFile> files;
 };
 
 /**
- * Reads the record of a machine.json, whose other members may be of a form that is not known.
- * @throws MachineError for a newer format, and where machine.json is not as it was written
+ * Reads the record of a machine.json. The other members may be of an unknown form.
+ * @throws MachineError for a newer format, for a machine.json that was changed, and for a path of a file that
+ *                      leaves the machine directory
  */
 CaptureRecord ReadCapture(const JsonShape& shape, const nlohmann::json& root);
 
-/** Whether a registration file was made by a capture, by its name: without machine.json it is but a part. */
+/** Whether a capture wrote a registration file, by its name. Such a file needs the machine.json beside it. */
 bool IsCapturesFile(const std::filesystem::path& file);
 
 /**
- * Looks whether the directory holds what was captured.
- * @throws MachineError where a file is missing, is another, or is none of the capture's
+ * Checks that the directory holds what was captured.
+ * @throws MachineError for a file that is missing, that was changed, or that the capture does not have
  */
-void CheckFiles(const CaptureRecord& record, const std::filesystem::path& directory,
-                const RegistryFolder& registry);
+void CheckFiles(const CaptureRecord& record, const Folder& directory, const RegistryFolder& registry);
 
 }  // namespace simulated

@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::json;
 
-/** What a program ends with that could not do its work. */
+/** Exit code of a program that could not do its work. */
 constexpr int kFailedExitCode = 1;
 constexpr std::chrono::milliseconds kBetweenLooks(10);
 
@@ -41,9 +41,9 @@ ProgramStep ReadStep(const JsonShape& shape, const json& value, const std::strin
     } else if (name == "merges") {
       step.merges = ToUtf8(shape.Text(part, place));
     } else if (name == "adds") {
-      step.adds = ReadPaths(shape, part, place);
+      step.files.adds = ReadPaths(shape, part, place);
     } else if (name == "removes") {
-      step.removes = ReadPaths(shape, part, place);
+      step.files.removes = ReadPaths(shape, part, place);
     } else {
       shape.Fail(place, "unknown; a step has waitMs, waitsForWatch, waitsForFile, merges, adds and removes");
     }
@@ -84,7 +84,7 @@ struct LoadedStep {
   std::string registrationFileName;
 };
 
-/** Takes a file's changes in without making them, so that a mistake is told when the machine is opened. */
+/** Drops the changes of a file: reading them reports its mistakes when the machine is opened. */
 class ValidatingSink : public RegFileSink {
  public:
   explicit ValidatingSink(const Warning& warning) : warning_(warning) {}
@@ -100,44 +100,35 @@ class ValidatingSink : public RegFileSink {
   const Warning& warning_;
 };
 
-LoadedStep Load(const ProgramStep& step, const fs::path& directory, const JsonShape& shape,
+LoadedStep Load(const ProgramStep& step, const Folder& directory, const JsonShape& shape,
                 const std::string& member, const Warning& warning) {
   LoadedStep loaded{step, {}, {}};
   if (step.merges.empty()) return loaded;
   const fs::path file = fs::path(step.merges).lexically_normal();
-  if (file.is_absolute() || file.begin()->string() == "..")
+  if (!Folder::IsBelow(file))
     shape.Fail(member + ".merges", "must lie in the machine's directory; correct the path");
-  loaded.registrationFileName = (directory / file).string();
-  loaded.registrationFile = ReadWholeFile(directory / file);
+  loaded.registrationFileName = directory.PathOf(file).string();
+  loaded.registrationFile = ReadWholeFile(directory, file);
   ValidatingSink checker(warning);
   ParseRegFile(loaded.registrationFile.Span(), loaded.registrationFileName, checker);
   return loaded;
 }
 
-bool ChangeFiles(Drives& drives, const ProgramStep& step) {
-  bool isDone = true;
-  for (const std::u16string& path : step.adds) isDone &= drives.Create(path);
-  for (const std::u16string& path : step.removes) isDone &= drives.Delete(path);
-  return isDone;
-}
-
 void Wait(Machine& machine, const ProgramStep& step) {
   if (step.waitMs > 0) machine.clock.Sleep(step.waitMs);
   if (!step.waitsForWatch.empty()) machine.registry.WaitForWatch(step.waitsForWatch);
-  // Whoever makes it may be no part of this process, so time passes whatever the machine's clock says.
+  // Another process may make the file, so this waits by the host's clock and not by the machine's.
   while (!step.waitsForFile.empty() && !machine.drives.Exists(step.waitsForFile))
     std::this_thread::sleep_for(kBetweenLooks);
 }
 
+/** @return false if the step's changes could not be made; then none of them is made */
 bool Take(Machine& machine, const LoadedStep& loaded) {
   Wait(machine, loaded.step);
   KeptMerger merger(machine);
-  if (!loaded.step.merges.empty()) {
-    // One program's changes are seen together: nobody reads an entry that is half written.
-    const std::lock_guard guard(machine.registry.Lock());
+  if (!loaded.step.merges.empty())
     ParseRegFile(loaded.registrationFile.Span(), loaded.registrationFileName, merger);
-  }
-  return ChangeFiles(machine.drives, loaded.step) && merger.Status() == 0;
+  return merger.Commit(loaded.step.files) == 0;
 }
 
 }  // namespace
@@ -151,7 +142,7 @@ ProgramDescriptions ReadPrograms(const JsonShape& shape, const json& value) {
   return programs;
 }
 
-void SetPrograms(const ProgramDescriptions& programs, const fs::path& directory, const JsonShape& shape,
+void SetPrograms(const ProgramDescriptions& programs, const Folder& directory, const JsonShape& shape,
                  Machine& machine, const Warning& warning) {
   for (const auto& [path, description] : programs) {
     const std::string member = "programs." + ToUtf8(path) + ".steps";

@@ -1,33 +1,36 @@
 /**
- * Programs that machine.json describes: installers, uninstallers and whatever else a machine can start.
+ * Programs that machine.json describes: installers, uninstallers and others that a machine can start.
  */
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <map>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
+#include "simulated/base/Folder.h"
 #include "simulated/base/MachineError.h"
+#include "simulated/machine/Drives.h"
 
 namespace simulated {
 
 class JsonShape;
 class Machine;
 
-/** What a program does after a while: it waits, then merges a file, then adds and removes files. */
+/**
+ * One operation of a program: it waits, and then it merges a file and adds and removes files. The changes of
+ * a step are made all at once or not at all.
+ */
 struct ProgramStep {
   std::uint32_t waitMs = 0;
-  /** A key's path: goes on when somebody watches the key. Empty for none. */
+  /** Path of a key: the step waits until the key is watched. Empty for none. */
   std::u16string waitsForWatch;
-  /** Goes on when this file is there, whoever makes it. Empty for none. */
+  /** The step waits until this file exists. Empty for none. */
   std::u16string waitsForFile;
   /** A registration file below the machine's directory; empty for none. */
   std::string merges;
-  std::vector<std::u16string> adds;
-  std::vector<std::u16string> removes;
+  FileChanges files;
 };
 
 struct ProgramDescription {
@@ -37,20 +40,20 @@ struct ProgramDescription {
   bool givesHandle = true;
 };
 
-/** By the whole path of an executable, or a bare name. */
+/** By the absolute path of an executable, or by a bare name. */
 using ProgramDescriptions = std::map<std::u16string, ProgramDescription>;
 
 /** Reads the member "programs" of machine.json. @throws MachineError */
 ProgramDescriptions ReadPrograms(const JsonShape& shape, const nlohmann::json& value);
 
 /**
- * Puts the programs on the machine. A program at a whole path is there while a file of that path is.
- * @param directory  the machine's, where registration files are found; they are read at once
- * @param shape      of the file that describes them
- * @param warning    told what of those files is left out; may be empty
- * @throws MachineError where a registration file is missing or malformed
+ * Sets the programs of the machine. A program at an absolute path exists while a file of that path exists.
+ * @param directory  the machine directory; registration files below it are read at once
+ * @param shape      of the file that describes the programs
+ * @param warning    reports what of those files is left out; may be empty
+ * @throws MachineError for a registration file that is missing or malformed
  */
-void SetPrograms(const ProgramDescriptions& programs, const std::filesystem::path& directory,
-                 const JsonShape& shape, Machine& machine, const Warning& warning);
+void SetPrograms(const ProgramDescriptions& programs, const Folder& directory, const JsonShape& shape,
+                 Machine& machine, const Warning& warning);
 
 }  // namespace simulated

@@ -1,13 +1,15 @@
 #include "simulated/directory/MachineDirectory.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
+#include <new>
 
-#include "simulated/base/FileDescriptor.h"
+#include "simulated/base/Folder.h"
 #include "simulated/base/WholeFile.h"
 #include "simulated/base/WideText.h"
 #include "simulated/base/WindowsNumbers.h"
@@ -21,27 +23,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* kDescription = "machine.json";
+
 [[noreturn]] void Fail(const fs::path& place, const std::string& what) {
   throw MachineError(place.string() + ": " + what);
 }
 
-/** The directory's own descriptor, which carries its lock: it needs no file and works where none can be
- * written. */
-FileDescriptor OpenDirectory(const fs::path& directory) {
-  FileDescriptor descriptor(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (descriptor) return descriptor;
-  if (errno == ENOENT) Fail(directory, "no such directory; name one that holds a machine");
-  if (errno == ENOTDIR) Fail(directory, "not a directory; name one that holds a machine");
-  Fail(directory, std::string("cannot be read (") + std::strerror(errno) + "); make it readable");
+/** Locks the directory itself: that needs no file, and works for a directory that cannot be written. */
+void Lock(const Folder& directory, bool isExclusive) {
+  if (flock(directory.Descriptor(), (isExclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) == 0) return;
+  const fs::path& place = directory.Path();
+  if (errno == EWOULDBLOCK) Fail(place, "in use by another process; try again when that has ended");
+  Fail(place, std::string("cannot be locked (") + std::strerror(errno) + "); use a local copy of it");
 }
 
-void Lock(const FileDescriptor& descriptor, const fs::path& directory, bool isExclusive) {
-  if (flock(descriptor.Get(), (isExclusive ? LOCK_EX : LOCK_SH) | LOCK_NB) == 0) return;
-  if (errno == EWOULDBLOCK) Fail(directory, "in use by another process; try again when that has ended");
-  Fail(directory, std::string("cannot be locked (") + std::strerror(errno) + "); use a local copy of it");
-}
-
-/** Adds what one file says, and tells how far it is. */
+/** Merges one file after the other and reports the progress. */
 class ObservedMerger : public RegistryMerger {
  public:
   ObservedMerger(RegistryTree& registry, const LoadObserver& observer, std::uint64_t allBytes)
@@ -61,115 +57,149 @@ class ObservedMerger : public RegistryMerger {
   std::uint64_t before_ = 0;
 };
 
-void MergeFiles(const std::vector<fs::path>& files, RegistryTree& registry, const LoadObserver& observer) {
+std::uint64_t SizeOf(const Folder& directory, const fs::path& file) {
+  const FileDescriptor entry = directory.OpenFile(file);
+  struct stat status {};
+  // A file that cannot be read fails when it is read.
+  return entry && fstat(entry.Get(), &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+}
+
+void MergeFiles(const Folder& directory, const std::vector<fs::path>& files, RegistryTree& registry,
+                const LoadObserver& observer) {
   std::uint64_t allBytes = 0;
-  for (const fs::path& file : files) {
-    std::error_code ignored;  // What cannot be read fails when it is read.
-    const std::uintmax_t bytes = fs::file_size(file, ignored);
-    if (!ignored) allBytes += bytes;
-  }
+  for (const fs::path& file : files) allBytes += SizeOf(directory, file);
   ObservedMerger merger(registry, observer, allBytes);
   for (const fs::path& file : files) {
-    const FileBytes bytes = ReadWholeFile(file);
-    ParseRegFile(bytes.Span(), file.string(), merger);
-    merger.NextFile(bytes.size);
+    const std::string name = directory.PathOf(file).string();
+    try {
+      const FileBytes bytes = ReadWholeFile(directory, file);
+      ParseRegFile(bytes.Span(), name, merger);
+      merger.NextFile(bytes.size);
+    } catch (const std::bad_alloc&) {
+      Fail(name, "too large for the memory that is free; close other programs");
+    }
   }
 }
 
-void MountDrives(const fs::path& folder, Drives& drives) {
-  if (!fs::exists(folder)) return;
-  for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-    if (!entry.is_directory()) continue;
-    const std::string name = entry.path().filename().string();
+void MountDrives(const Folder& directory, Drives& drives) {
+  if (directory.Look("drives") == Folder::Entry::None) return;
+  const Folder folder(directory, "drives");
+  const std::vector<std::string> names = folder.Names("");
+  if (errno != 0) Fail(folder.Path(), "cannot be read; make it readable");
+  for (const std::string& name : names) {
+    const Folder::Entry entry = folder.Look(name);
+    if (entry == Folder::Entry::File || entry == Folder::Entry::Other) continue;
     const char letter = static_cast<char>(name[0] | 0x20);
     if (name.size() != 1 || letter < 'a' || letter > 'z')
-      Fail(entry.path(), "no drive; name it by a letter, A to Z");
-    drives.Mount(static_cast<char16_t>(letter), entry.path());
+      Fail(folder.PathOf(name), "no drive; name it by a letter, A to Z");
+    drives.Mount(static_cast<char16_t>(letter), Folder(directory, fs::path("drives") / name));
   }
 }
 
-bool IsMachineDirectory(const fs::path& directory) {
-  return fs::exists(directory / "registry") || fs::exists(directory / "drives") ||
-         fs::exists(directory / "machine.json");
+bool IsMachineDirectory(const Folder& directory) {
+  return std::ranges::any_of(std::array{"registry", "drives", "machine.json"},
+                             [&](const char* name) { return directory.Look(name) != Folder::Entry::None; });
 }
 
-/** What a machine of a directory holds on to as long as it lives. */
-struct OpenDirectoryOfMachine {
-  FileDescriptor lock;
+/** Lives as long as the machine of a directory. The descriptor of the directory has its lock. */
+struct OpenDirectory {
+  Folder directory;
   std::optional<RegistryFolder> registry;
 };
 
-void CheckCapture(const CaptureRecord& capture, const fs::path& directory, const RegistryFolder& registry,
+void CheckCapture(const CaptureRecord& capture, const Folder& directory, const RegistryFolder& registry,
                   const LoadObserver& observer) {
   CheckFiles(capture, directory, registry);
   if (!observer.warning) return;
   for (const std::string& note : capture.notes) observer.warning("captured machine: " + note);
 }
 
-void LoadMachine(const fs::path& directory, RegistryFolder& registry, Machine& machine,
+MachineDescription ReadDescription(const Folder& directory, const RegistryFolder& registry,
+                                   const std::string& fileName) {
+  if (directory.Look(kDescription) != Folder::Entry::None)
+    return ParseMachineJson(ReadWholeFile(directory, kDescription).Span(), fileName);
+  if (std::ranges::any_of(registry.Files(), IsCapturesFile))
+    Fail(fileName, "missing from a capture; copy it again, or rename the files in registry/");
+  return {};
+}
+
+void LoadMachine(const Folder& directory, const RegistryFolder& registry, Machine& machine,
                  const LoadObserver& observer) {
-  const fs::path descriptionFile = directory / "machine.json";
-  MachineDescription description;
-  if (!fs::exists(descriptionFile) && std::ranges::any_of(registry.Files(), IsCapturesFile))
-    Fail(descriptionFile, "missing from a capture; copy it again, or rename the files in registry/");
-  if (fs::exists(descriptionFile))
-    description = ParseMachineJson(ReadWholeFile(descriptionFile).Span(), descriptionFile.string());
+  const std::string fileName = directory.PathOf(kDescription).string();
+  const MachineDescription description = ReadDescription(directory, registry, fileName);
   if (description.capture) CheckCapture(*description.capture, directory, registry, observer);
   ApplyFacts(description, machine);
-  MergeFiles(registry.Files(), machine.registry, observer);
-  // There is always a user, also where no file speaks of the hive.
+  MergeFiles(directory, registry.Files(), machine.registry, observer);
+  // There is always a user, also if no file has the hive.
   machine.registry.CreateKey(u"HKEY_CURRENT_USER");
-  ApplyDeniedRights(description, descriptionFile.string(), machine);
-  MountDrives(directory / "drives", machine.drives);
-  const std::string descriptionName = descriptionFile.string();
-  SetPrograms(description.programs, directory, {descriptionName, description.lines}, machine,
-              observer.warning);
+  ApplyDeniedRights(description, fileName, machine);
+  machine.drives.SetWarning(observer.warning);
+  MountDrives(directory, machine.drives);
+  SetPrograms(description.programs, directory, {fileName, description.lines}, machine, observer.warning);
+}
+
+/** From now on changes are kept in the directory. */
+void KeepChanges(const std::shared_ptr<OpenDirectory>& held, Machine& machine) {
+  held->registry->FinishPending(machine.drives);
+  held->registry->FoldChanges();
+  machine.drives.KeepChanges();
+  machine.keeper = [held, &machine](const ProgramChanges& changes) {
+    std::string problem;
+    const platform::LSTATUS status = held->registry->Keep(changes, machine.drives, problem);
+    if (status != 0) machine.SetWriteProblem(std::move(problem));
+    return status;
+  };
+}
+
+void LoadDirectory(const std::shared_ptr<OpenDirectory>& held, Changes changes, Machine& machine,
+                   const LoadObserver& observer) {
+  Lock(held->directory, changes == Changes::Lasting);
+  RegistryFolder& registry = held->registry.emplace(held->directory);
+  LoadMachine(held->directory, registry, machine, observer);
+  if (changes == Changes::Lasting) KeepChanges(held, machine);
+  registry.ApplyPending(machine.drives);
 }
 
 /** Adds what a description beside the volume says. The volume has its own registry and its own system drive.
  */
-void LoadDescribedVolume(const fs::path& directory, const fs::path& hives, VolumeOptions options,
+void LoadDescribedVolume(const Folder& directory, const fs::path& hives, VolumeOptions options,
                          Machine& machine, const LoadObserver& observer) {
-  if (fs::exists(directory / "registry"))
-    Fail(directory / "registry",
+  if (directory.Look("registry") != Folder::Entry::None)
+    Fail(directory.PathOf("registry"),
          "a Windows volume has its own registry; remove this folder, or move it to a machine directory");
-  const fs::path descriptionFile = directory / "machine.json";
+  const std::string fileName = directory.PathOf(kDescription).string();
   MachineDescription description;
-  if (fs::exists(descriptionFile))
-    description = ParseMachineJson(ReadWholeFile(descriptionFile).Span(), descriptionFile.string());
-  if (description.capture) Fail(descriptionFile, "a Windows volume is no capture; remove \"capture\"");
+  if (directory.Look(kDescription) != Folder::Entry::None)
+    description = ParseMachineJson(ReadWholeFile(directory, kDescription).Span(), fileName);
+  if (description.capture) Fail(fileName, "a Windows volume is no capture; remove \"capture\"");
   if (!options.user && description.userSid) options.user = ToUtf8(*description.userSid);
-  MountDrives(directory / "drives", machine.drives);
-  LoadVolume(directory, hives, options, machine, observer);
+  machine.drives.SetWarning(observer.warning);
+  MountDrives(directory, machine.drives);
+  LoadVolume(directory.Path(), hives, options, machine, observer);
   description.userSid.reset();
   AddFacts(description, machine);
-  ApplyDeniedRights(description, descriptionFile.string(), machine);
-  SetPrograms(description.programs, directory, {descriptionFile.string(), description.lines}, machine,
-              observer.warning);
+  ApplyDeniedRights(description, fileName, machine);
+  SetPrograms(description.programs, directory, {fileName, description.lines}, machine, observer.warning);
+  machine.keeper = [&machine, path = directory.Path()](const ProgramChanges&) {
+    machine.SetWriteProblem(path.string() +
+                            ": a volume is never changed; capture it, and change the capture");
+    return Status(kAccessDenied);
+  };
 }
 
-std::unique_ptr<Machine> OpenAny(const fs::path& directory, Changes changes, const LoadObserver& observer,
+std::unique_ptr<Machine> OpenAny(const fs::path& path, Changes changes, const LoadObserver& observer,
                                  const VolumeOptions& options) {
-  auto held = std::make_shared<OpenDirectoryOfMachine>(
-      OpenDirectoryOfMachine{OpenDirectory(directory), std::nullopt});
+  auto held = std::make_shared<OpenDirectory>(OpenDirectory{Folder(path), std::nullopt});
   auto machine = std::make_unique<Machine>();
   machine->keepAlive = held;
-  if (const auto hives = FindHives(directory)) {
-    Lock(held->lock, directory, false);
-    LoadDescribedVolume(directory, *hives, options, *machine, observer);
-    machine->registry.SetKeeper([](const RegistryChange&) { return Status(kAccessDenied); });
-  } else if (IsMachineDirectory(directory)) {
-    if (options.user) Fail(directory, "no Windows volume; its user is \"user\" in machine.json");
-    Lock(held->lock, directory, changes == Changes::Lasting);
-    RegistryFolder& registry = held->registry.emplace(directory / "registry");
-    LoadMachine(directory, registry, *machine, observer);
-    if (changes == Changes::Discarded) return machine;
-    registry.FoldChanges();
-    machine->drives.KeepChanges();
-    machine->registry.SetKeeper(
-        [held](const RegistryChange& change) { return held->registry->Keep(change); });
+  if (const auto hives = FindHives(path)) {
+    Lock(held->directory, false);
+    LoadDescribedVolume(held->directory, *hives, options, *machine, observer);
+  } else if (IsMachineDirectory(held->directory)) {
+    if (options.user) Fail(path, "no Windows volume; its user is \"user\" in machine.json");
+    LoadDirectory(held, changes, *machine, observer);
   } else {
-    Fail(directory,
+    Fail(path,
          "no machine; it needs registry/, drives/ or machine.json, or a Windows volume's "
          "Windows/System32/config/SOFTWARE");
   }
@@ -184,6 +214,8 @@ std::unique_ptr<Machine> OpenMachine(const fs::path& directory, Changes changes,
     return OpenAny(directory, changes, observer, options);
   } catch (const fs::filesystem_error& error) {
     Fail(error.path1(), "cannot be read (" + error.code().message() + "); make it readable");
+  } catch (const std::bad_alloc&) {
+    Fail(directory, "needs more memory than is free; close other programs");
   }
 }
 

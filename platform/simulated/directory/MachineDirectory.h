@@ -13,12 +13,14 @@
 
 namespace simulated {
 
-/** Whether what is changed on the machine is kept in its directory. */
+/** Whether changes to the machine are kept in its directory. */
 enum class Changes { Lasting, Discarded };
 
 /**
- * Reads the machine at `directory`; a machine directory is locked to this process as long as the machine
- * lives. Nothing on disk is changed by reading, but that many kept changes may become one file.
+ * Reads the machine at `directory`, and locks a machine directory to this process for the life of the
+ * machine. No path and no link of it leads out of the directory. Reading for lasting changes finishes
+ * operations that an ended process left pending, and makes many kept changes one file; it changes nothing
+ * else.
  * @param options  for a volume; a machine directory has one user, and refuses to choose another
  * @throws MachineError with nothing half loaded
  */

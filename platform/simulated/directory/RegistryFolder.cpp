@@ -1,17 +1,15 @@
 #include "simulated/directory/RegistryFolder.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
+#include <cstring>
 #include <optional>
-#include <string>
+#include <stdexcept>
 
 #include "simulated/base/MachineError.h"
 #include "simulated/base/WholeFile.h"
 #include "simulated/base/WindowsNumbers.h"
-#include "simulated/regfile/FoldedChanges.h"
+#include "simulated/directory/ChangeFile.h"
 #include "simulated/regfile/RegFile.h"
 #include "simulated/regfile/RegFileWriter.h"
 
@@ -20,116 +18,180 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* kFolder = "registry";
 constexpr std::size_t kMostChangeFiles = 64;
 constexpr std::string_view kChangePrefix = "~change-";
+constexpr std::string_view kDone = ".reg";
+constexpr std::string_view kPending = ".pending";
+/** Far more changes than a machine ever sees, and far from where numbers wrap. */
+constexpr std::uint64_t kGreatestNumber = 999'999'999'999;
 
 bool IsRegFile(const fs::path& file) {
   const std::string extension = file.extension().string();
-  return std::ranges::equal(extension, std::string_view(".reg"), {}, [](char c) { return std::tolower(c); });
+  return std::ranges::equal(extension, kDone, {}, [](char c) { return std::tolower(c); });
 }
 
-/** The number in a change file's name; nothing for any other file. */
-std::optional<std::uint64_t> ChangeNumber(const fs::path& file) {
-  const std::string name = file.stem().string();
-  if (!name.starts_with(kChangePrefix) || file.extension() != ".reg") return {};
+std::string NameOf(std::uint64_t number, std::string_view ending) {
+  std::string digits = std::to_string(number);
+  digits.insert(0, 8 - std::min<std::size_t>(8, digits.size()), '0');
+  return std::string(kChangePrefix) + digits + std::string(ending);
+}
+
+fs::path FileOf(std::uint64_t number, std::string_view ending) {
+  return fs::path(kFolder) / NameOf(number, ending);
+}
+
+/** The number in a change's name; none for any other file. One that is out of range counts as the greatest
+ * + 1. */
+std::optional<std::uint64_t> ChangeNumber(const fs::path& file, std::string_view ending) {
+  const std::string name = file.filename().string();
+  if (!name.starts_with(kChangePrefix) || !name.ends_with(ending)) return std::nullopt;
+  const std::string_view digits =
+      std::string_view(name).substr(kChangePrefix.size(), name.size() - kChangePrefix.size() - ending.size());
+  if (digits.empty() || digits.find_first_not_of("0123456789") != digits.npos) return std::nullopt;
   std::uint64_t number = 0;
-  const char* const end = name.data() + name.size();
-  const auto result = std::from_chars(name.data() + kChangePrefix.size(), end, number);
-  return result.ec == std::errc() && result.ptr == end ? std::optional(number) : std::nullopt;
+  for (const char digit : digits)
+    number = std::min(number * 10 + static_cast<std::uint64_t>(digit - '0'), kGreatestNumber + 1);
+  return number;
 }
 
 platform::LSTATUS StatusOf(int error) {
   if (error == 0) return 0;
-  if (error == EACCES || error == EPERM || error == EROFS) return Status(kAccessDenied);
+  if (error == EACCES || error == EPERM || error == EROFS || error == EXDEV) return Status(kAccessDenied);
   return Status(error == ENOSPC || error == EDQUOT ? kDiskFull : kWriteFault);
 }
 
-std::optional<std::uint64_t> Time(const RegistryChange& change) {
-  return change.time == 0 ? std::nullopt : std::optional(change.time);
-}
-
-// A key's coming and going is also a change of the key above it.
-void WriteKeyAbove(const RegistryChange& change, RegFileSink& sink) {
-  const std::size_t separator = change.path.rfind(u'\\');
-  if (change.time != 0 && separator != change.path.npos)
-    sink.OpenKey(change.path.substr(0, separator), change.time);
-}
-
-void WriteChange(const RegistryChange& change, RegFileSink& sink) {
-  switch (change.kind) {
-    case RegistryChange::Kind::CreateKey:
-      WriteKeyAbove(change, sink);
-      return sink.OpenKey(change.path, Time(change));
-    case RegistryChange::Kind::DeleteKey:
-      sink.DeleteKey(change.path);
-      return WriteKeyAbove(change, sink);
-    case RegistryChange::Kind::SetValue:
-      sink.OpenKey(change.path, Time(change));
-      return sink.SetValue(change.valueName, change.type, change.bytes);
-    case RegistryChange::Kind::DeleteValue:
-      sink.OpenKey(change.path, Time(change));
-      return sink.DeleteValue(change.valueName);
-  }
+std::string Explanation(const HostFailure& failure) {
+  const std::string place = failure.place.string();
+  if (failure.error == EXDEV) return place + ": leads out of the machine's directory; remove the link";
+  const bool isFull = failure.error == ENOSPC || failure.error == EDQUOT;
+  return place + ": cannot be written (" + std::strerror(failure.error) + "); " +
+         (isFull ? "make room on the disk" : "make it writable, or use a copy of the machine");
 }
 
 }  // namespace
 
-RegistryFolder::RegistryFolder(fs::path folder) : folder_(std::move(folder)) {
-  if (!fs::exists(folder_)) return;
-  for (const fs::directory_entry& entry : fs::directory_iterator(folder_)) {
-    if (const auto number = ChangeNumber(entry.path()))
-      changes_.push_back(*number);
-    else if (IsRegFile(entry.path()))
-      files_.push_back(entry.path());
-  }
+RegistryFolder::RegistryFolder(const Folder& root) : root_(root) {
+  const Folder::Entry entry = root_.Look(kFolder);
+  if (entry == Folder::Entry::None) return;
+  const Folder folder(root_, kFolder);
+  const std::vector<std::string> names = folder.Names("");
+  if (errno != 0) throw MachineError(folder.Path().string() + ": cannot be read; make it readable");
+  for (const std::string& name : names) AddFile(name);
   std::ranges::sort(files_);
   std::ranges::sort(changes_);
-  for (const std::uint64_t number : changes_) files_.push_back(ChangeFile(number));
+  std::ranges::sort(pending_);
+  std::vector<std::pair<std::uint64_t, std::string_view>> inOrder;
+  for (const std::uint64_t number : changes_) inOrder.emplace_back(number, kDone);
+  for (const std::uint64_t number : pending_) inOrder.emplace_back(number, kPending);
+  std::ranges::sort(inOrder);
+  for (const auto& [number, ending] : inOrder) files_.push_back(FileOf(number, ending));
 }
 
-bool RegistryFolder::IsChange(const fs::path& file) { return ChangeNumber(file).has_value(); }
-
-fs::path RegistryFolder::ChangeFile(std::uint64_t number) const {
-  std::string digits = std::to_string(number);
-  digits.insert(0, 8 - std::min<std::size_t>(8, digits.size()), '0');
-  return folder_ / (std::string(kChangePrefix) + digits + ".reg");
+void RegistryFolder::AddFile(const std::string& name) {
+  const auto done = ChangeNumber(name, kDone);
+  const auto pending = ChangeNumber(name, kPending);
+  const auto number = done ? done : pending;
+  if (!number) {
+    if (IsRegFile(name)) files_.push_back(fs::path(kFolder) / name);
+    return;
+  }
+  // Also for a number that is written in two ways, of which one would be lost.
+  if (*number > kGreatestNumber || name != NameOf(*number, done ? kDone : kPending))
+    throw MachineError(root_.PathOf(kFolder).string() + "/" + name +
+                       ": no change was ever given this number; rename or remove the file");
+  (done ? changes_ : pending_).push_back(*number);
 }
 
-// The last change's file becomes the one of all before any other goes: whatever is left of the others is
-// merged before it and overruled by it.
+bool RegistryFolder::IsChange(const fs::path& file) {
+  return ChangeNumber(file, kDone) || ChangeNumber(file, kPending);
+}
+
+std::uint64_t RegistryFolder::NextNumber() const {
+  const std::uint64_t lastDone = changes_.empty() ? 0 : changes_.back();
+  return std::max(lastDone, pending_.empty() ? 0 : pending_.back()) + 1;
+}
+
+void RegistryFolder::FinishPending(const Drives& drives) {
+  // In their order: a later operation may undo an earlier one.
+  while (!pending_.empty()) {
+    const std::uint64_t number = pending_.front();
+    const fs::path file = FileOf(number, kPending);
+    const FileChanges files = ReadFileChanges(ReadWholeFile(root_, file).Span());
+    if (drives.ChangeOnHost(files).error != 0 || root_.Rename(file, NameOf(number, kDone)) != 0) return;
+    pending_.erase(pending_.begin());
+    changes_.push_back(number);
+    std::ranges::sort(changes_);
+  }
+}
+
+void RegistryFolder::ApplyPending(Drives& drives) const {
+  for (const std::uint64_t number : pending_)
+    drives.ChangeInMemory(ReadFileChanges(ReadWholeFile(root_, FileOf(number, kPending)).Span()));
+}
+
+// The last change's file becomes the one of all before any other goes: those that are left are merged before
+// it, and it overrules them.
 void RegistryFolder::FoldChanges() {
-  if (changes_.size() <= kMostChangeFiles) return;
+  for (const std::string& name : root_.Names(kFolder))
+    if (name.starts_with(Folder::kTemporaryPrefix)) root_.Remove(fs::path(kFolder) / name);
+  if (changes_.size() <= kMostChangeFiles || !pending_.empty()) return;
   FoldedChanges folded;
   for (const std::uint64_t number : changes_) {
-    const fs::path file = ChangeFile(number);
-    ParseRegFile(ReadWholeFile(file).Span(), file.string(), folded);
+    const fs::path file = FileOf(number, kDone);
+    ParseRegFile(ReadWholeFile(root_, file).Span(), root_.PathOf(file).string(), folded);
   }
   RegFileWriter writer;
   folded.WriteTo(writer);
-  if (WriteWholeFile(ChangeFile(changes_.back()), folder_ / "~change.tmp", writer.Bytes()) != 0) return;
+  if (root_.Replace(FileOf(changes_.back(), kDone), writer.Bytes()) != 0) return;
   for (const std::uint64_t number : changes_)
-    if (number != changes_.back()) unlink(ChangeFile(number).c_str());
+    if (number != changes_.back()) root_.Remove(FileOf(number, kDone));
   changes_ = {changes_.back()};
 }
 
-platform::LSTATUS RegistryFolder::Keep(const RegistryChange& change) {
-  RegFileWriter writer;
+int RegistryFolder::MakeFolder() const {
+  const int error = root_.MakeFolder(kFolder);
+  return error == EEXIST ? 0 : error;
+}
+
+platform::LSTATUS RegistryFolder::Keep(const ProgramChanges& changes, const Drives& drives,
+                                       std::string& problem) {
   try {
-    WriteChange(change, writer);
-  } catch (const std::length_error&) {
+    const HostFailure failure = Write(changes, WriteChangeFile(changes), drives);
+    if (failure.error != 0) problem = Explanation(failure);
+    return StatusOf(failure.error);
+  } catch (const std::length_error& error) {
+    problem = root_.PathOf(kFolder).string() + ": cannot be written: " + error.what() + "; use another name";
     return Status(kWriteFault);
   }
-  std::error_code made;
-  if (fs::create_directory(folder_, made)) SyncFolder(folder_.parent_path());
-  if (made) return StatusOf(made.value());
-  const std::uint64_t number = changes_.empty() ? 1 : changes_.back() + 1;
-  const fs::path file = ChangeFile(number);
-  const int error = WriteWholeFile(file, folder_ / "~change.tmp", writer.Bytes());
-  if (error == 0)
-    changes_.push_back(number);
-  else
-    unlink(file.c_str());
-  return StatusOf(error);
+}
+
+HostFailure RegistryFolder::Write(const ProgramChanges& changes, const std::vector<std::uint8_t>& file,
+                                  const Drives& drives) {
+  if (const int error = MakeFolder(); error != 0) return {error, root_.PathOf(kFolder)};
+  const std::uint64_t number = NextNumber();
+  const bool hasFiles = !changes.files.IsEmpty();
+  const fs::path written = FileOf(number, hasFiles ? kPending : kDone);
+  if (const int error = root_.Replace(written, file); error != 0) {
+    // It may be there whole, and only not certain to last.
+    if (root_.Look(written) == Folder::Entry::File) root_.Remove(written);
+    return {error, root_.PathOf(kFolder)};
+  }
+  if (hasFiles) {
+    const HostFailure failure = drives.ChangeOnHost(changes.files);
+    if (failure.error != 0) {
+      root_.Remove(written);
+      return failure;
+    }
+    // The operation is complete from here on: the next process gives a file that keeps its name the other
+    // one.
+    if (root_.Rename(written, NameOf(number, kDone)) != 0) {
+      pending_.push_back(number);
+      return {};
+    }
+  }
+  changes_.push_back(number);
+  return {};
 }
 
 }  // namespace simulated

@@ -1,45 +1,65 @@
 /**
- * The registration files of a machine directory, and the changes kept among them.
+ * The registration files of a machine directory, and the changes that programs made.
  *
- * A change is a file of its own, "~change-NNNNNNNN.reg", which appears whole or not at all; changes are
- * merged after all other files, in their order.
+ * Each operation of a program is one file, "~change-NNNNNNNN.reg", which appears whole or not at all. Changes
+ * are merged after all other files, in the order of their numbers. The file of an operation that also changes
+ * files of drives is "~change-NNNNNNNN.pending" until they are changed. A process that dies in between leaves
+ * it, and the next one finishes the operation.
  */
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
+#include <string>
 #include <vector>
 
-#include "simulated/registry/RegistryTree.h"
+#include "simulated/base/Folder.h"
+#include "simulated/machine/KeptChanges.h"
 
 namespace simulated {
 
 class RegistryFolder {
  public:
-  /** @param folder need not be there; the first change makes it */
-  explicit RegistryFolder(std::filesystem::path folder);
+  /**
+   * Lists the files. The folder need not exist; the first change makes it.
+   * @param root  the machine directory; the caller owns it
+   * @throws MachineError for a folder that cannot be read and for a change whose number is out of range
+   */
+  explicit RegistryFolder(const Folder& root);
 
-  /** The files in the order in which they are merged: by name, byte by byte, then the changes. */
+  /** Files below the root in the order in which they are merged: by name, byte by byte, then the changes. */
   const std::vector<std::filesystem::path>& Files() const { return files_; }
-
-  /** Whether it is a kept change, by its name. */
+  /** Whether a file is a change of a program, by its name. */
   static bool IsChange(const std::filesystem::path& file);
 
+  /** Finishes operations that an ended process left pending, where the host lets it. */
+  void FinishPending(const Drives& drives);
+  /** Makes the file changes of operations that are still pending in memory. */
+  void ApplyPending(Drives& drives) const;
   /**
-   * Makes one file of the changes where there are many. A crash on the way leaves files that say the same.
-   * Quietly does nothing where the folder cannot be written.
+   * Makes one file of many changes, and removes temporary files of ended processes. A crash on the way leaves
+   * files that say the same. Does nothing if the folder cannot be written.
    */
   void FoldChanges();
 
-  /** Puts a change on disk. @return 0, or the Windows error for what went wrong, and nothing is kept then */
-  platform::LSTATUS Keep(const RegistryChange& change);
+  /**
+   * Writes a change to disk.
+   * @param problem  receives one line on failure: what could not be written, where, and what to do
+   * @return 0, or the Windows error; nothing is kept then
+   */
+  platform::LSTATUS Keep(const ProgramChanges& changes, const Drives& drives, std::string& problem);
 
  private:
-  std::filesystem::path ChangeFile(std::uint64_t number) const;
+  void AddFile(const std::string& name);
+  std::uint64_t NextNumber() const;
+  int MakeFolder() const;
+  HostFailure Write(const ProgramChanges& changes, const std::vector<std::uint8_t>& file,
+                    const Drives& drives);
 
-  std::filesystem::path folder_;
+  const Folder& root_;
   std::vector<std::filesystem::path> files_;
   std::vector<std::uint64_t> changes_;
+  std::vector<std::uint64_t> pending_;
 };
 
 }  // namespace simulated

@@ -1,7 +1,8 @@
 #include "simulated/machine/Drives.h"
 
-#include <fstream>
-#include <vector>
+#include <sys/statvfs.h>
+
+#include <cerrno>
 
 #include "simulated/base/FolderEntry.h"
 #include "simulated/base/UpperCase.h"
@@ -43,9 +44,14 @@ std::u16string Drives::Normal(std::u16string_view path) {
   return normal;
 }
 
-void Drives::Mount(char16_t letter, fs::path folder) {
+void Drives::Mount(char16_t letter, Folder folder) {
   const std::lock_guard guard(lock_);
-  mounts_.insert_or_assign(UpperCase(letter), std::move(folder));
+  mounts_.insert_or_assign(UpperCase(letter), std::make_shared<const Folder>(std::move(folder)));
+}
+
+void Drives::SetWarning(Warning warning) {
+  const std::lock_guard guard(lock_);
+  warning_ = std::move(warning);
 }
 
 void Drives::AddFile(std::u16string_view path) {
@@ -82,10 +88,9 @@ std::optional<DriveSpace> Drives::FindSpace(char16_t letter) const {
   if (const auto set = spaces_.find(UpperCase(letter)); set != spaces_.end()) return set->second;
   if (spacesUnknown_.contains(UpperCase(letter))) return std::nullopt;
   const auto mount = mounts_.find(UpperCase(letter));
-  std::error_code error;
-  const auto space = mount == mounts_.end() ? fs::space_info() : fs::space(mount->second, error);
-  if (mount == mounts_.end() || error) return std::nullopt;
-  return DriveSpace{space.available, space.capacity};
+  struct statvfs space {};
+  if (mount == mounts_.end() || fstatvfs(mount->second->Descriptor(), &space) != 0) return std::nullopt;
+  return DriveSpace{space.f_bavail * space.f_frsize, space.f_blocks * space.f_frsize};
 }
 
 bool Drives::Exists(std::u16string_view path) const {
@@ -94,7 +99,7 @@ bool Drives::Exists(std::u16string_view path) const {
     const std::lock_guard guard(lock_);
     if (files_.contains(normal)) return true;
   }
-  return IsFolder(path) || OnHost(path).has_value();
+  return IsFolder(path) || FindExisting(path).has_value();
 }
 
 bool Drives::IsFolder(std::u16string_view path) const {
@@ -103,31 +108,59 @@ bool Drives::IsFolder(std::u16string_view path) const {
     const std::lock_guard guard(lock_);
     if (folders_.contains(normal)) return true;
   }
-  const auto onHost = OnHost(path);
-  std::error_code error;
-  return onHost && fs::is_directory(*onHost, error);
+  const auto place = FindExisting(path);
+  return place && place->root->Look(place->below) == Folder::Entry::Folder;
 }
 
-std::optional<fs::path> Drives::PlaceOnHost(std::u16string_view path) const {
+std::optional<Drives::Place> Drives::FindPlace(std::u16string_view path) const {
   const std::vector<std::u16string_view> names = NamesOf(path);
   if (names.empty() || names[0].size() != 2 || names[0][1] != u':') return std::nullopt;
-  const std::lock_guard guard(lock_);
-  const auto mount = mounts_.find(UpperCase(names[0][0]));
-  if (mount == mounts_.end()) return std::nullopt;
-  fs::path place = mount->second;
-  for (std::size_t i = 1; i < names.size(); ++i)
-    place = FindEntry(place, names[i]).value_or(place / ToUtf8(names[i]));
+  Place place;
+  {
+    const std::lock_guard guard(lock_);
+    const auto mount = mounts_.find(UpperCase(names[0][0]));
+    if (mount == mounts_.end()) return std::nullopt;
+    place.root = mount->second;
+  }
+  for (std::size_t i = 1; i < names.size(); ++i) {
+    const auto entry = FindEntry(*place.root, place.below, names[i]);
+    place.below = entry.value_or(place.below / ToUtf8(names[i]));
+  }
   return place;
 }
 
-std::optional<fs::path> Drives::OnHost(std::u16string_view path) const {
+std::optional<Drives::Place> Drives::FindExisting(std::u16string_view path) const {
   {
     const std::lock_guard guard(lock_);
     if (!deleted_.empty() && deleted_.contains(Normal(path))) return std::nullopt;
   }
-  auto place = PlaceOnHost(path);
-  std::error_code error;
-  return place && fs::exists(*place, error) ? place : std::nullopt;
+  auto place = FindPlace(path);
+  if (!place) return std::nullopt;
+  const Folder::Entry entry = place->root->Look(place->below);
+  if (entry == Folder::Entry::Outside) WarnOfLink(*place);
+  const bool isThere = entry != Folder::Entry::None && entry != Folder::Entry::Outside;
+  return isThere ? std::move(place) : std::nullopt;
+}
+
+void Drives::WarnOfLink(const Place& place) const {
+  const fs::path file = place.root->PathOf(place.below);
+  Warning warning;
+  {
+    const std::lock_guard guard(lock_);
+    if (warnedOf_.insert(file).second) warning = warning_;
+  }
+  if (warning)
+    warning(file.string() + ": leads out of " + place.root->Path().string() + "; it counts as missing");
+}
+
+std::optional<fs::path> Drives::OnHost(std::u16string_view path) const {
+  const auto place = FindExisting(path);
+  return place ? std::optional(place->root->PathOf(place->below)) : std::nullopt;
+}
+
+FileDescriptor Drives::OpenFile(std::u16string_view path) const {
+  const auto place = FindExisting(path);
+  return place ? place->root->OpenFile(place->below) : FileDescriptor(-1);
 }
 
 void Drives::KeepChanges() {
@@ -135,27 +168,54 @@ void Drives::KeepChanges() {
   keepsChanges_ = true;
 }
 
-bool Drives::Create(std::u16string_view path) {
-  const auto place = keepsChanges_ ? PlaceOnHost(path) : std::nullopt;
-  if (!place) {
-    AddFile(path);
-    return true;
+HostFailure Drives::ChangeOnHost(const FileChanges& changes) const {
+  // A removed file cannot be brought back, so what would prevent a removal is looked for first.
+  for (const std::u16string& path : changes.removes) {
+    const auto place = FindPlace(path);
+    const int error = place ? place->root->MayRemove(place->below) : 0;
+    if (error != 0) return {error, place->root->PathOf(place->below)};
   }
-  std::error_code error;
-  fs::create_directories(place->parent_path(), error);
-  return std::ofstream(*place, std::ios::app).good();
+  std::vector<Place> made;
+  HostFailure failure = AddOnHost(changes.adds, made);
+  if (failure.error == 0) failure = RemoveOnHost(changes.removes);
+  if (failure.error != 0)
+    for (auto place = made.rbegin(); place != made.rend(); ++place) place->root->Remove(place->below);
+  return failure;
 }
 
-bool Drives::Delete(std::u16string_view path) {
-  const auto place = keepsChanges_ ? OnHost(path) : std::nullopt;
-  std::error_code error;
-  if (place) fs::remove(*place, error);
-  std::u16string normal = Normal(path);
-  const std::lock_guard guard(lock_);
-  files_.erase(normal);
-  folders_.erase(normal);
-  if (!keepsChanges_) deleted_.insert(std::move(normal));
-  return !error;
+HostFailure Drives::AddOnHost(const std::vector<std::u16string>& paths, std::vector<Place>& made) const {
+  for (const std::u16string& path : paths) {
+    const auto place = FindPlace(path);
+    if (!place) continue;
+    std::vector<fs::path> entries;
+    const int error = place->root->Create(place->below, entries);
+    for (fs::path& entry : entries) made.push_back({place->root, std::move(entry)});
+    if (error != 0) return {error, place->root->PathOf(place->below)};
+  }
+  return {};
+}
+
+HostFailure Drives::RemoveOnHost(const std::vector<std::u16string>& paths) const {
+  for (const std::u16string& path : paths) {
+    const auto place = FindPlace(path);
+    const int error = place ? place->root->Remove(place->below) : 0;
+    if (error != 0) return {error, place->root->PathOf(place->below)};
+  }
+  return {};
+}
+
+void Drives::ChangeInMemory(const FileChanges& changes) {
+  const auto isOnHost = [this](std::u16string_view path) { return keepsChanges_ && FindPlace(path); };
+  for (const std::u16string& path : changes.adds)
+    if (!isOnHost(path)) AddFile(path);
+  for (const std::u16string& path : changes.removes) {
+    std::u16string normal = Normal(path);
+    const bool isDeletedHere = !isOnHost(path);
+    const std::lock_guard guard(lock_);
+    files_.erase(normal);
+    folders_.erase(normal);
+    if (isDeletedHere) deleted_.insert(std::move(normal));
+  }
 }
 
 }  // namespace simulated

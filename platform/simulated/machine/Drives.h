@@ -1,19 +1,24 @@
 /**
- * The drives of a simulated machine: folders of the host under a letter each, and files made in code.
+ * The drives of a simulated machine: a folder of the host under each letter, and files made in code.
  *
- * Windows paths are whole, such as u"C:\\Program Files\\App\\app.exe", with backslashes or slashes and in any
- * case. Safe for any number of threads.
+ * Windows paths are absolute, such as u"C:\\Program Files\\App\\app.exe", with backslashes or slashes and in
+ * any case. A link of the host that leaves the drive's folder counts as missing. Thread-safe.
  */
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "simulated/base/Folder.h"
+#include "simulated/base/MachineError.h"
 
 namespace simulated {
 
@@ -23,20 +28,40 @@ struct DriveSpace {
   std::uint64_t sizeBytes = 0;
 };
 
+/** Files that a program adds, which are empty, and then those that it removes. */
+struct FileChanges {
+  std::vector<std::u16string> adds;
+  std::vector<std::u16string> removes;
+
+  bool IsEmpty() const { return adds.empty() && removes.empty(); }
+};
+
+/** Why the host's files could not be changed. */
+struct HostFailure {
+  /** An errno, or 0 for success. */
+  int error = 0;
+  std::filesystem::path place;
+};
+
 class Drives {
  public:
-  /** Puts a folder of the host in place as a drive. @param letter in either case */
-  void Mount(char16_t letter, std::filesystem::path folder);
-  /** An empty file, and the folders above it, that exist in this machine alone. */
+  /** Makes a folder of the host a drive. @param letter in either case */
+  void Mount(char16_t letter, Folder folder);
+  void Mount(char16_t letter, const std::filesystem::path& folder) { Mount(letter, Folder(folder)); }
+  /** Reports each link that is refused, once, in one line. Called on the thread that uses the path. */
+  void SetWarning(Warning warning);
+  /** Adds an empty file, and the folders above it, to this machine alone. */
   void AddFile(std::u16string_view path);
-  /** From now on Create and Delete act on the host's files, where a drive stands for a folder of the host. */
-  void KeepChanges();
-  /** What a program does: an empty file comes, with the folders above it. @return false where it cannot */
-  bool Create(std::u16string_view path);
-  /** What a program does: a file goes. @return false where it cannot; a file that is not there is gone */
-  bool Delete(std::u16string_view path);
 
-  /** Has a drive this size; one that holds no files is there all the same. */
+  /** From now on the host has the changes of files on its folders, and memory those of other drives. */
+  void KeepChanges();
+  /** Makes changes on the host: all, or none if an add fails. Paths on drives without a folder are left out.
+   */
+  HostFailure ChangeOnHost(const FileChanges& changes) const;
+  /** Makes changes in this machine alone, except those that the host has. */
+  void ChangeInMemory(const FileChanges& changes);
+
+  /** Sets the size of a drive. A drive with a size exists, also without files. */
   void SetSpace(char16_t letter, DriveSpace space);
 
   /** The folder is a copy: the space on its file system is not that of the drive. */
@@ -44,28 +69,44 @@ class Drives {
 
   bool Exists(std::u16string_view path) const;
   bool IsFolder(std::u16string_view path) const;
-  /** What was set for a drive, else what its folder's file system on the host has; nothing without. */
+  /** The size that was set, or that of the file system of the drive's folder; none without either. */
   std::optional<DriveSpace> FindSpace(char16_t letter) const;
-  /** Where a file or folder of a mounted drive stands on the host; nothing for what is not there. */
+  /** Path on the host of a file or folder of a mounted drive; none for one that is missing. */
   std::optional<std::filesystem::path> OnHost(std::u16string_view path) const;
+  /** Opens a regular file of a mounted drive to read it; no descriptor for anything else. */
+  FileDescriptor OpenFile(std::u16string_view path) const;
 
   /** The path as paths are compared: upper case, single backslashes, "." and ".." resolved. */
   static std::u16string Normal(std::u16string_view path);
 
  private:
-  /** A folder that exists in this machine alone, and those above it. */
+  /** An entry of a drive's folder, which need not exist. */
+  struct Place {
+    std::shared_ptr<const Folder> root;
+    std::filesystem::path below;
+  };
+
+  /** Adds a folder to this machine alone, and those above it. */
   void AddFolder(std::u16string_view path);
-  /** Where a path of a mounted drive stands on the host, or would stand. */
-  std::optional<std::filesystem::path> PlaceOnHost(std::u16string_view path) const;
+  /** Finds where a path of a mounted drive is on the host, or would be. */
+  std::optional<Place> FindPlace(std::u16string_view path) const;
+  /** Finds an entry that exists for this machine. */
+  std::optional<Place> FindExisting(std::u16string_view path) const;
+  void WarnOfLink(const Place& place) const;
+  /** @param made  receives each file and folder that was made, in order */
+  HostFailure AddOnHost(const std::vector<std::u16string>& paths, std::vector<Place>& made) const;
+  HostFailure RemoveOnHost(const std::vector<std::u16string>& paths) const;
 
   mutable std::mutex lock_;
-  std::map<char16_t, std::filesystem::path> mounts_;
+  std::map<char16_t, std::shared_ptr<const Folder>> mounts_;
   std::map<char16_t, DriveSpace> spaces_;
   std::set<char16_t> spacesUnknown_;
   std::set<std::u16string> files_;
   std::set<std::u16string> folders_;
-  /** Files of the host that are gone from this machine alone. */
+  /** Files of the host that are deleted on this machine alone. */
   std::set<std::u16string> deleted_;
+  Warning warning_;
+  mutable std::set<std::filesystem::path> warnedOf_;
   bool keepsChanges_ = false;
 };
 

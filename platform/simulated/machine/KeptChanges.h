@@ -1,41 +1,63 @@
 /**
- * Changes to a machine's registry as programs make them: at the machine's time, and on disk, where the
- * machine keeps its changes, before they are in memory.
+ * Changes to a machine as programs make them: at the machine's time, and on disk before they are in memory,
+ * if the machine keeps its changes.
  */
 #pragma once
 
-#include "simulated/regfile/RegFileSink.h"
+#include <functional>
+#include <mutex>
+
+#include "simulated/machine/Drives.h"
+#include "simulated/regfile/FoldedChanges.h"
 #include "simulated/registry/RegistryTree.h"
 
 namespace simulated {
 
 class Machine;
 
+/** All that one operation of a program changes. Either all of it is made or nothing. */
+struct ProgramChanges {
+  FoldedChanges registry;
+  FileChanges files;
+};
+
+/** Makes changes last before they are made in memory. @return a Windows error number, 0 for done */
+using Keeper = std::function<platform::LSTATUS(const ProgramChanges&)>;
+
 /**
- * Deletes a key without sub keys. The registry is locked by the caller.
- * @return 0, ERROR_ACCESS_DENIED (5) for a key that has sub keys or must not be deleted, or why it cannot be
- * kept
+ * Deletes a key without subkeys. REQUIRES: the caller has locked the registry.
+ * @return 0, ERROR_ACCESS_DENIED (5) for a key that has subkeys or must not be deleted, or the keeper's error
  */
 platform::LSTATUS DeleteKeptKey(Machine& machine, Key& key);
-/** The same with all keys below it; deletes nothing where one of them must not be. */
+/** The same with all keys below it. Deletes nothing if one of them must not be deleted. */
 platform::LSTATUS DeleteKeptTree(Machine& machine, Key& key);
 
-/** Makes the changes that a registration file tells of; what comes behind a change that fails is left out. */
+/**
+ * Collects the statements of a registration file, and makes them all at once or not at all. It locks the
+ * registry for its life: nobody reads an entry that is half written.
+ */
 class KeptMerger : public RegFileSink {
  public:
-  explicit KeptMerger(Machine& machine) : machine_(machine) {}
+  explicit KeptMerger(Machine& machine);
   void OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) override;
   void DeleteKey(std::u16string_view path) override;
   void SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes) override;
   void DeleteValue(std::u16string_view name) override;
 
-  /** 0, or the Windows error of the change that failed. */
-  platform::LSTATUS Status() const { return status_; }
+  /**
+   * Makes the collected changes, and these of files with them.
+   * @return 0, or the Windows error of what failed; nothing is changed then
+   */
+  platform::LSTATUS Commit(FileChanges files = {});
 
  private:
-  bool Keep(RegistryChange change);
+  bool HasKey(std::u16string_view path) const;
+  bool HasValue(std::u16string_view name) const;
 
   Machine& machine_;
+  const std::unique_lock<std::recursive_mutex> lock_;
+  const std::uint64_t now_;
+  ProgramChanges changes_;
   std::u16string path_;
   platform::LSTATUS status_ = 0;
 };

@@ -22,4 +22,14 @@ void Machine::AddLogRecord(LogRecord record) {
   log_.push_back(std::move(record));
 }
 
+std::string Machine::WriteProblem() const {
+  const std::lock_guard guard(logLock_);
+  return writeProblem_;
+}
+
+void Machine::SetWriteProblem(std::string line) {
+  const std::lock_guard guard(logLock_);
+  writeProblem_ = std::move(line);
+}
+
 }  // namespace simulated

@@ -19,6 +19,7 @@
 #include "simulated/machine/Environment.h"
 #include "simulated/machine/Faults.h"
 #include "simulated/machine/Journal.h"
+#include "simulated/machine/KeptChanges.h"
 #include "simulated/machine/Programs.h"
 #include "simulated/machine/ShellIcons.h"
 #include "simulated/machine/VolumeFacts.h"
@@ -41,6 +42,8 @@ class Machine {
   Machine();
   ~Machine();
 
+  /** Empty if changes are discarded. */
+  Keeper keeper;
   RegistryTree registry;
   Environment environment;
   Drives drives;
@@ -59,6 +62,9 @@ class Machine {
   /** What was given to log.dll so far. */
   std::vector<LogRecord> LogRecords() const;
   void AddLogRecord(LogRecord record);
+  /** Why a change could not be written, and where, in one line; empty while all could. */
+  std::string WriteProblem() const;
+  void SetWriteProblem(std::string line);
 
   /** Full path of the host's executable, as Windows would tell it. */
   std::u16string hostPath = u"C:\\Program Files\\Host\\host.exe";
@@ -79,6 +85,7 @@ class Machine {
  private:
   mutable std::mutex logLock_;
   std::vector<LogRecord> log_;
+  std::string writeProblem_;
 };
 
 }  // namespace simulated

@@ -56,7 +56,7 @@ std::optional<ShellIcon> ShellIcons::Look(const Drives& drives, std::u16string_v
   }
   const std::u16string name = Drives::Normal(path);
   // A file made in code is empty.
-  const FileSource file(drives.OnHost(path).value_or(""));
+  const FileSource file(drives.OpenFile(path));
   try {
     const IconEntries entries =
         name.ends_with(kIconFileEnding) ? FindIconFileIcon(file) : FindExecutableIcon(file);

@@ -39,7 +39,8 @@ Bytes NewNonce() {
 
 }  // namespace
 
-UserSecrets::UserSecrets(std::u16string_view machineId, std::u16string_view userSid) {
+UserSecrets::UserSecrets(std::u16string_view machineId, std::u16string_view userSid)
+    : isOfAMachine_(!machineId.empty()) {
   if (sodium_init() < 0) throw std::runtime_error("libsodium finds no source of random numbers");
   // A SID holds no NUL, so the last one parts the two, and no two pairs give the same text.
   const std::string owner = ToUtf8(machineId) + '\0' + ToUtf8(userSid);
@@ -62,7 +63,8 @@ Bytes UserSecrets::Protect(ByteView plain) const {
 platform::DWORD UserSecrets::Unprotect(ByteView blob, Bytes& plain) const {
   if (blob.size() < kSealedAt + crypto_secretbox_MACBYTES) return kInvalidData;
   if (!std::ranges::equal(blob.first(sizeof kFormat), kFormat)) return kInvalidData;
-  if (!std::ranges::equal(blob.subspan(sizeof kFormat, kKeyIdBytes), keyId_)) return kBadKeyState;
+  if (!isOfAMachine_ || !std::ranges::equal(blob.subspan(sizeof kFormat, kKeyIdBytes), keyId_))
+    return kBadKeyState;
   const ByteView sealed = blob.subspan(kSealedAt);
   Bytes opened(sealed.size() - crypto_secretbox_MACBYTES);
   // An empty text still needs an address to open to.
@@ -74,6 +76,17 @@ platform::DWORD UserSecrets::Unprotect(ByteView blob, Bytes& plain) const {
   if (opening != 0) return kInvalidData;
   plain = std::move(opened);
   return 0;
+}
+
+std::u16string NewMachineId() {
+  if (sodium_init() < 0) throw std::runtime_error("libsodium finds no source of random numbers");
+  // Version 4 of RFC 4122: 'x' is random, and 'y' is one of four digits.
+  std::u16string id = u"xxxxxxxx-xxxx-4xxx-yxxx-xxxxxxxxxxxx";
+  for (char16_t& unit : id) {
+    if (unit == u'x') unit = u"0123456789abcdef"[randombytes_uniform(16)];
+    if (unit == u'y') unit = u"89ab"[randombytes_uniform(4)];
+  }
+  return id;
 }
 
 }  // namespace simulated

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -13,20 +14,22 @@ namespace simulated {
 /**
  * Encrypts and decrypts for one user of one machine.
  *
- * The key is made of who they are and is kept nowhere, so that a machine directory that is copied, read-only
- * or locked by nobody gives the same answers everywhere. It keeps a secret from the machine's other users, as
- * programs see them, but not from a person who can read the machine directory.
+ * The key is derived from the two identities and is stored nowhere, so a copy of a machine directory gives
+ * the same answers everywhere. The key is no protection from a person who can read the machine directory.
  */
 class UserSecrets {
  public:
-  /** @param machineId, userSid  either may be empty */
+  /**
+   * @param machineId  of a machine that has none, empty: it can protect nothing and unprotects nothing,
+   * because all such machines would share a key
+   */
   UserSecrets(std::u16string_view machineId, std::u16string_view userSid);
   /** Wipes the key. */
   ~UserSecrets();
   UserSecrets(const UserSecrets&) = delete;
   UserSecrets& operator=(const UserSecrets&) = delete;
 
-  /** The same bytes never give the same blob twice. */
+  /** REQUIRES: the machine has an identity. The same bytes never give the same blob twice. */
   std::vector<std::uint8_t> Protect(std::span<const std::uint8_t> plain) const;
   /**
    * @param plain  receives the bytes; untouched on failure
@@ -35,9 +38,13 @@ class UserSecrets {
   platform::DWORD Unprotect(std::span<const std::uint8_t> blob, std::vector<std::uint8_t>& plain) const;
 
  private:
+  bool isOfAMachine_;
   std::vector<std::uint8_t> key_;
-  /** Tells whose a blob is, without telling the key. */
+  /** Says whose a blob is, without the key. */
   std::vector<std::uint8_t> keyId_;
 };
+
+/** A new random identity of a machine, in the form of Windows' MachineGuid. */
+std::u16string NewMachineId();
 
 }  // namespace simulated

@@ -8,6 +8,7 @@
 #include "platform/Constants.h"
 #include "simulated/base/Base64.h"
 #include "simulated/base/Memory.h"
+#include "simulated/machine/KeptChanges.h"
 #include "simulated/machine/UserSecrets.h"
 #include "simulated/port/Call.h"
 
@@ -24,14 +25,29 @@ BOOL Answer(DWORD lastError) {
   return lastError == 0;
 }
 
+constexpr std::u16string_view kIdentityKey = u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Cryptography";
+constexpr std::u16string_view kIdentityValue = u"MachineGuid";
+
+/** Empty for a machine without an identity. */
 std::u16string MachineId(Machine& machine) {
   const std::lock_guard guard(machine.registry.Lock());
-  Key* const key = machine.registry.Find(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Cryptography");
+  Key* const key = machine.registry.Find(kIdentityKey);
   ValueView value;
-  if (!key || !key->FindValue(u"MachineGuid", value)) return {};
+  if (!key || !key->FindValue(kIdentityValue, value)) return {};
   std::u16string id(value.bytes.size() / sizeof(char16_t), u'\0');
   std::memcpy(id.data(), value.bytes.data(), id.size() * sizeof(char16_t));
   return id;
+}
+
+/** Gives a machine without an identity one of its own, as setting Windows up does. */
+DWORD EnsureMachineId(Machine& machine) {
+  KeptMerger merger(machine);
+  if (!MachineId(machine).empty()) return 0;
+  const std::u16string id = NewMachineId();
+  merger.OpenKey(kIdentityKey, {});
+  merger.SetValue(kIdentityValue, platform::REG_SZ,
+                  {reinterpret_cast<const std::uint8_t*>(id.c_str()), (id.size() + 1) * sizeof(char16_t)});
+  return static_cast<DWORD>(merger.Commit());
 }
 
 UserSecrets SecretsOf(Machine& machine) { return {MachineId(machine), machine.registry.User()}; }
@@ -48,6 +64,7 @@ void HandOut(Bytes& bytes, DATA_BLOB& blob) {
 DWORD Protect(Machine& machine, const DATA_BLOB* plain, DATA_BLOB& blob) {
   if (!plain) return kInvalidParameter;
   if (!plain->pbData) return kInvalidData;
+  if (const DWORD problem = EnsureMachineId(machine); problem != 0) return problem;
   Bytes bytes = SecretsOf(machine).Protect(View(*plain));
   HandOut(bytes, blob);
   return 0;

@@ -172,13 +172,6 @@ std::u16string RegistryTree::User() const {
   return user_;
 }
 
-void RegistryTree::SetKeeper(Keeper keeper) {
-  const Guard guard(lock_);
-  keeper_ = std::move(keeper);
-}
-
-const RegistryTree::Keeper& RegistryTree::GetKeeper() const { return keeper_; }
-
 std::recursive_mutex& RegistryTree::Lock() { return lock_; }
 
 }  // namespace simulated

@@ -11,7 +11,6 @@
 #pragma once
 
 #include <condition_variable>
-#include <functional>
 #include <mutex>
 
 #include "platform/Constants.h"
@@ -23,26 +22,8 @@ namespace simulated {
 /** How a key is looked for; the native view is the 64-bit one. */
 enum class View { Native, Bits32 };
 
-/** A change to the registry, as it is made lasting. */
-struct RegistryChange {
-  enum class Kind { CreateKey, DeleteKey, SetValue, DeleteValue };
-  Kind kind;
-  std::u16string path;
-  std::u16string valueName;
-  platform::DWORD type = 0;
-  std::vector<std::uint8_t> bytes;
-  /**
-   * FILETIME of the change, 0 where unknown: it becomes the last write time of the key, and for a key that is
-   * made or deleted that of the key above as well.
-   */
-  std::uint64_t time = 0;
-};
-
 class RegistryTree {
  public:
-  /** Makes a change last before it is made in memory. @return a Windows error number, 0 for done */
-  using Keeper = std::function<platform::LSTATUS(const RegistryChange&)>;
-
   RegistryTree();
   RegistryTree(const RegistryTree&) = delete;
   RegistryTree& operator=(const RegistryTree&) = delete;
@@ -92,8 +73,6 @@ class RegistryTree {
   /** Sets which hive below HKEY_USERS is HKEY_CURRENT_USER. */
   void SetUser(std::u16string_view sid);
   std::u16string User() const;
-  void SetKeeper(Keeper keeper);
-  const Keeper& GetKeeper() const;
 
   std::recursive_mutex& Lock();
 
@@ -111,7 +90,6 @@ class RegistryTree {
   std::u16string user_;
   bool listsAsMade_ = false;
   bool hasOneView_ = false;
-  Keeper keeper_;
 };
 
 }  // namespace simulated

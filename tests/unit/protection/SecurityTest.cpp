@@ -189,6 +189,15 @@ TEST_F(Secrets, ATextOfAnotherUserOrMachineIsToldWithItsNumber) {
   EXPECT_EQ(TextOf(own).back(), "Security 3 UnprotectData: CryptUnprotectData failed, errCode=-2146893813");
 }
 
+TEST_F(Secrets, TwoMachinesWithoutAnIdentityShareNoKey) {
+  const std::string hidden = security.Encrypt("secret");
+  EXPECT_EQ(security.Decrypt(hidden), "secret");
+  machine.registry.RemoveValue(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Cryptography", u"MachineGuid");
+  EXPECT_EQ(security.Decrypt(hidden), "");
+  EXPECT_NE(security.Encrypt("other"), "");
+  EXPECT_EQ(security.Decrypt(hidden), "");
+}
+
 TEST_F(Secrets, NeitherLogNorJournalHoldsASecret) {
   const std::string secret = "correct horse battery";
   std::string hidden;

@@ -39,7 +39,9 @@ void Forget(Session& session, const ForgetOptions& options) {
     throw Failure("nothing named \"" + options.name + "\" is installed; see the names with: kestrelbay list");
   }
   Confirm(options);
-  if (!DeleteAppRegistryInfo(options.name.c_str())) {
+  const bool isDeleted = DeleteAppRegistryInfo(options.name.c_str());
+  if (const std::string problem = WriteProblem(); !problem.empty()) throw Failure("not removed: " + problem);
+  if (!isDeleted) {
     throw Failure(
         "not removed: the entry cannot be deleted, and elevation was refused; run it as an administrator");
   }

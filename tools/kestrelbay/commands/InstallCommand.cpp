@@ -5,6 +5,7 @@
 #include "commands/Job.h"
 #include "console/DisplayText.h"
 #include "console/Failure.h"
+#include "console/System.h"
 
 namespace cli {
 namespace {
@@ -23,6 +24,8 @@ void Fill(InstallRequest& request, const InstallOptions& options) {
 
 /** Why it failed and what to do, by the library's own message. */
 std::string Explanation(const std::string& errMsg, const InstallOptions& options, const Change& change) {
+  if (const std::string problem = WriteProblem(); !problem.empty())
+    return "\"" + options.name + "\" is not changed: " + problem;
   if (errMsg == "Install path is empty!") return "no installer: name its path on the machine";
   if (errMsg == "Install path is not exist!")
     return "no installer: there is no file " + options.installer + " on the machine; give its whole path";
@@ -63,6 +66,8 @@ void InstallApp(Session& session, const InstallOptions& options) {
              change, end);
   }
   if (std::string(request.Result) != "Success") throw Failure(Explanation(request.ErrMsg, options, change));
+  if (const std::string problem = WriteProblem(); !problem.empty())
+    throw Failure("\"" + options.name + "\" is changed in part: " + problem);
   if (!session.json) session.out.Write(Success(change, options.name));
 }
 

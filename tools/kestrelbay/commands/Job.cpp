@@ -66,8 +66,14 @@ JobEnd FollowJob(const Session& session, const std::string& doing, const std::st
   CatchInterrupt();
   Progress progress(doing);
   JobEnd end;
+  bool isGivenUp = false;
   start();
   while (!WaitForEnd()) {
+    if (!isGivenUp && !WriteProblem().empty()) {
+      // The change that the library waits for will never come.
+      isGivenUp = true;
+      SetStopAppEvent();
+    }
     if (WasInterrupted() && !end.isStopped) {
       progress.Erase();
       end.isStopped = true;

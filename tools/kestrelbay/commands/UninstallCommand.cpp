@@ -5,12 +5,14 @@
 #include "commands/Job.h"
 #include "console/DisplayText.h"
 #include "console/Failure.h"
+#include "console/System.h"
 
 namespace cli {
 namespace {
 
 /** Why it failed and what to do, by the library's own message. */
 std::string Explanation(const std::string& errMsg, const std::string& name, const Change& change) {
+  if (const std::string problem = WriteProblem(); !problem.empty()) return "not removed: " + problem;
   if (errMsg == "DisplayName is empty!") return "no name: give the one that the application is listed under";
   if (errMsg == "Get uninstall path is empty!" && !change.before)
     return "not removed: nothing is listed as \"" + name + "\"; see the names with: kestrelbay list";

@@ -120,6 +120,12 @@ void CatchInterrupt();
 bool WasInterrupted();
 
 /**
+ * Why a change of the machine could not be written, and where, in one line for a person; empty if all could.
+ * Always empty on Windows, where a change that fails is the installer's own affair.
+ */
+std::string WriteProblem();
+
+/**
  * Waits, before the process ends, for what it keeps running: the programs that still run on a simulated
  * machine and would end with it. Ctrl-C does not wait.
  */

@@ -213,6 +213,11 @@ void CatchInterrupt() {
 
 bool WasInterrupted() { return wasInterrupted != 0; }
 
+std::string WriteProblem() {
+  const simulated::Machine* const machine = simulated::CurrentMachineOrNull();
+  return machine ? machine->WriteProblem() : std::string();
+}
+
 void LeaveMachine() {
   std::signal(SIGINT, SIG_DFL);
   simulated::Machine* const machine = simulated::CurrentMachineOrNull();

@@ -187,6 +187,8 @@ void CatchInterrupt() {
 
 bool WasInterrupted() { return wasInterrupted; }
 
+std::string WriteProblem() { return {}; }
+
 void LeaveMachine() {}
 
 }  // namespace cli
