@@ -1,4 +1,4 @@
-/** What both who writes a capture and who reads it must know of its form. */
+/** The form of a capture, for its writer and its reader. */
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,8 @@ namespace simulated {
 /** The newest form that is written and read. */
 inline constexpr std::uint32_t kCaptureFormat = 1;
 
-/** Of all that machine.json says but this sum itself: line ends and blanks between members do not matter. */
+/** Checksum of a machine.json without the checksum itself. Line ends and blanks between members do not count.
+ */
 inline std::string ChecksumOfDescription(nlohmann::json root) {
   root["capture"].erase("checksum");
   return Checksum(root.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));

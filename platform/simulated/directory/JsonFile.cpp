@@ -11,10 +11,10 @@ namespace {
 
 using nlohmann::json;
 
-/** Much more than a member needs, and little enough for whatever goes through a file by calling itself. */
+/** Much more than any member needs, and little enough for functions that call themselves per level. */
 constexpr int kDeepest = 100;
 
-/** Goes through bytes, and leaves what it goes by where others can see it. */
+/** An iterator that publishes its position. */
 struct VisibleIterator {
   using iterator_category = std::input_iterator_tag;
   using value_type = std::uint8_t;
@@ -32,21 +32,21 @@ struct VisibleIterator {
   pointer* at;
 };
 
-/** Told of each part of a file as it is read; notes down the lines of members. */
+/** Notes the line of each member while the parser reads the file. */
 class LineNoter {
  public:
   LineNoter(const std::uint8_t* begin, const std::uint8_t* const& at, JsonLines& lines)
       : counted_(begin), at_(at), lines_(lines) {}
 
   std::size_t Line() {
-    // Behind a number one more character was read, which may be the line's end.
+    // After a number the parser has read one character more, which may be the line's end.
     const std::uint8_t* const last = at_ > counted_ ? at_ - 1 : counted_;
     line_ += static_cast<std::size_t>(std::count(counted_, last, '\n'));
     counted_ = last;
     return line_;
   }
 
-  /** @return false where it is too deep */
+  /** @return false if it is nested too deep */
   bool Note(int depth, json::parse_event_t event, const json& parsed) {
     using Event = json::parse_event_t;
     if (event == Event::key) {
@@ -69,7 +69,7 @@ class LineNoter {
     std::size_t count;
   };
 
-  /** A value that is no member: an array's element, or the file's own. */
+  /** Notes a value that is no member: an element of an array, or the root. */
   void NoteElement() {
     if (open_.empty()) return lines_.Set("", Line());
     Container& container = open_.back();
@@ -82,12 +82,12 @@ class LineNoter {
   const std::uint8_t* const& at_;
   JsonLines& lines_;
   std::size_t line_ = 1;
-  /** The path of what was begun last. */
+  /** Path of the member that began last. */
   std::string member_;
   std::vector<Container> open_;
 };
 
-/** The part of the library's message that says what was found, on one line. */
+/** The part of the parser's message that names the mistake, on one line. */
 std::string Explanation(const std::string& message, std::string_view start) {
   const std::size_t at = message.find(start);
   return at == message.npos ? message : message.substr(at);

@@ -1,4 +1,4 @@
-/** A JSON file in memory, and where in it its members stand. */
+/** A JSON file in memory, with the line of each member for error messages. */
 #pragma once
 
 #include <cstdint>
@@ -10,11 +10,11 @@
 
 namespace simulated {
 
-/** The lines in which members of a JSON file stand, by paths like "user.sid" or "programs[2].name". */
+/** The lines of a JSON file's members, by paths such as "user.sid" or "programs[2].name". */
 class JsonLines {
  public:
   void Set(std::string member, std::size_t line) { lines_[std::move(member)] = line; }
-  /** "file:line" of a member, or, of one that is not there, of what it should stand in. */
+  /** "file:line" of a member. For a missing member, that of the member that should have it. */
   std::string Place(const std::string& fileName, std::string_view member) const;
 
  private:
@@ -27,8 +27,9 @@ struct JsonFile {
 };
 
 /**
- * @param fileName  stands before what an error says
- * @throws MachineError "file:line: ..." for what is no JSON, and for what is nested deeper than any member
+ * Reads a JSON text.
+ * @param fileName  begins each error
+ * @throws MachineError "file:line: ..." for a text that is no JSON or is nested deeper than any member is
  */
 JsonFile ParseJsonFile(std::span<const std::uint8_t> bytes, const std::string& fileName);
 

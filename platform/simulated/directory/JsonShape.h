@@ -1,4 +1,4 @@
-/** Reads the members of a JSON file, and says of one of another shape where it stands and what to do. */
+/** Reads the members of a JSON file. An error names the line of the member and says what to do. */
 #pragma once
 
 #include <cstdint>

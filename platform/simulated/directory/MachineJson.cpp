@@ -15,7 +15,7 @@ const std::map<std::string_view, platform::DWORD> kRights = {
     {"KEY_ENUMERATE_SUB_KEYS", 0x8},
     {"KEY_NOTIFY", 0x10},
     {"DELETE", 0x10000},
-    // Without READ_CONTROL, which both hold: refusing to write must not refuse to read.
+    // Without READ_CONTROL, which is in both: a refusal to write must not refuse to read.
     {"KEY_READ", 0x19},
     {"KEY_WRITE", 0x6},
     {"KEY_ALL_ACCESS", 0xF003F}};
@@ -26,7 +26,7 @@ class Reader : JsonShape {
 
   MachineDescription Read(const json& root) {
     if (!root.is_object()) Fail("", "not an object; write {\"member\": ...}");
-    // First, as a newer format may say more than is known here.
+    // First, because a newer format may have members that are unknown here.
     if (root.contains("capture")) description_.capture = ReadCapture(*this, root);
     for (const auto& [name, value] : root.items()) ReadMember(name, value);
     return std::move(description_);
@@ -158,7 +158,7 @@ AppsFolderItem Reader::ReadApp(const json& value, const std::string& member) con
   for (const auto& [name, text] : Object(value, member).items()) {
     const std::string place = member + "." + name;
     if (name != "name" && name != "id") Fail(place, "unknown; an app has a name and an id");
-    // An empty name is one that the shell can tell.
+    // An empty name is allowed: the shell may have one.
     if (!text.is_string()) Fail(place, "must be a text; put it in quotes");
     (name == "name" ? item.name : item.id) = FromUtf8(text.get_ref<const std::string&>());
   }

@@ -1,5 +1,5 @@
-/** Reads machine.json: what a machine is beside its registry and its drives. docs/machine-directory.md has it
- * all. */
+/** Reads machine.json: the facts of a machine beside its registry and drives, see docs/machine-directory.md.
+ */
 #pragma once
 
 #include <cstdint>
@@ -17,11 +17,11 @@
 
 namespace simulated {
 
-/** What a machine.json says; what it does not say is empty. */
+/** The contents of a machine.json. Members that it does not have are empty. */
 struct MachineDescription {
   std::optional<std::u16string> userSid;
   std::optional<std::u16string> userName;
-  /** In place of the default environment, all of it. */
+  /** Replaces the whole default environment. */
   std::optional<std::map<std::u16string, std::u16string>> environment;
   std::optional<std::u16string> hostPath;
   std::optional<std::u16string> currentDirectory;
@@ -31,33 +31,35 @@ struct MachineDescription {
   std::vector<std::optional<std::u16string>> graphicsAdapters;
   AppsFolder appsFolder;
   ProgramDescriptions programs;
-  /** Whether keys are listed as the registration files name them, and not as Windows sorts them. */
+  /** Whether keys are listed in the order of the registration files, and not as Windows sorts them. */
   bool listsAsMade = false;
-  /** Of a machine that was captured. */
+  /** Only of a captured machine. */
   std::optional<CaptureRecord> capture;
-  /** Rights refused, by the whole path of the key. */
+  /** Rights that are refused, by the whole path of the key. */
   std::map<std::u16string, platform::DWORD> deniedRights;
-  /** Where it says so. */
+  /** Line of each member, for error messages. */
   JsonLines lines;
 };
 
 /**
  * Reads the file from memory.
- * @param fileName  stands before what an error says
- * @throws MachineError "file:line: ..." for what is no JSON, "file:line: member: ..." for another shape
+ * @param fileName  begins each error
+ * @throws MachineError "file:line: ..." for a text that is no JSON, "file:line: member: ..." for another
+ * shape
  */
 MachineDescription ParseMachineJson(std::span<const std::uint8_t> bytes, const std::string& fileName);
 
 /**
- * Makes the machine what the description says, but for programs, and for rights: the user's hive must be
- * known to load it.
+ * Applies the description to the machine, except its programs and rights. REQUIRES: the registry is not
+ * loaded yet, because the user decides where HKEY_CURRENT_USER is stored.
  */
 void ApplyFacts(const MachineDescription& description, Machine& machine);
 
 /** The same, but adds the variables of the environment to those that the machine has. */
 void AddFacts(const MachineDescription& description, Machine& machine);
 
-/** Refuses the rights. @throws MachineError where the registry, loaded by then, has no such key */
+/** Refuses the rights. REQUIRES: the registry is loaded. @throws MachineError for a key that it does not have
+ */
 void ApplyDeniedRights(const MachineDescription& description, const std::string& fileName, Machine& machine);
 
 }  // namespace simulated
