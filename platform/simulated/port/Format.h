@@ -1,4 +1,4 @@
-/** The printf family of Windows' C runtime, on a host whose own differs. */
+/** The conversions of Windows' printf family that the product's log messages use. */
 #pragma once
 
 #include <cstdarg>
@@ -8,10 +8,10 @@
 namespace simulated {
 
 /**
- * Formats as Windows' runtime does in the "C" locale: "l" is 32 bits, "I64" and "I32" are known, and %ws, %ls
- * and %S are UTF-16 texts. `arguments` is left unchanged.
- * @return nothing where a text holds a character above U+00FF, which that locale does not have, or where the
- *         format asks for %n, which that runtime refuses
+ * Formats as Windows' C runtime does in the "C" locale, for %s, %d, %ws (a UTF-16 text) and %%.
+ * @param arguments  left unchanged
+ * @return nothing if a wide text has a character above U+00FF, which that locale does not have. Nothing for
+ *         any other conversion as well: the product uses none, so a new one must be added here first.
  */
 std::optional<std::string> Format(const char* format, va_list arguments);
 

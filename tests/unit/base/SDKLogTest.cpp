@@ -102,7 +102,7 @@ TEST_F(CallbackMode, LockIsFreeAgainAfterAnExceptionHasLeft) {
 }
 
 TEST_F(CallbackMode, BothPassesOfAFormatSeeTheSameArguments) {
-  EXPECT_EQ(FormatOf("%d %s %.2f %d", 1, "two", 3.0, 4), "1 two 3.00 4");
+  EXPECT_EQ(FormatOf("%d %s %ws %d", 1, "two", u"three", 4), "1 two three 4");
 }
 
 class DllMode : public OnMachine {
