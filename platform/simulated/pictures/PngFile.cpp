@@ -7,7 +7,7 @@
 namespace simulated {
 namespace {
 
-/** Ends reading. Thrown through the library, whose frames are built to be left so. */
+/** Ends reading. Thrown through frames of libpng: code for x86-64 has unwind tables. */
 struct PngFailure {};
 
 [[noreturn]] void Fail(png_structp, png_const_charp) { throw PngFailure(); }
@@ -26,7 +26,7 @@ struct Reader {
   png_infop info;
 };
 
-/** Has every kind of file come out as blue, green, red, alpha: a pixel's bytes in memory. */
+/** Makes libpng convert every colour type to blue, green, red, alpha: the bytes of a pixel in memory. */
 void AskForBgra(png_structp png) {
   png_set_expand(png);
   png_set_strip_16(png);
@@ -36,7 +36,7 @@ void AskForBgra(png_structp png) {
   png_set_interlace_handling(png);
 }
 
-/** A picture on its way. */
+/** A picture while it is decoded. */
 struct Decoding {
   Picture picture;
   bool isWhole = false;
@@ -74,7 +74,7 @@ bool IsPng(std::span<const std::uint8_t> bytes) {
 std::optional<Picture> DecodePng(std::span<const std::uint8_t> bytes, std::uint32_t largestSide) try {
   Reader reader;
   png_set_user_limits(reader.png, largestSide, largestSide);
-  // Nobody looks at texts and profiles, and a few bytes of them may unfold to a megabyte, hundreds of times.
+  // Texts and profiles are not needed, and a small hostile file can inflate them to hundreds of megabytes.
   png_set_keep_unknown_chunks(reader.png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
   // The progressive reader stops at the last row. The other one inflates all data behind it, which a small
   // file may have a gigabyte of.
@@ -85,6 +85,27 @@ std::optional<Picture> DecodePng(std::span<const std::uint8_t> bytes, std::uint3
   return decoding.isWhole ? std::optional(std::move(decoding.picture)) : std::nullopt;
 } catch (const PngFailure&) {
   return std::nullopt;
+}
+
+std::vector<std::uint8_t> EncodePng(const PixelRows& rows) {
+  if (rows.width == 0 || rows.height == 0) return {};
+  png_image image{};
+  image.version = PNG_IMAGE_VERSION;
+  image.width = rows.width;
+  image.height = rows.height;
+  image.format = PNG_FORMAT_BGRA;
+  // Fast means no row filters and a lower level: compression is most of the time of an extraction.
+  image.flags = PNG_IMAGE_FLAG_FAST;
+  // libpng starts at the lowest address, and a negative stride tells it that the bottom row is there.
+  const std::ptrdiff_t toLast = rows.strideBytes * static_cast<std::ptrdiff_t>(rows.height - 1);
+  const std::uint8_t* const lowest = rows.top + (rows.strideBytes < 0 ? toLast : 0);
+  std::vector<std::uint8_t> file(PNG_IMAGE_PNG_SIZE_MAX(image));
+  png_alloc_size_t size = file.size();
+  if (!png_image_write_to_memory(&image, file.data(), &size, 0, lowest,
+                                 static_cast<png_int_32>(rows.strideBytes), nullptr))
+    return {};
+  file.resize(size);
+  return file;
 }
 
 }  // namespace simulated
