@@ -12,7 +12,7 @@ namespace {
 
 using Objects = std::span<const std::shared_ptr<Waitable>>;
 
-/** The index that a wait ends with now; nothing while it has to go on. */
+/** The index that ends a wait now; nothing if it must go on. */
 std::optional<platform::DWORD> TakeSignalled(Objects objects, bool all) {
   const auto signalled = [](const std::shared_ptr<Waitable>& object) { return object->signalled; };
   const auto first = std::find_if(objects.begin(), objects.end(), signalled);
@@ -27,17 +27,14 @@ std::optional<platform::DWORD> TakeSignalled(Objects objects, bool all) {
 }  // namespace
 
 Handles& Handles::Shared() {
-  // Never freed: threads that nobody joins use it until the very end of the process.
+  // Never freed, because detached threads use it until the end of the process.
   static Handles& shared = *new Handles;
   return shared;
 }
 
 platform::HANDLE Handles::Add(std::shared_ptr<Waitable> waitable) {
-  const auto handle = reinterpret_cast<platform::HANDLE>(nextValue_);
-  nextValue_ += 4;
   ++waitable->handleCount;
-  open_.emplace(handle, std::move(waitable));
-  return handle;
+  return open_.Open(std::move(waitable));
 }
 
 platform::HANDLE Handles::Open(std::shared_ptr<Waitable> waitable) {
@@ -57,24 +54,16 @@ platform::HANDLE Handles::OpenEvent(Waitable event, bool& made) {
 
 bool Handles::Close(platform::HANDLE handle) {
   const std::lock_guard guard(lock_);
-  const auto found = open_.find(handle);
-  if (found == open_.end()) return false;
-  const std::shared_ptr<Waitable> closed = std::move(found->second);
-  open_.erase(found);
+  const std::shared_ptr<Waitable> closed = open_.Close(handle);
+  if (!closed) return false;
   if (--closed->handleCount == 0 && !closed->name.empty()) named_.erase(closed->name);
   return true;
 }
 
-std::shared_ptr<Waitable> Handles::Find(platform::HANDLE handle) const {
-  const std::lock_guard guard(lock_);
-  const auto found = open_.find(handle);
-  return found == open_.end() ? nullptr : found->second;
-}
+std::shared_ptr<Waitable> Handles::Find(platform::HANDLE handle) const { return open_.Find(handle); }
 
 std::size_t Handles::OpenCount(Waitable::Kind kind) const {
-  const std::lock_guard guard(lock_);
-  const auto ofKind = [kind](const auto& entry) { return entry.second->kind == kind; };
-  return static_cast<std::size_t>(std::count_if(open_.begin(), open_.end(), ofKind));
+  return open_.OpenCount([kind](const Waitable& waitable) { return waitable.kind == kind; });
 }
 
 void Handles::Signal(Waitable& waitable, bool signalled) {
@@ -109,7 +98,7 @@ platform::DWORD Handles::Wait(Objects objects, bool all, platform::DWORD timeout
     }
     const std::uint64_t nowMs = clock.ElapsedMs();
     if (nowMs >= deadlineMs) return platform::WAIT_TIMEOUT;
-    // A clock of its own wakes the wait when it moves.
+    // An own time wakes the wait whenever it is advanced.
     if (clock.HasOwnTime()) {
       changed_.wait(guard);
     } else {

@@ -1,8 +1,7 @@
 /**
- * The events and processes of the host's own process: what a HANDLE of the port refers to.
+ * The events, processes and threads that HANDLEs of the host's process refer to.
  *
- * They outlive any machine, since a library makes events when it is loaded. A closed handle's value is not
- * given out again, so that using it is always noticed. Safe for any number of threads.
+ * They outlive any machine, because the library creates events when it is loaded. Thread-safe.
  */
 #pragma once
 
@@ -15,23 +14,25 @@
 #include <unordered_map>
 
 #include "platform/Types.h"
+#include "simulated/base/ObjectTable.h"
 
 namespace simulated {
 
 class Clock;
 
-/** What can be waited for. Guarded by the table's lock. */
+/** An object that a thread can wait for. Guarded by the lock of Handles. */
 struct Waitable {
   /** A mutex is never waited for: a test makes one, which takes its name away from events. */
   enum class Kind { Event, Process, Thread, Mutex };
 
   Kind kind;
   bool signalled = false;
-  /** False: the wait that it ends clears it. */
+  /** False for an automatic reset: the wait that it ends clears it. */
   bool staysSignalled = true;
   std::u16string name = {};
+  /** STILL_ACTIVE (259) until the process has ended. */
   platform::DWORD exitCode = 259;
-  /** How many are open for it: a name goes with the last, whoever else still holds the object. */
+  /** Open handles. Closing the last one frees the name, even if a watch still holds the object. */
   std::size_t handleCount = 0;
 };
 
@@ -41,25 +42,25 @@ class Handles {
 
   platform::HANDLE Open(std::shared_ptr<Waitable> waitable);
   /**
-   * Opens an event, or in tests a mutex, by its name, made if need be.
-   * @param made  receives whether it was
-   * @return null if an object of another kind bears the name
+   * Opens the event of that name, or creates it. Tests open a mutex so as well.
+   * @param made  out: whether it was created
+   * @return null if an object of another kind has the name
    */
   platform::HANDLE OpenEvent(Waitable event, bool& made);
-  /** @return false for what is no open handle */
+  /** @return false if the handle is not open */
   bool Close(platform::HANDLE handle);
   std::shared_ptr<Waitable> Find(platform::HANDLE handle) const;
-  /** How many are open. */
+  /** Counts the open handles of a kind. */
   std::size_t OpenCount(Waitable::Kind kind) const;
 
   void Signal(Waitable& waitable, bool signalled = true);
   bool IsSignalled(const Waitable& waitable) const;
   void SetExitCode(Waitable& process, platform::DWORD exitCode);
-  /** Has waits look at the clock again. */
+  /** Makes all waits look at the clock again. */
   void Wake();
 
   /**
-   * Waits for one of the objects, or for all of them.
+   * Blocks until one of the objects, or all of them, are signalled.
    * @param timeoutMs  measured by `clock`, or INFINITE (0xFFFFFFFF)
    * @return the index of the first that ended the wait, or WAIT_TIMEOUT (258)
    */
@@ -72,9 +73,8 @@ class Handles {
 
   mutable std::mutex lock_;
   std::condition_variable changed_;
-  std::unordered_map<platform::HANDLE, std::shared_ptr<Waitable>> open_;
+  ObjectTable<platform::HANDLE, Waitable> open_;
   std::unordered_map<std::u16string, std::shared_ptr<Waitable>> named_;
-  std::uintptr_t nextValue_ = 0x100;
 };
 
 }  // namespace simulated

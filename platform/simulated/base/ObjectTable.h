@@ -1,6 +1,7 @@
-/** What a kind of handle refers to. */
+/** Tables of handles. */
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -8,10 +9,10 @@
 
 namespace simulated {
 
-/** A handle value that was never given out before, so that using a closed one is always noticed. */
+/** Returns a new handle value. No value is used twice, so the use of a closed handle always fails. */
 std::uintptr_t NewObjectHandle();
 
-/** Objects by their handles, which serve as pointers as well. Safe for any number of threads. */
+/** Maps handles to the objects that they refer to. Thread-safe. */
 template <class Handle, class Object>
 class ObjectTable {
  public:
@@ -22,7 +23,7 @@ class ObjectTable {
     return handle;
   }
 
-  /** @return what was closed; null for what is no open handle */
+  /** @return the object; null if the handle is not open */
   std::shared_ptr<Object> Close(Handle handle) {
     const std::lock_guard guard(lock_);
     const auto found = open_.find(handle);
@@ -32,13 +33,13 @@ class ObjectTable {
     return closed;
   }
 
-  /** Closes all. */
+  /** Closes all handles. */
   void Clear() {
     const std::lock_guard guard(lock_);
     open_.clear();
   }
 
-  /** @return null for what is no open handle */
+  /** @return null if the handle is not open */
   std::shared_ptr<Object> Find(Handle handle) const {
     const std::lock_guard guard(lock_);
     const auto found = open_.find(handle);
@@ -48,6 +49,13 @@ class ObjectTable {
   std::size_t OpenCount() const {
     const std::lock_guard guard(lock_);
     return open_.size();
+  }
+  /** Counts the handles whose object `isCounted` accepts. */
+  template <class Predicate>
+  std::size_t OpenCount(Predicate isCounted) const {
+    const std::lock_guard guard(lock_);
+    const auto counts = [&](const auto& entry) { return isCounted(*entry.second); };
+    return static_cast<std::size_t>(std::ranges::count_if(open_, counts));
   }
 
  private:

@@ -3,15 +3,6 @@
 #include <mutex>
 
 namespace simulated {
-Machine::Machine() = default;
-
-Machine::~Machine() = default;
-
-std::size_t Machine::OpenKeys() {
-  const std::lock_guard guard(registry.Lock());
-  return keys.OpenCount();
-}
-
 std::vector<LogRecord> Machine::LogRecords() const {
   const std::lock_guard guard(logLock_);
   return log_;

@@ -1,8 +1,8 @@
 /**
- * A simulated Windows machine: what the operations of the port act on.
+ * A simulated Windows machine.
  *
- * A machine is built in code, as tests do, or read from a directory (MachineDirectory.h). Port operations act
- * on the current one (CurrentMachine.h). Its parts are thread-safe.
+ * Tests build a machine in code; MachineDirectory.h reads one from a directory. Port operations act on the
+ * current machine (CurrentMachine.h). The parts are thread-safe.
  */
 #pragma once
 
@@ -14,6 +14,7 @@
 
 #include "simulated/base/Clock.h"
 #include "simulated/base/Handles.h"
+#include "simulated/base/ObjectTable.h"
 #include "simulated/machine/AppsFolder.h"
 #include "simulated/machine/Drives.h"
 #include "simulated/machine/Environment.h"
@@ -24,24 +25,28 @@
 #include "simulated/machine/ShellIcons.h"
 #include "simulated/machine/VolumeFacts.h"
 #include "simulated/pictures/PictureObjects.h"
-#include "simulated/registry/KeyHandles.h"
 #include "simulated/registry/RegistryTree.h"
 
 namespace simulated {
 
-/** One record that log.dll was given. */
+/** One record of the product's log. */
 struct LogRecord {
   char level;  ///< 'D', 'I', 'W' or 'E'
   std::string file;
   std::string format;
 };
 
+/** What an HKEY of the port refers to. */
+struct OpenedKey {
+  /** Stays in memory while it is open, also after it was deleted. */
+  std::shared_ptr<Key> key;
+  /** The rights that it was opened with. */
+  platform::DWORD rights = 0;
+};
+
+/** A new machine is empty: the default environment, no drives, and only predefined keys. */
 class Machine {
  public:
-  /** An empty machine: the default environment, no drives, and a registry of predefined keys alone. */
-  Machine();
-  ~Machine();
-
   /** Empty if changes are discarded. */
   Keeper keeper;
   RegistryTree registry;
@@ -51,14 +56,14 @@ class Machine {
   Journal journal;
   Faults faults;
   Clock clock;
-  /** The registry's open keys; guarded by its lock. */
-  KeyHandles keys;
+  /** The registry's open keys, but for the predefined ones. Open, use and close them under its lock. */
+  ObjectTable<platform::HKEY, OpenedKey> keys;
   ShellIcons shellIcons;
-  /** The icons, bitmaps, images and streams that are open. */
+  /** The open icons, bitmaps, images and streams. */
   PictureObjects pictures;
 
-  /** How many registry keys are open, the predefined ones left out. */
-  std::size_t OpenKeys();
+  /** Counts the open registry keys without the predefined ones. */
+  std::size_t OpenKeys() const { return keys.OpenCount(); }
   /** What was given to log.dll so far. */
   std::vector<LogRecord> LogRecords() const;
   void AddLogRecord(LogRecord record);
@@ -66,20 +71,20 @@ class Machine {
   std::string WriteProblem() const;
   void SetWriteProblem(std::string line);
 
-  /** Full path of the host's executable, as Windows would tell it. */
+  /** Whole path of the host's executable on this machine. */
   std::u16string hostPath = u"C:\\Program Files\\Host\\host.exe";
   /** The host's current directory. */
   std::u16string currentDirectory = u"C:\\Program Files\\Host";
-  /** What the elevation prompt answers. */
+  /** Whether the user accepts the elevation prompt. */
   bool elevationGranted = true;
   AppsFolder appsFolder;
-  /** Names of the graphics adapters, in the system's order; nothing for one that fails to describe itself. */
+  /** Names of the graphics adapters in the system's order. An empty one fails to describe itself. */
   std::vector<std::optional<std::u16string>> graphicsAdapters;
 
   /** Of a machine that is an offline Windows volume. */
   std::optional<VolumeFacts> volume;
 
-  /** Keeps what belongs to the machine alive as long as it lives, such as a directory's lock. */
+  /** Anything that must live as long as the machine, such as the lock of its directory. */
   std::shared_ptr<void> keepAlive;
 
  private:

@@ -42,7 +42,7 @@ Arguments& Arguments::Key(Machine& machine, platform::HKEY handle) {
   if (machine.registry.Predefined(handle)) {
     return Append(kPredefinedNames[reinterpret_cast<std::uintptr_t>(handle) & 3]);
   }
-  const OpenedKey* opened = machine.keys.Find(handle);
+  const auto opened = machine.keys.Find(handle);
   return opened ? Append(ToUtf8(machine.registry.PathOf(*opened->key))) : Handle(handle);
 }
 

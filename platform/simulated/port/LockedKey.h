@@ -1,4 +1,4 @@
-/** The key that a handle refers to, as each operation of the registry looks at it. */
+/** Access to the key that a handle refers to. */
 #pragma once
 
 #include <mutex>
@@ -8,20 +8,20 @@
 
 namespace simulated {
 
-/** All rights that there are to a key. */
+/** KEY_ALL_ACCESS. */
 inline constexpr platform::DWORD kAllAccess = 0xF003F;
 
-/** Holds the registry locked for as long as the key is looked at. */
+/** Finds the key of a handle, and holds the registry's lock during its lifetime. */
 class LockedKey {
  public:
-  /** @param right what the handle must have been opened with, or 0 */
+  /** @param right  an access right that the handle must have, or 0 */
   LockedKey(Machine& machine, platform::HKEY handle, platform::DWORD right)
       : guard_(machine.registry.Lock()), key_(machine.registry.Predefined(handle)) {
     platform::DWORD rights = kAllAccess;
     if (key_) {
       rights &= ~key_->deniedRights;
       predefined_ = true;
-    } else if (const OpenedKey* opened = machine.keys.Find(handle)) {
+    } else if (const auto opened = machine.keys.Find(handle)) {
       key_ = opened->key.get();
       rights = opened->rights;
     }
@@ -34,7 +34,7 @@ class LockedKey {
     }
   }
 
-  /** 0 when the key may be looked at; else nothing else may be asked. */
+  /** 0 or a Windows error number. REQUIRES for all other functions: it is 0. */
   platform::LSTATUS Problem() const { return status_; }
   bool IsPredefined() const { return predefined_; }
   Key* operator->() const { return key_; }

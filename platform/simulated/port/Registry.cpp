@@ -1,4 +1,4 @@
-// Which keys are open, and what changes them.
+// Opening, closing, deleting and watching keys.
 #include "platform/Registry.h"
 
 #include "simulated/machine/KeptChanges.h"
@@ -13,19 +13,9 @@ using platform::DWORD;
 using platform::HKEY;
 using platform::LSTATUS;
 
-constexpr DWORD kWrite = 0x20006;
-constexpr DWORD kMaximumAllowed = 0x02000000;
 constexpr DWORD kBothViews = platform::KEY_WOW64_64KEY | platform::KEY_WOW64_32KEY;
 
-DWORD ExpandGenericRights(DWORD access) {
-  if (access & 0x80000000) access |= platform::KEY_READ;
-  if (access & 0x40000000) access |= kWrite;
-  if (access & 0x20000000) access |= platform::KEY_READ;
-  if (access & 0x10000000) access |= kAllAccess;
-  return access;
-}
-
-/** Bytes of a counted text are told in 16 bits, those of a terminating NUL included. */
+/** Windows stores the length of a path in bytes, with the null terminator, in 16 bits. */
 constexpr std::size_t kLongestPathChars = 0xFFFC / sizeof(char16_t);
 
 LSTATUS CheckPath(std::u16string_view path) {
@@ -39,10 +29,9 @@ LSTATUS CheckPath(std::u16string_view path) {
 
 LSTATUS OpenFound(Machine& machine, Key* found, DWORD access, HKEY* result) {
   if (!found) return Status(kFileNotFound);
-  DWORD rights = ExpandGenericRights(access) & kAllAccess;
-  if (access & kMaximumAllowed) rights |= kAllAccess & ~found->deniedRights;
+  const DWORD rights = access & kAllAccess;
   if (rights & found->deniedRights) return Status(kAccessDenied);
-  *result = machine.keys.Open(*found, rights);
+  *result = machine.keys.Open(std::make_shared<OpenedKey>(OpenedKey{found->shared_from_this(), rights}));
   return 0;
 }
 
@@ -53,6 +42,7 @@ LSTATUS Open(Machine& machine, HKEY key, const char16_t* subKey, DWORD access, H
   const LockedKey start(machine, key, 0);
   if (start.Problem() != 0) return start.Problem();
   if ((access & kBothViews) == kBothViews) return Status(kInvalidParameter);
+  // Windows returns a predefined key itself, without a new handle and without a check of rights.
   if (start.IsPredefined() && path.empty()) {
     *result = key;
     return 0;
@@ -75,6 +65,7 @@ LSTATUS Delete(Machine& machine, HKEY key, const char16_t* subKey) {
   if (start.Problem() != 0) return start.Problem();
   if (const LSTATUS status = CheckPath(subKey); status != 0) return status;
   if (start.IsPredefined() && *subKey == 0) return Status(kAccessDenied);
+  // RegDeleteKeyW has no parameter for the view, so it acts in the native one.
   Key* found = machine.registry.Find(*start, subKey, View::Native);
   return found ? DeleteKeptKey(machine, *found) : Status(kFileNotFound);
 }
@@ -84,7 +75,7 @@ LSTATUS StartWatch(Machine& machine, HKEY key, bool isDeep, DWORD filter, platfo
   if (watched.Problem() != 0) return watched.Problem();
   const auto signal = Handles::Shared().Find(event);
   if (!signal || signal->kind != Waitable::Kind::Event) return Status(kInvalidHandle);
-  // Cleared before anything can signal it: the tree is locked.
+  // The tree is locked, so no change can signal the event before it is cleared.
   Handles::Shared().Signal(*signal, false);
   machine.registry.Watch({&*watched, key, isDeep, filter, signal});
   return 0;
