@@ -1,13 +1,13 @@
 /**
- * A key of the simulated registry: its name, its values, its sub keys.
+ * A key of the simulated registry: its name, its values, its subkeys.
  *
- * Names keep their case and are compared without it. Sub keys stand in Windows' order: upper-cased one
- * character at a time, compared by code unit; or, in a tree that lists as made, in the order in which they
- * were made, for a machine whose own order is another one. A key may be filled only when it is first looked
- * into, so that a volume's hives cost what is read of them and no more.
+ * Names keep their case and are compared without regard to case. Subkeys are in Windows' order: each
+ * character upper-cased alone, then compared by code unit. A tree may instead list them in the order of their
+ * creation, for a captured machine that does not sort as Windows does. A source may fill a key when it is
+ * first read, so that of a volume's hives only the keys in use are read.
  *
- * Keys are owned by their parent and keep their address until they are deleted; an open handle keeps a
- * deleted key, though empty of meaning, in memory. They take no lock: the registry that owns the tree does.
+ * The parent owns a key. An open handle keeps a deleted key in memory, so that it can report the deletion.
+ * Not thread-safe: the caller holds the lock of the RegistryTree.
  */
 #pragma once
 
@@ -26,15 +26,15 @@ namespace simulated {
 class Key;
 class Watches;
 
-/** Where keys come from that are read when they are first looked into, such as a hive. */
+/** Fills keys when they are first read. A hive is one. */
 class KeySource {
  public:
   virtual ~KeySource() = default;
-  /** Gives the key its values and sub keys. @param place  as told to Key::FillLater */
+  /** Adds values and subkeys. @param place  the one given to Key::FillLater */
   virtual void Fill(Key& key, std::size_t place) = 0;
 };
 
-/** A value as it is stored; the views are good until the key changes. */
+/** A value as it is stored. Borrowed: valid until the key changes. */
 struct ValueView {
   std::u16string_view name;
   platform::DWORD type;
@@ -43,7 +43,7 @@ struct ValueView {
 
 class Key : public std::enable_shared_from_this<Key> {
  public:
-  /** Windows' own limits: characters of a name, and keys above one another. */
+  /** Limits of Windows: characters of a name, and levels of keys. */
   static constexpr std::size_t kLongestName = 255;
   static constexpr std::size_t kDeepestLevel = 512;
 
@@ -55,14 +55,14 @@ class Key : public std::enable_shared_from_this<Key> {
   const std::u16string& Name() const;
   Key* Parent() const;
 
-  /** Has `source` fill this key before its values or sub keys are first looked at. */
+  /** Makes `source` fill this key before its values or subkeys are first read. */
   void FillLater(KeySource& source, std::size_t place);
-  /** Keeps what fills keys of the tree for as long as there is the tree. */
+  /** Keeps a source of the tree's keys alive as long as the tree. */
   void KeepSource(std::shared_ptr<KeySource> source);
 
   /**
-   * From now on the whole tree lists sub keys in the order in which they are made. Keys that are made already
-   * go on listing theirs as they stand.
+   * From now on the whole tree lists new subkeys in the order of their creation. Subkeys that exist already
+   * come first, in their present order.
    */
   void ListAsMade();
 
@@ -70,75 +70,65 @@ class Key : public std::enable_shared_from_this<Key> {
   Key& SubKeyAt(std::size_t index);
   Key* FindSubKey(std::u16string_view name);
   /**
-   * The sub key of that name, made if need be.
-   * @throws std::length_error for a name that is empty or too long, or a key too deep, for Windows
+   * Returns the subkey of that name, and creates it if it does not exist.
+   * @throws std::length_error for a name or a depth that Windows does not allow
    */
   Key& CreateSubKey(std::u16string_view name);
-  /** Removes the sub key and all below it. @return false where there is none */
+  /** Removes a subkey and all keys below it. @return false if there is none */
   bool RemoveSubKey(std::u16string_view name);
 
   std::size_t ValueCount();
-  /** Values stand in the order in which they were first set. */
+  /** Values are in the order in which they were first set, as on Windows. */
   ValueView ValueAt(std::size_t index);
-  /** @param name empty for the unnamed value @return false where there is none */
+  /** @param name  empty for the unnamed value @return false if there is none */
   bool FindValue(std::u16string_view name, ValueView& value);
-  /** @param bytes copied; not this key's own, as a view shows them */
+  /** @param bytes  copied. They must not be a view of this key's own values. */
   void SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes);
   /** Sets a value that the key does not have, without a search for it. REQUIRES: no value of that name. */
   void AddValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes);
   bool RemoveValue(std::u16string_view name);
 
-  /** Those of the whole tree; each change above tells them of itself. */
+  /** The watches of the whole tree. Every change above notifies them. */
   Watches& TreeWatches();
 
-  /** 100-nanosecond steps since 1601-01-01 UTC; 0 where nothing is known. */
+  /** A FILETIME; 0 if it is not known. */
   std::uint64_t lastWriteTime = 0;
-  /** Rights refused on this key alone: bits of KEY_READ and its like, and DELETE (0x10000). */
+  /** Access rights that are refused on this key, such as KEY_READ and DELETE (0x10000). Not inherited. */
   platform::DWORD deniedRights = 0;
-  /** Raised when the key is taken out of the tree: handles that still refer to it then fail. */
+  /** Set when the key leaves the tree. Operations on its open handles then fail. */
   bool deleted = false;
 
  private:
-  /** A value in the key's table; its bytes stand in the key's one block. */
   struct Value {
-    std::uint32_t name;
-    std::uint32_t spelling;
+    std::u16string name;
     platform::DWORD type;
-    std::uint32_t offset;
-    std::uint32_t size;
+    std::vector<std::uint8_t> bytes;
+
+    ValueView View() const { return {name, type, bytes}; }
   };
   using Values = std::vector<Value>;
-  /** Begins with the start of its name, so that a search among thousands looks into few of them. */
-  struct SubKey {
-    std::uint64_t firstUnits;
-    std::shared_ptr<Key> key;
-  };
   struct Shared;
 
   void Fill();
-  /** Of a tree that lists as made: the sub keys in that order. */
+  /** The subkeys in the order of their creation. REQUIRES: the tree lists so. */
   std::vector<Key*>& Listing();
-  void TellWatches(platform::DWORD kind);
+  void NotifyWatches(platform::DWORD kind);
   std::size_t PositionOf(std::u16string_view name, bool& found);
   Values::iterator LocateValue(std::u16string_view name);
-  ValueView ViewOf(const Value& value) const;
-  void PutBytes(Value& value, platform::DWORD type, std::span<const std::uint8_t> bytes);
-  void DropBytes(const Value& value);
   void MarkDeleted();
 
   std::u16string name_;
   Key* parent_;
   std::size_t level_;
-  /** The root's own, shared by all keys below it. */
+  /** Owned by the root, used by all keys below it. */
   std::shared_ptr<Shared> ownShared_;
   Shared* shared_;
   KeySource* source_ = nullptr;
   std::size_t place_ = 0;
-  std::vector<SubKey> subKeys_;
-  /** Where the next sub key is likely to be asked for: behind the last one found. */
+  std::vector<std::shared_ptr<Key>> subKeys_;
+  /** Behind the subkey that was found last, where a caller that follows a listing looks next. */
   std::size_t nextPosition_ = 0;
   Values values_;
-  std::vector<std::uint8_t> bytes_;
 };
 
 }  // namespace simulated

@@ -17,9 +17,9 @@ bool IsBelow(const Key& key, const Key& above) {
 }  // namespace
 
 template <class Predicate>
-void Watches::SignalThose(Predicate isMeant) {
+void Watches::SignalIf(Predicate isConcerned) {
   std::erase_if(watches_, [&](const Watch& watch) {
-    if (!isMeant(watch)) return false;
+    if (!isConcerned(watch)) return false;
     Handles::Shared().Signal(*watch.event);
     return true;
   });
@@ -30,19 +30,19 @@ bool Watches::IsWatched(const Key& key) const {
 }
 
 void Watches::Notify(const Key& key, platform::DWORD kind) {
-  SignalThose([&](const Watch& watch) {
+  SignalIf([&](const Watch& watch) {
     return (watch.filter & kind) != 0 && (watch.key == &key || (watch.isDeep && IsBelow(key, *watch.key)));
   });
 }
 
-void Watches::KeyGone(const Key& key) {
+void Watches::KeyDeleted(const Key& key) {
   if (watches_.empty()) return;
-  SignalThose([&](const Watch& watch) { return watch.key == &key; });
+  SignalIf([&](const Watch& watch) { return watch.key == &key; });
 }
 
 void Watches::HandleClosed(platform::HKEY handle) {
   if (watches_.empty()) return;
-  SignalThose([&](const Watch& watch) { return watch.handle == handle; });
+  SignalIf([&](const Watch& watch) { return watch.handle == handle; });
 }
 
 }  // namespace simulated

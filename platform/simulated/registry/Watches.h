@@ -1,7 +1,7 @@
 /**
- * Who is to be told of changes to which keys of a registry.
+ * The watches of a registry. A watch signals its event for one change and is then removed.
  *
- * Belongs to a tree of keys and is guarded by what guards them. A watch tells of one change and is then gone.
+ * Not thread-safe: the caller holds the lock of the RegistryTree.
  */
 #pragma once
 
@@ -15,15 +15,15 @@ namespace simulated {
 class Key;
 struct Waitable;
 
-/** Kinds of changes, as bits of a filter: a sub key came or went; a value was set or deleted. */
+/** Kinds of changes, as bits of a filter: a subkey was created or deleted; a value was set or deleted. */
 inline constexpr platform::DWORD kNameChange = platform::REG_NOTIFY_CHANGE_NAME;
 inline constexpr platform::DWORD kValueChange = 4;
 
 struct Watch {
   const Key* key;
-  /** The handle that the watch was asked for with: closing it ends the watch. */
+  /** The handle that was passed to RegNotifyChangeKeyValue. Closing it ends the watch. */
   platform::HKEY handle;
-  /** Whether changes below the key's own count too. */
+  /** Whether changes below the subkeys count too. */
   bool isDeep;
   platform::DWORD filter;
   std::shared_ptr<Waitable> event;
@@ -34,20 +34,20 @@ class Watches {
   void Add(Watch watch) { watches_.push_back(std::move(watch)); }
   bool IsWatched(const Key& key) const;
 
-  /** A change of that kind was made to the key: signals the watches that it is for. */
+  /** Signals the watches that a change of that kind concerns. */
   void KeyChanged(const Key& key, platform::DWORD kind) {
     // Machines are filled with hundreds of thousands of values while nobody watches.
     if (!watches_.empty()) Notify(key, kind);
   }
-  /** The key is deleted, which signals its own watches. */
-  void KeyGone(const Key& key);
-  /** The handle is closed, which signals the watches asked for with it. */
+  /** Signals the watches of a deleted key. */
+  void KeyDeleted(const Key& key);
+  /** Signals the watches of a closed handle. */
   void HandleClosed(platform::HKEY handle);
 
  private:
   void Notify(const Key& key, platform::DWORD kind);
   template <class Predicate>
-  void SignalThose(Predicate isMeant);
+  void SignalIf(Predicate isConcerned);
 
   std::vector<Watch> watches_;
 };
