@@ -1,8 +1,8 @@
 /**
- * The 32-bit view of the registry: where Windows redirects a 32-bit program to, and what both views share.
+ * The 32-bit view of the registry, as far as the product opens keys in it.
  *
- * The software keys are redirected to Wow6432Node, but for a list of shared keys; the classes are shared, but
- * for a list of redirected ones. A key below inherits what holds for its parent.
+ * Windows redirects HKEY_LOCAL_MACHINE\\Software to its subkey Wow6432Node. Of the keys that Windows shares
+ * between both views only Software\\Classes is known here: the product opens no other one in the 32-bit view.
  */
 #pragma once
 
@@ -13,9 +13,11 @@
 namespace simulated {
 
 /**
- * The key that `path` below `start` means in the 32-bit view, or null. The path from the root decides: a key
- * that already stands in the 32-bit view is not redirected twice, and a Wow6432Node that is spelt out is
- * taken as it is written. The tree's lock is held.
+ * Finds the key that `path` below `start` names in the 32-bit view.
+ *
+ * The path from the root decides. So a key in Wow6432Node is not redirected twice, and a path that spells
+ * Wow6432Node out is not redirected either. The caller holds the tree's lock.
+ * @return null if there is no such key
  */
 Key* FindIn32BitView(Key& start, std::u16string_view path);
 
