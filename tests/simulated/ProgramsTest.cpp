@@ -1,4 +1,4 @@
-// Programs of a simulated machine: those that machine.json describes, and those that are built in.
+// Programs of a simulated machine: those in machine.json, and the built-in ones.
 #include "simulated/machine/Programs.h"
 
 #include <gmock/gmock.h>
@@ -25,7 +25,7 @@ using simulated::MachineError;
 using simulated::UseMachine;
 using simulated::Waitable;
 
-/** Runs a program to its end. @return its exit code, or nothing where it did not start or gave no handle */
+/** Runs a program to its end. @return its exit code; nothing if it did not start or gave no handle */
 std::optional<platform::DWORD> RunToEnd(const std::u16string& file, const std::u16string& parameters = u"") {
   platform::HANDLE process = nullptr;
   if (!StartPlainlyElevated(file, parameters, process) || !process) return std::nullopt;
@@ -73,7 +73,7 @@ class DescribedPrograms : public testing::Test {
   fs::path folder;
 };
 
-TEST_F(DescribedPrograms, StepsChangeRegistryAndFilesForGood) {
+TEST_F(DescribedPrograms, StepsChangeRegistryAndFilesOnDisk) {
   Write("drives/C/old.txt", "x");
   Describe(R"({"C:\\setup.exe": {"steps": [
       {"merges": "setups/app.reg", "adds": ["C:\\App\\app.exe"]}, {"removes": ["c:\\OLD.TXT"]}], "exitCode": 7}})");
@@ -87,7 +87,7 @@ TEST_F(DescribedPrograms, StepsChangeRegistryAndFilesForGood) {
   EXPECT_TRUE(again.registry.Find(u"HKLM\\Software\\App")->FindValue(u"a", value));
 }
 
-TEST_F(DescribedPrograms, ChangesThatAreDiscardedAreSeenAndLeaveNothing) {
+TEST_F(DescribedPrograms, DiscardedChangesAreVisibleAndNotWritten) {
   Write("drives/C/old.txt", "x");
   Describe(R"({"C:\\setup.exe": {"steps": [
       {"merges": "setups/app.reg", "adds": ["C:\\new.txt"], "removes": ["C:\\old.txt"]}]}})");
@@ -101,7 +101,7 @@ TEST_F(DescribedPrograms, ChangesThatAreDiscardedAreSeenAndLeaveNothing) {
   EXPECT_EQ(Open(Changes::Discarded).registry.Find(u"HKLM\\Software\\App"), nullptr);
 }
 
-TEST_F(DescribedPrograms, StepWaitsOnTheMachinesClock) {
+TEST_F(DescribedPrograms, StepWaitsByTheMachinesClock) {
   Describe(R"({"C:\\setup.exe": {"steps": [{"waitMs": 3600000}, {"waitMs": 1}]}})");
   Machine& machine = Open();
   machine.clock.UseOwnTime();
@@ -149,7 +149,7 @@ TEST_F(DescribedPrograms, RemovedKeysAndValuesStayRemoved) {
   EXPECT_EQ(again.registry.Find(u"HKLM\\Software\\Gone"), nullptr);
 }
 
-TEST_F(DescribedPrograms, RefusedElevationAndMissingHandleAreTheProgramsOwn) {
+TEST_F(DescribedPrograms, ProgramMayRefuseElevationAndGiveNoHandle) {
   Write("drives/C/shared.exe", "");
   Describe(R"({"C:\\setup.exe": {"elevation": "refused"}, "C:\\shared.exe": {"givesHandle": false}})");
   Open();
@@ -160,7 +160,7 @@ TEST_F(DescribedPrograms, RefusedElevationAndMissingHandleAreTheProgramsOwn) {
   EXPECT_EQ(process, nullptr);
 }
 
-TEST_F(DescribedPrograms, ProgramIsThereWhileItsFileIs) {
+TEST_F(DescribedPrograms, ProgramExistsWhileItsFileExists) {
   Describe(R"({"C:\\none.exe": {}, "C:\\setup.exe": {"steps": [{"removes": ["C:\\setup.exe"]}]}})");
   Open();
   EXPECT_EQ(RunToEnd(u"C:\\none.exe"), std::nullopt);
@@ -168,7 +168,7 @@ TEST_F(DescribedPrograms, ProgramIsThereWhileItsFileIs) {
   EXPECT_EQ(RunToEnd(u"C:\\setup.exe"), std::nullopt);
 }
 
-TEST_F(DescribedPrograms, MistakesAreToldInOneLineWhenTheMachineIsOpened) {
+TEST_F(DescribedPrograms, MistakesAreReportedInOneLineAtOpening) {
   const std::string at = (folder / "machine.json").string() + ":1: programs.C:\\setup.exe";
   const std::pair<const char*, std::string> mistakes[] = {
       {R"({"C:\\setup.exe": {"steps": {}}})", at + ".steps: must be a list"},
@@ -200,13 +200,13 @@ class BuiltInPrograms : public OnMachine {
   bool HasVendor() { return machine.registry.Find(u"HKLM\\Software\\Vendor") != nullptr; }
 };
 
-TEST_F(BuiltInPrograms, RegDeletesAKeyAndAllBelowIt) {
+TEST_F(BuiltInPrograms, RegDeletesAKeyAndAllKeysBelowIt) {
   EXPECT_EQ(RunToEnd(u"reg", u"delete HKEY_LOCAL_MACHINE\\Software\\Vendor /f"), 0U);
   EXPECT_FALSE(HasVendor());
   EXPECT_EQ(RunToEnd(u"reg.exe", u"DELETE hklm\\software\\vendor /F"), 1U) << "it is gone already";
 }
 
-TEST_F(BuiltInPrograms, RegTakesAnUnquotedBlankForAMistake) {
+TEST_F(BuiltInPrograms, RegFailsForAnUnquotedBlank) {
   machine.registry.CreateKey(u"HKLM\\Software\\Two words");
   EXPECT_EQ(RunToEnd(u"reg", u"delete HKLM\\Software\\Two words /f"), 1U);
   EXPECT_NE(machine.registry.Find(u"HKLM\\Software\\Two words"), nullptr);
@@ -214,29 +214,23 @@ TEST_F(BuiltInPrograms, RegTakesAnUnquotedBlankForAMistake) {
   EXPECT_EQ(machine.registry.Find(u"HKLM\\Software\\Two words"), nullptr);
 }
 
-TEST_F(BuiltInPrograms, RegDoesNothingThatItWouldAskAboutOrDoesNotKnow) {
+TEST_F(BuiltInPrograms, RegFailsForAnythingButAForcedDeletion) {
   for (const char16_t* parameters :
        {u"", u"delete", u"delete HKLM\\Software\\Vendor", u"delete HKLM\\Software\\Vendor /x /f",
-        u"add HKLM\\Software\\Vendor /f", u"delete HKLM /f", u"delete Software\\Vendor /f"}) {
+        u"delete HKLM\\Software\\Vendor /f /reg:32", u"add HKLM\\Software\\Vendor /f", u"delete HKLM /f",
+        u"delete Software\\Vendor /f"}) {
     EXPECT_EQ(RunToEnd(u"reg", parameters), 1U);
   }
   EXPECT_TRUE(HasVendor());
 }
 
-TEST_F(BuiltInPrograms, RegLooksIntoTheViewThatItIsAskedFor) {
-  machine.registry.CreateKey(u"HKLM\\Software\\Wow6432Node\\Vendor");
-  EXPECT_EQ(RunToEnd(u"reg", u"delete HKLM\\Software\\Vendor /f /reg:32"), 0U);
-  EXPECT_TRUE(HasVendor());
-  EXPECT_EQ(machine.registry.Find(u"HKLM\\Software\\Wow6432Node\\Vendor"), nullptr);
-}
-
-TEST_F(BuiltInPrograms, RegLeavesATreeAloneThatHoldsAKeyItMustNotDelete) {
+TEST_F(BuiltInPrograms, RegDeletesNothingOfATreeWithADeniedKey) {
   machine.registry.Deny(u"HKLM\\Software\\Vendor\\App", 0x10000);
   EXPECT_EQ(RunToEnd(u"reg", u"delete HKLM\\Software\\Vendor /f"), 1U);
   EXPECT_TRUE(HasVendor());
 }
 
-TEST_F(BuiltInPrograms, ParametersAreTakenApartAsWindowsDoes) {
+TEST_F(BuiltInPrograms, ParametersAreSplitAsWindowsDoes) {
   machine.registry.CreateKey(u"HKLM\\Software\\a\"b");
   EXPECT_EQ(RunToEnd(u"reg", u"\"delete\"  HKLM\\Software\\a\\\"b\t/f"), 0U);
   EXPECT_EQ(machine.registry.Find(u"HKLM\\Software\\a\"b"), nullptr);
@@ -250,7 +244,7 @@ TEST_F(BuiltInPrograms, ExplorerEndsAtOnce) {
   EXPECT_EQ(machine.programs.Starts().at(0).path, u"C:\\Windows\\explorer.exe");
 }
 
-TEST_F(BuiltInPrograms, ProgramOfTheMachineGoesBeforeThem) {
+TEST_F(BuiltInPrograms, ProgramOfTheMachineReplacesABuiltInOne) {
   machine.programs.Set(u"reg.exe", {.run = [] { return 42; }});
   EXPECT_EQ(RunToEnd(u"reg", u"delete HKLM\\Software\\Vendor /f"), 42U);
 }

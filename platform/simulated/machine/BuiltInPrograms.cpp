@@ -14,7 +14,7 @@ namespace {
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
 
-/** Takes parameters apart as Windows' C runtime does: blanks separate, quotes hold together. */
+/** Splits parameters as Windows' C runtime does: at blanks outside of quotes. */
 class ParameterReader {
  public:
   explicit ParameterReader(std::u16string_view text) : rest_(text) {}
@@ -32,8 +32,8 @@ class ParameterReader {
 
  private:
   /**
-   * Takes backslashes and what follows them. Before a quote two of them are one, and an odd one makes the
-   * quote an ordinary character. @return whether a quote was met that opens or closes
+   * Takes backslashes and the character behind them. Before a quote two backslashes mean one, and an odd one
+   * makes the quote an ordinary character. @return whether a quote opens or closes here
    */
   bool TakeBackslashes(std::u16string& parameter) {
     const std::size_t count = std::min(rest_.find_first_not_of(u'\\'), rest_.size());
@@ -57,41 +57,24 @@ std::vector<std::u16string> Split(std::u16string_view parameters) {
   return all;
 }
 
-struct Deletion {
-  std::u16string path;
-  View view = View::Native;
-  bool isForced = false;
-};
-
-/** @return false for what is no deletion of a key */
-bool ReadDeletion(const std::vector<std::u16string>& parameters, Deletion& deletion) {
-  if (parameters.size() < 2 || !SameName(parameters[0], u"delete")) return false;
-  deletion.path = parameters[1];
-  for (std::size_t i = 2; i < parameters.size(); ++i) {
-    if (SameName(parameters[i], u"/f")) {
-      deletion.isForced = true;
-    } else if (SameName(parameters[i], u"/reg:32") || SameName(parameters[i], u"/reg:64")) {
-      deletion.view = parameters[i].ends_with(u"32") ? View::Bits32 : View::Native;
-    } else {
-      return false;
-    }
-  }
-  return true;
+/** The path of the key that `reg delete PATH /f` deletes; empty for any other parameters. */
+std::u16string DeletedPath(const std::vector<std::u16string>& parameters) {
+  const bool isDeletion =
+      parameters.size() == 3 && SameName(parameters[0], u"delete") && SameName(parameters[2], u"/f");
+  return isDeletion ? parameters[1] : std::u16string();
 }
 
 int RunReg(Machine& machine, const std::u16string& parameters) {
-  Deletion deletion;
-  if (!ReadDeletion(Split(parameters), deletion) || !deletion.isForced) return kFailed;
-  std::u16string_view path = deletion.path;
-  const std::u16string_view rootName = TakeName(path);
+  const std::u16string path = DeletedPath(Split(parameters));
   const std::lock_guard guard(machine.registry.Lock());
-  Key* const root = machine.registry.Find(rootName);
-  Key* const key = root ? machine.registry.Find(*root, path, deletion.view) : nullptr;
-  if (!key || key == root) return kFailed;
+  Key* const key = machine.registry.Find(path);
+  // reg refuses to delete a predefined key.
+  std::u16string_view rest = path;
+  if (!key || key == machine.registry.Find(TakeName(rest))) return kFailed;
   return DeleteKeptTree(machine, *key) == 0 ? kDone : kFailed;
 }
 
-// It answers 1 whatever it was asked to open.
+// Windows' explorer returns 1 in any case.
 int RunExplorer(Machine&, const std::u16string&) { return 1; }
 
 struct SystemProgram {
