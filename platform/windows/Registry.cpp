@@ -28,11 +28,6 @@ LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* reserved, DWORD*
   return ::RegQueryValueExW(key, Wide(name), reserved, type, data, dataBytes);
 }
 
-LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, DWORD* reserved, DWORD* type,
-                      BYTE* data, DWORD* dataBytes) {
-  return ::RegEnumValueW(key, index, Wide(name), nameChars, reserved, type, data, dataBytes);
-}
-
 LSTATUS RegQueryInfoKeyW(HKEY key, char16_t* className, DWORD* classChars, DWORD* reserved, DWORD* subKeys,
                          DWORD* longestSubKeyChars, DWORD* longestClassChars, DWORD* values,
                          DWORD* longestValueNameChars, DWORD* longestValueBytes, DWORD* securityBytes,

@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <map>
-#include <utility>
 
 #include "TestMachine.h"
 #include "platform/Constants.h"
@@ -17,7 +15,6 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr LSTATUS kSuccess = 0;
 constexpr LSTATUS kFileNotFound = 2;
 constexpr LSTATUS kMoreData = 234;
-constexpr LSTATUS kNoMoreItems = 259;
 constexpr DWORD kRoomBytes = 520;
 constexpr const char16_t* kBase = u"HKEY_LOCAL_MACHINE\\Software\\KestrelbayContract";
 
@@ -165,57 +162,6 @@ TEST_F(RegistryValues, AnImportedTextFileIsReadBack) {
   EXPECT_EQ(kSuccess, Read(nullptr));
   EXPECT_EQ(16u, size);
 }
-
-/** The values of a key as they are enumerated with that much room for each, by name. */
-class EnumeratedValues : public RegistryValues {
- protected:
-  LSTATUS Enumerate(DWORD index, DWORD roomChars = 32, DWORD roomBytes = kRoomBytes) {
-    name.fill(u'x');
-    buffer.fill(0xEE);
-    type = 0;
-    size = roomBytes;
-    nameChars = roomChars;
-    return RegEnumValueW(base, index, name.data(), &nameChars, nullptr, &type, buffer.data(), &size);
-  }
-  std::u16string Name() const { return name.data(); }
-
-  std::array<char16_t, 32> name = {};
-  DWORD nameChars = 0;
-};
-
-TEST_F(EnumeratedValues, EveryValueIsToldOnceAndThenNoMore) {
-  machine.SetNumber(kBase, u"Number", 7);
-  machine.SetText(kBase, u"", u"unnamed");
-  machine.SetValue(kBase, u"\u041e\u0434\u0434", 0x7777, Bytes{1, 2, 3});
-  std::map<std::u16string, std::pair<DWORD, Bytes>> found;
-  DWORD index = 0;
-  for (; Enumerate(index) == kSuccess; ++index) {
-    EXPECT_EQ(nameChars, Name().size());
-    found[Name()] = {type, Stored()};
-  }
-  EXPECT_EQ(kNoMoreItems, Enumerate(index));
-  EXPECT_EQ(3u, found.size());
-  EXPECT_EQ((std::pair<DWORD, Bytes>(REG_DWORD, {7, 0, 0, 0})), found[u"Number"]);
-  EXPECT_EQ(16u, found[u""].second.size());
-  EXPECT_EQ((std::pair<DWORD, Bytes>(0x7777, {1, 2, 3})), found[u"\u041e\u0434\u0434"]);
-}
-
-TEST_F(EnumeratedValues, AValueThatDoesNotFitTellsItsSize) {
-  machine.SetValue(kBase, u"Long", REG_SZ, Bytes(100, 0x41));
-  EXPECT_EQ(kMoreData, Enumerate(0, 32, 99));
-  EXPECT_EQ(100u, size);
-  EXPECT_EQ(kSuccess, Enumerate(0, 32, 100));
-  EXPECT_EQ(Bytes(100, 0x41), Stored());
-}
-
-TEST_F(EnumeratedValues, ANameNeedsRoomForItsNul) {
-  machine.SetNumber(kBase, u"Four", 1);
-  EXPECT_EQ(kMoreData, Enumerate(0, 4));
-  EXPECT_EQ(kSuccess, Enumerate(0, 5));
-  EXPECT_EQ(u"Four", Name());
-}
-
-TEST_F(EnumeratedValues, AnEmptyKeyHasNone) { EXPECT_EQ(kNoMoreItems, Enumerate(0)); }
 
 }  // namespace
 }  // namespace platform

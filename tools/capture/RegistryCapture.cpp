@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "Surroundings.h"
 #include "Text.h"
 #include "platform/Constants.h"
 #include "platform/Registry.h"
@@ -23,8 +24,6 @@ constexpr std::u16string_view kUserData =
 constexpr std::u16string_view kUserProducts = u"Software\\Microsoft\\Installer\\Products";
 /** Room for a name, as the inventory has it: a longer one is no name for it. */
 constexpr DWORD kKeyNameChars = 260;
-constexpr std::size_t kValueNameChars = 16384;
-constexpr std::size_t kUsualValueBytes = 512;
 /** A key that fails so often in a row is gone, and would go on failing at every index. */
 constexpr int kMostFailures = 3;
 /** A key that changes each time it is read is taken as it was read last. */
@@ -51,24 +50,6 @@ std::uint64_t LastWriteTime(HKEY key) {
   platform::RegQueryInfoKeyW(key, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                              nullptr, nullptr, &time);
   return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
-}
-
-/** Reads one value, whatever its size. @param name room for the longest */
-LSTATUS EnumerateValue(HKEY key, DWORD index, std::vector<char16_t>& name, CapturedValue& value) {
-  value.bytes.resize(kUsualValueBytes);
-  while (true) {
-    auto nameChars = static_cast<DWORD>(name.size());
-    auto bytes = static_cast<DWORD>(value.bytes.size());
-    DWORD type = 0;
-    const LSTATUS status = platform::RegEnumValueW(key, index, name.data(), &nameChars, nullptr, &type,
-                                                   value.bytes.data(), &bytes);
-    const bool isLonger = status == kMoreData && bytes > value.bytes.size();
-    if (isLonger || status == 0) value.bytes.resize(bytes);
-    if (isLonger) continue;
-    value.name.assign(name.data(), status == 0 ? nameChars : 0);
-    value.type = static_cast<std::uint32_t>(type);
-    return status;
-  }
 }
 
 LSTATUS QueryValue(HKEY key, const char16_t* name, CapturedValue& value) {
@@ -239,11 +220,10 @@ void RegistryCapture::ReadWhole(HKEY key, CapturedKey& captured, Names& names) {
 }
 
 void RegistryCapture::ReadValues(HKEY key, CapturedKey& captured) {
-  std::vector<char16_t> room(kValueNameChars);
   int failures = 0;
   for (DWORD index = 0; failures < kMostFailures; ++index) {
     CapturedValue value;
-    const LSTATUS status = EnumerateValue(key, index, room, value);
+    const LSTATUS status = EnumerateValue(key, index, value);
     if (status == platform::ERROR_NO_MORE_ITEMS) break;
     failures = status == 0 ? 0 : failures + 1;
     if (status == 0)

@@ -11,6 +11,9 @@
 #include <utility>
 #include <vector>
 
+#include "CapturedMachine.h"
+#include "platform/Types.h"
+
 namespace capture {
 
 /** All variables, in the system's order. */
@@ -18,6 +21,14 @@ std::vector<std::pair<std::u16string, std::u16string>> EnvironmentVariables();
 
 /** The SID, as text, whose hive HKEY_CURRENT_USER is; empty where it cannot be told. */
 std::u16string UserSid();
+
+/**
+ * Reads the value at `index` of an open key, as RegEnumValueW does.
+ * @param key    opened with KEY_QUERY_VALUE
+ * @param value  receives name, type and bytes; only valid on success
+ * @return 0, ERROR_NO_MORE_ITEMS (259) behind the last value, or another Windows error number
+ */
+platform::LSTATUS EnumerateValue(platform::HKEY key, platform::DWORD index, CapturedValue& value);
 
 /** Where a program of this system finds a file of the machine; nothing where no file is there. */
 std::optional<std::filesystem::path> FindMachineFile(std::u16string_view path);

@@ -1,6 +1,8 @@
 #include "Surroundings.h"
 #include "Text.h"
 #include "simulated/directory/CurrentMachine.h"
+#include "simulated/port/Call.h"
+#include "simulated/port/LockedKey.h"
 
 namespace capture {
 
@@ -13,6 +15,26 @@ std::vector<std::pair<std::u16string, std::u16string>> EnvironmentVariables() {
 }
 
 std::u16string UserSid() { return CurrentMachine().registry.User(); }
+
+// Goes through Perform, so that a test can make this call fail as well.
+platform::LSTATUS EnumerateValue(platform::HKEY key, platform::DWORD index, CapturedValue& value) {
+  constexpr platform::DWORD kQueryValue = 0x1;
+  Machine& machine = CurrentMachine();
+  const auto read = [&]() -> platform::LSTATUS {
+    const simulated::LockedKey owner(machine, key, kQueryValue);
+    if (owner.Problem() != 0) return owner.Problem();
+    if (index >= owner->ValueCount()) return platform::ERROR_NO_MORE_ITEMS;
+    const simulated::ValueView found = owner->ValueAt(index);
+    value.name = found.name;
+    value.type = found.type;
+    value.bytes.assign(found.bytes.begin(), found.bytes.end());
+    return 0;
+  };
+  return simulated::Perform(
+      &machine, "RegEnumValueW",
+      simulated::Failure<platform::LSTATUS>{simulated::Status(simulated::kNoSystemResources)},
+      [&](simulated::Arguments& arguments) { arguments.Key(machine, key).Number(index); }, read);
+}
 
 std::optional<std::filesystem::path> FindMachineFile(std::u16string_view path) {
   auto place = CurrentMachine().drives.OnHost(path);

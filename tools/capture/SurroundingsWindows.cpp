@@ -54,6 +54,27 @@ std::u16string UserSid() {
   return sid;
 }
 
+platform::LSTATUS EnumerateValue(platform::HKEY key, platform::DWORD index, CapturedValue& value) {
+  // Windows allows names of 16383 characters. Values are mostly short, and a longer one is read again.
+  constexpr DWORD kNameRoomChars = 16384;
+  constexpr std::size_t kUsualValueBytes = 512;
+  std::wstring name(kNameRoomChars, 0);
+  value.bytes.resize(kUsualValueBytes);
+  while (true) {
+    DWORD nameChars = kNameRoomChars;
+    auto bytes = static_cast<DWORD>(value.bytes.size());
+    DWORD type = 0;
+    const LSTATUS status =
+        RegEnumValueW(key, index, name.data(), &nameChars, nullptr, &type, value.bytes.data(), &bytes);
+    const bool isLonger = status == ERROR_MORE_DATA && bytes > value.bytes.size();
+    if (isLonger || status == ERROR_SUCCESS) value.bytes.resize(bytes);
+    if (isLonger) continue;
+    value.name.assign(name.data(), name.data() + (status == ERROR_SUCCESS ? nameChars : 0));
+    value.type = type;
+    return status;
+  }
+}
+
 std::optional<std::filesystem::path> FindMachineFile(std::u16string_view path) {
   std::filesystem::path place(ToWindows(path));
   std::error_code error;

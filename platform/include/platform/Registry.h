@@ -56,19 +56,11 @@ LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* reserved, DWORD*
                          DWORD* dataBytes);
 
 /**
- * Reads the value at `index`, in no order that can be relied on.
- * @param name       receives the name and a NUL; names have 16383 characters at most
- * @param nameChars  in: room in characters, NUL included; out: length without it
- * @param reserved   null
- * @param type       null, or receives the value's type
- * @param data       receives the value as it is stored
- * @param dataBytes  in: room in bytes; out: the size of the value, even if it does not fit
- * @return ERROR_NO_MORE_ITEMS (259) behind the last one, ERROR_MORE_DATA (234) where name or value do not fit
+ * Reads when a key was last written. The product needs nothing else of it, so every other out-parameter must
+ * be null: the simulated machine refuses the rest with ERROR_INVALID_PARAMETER (87).
+ * @param lastWrite  null, or receives the time; untouched on failure
+ * @return ERROR_INVALID_HANDLE (6), ERROR_ACCESS_DENIED (5) without KEY_QUERY_VALUE, ERROR_KEY_DELETED (1018)
  */
-LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, DWORD* reserved, DWORD* type,
-                      BYTE* data, DWORD* dataBytes);
-
-/** Describes a key; every out parameter may be null. Lengths are in characters without the NUL, or bytes. */
 LSTATUS RegQueryInfoKeyW(HKEY key, char16_t* className, DWORD* classChars, DWORD* reserved, DWORD* subKeys,
                          DWORD* longestSubKeyChars, DWORD* longestClassChars, DWORD* values,
                          DWORD* longestValueNameChars, DWORD* longestValueBytes, DWORD* securityBytes,

@@ -1,7 +1,6 @@
-// What is asked of a key that is open.
+// Reading of open keys.
 #include <algorithm>
 #include <cstring>
-#include <utility>
 
 #include "platform/Registry.h"
 #include "simulated/port/Call.h"
@@ -21,7 +20,7 @@ platform::FILETIME AsFileTime(std::uint64_t time) {
   return {static_cast<DWORD>(time), static_cast<DWORD>(time >> 32)};
 }
 
-/** Keys of this machine have no class. */
+/** Returns an empty class name, because keys of this machine have no class. */
 void ClearClass(char16_t* className, DWORD* classChars) {
   if (className && classChars && *classChars > 0) className[0] = 0;
   if (classChars) *classChars = 0;
@@ -38,22 +37,6 @@ LSTATUS Enumerate(Machine& machine, HKEY key, DWORD index, char16_t* name, DWORD
   std::copy_n(found.c_str(), found.size() + 1, name);
   *nameChars = static_cast<DWORD>(found.size());
   if (lastWrite) *lastWrite = AsFileTime(subKey.lastWriteTime);
-  return 0;
-}
-
-LSTATUS EnumerateValue(Machine& machine, HKEY key, DWORD index, char16_t* name, DWORD* nameChars, DWORD* type,
-                       platform::BYTE* data, DWORD* dataBytes) {
-  const LockedKey owner(machine, key, kQueryValue);
-  if (owner.Problem() != 0) return owner.Problem();
-  if (index >= owner->ValueCount()) return Status(platform::ERROR_NO_MORE_ITEMS);
-  const ValueView value = owner->ValueAt(index);
-  if (*nameChars <= value.name.size()) return Status(kMoreData);
-  *std::ranges::copy(value.name, name).out = 0;
-  *nameChars = static_cast<DWORD>(value.name.size());
-  if (type) *type = value.type;
-  const auto size = static_cast<DWORD>(value.bytes.size());
-  if (size > std::exchange(*dataBytes, size)) return Status(kMoreData);
-  std::ranges::copy(value.bytes, data);
   return 0;
 }
 
@@ -77,33 +60,6 @@ LSTATUS Query(Machine& machine, HKEY key, const char16_t* name, DWORD* type, pla
   return 0;
 }
 
-void Set(DWORD* target, std::size_t number) {
-  if (target) *target = static_cast<DWORD>(number);
-}
-
-void DescribeSubKeys(Key& key, DWORD* count, DWORD* longestChars) {
-  Set(count, key.SubKeyCount());
-  if (!longestChars) return;
-  std::size_t longest = 0;
-  for (std::size_t i = 0; i < key.SubKeyCount(); ++i)
-    longest = std::max(longest, key.SubKeyAt(i).Name().size());
-  Set(longestChars, longest);
-}
-
-void DescribeValues(Key& key, DWORD* count, DWORD* longestNameChars, DWORD* longestBytes) {
-  Set(count, key.ValueCount());
-  if (!longestNameChars && !longestBytes) return;
-  std::size_t chars = 0;
-  std::size_t bytes = 0;
-  for (std::size_t i = 0; i < key.ValueCount(); ++i) {
-    const ValueView value = key.ValueAt(i);
-    chars = std::max(chars, value.name.size());
-    bytes = std::max(bytes, value.bytes.size());
-  }
-  Set(longestNameChars, chars);
-  Set(longestBytes, bytes);
-}
-
 }  // namespace
 }  // namespace simulated
 
@@ -119,7 +75,8 @@ using simulated::Status;
 LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, DWORD* reserved,
                       char16_t* className, DWORD* classChars, FILETIME* lastWrite) {
   Machine& machine = CurrentMachine();
-  // An enumeration that fails for good has to end: callers skip any other failure and ask for the next index.
+  // The product skips a subkey that fails and asks for the next index. So an enumeration that fails from now
+  // on must fail with the one error that ends it.
   const DWORD failure = machine.faults.Lasting() ? ERROR_NO_MORE_ITEMS : simulated::kNoSystemResources;
   return Perform(
       &machine, "RegEnumKeyExW", Failure<LSTATUS>{Status(failure)},
@@ -131,19 +88,6 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, D
         const LSTATUS status = simulated::Enumerate(machine, key, index, name, nameChars, lastWrite);
         if (status == 0) simulated::ClearClass(className, classChars);
         return status;
-      });
-}
-
-LSTATUS RegEnumValueW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, DWORD* reserved, DWORD* type,
-                      BYTE* data, DWORD* dataBytes) {
-  Machine& machine = CurrentMachine();
-  return Perform(
-      &machine, "RegEnumValueW", Failure<LSTATUS>{Status(simulated::kNoSystemResources)},
-      [&](Arguments& arguments) { arguments.Key(machine, key).Number(index); },
-      [&] {
-        if (!name || !nameChars || reserved || !data || !dataBytes)
-          return Status(simulated::kInvalidParameter);
-        return simulated::EnumerateValue(machine, key, index, name, nameChars, type, data, dataBytes);
       });
 }
 
@@ -166,15 +110,14 @@ LSTATUS RegQueryInfoKeyW(HKEY key, char16_t* className, DWORD* classChars, DWORD
                          DWORD* longestValueNameChars, DWORD* longestValueBytes, DWORD* securityBytes,
                          FILETIME* lastWrite) {
   Machine& machine = CurrentMachine();
+  const void* const unsupported[] = {className,          classChars,        reserved, subKeys,
+                                     longestSubKeyChars, longestClassChars, values,   longestValueNameChars,
+                                     longestValueBytes,  securityBytes};
   const auto query = [&] {
-    if ((className && !classChars) || reserved) return Status(simulated::kInvalidParameter);
+    if (std::ranges::any_of(unsupported, [](const void* out) { return out != nullptr; }))
+      return Status(simulated::kInvalidParameter);
     const simulated::LockedKey found(machine, key, simulated::kQueryValue);
     if (found.Problem() != 0) return found.Problem();
-    simulated::ClearClass(className, classChars);
-    simulated::DescribeSubKeys(*found, subKeys, longestSubKeyChars);
-    simulated::DescribeValues(*found, values, longestValueNameChars, longestValueBytes);
-    simulated::Set(longestClassChars, 0);
-    simulated::Set(securityBytes, 0);
     if (lastWrite) *lastWrite = simulated::AsFileTime(found->lastWriteTime);
     return LSTATUS{0};
   };
