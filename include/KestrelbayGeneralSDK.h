@@ -69,8 +69,8 @@ typedef void (*LogCallback)(const char* file, int32_t level, const char* text);
  * @param callback  receives every record from now on. Null sends records to log.dll instead, with the file
  * and the unexpanded format of each. log.dll appends them to the file that the environment variable
  * KESTRELBAY_LOG_FILE names, otherwise to KestrelbayGeneral.log in the temporary folder. This library does
- * not load without log.dll, even if there is a callback. On Linux there is no log.dll, and null drops the
- * records.
+ * not load without log.dll, even if there is a callback. On Linux there is no log.dll: this library appends
+ * the records to the same file itself, in the same form.
  */
 KESTRELBAY_API void InitDllLogger(LogCallback callback);
 

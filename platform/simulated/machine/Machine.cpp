@@ -3,14 +3,21 @@
 #include <mutex>
 
 namespace simulated {
+
+void Machine::CollectLogRecords() {
+  const std::lock_guard guard(logLock_);
+  collectsLog_ = true;
+}
+
 std::vector<LogRecord> Machine::LogRecords() const {
   const std::lock_guard guard(logLock_);
   return log_;
 }
 
-void Machine::AddLogRecord(LogRecord record) {
+bool Machine::AddLogRecord(LogRecord record) {
   const std::lock_guard guard(logLock_);
-  log_.push_back(std::move(record));
+  if (collectsLog_) log_.push_back(std::move(record));
+  return collectsLog_;
 }
 
 std::string Machine::WriteProblem() const {

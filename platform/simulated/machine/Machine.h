@@ -64,9 +64,12 @@ class Machine {
 
   /** Counts the open registry keys without the predefined ones. */
   std::size_t OpenKeys() const { return keys.OpenCount(); }
-  /** What was given to log.dll so far. */
+  /** For tests: from now on LogRecords keeps each log record in memory, and none goes to the log file. */
+  void CollectLogRecords();
+  /** The records since CollectLogRecords. */
   std::vector<LogRecord> LogRecords() const;
-  void AddLogRecord(LogRecord record);
+  /** @return false if records are not collected: the caller writes the record to the log file */
+  bool AddLogRecord(LogRecord record);
   /** Why a change could not be written, and where, in one line; empty while all could. */
   std::string WriteProblem() const;
   void SetWriteProblem(std::string line);
@@ -89,6 +92,7 @@ class Machine {
 
  private:
   mutable std::mutex logLock_;
+  bool collectsLog_ = false;
   std::vector<LogRecord> log_;
   std::string writeProblem_;
 };

@@ -52,7 +52,10 @@ struct TestMachine::Signals {
 };
 
 struct TestMachine::State {
-  State() { machine.drives.Mount(u'C', driveC); }
+  State() {
+    machine.drives.Mount(u'C', driveC);
+    machine.CollectLogRecords();
+  }
   ~State() {
     machine.programs.WaitForAll();
     simulated::UseMachine(std::make_unique<simulated::Machine>());

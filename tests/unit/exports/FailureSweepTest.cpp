@@ -29,6 +29,7 @@ void SetText(Machine& machine, const std::u16string& path, std::u16string_view n
 /** A machine on which a scan takes every road. */
 Machine& UseFullMachine() {
   Machine& machine = UseMachine(std::make_unique<Machine>());
+  machine.CollectLogRecords();
   SetText(machine, kProductsPath + u"\\" + kPacked, u"ProductName", u"Managed");
   SetText(machine, kUninstall32Path + u"\\App", u"DisplayName", u"App");
   SetText(machine, kUninstall32Path + u"\\App", u"UninstallString", u"u");

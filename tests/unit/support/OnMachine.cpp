@@ -18,7 +18,9 @@ bool StartPlainlyElevated(const std::u16string& file, const std::u16string& para
   return isStarted;
 }
 
-OnMachine::OnMachine() : machine(simulated::UseMachine(std::make_unique<simulated::Machine>())) {}
+OnMachine::OnMachine() : machine(simulated::UseMachine(std::make_unique<simulated::Machine>())) {
+  machine.CollectLogRecords();
+}
 
 void OnMachine::SetTexts(const std::u16string& path, const Texts& values) {
   machine.registry.CreateKey(path);
