@@ -1,7 +1,7 @@
 /**
- * Command lines: the program that one begins with, and the parameters of the built-in reg.
+ * Command lines: the search for the program, and the parameters of the built-in reg.
  *
- * Whatever is asked of reg, it deletes one key with what is below, or nothing; what is found is a program.
+ * reg deletes one key and the keys below it, or nothing. A start without an error has a process handle.
  */
 #include <memory>
 #include <string>
@@ -37,9 +37,10 @@ void CheckReg(const std::u16string& parameters) {
     machine.registry.CreateKey(path);
   const std::size_t before = AllKeys(machine);
   const int status = simulated::FindBuiltIn(machine, u"C:\\Windows\\System32\\reg.exe")(machine, parameters);
-  fuzz::Expect(status == 0 || status == 1, "reg answers 0 or 1");
-  fuzz::Expect((AllKeys(machine) < before) == (status == 0), "keys go where reg says so");
-  fuzz::Expect(machine.registry.Find(u"HKLM") && machine.registry.Find(u"HKCU"), "predefined keys stay");
+  fuzz::Expect(status == 0 || status == 1, "reg returns 0 or 1");
+  fuzz::Expect((AllKeys(machine) < before) == (status == 0), "reg deletes keys if and only if it succeeds");
+  fuzz::Expect(machine.registry.Find(u"HKLM") && machine.registry.Find(u"HKCU"),
+               "predefined keys are not deleted");
   fuzz::Outcome() = status == 0 ? "deleted " + std::to_string(before - AllKeys(machine)) : "nothing";
 }
 
@@ -60,7 +61,7 @@ void CheckSearch(std::u16string line) {
   platform::PROCESS_INFORMATION process{};
   const bool isStarted = platform::CreateProcessW(nullptr, line.data(), nullptr, nullptr, false, 0, nullptr,
                                                   nullptr, &startup, &process);
-  fuzz::Expect(isStarted == (process.hProcess != nullptr), "what is started has a handle");
+  fuzz::Expect(isStarted == (process.hProcess != nullptr), "a started program has a handle");
   if (!isStarted) return;
   fuzz::Outcome() += ", started";
   platform::CloseHandle(process.hThread);

@@ -1,4 +1,4 @@
-// Executables and .ico files: whichever icons are found in one must be read, or refused, without harm.
+// Executables and .ico files: each icon is read or refused, without reading out of bounds.
 #include <string_view>
 
 #include "simulated/pictures/IconFiles.h"

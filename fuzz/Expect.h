@@ -1,4 +1,4 @@
-/** What a harness asks of its subject beyond not crashing. */
+/** Checks of a harness, beyond not crashing. */
 #pragma once
 
 #include <cstdio>
@@ -7,14 +7,14 @@
 
 namespace fuzz {
 
-/** Ends the program where the condition does not hold, so that the fuzzer keeps the input. */
+/** Ends the program if the condition is false, so that the fuzzer keeps the input. */
 inline void Expect(bool condition, const char* what) {
   if (condition) return;
   std::fprintf(stderr, "not so: %s\n", what);
   std::abort();
 }
 
-/** What came of the last input, in a few words: kept inputs say in outcomes/ what it should be. */
+/** The outcome of the last input in a few words. Files in outcomes/ contain the expected ones. */
 inline std::string& Outcome() {
   static std::string outcome;
   return outcome;

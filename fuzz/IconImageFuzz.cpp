@@ -1,4 +1,4 @@
-// Images of icons: whatever is read as one is a whole picture, within bounds, and can be drawn and saved.
+// Images of icons: a decoded image is complete, within bounds, and can be drawn and saved.
 #include "Expect.h"
 #include "simulated/pictures/IconImage.h"
 #include "simulated/pictures/PngFile.h"
@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Expect(picture.width > 0 && picture.width <= simulated::kLargestIconSide, "a width within bounds");
   Expect(picture.height > 0 && picture.height <= simulated::kLargestIconSide, "a height within bounds");
   Expect(picture.argb.size() == std::size_t{picture.width} * picture.height, "all pixels there");
-  if (picture.argb.size() > 64 * 64) return 0;  // what follows takes long, and no longer depends on the input
+  if (picture.argb.size() > 64 * 64) return 0;  // saving is slow, and large pictures find no other errors
   simulated::Scaled(picture, 32);
   Expect(simulated::DecodePng(simulated::EncodePng(picture), simulated::kLargestIconSide) == picture,
          "the same picture after it was saved");

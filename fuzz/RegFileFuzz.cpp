@@ -1,4 +1,4 @@
-/** Registration files: any bytes are read or refused, and what was read is written and read back the same. */
+/** Registration files: bytes are read or refused. Statements that are read survive writing and reading. */
 #include <string>
 #include <vector>
 
@@ -12,7 +12,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// @return false for a file that is refused
+// @return false if the file is refused
 bool Read(std::span<const std::uint8_t> bytes, simulated::RegFileSink& sink) {
   try {
     simulated::ParseRegFile(bytes, "fuzzed.reg", sink);
@@ -31,16 +31,16 @@ Bytes Written(const simulated::RegFileWriter& writer) {
   return {bytes.begin(), bytes.end()};
 }
 
-// The statements of a file, one by one, in the writer's own spelling.
+// Compares the statements of a file after writing and reading them.
 void CheckStatements(std::span<const std::uint8_t> bytes) {
   simulated::RegFileWriter first;
   if (!Read(bytes, first)) return;
   simulated::RegFileWriter second;
-  fuzz::Expect(Read(first.Bytes(), second), "what was written is read");
-  fuzz::Expect(Written(first) == Written(second), "statements are read back the same");
+  fuzz::Expect(Read(first.Bytes(), second), "a written file can be read");
+  fuzz::Expect(Written(first) == Written(second), "statements survive writing and reading");
 }
 
-// The key, its values and all keys below it, as they stand.
+// Writes the key, its values and all keys below it.
 void WriteKeys(simulated::Key& key, const std::u16string& path, simulated::RegFileSink& sink) {
   sink.OpenKey(path, key.lastWriteTime == 0 ? std::nullopt : std::optional(key.lastWriteTime));
   for (std::size_t i = 0; i < key.ValueCount(); ++i) {
@@ -80,8 +80,8 @@ void CheckRegistry(std::span<const std::uint8_t> bytes) {
   fuzz::Outcome() = Described(registry);
   simulated::RegistryTree imported;
   simulated::RegistryMerger importer(imported);
-  fuzz::Expect(Read(exported, importer), "what was exported is imported");
-  fuzz::Expect(Export(imported) == exported, "a registry is exported and imported the same");
+  fuzz::Expect(Read(exported, importer), "an export can be imported");
+  fuzz::Expect(Export(imported) == exported, "a registry survives export and import");
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 /**
- * OUTCOMES FOLDER: gives a harness each file of the folder once; for builds without a fuzzer.
+ * OUTCOMES FOLDER: runs the harness once with each file of the folder, for builds without a fuzzer.
  *
- * OUTCOMES has lines "FILE: what comes of it", of files that the folder must hold, and need not be there.
+ * The file OUTCOMES is optional. It has lines "FILE: outcome" of files that must be in the folder.
  */
 #include <cstdint>
 #include <cstdio>
@@ -31,11 +31,11 @@ Outcomes ReadOutcomes(const std::filesystem::path& path) {
   return outcomes;
 }
 
-/** @return whether what came of it is what should; it is taken out of `expected` */
+/** @param expected  the outcome of the file is removed from it @return whether the outcome is as expected */
 bool RunFile(const std::filesystem::path& path, Outcomes& expected) {
   std::ifstream file(path, std::ios::binary);
   const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
-  // A block of exactly the file's size, so that a sanitizer sees a byte too many.
+  // A block of exactly the file's size, so that a sanitizer detects a read behind its end.
   const std::vector<std::uint8_t> exact(bytes.begin(), bytes.end());
   fuzz::Outcome().clear();
   LLVMFuzzerTestOneInput(exact.data(), exact.size());

@@ -13,7 +13,7 @@ using samples::IconGroup;
 using samples::MakeBitmap;
 using samples::MakeExecutable;
 
-/** Where MakeExecutable's parts stand. */
+/** Offsets of the parts that MakeExecutable writes. */
 constexpr std::size_t kSections = 64 + 24 + 240;
 constexpr std::size_t kResources = 0x200;
 
@@ -43,7 +43,7 @@ TEST(ExecutableIcon, IsFoundIn32And64BitPrograms) {
   }
 }
 
-TEST(ExecutableIcon, NamedGroupsStandBeforeNumberedOnes) {
+TEST(ExecutableIcon, NamedGroupsAreBeforeNumberedOnes) {
   const std::string file = MakeExecutable(
       {{u"A", 0, {Image(8)}}, {u"B", 0, {Image(9)}}, {u"", 1, {Image(10)}}, {u"", 2, {Image(11)}}});
   for (std::uint32_t index = 0; index < 4; ++index) {
@@ -57,7 +57,7 @@ TEST(ExecutableIcon, SideOf256IsStoredAsZero) {
   EXPECT_EQ(Find(MakeExecutable({{u"", 1, {Image(256)}}}))[0].width, 256U);
 }
 
-TEST(ExecutableIcon, WhatIsNoExecutableHasNone) {
+TEST(ExecutableIcon, OtherFileHasNone) {
   for (const std::string& file :
        {std::string(), std::string("M"), std::string("#!/bin/sh\n"), std::string(9000, '\0')}) {
     EXPECT_TRUE(Find(file).empty());
@@ -92,7 +92,7 @@ TEST(ExecutableIcon, FileCutAnywhereIsDamagedOrHasNone) {
   }
 }
 
-TEST(ExecutableIcon, TableThatNamesItselfIsDamaged) {
+TEST(ExecutableIcon, TableThatRefersToItselfIsDamaged) {
   std::string file = OneIcon();
   Set32(file, kResources + 16 + 4, 0x80000000);
   Set32(file, kResources + 24 + 4, 0x80000000);
@@ -121,14 +121,14 @@ TEST(ExecutableIcon, AddressOutsideOfAllSectionsIsDamaged) {
   }
 }
 
-TEST(ExecutableIcon, SectionThatClaimsMoreThanTheFileIsDamagedWhereItIsRead) {
+TEST(ExecutableIcon, SectionBeyondTheFileIsDamagedWhenItIsRead) {
   std::string file = OneIcon();
   Set32(file, kSections + 16, 0xFFFFFFFF);
   Set32(file, kSections + 20, 0xFFFFFE00);
   EXPECT_THROW(Find(file), DamagedIcon);
 }
 
-TEST(ExecutableIcon, TableOfMoreLinesThanThereAreIsDamaged) {
+TEST(ExecutableIcon, TableWithTooHighACountIsDamaged) {
   std::string file = OneIcon();
   Set32(file, kResources + 12, 0xFFFFFFFF);
   EXPECT_THROW(Find(file), DamagedIcon);
@@ -140,7 +140,7 @@ TEST(ExecutableIcon, MoreSectionsThanWindowsLoadsAreDamaged) {
   EXPECT_THROW(Find(file), DamagedIcon);
 }
 
-TEST(ExecutableIcon, OverlappingImagesAreReadEach) {
+TEST(ExecutableIcon, OverlappingImagesAreAllRead) {
   std::string file = MakeExecutable({{u"", 1, {Image(8), Image(16)}}});
   const IconEntries apart = Find(file);
   const std::size_t descriptions = kResources + 32 + 32 + 24 + 24;
@@ -177,7 +177,7 @@ TEST(ExecutableIcon, LongTableOfLanguagesIsNotReadForEachImage) {
   EXPECT_LT(source.count, file.size());
 }
 
-TEST(ExecutableIcon, ImageThatIsNotThereHasNoBytes) {
+TEST(ExecutableIcon, MissingImageHasNoBytes) {
   std::string file = OneIcon();
   const std::size_t group = file.find(std::string("\0\0\1\0\1\0\x08\x08", 8), kResources);
   ASSERT_NE(group, file.npos);
@@ -186,7 +186,7 @@ TEST(ExecutableIcon, ImageThatIsNotThereHasNoBytes) {
   EXPECT_EQ(Find(file)[0].bytes, 0U);
 }
 
-TEST(ExecutableIcon, GroupThatAnnouncesMoreImagesThanItHasIsDamaged) {
+TEST(ExecutableIcon, GroupWithTooHighACountIsDamaged) {
   std::string file = OneIcon();
   const std::size_t group = file.find(std::string("\0\0\1\0\1\0\x08\x08", 8), kResources);
   file[group + 4] = 2;
@@ -201,14 +201,14 @@ TEST(ExecutableIcon, ImageOfTooManyBytesIsNotAllocated) {
   EXPECT_THROW(Read(file, {8, 8, 32, 0, (8 << 20) + 1}), DamagedIcon);
 }
 
-TEST(IconFile, TellsOfEachImage) {
+TEST(IconFile, EachImageIsDescribed) {
   const std::string file = samples::MakeIconFile({Image(8), Image(16)});
   const IconEntries entries = FindIconFileIcon(MemorySource(BytesOf(file)));
   ASSERT_EQ(entries.size(), 2U);
   EXPECT_EQ(Read(file, entries[1]), Image(16).bytes);
 }
 
-TEST(IconFile, WhatIsNoneIsDamaged) {
+TEST(IconFile, OtherFileIsDamaged) {
   for (const std::string& file : {std::string(), std::string("PNG..."), std::string("\0\0\1\0\0\0", 6),
                                   std::string("\0\0\1\0\xFF\xFF", 6), OneIcon()}) {
     EXPECT_THROW(FindIconFileIcon(MemorySource(BytesOf(file))), DamagedIcon);

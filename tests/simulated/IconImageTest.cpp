@@ -35,7 +35,7 @@ TEST(IconImage, BitmapOf32BitsKeepsItsAlpha) {
   EXPECT_EQ(image->picture, PictureOf(drawing));
 }
 
-TEST(IconImage, BitmapOf32BitsWithoutAnyAlphaGoesByItsMask) {
+TEST(IconImage, BitmapOf32BitsWithoutAlphaUsesItsMask) {
   const samples::Drawing drawing = Pattern(13, 7, false);
   std::string bytes = MakeBitmap(drawing, 32).bytes;
   for (std::size_t at = 43; at < 40 + 13 * 7 * 4; at += 4) bytes[at] = 0;
@@ -45,7 +45,7 @@ TEST(IconImage, BitmapOf32BitsWithoutAnyAlphaGoesByItsMask) {
   EXPECT_EQ(image->picture, PictureOf(drawing));
 }
 
-TEST(IconImage, BitmapOf24BitsGoesByItsMask) {
+TEST(IconImage, BitmapOf24BitsUsesItsMask) {
   const samples::Drawing drawing = Pattern(13, 7, false);
   const auto image = Decode(MakeBitmap(drawing, 24).bytes);
   ASSERT_TRUE(image);
@@ -53,7 +53,7 @@ TEST(IconImage, BitmapOf24BitsGoesByItsMask) {
   EXPECT_EQ(image->picture, PictureOf(drawing));
 }
 
-TEST(IconImage, BitmapsOfFewColoursGoByPaletteAndMask) {
+TEST(IconImage, BitmapsOfFewColoursUsePaletteAndMask) {
   for (const std::uint32_t bits : {1U, 4U, 8U}) {
     for (const std::uint32_t side : {1U, 7U, 8U, 31U, 48U}) {
       const samples::Drawing drawing =
@@ -65,7 +65,7 @@ TEST(IconImage, BitmapsOfFewColoursGoByPaletteAndMask) {
   }
 }
 
-TEST(IconImage, BitmapMayStandTopDown) {
+TEST(IconImage, BitmapMayBeTopDown) {
   std::string bytes = MakeBitmap(Pattern(4, 4, true), 32).bytes;
   Set32(bytes, 8, static_cast<std::uint32_t>(-8));
   const auto image = Decode(bytes);
@@ -108,7 +108,7 @@ TEST(IconImage, PngWithAWrongCheckSumIsDamaged) {
   EXPECT_FALSE(Decode(bytes));
 }
 
-TEST(IconImage, SidesThatCannotBeAreRefused) {
+TEST(IconImage, ImpossibleSidesAreRefused) {
   for (const std::uint32_t side : {0U, 1025U, 0x10000U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU}) {
     std::string wide = MakeBitmap(Pattern(8, 8, true), 32).bytes;
     Set32(wide, 4, side);
@@ -121,7 +121,7 @@ TEST(IconImage, SidesThatCannotBeAreRefused) {
   }
 }
 
-TEST(IconImage, HeaderThatLiesIsRefused) {
+TEST(IconImage, WrongHeaderIsRefused) {
   const std::string good = MakeBitmap(Pattern(8, 8, false), 24).bytes;
   for (const std::uint32_t headerBytes : {0U, 11U, 39U, 400000U, 0xFFFFFFFFU}) {
     std::string bytes = good;
@@ -198,7 +198,7 @@ TEST(PngFile, WhatWasSavedIsReadBack) {
   EXPECT_FALSE(DecodePng(png, 32));
 }
 
-TEST(PngFile, RowsMayLieFromTheLastOneUpAndAnywhere) {
+TEST(PngFile, RowsMayBeBottomUpAndUnaligned) {
   const Picture picture = PictureOf(Pattern(5, 3, true));
   const PixelRows rows = RowsOf(picture);
   std::vector<std::uint8_t> upsideDown(1);  // no address of a pixel is a multiple of its size
@@ -212,7 +212,7 @@ TEST(PngFile, RowsMayLieFromTheLastOneUpAndAnywhere) {
 
 TEST(PngFile, PictureWithoutPixelsCannotBeSaved) { EXPECT_TRUE(EncodePng(Picture()).empty()); }
 
-TEST(Picture, ScaledTransparentPixelsLendNoColour) {
+TEST(Picture, TransparentPixelsAddNoColourWhenScaled) {
   Picture picture(2, 2);
   picture.argb = {0xFF204060, 0x00FFFFFF, 0x00FFFFFF, 0xFF204060};
   EXPECT_EQ(Scaled(picture, 1).At(0, 0), 0x80204060U);

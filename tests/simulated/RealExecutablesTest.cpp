@@ -1,4 +1,4 @@
-// Icons of real executables, against what two independent decoders agree on.
+// Icons of real executables, compared with the pictures on which two other decoders agree.
 #include <gtest/gtest.h>
 #include <sodium.h>
 
@@ -20,7 +20,7 @@ std::string Hexadecimal(const unsigned char (&hash)[crypto_hash_sha256_BYTES]) {
   return sodium_bin2hex(text, sizeof text, hash, sizeof hash);
 }
 
-/** Of red, green, blue and alpha of each pixel. */
+/** Hash of the red, green, blue and alpha of each pixel. */
 std::string HashOf(const Picture& picture) {
   std::vector<unsigned char> rgba;
   for (const std::uint32_t argb : picture.argb) {
@@ -58,7 +58,7 @@ int ExpectIcons(const fs::path& path, const nlohmann::json& groups) {
   return images;
 }
 
-TEST(RealExecutables, EachImageIsWhatTwoOtherDecodersMakeOfIt) {
+TEST(RealExecutables, EachImageEqualsThatOfTwoOtherDecoders) {
   std::ifstream stream(KESTRELBAY_DATA "/truth/pe_icons.json");
   int images = 0;
   for (const auto& told : nlohmann::json::parse(stream)) {

@@ -1,4 +1,4 @@
-// What is wrong with a registration file is told with its line, in words that say what to do.
+// An error in a registration file is reported with its line and with what to do.
 #include <gmock/gmock.h>
 
 #include <ostream>
@@ -89,7 +89,7 @@ const Mistake kMistakes[] = {
 
 class RegFileErrors : public MachineFolder, public testing::WithParamInterface<Mistake> {};
 
-TEST_P(RegFileErrors, AreToldWithTheirLineAndNothingIsLoadedOrChanged) {
+TEST_P(RegFileErrors, AreReportedWithTheirLineAndNothingIsLoaded) {
   WriteRegistry("1-good.reg", "[HKEY_LOCAL_MACHINE\\Software\\Good]\n");
   Write("registry/2-bad.reg", GetParam().file);
   const auto before = Files();

@@ -1,4 +1,4 @@
-// What a registration file says comes out as it was meant, however the file is written.
+// Registration files of every encoding and form are read correctly.
 #include <gmock/gmock.h>
 
 #include "MachineFolder.h"
@@ -14,7 +14,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr std::u16string_view kKey = u"HKEY_LOCAL_MACHINE\\Software\\Café";
-/** A file in which two names are not ASCII, and a text is not even Latin. */
+/** A file with two names that are not ASCII, and a text that is not Latin. */
 constexpr std::u16string_view kFile =
     u"Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\Software\\Café]\r\n\"Größe\"=\"夕凪 "
     u"🎉\"\r\n";
@@ -45,15 +45,15 @@ class RegFileTest : public MachineFolder {
   }
 };
 
-TEST_F(RegFileTest, Utf8) { ExpectRead(kUtf8File); }
+TEST_F(RegFileTest, Utf8IsRead) { ExpectRead(kUtf8File); }
 
-TEST_F(RegFileTest, Utf8WithMark) { ExpectRead("\xEF\xBB\xBF" + kUtf8File); }
+TEST_F(RegFileTest, Utf8WithByteOrderMarkIsRead) { ExpectRead("\xEF\xBB\xBF" + kUtf8File); }
 
-TEST_F(RegFileTest, Utf16WithMark) { ExpectRead("\xFF\xFE" + Utf16(kFile)); }
+TEST_F(RegFileTest, Utf16WithByteOrderMarkIsRead) { ExpectRead("\xFF\xFE" + Utf16(kFile)); }
 
-TEST_F(RegFileTest, Utf16WithoutMark) { ExpectRead(Utf16(kFile)); }
+TEST_F(RegFileTest, Utf16WithoutByteOrderMarkIsRead) { ExpectRead(Utf16(kFile)); }
 
-TEST_F(RegFileTest, LinesThatEndInLineFeedsOrCarriageReturnsAlone) {
+TEST_F(RegFileTest, LinesMayEndInLfOrCrAlone) {
   for (const std::string_view end : {"\n"sv, "\r"sv}) {
     std::string file = kUtf8File;
     for (std::size_t at = file.find("\r\n"); at != file.npos; at = file.find("\r\n", at + 1))
@@ -74,7 +74,7 @@ TEST_F(RegFileTest, OldFormatsHexadecimalTextsAreNarrow) {
   EXPECT_EQ(TextOf(*Open(), kKey, u"a"), u"€A\0"sv);
 }
 
-TEST_F(RegFileTest, FilesAreMergedInTheOrderOfTheirNamesByteByByte) {
+TEST_F(RegFileTest, FilesAreMergedInByteOrderOfTheirNames) {
   for (const std::string name : {"b.reg", "C.reg", "a.reg", "10.reg", "9.REG"})
     WriteRegistry(name,
                   "[HKEY_LOCAL_MACHINE\\Software\\K]\n\"last\"=\"" + name + "\"\n\"" + name + "\"=\"\"\n");
@@ -86,13 +86,13 @@ TEST_F(RegFileTest, FilesAreMergedInTheOrderOfTheirNamesByteByByte) {
   EXPECT_THAT(names, ElementsAre(u"last", u"10.reg", u"9.REG", u"C.reg", u"a.reg", u"b.reg"));
 }
 
-TEST_F(RegFileTest, FilesOfOtherNamesAreLeftAlone) {
+TEST_F(RegFileTest, FilesWithOtherEndingsAreIgnored) {
   WriteRegistry("a.reg", "[HKEY_LOCAL_MACHINE\\Software\\K]\n\"v\"=\"kept\"\n");
   Write("registry/a.reg.bak", "no registration file");
   EXPECT_EQ(TextOf(*Open(), u"HKEY_LOCAL_MACHINE\\Software\\K", u"v"), u"kept\0"sv);
 }
 
-TEST_F(RegFileTest, LaterFileTakesBackWhatAnEarlierOnePutThere) {
+TEST_F(RegFileTest, LaterFileRemovesWhatAnEarlierOneSet) {
   WriteRegistry(
       "1.reg",
       "[HKEY_LOCAL_MACHINE\\Software\\Gone\\Below]\n[HKEY_LOCAL_MACHINE\\Software\\K]\n\"a\"=\"x\"\n");
@@ -103,16 +103,16 @@ TEST_F(RegFileTest, LaterFileTakesBackWhatAnEarlierOnePutThere) {
   EXPECT_EQ(TextOf(*machine, u"HKEY_LOCAL_MACHINE\\Software\\K", u"a"), u"(none)");
 }
 
-TEST_F(RegFileTest, EscapesInQuotes) {
+TEST_F(RegFileTest, EscapesInQuotesAreDecoded) {
   EXPECT_EQ(TextWithData(R"("C:\\a \"b\" \n\r\0z")"), u"C:\\a \"b\" \n\r\0z\0"sv);
 }
 
-TEST_F(RegFileTest, TextGoesOnOverALineEnd) {
+TEST_F(RegFileTest, TextMayContainALineEnd) {
   EXPECT_EQ(TextWithData("\"one\ntwo\""), u"one\ntwo\0"sv);
   EXPECT_EQ(TextWithData("\"one\r\ntwo\r\r\nthree\" ; a comment"), u"one\ntwo\r\nthree\0"sv);
 }
 
-TEST_F(RegFileTest, BytesStayAsTheyAreWritten) {
+TEST_F(RegFileTest, BytesAreKeptAsWritten) {
   EXPECT_EQ(TextWithData("hex(1):41,00,00,00,42,00"), u"A\0B"sv);
   EXPECT_EQ(TextWithData("hex(1):00,d8,41,00"),
             u"\xD800"
@@ -120,7 +120,7 @@ TEST_F(RegFileTest, BytesStayAsTheyAreWritten) {
   EXPECT_EQ(TextWithData("hex(1):41,00,\\\n  ; between\n\n  42,00"), u"AB");
 }
 
-TEST_F(RegFileTest, ValueOfAMebibyte) {
+TEST_F(RegFileTest, ValueOfAMebibyteIsRead) {
   std::string data = "hex(3):00";
   for (int at = 1; at < 1 << 20; ++at) data += at % 256 == 0 ? ",\\\n  5a" : ",5a";
   const std::u16string text = TextWithData(data);
@@ -137,7 +137,7 @@ TEST_F(RegFileTest, NamesAsLongAsWindowsAllowsAreRead) {
   EXPECT_THAT(warnings, IsEmpty());
 }
 
-TEST_F(RegFileTest, WhatWindowsDoesNotAllowIsLeftOutAndAllElseRead) {
+TEST_F(RegFileTest, ForbiddenNamesAreLeftOutAndTheRestIsRead) {
   std::string deep = "HKEY_LOCAL_MACHINE";
   for (int level = 1; level <= 512; ++level) deep += "\\d";
   WriteRegistry("a.reg", "\n[HKEY_LOCAL_MACHINE\\Software\\New\\" + std::string(256, 'k') +
@@ -158,7 +158,7 @@ TEST_F(RegFileTest, WhatWindowsDoesNotAllowIsLeftOutAndAllElseRead) {
           file + ":8: the name of a value has 16384 characters, more than Windows allows; it is left out"));
 }
 
-TEST_F(RegFileTest, LevelsCountFromWhereTheKeyStands) {
+TEST_F(RegFileTest, LevelsCountFromTheStoredKey) {
   std::string below;
   for (int level = 0; level < 510; ++level) below += "\\d";
   WriteRegistry("a.reg",
@@ -170,7 +170,7 @@ TEST_F(RegFileTest, LevelsCountFromWhereTheKeyStands) {
   EXPECT_THAT(warnings, ElementsAre(HasSubstr("513 levels")));
 }
 
-TEST_F(RegFileTest, ThousandsAreLeftOutAsQuickly) {
+TEST_F(RegFileTest, ThousandsAreLeftOutInLinearTime) {
   std::string keys;
   const std::string name(300, 'k');
   for (int i = 0; i < 20000; ++i) keys += "[HKEY_LOCAL_MACHINE\\" + name + "]\n";

@@ -1,6 +1,6 @@
 /**
- * The ANSI code page of the machine, that of Western Europe: Windows-1252. It leaves five bytes undefined,
- * which Windows maps to the control characters of their numbers.
+ * The ANSI code page of the machine, that of Western Europe: Windows-1252. Windows maps the five bytes that
+ * this code page leaves undefined to the control characters of the same numbers.
  */
 #pragma once
 
@@ -12,7 +12,7 @@ namespace simulated {
 
 char16_t WideFromAnsi(std::uint8_t byte);
 
-/** What the code page has no character for becomes '?'. */
+/** A character that the code page lacks becomes '?'. */
 std::string ToAnsi(std::u16string_view text);
 
 }  // namespace simulated

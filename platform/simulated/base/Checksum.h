@@ -1,4 +1,4 @@
-/** Tells whether bytes are still those that were written; not meant against whoever wants to deceive. */
+/** A checksum that detects accidental changes of a file. It is no protection against tampering. */
 #pragma once
 
 #include <cstdint>

@@ -1,8 +1,4 @@
-/**
- * The time of a simulated machine: the real time, or a time of its own that only Sleep and Advance move.
- *
- * Safe for any number of threads.
- */
+/** The clock of a simulated machine: the real time, or an own time for tests. Thread-safe. */
 #pragma once
 
 #include <atomic>
@@ -16,18 +12,19 @@ class Clock {
   /** FILETIME of 2024-01-01 00:00 UTC. */
   static constexpr std::uint64_t kDefaultStart = 133485408000000000;
 
-  /** From now on time stands still but for Sleep and Advance; `fileTime` is the time of day it starts at. */
+  /** From now on only Sleep and Advance move the time. @param fileTime  time of day at the start, a FILETIME
+   */
   void UseOwnTime(std::uint64_t fileTime = kDefaultStart);
   bool HasOwnTime() const;
 
   /** Time of day: 100-nanosecond steps since 1601-01-01 UTC. */
   std::uint64_t Now() const;
-  /** Milliseconds of this clock since it was made, never running backwards. */
+  /** Milliseconds since the clock was made. Monotonic. */
   std::uint64_t ElapsedMs() const;
 
-  /** Lets time pass: really, or at once on the clock's own time. */
+  /** Blocks for that time. An own time is advanced instead, and the call returns at once. */
   void Sleep(std::uint32_t durationMs);
-  /** Moves the clock's own time on, and wakes what waits for that. */
+  /** Advances the own time, and wakes the waits whose timeout depends on it. */
   void Advance(std::uint64_t durationMs);
 
  private:

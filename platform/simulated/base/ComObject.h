@@ -8,7 +8,7 @@
 
 namespace simulated {
 
-/** What every COM object derives from: made with one reference, freed by one Release, counted meanwhile. */
+/** Base of all COM objects. Each has one reference: the product adds none, so one Release frees it. */
 class ComObject {
  public:
   ComObject();
@@ -16,11 +16,11 @@ class ComObject {
   ComObject(const ComObject&) = delete;
   ComObject& operator=(const ComObject&) = delete;
 
-  /** How many are there, of all kinds; they belong to the host's process, whatever machine it acts on. */
+  /** Counts the objects of all kinds. They belong to the host's process, not to a machine. */
   static std::size_t OpenCount();
 };
 
-/** @return the references that are left, which is none */
+/** @return the remaining references: 0 */
 template <class Object>
 platform::DWORD ReleaseObject(Object* object) {
   delete object;

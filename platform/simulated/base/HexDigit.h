@@ -3,7 +3,7 @@
 
 namespace simulated {
 
-/** The digit's number, or -1 for what is none. */
+/** Returns the value of a digit, or -1 for any other character. */
 constexpr int HexDigit(char16_t unit) {
   if (unit >= u'0' && unit <= u'9') return unit - u'0';
   const int lower = unit | 0x20;

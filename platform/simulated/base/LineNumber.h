@@ -1,4 +1,4 @@
-/** Where in a text something stands, as a person counts lines. */
+/** Line numbers, for error messages. */
 #pragma once
 
 #include <algorithm>
@@ -8,8 +8,8 @@
 namespace simulated {
 
 /**
- * The number of the line that the character behind `before` stands in, from 1. A line ends in LF, CRLF or CR;
- * the CRCRLF that Windows exports for a CRLF within a text is one end as well.
+ * Returns the line number, from 1, of the character behind `before`. A line ends in LF, CRLF or CR. CRCRLF is
+ * one line end as well, because Windows exports a CRLF inside a text so.
  */
 template <typename Unit>
 std::size_t LineBehind(std::span<const Unit> before) {

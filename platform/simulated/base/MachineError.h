@@ -1,4 +1,4 @@
-/** The one failure of reading a machine from the file system, and what is told of less. */
+/** Errors and warnings of reading a machine from the file system. */
 #pragma once
 
 #include <functional>
@@ -13,7 +13,7 @@ class MachineError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/** Told, in one line that names the place, of something that is left out while the rest is used. */
+/** Receives one line that names the place of something that is left out while the rest is used. */
 using Warning = std::function<void(const std::string& line)>;
 
 }  // namespace simulated

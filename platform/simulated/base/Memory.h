@@ -1,15 +1,15 @@
-/** Memory that operations of the port hand out and take back. Thread-safe. */
+/** Memory blocks that port operations give to their callers. Thread-safe. */
 #pragma once
 
 #include <cstddef>
 
 namespace simulated {
 
-/** @return a block of that many bytes and at least one, which Deallocate frees; never null */
+/** @return a block of at least one byte, never null, which the caller frees with Deallocate */
 void* Allocate(std::size_t bytes);
-/** Null is harmless. */
+/** @param memory  null is allowed */
 void Deallocate(void* memory);
-/** Blocks that nobody has given back. They belong to the host's process, whatever machine it acts on. */
+/** Counts the blocks that are not freed. They belong to the host's process, not to a machine. */
 std::size_t OpenAllocations();
 
 }  // namespace simulated

@@ -16,7 +16,7 @@ struct CaseRange {
 };
 
 // One unit always becomes one unit, and a few letters with a Unicode upper case stay as they are (the micro
-// sign, the dotless i, the long s): two names that Windows tells apart must not become one.
+// sign, the dotless i, the long s): two names that differ on Windows must stay different.
 constexpr CaseRange kCaseRanges[] = {
     {0x0061, 0x007A, 1, 0xFFE0}, {0x00E0, 0x00F6, 1, 0xFFE0}, {0x00F8, 0x00FE, 1, 0xFFE0},
     {0x00FF, 0x00FF, 1, 0x0079}, {0x0101, 0x012F, 2, 0xFFFF}, {0x0133, 0x0137, 2, 0xFFFF},

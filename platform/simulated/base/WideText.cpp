@@ -7,14 +7,14 @@ namespace {
 
 constexpr char16_t kReplacement = 0xFFFD;
 
-/** What a sequence's first byte says: how many bytes follow, and within which bounds the next is. */
+/** The first byte of a sequence decides how many bytes follow, and the bounds of the next byte. */
 struct Lead {
   int following;
   std::uint8_t lowestNext;
   std::uint8_t highestNext;
 };
 
-/** Overlong forms, surrogates and what lies above U+10FFFF are ruled out by the second byte already. */
+/** The bounds of the second byte exclude overlong forms, surrogates and characters above U+10FFFF. */
 Lead LeadOf(std::uint8_t byte) {
   if (byte >= 0xC2 && byte <= 0xDF) return {1, 0x80, 0xBF};
   if (byte == 0xE0) return {2, 0xA0, 0xBF};
@@ -35,8 +35,8 @@ struct Decoded {
 };
 
 /**
- * The first character of `text`, which is none of ASCII. A sequence that breaks off is one invalid character
- * up to the break.
+ * Decodes the first character of `text`, which is not ASCII. An incomplete sequence is one invalid character,
+ * because Windows replaces it by one U+FFFD.
  */
 Decoded DecodeFirst(std::string_view text) {
   const auto byteAt = [&](std::size_t index) { return static_cast<std::uint8_t>(text[index]); };
@@ -57,8 +57,8 @@ Decoded DecodeFirst(std::string_view text) {
 }
 
 /**
- * Converts what stands before the first invalid character.
- * @param wide  moved on behind what was written, which is no more units than there were bytes
+ * Converts the text before the first invalid character.
+ * @param wide  in: room for as many units as `text` has bytes; out: behind the last unit that was written
  * @return how many bytes were converted
  */
 std::size_t ConvertValid(std::string_view text, char16_t*& wide) {

@@ -1,11 +1,11 @@
-/** Windows' numbers that this machine knows beyond those of platform/Constants.h. */
+/** Numbers of Windows that platform/Constants.h lacks, because the product does not need them. */
 #pragma once
 
 #include "platform/Constants.h"
 
 namespace simulated {
 
-// What goes wrong, as a last error.
+// Error numbers, as GetLastError returns them.
 inline constexpr platform::DWORD kFileNotFound = 2;
 inline constexpr platform::DWORD kPathNotFound = 3;
 inline constexpr platform::DWORD kAccessDenied = 5;
@@ -31,10 +31,10 @@ inline constexpr platform::DWORD kInvalidCursorHandle = 1402;
 inline constexpr platform::DWORD kNoSystemResources = 1450;
 inline constexpr platform::DWORD kBadKeyState = 0x8009000B;
 
-/** The same as the registry answers it. */
+/** The same number as a status of the registry. */
 constexpr platform::LSTATUS Status(platform::DWORD error) { return static_cast<platform::LSTATUS>(error); }
 
-// What goes wrong, as a result of COM.
+// Error results of COM.
 inline constexpr auto kNoInterfaceResult = static_cast<platform::HRESULT>(0x80004002);
 inline constexpr auto kFailedResult = static_cast<platform::HRESULT>(0x80004005);
 inline constexpr auto kNoObjectResult = static_cast<platform::HRESULT>(0x800401E5);
@@ -42,7 +42,7 @@ inline constexpr auto kFileNotFoundResult = static_cast<platform::HRESULT>(0x800
 inline constexpr auto kOutOfMemoryResult = static_cast<platform::HRESULT>(0x8007000E);
 inline constexpr auto kInvalidArgumentResult = static_cast<platform::HRESULT>(0x80070057);
 
-// Types of values.
+// Types of registry values.
 inline constexpr platform::DWORD kRegBinary = 3;
 inline constexpr platform::DWORD kRegMultiSz = 7;
 

@@ -8,16 +8,16 @@
 namespace simulated {
 
 struct AppsFolderItem {
-  /** As a person sees it; nothing where the shell fails to tell it. */
+  /** The display name; empty if the shell fails to return it. */
   std::optional<std::u16string> name;
-  /** What the shell starts it by; nothing where the shell fails to tell it. */
+  /** The parsing name, which starts the app; empty if the shell fails to return it. */
   std::optional<std::u16string> id;
 };
 
 struct AppsFolder {
   /** False for a shell that does not know the folder. */
   bool isThere = true;
-  /** In the shell's order; where one is nothing, the enumerator fails. */
+  /** In the shell's order. The enumerator fails at an empty one. */
   std::vector<std::optional<AppsFolderItem>> items;
 };
 

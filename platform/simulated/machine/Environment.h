@@ -1,4 +1,4 @@
-/** The environment variables of a simulated machine. Names are without regard to case. Thread-safe. */
+/** The environment variables of a simulated machine. Names are case-insensitive. Thread-safe. */
 #pragma once
 
 #include <map>
@@ -13,11 +13,11 @@ namespace simulated {
 
 class Environment {
  public:
-  /** The variables that every Windows has: SystemRoot, SystemDrive, ProgramFiles and its like. */
+  /** Starts with the variables that every Windows has, such as SystemRoot and ProgramFiles. */
   Environment();
 
   void Set(std::u16string_view name, std::u16string_view value);
-  /** Removes every variable, those of the beginning too. */
+  /** Removes all variables, also the initial ones. */
   void Clear();
   std::optional<std::u16string> Find(std::u16string_view name) const;
   /** Names and values, in the order of the names. */

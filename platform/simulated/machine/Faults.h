@@ -1,8 +1,6 @@
 /**
- * Failures on demand: the n-th call of a port operation fails, as it would fail on a machine in trouble.
- *
- * Calls are counted from FailNth on. Safe for any number of threads; without a fault set it costs next to
- * nothing.
+ * Makes the n-th call of a port operation fail, for tests. The operation then returns what it returns on a
+ * Windows that lacks memory or refuses the call. Thread-safe.
  */
 #pragma once
 
@@ -19,22 +17,22 @@ class Faults {
   enum class Extent { Once, Onwards };
 
   /**
-   * Makes a call fail.
+   * Makes a call fail. Calls are counted from now on.
    * @param n           1 for the next call that counts
-   * @param extent      that call alone, or that one and all after it
-   * @param operations  the Windows names of the operations whose calls count, a blank between; empty for all
+   * @param extent      this call only, or this and all later calls
+   * @param operations  Windows names of the operations whose calls count, separated by blanks; empty for all
    */
   void FailNth(std::size_t n, Extent extent = Extent::Once, std::string_view operations = {});
-  /** No call fails any more. What Fired answers stays. */
+  /** From now on no call fails. The result of Fired stays. */
   void Clear();
   /** Whether a call has failed since the latest FailNth. */
   bool Fired() const;
 
-  /** Whether all calls from some call on fail. */
+  /** Whether this and all later calls may fail: an endless loop of failures must be prevented. */
   bool Lasting() const { return Armed() && lasting_.load(std::memory_order_relaxed); }
 
   bool Armed() const { return armed_.load(std::memory_order_relaxed); }
-  /** Counts a call. @return whether it has to fail */
+  /** Counts a call. @return whether it must fail */
   bool Hits(std::string_view operation);
 
  private:
@@ -42,7 +40,7 @@ class Faults {
   mutable std::mutex lock_;
   std::size_t remaining_ = 0;
   std::atomic<bool> lasting_ = false;
-  /** Each with a blank before and behind it. */
+  /** Each name has a blank before and behind it, so that a search finds whole names only. */
   std::string operations_;
   bool fired_ = false;
 };

@@ -8,7 +8,7 @@ namespace simulated {
 
 class Machine;
 
-/** A path with its drive: what is relative stands below the host's current directory. */
+/** Returns the path with its drive. A relative path is below the host's current directory. */
 std::u16string WholePath(const Machine& machine, std::u16string_view path);
 
 }  // namespace simulated

@@ -1,7 +1,6 @@
 /**
- * The calls of port operations that a machine received, in the order in which they returned.
- *
- * Off until Start, and then nearly free. Safe for any number of threads.
+ * Records the calls of port operations, in the order in which they returned. For tests; off until Start.
+ * Thread-safe.
  */
 #pragma once
 
@@ -14,8 +13,8 @@
 namespace simulated {
 
 /**
- * One call. Texts are UTF-8: a text argument stands in double quotes and "null" for a null pointer, a key is
- * told by its whole path, flags and masks are hexadecimal with 0x, other numbers decimal.
+ * One call. All texts are UTF-8. In `arguments` a text is in double quotes, a null pointer is "null", a key
+ * is its whole path, flags and masks are hexadecimal with 0x, and other numbers are decimal.
  */
 struct JournalCall {
   std::string name;
@@ -26,12 +25,12 @@ struct JournalCall {
 
 class Journal {
  public:
-  /** Records from now on, forgetting what was recorded before. */
+  /** Drops all calls recorded before, and records from now on. */
   void Start();
   void Stop();
   bool Running() const { return running_.load(std::memory_order_relaxed); }
 
-  /** What was recorded since the latest Start. */
+  /** The calls since the last Start. */
   std::vector<JournalCall> Calls() const;
   void Record(JournalCall call);
 

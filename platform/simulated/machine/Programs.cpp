@@ -28,7 +28,8 @@ StartedProgram Programs::Run(const Program& program, ProgramStart start) {
   std::thread([this, run = program.run, started]() mutable {
     Handles& handles = Handles::Shared();
     handles.SetExitCode(*started.process, static_cast<platform::DWORD>(run()));
-    run = nullptr;  // what it holds may be gone once the program counts as ended
+    // Its captures may refer to objects of the test that waits for the signals below.
+    run = nullptr;
     handles.Signal(*started.thread);
     handles.Signal(*started.process);
     Finish();
@@ -39,7 +40,7 @@ StartedProgram Programs::Run(const Program& program, ProgramStart start) {
 }
 
 void Programs::Finish() {
-  // Told under the lock: whoever waits for the last program may destroy this object.
+  // Notifies under the lock, because the thread that waits for the last program may destroy this object.
   const std::lock_guard guard(lock_);
   --runningCount_;
   finished_.notify_all();

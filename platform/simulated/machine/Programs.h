@@ -1,8 +1,7 @@
 /**
- * The programs of a simulated machine: what an executable's path, or a bare name, does when it is started.
+ * The programs of a simulated machine, by the path of their executable or by a bare name.
  *
- * An .exe file on a drive that no program is set for starts and ends at once with exit code 0. Safe for any
- * number of threads.
+ * An .exe file of a drive without a program here runs as well: it ends at once with exit code 0. Thread-safe.
  */
 #pragma once
 
@@ -25,19 +24,19 @@ struct Waitable;
 /** One start of a program. */
 struct ProgramStart {
   std::u16string path;
-  /** What stood behind the program in the command line, or the shell's parameters. */
+  /** The command line without the program, or the parameters given to the shell. */
   std::u16string parameters;
   bool elevated = false;
 };
 
 struct Program {
-  /** What it does, on a thread of its own; answers its exit code. */
+  /** Runs on a new thread. Returns the exit code. */
   std::function<int()> run = [] { return 0; };
-  /** False for one that the shell hands to a process that runs already: no handle comes of starting it. */
+  /** False if the shell gives the start to a running process, so that the caller gets no handle. */
   bool givesHandle = true;
-  /** True: the elevation prompt for this one is refused. */
+  /** True if the user refuses the elevation prompt for this program. */
   bool refusesElevation = false;
-  /** True: it is there only while a file stands at its path. */
+  /** True if the program exists only while a file exists at its path. */
   bool needsFile = false;
 };
 
@@ -50,20 +49,20 @@ struct StartedProgram {
 class Programs {
  public:
   Programs() = default;
-  /** Waits for the programs that still run. */
+  /** Blocks until every started program has ended. */
   ~Programs();
   Programs(const Programs&) = delete;
   Programs& operator=(const Programs&) = delete;
 
-  /** @param name a whole path, or a bare name such as u"explorer.exe", in any case */
+  /** @param name  a whole path, or a bare name such as u"explorer.exe"; case-insensitive */
   void Set(std::u16string_view name, Program program);
   std::optional<Program> Find(std::u16string_view path) const;
 
   StartedProgram Run(const Program& program, ProgramStart start);
-  /** What was started, in order. */
+  /** All starts, in order. */
   std::vector<ProgramStart> Starts() const;
   std::size_t RunningCount() const;
-  /** Waits until every program that was started has ended. */
+  /** Blocks until every started program has ended. */
   void WaitForAll() const;
 
  private:

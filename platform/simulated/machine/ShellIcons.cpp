@@ -22,7 +22,7 @@ const IconEntry& Closest(const IconEntries& entries, std::uint32_t side) {
                            [&](const IconEntry& a, const IconEntry& b) { return rank(a) < rank(b); });
 }
 
-/** Pixels behind a mask are drawn nowhere: nothing of them gets into the shell's pictures. */
+/** Clears the colours of pixels that a mask hides, so that scaling does not mix them into others. */
 std::optional<Picture> Draw(const std::vector<std::uint8_t>& bytes) {
   std::optional<IconImage> image = DecodeIconImage(bytes);
   if (!image) return std::nullopt;

@@ -1,12 +1,10 @@
 /**
- * The icons of files as a machine's shell has them: found once, and from then on known by a number.
+ * The shell's icons of files, and the indices by which its image list knows them.
  *
- * A file's icon comes as the common picture of 32 by 32 pixels, and as one of 256 by 256. Each is made of the
- * image that comes closest in size, of several the one with the most colours. In the large one an image of
- * less than 256 pixels is not scaled, but stands in the top left corner: so Windows draws it up to 48 pixels,
- * and what it does with those in between is not known here. Larger images are scaled down.
- *
- * Safe for any number of threads.
+ * A file has a common picture of 32 by 32 pixels and a jumbo picture of 256 by 256. Each is made of the image
+ * that is closest in size, and of several such images of the one with the most colours. In a jumbo picture a
+ * smaller image is in the top left corner, unscaled. Windows does so up to 48 pixels; for sizes between 48
+ * and 256 its behaviour is not known. Larger images are scaled down. Thread-safe.
  */
 #pragma once
 
@@ -25,7 +23,7 @@ namespace simulated {
 inline constexpr std::uint32_t kCommonIconSide = 32;
 inline constexpr std::uint32_t kJumboIconSide = 256;
 
-/** What the shell says of a file. */
+/** The icon of one file. */
 struct ShellIcon {
   int index;
   Picture common;
@@ -34,19 +32,20 @@ struct ShellIcon {
 class ShellIcons {
  public:
   /**
-   * Looks at a file, even if it is known: it may have changed. One without an icon has that of a window.
-   * @param path  whole
-   * @return nothing for a file that is not there, or whose icon is damaged
+   * Reads the icon of a file, also of a known file, because it may have changed. A file without an icon gets
+   * the picture of a window, a folder that of a folder.
+   * @param path  a whole path
+   * @return nothing if there is no such file, or if its icon is damaged
    */
   std::optional<ShellIcon> Look(const Drives& drives, std::u16string_view path);
 
-  /** The large picture that goes with an index. @return nothing for one that Look never gave, or damage */
+  /** Returns the jumbo picture of an index; nothing if Look never returned it, or if the image is damaged. */
   std::optional<Picture> Jumbo(int index) const;
 
  private:
   enum class Kind { Window, Folder, Image };
 
-  /** What the large picture is made of: the image as it is stored, which is much smaller than its pixels. */
+  /** The stored image of a jumbo picture, which is much smaller than its pixels. */
   struct Source {
     Kind kind;
     std::vector<std::uint8_t> image;

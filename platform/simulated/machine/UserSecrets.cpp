@@ -15,12 +15,12 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using ByteView = std::span<const std::uint8_t>;
 
-/** What every blob begins with: its format, and that it is none of Windows' own. */
+/** The first bytes of every blob. Blobs of Windows begin with other bytes. */
 constexpr std::uint8_t kFormat[] = {'K', 'B', 'S', 1};
 constexpr std::size_t kKeyIdBytes = 16;
 static_assert(kKeyIdBytes >= crypto_generichash_BYTES_MIN);
 constexpr std::size_t kNonceAt = sizeof kFormat + kKeyIdBytes;
-/** What opening leaves on the stack holds the beginning of the plain bytes. */
+/** libsodium leaves the first plain bytes on the stack, so as much of the stack is wiped. */
 constexpr std::size_t kStackBytesOfOpening = 4096;
 constexpr std::size_t kSealedAt = kNonceAt + crypto_secretbox_NONCEBYTES;
 
@@ -42,7 +42,7 @@ Bytes NewNonce() {
 UserSecrets::UserSecrets(std::u16string_view machineId, std::u16string_view userSid)
     : isOfAMachine_(!machineId.empty()) {
   if (sodium_init() < 0) throw std::runtime_error("libsodium finds no source of random numbers");
-  // A SID holds no NUL, so the last one parts the two, and no two pairs give the same text.
+  // A SID has no NUL, so the last NUL is the separator, and different pairs give different texts.
   const std::string owner = ToUtf8(machineId) + '\0' + ToUtf8(userSid);
   key_ = Hash(crypto_secretbox_KEYBYTES, owner);
   keyId_ = Hash(kKeyIdBytes, "key id", key_);
@@ -67,7 +67,7 @@ platform::DWORD UserSecrets::Unprotect(ByteView blob, Bytes& plain) const {
     return kBadKeyState;
   const ByteView sealed = blob.subspan(kSealedAt);
   Bytes opened(sealed.size() - crypto_secretbox_MACBYTES);
-  // An empty text still needs an address to open to.
+  // libsodium needs an address also for no bytes.
   std::uint8_t none = 0;
   std::uint8_t* const target = opened.empty() ? &none : opened.data();
   const int opening =

@@ -1,4 +1,4 @@
-/** Bytes that only the same user of the same machine can read again. */
+/** The data protection of a simulated machine. */
 #pragma once
 
 #include <cstdint>
@@ -33,7 +33,8 @@ class UserSecrets {
   std::vector<std::uint8_t> Protect(std::span<const std::uint8_t> plain) const;
   /**
    * @param plain  receives the bytes; untouched on failure
-   * @return 0, ERROR_INVALID_DATA for what is damaged or no such blob, NTE_BAD_KEY_STATE for another's
+   * @return 0, ERROR_INVALID_DATA for bytes that are no intact blob, NTE_BAD_KEY_STATE for a blob of another
+   * user
    */
   platform::DWORD Unprotect(std::span<const std::uint8_t> blob, std::vector<std::uint8_t>& plain) const;
 

@@ -9,9 +9,11 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
+// Limits against hostile files: an image of 1024 by 1024 pixels of 32 bits has 4 MiB, and real icons have at
+// most some dozens of images.
 constexpr std::uint32_t kLargestImageBytes = 8 << 20;
 constexpr std::size_t kMostImages = 1024;
-constexpr std::size_t kMostSections = 96;             // what Windows' loader takes
+constexpr std::size_t kMostSections = 96;             // the limit of Windows' loader
 constexpr std::uint32_t kPortableSignature = 0x4550;  // "PE" and two NULs
 constexpr std::uint32_t kIconType = 3;
 constexpr std::uint32_t kIconGroupType = 14;
@@ -30,10 +32,10 @@ struct Section {
   std::uint32_t fileOffset;
 };
 
-/** Where the parts of an executable stand in its file. */
+/** Maps the addresses of an executable to offsets in its file. */
 class Executable {
  public:
-  /** @param header offset of the "PE" signature */
+  /** @param header  offset of the "PE" signature */
   Executable(const ByteSource& file, std::uint32_t header) : file_(file) {
     const Bytes start = ReadAt(file, header, 24);
     const std::uint16_t sectionCount = Read16(start, 6);
@@ -49,12 +51,12 @@ class Executable {
   bool HasResources() const { return resources_ != 0; }
   std::uint32_t Resources() const { return resources_; }
 
-  /** Offset in the file of `count` bytes at an address, all of them in one section. */
+  /** Returns the file offset of `count` bytes at an address. All of them must be in one section. */
   std::uint64_t Find(std::uint64_t address, std::uint64_t count) const {
     for (const Section& section : sections_) {
       const std::uint64_t end = std::uint64_t{section.address} + section.fileBytes;
       if (address < section.address || address + count > end) continue;
-      // The loader takes whole sectors, wherever in one the section says that it begins.
+      // Windows' loader rounds the start of a section down to a sector of 512 bytes.
       const std::uint32_t begin = hasPages_ ? section.fileOffset & ~0x1FFu : section.fileOffset;
       return begin + (address - section.address);
     }
@@ -81,21 +83,21 @@ class Executable {
   bool hasPages_ = true;
 };
 
-/** A line of a resource table. */
+/** An entry of a resource table. */
 struct Resource {
-  std::uint32_t name;  ///< a number, or with the highest bit set the place of a text
+  std::uint32_t name;  ///< a number, or with the highest bit set the offset of a text
   std::uint32_t place;
 };
 
 /**
  * The resources of an executable: a table of types, for each a table of names, for each a table of languages.
- * No more than these three levels are followed, so a table that names itself leads nowhere.
+ * Only these three levels are followed, so a table that refers to itself causes no endless loop.
  */
 class Resources {
  public:
   explicit Resources(const Executable& executable) : executable_(executable) {}
 
-  /** The names of a type, in the table's order, with the tables of their languages. */
+  /** The resources of a type, in the order of the table. */
   std::vector<Resource> Names(std::uint32_t type) const {
     const std::vector<Resource> types = Table(0);
     const auto found = std::find_if(types.begin(), types.end(),
@@ -103,7 +105,7 @@ class Resources {
     return found == types.end() ? std::vector<Resource>() : Table(PlaceOfTable(*found));
   }
 
-  /** Where the resource in its first language stands, as an entry without size or depth. */
+  /** Returns offset and length of a resource in its first language. Size and depth stay 0. */
   IconEntry Locate(const Resource& name) const {
     const std::vector<Resource> languages = Table(PlaceOfTable(name), 1);
     if (languages.empty()) throw DamagedIcon("a resource in no language");
@@ -122,7 +124,7 @@ class Resources {
     return resource.place & ~kIsTable;
   }
 
-  /** @param mostLines  how many are of interest: tables may be long, and shared by many names */
+  /** @param mostLines  reads no more entries: a hostile file may share a long table among many names */
   std::vector<Resource> Table(std::uint32_t place, std::size_t mostLines = SIZE_MAX) const {
     const std::uint64_t address = std::uint64_t{executable_.Resources()} + place;
     const Bytes head = executable_.Read(address, 16);
@@ -138,10 +140,11 @@ class Resources {
   const Executable& executable_;
 };
 
-/** A count that fits a byte but for the highest, which is stored as 0. */
+/** A byte stores 1 to 256. 0 means 256. */
 std::uint32_t UpTo256(std::uint8_t stored) { return stored == 0 ? 256 : stored; }
 
-/** The first 8 bytes of an entry, alike in files and in resources. The depth may be left to the colours. */
+/** Reads the first 8 bytes of an entry, which are the same in files and in resources. A depth of 0 means that
+ * the number of colours decides. */
 IconEntry DescribeImage(const Bytes& directory, std::size_t at) {
   const std::uint32_t bits = Read16(directory, at + 6);
   const std::uint32_t colours = UpTo256(directory[at + 2]);
@@ -150,7 +153,7 @@ IconEntry DescribeImage(const Bytes& directory, std::size_t at) {
   return {UpTo256(directory[at]), UpTo256(directory[at + 1]), bits != 0 ? bits : bitsOfColours, 0, 0};
 }
 
-/** How many images an icon's directory announces. @throws DamagedIcon for what is no such directory */
+/** Returns the number of images of an icon's directory. @throws DamagedIcon for any other bytes */
 std::size_t CountImages(const Bytes& head) {
   const std::size_t count = Read16(head, 4);
   if (Read16(head, 0) != 0 || Read16(head, 2) != 1) throw DamagedIcon("no directory of an icon");
@@ -158,7 +161,7 @@ std::size_t CountImages(const Bytes& head) {
   return count;
 }
 
-/** Places the images of a group by the numbers that it tells. One that is missing has no bytes. */
+/** Finds the images of a group by their numbers. A missing image has no bytes. */
 IconEntries ReadGroup(const Resources& resources, const Bytes& group) {
   if (group.size() < 6) throw DamagedIcon("a group is cut");
   const std::size_t count = CountImages(group);

@@ -1,4 +1,4 @@
-/** Which icons a file holds: executables of Windows, 32- or 64-bit, and .ico files. */
+/** Finds the icons in executables of Windows, 32-bit and 64-bit, and in .ico files. */
 #pragma once
 
 #include <cstdint>
@@ -9,13 +9,13 @@
 
 namespace simulated {
 
-/** What is wrong with a file that claims to hold an icon. */
+/** The file claims to have an icon, but its tables are damaged. */
 class DamagedIcon : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/** One image of an icon, as the icon's directory tells of it; the image itself may be another. */
+/** One image of an icon, as the icon's directory describes it. The image itself may differ. */
 struct IconEntry {
   std::uint32_t width;  ///< 1 to 256
   std::uint32_t height;
@@ -24,22 +24,22 @@ struct IconEntry {
   std::uint32_t bytes;
 };
 
-/** An icon: the same picture in several sizes and depths. Empty where the file has none. */
+/** An icon: the same picture in several sizes and depths. Empty if the file has none. */
 using IconEntries = std::vector<IconEntry>;
 
 /**
- * An icon of an executable. What is no executable has none.
- * @param index  as Windows counts: from 0, in the order of the table, where named groups stand before
- * numbered ones, each sorted
- * @return empty where there are not so many
- * @throws DamagedIcon for tables that cannot be followed
+ * Finds an icon of an executable.
+ * @param index  counted as Windows does: from 0, in the order of the resource table, in which the sorted
+ * named groups are before the sorted numbered ones
+ * @return empty if the file is no executable, or has fewer icons
+ * @throws DamagedIcon if a table is damaged
  */
 IconEntries FindExecutableIcon(const ByteSource& file, std::size_t index = 0);
 
-/** The icon of an .ico file. @throws DamagedIcon for what is none */
+/** Finds the icon of an .ico file. @throws DamagedIcon for any other file */
 IconEntries FindIconFileIcon(const ByteSource& file);
 
-/** An image's bytes. @throws DamagedIcon where the file lacks them, or they are too many for an image */
+/** Reads the bytes of an image. @throws DamagedIcon if the file ends before them, or if they are too many */
 std::vector<std::uint8_t> ReadIconImage(const ByteSource& file, const IconEntry& entry);
 
 }  // namespace simulated

@@ -15,7 +15,7 @@ constexpr std::uint32_t kCoreHeaderBytes = 12;
 constexpr std::uint32_t kInfoHeaderBytes = 40;
 constexpr std::uint32_t kHasFieldMasks = 3;  // BI_BITFIELDS
 
-/** What the head of a bitmap says. Rows of pixels and of the mask are filled up to 32 bits. */
+/** The header of a bitmap. Rows of pixels and of the mask are padded to 32 bits. */
 struct Layout {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
@@ -30,17 +30,17 @@ struct Layout {
     return (std::size_t{width} * bitsAPixel + 31) / 32 * 4;
   }
   std::size_t MaskAt() const { return pixelsAt + RowBytes(bits) * height; }
-  /** Where a row from the top stands among the rows as they are stored. */
+  /** Index among the stored rows of a row that is counted from the top. */
   std::size_t StoredRow(std::uint32_t y) const { return isTopDown ? y : height - 1 - y; }
 };
 
-/** Of 16-bit pixels: five bits a colour, unless three masks say otherwise, which are not followed. */
+/** Field masks of 16-bit pixels are not supported: these always have five bits per colour. */
 bool ReadInfoHeader(Bytes bytes, Layout& layout) {
   const auto height = static_cast<std::int32_t>(Read32(bytes, 8));
   const std::uint32_t compression = Read32(bytes, 16);
   layout.width = Read32(bytes, 4);
   layout.isTopDown = height < 0;
-  // Counted with the mask, which is as high as the picture.
+  // The stored height includes the mask, which is as high as the picture.
   layout.height = (layout.isTopDown ? 0u - Read32(bytes, 8) : Read32(bytes, 8)) / 2;
   layout.bits = Read16(bytes, 14);
   const bool hasMasks = compression == kHasFieldMasks && layout.bits == 32;
@@ -48,10 +48,10 @@ bool ReadInfoHeader(Bytes bytes, Layout& layout) {
   const std::uint32_t headerBytes = Read32(bytes, 0);
   layout.paletteAt = headerBytes + (hasMasks && headerBytes == kInfoHeaderBytes ? 12 : 0);
   const std::uint32_t most = layout.bits <= 8 ? 1u << layout.bits : 0;
-  const std::uint32_t told = Read32(bytes, 32);
+  const std::uint32_t colours = Read32(bytes, 32);
   if (most == 0) return true;
-  if (told > most) return false;
-  layout.paletteBytes = (told != 0 ? told : most) * 4;
+  if (colours > most) return false;
+  layout.paletteBytes = (colours != 0 ? colours : most) * 4;
   return true;
 }
 
@@ -81,21 +81,21 @@ std::optional<Layout> ReadLayout(Bytes bytes) {
   return layout;
 }
 
-/** A colour of the palette; one that it does not reach is black, as Windows has it. */
+/** Returns a colour of the palette. An index beyond the palette is black, as on Windows. */
 std::uint32_t PaletteColour(Bytes bytes, const Layout& layout, std::uint32_t index) {
   if (index * layout.paletteEntryBytes >= layout.paletteBytes) return kOpaque;
   const std::size_t at = layout.paletteAt + index * layout.paletteEntryBytes;
   return kOpaque | Read16(bytes, at) | std::uint32_t{bytes[at + 2]} << 16;
 }
 
-/** Bits of a row that is packed from the highest bit of each byte down. */
+/** Reads a pixel of a packed row. The first pixel is in the highest bits of a byte. */
 std::uint32_t PackedBits(Bytes row, std::uint32_t x, std::uint32_t bits) {
   const std::uint32_t shift = 8 - bits - x * bits % 8;
   const std::uint32_t packed = row[x * bits / 8];
   return packed >> shift & ((1u << bits) - 1);
 }
 
-/** Five bits, spread over eight. */
+/** Scales a value of five bits to eight bits. */
 std::uint32_t FromFiveBits(std::uint32_t five) { return five << 3 | five >> 2; }
 
 std::uint32_t PixelColour(Bytes bytes, const Layout& layout, Bytes row, std::uint32_t x) {
@@ -124,7 +124,7 @@ Picture ReadPixels(Bytes bytes, const Layout& layout) {
   return picture;
 }
 
-/** Makes the pixels transparent that the mask hides, and opaque the others. @return false for a cut mask */
+/** Makes masked pixels transparent and all others opaque. @return false if the mask is incomplete */
 bool ApplyMask(Bytes bytes, const Layout& layout, Picture& picture) {
   const std::size_t rowBytes = layout.RowBytes(1);
   if (layout.MaskAt() + rowBytes * layout.height > bytes.size()) return false;
@@ -142,6 +142,7 @@ bool ApplyMask(Bytes bytes, const Layout& layout, Picture& picture) {
 
 std::optional<IconImage> DecodeIconImage(Bytes bytes) {
   if (IsPng(bytes)) {
+    // Icons of 256 pixels are usually stored as whole PNG files.
     std::optional<Picture> picture = DecodePng(bytes, kLargestIconSide);
     if (!picture) return std::nullopt;
     return IconImage{std::move(*picture), false};

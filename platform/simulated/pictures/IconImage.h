@@ -1,4 +1,4 @@
-/** One image of an icon, from the bytes that stand for it in an executable or an .ico file. */
+/** Decodes one image of an icon, as executables and .ico files store it. */
 #pragma once
 
 #include <cstdint>
@@ -9,19 +9,19 @@
 
 namespace simulated {
 
-/** Pixels to a side, at most; one that claims more is refused before anything is allocated for it. */
+/** Pixels of a side. A larger image is refused before memory is allocated for it. */
 inline constexpr std::uint32_t kLargestIconSide = 1024;
 
 struct IconImage {
   Picture picture;
-  /** The alpha comes of the one-bit mask, not of the pixels: what is hidden keeps its colour. */
+  /** Whether alpha comes from the one-bit mask. Then hidden pixels still have their colour. */
   bool isMasked = false;
 };
 
 /**
- * Reads a PNG file, or a bitmap of 1, 4, 8, 16, 24 or 32 bits a pixel that is followed by its mask. Of 32-bit
- * bitmaps those without any alpha go by their mask; the others need none.
- * @return nothing for what is damaged
+ * Decodes a PNG file, or a bitmap of 1, 4, 8, 16, 24 or 32 bits per pixel and the mask behind it. A 32-bit
+ * bitmap needs no mask, unless all its alpha values are 0.
+ * @return nothing if the image is damaged
  */
 std::optional<IconImage> DecodeIconImage(std::span<const std::uint8_t> bytes);
 

@@ -6,7 +6,7 @@
 namespace simulated {
 namespace {
 
-/** Pixels summed up by their weight, so that what is transparent lends no colour. */
+/** Averages pixels. Alpha is the weight, so a transparent pixel adds no colour. */
 class Average {
  public:
   void Add(std::uint32_t argb) {
@@ -35,14 +35,14 @@ struct Span {
   std::uint32_t end;
 };
 
-/** Which of `source` pixels the pixel at `at` of `target` pixels stands for: at least one. */
+/** The pixels of a row of `source` pixels that make pixel `at` of a row of `target` pixels: at least one. */
 Span SourceOf(std::uint32_t at, std::uint32_t target, std::uint32_t source) {
   const auto begin = static_cast<std::uint32_t>(std::uint64_t{at} * source / target);
   const auto end = static_cast<std::uint32_t>((std::uint64_t{at} + 1) * source / target);
   return {begin, std::max(end, begin + 1)};
 }
 
-/** Fills a rectangle that is given in 64ths of the side. */
+/** Fills a rectangle. Its coordinates are in 64ths of the side. */
 void Fill(Picture& picture, Span across, Span down, std::uint32_t argb) {
   const std::uint32_t side = picture.width;
   for (std::uint32_t y = down.begin * side / 64; y < down.end * side / 64; ++y) {

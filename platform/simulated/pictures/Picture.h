@@ -1,4 +1,4 @@
-/** A picture in memory: what icons, bitmaps and PNG files are turned into. */
+/** A picture in memory: the common form of icons, bitmaps and PNG files. */
 #pragma once
 
 #include <cstddef>
@@ -7,7 +7,7 @@
 
 namespace simulated {
 
-/** Pixels from the top row down, each 0xAARRGGBB; alpha is not multiplied into the colours. */
+/** Pixels from the top row down, each 0xAARRGGBB, not premultiplied. */
 struct Picture {
   Picture() = default;
   /** A transparent picture. */
@@ -24,32 +24,32 @@ struct Picture {
   std::vector<std::uint32_t> argb;
 };
 
-/** Pixels wherever they lie in memory, in the order and form of a picture's. */
+/** Borrowed pixels in memory, in the format of a Picture. */
 struct PixelRows {
   std::uint32_t width;
   std::uint32_t height;
-  /** The first pixel of the top row, which need not be aligned. */
+  /** The first pixel of the top row. It need not be aligned. */
   const std::uint8_t* top;
-  /** From a row to the next; negative where the top row lies last. */
+  /** Distance from a row to the next one. Negative if the top row is the last one in memory. */
   std::ptrdiff_t strideBytes;
 };
 
-/** A picture's own pixels, as long as it lives. */
+/** Borrows the pixels of a picture. */
 inline PixelRows RowsOf(const Picture& picture) {
   return {picture.width, picture.height, reinterpret_cast<const std::uint8_t*>(picture.argb.data()),
           static_cast<std::ptrdiff_t>(picture.width) * 4};
 }
 
-/** A square picture that shows the whole of `picture`, which is not empty: averaged where it shrinks. */
+/** Scales `picture` to a square. Pixels are averaged. REQUIRES: `picture` is not empty. */
 Picture Scaled(const Picture& picture, std::uint32_t sidePixels);
 
-/** A square picture with `picture` unscaled in its top left corner, and transparent elsewhere. */
+/** Puts `picture` unscaled into the top left corner of a transparent square. */
 Picture InTopLeftCorner(Picture picture, std::uint32_t sidePixels);
 
-/** What stands for a program that brings no icon of its own: a window. */
+/** Draws the default icon of a program: a window. */
 Picture DrawWindow(std::uint32_t sidePixels);
 
-/** What stands for a folder. */
+/** Draws the icon of a folder. */
 Picture DrawFolder(std::uint32_t sidePixels);
 
 }  // namespace simulated

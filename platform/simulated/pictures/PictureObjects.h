@@ -1,4 +1,4 @@
-/** What the handles and pointers of icons, bitmaps, GDI+ images and memory streams refer to on a machine. */
+/** The objects behind the handles of icons, bitmaps, GDI+ images and memory streams. */
 #pragma once
 
 #include <atomic>
@@ -16,32 +16,32 @@ struct Icon {
   std::shared_ptr<const Picture> picture;
 };
 
-/** A GDI bitmap. An icon's mask has no pixels of its own: they are where its picture has no alpha. */
+/** A GDI bitmap. The mask of an icon shares the icon's picture, because its alpha contains the mask. */
 struct GdiBitmap {
   std::shared_ptr<const Picture> picture;
   std::uint32_t bits;
 };
 
-/** A bitmap of GDI+, over pixels of the machine's, which are not written to, or over the caller's. */
+/** A bitmap of GDI+. Its pixels belong to the machine, which never changes them, or to the caller. */
 struct GdiPlusImage {
   std::uint32_t width;
   std::uint32_t height;
   int format;
-  /** Keeps the machine's pixels; null over the caller's. */
+  /** Owns the pixels. Null if the caller owns them. */
   std::shared_ptr<const Picture> picture;
   const std::uint8_t* pixels;
   std::ptrdiff_t stride;
   std::atomic<bool> isLocked = false;
 };
 
-/** A stream's bytes, which are also a block of memory with a handle. */
+/** A stream in memory. Its bytes are also a memory block with a handle. */
 struct MemoryStream {
   std::vector<std::uint8_t> bytes;
   platform::HANDLE memory = nullptr;
   std::atomic<int> locks = 0;
 };
 
-/** What is open is counted by each table. Allocations are those of GdipAlloc. */
+/** The tables count what is open. `allocations` counts the blocks of GdipAlloc. */
 struct PictureObjects {
   ObjectTable<platform::HICON, Icon> icons;
   ObjectTable<platform::HANDLE, GdiBitmap> bitmaps;
@@ -49,11 +49,11 @@ struct PictureObjects {
   ObjectTable<IStream*, MemoryStream> streams;
   ObjectTable<platform::HANDLE, MemoryStream> memory;
   std::atomic<int> allocations = 0;
-  /** GDI+ works while more starts than shutdowns were made. */
+  /** Starts minus shutdowns. GDI+ works while this is above 0. */
   std::atomic<int> gdiPlusStarts = 0;
   /**
-   * Colour depth of the screen, which is that of an icon's bitmap: 32, or 24 for a screen without alpha. Set
-   * it before any icon is made.
+   * Colour depth of the screen, which the bitmaps of icons have: 32, or 24 for a screen without alpha. Set it
+   * before the first icon is created.
    */
   std::uint32_t displayBits = 32;
 };

@@ -1,8 +1,8 @@
 /**
- * One call of a port operation: where it meets the machine's faults and its journal.
+ * The frame of every port operation: it applies the faults of the machine and records the call in its
+ * journal.
  *
- * Each operation of the port goes through Perform, in one place and whatever it does. While neither a fault
- * is set nor the journal runs, that costs two loads.
+ * Every operation goes through Perform. Without a fault and a journal that costs two loads.
  */
 #pragma once
 
@@ -17,7 +17,7 @@
 
 namespace simulated {
 
-/** The text of a call's arguments, as the journal keeps it. */
+/** Builds the text of a call's arguments for the journal. */
 class Arguments {
  public:
   Arguments& Text(const char16_t* text);
@@ -35,13 +35,14 @@ class Arguments {
   std::string text_;
 };
 
-/** How an operation fails when it is made to. */
+/** The result of an operation that a fault hits. */
 template <typename Result>
 struct Failure {
   Result result;
-  /** 0 for an operation that leaves the last error alone. */
+  /** The last error that it sets; 0 to leave the last error unchanged. */
   platform::DWORD lastError = 0;
-  /** True for closing: it is done all the same, since nobody could do it a second time. */
+  /** True for operations that close something: they act although they fail, because no caller retries them.
+   */
   bool actsAnyway = false;
 };
 
@@ -52,9 +53,11 @@ std::string DescribeResult(Number number) {
 }
 
 /**
- * Runs `body`, or fails in its place.
- * @param machine   the one whose faults and journal see the call, or null
- * @param describe  adds the call's arguments to an Arguments&; called before the operation acts
+ * Runs `body`, or returns `failure` if a fault hits the call.
+ * @param machine   the machine of the faults and the journal, or null
+ * @param name      the Windows name of the operation
+ * @param describe  adds the call's arguments to an Arguments&. It runs first, because the operation may
+ * change them.
  */
 template <typename Result, typename Describe, typename Body>
 Result Perform(Machine* machine, const char* name, Failure<Result> failure, Describe describe, Body body) {
@@ -70,7 +73,7 @@ Result Perform(Machine* machine, const char* name, Failure<Result> failure, Desc
   return result;
 }
 
-/** The same for an operation without a result, which cannot fail. */
+/** Perform for an operation without a result, which cannot fail. */
 template <typename Describe, typename Body>
 void Perform(Machine* machine, const char* name, Describe describe, Body body) {
   if (machine && machine->journal.Running()) {

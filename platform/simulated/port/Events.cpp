@@ -9,8 +9,10 @@ namespace {
 using platform::DWORD;
 using platform::HANDLE;
 
+/** Windows' limit: MAX_PATH. */
 constexpr std::size_t kLongestObjectName = 260;
 
+/** There is one session, so the scopes Local and Global are the same. */
 std::u16string_view WithoutScope(std::u16string_view name) {
   for (const std::u16string_view scope : {u"Local\\", u"Global\\"}) {
     if (name.starts_with(scope)) return name.substr(scope.size());
@@ -18,6 +20,8 @@ std::u16string_view WithoutScope(std::u16string_view name) {
   return name;
 }
 
+/** Checks a name without its scope. Any other backslash would name a folder of objects that does not exist.
+ */
 DWORD CheckName(std::u16string_view name) {
   if (name.starts_with(u'\\')) return kBadPathName;
   if (name.find(u'\\') != name.npos) return kPathNotFound;
@@ -33,7 +37,8 @@ HANDLE Create(bool manualReset, bool initialState, const char16_t* givenName) {
   bool made = false;
   Waitable event{Waitable::Kind::Event, initialState, manualReset, std::u16string(name), 0};
   const HANDLE handle = Handles::Shared().OpenEvent(std::move(event), made);
-  // Objects of every kind share one table of names.
+  // Objects of every kind share one table of names. On success Windows resets the last error, or reports
+  // through it that the event existed.
   SetLastError(!handle ? kInvalidHandle : made ? 0 : kAlreadyExists);
   return handle;
 }
@@ -66,6 +71,7 @@ DWORD Wait(DWORD count, const HANDLE* handles, bool all, DWORD timeoutMs) {
     objects.push_back(Handles::Shared().Find(handles[i]));
     if (!objects.back()) return FailWait(kInvalidHandle);
   }
+  // Before any machine is chosen, timeouts follow the real time. Never freed: threads may wait until the end.
   static const Clock& realTime = *new Clock;
   const Machine* machine = CurrentMachineOrNull();
   return Handles::Shared().Wait(objects, all, timeoutMs, machine ? machine->clock : realTime);

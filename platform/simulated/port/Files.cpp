@@ -18,12 +18,13 @@ std::u16string WholePath(const Machine& machine, std::u16string_view path) {
 
 namespace {
 
-/** Tells the space of the drive that a folder is on. @return a Windows error number, 0 for done */
+/** Finds the free space of a folder's drive. @return 0 or a Windows error number */
 platform::DWORD FindSpace(const Machine& machine, std::u16string_view folder, DriveSpace& space) {
   if (folder.empty()) return kPathNotFound;
   const std::u16string path = Drives::Normal(WholePath(machine, folder));
   const auto found = machine.drives.FindSpace(path.empty() ? u'\0' : path[0]);
   if (!found) return kPathNotFound;
+  // Windows reports the space for an existing folder only, but for the root of any drive.
   const bool isRoot = path.size() == 2;
   if (!isRoot && !machine.drives.Exists(path)) return kPathNotFound;
   if (!isRoot && !machine.drives.IsFolder(path)) return kDirectory;

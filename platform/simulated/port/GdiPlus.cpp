@@ -1,4 +1,4 @@
-// GDI+ itself: its starts and shutdowns, and its memory.
+// Start, shutdown and memory of GDI+.
 #include "simulated/port/GdiPlus.h"
 
 #include <cstdlib>

@@ -1,4 +1,4 @@
-/** What the operations of GDI+ share: their numbers, and how each is called. */
+/** Status numbers and helpers of the GDI+ operations. */
 #pragma once
 
 #include "platform/Pictures.h"
@@ -6,7 +6,7 @@
 
 namespace simulated {
 
-// What goes wrong, as GDI+ numbers it.
+// Statuses of GDI+.
 inline constexpr platform::GpStatus kOk = 0;
 inline constexpr platform::GpStatus kGenericError = 1;
 inline constexpr platform::GpStatus kBadParameter = 2;
@@ -22,10 +22,10 @@ inline constexpr int kRgb = 0x22009;  // PixelFormat32bppRGB
 
 inline bool IsStarted(Machine& machine) { return machine.pictures.gdiPlusStarts > 0; }
 
-/** A pixel as 0xAARRGGBB; those of an image without alpha are opaque. */
+/** Returns a pixel as 0xAARRGGBB. An image without alpha is opaque. */
 std::uint32_t PixelOf(const GdiPlusImage& image, std::uint32_t x, std::uint32_t y);
 
-/** A call that is answered by a status; `body` is told the machine. */
+/** Perform for an operation that returns a status. `body` receives the machine. */
 template <class Describe, class Body>
 platform::GpStatus PerformGdiPlus(const char* name, Describe describe, Body body) {
   Machine& machine = CurrentMachine();

@@ -7,14 +7,14 @@
 #include "simulated/port/Call.h"
 
 struct IDXGIFactory : simulated::ComObject {
-  explicit IDXGIFactory(const std::vector<std::optional<std::u16string>>& adaptersThere)
-      : adapters(adaptersThere) {}
+  explicit IDXGIFactory(const std::vector<std::optional<std::u16string>>& machineAdapters)
+      : adapters(machineAdapters) {}
 
   const std::vector<std::optional<std::u16string>> adapters;
 };
 
 struct IDXGIAdapter : simulated::ComObject {
-  explicit IDXGIAdapter(const std::optional<std::u16string>& nameOfIt) : name(nameOfIt) {}
+  explicit IDXGIAdapter(const std::optional<std::u16string>& adapterName) : name(adapterName) {}
 
   const std::optional<std::u16string> name;
 };
@@ -40,7 +40,7 @@ HRESULT FindAdapter(const IDXGIFactory& factory, platform::UINT index, IDXGIAdap
 HRESULT Describe(const IDXGIAdapter& adapter, DXGI_ADAPTER_DESC& description) {
   if (!adapter.name) return kFailedResult;
   description = {};
-  // A longer name is cut so that its NUL has room.
+  // A longer name is cut. The last unit stays 0, as the null terminator.
   adapter.name->copy(description.Description, std::size(description.Description) - 1);
   return platform::S_OK;
 }
@@ -71,7 +71,8 @@ HRESULT CreateDXGIFactory(const GUID& iid, void** factory) {
 HRESULT IDXGIFactory_EnumAdapters(IDXGIFactory* factory, UINT index, IDXGIAdapter** adapter) {
   Machine& machine = CurrentMachine();
   *adapter = nullptr;
-  // A walk that ends with the adapters alone would never end where every call fails.
+  // The product calls this until it fails with exactly this error. If every call failed with another one, the
+  // product would never stop: by design, but a test has to end.
   const HRESULT failure =
       machine.faults.Lasting() ? DXGI_ERROR_NOT_FOUND : HRESULT{simulated::kOutOfMemoryResult};
   return Perform(

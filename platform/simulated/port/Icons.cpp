@@ -1,6 +1,7 @@
 #include "platform/Icons.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 #include "platform/Constants.h"
@@ -19,43 +20,32 @@ using platform::HRESULT;
 
 constexpr GUID kImageList = {0x46EB5926, 0x582E, 0x4017, {0x9F, 0xDF, 0xE8, 0x99, 0x8D, 0xAA, 0x09, 0x50}};
 
-/** The large list of whatever machine is current: one for the whole process, as it outlives any machine. */
+/** The handle of the jumbo list. One for the process, because the product keeps it longer than a machine. */
 platform::HIMAGELIST JumboList() {
   static char list;
   return reinterpret_cast<platform::HIMAGELIST>(&list);
 }
 
-/** Hexadecimal digits of "{46EB5926-582E-4017-9FDF-E8998DAA0950}", each byte by its place in the text. */
-constexpr int kBytePlaces[16] = {1, 3, 5, 7, 10, 12, 15, 17, 20, 22, 25, 27, 29, 31, 33, 35};
-constexpr std::u16string_view kIdForm = u"{--------x----x----x----x------------}";
-
-bool HasIdForm(std::u16string_view text) {
-  if (text.size() != kIdForm.size()) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char16_t form = kIdForm[i] == u'x' ? u'-' : kIdForm[i];
-    if (kIdForm[i] == u'-' ? HexDigit(text[i]) < 0 : text[i] != form) return false;
-  }
-  return true;
-}
-
 HRESULT ParseId(const char16_t* text, GUID* id) {
+  constexpr std::u16string_view kForm = u"{xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}";
   *id = {};
   if (!text) return platform::S_OK;
-  if (!HasIdForm(text)) return kInvalidArgumentResult;
-  std::uint8_t bytes[16];
-  for (int i = 0; i < 16; ++i) {
-    const char16_t* digits = text + kBytePlaces[i];
-    bytes[i] = static_cast<std::uint8_t>(HexDigit(digits[0]) << 4 | HexDigit(digits[1]));
+  const std::u16string_view given(text);
+  if (given.size() != kForm.size()) return kInvalidArgumentResult;
+  std::array<std::uint8_t, sizeof *id> bytes{};
+  std::size_t digits = 0;
+  for (std::size_t at = 0; at < kForm.size(); ++at) {
+    const int digit = HexDigit(given[at]);
+    if (kForm[at] == u'x' ? digit < 0 : given[at] != kForm[at]) return kInvalidArgumentResult;
+    if (digit < 0) continue;
+    std::uint8_t& byte = bytes[digits++ / 2];
+    byte = static_cast<std::uint8_t>(byte << 4 | digit);
   }
-  const auto number = [&](int first, int count) {
-    std::uint32_t value = 0;
-    for (int i = 0; i < count; ++i) value = value << 8 | bytes[first + i];
-    return value;
-  };
-  id->Data1 = number(0, 4);
-  id->Data2 = static_cast<std::uint16_t>(number(4, 2));
-  id->Data3 = static_cast<std::uint16_t>(number(6, 2));
-  std::copy_n(bytes + 8, 8, id->Data4);
+  // The first three fields are numbers. In memory their lowest byte comes first.
+  std::reverse(bytes.begin(), bytes.begin() + 4);
+  std::reverse(bytes.begin() + 4, bytes.begin() + 6);
+  std::reverse(bytes.begin() + 6, bytes.begin() + 8);
+  std::memcpy(id, bytes.data(), bytes.size());
   return platform::S_OK;
 }
 
@@ -72,7 +62,7 @@ HICON OpenIcon(Machine& machine, Picture picture) {
       std::make_shared<Icon>(Icon{std::make_shared<const Picture>(std::move(picture))}));
 }
 
-/** The name of a file, with its ending; as much of it as there is room for. */
+/** Copies the file name of a path, cut to the size of `name`. */
 template <std::size_t kChars>
 void CopyName(std::u16string_view path, char16_t (&name)[kChars]) {
   path.remove_prefix(path.find_last_of(u"\\/") + 1);
@@ -80,8 +70,8 @@ void CopyName(std::u16string_view path, char16_t (&name)[kChars]) {
   name[chars] = 0;
 }
 
-std::uintptr_t TellOfFile(Machine& machine, const char16_t* path, platform::SHFILEINFOW* info,
-                          platform::UINT infoBytes, platform::UINT flags) {
+std::uintptr_t DescribeFile(Machine& machine, const char16_t* path, platform::SHFILEINFOW* info,
+                            platform::UINT infoBytes, platform::UINT flags) {
   if (infoBytes < sizeof *info) return 0;
   const std::u16string whole = WholePath(machine, path);
   auto icon = machine.shellIcons.Look(machine.drives, whole);
@@ -109,7 +99,7 @@ BOOL CopyBitmaps(Machine& machine, HICON handle, platform::ICONINFO* info) {
     SetLastError(kInvalidCursorHandle);
     return 0;
   }
-  // Nothing can draw on a bitmap here, so a copy may share its pixels.
+  // No operation draws on a bitmap, so both bitmaps may share the pixels of the icon.
   const auto open = [&](std::uint32_t bits) {
     auto bitmap = std::make_shared<GdiBitmap>(GdiBitmap{icon->picture, bits});
     return static_cast<platform::HBITMAP>(machine.pictures.bitmaps.Open(std::move(bitmap)));
@@ -125,13 +115,13 @@ int Describe(Machine& machine, platform::HANDLE object, int bytes, void* descrip
   constexpr int kBytes = sizeof(platform::BITMAP);
   if (!description) return kBytes;
   if (bytes < kBytes) return 0;
-  platform::BITMAP told{};
-  told.bmWidth = static_cast<platform::LONG>(bitmap->picture->width);
-  told.bmHeight = static_cast<platform::LONG>(bitmap->picture->height);
-  told.bmWidthBytes = static_cast<platform::LONG>((bitmap->picture->width * bitmap->bits + 15) / 16 * 2);
-  told.bmPlanes = 1;
-  told.bmBitsPixel = static_cast<platform::WORD>(bitmap->bits);
-  std::memcpy(description, &told, sizeof told);
+  platform::BITMAP filled{};
+  filled.bmWidth = static_cast<platform::LONG>(bitmap->picture->width);
+  filled.bmHeight = static_cast<platform::LONG>(bitmap->picture->height);
+  filled.bmWidthBytes = static_cast<platform::LONG>((bitmap->picture->width * bitmap->bits + 15) / 16 * 2);
+  filled.bmPlanes = 1;
+  filled.bmBitsPixel = static_cast<platform::WORD>(bitmap->bits);
+  std::memcpy(description, &filled, sizeof filled);
   return kBytes;
 }
 
@@ -166,7 +156,7 @@ std::uintptr_t SHGetFileInfoW(const char16_t* path, DWORD attributes, SHFILEINFO
   return Perform(
       &machine, "SHGetFileInfoW", Failure<std::uintptr_t>{0, simulated::kFileNotFound},
       [&](Arguments& arguments) { arguments.Text(path).Hex(attributes).Number(infoBytes).Hex(flags); },
-      [&] { return simulated::TellOfFile(machine, path, info, infoBytes, flags); });
+      [&] { return simulated::DescribeFile(machine, path, info, infoBytes, flags); });
 }
 
 HICON ImageList_GetIcon(HIMAGELIST imageList, int index, UINT flags) {

@@ -1,17 +1,17 @@
 /**
- * What the C runtime does when one of its operations is given too little room or a null pointer.
+ * The invalid-parameter handler of the C runtime, which runs if a buffer is too small or a pointer is null.
  *
- * Process-wide, as in Windows. Without a handler nothing more happens and the operation answers with its
- * error number: so does the runtime that the DLL is built with.
+ * Process-wide, as on Windows. Without a handler the operation returns its error number, as it does in the
+ * runtime that the DLL is built with.
  */
 #pragma once
 
 namespace simulated {
 
-/** @param operation the Windows name of the operation that was called wrongly */
+/** @param operation  the Windows name of the operation */
 using InvalidParameterHandler = void (*)(const char* operation);
 
-/** Has `handler`, or nothing for null, called from now on, on the calling thread. @return the one before */
+/** Sets the handler. It runs on the thread that calls the operation. Null removes it. @return the old one */
 InvalidParameterHandler SetInvalidParameterHandler(InvalidParameterHandler handler);
 
 /** Calls the handler, if there is one. */

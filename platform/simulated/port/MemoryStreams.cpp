@@ -1,4 +1,4 @@
-// Streams in memory, and the memory blocks that they stand in.
+// Streams in memory, and their memory blocks.
 #include "platform/Pictures.h"
 #include "simulated/port/Call.h"
 
@@ -30,12 +30,13 @@ platform::DWORD Release(Machine& machine, IStream* handle) {
 
 void* LockMemory(Machine& machine, platform::HANDLE handle) {
   const auto memory = machine.pictures.memory.Find(handle);
+  // As on Windows, an empty block cannot be locked.
   if (!memory || memory->bytes.empty()) return nullptr;
   ++memory->locks;
   return memory->bytes.data();
 }
 
-/** @return whether it is still locked */
+/** @return whether the block is still locked */
 platform::BOOL UnlockMemory(Machine& machine, platform::HANDLE handle) {
   const auto memory = machine.pictures.memory.Find(handle);
   if (!memory || memory->locks == 0) return 0;

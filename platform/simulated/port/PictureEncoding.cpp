@@ -1,4 +1,4 @@
-// Images of GDI+ as files: the one encoder, PNG.
+// Saving of GDI+ images. PNG is the only encoder.
 #include <cstring>
 
 #include "simulated/base/ComObject.h"

@@ -34,7 +34,7 @@ GpStatus Open(Machine& machine, ImagePointer image, GpBitmap** bitmap) {
   return kOk;
 }
 
-// Nothing is written to an image here, which is locked to be read alone, so it may share its pixels.
+// The product locks images for reading only, so an image may share the pixels of an icon.
 ImagePointer ImageOf(std::shared_ptr<const Picture> picture, int format) {
   const PixelRows rows = RowsOf(*picture);
   auto image = std::make_shared<GdiPlusImage>();
@@ -75,6 +75,7 @@ GpStatus CreateOverPixels(Machine& machine, const Pixels& pixels, GpBitmap** bit
   *bitmap = nullptr;
   if (pixels.width <= 0 || pixels.height <= 0 || !pixels.bytes || pixels.stride % 4 != 0)
     return kBadParameter;
+  // A stride is a multiple of four and may be negative, for rows from the bottom up.
   if (std::abs(pixels.stride) / 4 < pixels.width) return kBadParameter;
   if (pixels.format != platform::PixelFormat32bppARGB && pixels.format != kRgb) return kNotImplemented;
   auto image = std::make_shared<GdiPlusImage>();
@@ -86,7 +87,7 @@ GpStatus CreateOverPixels(Machine& machine, const Pixels& pixels, GpBitmap** bit
   return Open(machine, std::move(image), bitmap);
 }
 
-/** Answers a question about an image. */
+/** Returns a property of an image in `value`. */
 template <class Value, class Answer>
 GpStatus Ask(Machine& machine, GpImage* handle, Value* value, Answer answer) {
   const ImagePointer image = machine.pictures.images.Find(handle);
@@ -105,7 +106,7 @@ GpStatus GetPixel(Machine& machine, GpBitmap* bitmap, int x, int y, std::uint32_
   return kOk;
 }
 
-/** Whether a side of a rectangle lies within the bitmap, and is not empty. */
+/** Whether a side of a rectangle is inside the bitmap and not empty. */
 bool IsWithin(int begin, int length, std::uint32_t bound) {
   return begin >= 0 && length > 0 && std::int64_t{begin} + length <= std::int64_t{bound};
 }
@@ -124,7 +125,7 @@ GpStatus Lock(Machine& machine, GpBitmap* bitmap, const platform::GpRect* rectan
   data->PixelFormat = format;
   const platform::BYTE* const first =
       image->pixels + rectangle->Y * image->stride + std::ptrdiff_t{rectangle->X} * 4;
-  data->Scan0 = const_cast<platform::BYTE*>(first);  // as Windows types it, also for reading
+  data->Scan0 = const_cast<platform::BYTE*>(first);  // Windows declares it writable, also for reading
   data->Reserved = 0;
   return kOk;
 }

@@ -20,9 +20,9 @@ using platform::STARTUPINFOW;
 struct FoundProgram {
   std::u16string path;
   Program program;
-  /** What it does instead, for a program of the system. */
+  /** The program of Windows to run instead of `program`, or null. */
   BuiltIn builtIn = nullptr;
-  /** Why it cannot be started although something is there; 0 when it can. */
+  /** Error number if something at the path cannot be started, such as a folder; otherwise 0. */
   DWORD problem = 0;
 };
 
@@ -44,6 +44,7 @@ bool HasExtension(std::u16string_view path) {
   return path.find(u'.', lastName) != path.npos;
 }
 
+/** A program of the machine replaces a built-in one, and a built-in one needs no file on the drive. */
 std::optional<FoundProgram> FindAt(Machine& machine, const std::u16string& path) {
   const bool isThere = machine.drives.Exists(path);
   const auto program = machine.programs.Find(path);
@@ -54,7 +55,7 @@ std::optional<FoundProgram> FindAt(Machine& machine, const std::u16string& path)
   return FoundProgram{path, {}, nullptr, EndsInExe(path) ? 0 : kBadExeFormat};
 }
 
-/** The folders that a bare name is looked for in, in Windows' order. */
+/** The folders in which Windows searches for a bare name, in its order. */
 std::vector<std::u16string> SearchFolders(const Machine& machine) {
   const std::u16string windows = WindowsFolder(machine);
   return {machine.hostPath.substr(0, machine.hostPath.rfind(u'\\')), machine.currentDirectory,
@@ -84,8 +85,9 @@ std::u16string WithoutLeadingBlanks(std::u16string_view text) {
 }
 
 /**
- * The program that a command line begins with; `parameters` receives what follows. Without quotes the name
- * may hold blanks: the shortest beginning that names a program is it.
+ * Finds the program at the beginning of a command line. Without quotes the name may contain blanks: as on
+ * Windows, the shortest beginning that names a program is used.
+ * @param parameters  out: the rest of the line
  */
 std::optional<FoundProgram> FindByCommandLine(Machine& machine, std::u16string_view line,
                                               std::u16string& parameters) {
@@ -98,14 +100,14 @@ std::optional<FoundProgram> FindByCommandLine(Machine& machine, std::u16string_v
     end = std::min(line.find_first_of(u" \t", end + 1), line.size());
     parameters = WithoutLeadingBlanks(line.substr(end));
     auto found = FindProgram(machine, line.substr(0, end));
-    // A folder of that name does not end the search.
+    // Windows skips a folder of that name.
     if (found && found->problem != kAccessDenied) return found;
   }
   return std::nullopt;
 }
 
 DWORD NextProcessId() {
-  // Windows' numbers of processes and threads are multiples of four.
+  // Process and thread numbers are multiples of four, as on Windows.
   static std::atomic<DWORD> next = 0x1000;
   return next.fetch_add(4);
 }
@@ -134,12 +136,12 @@ BOOL Create(Machine& machine, const char16_t* application, const char16_t* comma
   return 1;
 }
 
-/** What the shell answers beside the last error: the old error numbers, and above 32 for success. */
-HANDLE ShellAnswer(DWORD lastError) {
+/** The value of hInstApp: an error number of 16-bit Windows, or a number above 32 for success. */
+HANDLE InstanceNumber(DWORD lastError) {
   constexpr std::uintptr_t kStarted = 42;
-  constexpr std::uintptr_t kNoAssociationAnswer = 31;
+  constexpr std::uintptr_t kNoAssociationNumber = 31;
   if (lastError == 0) return reinterpret_cast<HANDLE>(kStarted);
-  if (lastError == kNoAssociation) return reinterpret_cast<HANDLE>(kNoAssociationAnswer);
+  if (lastError == kNoAssociation) return reinterpret_cast<HANDLE>(kNoAssociationNumber);
   return reinterpret_cast<HANDLE>(std::uintptr_t{lastError == kFileNotFound ? kFileNotFound : kAccessDenied});
 }
 
@@ -218,12 +220,12 @@ BOOL ShellExecuteExW(SHELLEXECUTEINFOW* execute) {
       [&](Arguments& arguments) { simulated::DescribeExecution(arguments, *execute); },
       [&] {
         const DWORD lastError = simulated::Execute(machine, *execute);
-        execute->hInstApp = simulated::ShellAnswer(lastError);
+        execute->hInstApp = simulated::InstanceNumber(lastError);
         return lastError == 0 ? BOOL{1} : simulated::Fail(lastError);
       });
 }
 
-// It cannot fail, so only the journal needs to know of it.
+// Not through Perform, because it cannot fail and must not change the last error.
 DWORD GetLastError() {
   const DWORD lastError = simulated::LastError();
   Machine* const machine = simulated::CurrentMachineOrNull();

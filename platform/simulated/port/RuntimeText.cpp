@@ -19,7 +19,7 @@ constexpr int kOutOfRange = 34;
 
 std::atomic<InvalidParameterHandler> invalidParameterHandler = nullptr;
 
-/** Formats into `buffer`, which holds an empty text where that fails. */
+/** Formats into `buffer`. On failure it contains an empty text. */
 int FormatInto(char* buffer, std::size_t bufferBytes, const char* format, va_list arguments) {
   if (!buffer || bufferBytes == 0 || !format) {
     RaiseInvalidParameter("vsprintf_s");
@@ -54,7 +54,7 @@ bool IsWhiteSpace(char16_t unit) {
          kOthers.find(unit) != kOthers.npos;
 }
 
-/** The value of a decimal digit of any script that the runtime knows, or -1. */
+/** Returns the value of a decimal digit, or -1. Windows' runtime accepts digits of these scripts. */
 int DigitValue(char16_t unit) {
   constexpr char16_t kZeros[] = {0x30,  0x660, 0x6F0, 0x966, 0x9E6, 0xA66,  0xAE6,  0xB66,  0xC66,
                                  0xCE6, 0xD66, 0xE50, 0xED0, 0xF20, 0x1040, 0x17E0, 0x1810, 0xFF10};
@@ -65,10 +65,10 @@ int DigitValue(char16_t unit) {
 }
 
 struct NumberRead {
-  /** The nearest number of 32 bits. */
+  /** The number, limited to 32 bits. */
   long long value = 0;
   bool isOutOfRange = false;
-  /** Behind the last digit; the text's own beginning without digits. */
+  /** Behind the last digit, or the beginning of the text if it has no number. */
   const char16_t* end;
 };
 
@@ -77,6 +77,7 @@ NumberRead ReadNumber(const char16_t* text) {
   while (IsWhiteSpace(*text)) ++text;
   const bool negative = *text == u'-';
   if (*text == u'-' || *text == u'+') ++text;
+  // A long of Windows has 32 bits, also on x64.
   const long long limit = negative ? -static_cast<long long>(INT_MIN) : INT_MAX;
   for (int digit; (digit = DigitValue(*text)) >= 0; number.end = ++text) {
     const long long value = number.value * 10 + digit;
@@ -111,7 +112,8 @@ using simulated::Perform;
 
 int _vscprintf(const char* format, va_list arguments) {
   return Perform(
-      CurrentMachineOrNull(), "_vscprintf", Failure<int>{-1}, [&](Arguments& told) { told.Text(format); },
+      CurrentMachineOrNull(), "_vscprintf", Failure<int>{-1},
+      [&](Arguments& described) { described.Text(format); },
       [&] {
         if (!format) simulated::RaiseInvalidParameter("_vscprintf");
         const auto text = format ? simulated::Format(format, arguments) : std::nullopt;
@@ -122,7 +124,7 @@ int _vscprintf(const char* format, va_list arguments) {
 int vsprintf_s(char* buffer, std::size_t bufferBytes, const char* format, va_list arguments) {
   return Perform(
       CurrentMachineOrNull(), "vsprintf_s", Failure<int>{-1},
-      [&](Arguments& told) { told.Number(static_cast<long long>(bufferBytes)).Text(format); },
+      [&](Arguments& described) { described.Number(static_cast<long long>(bufferBytes)).Text(format); },
       [&] { return simulated::FormatInto(buffer, bufferBytes, format, arguments); });
 }
 
@@ -135,7 +137,7 @@ int _wtoi(const char16_t* text) { return static_cast<int>(simulated::ReadNumber(
 LONG wcstol(const char16_t* text, char16_t** end, int) {
   const simulated::NumberRead number = simulated::ReadNumber(text);
   if (number.isOutOfRange) errno = ERANGE;
-  // The end is handed out writable, as C has it.
+  // C declares the end as writable.
   if (end) *end = const_cast<char16_t*>(number.end);
   return static_cast<LONG>(number.value);
 }

@@ -9,8 +9,8 @@
 #include "simulated/registry/Key.h"
 
 struct IShellItem : simulated::ComObject {
-  IShellItem(simulated::AppsFolderItem namesOfIt, bool isFolderItself)
-      : names(std::move(namesOfIt)), isFolder(isFolderItself) {}
+  IShellItem(simulated::AppsFolderItem itemNames, bool isAppsFolder)
+      : names(std::move(itemNames)), isFolder(isAppsFolder) {}
 
   const simulated::AppsFolderItem names;
   const bool isFolder;
@@ -32,12 +32,13 @@ using platform::HRESULT;
 
 constexpr HRESULT kFalse = 1;
 
+/** COM counts per thread: a second initialisation succeeds with S_FALSE. */
 HRESULT InitialiseThread() {
   thread_local bool isInitialised = false;
   return std::exchange(isInitialised, true) ? kFalse : platform::S_OK;
 }
 
-/** The apps folder is the one place of the shell that this machine knows. */
+/** The apps folder is the only shell folder of this machine. */
 HRESULT Parse(const AppsFolder& folder, std::u16string_view name, const GUID& iid, void** item) {
   if (!folder.isThere || !SameName(name, u"shell:AppsFolder")) return kFileNotFoundResult;
   if (!IsSame(iid, platform::IID_IShellItem)) return kNoInterfaceResult;
@@ -53,7 +54,7 @@ HRESULT Bind(const AppsFolder& folder, const IShellItem& item, const GUID& handl
   return platform::S_OK;
 }
 
-HRESULT TellName(const IShellItem& item, DWORD form, char16_t** name) {
+HRESULT CopyDisplayName(const IShellItem& item, DWORD form, char16_t** name) {
   const bool isParsingName = form == platform::SIGDN_DESKTOPABSOLUTEPARSING;
   if (!isParsingName && form != platform::SIGDN_NORMALDISPLAY) return kInvalidArgumentResult;
   const std::optional<std::u16string>& text = isParsingName ? item.names.id : item.names.name;
@@ -123,7 +124,7 @@ HRESULT IShellItem_GetDisplayName(IShellItem* item, DWORD form, char16_t** name)
   return Perform(
       &CurrentMachine(), "IShellItem_GetDisplayName", kOutOfMemory,
       [&](Arguments& arguments) { arguments.Hex(form); },
-      [&] { return simulated::TellName(*item, form, name); });
+      [&] { return simulated::CopyDisplayName(*item, form, name); });
 }
 
 DWORD IShellItem_Release(IShellItem* item) {

@@ -18,7 +18,7 @@ int Fail(DWORD lastError) {
   return 0;
 }
 
-/** Both conversions are asked in the same way. @return 0 where that is in order, else the reason */
+/** Checks the arguments of both conversions. @return 0 or a Windows error number */
 DWORD CheckRequest(platform::UINT codePage, DWORD flags, const void* text, int length, const void* room,
                    int size) {
   const bool sound = text && length != 0 && length >= -1 && size >= 0 && (room || size == 0) && text != room;
@@ -26,7 +26,7 @@ DWORD CheckRequest(platform::UINT codePage, DWORD flags, const void* text, int l
   return flags == 0 ? 0 : kInvalidFlags;
 }
 
-/** How much of a text there is room for; UTF-8 is never cut inside a character. */
+/** How many units of a text fit. UTF-8 is never cut inside a character. */
 std::size_t Fitting(std::u16string_view text, std::size_t room) { return std::min(text.size(), room); }
 std::size_t Fitting(std::string_view text, std::size_t room) {
   if (room >= text.size()) return text.size();
@@ -34,7 +34,7 @@ std::size_t Fitting(std::string_view text, std::size_t room) {
   return room;
 }
 
-/** Hands a converted text over: its length, as far as there is room, or only asked for. */
+/** Copies a converted text, as far as it fits. A size of 0 only asks for its length. */
 template <typename Unit>
 int Deliver(std::basic_string_view<Unit> converted, Unit* room, int size) {
   if (size == 0) return static_cast<int>(converted.size());
@@ -43,7 +43,7 @@ int Deliver(std::basic_string_view<Unit> converted, Unit* room, int size) {
   return fitting == converted.size() ? static_cast<int>(fitting) : Fail(kInsufficientBuffer);
 }
 
-/** A length of -1 counts the text's NUL in. */
+/** A length of -1 means a null-terminated text, and includes the terminator. */
 template <typename Unit>
 std::basic_string_view<Unit> Whole(const Unit* text, int length) {
   if (length == -1) return {text, std::char_traits<Unit>::length(text) + 1};
@@ -61,7 +61,7 @@ std::u16string Expand(const Environment& environment, std::u16string_view source
       expanded += *value;
       source.remove_prefix(end + 1);
     } else {
-      // The second sign may begin the next name.
+      // An unknown variable stays as written. Its second % may begin the next name.
       expanded += source.substr(0, end);
       source.remove_prefix(end);
     }
@@ -116,7 +116,7 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const char16_t* wide, int wi
   const auto convert = [&] {
     const DWORD problem = simulated::CheckRequest(codePage, flags, wide, wideChars, text, textBytes);
     if (problem != 0) return simulated::Fail(problem);
-    // UTF-8 has a character for everything, so asking for a default one is a mistake to Windows.
+    // UTF-8 can encode all text, so Windows refuses a default character.
     if (defaultChar || usedDefaultChar) return simulated::Fail(simulated::kInvalidParameter);
     const std::string converted = simulated::ToUtf8(simulated::Whole(wide, wideChars));
     return simulated::Deliver(std::string_view(converted), text, textBytes);

@@ -37,7 +37,7 @@ FoldedChanges::KeyChanges& FoldedChanges::Changes(std::u16string_view path) {
 }
 
 void FoldedChanges::OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) {
-  // The keys above come with it, and stay when it goes again.
+  // Creating a key creates its parents, and deleting the key later does not delete them.
   for (std::size_t end = path.find(u'\\'); end != path.npos; end = path.find(u'\\', end + 1))
     Changes(path.substr(0, end)).isThere = true;
   key_ = &Changes(path);

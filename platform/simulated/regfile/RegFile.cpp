@@ -16,27 +16,28 @@ namespace {
 
 using platform::DWORD;
 
+/** Progress is reported once per so many characters, because a report may draw on a terminal. */
 constexpr std::ptrdiff_t kProgressChars = 1 << 20;
-/** Windows' own limit. */
+/** Windows' limit. */
 constexpr std::size_t kMaxValueNameChars = 16383;
 constexpr std::u16string_view kTimeComment = u";LastWriteTime=";
 
 struct Root {
   std::u16string_view name;
-  /** How many levels it stands for: the user's hive lies below HKEY_USERS, classes below Software. */
+  /** Its level in the registry: HKEY_CURRENT_USER is below HKEY_USERS, HKEY_CLASSES_ROOT below Software. */
   std::size_t levels;
 };
 constexpr std::array<Root, 4> kRoots = {
     {{u"HKEY_LOCAL_MACHINE", 1}, {u"HKEY_CURRENT_USER", 2}, {u"HKEY_USERS", 1}, {u"HKEY_CLASSES_ROOT", 3}}};
 
-/** The predefined key that bears the name, or null. */
+/** Returns the predefined key of that name, or null. */
 const Root* FindRoot(std::u16string_view name) {
   const auto* const root =
       std::ranges::find_if(kRoots, [&](const Root& predefined) { return SameName(predefined.name, name); });
   return root == kRoots.end() ? nullptr : root;
 }
 
-/** Takes what is left out. */
+/** Receives what is left out. */
 class NullSink : public RegFileSink {
  public:
   void OpenKey(std::u16string_view, std::optional<std::uint64_t>) override {}
@@ -59,11 +60,11 @@ class Parser {
   void ReadHeader();
   void ReadStatement();
   void ReadKey();
-  void TellProgress();
+  void ReportProgress();
   std::u16string_view TakeBracket();
   std::u16string_view CheckedPath(std::u16string_view written, const char16_t* where);
   std::u16string_view WithoutEmptyParts(std::u16string_view written);
-  bool IsPossible(std::u16string_view path, const char16_t* where);
+  bool IsAllowed(std::u16string_view path, const char16_t* where);
   std::optional<std::uint64_t> TakeTimeComment();
   void ReadValue();
   void LeaveOut(const char16_t* statement, const std::string& what);
@@ -71,15 +72,15 @@ class Parser {
   const RegFileText& text_;
   const std::string& fileName_;
   RegFileSink& sink_;
-  NullSink nowhere_;
-  /** Takes the values of the key: the sink, or nobody. */
+  NullSink nullSink_;
+  /** Receives the values of the present key. */
   RegFileSink* keySink_ = &sink_;
 
   RegFileCursor cursor_{text_.view, fileName_};
   RegFileDataReader data_{cursor_};
   bool hasKey_ = false;
   std::ptrdiff_t nextProgressChars_ = 0;
-  /** The last statement that was left out, and the number of its line. */
+  /** The last statement that was left out, and its line number. */
   const char16_t* leftOut_ = text_.view.data();
   std::size_t leftOutLine_ = 1;
   std::u16string pathRoom_;
@@ -116,7 +117,7 @@ void Parser::ReadStatement() {
 
 void Parser::ReadKey() {
   const char16_t* const start = cursor_.At();
-  TellProgress();
+  ReportProgress();
   std::u16string_view written = TakeBracket();
   const bool isDeleted = written.starts_with(u'-');
   if (isDeleted) written.remove_prefix(1);
@@ -125,21 +126,21 @@ void Parser::ReadKey() {
   if (isDeleted && path.find(u'\\') == path.npos)
     cursor_.Fail(start, "a predefined key cannot be deleted; remove the line");
   const auto lastWriteTime = isDeleted ? std::nullopt : TakeTimeComment();
-  keySink_ = IsPossible(path, start) ? &sink_ : &nowhere_;
+  keySink_ = IsAllowed(path, start) ? &sink_ : &nullSink_;
   if (isDeleted)
     keySink_->DeleteKey(path);
   else
     keySink_->OpenKey(path, lastWriteTime);
 }
 
-void Parser::TellProgress() {
+void Parser::ReportProgress() {
   const std::ptrdiff_t doneChars = cursor_.At() - text_.view.data();
   if (doneChars < nextProgressChars_) return;
   sink_.Progress(static_cast<std::size_t>(static_cast<double>(doneChars) * text_.bytesPerChar));
   nextProgressChars_ = doneChars + kProgressChars;
 }
 
-/** What stands between the brackets. A key's name may hold a ], so the line's last one ends it. */
+/** Takes the text between the brackets. A key's name may contain a ], so the last one of the line ends it. */
 std::u16string_view Parser::TakeBracket() {
   const char16_t* const start = cursor_.At();
   cursor_.SkipLine();
@@ -167,8 +168,8 @@ std::u16string_view Parser::WithoutEmptyParts(std::u16string_view written) {
   return pathRoom_;
 }
 
-/** Told of where not. The path's root is a predefined key. */
-bool Parser::IsPossible(std::u16string_view path, const char16_t* where) {
+/** Reports a path that Windows forbids. REQUIRES: the path begins with a predefined key. */
+bool Parser::IsAllowed(std::u16string_view path, const char16_t* where) {
   std::size_t levels = FindRoot(TakeName(path))->levels;
   std::size_t longest = 0;
   for (auto name = TakeName(path); !name.empty(); name = TakeName(path), ++levels)
@@ -182,7 +183,7 @@ bool Parser::IsPossible(std::u16string_view path, const char16_t* where) {
   return false;
 }
 
-// Only right below the key's line; anywhere else it is a comment like any other.
+// Only in the line below the key. Anywhere else it is an ordinary comment.
 std::optional<std::uint64_t> Parser::TakeTimeComment() {
   const char16_t* const lineEnd = cursor_.At();
   cursor_.Take(u'\r');
@@ -208,14 +209,14 @@ void Parser::ReadValue() {
   if (!cursor_.Take(u'=')) cursor_.Fail(cursor_.At(), "no = after the value's name; write \"name\"=");
   cursor_.SkipSpaces();
   const bool isTooLong = name.size() > kMaxValueNameChars;
-  if (isTooLong && keySink_ != &nowhere_)
+  if (isTooLong && keySink_ != &nullSink_)
     LeaveOut(start, "the name of a value has " + std::to_string(name.size()) + " characters");
-  data_.Read(name, isTooLong ? nowhere_ : *keySink_);
+  data_.Read(name, isTooLong ? nullSink_ : *keySink_);
   cursor_.EndStatement();
 }
 
 void Parser::LeaveOut(const char16_t* statement, const std::string& what) {
-  // There may be many, so that lines are counted on from the last one.
+  // A hostile file may have many of these, so counting continues at the last one.
   leftOutLine_ += LineBehind(std::span(leftOut_, statement)) - 1;
   leftOut_ = statement;
   sink_.LeaveOut(fileName_ + ":" + std::to_string(leftOutLine_) + ": " + what +

@@ -39,7 +39,7 @@ std::optional<std::uint32_t> RegFileCursor::TakeHexNumber() {
   return std::nullopt;
 }
 
-// Most texts have no line end and no escape.
+// The fast path is for texts without escapes and line ends, which most texts are.
 std::u16string_view RegFileCursor::TakeQuoted(std::u16string& room) {
   const char16_t* const start = at_++;
   const char16_t* const begin = at_;
@@ -50,7 +50,7 @@ std::u16string_view RegFileCursor::TakeQuoted(std::u16string& room) {
   return room;
 }
 
-// Windows writes each line feed of a text as CRLF, and so the CRLF of a text as CRCRLF.
+// Windows exports each line feed of a text as CRLF, and therefore a CRLF as CRCRLF.
 void RegFileCursor::Unescape(const char16_t* begin, std::u16string& room) {
   room.assign(begin, at_);
   for (; at_ != end_ && *at_ != u'"'; ++at_) {
@@ -61,7 +61,7 @@ void RegFileCursor::Unescape(const char16_t* begin, std::u16string& room) {
   }
 }
 
-// Line ends and NULs have escapes in what Wine's editor exports.
+// Wine's editor escapes line ends and NULs in its exports. Windows' editor does not.
 char16_t RegFileCursor::Escaped(char16_t unit) const {
   switch (unit) {
     case u'\\':

@@ -1,4 +1,4 @@
-/** A place in the text of a registration file, and how those who read it move on from there. */
+/** A position in the text of a registration file, and the steps of its readers. */
 #pragma once
 
 #include <algorithm>
@@ -11,10 +11,11 @@
 
 namespace simulated {
 
-/** Takes move on over what they answer; where they answer nothing, the place is as before. */
+/** A Take function moves behind what it returns. If it returns nothing, it does not move. */
 class RegFileCursor {
  public:
-  /** Both stay the caller's. @param fileName  stands before the line number in what an error says */
+  /** @param text      borrowed
+   *  @param fileName  borrowed; for error messages */
   RegFileCursor(std::u16string_view text, const std::string& fileName)
       : begin_(text.data()), at_(begin_), end_(begin_ + text.size()), fileName_(fileName) {}
 
@@ -25,7 +26,7 @@ class RegFileCursor {
   const char16_t* At() const { return at_; }
   bool IsAtEnd() const { return at_ == end_; }
   bool IsAt(char16_t unit) const { return at_ != end_ && *at_ == unit; }
-  /** The number of the hexadecimal digit here, or -1 where there is none. */
+  /** Returns the value of the hexadecimal digit here, or -1 if there is none. */
   int HexDigit() const { return at_ == end_ ? -1 : simulated::HexDigit(*at_); }
 
   void GoTo(const char16_t* where) { at_ = where; }
@@ -50,25 +51,25 @@ class RegFileCursor {
     at_ = std::find_if_not(at_, end_, IsDigit);
     return {begin, at_};
   }
-  /** As many hexadecimal digits as there are: a number where these are one to eight. */
+  /** Takes all hexadecimal digits here. @return nothing unless there are one to eight of them */
   std::optional<std::uint32_t> TakeHexNumber();
   /**
-   * A text in quotes, which goes on over line ends. The first quote is here.
-   * @param room  holds a text with escapes; any other is handed on where it lies
-   * @throws MachineError where it does not end
+   * Takes a text in quotes, which may contain line ends. REQUIRES: the first quote is here.
+   * @param room  stores the result if the text has escapes. Otherwise the result points into the file's text.
+   * @throws MachineError if the closing quote is missing
    */
   std::u16string_view TakeQuoted(std::u16string& room);
 
-  /** Nothing but blanks is left of the line; they are skipped. */
+  /** Skips blanks. @return whether the line ends here */
   bool IsAtLineEnd() {
     SkipSpaces();
     return at_ == end_ || IsLineEnd(*at_);
   }
-  /** Skips what is left of the line. @throws MachineError where that is more than a comment */
+  /** Skips the rest of the line. @throws MachineError if that is more than a comment */
   void EndStatement();
   /**
-   * Where something else than `wanted` follows a text in quotes that goes over a line end, it is the text
-   * that was not ended, and its quote was another text's.
+   * Detects a missing closing quote. If a text in quotes contains a line end, and `wanted` does not follow
+   * it, then the quote that ended it was the opening quote of another text.
    */
   void ExpectTextEnded(const char16_t* start, char16_t wanted) const;
 

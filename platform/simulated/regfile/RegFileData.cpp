@@ -21,7 +21,7 @@ void RegFileDataReader::ReadText(std::u16string_view name, RegFileSink& sink) {
   cursor_.SkipSpaces();
   cursor_.ExpectTextEnded(start, u';');
   if (value.data() != text_.data()) text_.assign(value);
-  // The string's own final NUL is the stored one.
+  // The null terminator of the string is stored with it.
   const auto* const data = reinterpret_cast<const std::uint8_t*>(text_.c_str());
   sink.SetValue(name, platform::REG_SZ, {data, (text_.size() + 1) * sizeof(char16_t)});
 }
@@ -76,7 +76,7 @@ void RegFileDataReader::ReadHexBytes() {
   }
 }
 
-// Windows takes empty lines and comments between the lines of one value.
+// Windows allows empty lines and comments between the lines of one value.
 void RegFileDataReader::ContinueLine() {
   const char16_t* const start = cursor_.At();
   cursor_.EndStatement();

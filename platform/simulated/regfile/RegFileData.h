@@ -1,4 +1,4 @@
-/** The data of a value in a registration file: what stands behind its =. */
+/** Reads the data of a value in a registration file, behind the = sign. */
 #pragma once
 
 #include <cstdint>
@@ -13,15 +13,15 @@ namespace simulated {
 
 class RegFileDataReader {
  public:
-  /** @param cursor  stays the caller's */
+  /** @param cursor  borrowed */
   explicit RegFileDataReader(RegFileCursor& cursor) : cursor_(cursor) {}
 
-  /** From now on the bytes of hex(1), hex(2) and hex(7) are narrow text, as REGEDIT4 has them. */
+  /** From now on the bytes of hex(1), hex(2) and hex(7) are narrow text, as in REGEDIT4 files. */
   void WidenText() { widensText_ = true; }
 
   /**
-   * Tells the sink what the data make of the value of that name.
-   * @throws MachineError where they are none; the sink has then been told nothing
+   * Reads the data here and sets or deletes the value of that name in the sink.
+   * @throws MachineError for invalid data, before any call of the sink
    */
   void Read(std::u16string_view name, RegFileSink& sink);
 

@@ -1,4 +1,5 @@
-/** What a registration file says, one statement after the other: told by its reader, taken by its writer. */
+/** The statements of a registration file: the reader calls these functions, and the writer implements them.
+ */
 #pragma once
 
 #include <cstdint>
@@ -11,26 +12,26 @@
 
 namespace simulated {
 
-/** Told what a file says, in the file's order. Views are good during the call. */
+/** Receives the statements of a file in their order. Views are valid during the call. */
 class RegFileSink {
  public:
   virtual ~RegFileSink() = default;
   /**
-   * [path]: the values that follow belong to this key.
-   * @param path           whole, under the long name of a predefined key, no part empty, and as Windows
-   *                       allows it
-   * @param lastWriteTime  empty where the file does not say
+   * [path]: the following values belong to this key.
+   * @param path           whole, with the long name of a predefined key, without empty parts, and within
+   *                       Windows' limits
+   * @param lastWriteTime  empty if the file does not contain it
    */
   virtual void OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) = 0;
-  /** [-path]: the key and all below it go; no value follows. */
+  /** [-path]: deletes the key and all keys below it. No value follows. */
   virtual void DeleteKey(std::u16string_view path) = 0;
   /** @param name empty for the unnamed value */
   virtual void SetValue(std::u16string_view name, platform::DWORD type,
                         std::span<const std::uint8_t> bytes) = 0;
   virtual void DeleteValue(std::u16string_view name) = 0;
-  /** One line on a key or value that Windows cannot hold: nothing else is told of it. */
+  /** Receives a warning about a key or value that Windows cannot store, instead of its statement. */
   virtual void LeaveOut(const std::string& line) { static_cast<void>(line); }
-  /** So many of the file's bytes are read: called now and then. */
+  /** Reports from time to time how many bytes of the file are read. */
   virtual void Progress(std::size_t doneBytes) { static_cast<void>(doneBytes); }
 };
 

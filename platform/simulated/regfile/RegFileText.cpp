@@ -25,8 +25,7 @@ void DecodeUtf16(Bytes bytes, const std::string& fileName, RegFileText& text) {
     throw MachineError(fileName + ":1: the UTF-16 file ends in half a character; export it again");
   const std::size_t chars = bytes.size() / 2;
   text.bytesPerChar = 2;
-  // A large export is read where it lies. Its bytes are an array of unsigned char, which may hold UTF-16
-  // units.
+  // A large export is not copied. Its bytes are an array of unsigned char, which may contain UTF-16 units.
   const bool inPlace = std::endian::native == std::endian::little &&
                        reinterpret_cast<std::uintptr_t>(bytes.data()) % alignof(char16_t) == 0;
   if (inPlace) {

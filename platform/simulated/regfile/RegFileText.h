@@ -1,4 +1,4 @@
-/** The characters of a registration file, whatever its encoding. */
+/** Decodes registration files of any supported encoding. */
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace simulated {
 
-/** A file's text, its byte order mark left out. `view` points into `decoded` or into the file's bytes. */
+/** The text of a file without its byte order mark. `view` points into `decoded` or into the file's bytes. */
 struct RegFileText {
   RegFileText() = default;
   RegFileText(const RegFileText&) = delete;
@@ -16,11 +16,11 @@ struct RegFileText {
 
   std::u16string decoded;
   std::u16string_view view;
-  /** Bytes of the file for each character of the view, for telling progress. */
+  /** Bytes of the file per character of the view, to report progress. */
   double bytesPerChar = 1;
 };
 
-/** @throws MachineError "file:line: ..." where the bytes are no text */
+/** @throws MachineError "file:line: ..." if the bytes are not valid in their encoding */
 void DecodeRegFile(std::span<const std::uint8_t> bytes, const std::string& fileName, RegFileText& text);
 
 }  // namespace simulated

@@ -13,12 +13,13 @@ namespace {
 using platform::DWORD;
 using ByteSpan = std::span<const std::uint8_t>;
 
-static_assert(std::endian::native == std::endian::little, "the file is written as it stands in memory");
+static_assert(std::endian::native == std::endian::little, "the text in memory is the file");
 
-// As Windows breaks its lines: before the column where the next byte and a backslash would pass it.
+// Windows' editor breaks a line before the byte that, with its comma and a backslash, would pass this column.
 constexpr std::size_t kLineChars = 77;
 
-/** Whether the bytes are whole characters, end in their only NUL, and have no line end to be mangled. */
+/** Whether the bytes are whole characters, with one NUL at the end, and without control characters, which
+ * editors may change. */
 bool IsPlainText(ByteSpan bytes, std::u16string& text) {
   if (bytes.size() < 2 || bytes.size() % 2 != 0) return false;
   text.resize(bytes.size() / 2);

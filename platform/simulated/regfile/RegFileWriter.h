@@ -1,8 +1,9 @@
 /**
- * Writes registration files as Windows exports them: UTF-16LE with a byte order mark, CRLF, and each key's
- * last write time as the comment that the reader knows. What is written is read back exactly, byte for byte.
+ * Writes registration files as Windows exports them: UTF-16LE with a byte order mark and CRLF. The last write
+ * time of a key becomes the comment that RegFile.h describes. The reader gets back exactly the same values,
+ * byte for byte.
  *
- * A writer is itself a sink, so that what one file says can be written into another.
+ * A writer is a sink, so that the statements of one file can be written into another.
  */
 #pragma once
 
@@ -16,14 +17,14 @@ class RegFileWriter : public RegFileSink {
  public:
   RegFileWriter();
 
-  /** @throws std::length_error where the path holds a line end, which no registration file can express */
+  /** @throws std::length_error for a path with a line end, which a registration file cannot contain */
   void OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) override;
-  /** As OpenKey. */
+  /** @throws std::length_error as OpenKey */
   void DeleteKey(std::u16string_view path) override;
   void SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes) override;
   void DeleteValue(std::u16string_view name) override;
 
-  /** The whole file so far. The span is good until the next call. */
+  /** Returns the file so far. Borrowed: valid until the next call. */
   std::span<const std::uint8_t> Bytes() const;
 
  private:

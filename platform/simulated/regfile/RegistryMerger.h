@@ -1,4 +1,4 @@
-/** Puts what a registration file says into a registry; what is made there is not kept on disk. */
+/** Merges a registration file into a registry, in memory only. */
 #pragma once
 
 #include "simulated/regfile/RegFileSink.h"
@@ -8,7 +8,7 @@ namespace simulated {
 
 class RegistryMerger : public RegFileSink {
  public:
-  /** @param registry  stays the caller's */
+  /** @param registry  borrowed */
   explicit RegistryMerger(RegistryTree& registry) : registry_(registry) {}
   void OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) override;
   void DeleteKey(std::u16string_view path) override;

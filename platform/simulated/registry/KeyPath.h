@@ -1,4 +1,4 @@
-/** Paths of keys: names with backslashes between them. */
+/** Paths of keys: names separated by backslashes. */
 #pragma once
 
 #include <string_view>
@@ -8,8 +8,8 @@
 namespace simulated {
 
 /**
- * Takes the first name off a path. Backslashes without a name between them count as one, as they do to
- * Windows. @return empty at the path's end
+ * Takes the first name off a path. Several backslashes in a row count as one, as on Windows.
+ * @return empty at the end of the path
  */
 inline std::u16string_view TakeName(std::u16string_view& path) {
   while (!path.empty() && path.front() == u'\\') path.remove_prefix(1);
@@ -18,7 +18,7 @@ inline std::u16string_view TakeName(std::u16string_view& path) {
   return name;
 }
 
-/** The key that stands there below `start`, or null. */
+/** Returns the key at `path` below `start`, or null. */
 inline Key* FindBelow(Key& start, std::u16string_view path) {
   Key* key = &start;
   for (auto name = TakeName(path); key && !name.empty(); name = TakeName(path)) key = key->FindSubKey(name);

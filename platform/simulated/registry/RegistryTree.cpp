@@ -8,6 +8,7 @@
 namespace simulated {
 namespace {
 
+/** An arbitrary SID of an ordinary user, for machines that name none. */
 constexpr std::u16string_view kDefaultUser = u"S-1-5-21-1000000001-1000000002-1000000003-1001";
 
 using Guard = std::lock_guard<std::recursive_mutex>;
@@ -73,7 +74,7 @@ void RegistryTree::Deny(std::u16string_view path, platform::DWORD rights) {
 bool RegistryTree::RemoveKey(std::u16string_view path) {
   const Guard guard(lock_);
   Key* key = Find(path);
-  // Predefined keys stay: they are what everything else stands below.
+  // Predefined keys cannot be deleted.
   if (!key || !key->Parent() || key->Parent() == &root_) return false;
   return key->Parent()->RemoveSubKey(std::u16string(key->Name()));
 }
@@ -97,7 +98,8 @@ Key* RegistryTree::Find(Key& start, std::u16string_view path, View view) {
 }
 
 Key* RegistryTree::Predefined(platform::HKEY handle) {
-  // Compared by their low half: 32-bit programs' own values of these keys are taken as well.
+  // Only the low half counts, because Windows defines these values as sign-extended 32-bit numbers and
+  // accepts them without the sign extension too.
   const auto number = static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(handle));
   if (number < 0x80000000) return nullptr;
   const Guard guard(lock_);
@@ -143,14 +145,14 @@ void RegistryTree::EndWatches(platform::HKEY handle) {
   root_.TreeWatches().HandleClosed(handle);
 }
 
-void RegistryTree::RemoveStandIn() {
+void RegistryTree::RemoveEmptyUserHive() {
   Key* hive = user_.empty() ? nullptr : users_->FindSubKey(user_);
   if (hive && hive->SubKeyCount() == 0 && hive->ValueCount() == 0) users_->RemoveSubKey(user_);
 }
 
 void RegistryTree::ListAsMade() {
   const Guard guard(lock_);
-  RemoveStandIn();
+  RemoveEmptyUserHive();
   listsAsMade_ = true;
   root_.ListAsMade();
 }
@@ -162,7 +164,7 @@ void RegistryTree::HaveOneView() {
 
 void RegistryTree::SetUser(std::u16string_view sid) {
   const Guard guard(lock_);
-  RemoveStandIn();
+  RemoveEmptyUserHive();
   user_ = sid;
   if (!listsAsMade_) users_->CreateSubKey(user_);
 }
