@@ -2,15 +2,16 @@
 # parts by where it stands itself, so the tree can be moved as a whole.
 set(package lib/cmake/KestrelbayGeneral)
 
-install(FILES include/KestrelbayGeneralSDK.h DESTINATION include)
-install(TARGETS KestrelbayGeneral
+install(FILES include/KestrelbayGeneral.hpp include/KestrelbayGeneralSDK.h include/KestrelbayGuard.h DESTINATION include)
+install(TARGETS KestrelbayGeneral KestrelbayGuard
   RUNTIME DESTINATION bin
   LIBRARY DESTINATION lib
   ARCHIVE DESTINATION lib)
+set(KESTRELBAY_LIBRARY -lKestrelbayGeneral)
 if(WIN32)
-  # Other compilers make an import library of their own from the list of exports.
-  install(FILES src/exports/KestrelbayGeneralSDK.def DESTINATION lib RENAME KestrelbayGeneral.def)
-  install(TARGETS log RUNTIME DESTINATION bin)
+  # By its file name, because -static makes the linker pass over import libraries.
+  set(KESTRELBAY_LIBRARY -l:libKestrelbayGeneral.dll.a)
+  install(TARGETS log RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
 else()
   install(TARGETS kestrelbay_machine LIBRARY DESTINATION lib)
   set_target_properties(KestrelbayGeneral PROPERTIES INSTALL_RPATH "$ORIGIN")
