@@ -147,6 +147,17 @@ TEST_F(Events, ANameWithABackslashIsRefused) {
   EXPECT_EQ(kPathNotFound, GetLastError());
 }
 
+TEST_F(Events, ANameThatAMutexBearsIsRefused) {
+  tests::TestMachine machine;
+  const HANDLE mutex = machine.MakeMutex(u"KestrelbayContract");
+  EXPECT_EQ(nullptr, CreateEventW(nullptr, 1, 0, u"KestrelbayContract"));
+  EXPECT_EQ(kInvalidHandle, GetLastError());
+  EXPECT_EQ(nullptr, CreateEventW(nullptr, 1, 0, u"Local\\KestrelbayContract"));
+  EXPECT_NE(0, CloseHandle(mutex));
+  Make(true, false, u"KestrelbayContract");
+  EXPECT_EQ(0u, GetLastError());
+}
+
 TEST_F(Events, ANameMayBeginWithTheSessionsOrTheMachinesPrefix) {
   for (const char16_t* name : {u"Local\\KestrelbayOfSession", u"Global\\KestrelbayOfMachine"}) {
     Make(true, true, name);

@@ -90,6 +90,9 @@ class TestMachine {
   /** Sets an environment variable of this process. */
   void SetVariable(std::u16string_view name, std::u16string_view value);
 
+  /** Makes a mutex of that name. @return its handle, which the caller closes with CloseHandle */
+  platform::HANDLE MakeMutex(const std::u16string& name);
+
   /** An empty folder of the test's own: a whole path without a trailing backslash. */
   std::u16string Folder();
   /** Makes a file at a whole path, with the folders above it; one that is there is replaced. */
@@ -126,6 +129,19 @@ class TestMachine {
   void Take(const ProgramStep& step);
 
   std::unique_ptr<Signals> signals;
+  std::unique_ptr<State> state;
+};
+
+/** Answers each message that the shell shows a person, as long as it lives. */
+class MessageCloser {
+ public:
+  MessageCloser();
+  ~MessageCloser();
+  MessageCloser(const MessageCloser&) = delete;
+  MessageCloser& operator=(const MessageCloser&) = delete;
+
+ private:
+  struct State;
   std::unique_ptr<State> state;
 };
 

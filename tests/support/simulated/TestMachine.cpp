@@ -156,6 +156,14 @@ void TestMachine::SetVariable(std::u16string_view name, std::u16string_view valu
   state->machine.environment.Set(name, value);
 }
 
+platform::HANDLE TestMachine::MakeMutex(const std::u16string& name) {
+  bool made = false;
+  const auto mutex =
+      simulated::Handles::Shared().OpenEvent({.kind = simulated::Waitable::Kind::Mutex, .name = name}, made);
+  if (!mutex) throw std::runtime_error("no mutex");
+  return mutex;
+}
+
 std::u16string TestMachine::Folder() {
   const auto number = std::to_string(++state->folders);
   const auto path = u"C:\\Temp\\Test " + std::u16string(number.begin(), number.end());
@@ -237,6 +245,11 @@ std::vector<LogRecord> TestMachine::LogRecords() {
 }
 
 void TestMachine::IgnoreInvalidParameters() { simulated::SetInvalidParameterHandler(nullptr); }
+
+// A simulated shell shows nothing.
+struct MessageCloser::State {};
+MessageCloser::MessageCloser() = default;
+MessageCloser::~MessageCloser() = default;
 
 platform::DWORD ExitCodeOf(platform::HANDLE process) {
   return simulated::Handles::Shared().Find(process)->exitCode;

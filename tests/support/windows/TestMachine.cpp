@@ -185,6 +185,12 @@ void TestMachine::SetVariable(std::u16string_view name, std::u16string_view valu
   state->variables.push_back(std::make_unique<EarlierVariable>(name, value));
 }
 
+platform::HANDLE TestMachine::MakeMutex(const std::u16string& name) {
+  const HANDLE mutex = CreateMutexW(nullptr, FALSE, Wide(name));
+  if (!mutex) throw std::runtime_error("no mutex");
+  return mutex;
+}
+
 std::u16string TestMachine::Folder() {
   const auto folder = NewFolder();
   state->madePaths.push_back(folder);
