@@ -30,10 +30,12 @@ class Processes : public testing::Test {
                           nullptr, &startup, &information);
   }
 
-  BOOL Execute(const std::u16string& file, const char16_t* parameters, DWORD mask = SEE_MASK_NOCLOSEPROCESS) {
+  /** Starts through the shell as the library does, which does not keep the shell from showing a message. */
+  BOOL Execute(const std::u16string& file, const char16_t* parameters) {
+    const tests::MessageCloser closer;
     execute = {};
     execute.cbSize = sizeof execute;
-    execute.fMask = mask | kNoMessages;
+    execute.fMask = SEE_MASK_NOCLOSEPROCESS;
     execute.lpVerb = u"runas";
     execute.lpFile = file.c_str();
     execute.lpParameters = parameters;
@@ -46,9 +48,6 @@ class Processes : public testing::Test {
     EXPECT_EQ(0u, WaitForMultipleObjects(1, &process, 0, kOneMinute));
     EXPECT_NE(0, CloseHandle(process));
   }
-
-  // A shell that cannot start a program must not ask a person about it.
-  static constexpr DWORD kNoMessages = 0x400;
 
   tests::TestMachine machine;
   std::u16string program = machine.Folder() + u"\\Program.exe";
@@ -101,6 +100,52 @@ TEST_F(Processes, TheShellDoesNotFindAMissingProgram) {
   EXPECT_EQ(0, Execute(program, u""));
   EXPECT_EQ(kFileNotFound, GetLastError());
   EXPECT_EQ(nullptr, execute.hProcess);
+}
+
+TEST_F(Processes, TheShellFindsABareNameOnThePath) {
+  const std::u16string folder = machine.Folder();
+  machine.MakeProgram(folder + u"\\KestrelbayOnPath.exe");
+  machine.SetVariable(u"PATH", u"C:\\;\"" + machine.Folder() + u"\";" + folder);
+  ASSERT_NE(0, Execute(u"KestrelbayOnPath", u""));
+  ExpectToEnd(execute.hProcess);
+  EXPECT_TRUE(machine.ProgramRan(folder + u"\\KestrelbayOnPath.exe"));
+  ASSERT_NE(0, Start(u"KestrelbayOnPath.exe -a"));
+  ExpectToEnd(information.hProcess);
+  CloseHandle(information.hThread);
+}
+
+TEST_F(Processes, TheShellFindsARegisteredNameAndCreationDoesNot) {
+  machine.MakeProgram(program);
+  machine.SetText(
+      u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\CurrentVersion\\App Paths\\KestrelbayName.exe", u"",
+      program);
+  ASSERT_NE(0, Execute(u"KestrelbayName.exe", u""));
+  ExpectToEnd(execute.hProcess);
+  EXPECT_TRUE(machine.ProgramRan(program));
+  EXPECT_EQ(0, Start(u"KestrelbayName.exe"));
+  EXPECT_EQ(kFileNotFound, GetLastError());
+}
+
+TEST_F(Processes, TheShellElevatesABatchFile) {
+  for (const char16_t* name : {u"\\Un install.cmd", u"\\Remove.bat"}) {
+    const std::u16string file = machine.Folder() + name;
+    machine.MakeFile(file, "@exit /b 0\r\n");
+    ASSERT_NE(0, Execute(file, u"now"));
+    ExpectToEnd(execute.hProcess);
+  }
+}
+
+TEST_F(Processes, TheShellExpandsNoVariableInAName) {
+  machine.MakeProgram(program);
+  machine.SetVariable(u"KestrelbayFolder", program.substr(0, program.rfind(u'\\')));
+  EXPECT_EQ(tests::RunsOnWine(), Execute(u"%KestrelbayFolder%\\Program.exe", u"") != 0);
+  if (execute.hProcess) ExpectToEnd(execute.hProcess);
+}
+
+TEST_F(Processes, TheShellTakesNoParametersFromAName) {
+  machine.MakeProgram(program);
+  EXPECT_EQ(0, Execute(u"\"" + program + u"\" -a", u""));
+  EXPECT_EQ(kFileNotFound, GetLastError());
 }
 
 TEST_F(Processes, TheShellStartsNoFileThatIsNoProgram) {

@@ -1,6 +1,8 @@
 #include "platform/Processes.h"
 
+#include <algorithm>
 #include <atomic>
+#include <cstring>
 
 #include "platform/Constants.h"
 #include "simulated/machine/BuiltInPrograms.h"
@@ -26,15 +28,22 @@ struct FoundProgram {
   DWORD problem = 0;
 };
 
+/** CreateProcess and the shell look for a bare name in different places. */
+enum class Seeker { Creation, Shell };
+
+constexpr std::u16string_view kProgramExtensions[] = {u".exe", u".com", u".bat", u".cmd"};
+constexpr char16_t kAppPaths[] = u"\\Software\\Microsoft\\Windows\\CurrentVersion\\App Paths\\";
+
 BOOL Fail(DWORD lastError) {
   SetLastError(lastError);
   return 0;
 }
 
-bool EndsInExe(std::u16string_view path) {
-  constexpr std::u16string_view kExtension = u".exe";
-  return path.size() > kExtension.size() &&
-         SameName(path.substr(path.size() - kExtension.size()), kExtension);
+/** Whether Windows runs files of that name; it hands batch files to their interpreter. */
+bool EndsLikeAProgram(std::u16string_view path) {
+  return std::ranges::any_of(kProgramExtensions, [path](std::u16string_view extension) {
+    return path.size() > extension.size() && SameName(path.substr(path.size() - extension.size()), extension);
+  });
 }
 
 bool IsBareName(std::u16string_view name) { return name.find_first_of(u"\\/:") == name.npos; }
@@ -52,31 +61,59 @@ std::optional<FoundProgram> FindAt(Machine& machine, const std::u16string& path)
   if (const BuiltIn builtIn = FindBuiltIn(machine, path)) return FoundProgram{path, {}, builtIn};
   if (!isThere) return std::nullopt;
   if (machine.drives.IsFolder(path)) return FoundProgram{path, {}, nullptr, kAccessDenied};
-  return FoundProgram{path, {}, nullptr, EndsInExe(path) ? 0 : kBadExeFormat};
+  return FoundProgram{path, {}, nullptr, EndsLikeAProgram(path) ? 0 : kBadExeFormat};
+}
+
+std::u16string WithoutQuotes(std::u16string_view file) {
+  const bool quoted = file.size() >= 2 && file.front() == u'"' && file.back() == u'"';
+  return std::u16string(quoted ? file.substr(1, file.size() - 2) : file);
 }
 
 /** The folders in which Windows searches for a bare name, in its order. */
-std::vector<std::u16string> SearchFolders(const Machine& machine) {
+std::vector<std::u16string> SearchFolders(const Machine& machine, Seeker seeker) {
   const std::u16string windows = WindowsFolder(machine);
-  return {machine.hostPath.substr(0, machine.hostPath.rfind(u'\\')), machine.currentDirectory,
-          windows + u"\\System32", windows};
+  std::vector<std::u16string> folders = {machine.currentDirectory, windows, windows + u"\\System32"};
+  if (seeker == Seeker::Creation) {
+    std::swap(folders[1], folders[2]);
+    folders.insert(folders.begin(), machine.hostPath.substr(0, machine.hostPath.rfind(u'\\')));
+  }
+  std::u16string path = machine.environment.Find(u"Path").value_or(u"") + u';';
+  for (std::size_t end; (end = path.find(u';')) != path.npos; path.erase(0, end + 1)) {
+    if (end != 0) folders.push_back(WithoutQuotes(path.substr(0, end)));
+  }
+  return folders;
 }
 
-std::optional<FoundProgram> FindNamed(Machine& machine, const std::u16string& name) {
+/** The path that is registered for a program's name, for the user or for the machine; empty without one. */
+std::u16string AppPath(Machine& machine, const std::u16string& name) {
+  const std::lock_guard guard(machine.registry.Lock());
+  for (const char16_t* root : {u"HKEY_CURRENT_USER", u"HKEY_LOCAL_MACHINE"}) {
+    Key* const key = machine.registry.Find(std::u16string(root) + kAppPaths + name);
+    ValueView value;
+    if (!key || !key->FindValue(u"", value)) continue;
+    std::u16string path(value.bytes.size() / sizeof(char16_t), u'\0');
+    std::memcpy(path.data(), value.bytes.data(), path.size() * sizeof(char16_t));
+    return path.substr(0, path.find(u'\0'));
+  }
+  return {};
+}
+
+std::optional<FoundProgram> FindNamed(Machine& machine, const std::u16string& name, Seeker seeker) {
   if (name.empty()) return std::nullopt;
   if (!IsBareName(name)) return FindAt(machine, WholePath(machine, name));
   if (auto program = machine.programs.Find(name)) return FoundProgram{name, *program};
-  for (const std::u16string& folder : SearchFolders(machine)) {
+  for (const std::u16string& folder : SearchFolders(machine, seeker)) {
     if (auto found = FindAt(machine, folder + u'\\' + name)) return found;
   }
-  return std::nullopt;
+  const std::u16string appPath = seeker == Seeker::Shell ? AppPath(machine, name) : std::u16string();
+  return appPath.empty() ? std::nullopt : FindAt(machine, appPath);
 }
 
-std::optional<FoundProgram> FindProgram(Machine& machine, std::u16string_view name) {
+std::optional<FoundProgram> FindProgram(Machine& machine, std::u16string_view name, Seeker seeker) {
   const std::u16string given(name);
-  if (HasExtension(given)) return FindNamed(machine, given);
-  if (auto found = FindNamed(machine, given + u".exe")) return found;
-  return FindNamed(machine, given);
+  if (HasExtension(given)) return FindNamed(machine, given, seeker);
+  if (auto found = FindNamed(machine, given + u".exe", seeker)) return found;
+  return FindNamed(machine, given, seeker);
 }
 
 std::u16string WithoutLeadingBlanks(std::u16string_view text) {
@@ -94,12 +131,12 @@ std::optional<FoundProgram> FindByCommandLine(Machine& machine, std::u16string_v
   if (line.starts_with(u'"')) {
     const auto end = std::min(line.find(u'"', 1), line.size());
     parameters = WithoutLeadingBlanks(line.substr(std::min(end + 1, line.size())));
-    return FindProgram(machine, line.substr(1, end - 1));
+    return FindProgram(machine, line.substr(1, end - 1), Seeker::Creation);
   }
   for (std::size_t end = 0; end < line.size();) {
     end = std::min(line.find_first_of(u" \t", end + 1), line.size());
     parameters = WithoutLeadingBlanks(line.substr(end));
-    auto found = FindProgram(machine, line.substr(0, end));
+    auto found = FindProgram(machine, line.substr(0, end), Seeker::Creation);
     // Windows skips a folder of that name.
     if (found && found->problem != kAccessDenied) return found;
   }
@@ -125,8 +162,8 @@ BOOL Create(Machine& machine, const char16_t* application, const char16_t* comma
             PROCESS_INFORMATION* information) {
   if (!application && !commandLine) return Fail(kInvalidParameter);
   std::u16string parameters;
-  const auto found =
-      application ? FindNamed(machine, application) : FindByCommandLine(machine, commandLine, parameters);
+  const auto found = application ? FindNamed(machine, application, Seeker::Creation)
+                                 : FindByCommandLine(machine, commandLine, parameters);
   if (!found) return Fail(kFileNotFound);
   if (found->problem != 0) return Fail(found->problem);
   if (application && commandLine) parameters = commandLine;
@@ -145,14 +182,10 @@ HANDLE InstanceNumber(DWORD lastError) {
   return reinterpret_cast<HANDLE>(std::uintptr_t{lastError == kFileNotFound ? kFileNotFound : kAccessDenied});
 }
 
-std::u16string WithoutQuotes(std::u16string_view file) {
-  const bool quoted = file.size() >= 2 && file.front() == u'"' && file.back() == u'"';
-  return std::u16string(quoted ? file.substr(1, file.size() - 2) : file);
-}
-
 DWORD Execute(Machine& machine, SHELLEXECUTEINFOW& execute) {
   if (execute.cbSize != sizeof execute) return kInvalidParameter;
-  const auto found = FindProgram(machine, WithoutQuotes(execute.lpFile ? execute.lpFile : u""));
+  const auto found =
+      FindProgram(machine, WithoutQuotes(execute.lpFile ? execute.lpFile : u""), Seeker::Shell);
   if (!found) return kFileNotFound;
   if (found->problem != 0) return found->problem == kBadExeFormat ? kNoAssociation : found->problem;
   const bool elevated = execute.lpVerb && SameName(execute.lpVerb, u"runas");
