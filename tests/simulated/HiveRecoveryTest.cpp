@@ -65,6 +65,7 @@ class History {
  private:
   void Change(std::uint32_t sequence) {
     std::string bins = states.back();
+    const std::size_t sectors = bins.size() / kSector;
     Pages pages;
     if (random_() % 4 == 0) {
       // The hive grows by a new bin, which is logged as a whole.
@@ -72,7 +73,7 @@ class History {
       bins.resize(bins.size() + kPage);
     }
     for (std::size_t i = 1 + random_() % 3; i > 0; --i)
-      pages[static_cast<std::uint32_t>(random_() % (bins.size() / kSector) * kSector)] = Noise(kSector);
+      pages[static_cast<std::uint32_t>(random_() % sectors * kSector)] = Noise(kSector);
     for (const auto& [offset, bytes] : pages) bins.replace(offset, bytes.size(), bytes);
     entries.push_back(MakeEntry(sequence, static_cast<std::uint32_t>(bins.size()), pages));
     states.push_back(bins);
@@ -98,13 +99,13 @@ void ExpectState(const HiveRecovery& recovery, const History& history, std::size
                  std::size_t entries) {
   EXPECT_EQ(recovery.entries, entries);
   ASSERT_FALSE(recovery.image.empty());
-  EXPECT_EQ(BinsOf(recovery, history.states[done].size()), history.states[done]);
+  EXPECT_TRUE(BinsOf(recovery, history.states[done].size()) == history.states[done]);
   EXPECT_TRUE(HasHiveHeader(recovery.image));
   EXPECT_EQ(Read32(recovery.image, 4), Read32(recovery.image, 8));
   EXPECT_EQ(Read32(recovery.image, 40), history.states[done].size());
 }
 
-constexpr unsigned kSets = 300;
+constexpr unsigned kSets = 100;
 
 TEST(HiveRecovery, AppliesAllEntriesOfBothLogsInEitherOrder) {
   for (unsigned seed = 0; seed < kSets; ++seed) {
@@ -273,7 +274,7 @@ class SectorLogTest : public testing::Test {
 TEST_F(SectorLogTest, DirtySectorsAreApplied) {
   const HiveRecovery recovery = Recover(history.Primary(0), {Log()});
   EXPECT_EQ(recovery.entries, 1U);
-  EXPECT_EQ(BinsOf(recovery, after.size()), after);
+  EXPECT_TRUE(BinsOf(recovery, after.size()) == after);
   EXPECT_TRUE(HasHiveHeader(recovery.image));
 }
 
@@ -292,7 +293,7 @@ TEST_F(SectorLogTest, TornHeaderIsRebuilt) {
   fields.time = Read64(BytesOf(history.states[0]), 20);
   std::string primary = history.Primary(0);
   primary[9] ^= 1;
-  EXPECT_EQ(BinsOf(Recover(primary, {Log()}), after.size()), after);
+  EXPECT_TRUE(BinsOf(Recover(primary, {Log()}), after.size()) == after);
 }
 
 }  // namespace
