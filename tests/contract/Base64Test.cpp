@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <string>
 
+#include "LastErrors.h"
 #include "TestMachine.h"
 #include "platform/Constants.h"
 #include "platform/Processes.h"
@@ -13,9 +14,6 @@ namespace platform {
 namespace {
 
 using namespace std::string_literals;
-
-constexpr DWORD kInvalidData = 13;
-constexpr DWORD kMoreData = 234;
 
 /** Of 48 bytes from 0 on. */
 const std::string kFullLine = "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8gISIjJCUmJygpKissLS4v";
@@ -27,15 +25,15 @@ std::string CountedBytes(std::size_t count) {
   return bytes;
 }
 
-const BYTE* Bytes(const std::string& bytes) { return reinterpret_cast<const BYTE*>(bytes.data()); }
+const BYTE* AsBytes(const std::string& bytes) { return reinterpret_cast<const BYTE*>(bytes.data()); }
 
 std::string Write(const std::string& bytes, DWORD flags = CRYPT_STRING_BASE64) {
   const auto byteCount = static_cast<DWORD>(bytes.size());
   DWORD chars = 0;
-  EXPECT_NE(0, CryptBinaryToStringA(Bytes(bytes), byteCount, flags, nullptr, &chars));
+  EXPECT_NE(0, CryptBinaryToStringA(AsBytes(bytes), byteCount, flags, nullptr, &chars));
   std::string text(chars + 1, '#');
   DWORD written = chars;
-  EXPECT_NE(0, CryptBinaryToStringA(Bytes(bytes), byteCount, flags, text.data(), &written));
+  EXPECT_NE(0, CryptBinaryToStringA(AsBytes(bytes), byteCount, flags, text.data(), &written));
   EXPECT_EQ(chars - 1, written);
   EXPECT_EQ('#', text[chars]);
   return text.c_str();
@@ -71,15 +69,15 @@ TEST_F(Base64, WithoutLinesThereIsNoLineEndAtAll) {
 
 TEST_F(Base64, NoBytesNeedRoomForTheNulAlone) {
   DWORD chars = 77;
-  EXPECT_NE(0, CryptBinaryToStringA(Bytes("x"), 0, CRYPT_STRING_BASE64, nullptr, &chars));
+  EXPECT_NE(0, CryptBinaryToStringA(AsBytes("x"), 0, CRYPT_STRING_BASE64, nullptr, &chars));
   EXPECT_EQ(1u, chars);
 }
 
 TEST_F(Base64, TooLittleRoomFailsAndTellsTheNeed) {
   char text[7] = {};
   DWORD chars = 6;
-  EXPECT_EQ(0, CryptBinaryToStringA(Bytes("x"), 1, CRYPT_STRING_BASE64, text, &chars));
-  EXPECT_EQ(kMoreData, GetLastError());
+  EXPECT_EQ(0, CryptBinaryToStringA(AsBytes("x"), 1, CRYPT_STRING_BASE64, text, &chars));
+  EXPECT_EQ(last_error::kMoreData, GetLastError());
   EXPECT_EQ(7u, chars);
 }
 
@@ -131,7 +129,7 @@ class NoBase64 : public testing::TestWithParam<const char*> {
 TEST_P(NoBase64, IsInvalidData) {
   DWORD needed = 77;
   EXPECT_EQ(0, CryptStringToBinaryA(GetParam(), 0, CRYPT_STRING_BASE64, nullptr, &needed, nullptr, nullptr));
-  EXPECT_EQ(kInvalidData, GetLastError());
+  EXPECT_EQ(last_error::kInvalidData, GetLastError());
   // Wine tells how far it came.
   EXPECT_EQ(!tests::RunsOnWine(), needed == 77);
 }

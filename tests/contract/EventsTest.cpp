@@ -7,6 +7,7 @@
 #include <chrono>
 #include <thread>
 
+#include "LastErrors.h"
 #include "TestMachine.h"
 #include "platform/Constants.h"
 #include "platform/Processes.h"
@@ -14,11 +15,6 @@
 
 namespace platform {
 namespace {
-
-constexpr DWORD kPathNotFound = 3;
-constexpr DWORD kInvalidHandle = 6;
-constexpr DWORD kInvalidParameter = 87;
-constexpr DWORD kAlreadyExists = 183;
 
 class Events : public testing::Test {
  protected:
@@ -107,7 +103,7 @@ TEST_F(Events, AnEventIsSharedByItsName) {
   const HANDLE event = Make(true, false, u"KestrelbayContract");
   EXPECT_EQ(0u, GetLastError());
   const HANDLE same = Make(false, false, u"KestrelbayContract");
-  EXPECT_EQ(kAlreadyExists, GetLastError());
+  EXPECT_EQ(last_error::kAlreadyExists, GetLastError());
   EXPECT_NE(event, same);
   EXPECT_NE(0, SetEvent(event));
   EXPECT_EQ(WAIT_OBJECT_0, Wait(same));
@@ -136,7 +132,7 @@ TEST_F(Events, AnArmedWatchDoesNotKeepTheNameOfItsEvent) {
   EXPECT_NE(0, CloseHandle(event));
   const HANDLE newer = Make(true, false, u"KestrelbayContract");
   // In Wine a name lives as long as its event, which the watch keeps.
-  EXPECT_EQ(tests::RunsOnWine() ? kAlreadyExists : 0u, GetLastError());
+  EXPECT_EQ(tests::RunsOnWine() ? last_error::kAlreadyExists : 0u, GetLastError());
   RegCloseKey(key);
   // The end of the watch is told to its own event alone.
   EXPECT_EQ(tests::RunsOnWine() ? WAIT_OBJECT_0 : WAIT_TIMEOUT, Wait(newer));
@@ -144,7 +140,7 @@ TEST_F(Events, AnArmedWatchDoesNotKeepTheNameOfItsEvent) {
 
 TEST_F(Events, ANameWithABackslashIsRefused) {
   EXPECT_EQ(nullptr, CreateEventW(nullptr, 1, 0, u"Kestrelbay\\Contract"));
-  EXPECT_EQ(kPathNotFound, GetLastError());
+  EXPECT_EQ(last_error::kPathNotFound, GetLastError());
 }
 
 TEST_F(Events, ANameThatAMutexBearsIsRefused) {
@@ -163,7 +159,7 @@ TEST_F(Events, ANameMayBeginWithTheSessionsOrTheMachinesPrefix) {
     Make(true, true, name);
     EXPECT_EQ(0u, GetLastError());
     const HANDLE same = Make(true, false, name);
-    EXPECT_EQ(kAlreadyExists, GetLastError());
+    EXPECT_EQ(last_error::kAlreadyExists, GetLastError());
     EXPECT_EQ(WAIT_OBJECT_0, Wait(same));
   }
 }
@@ -177,18 +173,18 @@ TEST_F(Events, AWaitForNothingOrForTooManyIsRefused) {
   const HANDLE event = Make(true, true);
   const std::vector<HANDLE> many(MAXIMUM_WAIT_OBJECTS + 1, event);
   EXPECT_EQ(WAIT_FAILED, WaitForMultipleObjects(0, many.data(), 0, 0));
-  EXPECT_EQ(kInvalidParameter, GetLastError());
+  EXPECT_EQ(last_error::kInvalidParameter, GetLastError());
   EXPECT_EQ(WAIT_FAILED, WaitForMultipleObjects(MAXIMUM_WAIT_OBJECTS + 1, many.data(), 0, 0));
-  EXPECT_EQ(kInvalidParameter, GetLastError());
+  EXPECT_EQ(last_error::kInvalidParameter, GetLastError());
 }
 
 TEST_F(Events, AClosedHandleIsRefused) {
   const HANDLE event = CreateEventW(nullptr, 1, 1, nullptr);
   EXPECT_NE(0, CloseHandle(event));
   EXPECT_EQ(0, SetEvent(event));
-  EXPECT_EQ(kInvalidHandle, GetLastError());
+  EXPECT_EQ(last_error::kInvalidHandle, GetLastError());
   EXPECT_EQ(WAIT_FAILED, Wait(event));
-  EXPECT_EQ(kInvalidHandle, GetLastError());
+  EXPECT_EQ(last_error::kInvalidHandle, GetLastError());
   EXPECT_EQ(0, CloseHandle(event));
 }
 

@@ -3,14 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include "LastErrors.h"
 #include "TestMachine.h"
 #include "platform/Processes.h"
 
 namespace platform {
 namespace {
-
-constexpr DWORD kPathNotFound = 3;
-constexpr DWORD kNoFolder = 267;
 
 class Files : public testing::Test {
  protected:
@@ -102,13 +100,13 @@ TEST_F(Files, WhatIsNoFolderOfADriveHasNoSpace) {
     EXPECT_EQ(7u, sizes[0]);
     return GetLastError();
   };
-  EXPECT_EQ(kPathNotFound, problem(u"Q:/"));
-  EXPECT_EQ(kPathNotFound, problem(u"1:/"));
-  EXPECT_EQ(kPathNotFound, problem(u""));
-  EXPECT_EQ(kPathNotFound, problem(u"\uFFFD:/"));
-  EXPECT_EQ(kNoFolder, problem(folder + u"\\file"));
+  EXPECT_EQ(last_error::kPathNotFound, problem(u"Q:/"));
+  EXPECT_EQ(last_error::kPathNotFound, problem(u"1:/"));
+  EXPECT_EQ(last_error::kPathNotFound, problem(u""));
+  EXPECT_EQ(last_error::kPathNotFound, problem(u"\uFFFD:/"));
+  EXPECT_EQ(last_error::kNotADirectory, problem(folder + u"\\file"));
   // Wine says that there is no such file.
-  EXPECT_EQ(!tests::RunsOnWine(), problem(folder + u"\\missing") == kPathNotFound);
+  EXPECT_EQ(!tests::RunsOnWine(), problem(folder + u"\\missing") == last_error::kPathNotFound);
 }
 
 }  // namespace

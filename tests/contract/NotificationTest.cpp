@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "RegistryTest.h"
 #include "TestMachine.h"
 #include "platform/Constants.h"
 #include "platform/Events.h"
@@ -15,14 +16,7 @@ using tests::RunsOnWine;
 using tests::TestMachine;
 using tests::View;
 
-constexpr LSTATUS kSuccess = 0;
-constexpr LSTATUS kAccessDenied = 5;
-constexpr LSTATUS kInvalidHandle = 6;
-constexpr LSTATUS kKeyDeleted = 1018;
 constexpr DWORD kValueFilter = 4;
-
-const std::u16string kBase = u"HKEY_LOCAL_MACHINE\\Software\\KestrelbayContract";
-constexpr const char16_t* kBelowRoot = u"Software\\KestrelbayContract";
 
 class Notification : public testing::Test {
  protected:
@@ -33,7 +27,7 @@ class Notification : public testing::Test {
   }
 
   void Open(REGSAM access = KEY_NOTIFY, HKEY root = HKEY_LOCAL_MACHINE, const char16_t* path = kBelowRoot) {
-    ASSERT_EQ(kSuccess, RegOpenKeyExW(root, path, 0, access, &key));
+    ASSERT_EQ(status::kSuccess, RegOpenKeyExW(root, path, 0, access, &key));
   }
 
   LSTATUS Arm(bool watchSubtree = true, DWORD filter = REG_NOTIFY_CHANGE_NAME) {
@@ -55,13 +49,13 @@ class Notification : public testing::Test {
 
 TEST_F(Notification, ArmingClearsTheEvent) {
   Open();
-  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_EQ(status::kSuccess, Arm());
   EXPECT_FALSE(TakeSignal());
 }
 
 TEST_F(Notification, ANewSubKeySignalsOnce) {
   Open();
-  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_EQ(status::kSuccess, Arm());
   machine.CreateKey(kBase + u"\\New");
   EXPECT_TRUE(TakeSignal());
   machine.CreateKey(kBase + u"\\Newer");
@@ -70,17 +64,17 @@ TEST_F(Notification, ANewSubKeySignalsOnce) {
 
 TEST_F(Notification, ASubKeyThatGoesSignals) {
   Open();
-  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_EQ(status::kSuccess, Arm());
   machine.DeleteKey(kBase + u"\\Child");
   EXPECT_TRUE(TakeSignal());
 }
 
 TEST_F(Notification, ItCanBeArmedAgain) {
   Open();
-  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_EQ(status::kSuccess, Arm());
   machine.CreateKey(kBase + u"\\New");
   ASSERT_TRUE(TakeSignal());
-  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_EQ(status::kSuccess, Arm());
   EXPECT_FALSE(TakeSignal());
   machine.CreateKey(kBase + u"\\Newer");
   EXPECT_TRUE(TakeSignal());
@@ -88,7 +82,7 @@ TEST_F(Notification, ItCanBeArmedAgain) {
 
 TEST_F(Notification, AValueDoesNotMatchTheFilterForNames) {
   Open();
-  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_EQ(status::kSuccess, Arm());
   machine.SetText(kBase, u"DisplayName", u"changed");
   machine.SetText(kBase + u"\\Child", u"DisplayName", u"changed");
   EXPECT_FALSE(TakeSignal());
@@ -96,7 +90,7 @@ TEST_F(Notification, AValueDoesNotMatchTheFilterForNames) {
 
 TEST_F(Notification, ANameDoesNotMatchTheFilterForValues) {
   Open();
-  ASSERT_EQ(kSuccess, Arm(true, kValueFilter));
+  ASSERT_EQ(status::kSuccess, Arm(true, kValueFilter));
   machine.CreateKey(kBase + u"\\New");
   EXPECT_FALSE(TakeSignal());
   machine.SetText(kBase + u"\\Child", u"DisplayName", u"changed");
@@ -106,7 +100,7 @@ TEST_F(Notification, ANameDoesNotMatchTheFilterForValues) {
 TEST_F(Notification, AnotherKeyDoesNotCount) {
   machine.CreateKey(kBase + u"\\Watched");
   Open(KEY_NOTIFY, HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Watched");
-  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_EQ(status::kSuccess, Arm());
   machine.CreateKey(kBase + u"\\Child\\New");
   machine.CreateKey(kBase + u"\\Other");
   machine.DeleteKey(kBase + u"\\Other");
@@ -115,14 +109,14 @@ TEST_F(Notification, AnotherKeyDoesNotCount) {
 
 TEST_F(Notification, AKeyFarBelowCountsWhereTheSubtreeIsWatched) {
   Open();
-  ASSERT_EQ(kSuccess, Arm(true));
+  ASSERT_EQ(status::kSuccess, Arm(true));
   machine.CreateKey(kBase + u"\\Child\\Grandchild");
   EXPECT_TRUE(TakeSignal());
 }
 
 TEST_F(Notification, AKeyFarBelowDoesNotCountElse) {
   Open();
-  ASSERT_EQ(kSuccess, Arm(false));
+  ASSERT_EQ(status::kSuccess, Arm(false));
   machine.CreateKey(kBase + u"\\Child\\Grandchild");
   EXPECT_FALSE(TakeSignal());
   machine.CreateKey(kBase + u"\\New");
@@ -131,55 +125,55 @@ TEST_F(Notification, AKeyFarBelowDoesNotCountElse) {
 
 TEST_F(Notification, ClosingTheWatchedKeySignals) {
   Open();
-  ASSERT_EQ(kSuccess, Arm());
-  EXPECT_EQ(kSuccess, RegCloseKey(key));
+  ASSERT_EQ(status::kSuccess, Arm());
+  EXPECT_EQ(status::kSuccess, RegCloseKey(key));
   key = nullptr;
   EXPECT_TRUE(TakeSignal());
 }
 
 TEST_F(Notification, ClosingAnotherHandleOfTheKeyDoesNot) {
   Open();
-  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_EQ(status::kSuccess, Arm());
   HKEY other = nullptr;
-  ASSERT_EQ(kSuccess, RegOpenKeyExW(HKEY_LOCAL_MACHINE, kBelowRoot, 0, KEY_NOTIFY, &other));
-  EXPECT_EQ(kSuccess, RegCloseKey(other));
+  ASSERT_EQ(status::kSuccess, RegOpenKeyExW(HKEY_LOCAL_MACHINE, kBelowRoot, 0, KEY_NOTIFY, &other));
+  EXPECT_EQ(status::kSuccess, RegCloseKey(other));
   EXPECT_FALSE(TakeSignal());
 }
 
 TEST_F(Notification, DeletingTheWatchedKeySignals) {
   machine.DeleteKey(kBase + u"\\Child");
   Open();
-  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_EQ(status::kSuccess, Arm());
   ASSERT_TRUE(machine.DeleteKey(kBase));
   EXPECT_EQ(!RunsOnWine(), TakeSignal());
 }
 
 TEST_F(Notification, OneChangeUnderTwoWatchesOfOneEventIsOneSignal) {
   Open();
-  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_EQ(status::kSuccess, Arm());
   const HKEY first = std::exchange(key, nullptr);
   Open();
-  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_EQ(status::kSuccess, Arm());
   machine.CreateKey(kBase + u"\\New");
   EXPECT_TRUE(TakeSignal());
   EXPECT_FALSE(TakeSignal());
   // Both watches are used up, so that closing their keys tells of nothing more.
-  EXPECT_EQ(kSuccess, RegCloseKey(first));
+  EXPECT_EQ(status::kSuccess, RegCloseKey(first));
   EXPECT_FALSE(TakeSignal());
 }
 
 TEST_F(Notification, AnEventThatIsClosedMeanwhileDoesNoHarm) {
   Open();
   HANDLE closed = CreateEventW(nullptr, false, true, nullptr);
-  ASSERT_EQ(kSuccess, RegNotifyChangeKeyValue(key, true, REG_NOTIFY_CHANGE_NAME, closed, true));
+  ASSERT_EQ(status::kSuccess, RegNotifyChangeKeyValue(key, true, REG_NOTIFY_CHANGE_NAME, closed, true));
   EXPECT_NE(0, CloseHandle(closed));
   machine.CreateKey(kBase + u"\\New");
-  EXPECT_EQ(kSuccess, Arm());
+  EXPECT_EQ(status::kSuccess, Arm());
 }
 
 TEST_F(Notification, ADeepWatchOfAllUsersCanBeSet) {
   Open(KEY_NOTIFY, HKEY_USERS, u"");
-  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_EQ(status::kSuccess, Arm());
   EXPECT_FALSE(TakeSignal());
   machine.CreateKey(u"HKEY_CURRENT_USER\\Software\\KestrelbayContract");
   EXPECT_TRUE(TakeSignal());
@@ -189,7 +183,7 @@ TEST_F(Notification, TheNarrowViewIsWatchedWhereItIsStored) {
   const std::u16string path = kBase + u"\\Narrow";
   machine.CreateKey({path, View::Bits32});
   Open(KEY_NOTIFY | KEY_WOW64_32KEY, HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Narrow");
-  ASSERT_EQ(kSuccess, Arm());
+  ASSERT_EQ(status::kSuccess, Arm());
   machine.CreateKey(path + u"\\New");
   EXPECT_FALSE(TakeSignal());
   machine.CreateKey({path + u"\\New", View::Bits32});
@@ -198,7 +192,7 @@ TEST_F(Notification, TheNarrowViewIsWatchedWhereItIsStored) {
 
 TEST_F(Notification, TheRightIsNeeded) {
   Open(0x20009);  // KEY_READ without KEY_NOTIFY
-  EXPECT_EQ(kAccessDenied, Arm());
+  EXPECT_EQ(status::kAccessDenied, Arm());
   EXPECT_TRUE(TakeSignal());
 }
 
@@ -206,7 +200,7 @@ TEST_F(Notification, ADeletedKeyIsRefused) {
   machine.DeleteKey(kBase + u"\\Child");
   Open();
   ASSERT_TRUE(machine.DeleteKey(kBase));
-  EXPECT_EQ(kKeyDeleted, Arm());
+  EXPECT_EQ(status::kKeyDeleted, Arm());
 }
 
 TEST_F(Notification, WhatIsNoKeyOrNoEventIsRefused) {
@@ -214,10 +208,10 @@ TEST_F(Notification, WhatIsNoKeyOrNoEventIsRefused) {
   const HANDLE earlier = event;
   event = CreateEventW(nullptr, false, true, nullptr);
   CloseHandle(event);
-  EXPECT_EQ(kInvalidHandle, Arm());
+  EXPECT_EQ(status::kInvalidHandle, Arm());
   event = earlier;
   RegCloseKey(key);
-  EXPECT_EQ(kInvalidHandle, Arm());
+  EXPECT_EQ(status::kInvalidHandle, Arm());
   key = nullptr;
 }
 

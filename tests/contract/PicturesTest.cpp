@@ -15,10 +15,10 @@
 namespace platform {
 namespace {
 
-constexpr GpStatus kOk = 0;
-constexpr GpStatus kInvalidParameter = 2;
-constexpr GpStatus kWrongState = 8;
-constexpr GpStatus kUnsupportedVersion = 17;
+constexpr GpStatus kGpOk = 0;
+constexpr GpStatus kGpInvalidParameter = 2;
+constexpr GpStatus kGpWrongState = 8;
+constexpr GpStatus kGpUnsupportedVersion = 17;
 
 class Pictures : public testing::Test {
  protected:
@@ -40,7 +40,7 @@ class Pictures : public testing::Test {
     UINT bytes = 0;
     GdipGetImageEncodersSize(&count, &bytes);
     std::vector<ImageCodecInfo> encoders(bytes / sizeof(ImageCodecInfo) + 1);
-    EXPECT_EQ(GdipGetImageEncoders(count, bytes, encoders.data()), kOk);
+    EXPECT_EQ(GdipGetImageEncoders(count, bytes, encoders.data()), kGpOk);
     for (UINT at = 0; at < count; ++at) {
       if (_wcsicmp(encoders[at].MimeType, u"IMAGE/PNG") == 0) return encoders[at].Clsid;
     }
@@ -56,14 +56,14 @@ class Pictures : public testing::Test {
 };
 
 TEST_F(Pictures, GdiPlusStarts) {
-  EXPECT_EQ(started, kOk);
+  EXPECT_EQ(started, kGpOk);
   EXPECT_NE(token, 0U);
 }
 
 TEST_F(Pictures, VersionThatIsNotThereIsRefused) {
   const GdiplusStartupInput input{9, nullptr, false, false};
   std::uintptr_t other = 0;
-  EXPECT_EQ(GdiplusStartup(&other, &input, nullptr), kUnsupportedVersion);
+  EXPECT_EQ(GdiplusStartup(&other, &input, nullptr), kGpUnsupportedVersion);
 }
 
 TEST_F(Pictures, BitmapOverPixelsTellsItsSizeAndFormat) {
@@ -71,9 +71,9 @@ TEST_F(Pictures, BitmapOverPixelsTellsItsSizeAndFormat) {
   UINT width = 0;
   UINT height = 0;
   int format = 0;
-  EXPECT_EQ(GdipGetImageWidth(Image(), &width), kOk);
-  EXPECT_EQ(GdipGetImageHeight(Image(), &height), kOk);
-  EXPECT_EQ(GdipGetImagePixelFormat(Image(), &format), kOk);
+  EXPECT_EQ(GdipGetImageWidth(Image(), &width), kGpOk);
+  EXPECT_EQ(GdipGetImageHeight(Image(), &height), kGpOk);
+  EXPECT_EQ(GdipGetImagePixelFormat(Image(), &format), kGpOk);
   EXPECT_EQ(width, 4U);
   EXPECT_EQ(height, 3U);
   EXPECT_EQ(format, PixelFormat32bppARGB);
@@ -81,10 +81,10 @@ TEST_F(Pictures, BitmapOverPixelsTellsItsSizeAndFormat) {
 
 TEST_F(Pictures, BitmapOverPixelsReadsTheCallersOwn) {
   std::uint32_t argb = 0;
-  EXPECT_EQ(GdipBitmapGetPixel(bitmap, 1, 0, &argb), kOk);
+  EXPECT_EQ(GdipBitmapGetPixel(bitmap, 1, 0, &argb), kGpOk);
   EXPECT_EQ(argb, 0x80000002U);
   pixels[1] = 0xFF123456;
-  EXPECT_EQ(GdipBitmapGetPixel(bitmap, 1, 0, &argb), kOk);
+  EXPECT_EQ(GdipBitmapGetPixel(bitmap, 1, 0, &argb), kGpOk);
   EXPECT_EQ(argb, 0xFF123456U);
 }
 
@@ -92,7 +92,7 @@ TEST_F(Pictures, PixelOutsideCannotBeRead) {
   constexpr std::pair<int, int> kOutside[] = {{4, 0}, {0, 3}, {-1, 0}, {0, -1}, {49, 49}};
   for (const auto& [x, y] : kOutside) {
     std::uint32_t argb = 0x12345678;
-    EXPECT_EQ(GdipBitmapGetPixel(bitmap, x, y, &argb), kInvalidParameter);
+    EXPECT_EQ(GdipBitmapGetPixel(bitmap, x, y, &argb), kGpInvalidParameter);
     EXPECT_EQ(argb, 0x12345678U);
   }
 }
@@ -100,13 +100,13 @@ TEST_F(Pictures, PixelOutsideCannotBeRead) {
 TEST_F(Pictures, LockedRectangleGivesItsPixels) {
   const GpRect rectangle{1, 0, 2, 3};
   BitmapData data{};
-  ASSERT_EQ(GdipBitmapLockBits(bitmap, &rectangle, ImageLockModeRead, PixelFormat32bppARGB, &data), kOk);
+  ASSERT_EQ(GdipBitmapLockBits(bitmap, &rectangle, ImageLockModeRead, PixelFormat32bppARGB, &data), kGpOk);
   EXPECT_EQ(data.Width, 2U);
   EXPECT_EQ(data.Height, 3U);
   std::uint32_t first = 0;
   std::memcpy(&first, data.Scan0, sizeof first);
   EXPECT_EQ(first, 0x80000002U);
-  EXPECT_EQ(GdipBitmapUnlockBits(bitmap, &data), kOk);
+  EXPECT_EQ(GdipBitmapUnlockBits(bitmap, &data), kGpOk);
 }
 
 TEST_F(Pictures, RectangleBeyondTheBitmapIsNotLocked) {
@@ -114,7 +114,7 @@ TEST_F(Pictures, RectangleBeyondTheBitmapIsNotLocked) {
                                   GpRect{1, 0, 4, 3}, GpRect{-1, 0, 2, 2}}) {
     BitmapData data{};
     EXPECT_EQ(GdipBitmapLockBits(bitmap, &rectangle, ImageLockModeRead, PixelFormat32bppARGB, &data),
-              kInvalidParameter);
+              kGpInvalidParameter);
     EXPECT_EQ(data.Scan0, nullptr);
     EXPECT_EQ(data.Width, 0U);
   }
@@ -124,11 +124,11 @@ TEST_F(Pictures, BitmapIsLockedOnceAtATime) {
   const GpRect rectangle{0, 0, 4, 3};
   BitmapData data{};
   BitmapData second{};
-  ASSERT_EQ(GdipBitmapLockBits(bitmap, &rectangle, ImageLockModeRead, PixelFormat32bppARGB, &data), kOk);
+  ASSERT_EQ(GdipBitmapLockBits(bitmap, &rectangle, ImageLockModeRead, PixelFormat32bppARGB, &data), kGpOk);
   EXPECT_EQ(GdipBitmapLockBits(bitmap, &rectangle, ImageLockModeRead, PixelFormat32bppARGB, &second),
-            kWrongState);
-  EXPECT_EQ(GdipBitmapUnlockBits(bitmap, &data), kOk);
-  EXPECT_EQ(GdipBitmapUnlockBits(bitmap, &data), kWrongState);
+            kGpWrongState);
+  EXPECT_EQ(GdipBitmapUnlockBits(bitmap, &data), kGpOk);
+  EXPECT_EQ(GdipBitmapUnlockBits(bitmap, &data), kGpWrongState);
 }
 
 TEST_F(Pictures, BitmapOverNothingIsNotMade) {
@@ -137,31 +137,31 @@ TEST_F(Pictures, BitmapOverNothingIsNotMade) {
     GpBitmap* made = bitmap;
     EXPECT_NE(GdipCreateBitmapFromScan0(width, height, stride, PixelFormat32bppARGB,
                                         reinterpret_cast<BYTE*>(pixels.data()), &made),
-              kOk);
+              kGpOk);
     EXPECT_EQ(made, nullptr);
   }
 }
 
 TEST_F(Pictures, BitmapOfNoIconIsNotMade) {
   GpBitmap* made = nullptr;
-  EXPECT_EQ(GdipCreateBitmapFromHBITMAP(nullptr, nullptr, &made), kInvalidParameter);
-  EXPECT_EQ(GdipCreateBitmapFromHICON(nullptr, &made), kInvalidParameter);
+  EXPECT_EQ(GdipCreateBitmapFromHBITMAP(nullptr, nullptr, &made), kGpInvalidParameter);
+  EXPECT_EQ(GdipCreateBitmapFromHICON(nullptr, &made), kGpInvalidParameter);
   EXPECT_EQ(made, nullptr);
 }
 
 TEST_F(Pictures, NullImageIsRefused) {
   UINT side = 0;
   std::uint32_t argb = 0;
-  EXPECT_EQ(GdipGetImageWidth(nullptr, &side), kInvalidParameter);
-  EXPECT_EQ(GdipBitmapGetPixel(nullptr, 0, 0, &argb), kInvalidParameter);
-  EXPECT_EQ(GdipDisposeImage(nullptr), kInvalidParameter);
+  EXPECT_EQ(GdipGetImageWidth(nullptr, &side), kGpInvalidParameter);
+  EXPECT_EQ(GdipBitmapGetPixel(nullptr, 0, 0, &argb), kGpInvalidParameter);
+  EXPECT_EQ(GdipDisposeImage(nullptr), kGpInvalidParameter);
 }
 
 TEST_F(Pictures, ImageIsSavedIntoAStreamAsPng) {
   const GUID encoder = PngEncoder();
   IStream* stream = nullptr;
   ASSERT_GE(CreateStreamOnHGlobal(nullptr, true, &stream), 0);
-  ASSERT_EQ(GdipSaveImageToStream(Image(), stream, &encoder, nullptr), kOk);
+  ASSERT_EQ(GdipSaveImageToStream(Image(), stream, &encoder, nullptr), kGpOk);
   HANDLE memory = nullptr;
   ASSERT_GE(GetHGlobalFromStream(stream, &memory), 0);
   const std::size_t bytes = GlobalSize(memory);
@@ -180,15 +180,15 @@ TEST_F(Pictures, ImageIsNotSavedByNoEncoder) {
   IStream* stream = nullptr;
   ASSERT_GE(CreateStreamOnHGlobal(nullptr, true, &stream), 0);
   const GUID none{};
-  EXPECT_NE(GdipSaveImageToStream(Image(), stream, &none, nullptr), kOk);
+  EXPECT_NE(GdipSaveImageToStream(Image(), stream, &none, nullptr), kGpOk);
   const GUID encoder = PngEncoder();
-  EXPECT_EQ(GdipSaveImageToStream(nullptr, stream, &encoder, nullptr), kInvalidParameter);
+  EXPECT_EQ(GdipSaveImageToStream(nullptr, stream, &encoder, nullptr), kGpInvalidParameter);
   EXPECT_EQ(IStream_Release(stream), 0U);
 }
 
 TEST_F(Pictures, ImageIsNotSavedIntoNoStream) {
   const GUID encoder = PngEncoder();
-  EXPECT_EQ(GdipSaveImageToStream(Image(), nullptr, &encoder, nullptr), kInvalidParameter);
+  EXPECT_EQ(GdipSaveImageToStream(Image(), nullptr, &encoder, nullptr), kGpInvalidParameter);
 }
 
 TEST_F(Pictures, MemoryOfGdiPlusIsUsable) {

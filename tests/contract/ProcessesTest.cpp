@@ -5,6 +5,7 @@
 
 #include <stdexcept>
 
+#include "LastErrors.h"
 #include "TestMachine.h"
 #include "platform/Constants.h"
 #include "platform/Events.h"
@@ -12,9 +13,6 @@
 namespace platform {
 namespace {
 
-constexpr DWORD kFileNotFound = 2;
-constexpr DWORD kAccessDenied = 5;
-constexpr DWORD kNoAssociation = 1155;
 constexpr DWORD kOneMinute = 60'000;
 
 class Processes : public testing::Test {
@@ -90,9 +88,9 @@ TEST_F(Processes, AnUnquotedProgramIsFoundAcrossBlanks) {
 
 TEST_F(Processes, AMissingProgramIsNotFound) {
   EXPECT_EQ(0, Start(program + u" -a"));
-  EXPECT_EQ(kFileNotFound, GetLastError());
+  EXPECT_EQ(last_error::kFileNotFound, GetLastError());
   EXPECT_EQ(0, Start(u"no-such-program-here"));
-  EXPECT_EQ(kFileNotFound, GetLastError());
+  EXPECT_EQ(last_error::kFileNotFound, GetLastError());
 }
 
 TEST_F(Processes, TheShellRunsAProgramAndHandsOverItsHandle) {
@@ -104,7 +102,7 @@ TEST_F(Processes, TheShellRunsAProgramAndHandsOverItsHandle) {
 
 TEST_F(Processes, TheShellDoesNotFindAMissingProgram) {
   EXPECT_EQ(0, Execute(program, u""));
-  ExpectReason(kFileNotFound);
+  ExpectReason(last_error::kFileNotFound);
   EXPECT_EQ(nullptr, execute.hProcess);
 }
 
@@ -129,7 +127,7 @@ TEST_F(Processes, TheShellFindsARegisteredNameAndCreationDoesNot) {
   ExpectToEnd(execute.hProcess);
   EXPECT_TRUE(machine.ProgramRan(program));
   EXPECT_EQ(0, Start(u"KestrelbayName.exe"));
-  EXPECT_EQ(kFileNotFound, GetLastError());
+  EXPECT_EQ(last_error::kFileNotFound, GetLastError());
 }
 
 TEST_F(Processes, TheShellElevatesABatchFile) {
@@ -151,21 +149,21 @@ TEST_F(Processes, TheShellExpandsNoVariableInAName) {
 TEST_F(Processes, TheShellTakesNoParametersFromAName) {
   machine.MakeProgram(program);
   EXPECT_EQ(0, Execute(u"\"" + program + u"\" -a", u""));
-  ExpectReason(kFileNotFound);
+  ExpectReason(last_error::kFileNotFound);
 }
 
 TEST_F(Processes, TheShellStartsNoFileThatIsNoProgram) {
   const std::u16string file = machine.Folder() + u"\\Read me.kestrelbay-test";
   machine.MakeFile(file, "no program");
   EXPECT_EQ(0, Execute(file, u""));
-  ExpectReason(kNoAssociation);
+  ExpectReason(last_error::kNoAssociation);
   EXPECT_EQ(nullptr, execute.hProcess);
 }
 
 TEST_F(Processes, TheShellStartsNoFolder) {
   if (tests::RunsOnWine()) GTEST_SKIP() << "Wine opens a window on it, which nobody would close";
   EXPECT_EQ(0, Execute(machine.Folder(), u""));
-  ExpectReason(kAccessDenied);
+  ExpectReason(last_error::kAccessDenied);
   EXPECT_EQ(nullptr, execute.hProcess);
 }
 

@@ -5,14 +5,12 @@
 
 #include <string>
 
+#include "LastErrors.h"
 #include "TestMachine.h"
 #include "platform/Processes.h"
 
 namespace platform {
 namespace {
-
-constexpr DWORD kInvalidData = 13;
-constexpr DWORD kBadKeyState = 0x8009000B;
 
 DATA_BLOB BlobOf(std::string& bytes) {
   return {static_cast<DWORD>(bytes.size()), reinterpret_cast<BYTE*>(bytes.data())};
@@ -75,16 +73,16 @@ TEST_F(Protection, NoBytesAreProtectedLikeOthers) {
 
 TEST_F(Protection, WhatIsNoBlobIsInvalidData) {
   std::string opened;
-  EXPECT_EQ(kInvalidData, Unprotect("", opened));
-  EXPECT_EQ(kInvalidData, Unprotect("x", opened));
-  EXPECT_EQ(kInvalidData, Unprotect(std::string(300, '\x5A'), opened));
+  EXPECT_EQ(last_error::kInvalidData, Unprotect("", opened));
+  EXPECT_EQ(last_error::kInvalidData, Unprotect("x", opened));
+  EXPECT_EQ(last_error::kInvalidData, Unprotect(std::string(300, '\x5A'), opened));
 }
 
 TEST_F(Protection, ACutBlobIsInvalidData) {
   const std::string blob = Protect("secret");
   std::string opened;
   for (std::size_t bytes = 0; bytes < blob.size(); ++bytes) {
-    EXPECT_EQ(kInvalidData, Unprotect(blob.substr(0, bytes), opened)) << bytes;
+    EXPECT_EQ(last_error::kInvalidData, Unprotect(blob.substr(0, bytes), opened)) << bytes;
   }
 }
 
@@ -97,7 +95,8 @@ TEST_F(Protection, AChangeOfAnyByteIsNoticed) {
     const DWORD lastError = Unprotect(blob, opened);
     unnoticed += lastError == 0;
     // Wine has another number for some bytes, and opens the blob for others.
-    EXPECT_TRUE(tests::RunsOnWine() || lastError == kInvalidData || lastError == kBadKeyState);
+    EXPECT_TRUE(tests::RunsOnWine() || lastError == last_error::kInvalidData ||
+                lastError == last_error::kBadKeyState);
     byte ^= 0x11;
   }
   EXPECT_EQ(!tests::RunsOnWine(), unnoticed == 0);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "RegistryTest.h"
 #include "TestMachine.h"
 #include "platform/Constants.h"
 #include "platform/Registry.h"
@@ -13,18 +14,6 @@ namespace {
 using tests::TestMachine;
 using tests::View;
 
-constexpr LSTATUS kSuccess = 0;
-constexpr LSTATUS kFileNotFound = 2;
-constexpr LSTATUS kAccessDenied = 5;
-constexpr LSTATUS kInvalidHandle = 6;
-constexpr LSTATUS kPathTooLong = 206;
-constexpr LSTATUS kMoreData = 234;
-constexpr LSTATUS kNoMoreItems = 259;
-constexpr LSTATUS kKeyDeleted = 1018;
-
-constexpr const char16_t* kBase = u"HKEY_LOCAL_MACHINE\\Software\\KestrelbayContract";
-constexpr const char16_t* kBelowRoot = u"Software\\KestrelbayContract";
-
 class RegistryKeys : public testing::Test {
  protected:
   ~RegistryKeys() override {
@@ -34,7 +23,7 @@ class RegistryKeys : public testing::Test {
   /** Opens a key that must be there; it is closed at the end of the test. */
   HKEY Open(HKEY parent, const char16_t* path, REGSAM access = KEY_READ) {
     HKEY key = nullptr;
-    EXPECT_EQ(kSuccess, RegOpenKeyExW(parent, path, 0, access, &key));
+    EXPECT_EQ(status::kSuccess, RegOpenKeyExW(parent, path, 0, access, &key));
     if (key) opened.push_back(key);
     return key;
   }
@@ -42,7 +31,7 @@ class RegistryKeys : public testing::Test {
   static LSTATUS StatusOfOpen(HKEY parent, const char16_t* path, REGSAM access = KEY_READ) {
     HKEY key = nullptr;
     const LSTATUS status = RegOpenKeyExW(parent, path, 0, access, &key);
-    if (status == kSuccess) RegCloseKey(key);
+    if (status == status::kSuccess) RegCloseKey(key);
     return status;
   }
 
@@ -50,14 +39,14 @@ class RegistryKeys : public testing::Test {
     char16_t buffer[300] = {};
     DWORD chars = room;
     const LSTATUS status = RegEnumKeyExW(key, index, buffer, &chars, nullptr, nullptr, nullptr, nullptr);
-    name = status == kSuccess ? std::u16string(buffer, chars) : std::u16string();
+    name = status == status::kSuccess ? std::u16string(buffer, chars) : std::u16string();
     return status;
   }
 
   static std::vector<std::u16string> Names(HKEY key) {
     std::vector<std::u16string> names;
     std::u16string name;
-    while (NameAt(key, static_cast<DWORD>(names.size()), 260, name) == kSuccess) {
+    while (NameAt(key, static_cast<DWORD>(names.size()), 260, name) == status::kSuccess) {
       names.push_back(name);
     }
     return names;
@@ -73,7 +62,7 @@ class RegistryKeys : public testing::Test {
 
 TEST_F(RegistryKeys, MissingKeyIsNotFoundAndYieldsNull) {
   HKEY key = HKEY_USERS;
-  EXPECT_EQ(kFileNotFound, RegOpenKeyExW(HKEY_LOCAL_MACHINE, kBelowRoot, 0, KEY_READ, &key));
+  EXPECT_EQ(status::kFileNotFound, RegOpenKeyExW(HKEY_LOCAL_MACHINE, kBelowRoot, 0, KEY_READ, &key));
   EXPECT_EQ(nullptr, key);
 }
 
@@ -96,7 +85,7 @@ TEST_F(RegistryKeys, NamesAreFoundInAnyCaseAndKeepTheirOwn) {
 
 TEST_F(RegistryKeys, PathMayEndInABackslash) {
   machine.CreateKey(kBase);
-  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\"));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\"));
 }
 
 TEST_F(RegistryKeys, WhatStandsBelowTheLongestPathIsReachedByItsPartsAlone) {
@@ -104,12 +93,12 @@ TEST_F(RegistryKeys, WhatStandsBelowTheLongestPathIsReachedByItsPartsAlone) {
   while (below.size() < 32'768) below += u"\\" + std::u16string(250, u'k');
   machine.CreateKey(u"HKEY_LOCAL_MACHINE\\" + below);
   // Windows says that the path is too long, Wine cuts it and finds nothing there.
-  const LSTATUS refusal = tests::RunsOnWine() ? kFileNotFound : kPathTooLong;
+  const LSTATUS refusal = tests::RunsOnWine() ? status::kFileNotFound : status::kPathTooLong;
   EXPECT_EQ(refusal, StatusOfOpen(HKEY_LOCAL_MACHINE, below.c_str()));
   EXPECT_EQ(refusal, RegDeleteKeyW(HKEY_LOCAL_MACHINE, below.c_str()));
   const auto half = below.find(u'\\', 16'000);
   const HKEY above = Open(HKEY_LOCAL_MACHINE, below.substr(0, half).c_str());
-  EXPECT_EQ(kSuccess, RegDeleteKeyW(above, below.substr(half + 1).c_str()));
+  EXPECT_EQ(status::kSuccess, RegDeleteKeyW(above, below.substr(half + 1).c_str()));
 }
 
 TEST_F(RegistryKeys, ViewsAreSeparateBelowSoftware) {
@@ -123,18 +112,18 @@ TEST_F(RegistryKeys, ViewsAreSeparateBelowSoftware) {
 
 TEST_F(RegistryKeys, The32BitViewStandsBelowWow6432Node) {
   machine.CreateKey({kBase, View::Bits32});
-  EXPECT_EQ(kFileNotFound, StatusOfOpen(HKEY_LOCAL_MACHINE, kBelowRoot));
+  EXPECT_EQ(status::kFileNotFound, StatusOfOpen(HKEY_LOCAL_MACHINE, kBelowRoot));
   const auto* stored = u"Software\\Wow6432Node\\KestrelbayContract";
-  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, stored));
-  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, stored, KEY_READ | KEY_WOW64_32KEY));
-  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, stored, KEY_READ | KEY_WOW64_64KEY));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, stored));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, stored, KEY_READ | KEY_WOW64_32KEY));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, stored, KEY_READ | KEY_WOW64_64KEY));
 }
 
 TEST_F(RegistryKeys, AKeyOfAViewLeadsToItsChildrenInThatView) {
   machine.CreateKey({kBase + std::u16string(u"\\Child"), View::Bits32});
   const HKEY base = Open(HKEY_LOCAL_MACHINE, kBelowRoot, KEY_READ | KEY_WOW64_32KEY);
-  EXPECT_EQ(kSuccess, StatusOfOpen(base, u"Child", KEY_READ | KEY_WOW64_32KEY));
-  EXPECT_EQ(kSuccess, StatusOfOpen(base, u"Child"));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(base, u"Child", KEY_READ | KEY_WOW64_32KEY));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(base, u"Child"));
 }
 
 TEST_F(RegistryKeys, AKeyOfBothViewsLeadsToThe32BitViewWhereItIsAskedFor) {
@@ -153,25 +142,25 @@ TEST_F(RegistryKeys, AKeyOfBothViewsLeadsToThe32BitViewWhereItIsAskedFor) {
 TEST_F(RegistryKeys, ViewsShareWhatIsNotBelowSoftware) {
   machine.CreateKey(u"HKEY_LOCAL_MACHINE\\System\\KestrelbayContract");
   const auto* path = u"System\\KestrelbayContract";
-  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_32KEY));
-  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_64KEY));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_32KEY));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_64KEY));
 }
 
 TEST_F(RegistryKeys, ViewsShareUninstallKeysOfUsers) {
   const std::u16string below =
       u"S-1-5-21-7-7-7-7777\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\App";
   machine.CreateKey(u"HKEY_USERS\\" + below);
-  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_USERS, below.c_str(), KEY_READ | KEY_WOW64_32KEY));
-  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_USERS, below.c_str(), KEY_READ | KEY_WOW64_64KEY));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_USERS, below.c_str(), KEY_READ | KEY_WOW64_32KEY));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_USERS, below.c_str(), KEY_READ | KEY_WOW64_64KEY));
 }
 
 TEST_F(RegistryKeys, ViewsShareClasses) {
   machine.CreateKey(u"HKEY_LOCAL_MACHINE\\Software\\Classes\\KestrelbayContract");
   const auto* path = u"Software\\Classes\\KestrelbayContract";
-  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_64KEY));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_64KEY));
   // Wine still keeps them apart, as Windows did before 7.
   EXPECT_EQ(!tests::RunsOnWine(),
-            StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_32KEY) == kSuccess);
+            StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_32KEY) == status::kSuccess);
 }
 
 TEST_F(RegistryKeys, SubKeysComeInOrderWithoutRegardToCase) {
@@ -217,20 +206,20 @@ TEST_F(RegistryKeys, AUserHiveMadeForTheTestIsListed) {
 TEST_F(RegistryKeys, TheEndOfSubKeysIsToldAlsoOfAKeyWithoutAny) {
   machine.CreateKey(kBase);
   std::u16string name;
-  EXPECT_EQ(kNoMoreItems, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 0, 260, name));
+  EXPECT_EQ(status::kNoMoreItems, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 0, 260, name));
   machine.CreateKey(std::u16string(kBase) + u"\\One");
-  EXPECT_EQ(kSuccess, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 0, 260, name));
-  EXPECT_EQ(kNoMoreItems, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 1, 260, name));
+  EXPECT_EQ(status::kSuccess, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 0, 260, name));
+  EXPECT_EQ(status::kNoMoreItems, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 1, 260, name));
 }
 
 TEST_F(RegistryKeys, ANameThatDoesNotFitIsRefusedAndTheNextIndexGoesOn) {
   for (const auto* name : {u"\\abc", u"\\abcd", u"\\ac"}) machine.CreateKey(std::u16string(kBase) + name);
   const HKEY base = Open(HKEY_LOCAL_MACHINE, kBelowRoot);
   std::u16string name;
-  EXPECT_EQ(kSuccess, NameAt(base, 0, 4, name));
+  EXPECT_EQ(status::kSuccess, NameAt(base, 0, 4, name));
   EXPECT_EQ(u"abc", name);
-  EXPECT_EQ(kMoreData, NameAt(base, 1, 4, name));
-  EXPECT_EQ(kSuccess, NameAt(base, 2, 4, name));
+  EXPECT_EQ(status::kMoreData, NameAt(base, 1, 4, name));
+  EXPECT_EQ(status::kSuccess, NameAt(base, 2, 4, name));
   EXPECT_EQ(u"ac", name);
 }
 
@@ -238,7 +227,7 @@ TEST_F(RegistryKeys, ANameOf255CharactersFitsItsRoom) {
   const std::u16string longest(255, u'n');
   machine.CreateKey(kBase + std::u16string(u"\\") + longest);
   std::u16string name;
-  EXPECT_EQ(kSuccess, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 0, 260, name));
+  EXPECT_EQ(status::kSuccess, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 0, 260, name));
   EXPECT_EQ(longest, name);
 }
 
@@ -246,8 +235,8 @@ TEST_F(RegistryKeys, LastWriteTimeOfAKeyIsReported) {
   machine.SetNumber(kBase, u"Value", 1);
   const HKEY base = Open(HKEY_LOCAL_MACHINE, kBelowRoot);
   FILETIME time = {};
-  EXPECT_EQ(kSuccess, RegQueryInfoKeyW(base, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                       nullptr, nullptr, nullptr, &time));
+  EXPECT_EQ(status::kSuccess, RegQueryInfoKeyW(base, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                               nullptr, nullptr, nullptr, nullptr, &time));
   const auto told = std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
   EXPECT_EQ(machine.LastWriteTime(kBase), told);
   constexpr std::uint64_t kStartOf2020 = 132223104000000000;
@@ -256,41 +245,42 @@ TEST_F(RegistryKeys, LastWriteTimeOfAKeyIsReported) {
 
 TEST_F(RegistryKeys, ALeafIsDeletedAndAKeyWithSubKeysIsNot) {
   machine.SetNumber(std::u16string(kBase) + u"\\Leaf", u"Value", 1);
-  EXPECT_EQ(kAccessDenied, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
+  EXPECT_EQ(status::kAccessDenied, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
   EXPECT_TRUE(machine.HasKey(std::u16string(kBase) + u"\\Leaf"));
-  EXPECT_EQ(kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Leaf"));
-  EXPECT_EQ(kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
+  EXPECT_EQ(status::kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Leaf"));
+  EXPECT_EQ(status::kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
   EXPECT_FALSE(machine.HasKey(kBase));
 }
 
 TEST_F(RegistryKeys, DeletingAMissingKeyIsNotFound) {
-  EXPECT_EQ(kFileNotFound, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
+  EXPECT_EQ(status::kFileNotFound, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
 }
 
 TEST_F(RegistryKeys, DeletingActsInTheNativeView) {
   machine.CreateKey({kBase, View::Bits32});
-  EXPECT_EQ(kFileNotFound, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
-  EXPECT_EQ(kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"Software\\Wow6432Node\\KestrelbayContract"));
+  EXPECT_EQ(status::kFileNotFound, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
+  EXPECT_EQ(status::kSuccess,
+            RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"Software\\Wow6432Node\\KestrelbayContract"));
   EXPECT_FALSE(machine.HasKey({kBase, View::Bits32}));
 }
 
 TEST_F(RegistryKeys, DeletingASubKeyWritesTheKeyAboveIt) {
   machine.CreateKey(std::u16string(kBase) + u"\\Leaf");
   const auto before = machine.LastWriteTime(kBase);
-  EXPECT_EQ(kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Leaf"));
+  EXPECT_EQ(status::kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Leaf"));
   EXPECT_GE(machine.LastWriteTime(kBase), before);
 }
 
 TEST_F(RegistryKeys, TheHandleOfADeletedKeySaysSo) {
   machine.SetNumber(kBase, u"Value", 1);
   const HKEY base = Open(HKEY_LOCAL_MACHINE, kBelowRoot);
-  ASSERT_EQ(kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
+  ASSERT_EQ(status::kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
   std::u16string name;
-  EXPECT_EQ(kKeyDeleted, NameAt(base, 0, 260, name));
-  EXPECT_EQ(kKeyDeleted, RegQueryValueExW(base, u"Value", nullptr, nullptr, nullptr, nullptr));
+  EXPECT_EQ(status::kKeyDeleted, NameAt(base, 0, 260, name));
+  EXPECT_EQ(status::kKeyDeleted, RegQueryValueExW(base, u"Value", nullptr, nullptr, nullptr, nullptr));
   FILETIME time = {};
-  EXPECT_EQ(kKeyDeleted, RegQueryInfoKeyW(base, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                          nullptr, nullptr, nullptr, &time));
+  EXPECT_EQ(status::kKeyDeleted, RegQueryInfoKeyW(base, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                                  nullptr, nullptr, nullptr, nullptr, &time));
   EXPECT_EQ(0u, time.dwLowDateTime);
   EXPECT_EQ(0u, time.dwHighDateTime);
 }
@@ -298,23 +288,23 @@ TEST_F(RegistryKeys, TheHandleOfADeletedKeySaysSo) {
 TEST_F(RegistryKeys, AClosedHandleIsInvalid) {
   machine.CreateKey(kBase);
   HKEY base = nullptr;
-  ASSERT_EQ(kSuccess, RegOpenKeyExW(HKEY_LOCAL_MACHINE, kBelowRoot, 0, KEY_READ, &base));
-  EXPECT_EQ(kSuccess, RegCloseKey(base));
+  ASSERT_EQ(status::kSuccess, RegOpenKeyExW(HKEY_LOCAL_MACHINE, kBelowRoot, 0, KEY_READ, &base));
+  EXPECT_EQ(status::kSuccess, RegCloseKey(base));
   std::u16string name;
-  EXPECT_EQ(kInvalidHandle, RegCloseKey(base));
-  EXPECT_EQ(kInvalidHandle, NameAt(base, 0, 260, name));
-  EXPECT_EQ(kInvalidHandle, RegQueryValueExW(base, u"Value", nullptr, nullptr, nullptr, nullptr));
-  EXPECT_EQ(kInvalidHandle, StatusOfOpen(base, u"Child"));
+  EXPECT_EQ(status::kInvalidHandle, RegCloseKey(base));
+  EXPECT_EQ(status::kInvalidHandle, NameAt(base, 0, 260, name));
+  EXPECT_EQ(status::kInvalidHandle, RegQueryValueExW(base, u"Value", nullptr, nullptr, nullptr, nullptr));
+  EXPECT_EQ(status::kInvalidHandle, StatusOfOpen(base, u"Child"));
 }
 
 TEST_F(RegistryKeys, ClosingAPredefinedKeyLeavesItUsable) {
   machine.CreateKey(u"HKEY_CURRENT_USER\\Software\\KestrelbayContract");
   for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE, HKEY_USERS}) {
-    EXPECT_EQ(kSuccess, RegCloseKey(root));
-    EXPECT_EQ(kSuccess, RegCloseKey(root));
+    EXPECT_EQ(status::kSuccess, RegCloseKey(root));
+    EXPECT_EQ(status::kSuccess, RegCloseKey(root));
     EXPECT_FALSE(Names(root).empty());
   }
-  EXPECT_EQ(kSuccess, StatusOfOpen(HKEY_CURRENT_USER, kBelowRoot));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_CURRENT_USER, kBelowRoot));
 }
 
 }  // namespace

@@ -5,9 +5,9 @@ namespace {
 
 using Names = std::vector<std::u16string>;
 
-const std::u16string kUninstall = u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
-const std::u16string kUserData = u"Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData\\";
-const std::u16string kUserProducts = u"\\Software\\Microsoft\\Installer\\Products\\";
+const std::u16string kUninstallPrefix = u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
+const std::u16string kUserDataPrefix = u"Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData\\";
+const std::u16string kUserProductsPrefix = u"\\Software\\Microsoft\\Installer\\Products\\";
 const std::u16string kProducts = u"Software\\Classes\\Installer\\Products";
 
 constexpr std::uint64_t kFileTimeOf1970 = 116444736000000000;
@@ -34,8 +34,8 @@ const Names kHives = {u".DEFAULT", u"S-1-5-20", u"S-1-5-21-1", u"S-1-5-21-1_Clas
 PlainRegistry RandomRegistry::Make() {
   PlainRegistry registry;
   if (!OneIn(20)) FillProducts(registry);
-  FillUninstallKey(registry.machine, kUninstall, 5);
-  FillUninstallKey(registry.machine32, kUninstall, 5);
+  FillUninstallKey(registry.machine, kUninstallPrefix, 5);
+  FillUninstallKey(registry.machine32, kUninstallPrefix, 5);
   FillUserData(registry.machine);
   FillUserData(registry.machine32);
   for (const std::u16string& hive : kHives) {
@@ -66,9 +66,9 @@ void RandomRegistry::FillUninstallKey(PlainKey& root, const std::u16string& path
 void RandomRegistry::FillUserData(PlainKey& root) {
   if (OneIn(4)) return;
   for (const std::u16string& sid : kSids) {
-    if (OneIn(2)) root.At(kUserData + sid);
+    if (OneIn(2)) root.At(kUserDataPrefix + sid);
     for (auto count = random() % 3; count > 0; --count) {
-      PlainKey& product = root.At(kUserData + sid + u"\\Products\\" + Any(kPackedCodes));
+      PlainKey& product = root.At(kUserDataPrefix + sid + u"\\Products\\" + Any(kPackedCodes));
       if (!OneIn(8)) FillEntry(product.At(u"InstallProperties"));
     }
   }
@@ -76,9 +76,9 @@ void RandomRegistry::FillUserData(PlainKey& root) {
 
 void RandomRegistry::FillHive(PlainKey& users, const std::u16string& hive) {
   users.At(hive);
-  FillUninstallKey(users, hive + u"\\" + kUninstall, 3);
+  FillUninstallKey(users, hive + u"\\" + kUninstallPrefix, 3);
   for (auto count = random() % 4; count > 0; --count) {
-    FillProduct(users.At(hive + kUserProducts + Any(kPackedCodes)));
+    FillProduct(users.At(hive + kUserProductsPrefix + Any(kPackedCodes)));
   }
 }
 
