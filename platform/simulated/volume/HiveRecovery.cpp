@@ -264,7 +264,8 @@ class Recoverer {
       return (log[bitmapAt + sector / 8] >> sector % 8 & 1) != 0;
     };
     std::size_t dirtySectors = 0;
-    for (std::size_t i = 0; i < sectors; ++i) dirtySectors += isDirty(i) ? 1 : 0;
+    for (std::size_t i = 0; i < sectors; ++i)
+      if (isDirty(i)) ++dirtySectors;
     if ((log.size() - from) / kSector < dirtySectors) return;
     Begin(log.first(kSector));
     SetBinsBytes(binsBytes);
