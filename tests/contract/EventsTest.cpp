@@ -147,7 +147,7 @@ TEST_F(Events, ANameThatAMutexBearsIsRefused) {
   tests::TestMachine machine;
   const HANDLE mutex = machine.MakeMutex(u"KestrelbayContract");
   EXPECT_EQ(nullptr, CreateEventW(nullptr, 1, 0, u"KestrelbayContract"));
-  EXPECT_EQ(kInvalidHandle, GetLastError());
+  EXPECT_EQ(last_error::kInvalidHandle, GetLastError());
   EXPECT_EQ(nullptr, CreateEventW(nullptr, 1, 0, u"Local\\KestrelbayContract"));
   EXPECT_NE(0, CloseHandle(mutex));
   Make(true, false, u"KestrelbayContract");

@@ -131,12 +131,14 @@ TEST_F(RegistryKeys, AKeyOfBothViewsLeadsToThe32BitViewWhereItIsAskedFor) {
   machine.CreateKey({kBase, View::Bits64});
   const HKEY software = Open(HKEY_LOCAL_MACHINE, u"Software", KEY_READ | KEY_WOW64_64KEY);
   const char16_t* const path = u"KestrelbayContract\\Narrow";
-  EXPECT_EQ(kFileNotFound, StatusOfOpen(software, path, KEY_READ | KEY_WOW64_64KEY));
+  EXPECT_EQ(status::kFileNotFound, StatusOfOpen(software, path, KEY_READ | KEY_WOW64_64KEY));
   // In Wine 8 the view counts in the open of a predefined key alone.
-  EXPECT_EQ(!tests::RunsOnWine(), StatusOfOpen(software, path, KEY_READ | KEY_WOW64_32KEY) == kSuccess);
+  EXPECT_EQ(!tests::RunsOnWine(),
+            StatusOfOpen(software, path, KEY_READ | KEY_WOW64_32KEY) == status::kSuccess);
   const HKEY narrow = Open(HKEY_LOCAL_MACHINE, u"Software", KEY_READ | KEY_WOW64_32KEY);
-  EXPECT_EQ(kSuccess, StatusOfOpen(narrow, path, KEY_READ | KEY_WOW64_64KEY)) << "there is no way back";
-  EXPECT_EQ(kFileNotFound, StatusOfOpen(narrow, u"Wow6432Node\\KestrelbayContract"));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(narrow, path, KEY_READ | KEY_WOW64_64KEY))
+      << "there is no way back";
+  EXPECT_EQ(status::kFileNotFound, StatusOfOpen(narrow, u"Wow6432Node\\KestrelbayContract"));
 }
 
 TEST_F(RegistryKeys, ViewsShareWhatIsNotBelowSoftware) {
@@ -184,7 +186,7 @@ TEST_F(RegistryKeys, SubKeysComeInOrderOfTheirUpperCasedUnits) {
 TEST_F(RegistryKeys, AFinalSigmaIsALetterOfItsOwn) {
   MakeInReverse({u"\u03c2", u"\u03a3"});
   EXPECT_EQ(2u, Names(Open(HKEY_LOCAL_MACHINE, kBelowRoot)).size());
-  EXPECT_EQ(kSuccess, StatusOfOpen(Open(HKEY_LOCAL_MACHINE, kBelowRoot), u"\u03c3"));
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(Open(HKEY_LOCAL_MACHINE, kBelowRoot), u"\u03c3"));
 }
 
 TEST_F(RegistryKeys, LettersWhoseCapitalsUnicodeAddedLaterAreNamesOfTheirOwn) {
@@ -193,7 +195,8 @@ TEST_F(RegistryKeys, LettersWhoseCapitalsUnicodeAddedLaterAreNamesOfTheirOwn) {
        {std::pair{u"\u10d0", u"\u1c90"}, std::pair{u"\u13f8", u"\u13f0"}, std::pair{u"\uab70", u"\u13a0"},
         std::pair{u"\u0252", u"\u2c70"}, std::pair{u"\u2cec", u"\u2ceb"}, std::pair{u"\u0525", u"\u0524"}}) {
     MakeInReverse({capital});
-    EXPECT_EQ(tests::RunsOnWine(), StatusOfOpen(Open(HKEY_LOCAL_MACHINE, kBelowRoot), small) == kSuccess);
+    EXPECT_EQ(tests::RunsOnWine(),
+              StatusOfOpen(Open(HKEY_LOCAL_MACHINE, kBelowRoot), small) == status::kSuccess);
   }
 }
 
