@@ -52,7 +52,7 @@ TEST_P(RecoveredHive, IsTheOneThatWindowsMade) {
   ASSERT_GE(recovery.image.size(), end);
   std::size_t different = 0;
   for (std::size_t at = HiveHeader::kBytes; at < end; ++at)
-    different += recovery.image[at] != static_cast<std::uint8_t>(recovered[at]) ? 1 : 0;
+    different += recovery.image[at] != static_cast<std::uint8_t>(recovered[at]) ? 1U : 0U;
   // Windows 7 notes in the root key's flags and time that it used the hive.
   EXPECT_LE(different, name == std::string("dirty-win10") ? 0U : 64U);
 }
