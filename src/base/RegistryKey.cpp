@@ -17,9 +17,6 @@ constexpr std::size_t kNameChars = 260;
 constexpr std::size_t kValueBytes = 520;
 constexpr std::int64_t kUnixEpochFileTime = 116444736000000000;
 constexpr std::int64_t kFileTimePerMs = 10000;
-// Enumerating a deleted key fails at every index and never reports an end. So this many unreadable names in a
-// row end the list.
-constexpr platform::DWORD kUnreadableNamesInARow = 0x10000;
 
 // A value and four bytes more: zeros there terminate a text that is stored without its NUL, and complete a
 // number that is stored with fewer than four bytes.

@@ -87,6 +87,12 @@ void ReadRegistryValue(const RegistryKey& key, const char16_t* name, std::u16str
 std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name);
 
 /**
+ * Enumerating a deleted key fails at every index and never reports an end. So this many unreadable names in a
+ * row end a list.
+ */
+inline constexpr platform::DWORD kUnreadableNamesInARow = 0x10000;
+
+/**
  * @return the names of the subkeys in the order of the registry. Skips a name that cannot be read; 65,536 of
  *         these in a row end the list, because the key itself was deleted then.
  */

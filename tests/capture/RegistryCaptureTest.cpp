@@ -1,4 +1,4 @@
-// What a capture reads of the registry, with which rights, and what it makes of what it cannot read.
+// The keys and values that a capture reads, its access rights, and its notes about what it cannot read.
 #include "capture/RegistryCapture.h"
 
 #include <gmock/gmock.h>
@@ -32,7 +32,7 @@ class RegistryCaptureTest : public testing::Test {
     machine.registry.SetText(kUninstall + u"\\App", u"DisplayName", u"App");
     machine.registry.SetText(kUninstall + u"\\App", u"Version", u"1");
   }
-  /** Nothing that is read may stay open. */
+  /** Every key that was opened is closed. */
   ~RegistryCaptureTest() override { EXPECT_EQ(machine.OpenKeys(), 0U); }
 
   void Capture() {
@@ -57,7 +57,7 @@ class RegistryCaptureTest : public testing::Test {
   CapturedMachine captured;
 };
 
-TEST_F(RegistryCaptureTest, OpensWithTheLibrarysRightsAndReadsAlone) {
+TEST_F(RegistryCaptureTest, OpensWithTheRightsOfTheLibraryAndOnlyReads) {
   machine.journal.Start();
   Capture();
   machine.journal.Stop();
@@ -72,14 +72,14 @@ TEST_F(RegistryCaptureTest, OpensWithTheLibrarysRightsAndReadsAlone) {
   EXPECT_GT(opens, 10U);
 }
 
-TEST_F(RegistryCaptureTest, NothingIsNotedWhereAllCanBeRead) {
+TEST_F(RegistryCaptureTest, NotesNothingIfEverythingCanBeRead) {
   Capture();
   EXPECT_THAT(Notes(), IsEmpty());
   ASSERT_TRUE(Find(kUninstall + u"\\App"));
   EXPECT_EQ(Find(kUninstall + u"\\App")->values.size(), 2U);
 }
 
-TEST_F(RegistryCaptureTest, AValueThatCannotBeReadIsNotedAndTheOthersAreTaken) {
+TEST_F(RegistryCaptureTest, NotesAnUnreadableValueAndCapturesTheOthers) {
   machine.faults.FailNth(1, Faults::Extent::Once, "RegEnumValueW");
   Capture();
   EXPECT_TRUE(machine.faults.Fired());
@@ -87,24 +87,24 @@ TEST_F(RegistryCaptureTest, AValueThatCannotBeReadIsNotedAndTheOthersAreTaken) {
   EXPECT_TRUE(Find(kUninstall + u"\\App"));
 }
 
-TEST_F(RegistryCaptureTest, ValuesThatNeverCanBeReadEndTheKeyAndNotTheCapture) {
+TEST_F(RegistryCaptureTest, EndsTheKeyAndNotTheCaptureIfNoValueCanBeRead) {
   machine.faults.FailNth(1, Faults::Extent::Onwards, "RegEnumValueW");
   Capture();
   ASSERT_TRUE(Find(kUninstall + u"\\App"));
   EXPECT_THAT(Find(kUninstall + u"\\App")->values, IsEmpty());
 }
 
-TEST_F(RegistryCaptureTest, AKeyThatGoesBetweenListingAndOpeningIsNoted) {
+TEST_F(RegistryCaptureTest, NotesAKeyThatIsDeletedBetweenListingAndOpening) {
   // The key of the uninstall keys is opened, and then the application's, which is gone by then.
   RegistryCapture(captured, [this] {
     const bool isListed = Find(kUninstall) != nullptr;
     if (isListed) machine.registry.RemoveKey(kUninstall + u"\\App");
   }).Run();
-  EXPECT_THAT(Notes(), testing::Contains(HasSubstr("\\App: went while the machine was read")));
+  EXPECT_THAT(Notes(), testing::Contains(HasSubstr("\\App: was deleted while the machine was read")));
   EXPECT_FALSE(Find(kUninstall + u"\\App"));
 }
 
-TEST_F(RegistryCaptureTest, ARefusedKeyIsNotedAndStaysListed) {
+TEST_F(RegistryCaptureTest, NotesADeniedKeyAndListsIt) {
   machine.registry.Deny(kUninstall + u"\\App", 0x1);
   Capture();
   EXPECT_THAT(Notes(), ElementsAre(HasSubstr("\\App: access denied")));
@@ -112,19 +112,19 @@ TEST_F(RegistryCaptureTest, ARefusedKeyIsNotedAndStaysListed) {
   EXPECT_TRUE(Find(kUninstall + u"\\App")->isDenied);
 }
 
-TEST_F(RegistryCaptureTest, ALineEndInAKeysNameIsNotedAndTheKeyLeftOut) {
+TEST_F(RegistryCaptureTest, NotesAndOmitsAKeyWithALineEndInItsName) {
   machine.registry.CreateKey(kUninstall + u"\\Two\nlines");
   Capture();
   EXPECT_THAT(Notes(), ElementsAre(HasSubstr("line end in its name")));
 }
 
-TEST_F(RegistryCaptureTest, ASubKeyThatCannotBeListedIsNoted) {
+TEST_F(RegistryCaptureTest, NotesASubkeyThatCannotBeListed) {
   machine.faults.FailNth(1, Faults::Extent::Once, "RegEnumKeyExW");
   Capture();
-  EXPECT_THAT(Notes(), ElementsAre(HasSubstr("a sub key cannot be listed (error 1450)")));
+  EXPECT_THAT(Notes(), ElementsAre(HasSubstr("a subkey cannot be listed (error 1450)")));
 }
 
-TEST_F(RegistryCaptureTest, ALongValueIsTakenWhole) {
+TEST_F(RegistryCaptureTest, CapturesALongValueCompletely) {
   const std::vector<std::uint8_t> bytes(100000, 7);
   machine.registry.SetValue(kUninstall + u"\\App", u"Blob", 3, bytes);
   Capture();
@@ -132,8 +132,8 @@ TEST_F(RegistryCaptureTest, ALongValueIsTakenWhole) {
   EXPECT_EQ(Find(kUninstall + u"\\App")->values.back().bytes, bytes);
 }
 
-// Whatever fails, the capture ends, and closes what it opened.
-TEST_F(RegistryCaptureTest, EveryFailureIsSurvived) {
+// After any failure the capture ends and closes its keys.
+TEST_F(RegistryCaptureTest, EndsAndClosesItsKeysAfterEveryFailure) {
   for (const Faults::Extent extent : {Faults::Extent::Once, Faults::Extent::Onwards}) {
     for (std::size_t n = 1;; ++n) {
       machine.faults.FailNth(n, extent);
@@ -146,7 +146,7 @@ TEST_F(RegistryCaptureTest, EveryFailureIsSurvived) {
   }
 }
 
-TEST_F(RegistryCaptureTest, WhoeverWaitsCanEndIt) {
+TEST_F(RegistryCaptureTest, EndsIfPollThrows) {
   struct Stop {};
   EXPECT_THROW(RegistryCapture(captured, [] { throw Stop(); }).Run(), Stop);
 }

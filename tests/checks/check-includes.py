@@ -49,9 +49,15 @@ EXCEPTIONS = {
     "tools/kestrelbay/explain/": {"base/", "inventory/"},
     # The simulated host opens the machine that the command line names.
     "tools/kestrelbay/console/SystemSimulated.cpp": {"simulated/directory/", "simulated/base/WideText.h"},
-    # A capture reads the machine through the port and writes the simulated machine's own form.
+    # Base64 is an operation of the port.
+    "tools/kestrelbay/console/Base64.cpp": {"platform/Constants.h", "platform/Protection.h"},
+    # A capture reads the machine through the port and writes the simulated machine's own form. It reads the keys
+    # that a scan reads, so it takes their paths and rules from the scan.
     "tools/capture/": {
         "platform/",
+        "base/LoadTimeObjects.h",
+        "base/RegistryKey.h",
+        "inventory/UninstallKeyScanner.h",
         "simulated/base/Checksum.h",
         "simulated/base/UpperCase.h",
         "simulated/directory/CaptureFormat.h",
@@ -218,6 +224,10 @@ def self_test():
         ("host opens a machine", "tools/kestrelbay/console/SystemSimulated.cpp", '#include "simulated/directory/B.h"', []),
         ("host looks further", "tools/kestrelbay/console/SystemSimulated.cpp", '#include "simulated/registry/Key.h"', ["Key.h"]),
         ("capture uses the port", "tools/capture/A.cpp", '#include "platform/Registry.h"', []),
+        ("capture reads what a scan reads", "tools/capture/A.cpp", '#include "base/LoadTimeObjects.h"', []),
+        ("capture scans nothing", "tools/capture/A.cpp", '#include "inventory/InventoryScan.h"', ["InventoryScan.h"]),
+        ("console encodes by the port", "tools/kestrelbay/console/Base64.cpp", '#include "platform/Protection.h"', []),
+        ("console has no port", "tools/kestrelbay/console/A.cpp", '#include "platform/Protection.h"', ["platform/"]),
         ("capture writes the form", "tools/capture/A.cpp", '#include "simulated/regfile/RegFileWriter.h"', []),
         ("capture looks further", "tools/capture/A.cpp", '#include "simulated/machine/Machine.h"', ["Machine.h"]),
         ("public header", "include/KestrelbayGeneralSDK.h", "#include <stddef.h>", ["stddef.h"]),

@@ -4,6 +4,8 @@
 
 #include "PersonalText.h"
 #include "Text.h"
+#include "base/LoadTimeObjects.h"
+#include "inventory/UninstallKeyScanner.h"
 #include "platform/Constants.h"
 
 namespace capture {
@@ -19,12 +21,9 @@ constexpr std::u16string_view kValueNames[] = {
     u"INSTALLLOCATION",       u"ISTABLETPC",        u"MACHINEGUID",     u"PARENTKEYNAME",   u"PRODUCTICON",
     u"PRODUCTNAME",           u"PROXYENABLE",       u"PROXYSERVER",     u"PUBLISHER",       u"RELEASETYPE",
     u"SYSTEMCOMPONENT",       u"SYSTEMPRODUCTNAME", u"UNINSTALLSTRING", u"WINDOWSINSTALLER"};
-/** Read as numbers, also where they are texts. */
+/** The library reads these values as numbers, texts too. */
 constexpr std::u16string_view kNumbers[] = {u"ISTABLETPC", u"PROXYENABLE", u"SYSTEMCOMPONENT",
                                             u"WINDOWSINSTALLER"};
-/** Compared with publishers and types of release, letter by letter. */
-constexpr std::u16string_view kComparedTexts[] = {u"TOLVAN Handheld Engine", u"Security Update",
-                                                  u"Update Rollup", u"Hotfix"};
 constexpr std::u16string_view kOwners[] = {u"REGISTEREDOWNER", u"REGISTEREDUSER", u"REGOWNER", u"REGUSER"};
 constexpr std::u16string_view kOrganizations[] = {u"REGCOMPANY", u"REGISTEREDCOMPANY",
                                                   u"REGISTEREDORGANIZATION", u"REGORGANIZATION"};
@@ -32,11 +31,6 @@ constexpr std::u16string_view kOrganizations[] = {u"REGCOMPANY", u"REGISTEREDCOM
 template <typename List>
 bool IsIn(const List& list, std::u16string_view name) {
   return std::ranges::find(list, name) != std::end(list);
-}
-
-/** Named KB and six figures, which the library takes for an update. */
-bool IsUpdateName(std::u16string_view name) {
-  return name.size() == 8 && name.starts_with(u"KB") && std::ranges::all_of(name.substr(2), IsFigure);
 }
 
 std::size_t CharsOfNumber(std::u16string_view text) {
@@ -56,7 +50,8 @@ std::u16string WithoutBlanks(std::u16string_view name) {
 }  // namespace
 
 bool IsFixedKeyName(std::u16string_view name) {
-  return IsIn(kKeyNames, AsciiUpper(name)) || IsUpdateName(name);
+  return IsIn(kKeyNames, AsciiUpper(name)) ||
+         kestrelbay::JudgeUpdate(name, {}, {}) != kestrelbay::Verdict::Accepted;
 }
 
 bool IsFixedValueName(std::u16string_view name) { return IsIn(kValueNames, AsciiUpper(name)); }
@@ -70,7 +65,9 @@ std::size_t DecidingBytes(const CapturedValue& value) {
     text += static_cast<char16_t>(value.bytes[i] | value.bytes[i + 1] << 8);
   if (IsIn(kNumbers, AsciiUpper(value.name))) return 2 * CharsOfNumber(text);
   const std::u16string_view seen = std::u16string_view(text).substr(0, text.find(u'\0'));
-  return IsIn(kComparedTexts, seen) ? 2 * seen.size() : 0;
+  const bool isCompared = seen == kestrelbay::ExcludedPublisher ||
+                          kestrelbay::JudgeUpdate({}, {}, seen) == kestrelbay::Verdict::UpdateRelease;
+  return isCompared ? 2 * seen.size() : 0;
 }
 
 bool IsText(const CapturedValue& value) { return value.type == 1 || value.type == 2 || value.type == 7; }

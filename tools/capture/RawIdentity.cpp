@@ -4,17 +4,18 @@
 #include <array>
 
 #include "Text.h"
+#include "inventory/UninstallKeyScanner.h"
 
 namespace capture {
 namespace {
 
 constexpr std::size_t kGuidFigures = 32;
 constexpr std::size_t kNumberBytes = 4;
-/** What a SID has before its first number: version, count of numbers, and authority in six bytes. */
+/** The bytes of a SID before its first number: version, count of numbers, and six of the authority. */
 constexpr std::size_t kSidHeadBytes = 8;
 constexpr std::uint8_t kMostNumbers = 15;
 
-/** Where the groups of a GUID begin and end that are numbers, and so are turned round in memory. */
+/** The digits of the groups of a GUID that are numbers, whose bytes are reversed in memory. */
 constexpr std::array<std::pair<std::size_t, std::size_t>, 3> kNumberGroups{{{0, 8}, {8, 12}, {12, 16}}};
 
 unsigned FigureOf(char16_t unit) { return unit <= u'9' ? unit - u'0' : unit - u'A' + 10; }
@@ -26,23 +27,14 @@ std::string BytesOfFigures(std::u16string_view figures) {
   return bytes;
 }
 
-std::u16string Packed(std::u16string figures) {
-  for (const auto& [begin, end] : kNumberGroups)
-    std::reverse(figures.begin() + static_cast<std::ptrdiff_t>(begin),
-                 figures.begin() + static_cast<std::ptrdiff_t>(end));
-  for (std::size_t i = kNumberGroups.back().second; i < figures.size(); i += 2)
-    std::swap(figures[i], figures[i + 1]);
-  return figures;
-}
-
 std::uint64_t NumberAt(std::span<const std::uint8_t> bytes, std::size_t at) {
   std::uint64_t number = 0;
   for (std::size_t i = kNumberBytes; i-- > 0;) number = number << 8 | bytes[at + i];
   return number;
 }
 
-/** How many numbers of the SID that begins there are the machine's; 0 where none does. @param skipped of them
- */
+/** Returns how many numbers of the SID that begins there identify the machine or user; 0 if none begins
+ * there. */
 std::size_t PersonalNumbersAt(std::span<const std::uint8_t> bytes, std::size_t at) {
   constexpr std::uint64_t kMachines = 21, kDirectory = 1;
   constexpr std::uint8_t kNtAuthority = 5, kDirectoryAuthority = 12;
@@ -64,12 +56,13 @@ GuidForms FormsOfGuid(std::u16string_view text) {
   const auto isFigure = [](char16_t unit) {
     return (unit >= u'0' && unit <= u'9') || (unit >= u'A' && unit <= u'F');
   };
-  // One figure all through is no GUID of a machine, and stands in many files.
+  // A GUID of one repeated digit is in many files and belongs to no machine.
   const bool isGuid = figures.size() == kGuidFigures && std::ranges::all_of(figures, isFigure) &&
                       figures.find_first_not_of(figures[0]) != figures.npos;
   if (!isGuid) return {};
-  GuidForms forms{figures, figures, Packed(figures), BytesOfFigures(figures), {}};
+  GuidForms forms{figures, figures, {}, BytesOfFigures(figures), {}};
   for (const std::size_t at : {20U, 16U, 12U, 8U}) forms.dashed.insert(at, u"-");
+  forms.packed = kestrelbay::PackProductCode(u'{' + forms.dashed + u'}');
   forms.bytesInMemory = forms.bytes;
   for (const auto& [begin, end] : kNumberGroups)
     std::reverse(forms.bytesInMemory.begin() + static_cast<std::ptrdiff_t>(begin / 2),

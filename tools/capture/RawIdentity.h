@@ -1,4 +1,4 @@
-/** The forms, other than its usual text, in which the identity of a machine is stored. */
+/** The binary and packed forms of GUIDs and SIDs. */
 #pragma once
 
 #include <cstdint>
@@ -9,24 +9,24 @@
 
 namespace capture {
 
-/** A GUID's forms, of which the texts are folded. */
+/** The forms of a GUID. Texts are Folded(). */
 struct GuidForms {
   std::u16string dashed;
   std::u16string plain;
-  /** As the installer writes it in names of keys. */
+  /** The form in key names of Windows Installer. */
   std::u16string packed;
-  /** In the order of its text, and in that of its numbers in memory. */
+  /** In the order of the text, and in the order in memory (three numbers, low byte first). */
   std::string bytes;
   std::string bytesInMemory;
 };
 
-/** @param text  with or without dashes and braces; @return empty forms where it is no GUID */
+/** @param text  with or without dashes and braces @return empty forms if it is not a GUID */
 GuidForms FormsOfGuid(std::u16string_view text);
 
-/** The numbers of a SID, with dashes between, as its bytes have them. */
+/** Returns the bytes of numbers of a SID. @param numbers  decimal, with dashes between them */
 std::string BytesOfNumbers(std::u16string_view numbers);
 
-/** The numbers of the machine, the domain or the directory's user, of each SID that stands in the bytes. */
+/** Returns the numbers of the machine, domain or directory user from each binary SID in the bytes. */
 std::vector<std::u16string> NumbersOfRawSids(std::span<const std::uint8_t> bytes);
 
 }  // namespace capture

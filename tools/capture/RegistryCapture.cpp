@@ -5,6 +5,8 @@
 
 #include "Surroundings.h"
 #include "Text.h"
+#include "base/LoadTimeObjects.h"
+#include "base/RegistryKey.h"
 #include "platform/Constants.h"
 #include "platform/Registry.h"
 
@@ -15,21 +17,17 @@ using platform::DWORD;
 using platform::HKEY;
 using platform::LSTATUS;
 
+using kestrelbay::kUnreadableNamesInARow;
+
 constexpr LSTATUS kFileNotFound = 2, kAccessDenied = 5, kMoreData = 234;
-/** What the inventory never looks into: the machine's own products, which the uninstall keys tell of. */
+/** A scan does not read the branch of the machine's own products: the uninstall keys list these products. */
 constexpr std::u16string_view kMachineSid = u"S-1-5-18";
-constexpr std::u16string_view kUninstall = u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
-constexpr std::u16string_view kUserData =
-    u"Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData";
-constexpr std::u16string_view kUserProducts = u"Software\\Microsoft\\Installer\\Products";
-/** Room for a name, as the inventory has it: a longer one is no name for it. */
+/** The capacity that a scan has for a name. Windows reports a longer name as an error. */
 constexpr DWORD kKeyNameChars = 260;
-/** A key that fails so often in a row is gone, and would go on failing at every index. */
-constexpr int kMostFailures = 3;
-/** A key that changes each time it is read is taken as it was read last. */
+/** A key that changes during each reading is captured as it was read last. */
 constexpr int kMostReadings = 3;
 
-/** A key of the registry, closed at the end. */
+/** Owns a key of the registry. */
 class OpenKey {
  public:
   explicit OpenKey(HKEY handle) : handle_(handle) {}
@@ -75,7 +73,7 @@ std::u16string ErrorText(LSTATUS status) {
 
 bool HasLineEnd(std::u16string_view text) { return text.find_first_of(u"\r\n") != text.npos; }
 
-/** The path below HKEY_LOCAL_MACHINE where what the 32-bit view shows is stored. */
+/** Returns the path below HKEY_LOCAL_MACHINE where the registry stores a key of the 32-bit view. */
 std::u16string StoredIn32Bits(std::u16string_view path) {
   const std::size_t below = path.find(u'\\');
   return std::u16string(path.substr(0, below)) + u"\\Wow6432Node" + std::u16string(path.substr(below));
@@ -111,7 +109,7 @@ void RegistryCapture::Run() {
   ReadNames(platform::HKEY_USERS, u"HKEY_USERS", hives);
   for (const std::u16string& hive : hives) Hive(hive);
   if (machine_.userSid.empty())
-    return Note(u"HKEY_CURRENT_USER", u"whose hive it is cannot be told; the proxy is left out");
+    return Note(u"HKEY_CURRENT_USER", u"its user is not known; the proxy is not captured");
   Place settings =
       InHive(machine_.userSid, u"Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings");
   settings.root = platform::HKEY_CURRENT_USER;
@@ -126,10 +124,10 @@ void RegistryCapture::MachineKeys() {
   Values(InMachine(u"HARDWARE\\DESCRIPTION\\System\\BIOS", KEY_WOW64_64KEY),
          {u"BaseBoardManufacturer", u"SystemProductName"});
   Values(InMachine(u"SOFTWARE\\Microsoft\\Windows\\Tablet PC", 0), {u"IsTabletPc"});
-  WithSubKeys(InMachine(u"Software\\Classes\\Installer\\Products", 0));
+  WithSubKeys(InMachine(kestrelbay::InstallerClassesPath, 0));
   for (const platform::REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
-    Tree(InMachine(kUninstall, view));
-    UserData(InMachine(kUserData, view));
+    Tree(InMachine(kestrelbay::UninstallKeyPath, view));
+    UserData(InMachine(kestrelbay::InstallerUserDataPath, view));
   }
 }
 
@@ -151,14 +149,14 @@ void RegistryCapture::Hive(const std::u16string& hive) {
   Place place = InHive(hive, u"");
   place.stored.pop_back();
   AddName(place);
-  Tree(InHive(hive, kUninstall));
-  WithSubKeys(InHive(hive, kUserProducts));
+  Tree(InHive(hive, kestrelbay::UninstallKeyPath));
+  WithSubKeys(InHive(hive, kestrelbay::UserProductsPath));
 }
 
 void RegistryCapture::AddName(const Place& place) { Add({.path = place.stored}); }
 
 RegistryCapture::Names RegistryCapture::Key(const Place& place) {
-  told_();
+  poll_();
   Names names;
   const OpenKey key(Open(place));
   if (!key.Get()) return names;
@@ -168,7 +166,7 @@ RegistryCapture::Names RegistryCapture::Key(const Place& place) {
     ReadWhole(key.Get(), captured, names);
     if (LastWriteTime(key.Get()) == captured.lastWriteTime) break;
     if (reading < kMostReadings) continue;
-    Note(place.stored, u"was changed again and again while it was read");
+    Note(place.stored, u"changed each time it was read; it is captured as it was read last");
     break;
   }
   Add(std::move(captured));
@@ -205,7 +203,7 @@ HKEY RegistryCapture::Open(const Place& place) {
     Note(place.stored, u"access denied, to the library as well");
     Add({.path = place.stored, .isDenied = true});
   } else if (status == kFileNotFound && place.isListed) {
-    Note(place.stored, u"went while the machine was read");
+    Note(place.stored, u"was deleted while the machine was read");
   } else if (status != 0 && status != kFileNotFound) {
     Note(place.stored, u"cannot be opened" + ErrorText(status));
   }
@@ -220,8 +218,8 @@ void RegistryCapture::ReadWhole(HKEY key, CapturedKey& captured, Names& names) {
 }
 
 void RegistryCapture::ReadValues(HKEY key, CapturedKey& captured) {
-  int failures = 0;
-  for (DWORD index = 0; failures < kMostFailures; ++index) {
+  DWORD failures = 0;
+  for (DWORD index = 0; failures < kUnreadableNamesInARow; ++index) {
     CapturedValue value;
     const LSTATUS status = EnumerateValue(key, index, value);
     if (status == platform::ERROR_NO_MORE_ITEMS) break;
@@ -235,21 +233,21 @@ void RegistryCapture::ReadValues(HKEY key, CapturedKey& captured) {
 
 void RegistryCapture::ReadNames(HKEY key, const std::u16string& path, Names& names) {
   std::array<char16_t, kKeyNameChars> name;
-  int failures = 0;
-  for (DWORD index = 0; failures < kMostFailures; ++index) {
+  DWORD unreadable = 0;
+  // The same loop as in a scan, so that the capture has every key that the scan has.
+  for (DWORD index = 0; unreadable < kUnreadableNamesInARow; ++index) {
     DWORD chars = kKeyNameChars;
     const LSTATUS status =
         platform::RegEnumKeyExW(key, index, name.data(), &chars, nullptr, nullptr, nullptr, nullptr);
     if (status == platform::ERROR_NO_MORE_ITEMS) break;
+    unreadable = status == 0 ? 0 : unreadable + 1;
     if (status == kMoreData) {
-      Note(path, u"has a sub key whose name is too long; the library passes it over, too");
+      Note(path, u"has a subkey whose name is too long; the library skips it, too");
     } else if (status != 0) {
-      ++failures;
-      Note(path, u"a sub key cannot be listed" + ErrorText(status));
+      Note(path, u"a subkey cannot be listed" + ErrorText(status));
     } else if (HasLineEnd(name.data())) {
-      Note(path, u"has a sub key with a line end in its name, which a registration file cannot hold");
+      Note(path, u"has a subkey with a line end in its name, which a .reg file cannot contain");
     } else {
-      failures = 0;
       names.emplace_back(name.data());
     }
   }

@@ -1,9 +1,7 @@
 /**
- * Reads from the registry what the inventory and the facts of this system read of it: the same keys, opened
- * with the same rights and in the same views, in the order in which the machine lists them. Nothing is
- * written, and what the library does not ask for stays on the machine.
- *
- * What cannot be read is noted and does not end the capture.
+ * Captures the keys that a scan and the facts of this library read: opened with the same rights and in the
+ * same views, in the order in which the machine lists them. Writes nothing to the registry, and captures no
+ * key that the library does not read. Notes what cannot be read, and continues.
  */
 #pragma once
 
@@ -19,21 +17,21 @@ namespace capture {
 
 class RegistryCapture {
  public:
-  /** @param told  called now and then, for whoever waits; what it throws ends the capture */
-  RegistryCapture(CapturedMachine& machine, std::function<void()> told)
-      : machine_(machine), told_(std::move(told)) {}
+  /** @param poll  called for each key; an exception that it throws ends the capture */
+  RegistryCapture(CapturedMachine& machine, std::function<void()> poll)
+      : machine_(machine), poll_(std::move(poll)) {}
 
-  /** Adds all keys to the machine, whose user is known. */
+  /** Adds all keys to the machine. REQUIRES: userSid of the machine is set. */
   void Run();
 
  private:
-  /** Where a key is found, and where a machine directory has it. */
+  /** Where a key is opened, and where a machine directory stores it. */
   struct Place {
     platform::HKEY root;
     std::u16string path;
     platform::REGSAM view;
     std::u16string stored;
-    /** Its name was listed by the key above, so that it should be there. */
+    /** The key above listed its name, so the key should exist. */
     bool isListed = false;
 
     Place At(std::u16string_view name) const;
@@ -50,18 +48,18 @@ class RegistryCapture {
   void UserProducts(const Place& products);
   void Hive(const std::u16string& hive);
 
-  /** The key as a name alone: it is listed, and not opened. */
+  /** Adds the key without its values: a scan lists it, but does not open it. */
   void AddName(const Place& place);
-  /** The key, its values and the names of its sub keys, which come back. */
+  /** Adds the key with its values. @return the names of its subkeys */
   Names Key(const Place& place);
-  /** The key and those right below it. */
+  /** Adds the key and its direct subkeys. */
   void WithSubKeys(const Place& place);
-  /** The key and all below it. */
+  /** Adds the key and all keys below it. */
   void Tree(const Place& place);
-  /** Of the key, these values alone. */
+  /** Adds the key with these values only. */
   void Values(const Place& place, const ValueNames& names);
 
-  /** @return null where the key cannot be opened, which is then noted or known */
+  /** @return null if the key cannot be opened; notes why, unless it does not exist */
   platform::HKEY Open(const Place& place);
   void ReadWhole(platform::HKEY key, CapturedKey& captured, Names& names);
   void ReadValues(platform::HKEY key, CapturedKey& captured);
@@ -70,7 +68,7 @@ class RegistryCapture {
   void Note(const std::u16string& path, std::u16string_view what);
 
   CapturedMachine& machine_;
-  const std::function<void()> told_;
+  const std::function<void()> poll_;
 };
 
 }  // namespace capture
