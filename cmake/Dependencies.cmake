@@ -16,6 +16,7 @@ function(kestrelbay_header_library target folder)
 endfunction()
 kestrelbay_header_library(kestrelbay_json nlohmann)
 kestrelbay_header_library(kestrelbay_cli11 CLI)
+kestrelbay_header_library(kestrelbay_utf8 utf8cpp)
 
 # GoogleTest is built from its packaged sources, so that every preset builds it with its own flags.
 if(KESTRELBAY_TESTS)

@@ -1,4 +1,4 @@
-/** Bytes as text of 64 characters. */
+/** Base64, by the port's own operations: each system has a codec already. */
 #pragma once
 
 #include <string>
@@ -6,9 +6,10 @@
 
 namespace cli {
 
+/** Returns the bytes as one line of Base64. */
 std::string ToBase64(std::string_view bytes);
 
-/** @return the bytes; padding, or whatever else is no digit, ends the text */
+/** Returns the bytes of a Base64 text; empty if the text is not Base64. */
 std::string FromBase64(std::string_view text);
 
 }  // namespace cli

@@ -1,5 +1,6 @@
 #include "console/DisplayText.h"
 
+#include <utf8cpp/utf8.h>
 #include <algorithm>
 #include <iterator>
 #include <span>
@@ -13,61 +14,48 @@ namespace {
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr std::string_view kEllipsis = "\u2026";
 
-/** Bytes of the sequence that such a first byte begins; 0 where it begins none. */
-std::size_t SequenceBytes(unsigned char first) {
-  if (first < 0x80) return 1;
-  if (first >= 0xC2 && first < 0xE0) return 2;
-  if (first >= 0xE0 && first < 0xF0) return 3;
-  if (first >= 0xF0 && first < 0xF5) return 4;
-  return 0;
-}
-
-bool IsCharacter(char32_t code, std::size_t bytes) {
-  constexpr char32_t kSmallest[] = {0, 0, 0x80, 0x800, 0x10000};
-  return code >= kSmallest[bytes] && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF);
-}
-
-/** The character at `at`, which moves behind it; a byte that belongs to none is one of its own. */
+/** The character at `at`, which moves behind it. A byte that belongs to no character counts as U+FFFD. */
 char32_t NextCharacter(std::string_view text, std::size_t& at) {
-  const auto first = static_cast<unsigned char>(text[at]);
-  const std::size_t start = at++;
-  const std::size_t bytes = SequenceBytes(first);
-  if (bytes == 1) return first;
-  if (bytes == 0 || start + bytes > text.size()) return kReplacement;
-  char32_t code = first & (0xFFU >> (bytes + 1));
-  for (std::size_t i = 1; i < bytes; ++i) {
-    const auto next = static_cast<unsigned char>(text[start + i]);
-    if ((next & 0xC0) != 0x80) return kReplacement;
-    code = (code << 6) | (next & 0x3F);
+  const char* next = text.data() + at;
+  try {
+    const char32_t code = utf8::next(next, text.data() + text.size());
+    at = static_cast<std::size_t>(next - text.data());
+    return code;
+  } catch (const utf8::exception&) {
+    ++at;
+    return kReplacement;
   }
-  if (!IsCharacter(code, bytes)) return kReplacement;
-  at = start + bytes;
-  return code;
 }
 
-void Append(std::string& text, char32_t code) {
-  const auto tail = [&](unsigned shift) { text += static_cast<char>(0x80 | ((code >> shift) & 0x3F)); };
-  if (code < 0x80) {
-    text += static_cast<char>(code);
-  } else if (code < 0x800) {
-    text += static_cast<char>(0xC0 | (code >> 6));
-    tail(0);
-  } else if (code < 0x10000) {
-    text += static_cast<char>(0xE0 | (code >> 12));
-    tail(6), tail(0);
-  } else {
-    text += static_cast<char>(0xF0 | (code >> 18));
-    tail(12), tail(6), tail(0);
-  }
+void Append(std::string& text, char32_t code) { utf8::append(code, std::back_inserter(text)); }
+
+bool IsIn(char32_t code, char32_t first, char32_t last) { return code >= first && code <= last; }
+
+bool IsControl(char32_t code) { return code < 0x20 || IsIn(code, 0x7F, 0x9F); }
+
+/** Whether the character ends a line or changes the direction of the text around it. */
+bool ChangesLayout(char32_t code) {
+  const bool isMark = code == 0x061C || code == 0x200E || code == 0x200F;
+  return isMark || IsIn(code, 0x2028, 0x202E) || IsIn(code, 0x2066, 0x2069);
+}
+
+/**
+ * Whether the character shows nothing, so that two names that differ look alike. Selectors of a variant (FE00
+ * to FE0F, E0100 to E01EF) are not among them: they change what the character before them looks like.
+ */
+bool IsInvisible(char32_t code) {
+  const bool isZeroWidth = IsIn(code, 0x200B, 0x200D) || IsIn(code, 0x2060, 0x2064) || code == 0xFEFF ||
+                           IsIn(code, 0x206A, 0x206F) || IsIn(code, 0xFFF9, 0xFFFB) || code == 0x180E ||
+                           code == 0x034F;
+  const bool isFiller = code == 0x115F || code == 0x1160 || code == 0x3164 || code == 0xFFA0;
+  const bool isTag = IsIn(code, 0xE0000, 0xE00FF) || IsIn(code, 0xE01F0, 0xE0FFF);
+  return isZeroWidth || isFiller || isTag;
 }
 
 char32_t Shown(char32_t code) {
   if (code < 0x20) return 0x2400 + code;
   if (code == 0x7F) return 0x2421;
-  const bool isControl = code > 0x7F && code < 0xA0;
-  const bool endsLine = code == 0x2028 || code == 0x2029;
-  const bool turnsDirection = (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
-  return isControl || endsLine || turnsDirection ? kReplacement : code;
+  return IsControl(code) || ChangesLayout(code) || IsInvisible(code) ? kReplacement : code;
 }
 
 bool Contains(std::span<const CodeRange> ranges, char32_t code) {
@@ -96,8 +84,23 @@ bool IsPlain(char c) { return c >= 0x20 && c < 0x7F; }
 std::string Printable(std::string_view text) {
   if (std::all_of(text.begin(), text.end(), IsPlain)) return std::string(text);
   std::string shown;
+  shown.reserve(3 * text.size());  // U+FFFD takes three bytes
   for (std::size_t at = 0; at < text.size();) Append(shown, Shown(NextCharacter(text, at)));
   return shown;
+}
+
+bool ActsOnTerminal(char32_t code) { return IsControl(code) || ChangesLayout(code); }
+
+std::string ReplaceCharacters(std::string_view text, std::size_t bytesPerByte,
+                              const Replacement& replacement) {
+  std::string replaced;
+  replaced.reserve(text.size() * bytesPerByte);
+  for (std::size_t at = 0; at < text.size();) {
+    const char32_t code = NextCharacter(text, at);
+    const std::string instead = replacement(code);
+    instead.empty() ? Append(replaced, code) : static_cast<void>(replaced += instead);
+  }
+  return replaced;
 }
 
 int DisplayWidth(std::string_view text) {
