@@ -1,10 +1,15 @@
-"""Protecting secrets and turning them back."""
+"""Encrypting and decrypting secrets."""
 
 import json
 import os
 import pty
+import random
 import select
+import signal
+import string
 import subprocess
+import termios
+import time
 
 from kestrelbay import PROGRAM, SECONDS, TestCase, environment, key
 
@@ -42,10 +47,17 @@ class SecretsTest(TestCase):
         self.assertIn("NUL", self.refusal(1, "encrypt", given=b"a\0b"))
         self.assertIn("mebibyte", self.refusal(1, "encrypt", given=b"x" * (1 << 20 | 1)))
 
+    def test_the_longest_secret_that_can_be_encrypted_can_be_decrypted(self):
+        secret = b"x" * (1 << 20)
+        hidden = self.encrypt(secret + b"\r\n").encode()
+        self.assertGreater(len(hidden), len(secret))
+        self.assertEqual(self.run_host("decrypt", given=hidden).stdout, secret)
+        self.assertIn("mebibyte", self.refusal(1, "decrypt", given=b"x" * (2 << 20 | 8)))
+
     def test_text_that_is_not_protected(self):
         hidden = self.encrypt(b"secret")
         for given in (b"secret!", b"QUJD", hidden[:-10].encode(), hidden.swapcase().encode()):
-            self.assertIn("nothing came back", self.refusal(1, "decrypt", given=given))
+            self.assertIn("cannot decrypt: ", self.refusal(1, "decrypt", given=given))
 
     def test_text_of_another_machine_or_user(self):
         here = self.machine(key(CRYPTOGRAPHY, {"MachineGuid": "here"}), name="here")
@@ -77,6 +89,79 @@ class SecretsTest(TestCase):
         os.close(ours)
         self.assertNotIn(b"secret", sent)
         self.assertEqual(self.output("decrypt", given=hidden), "secret")
+
+    def at_prompt(self, act):
+        """Whether the terminal shows what is typed after `act` was done to a program that asks for a secret."""
+        ours, its = pty.openpty()
+        process = subprocess.Popen([PROGRAM, "encrypt"], stdin=its, stdout=subprocess.DEVNULL, stderr=its,
+                                   env=environment(), process_group=0)
+        try:
+            self.read_until(ours, b"Text to protect: ")
+            self.assertFalse(self.shows_typing(its))
+            return act(process, its)
+        finally:
+            process.kill()
+            process.wait(SECONDS)
+            os.close(its)
+            os.close(ours)
+
+    @staticmethod
+    def shows_typing(terminal):
+        return bool(termios.tcgetattr(terminal)[3] & termios.ECHO)
+
+    def test_a_signal_at_the_prompt_restores_the_terminal_and_ends_the_program(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT):
+            def act(process, terminal):
+                process.send_signal(number)
+                return process.wait(SECONDS), self.shows_typing(terminal)
+            self.assertEqual(self.at_prompt(act), (-number, True))
+
+    def test_a_program_that_is_stopped_at_the_prompt_shows_typing_until_it_continues(self):
+        def act(process, terminal):
+            process.send_signal(signal.SIGTSTP)
+            os.waitpid(process.pid, os.WUNTRACED)
+            stopped = self.shows_typing(terminal)
+            process.send_signal(signal.SIGCONT)
+            for _ in range(SECONDS * 20):
+                if not self.shows_typing(terminal):
+                    break
+                time.sleep(0.05)
+            return stopped, self.shows_typing(terminal)
+        # The group of the process has a parent outside of it, as under a shell. The system stops no other groups.
+        self.assertEqual(self.at_prompt(act), (True, False))
+
+    def scanned(self, secret, *arguments, given):
+        """What the memory of the process has of the secret at its end; and the output."""
+        masked = "".join(chr(ord(c) ^ 0x55) for c in secret)
+        done = self.run_host(*arguments, given=given, LD_PRELOAD=os.environ["KESTRELBAY_SCAN"], SCAN_FOR=masked)
+        self.assertEqual(done.returncode, 0)
+        lines = done.stderr.decode().splitlines()
+        self.assertRegex(lines.pop(), rf"\Ascanned [1-9]\d* blocks for {len(secret)} bytes\Z")
+        return lines, done.stdout
+
+    def test_memory_has_nothing_of_the_secret_at_the_end(self):
+        generator = random.Random(7)
+        for size in (12, 200, 70000):
+            secret = "".join(generator.choices(string.ascii_letters, k=min(size, 200)))
+            text = secret * (size // len(secret))
+            hidden = self.encrypt(text.encode())
+            for options in ([], ["--json"]):
+                with self.subTest(size=size, options=options):
+                    found, output = self.scanned(secret, *options, "decrypt", given=hidden.encode())
+                    self.assertIn(secret.encode(), output)
+                    self.assertEqual(found, [])
+                    found, _ = self.scanned(secret, *options, "encrypt", given=text.encode())
+                    self.assertEqual(found, [])
+
+    def test_the_scan_finds_what_is_there(self):
+        word = "S-1-5-21-1004336348-1177238915-682003330"
+        found, _ = self.scanned(word, "--machine", self.machine(key(f"HKEY_USERS\\{word}", {})), "list", given=b"")
+        self.assertTrue(found)
+
+    def test_help_says_who_can_decrypt(self):
+        text = self.output("encrypt", "--help")
+        self.assertIn("On Windows only the same user on the same machine", text)
+        self.assertIn("everybody who can read the machine directory can decrypt", text)
 
     @staticmethod
     def read_until(terminal, mark):

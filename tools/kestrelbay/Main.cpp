@@ -8,7 +8,6 @@
 #include "KestrelbayGeneralSDK.h"
 #include "commands/Command.h"
 #include "console/Failure.h"
-#include "console/Progress.h"
 #include "console/System.h"
 #include "views/Messages.h"
 
@@ -23,29 +22,28 @@ struct Options {
   std::optional<std::string> user;
 };
 
-/** What is known of a command line once it is read. */
+/** A command line as it was parsed. */
 struct Request {
   Options options;
   Command command;
-  /** Wanted instead of a command: the help or the version. */
+  /** The help or the version, if one is asked for instead of a command. */
   std::string text;
 };
 
 void Describe(CLI::App& app, Request& request) {
   app.add_option("--machine", request.options.machine,
-                 "Act on the machine directory or volume there (not on Windows)")
+                 "Use this machine directory or offline Windows volume (not on Windows)")
       ->type_name("DIR");
-  app.add_option("--user", request.options.user,
-                 "Whose the volume is to be, if several people used it (not on Windows)")
+  app.add_option("--user", request.options.user, "The user of the volume, if it has several (not on Windows)")
       ->type_name("NAME|SID");
   app.add_flag("--no-recovery", request.options.noRecovery,
-               "Read a volume's hives without what is only in their logs");
-  app.add_flag("--json", request.options.json, "Print JSON, for a program to read");
+               "Read the hives of a volume without the changes that are only in their logs");
+  app.add_flag("--json", request.options.json, "Print JSON, for programs");
   app.add_flag("--log", request.options.log, "Print the library's log on standard error");
   app.set_version_flag("--version", "kestrelbay " KESTRELBAY_VERSION, "Print the version and exit");
   app.footer(
-      "Options may stand before or after the command. Without --machine the sample machine is used, and not\n"
-      "changed; on Windows, this computer.\n"
+      "Options may come before or after the command. Without --machine the program uses this computer on\n"
+      "Windows, and elsewhere the installed sample machine, which it does not change.\n"
       "Exit status: 0 done, 1 refused or failed, 2 wrong usage.");
   app.allow_windows_style_options(false);
   app.fallthrough();
@@ -55,7 +53,8 @@ void Describe(CLI::App& app, Request& request) {
   for (AddCommand* add : kCommands) add(app, request.command);
 }
 
-/** The parser's own words, in one line; for a missing command they would not say which word is none. */
+/** The parser's message in one line. For an unknown command the parser does not name the word, so this does.
+ */
 std::string WhatIsWrong(const CLI::App& app, const CLI::ParseError& error) {
   if (app.get_subcommands().empty() && dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
     const std::vector<std::string> words = app.remaining();
@@ -69,7 +68,7 @@ std::string WhatIsWrong(const CLI::App& app, const CLI::ParseError& error) {
 
 Request Read(std::vector<std::string> arguments) {
   Request request;
-  CLI::App app("What is installed on a machine, as an application store sees it.", "kestrelbay");
+  CLI::App app("Shows what is installed on a machine, and installs and removes applications.", "kestrelbay");
   Describe(app, request);
   std::reverse(arguments.begin(), arguments.end());
   try {
@@ -84,50 +83,36 @@ Request Read(std::vector<std::string> arguments) {
   return request;
 }
 
-void Open(const Options& options) {
-  // Shared, because a machine warns of damage for as long as it is used.
-  const auto progress = std::make_shared<Progress>("Reading the machine");
-  LoadObserver observer;
-  observer.progress = [progress](std::uint64_t done, std::uint64_t all) { progress->Update(done, all); };
-  observer.warning = [progress](const std::string& line) {
-    progress->Erase();
-    ReportWarning(line);
-  };
-  observer.damage = [progress](const std::string& line) {
-    progress->Erase();
-    ReportDamage(line);
-  };
-  OpenMachine(options.machine, observer);
-  progress->Erase();
-}
+void Warn(const std::string& line, bool isDamage) { isDamage ? ReportDamage(line) : ReportWarning(line); }
 
-ExitStatus Run(std::vector<std::string> arguments) {
-  const Request request = Read(std::move(arguments));
+ExitStatus Run(const Request& request) {
   Output out;
   Session session{request.options.json, out, request.options.log, request.options.machine.has_value()};
   if (request.text.empty()) {
-    // The library has nowhere to log to until it is told, and that comes before any other call.
+    // First, because every other call of the library may log.
     InitDllLogger(request.options.log ? ReportLog : [](const char*, std::int32_t, const char*) {});
     SetVolumeOptions({!request.options.noRecovery, request.options.user});
-    if (request.command.needsMachine) Open(request.options);
+    if (request.command.needsMachine) OpenMachine(request.options.machine, Warn);
     request.command.run(session);
   } else {
     out.Write(request.text);
   }
   out.Flush();
-  // What was printed may lack what cannot be read any more.
-  return session.status == kDone && WasDamageReported() ? kFailed : session.status;
+  return WasDamageReported() ? request.command.failed : session.status;
 }
 
 int RunToStatus(std::vector<std::string> arguments) {
+  ExitStatus failed = kFailed;
   try {
-    return Run(std::move(arguments));
+    const Request request = Read(std::move(arguments));
+    failed = request.command.failed;
+    return Run(request);
   } catch (const Failure& failure) {
     ReportError(failure.what());
-    return failure.status;
+    return failure.status == kFailed ? failed : failure.status;
   } catch (const std::exception& error) {
     ReportError(std::string("stopped: ") + error.what());
-    return kFailed;
+    return failed;
   }
 }
 
@@ -137,6 +122,6 @@ int RunToStatus(std::vector<std::string> arguments) {
 int main(int argc, char** argv) {
   const int status = cli::RunToStatus(cli::Start(argc, argv));
   cli::LeaveMachine();
-  // Nothing waits for the library's workers, so one may still be ending: it must find all objects alive.
+  // Without destructors of static objects: a worker thread of the library may still use them.
   std::_Exit(status);
 }

@@ -1,6 +1,6 @@
 /**
- * The commands of the host. Each is one file, which defines its Add function; a new one is named here twice,
- * in alphabetical order, because help lists them so.
+ * The commands. Each one is a file that defines its Add function. To add a command, name its function twice
+ * here, in alphabetical order, because the help lists commands in this order.
  */
 #pragma once
 
@@ -12,33 +12,39 @@
 
 namespace cli {
 
-/** What a command is given to work with. */
+/** The options of every command, and its output. */
 struct Session {
-  /** Wanted by a program: one JSON text on standard output. */
+  /** --json: print one JSON text. */
   bool json = false;
   Output& out;
-  /** The library's log is printed as it comes. */
+  /** --log: records of the library's log are printed at any time. */
   bool logs = false;
-  /** The machine was named on the command line. */
+  /** --machine is given. */
   bool namesMachine = false;
-  /** How the command ends where nothing failed. */
+  /** The exit status if nothing fails. */
   ExitStatus status = kDone;
 };
 
-/** The command that was chosen, with its own options. */
+/** A command with its own options. */
 struct Command {
   Command() = default;
   template <class Run>
-  Command(Run action) : run(std::move(action)) {}  // NOLINT: what a command does is the command
+  Command(Run action)
+      : run(std::move(action)) {}  // NOLINT: implicit, so that a command is assigned its action
 
   /** @throws Failure */
   std::function<void(Session&)> run;
-  /** The machine at hand is opened before; a command that opens machines of its own has no need of it. */
+  /** False for a command that opens its own machines. */
   bool needsMachine = true;
+  /** The exit status on failure, and if damage makes the answer incomplete. */
+  ExitStatus failed = kFailed;
 };
 
-/** Tells the parser of a command, and has it put into `chosen` when it is named on the command line. */
+/** Adds a command to the parser, which assigns it to `chosen` if the command line names it. */
 using AddCommand = void(CLI::App& app, Command& chosen);
+
+/** Refuses the empty text as the value of an option or argument. */
+inline std::string RefuseEmpty(const std::string& text) { return text.empty() ? "the name is empty" : ""; }
 
 AddCommand AddBlocked, AddCapture, AddDecrypt, AddDiff, AddEncrypt, AddExplain, AddFacts, AddForget, AddIcon,
     AddInstall, AddList, AddReport, AddRoot, AddRun, AddStart, AddUninstall, AddVersion;

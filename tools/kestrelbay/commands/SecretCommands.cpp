@@ -1,3 +1,5 @@
+#include <array>
+#include <cstring>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -11,45 +13,76 @@
 namespace cli {
 namespace {
 
-/** A text that the library handed out, wiped and given back. */
+constexpr std::size_t kMostPlainBytes = 1 << 20;
+/** Base64 in lines of 64 characters takes 1.375 bytes for each byte; the rest is for what protection adds. */
+constexpr std::size_t kMostProtectedBytes = 2 * kMostPlainBytes;
+constexpr std::size_t kLineEndBytes = 2;
+
+/** A text of the library, wiped and released at the end. */
 class LibraryText {
  public:
   using Operation = void (*)(const char*, char**);
 
-  LibraryText(Operation operation, const std::string& input) { operation(input.c_str(), &text); }
+  LibraryText(Operation operation, const SecretText& input) { operation(input.c_str(), &text_); }
   ~LibraryText() {
-    Wipe(text, Get().size());
-    ReleaseDllStr(&text);
+    Wipe(text_, Get().size());
+    ReleaseDllStr(&text_);
   }
   LibraryText(const LibraryText&) = delete;
   LibraryText& operator=(const LibraryText&) = delete;
 
-  std::string_view Get() const { return text; }
+  std::string_view Get() const { return text_; }
 
  private:
-  char* text = nullptr;
+  char* text_ = nullptr;
 };
 
-/** One line end at the end belongs to the way that a text comes in, not to the text. */
-void DropLineEnd(std::string& text) {
-  if (text.ends_with('\n')) text.pop_back();
-  if (text.ends_with('\r')) text.pop_back();
+/** A form of a secret, made in place and wiped at the end. */
+struct WipedText {
+  const std::string text;
+
+  ~WipedText() { Wipe(const_cast<char*>(text.data()), text.size()); }
+};
+
+/**
+ * Overwrites the unused stack below the caller. Functions that have returned leave their variables there,
+ * among them pieces of secrets that the library and the system worked on.
+ */
+[[gnu::noinline]] void WipeUnusedStack() {
+  std::array<char, 64 * 1024> unused;
+  Wipe(unused.data(), unused.size());
 }
 
-void ReadInto(SecretText& input, const char* prompt) {
-  input.text = IsInputTerminal() ? AskLine(prompt, Typing::Hidden) : ReadInput();
-  DropLineEnd(input.text);
-  if (input.text.empty()) throw Failure("standard input is empty; pipe the text in, or type it");
-  if (input.text.find('\0') != input.text.npos) {
-    throw Failure("the text holds a NUL, behind which nothing would be kept; leave it out");
+struct StackWiper {
+  ~StackWiper() { WipeUnusedStack(); }
+};
+
+/** One line end at the end belongs to the pipe or terminal, not to the text. */
+void DropLineEnd(SecretText& text) {
+  std::size_t size = text.Get().size();
+  if (text.Get().ends_with('\n')) text.Resize(--size);
+  if (text.Get().ends_with('\r')) text.Resize(--size);
+}
+
+void ReadInto(SecretText& input, const char* prompt, std::size_t mostBytes, const std::string& limit) {
+  bool isWhole = true;
+  IsInputTerminal() ? AskSecret(prompt, input) : static_cast<void>(isWhole = ReadInput(input));
+  DropLineEnd(input);
+  const std::string_view text = input.Get();
+  if (!isWhole || text.size() > mostBytes)
+    throw Failure("standard input is longer than " + limit + "; send less");
+  if (text.empty()) throw Failure("standard input is empty; pipe the text in, or type it");
+  if (text.find('\0') != text.npos) {
+    throw Failure("the text has a NUL character, which would end it; remove the NUL character");
   }
 }
 
 void EncryptInput(Session& session) {
-  SecretText input;
-  ReadInto(input, "Text to protect: ");
-  const LibraryText hidden(&Encrypt, input.text);
-  if (hidden.Get().empty()) throw Failure("the text could not be protected; see why with --log");
+  const StackWiper wiper;
+  SecretText input(kMostPlainBytes + kLineEndBytes);
+  ReadInto(input, "Text to protect: ", kMostPlainBytes, "a mebibyte");
+  const LibraryText hidden(&Encrypt, input);
+  if (hidden.Get().empty()) throw Failure("the text could not be protected; see the reason with --log");
   if (session.json) {
     session.out.WriteJsonLine({{"protectedText", hidden.Get()}});
   } else {
@@ -57,21 +90,42 @@ void EncryptInput(Session& session) {
   }
 }
 
+/** A string of JSON. The library of JSON would leave copies of the secret in memory. */
+std::string JsonString(std::string_view text) {
+  constexpr std::size_t kMostBytes = 6;  // \u0000
+  return ReplaceCharacters(text, kMostBytes, [](char32_t code) -> std::string {
+    if (code == '"' || code == '\\') return {'\\', static_cast<char>(code)};
+    if (!ActsOnTerminal(code)) return {};
+    std::array<char, sizeof "\\u0000"> escape{};
+    std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(code) & 0xFFFF);
+    return escape.data();
+  });
+}
+
 void DecryptInput(Session& session) {
-  SecretText input;
-  ReadInto(input, "Protected text, in one line: ");
-  const LibraryText plain(&Decrypt, input.text);
+  const StackWiper wiper;
+  SecretText input(kMostProtectedBytes + kLineEndBytes);
+  ReadInto(input, "Protected text, in one line: ", kMostProtectedBytes, "a protected mebibyte");
+  const LibraryText plain(&Decrypt, input);
   if (plain.Get().empty()) {
     throw Failure(
-        "nothing came back: this is no protected text, or another user's or machine's; decrypt it where it "
-        "was encrypted");
+        "cannot decrypt: this is not a protected text, or it belongs to another user or machine; decrypt it "
+        "as "
+        "the user and on the machine that encrypted it");
   }
+  if (plain.Get().size() > kMostPlainBytes)
+    throw Failure("the secret is longer than a mebibyte; it is not shown");
   if (session.json) {
-    session.out.WriteJsonLine({{"text", plain.Get()}});
+    const WipedText shown{JsonString(plain.Get())};
+    session.out.Write("{\"text\":\"");
+    session.out.WriteSecret(shown.text);
+    session.out.Write("\"}\n");
   } else if (IsTerminal(Stream::Out)) {
-    session.out.Write(Printable(plain.Get()) + "\n");
+    const WipedText shown{Printable(plain.Get())};
+    session.out.WriteSecret(shown.text);
+    session.out.Write("\n");
   } else {
-    session.out.Write(plain.Get());
+    session.out.WriteSecret(plain.Get());
   }
 }
 
@@ -80,14 +134,18 @@ void DecryptInput(Session& session) {
 void AddEncrypt(CLI::App& app, Command& chosen) {
   CLI::App* command = app.add_subcommand("encrypt", "Protect a short secret, read from standard input");
   command->footer(
-      "What comes out can be turned back by the same user on the same machine alone. One line end at the\n"
-      "end of the input is left out. On a terminal the secret is asked for and not shown.");
+      "Prints a text that kestrelbay decrypt turns back. On Windows only the same user on the same machine\n"
+      "can do that. On a simulated machine the key is computed from the machine's MachineGuid and the "
+      "user's\n"
+      "SID, so everybody who can read the machine directory can decrypt: use it for tests only.\n"
+      "The secret has at most one mebibyte. One line end at its end is dropped. On a terminal the secret is\n"
+      "asked for and not shown.");
   command->callback([&chosen] { chosen = EncryptInput; });
 }
 
 void AddDecrypt(CLI::App& app, Command& chosen) {
   CLI::App* command = app.add_subcommand("decrypt", "Turn a protected text back, read from standard input");
-  command->footer("The secret goes to standard output as it was, without a line end but on a terminal.");
+  command->footer("Prints the secret as it was. A line end is added on a terminal only.");
   command->callback([&chosen] { chosen = DecryptInput; });
 }
 

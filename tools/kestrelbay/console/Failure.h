@@ -1,4 +1,4 @@
-/** How the command-line host ends when it cannot do what it was asked. */
+/** How a command ends if it cannot do what it was asked. */
 #pragma once
 
 #include <stdexcept>
@@ -6,10 +6,10 @@
 
 namespace cli {
 
-/** What a calling program learns of a run. */
-enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2 };
+/** kTrouble: of `diff --exit-code`, whose kFailed means that the lists differ, as it does for diff(1). */
+enum ExitStatus { kDone = 0, kFailed = 1, kWrongUsage = 2, kTrouble = 2 };
 
-/** Ends a command: what() is one line that says what is wrong and what to do. */
+/** Ends a command. what() is one line: what is wrong, where, and what to do. */
 class Failure : public std::runtime_error {
  public:
   explicit Failure(const std::string& line, ExitStatus exitStatus = kFailed)

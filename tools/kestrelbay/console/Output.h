@@ -1,4 +1,4 @@
-/** Standard output: collected, and written in large pieces. */
+/** Standard output, buffered. */
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -8,8 +8,8 @@
 namespace cli {
 
 /**
- * A reader that has gone away has what it wanted: what is written after that is dropped without a word. Any
- * other failure is thrown as a Failure, once.
+ * Collects output and writes it in large pieces. If the reader of a pipe has closed it, later output is
+ * dropped silently, because that reader has what it wanted. Any other failure is thrown as a Failure, once.
  */
 class Output {
  public:
@@ -18,15 +18,23 @@ class Output {
   Output& operator=(const Output&) = delete;
 
   void Write(std::string_view bytes);
-  /** The text of a JSON value, without line end; bytes that are not UTF-8 become U+FFFD. */
+  /**
+   * Writes a JSON value without a line end. Invalid UTF-8 becomes U+FFFD. On a terminal, control characters
+   * and characters that change the direction of the text are written as escapes, which does not change the
+   * value.
+   */
   void WriteJson(const nlohmann::ordered_json& value);
   void WriteJsonLine(const nlohmann::ordered_json& value);
-  /** Everything written so far leaves the process. Nothing is written without it at the end. */
+  /** Writes a secret at once, without a copy in the buffer. */
+  void WriteSecret(std::string_view bytes);
+  /** Writes what is buffered. Call it before the process ends: there is no flush at the end. */
   void Flush();
 
  private:
-  std::string pending;
-  bool ended = false;
+  void WriteThrough(std::string_view bytes);
+
+  std::string buffer_;
+  bool isClosed_ = false;
 };
 
 }  // namespace cli

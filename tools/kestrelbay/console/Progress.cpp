@@ -27,42 +27,43 @@ std::string Bar(double share, int cells) {
 
 }  // namespace
 
-Progress::Progress(std::string_view name)
-    : job(name),
-      possible(IsTerminal(Stream::Error)),
-      start(steady_clock::now()),
-      nextDraw(start + kPatience) {}
+Progress::Progress(std::string_view task)
+    : task_(task),
+      isShown_(IsTerminal(Stream::Error)),
+      start_(steady_clock::now()),
+      nextDraw_(start_ + kPatience) {}
 
 Progress::~Progress() { Erase(); }
 
 void Progress::Update(std::uint64_t done, std::uint64_t all) {
-  if (!possible || all == 0 || steady_clock::now() < nextDraw) return;
+  if (!isShown_ || all == 0 || steady_clock::now() < nextDraw_) return;
   const double share = std::min(1.0, static_cast<double>(done) / static_cast<double>(all));
-  // A line that reached the last column could not be taken back whole.
-  const int room = TerminalColumns() - static_cast<int>(job.size()) - kPercentCells - 2;
+  // A line in the last column would wrap, and only its last part could be erased.
+  const int room = TerminalColumns() - static_cast<int>(task_.size()) - kPercentCells - 2;
   const int barCells = std::min(kBarCells, room);
   const std::string bar = barCells > 0 ? " " + Bar(share, barCells) : "";
-  Draw(job + bar + " " + std::to_string(static_cast<int>(share * 100)) + " %");
+  Draw(task_ + bar + " " + std::to_string(static_cast<int>(share * 100)) + " %");
 }
 
 void Progress::UpdateTime() {
-  if (!possible || steady_clock::now() < nextDraw) return;
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - start).count();
+  if (!isShown_ || steady_clock::now() < nextDraw_) return;
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - start_).count();
   const auto room = static_cast<std::size_t>(std::max(20, TerminalColumns()) - 12);
-  // Cut by bytes: a name in wide characters is short enough then, too.
-  Draw(Printable(job.size() <= room ? job : job.substr(0, room)) + ", " + std::to_string(seconds) + " s");
+  // Cut by bytes: no character takes more cells than bytes.
+  Draw(Printable(task_.size() <= room ? task_ : task_.substr(0, room)) + ", " + std::to_string(seconds) +
+       " s");
 }
 
 void Progress::Draw(const std::string& line) {
   WriteError("\r" + line);
-  drawn = true;
-  nextDraw = steady_clock::now() + kBetweenDraws;
+  isDrawn_ = true;
+  nextDraw_ = steady_clock::now() + kBetweenDraws;
 }
 
 void Progress::Erase() {
-  if (!drawn) return;
+  if (!isDrawn_) return;
   WriteError("\r\x1b[K");
-  drawn = false;
+  isDrawn_ = false;
 }
 
 }  // namespace cli

@@ -1,4 +1,4 @@
-/** A line on the terminal that tells how far a longer job is, and that leaves nothing behind. */
+/** A progress line on the terminal, which is erased at the end. */
 #pragma once
 
 #include <chrono>
@@ -8,19 +8,20 @@
 
 namespace cli {
 
-/** Shows nothing where standard error is no terminal, nor before the job has taken a while. One thread. */
+/** Shows nothing if standard error is not a terminal, or during the first 300 ms. Not thread-safe. */
 class Progress {
  public:
-  /** @param job  what is being done, such as "Reading the machine" */
-  explicit Progress(std::string_view job);
+  /** @param task  such as "Reading the machine" */
+  explicit Progress(std::string_view task);
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
+  /** Shows the share that is done. */
   void Update(std::uint64_t done, std::uint64_t all);
-  /** The same for a job that tells nothing of how far it is: how long it has taken. */
+  /** Shows the seconds that have passed, for a task whose end is not known. */
   void UpdateTime();
-  /** Takes the line away, for something else to be written; the next Update brings it back. */
+  /** Erases the line, so that something else can be written; the next update draws it again. */
   void Erase();
 
  private:
@@ -28,11 +29,11 @@ class Progress {
 
   void Draw(const std::string& line);
 
-  const std::string job;
-  const bool possible;
-  const Time start;
-  Time nextDraw;
-  bool drawn = false;
+  const std::string task_;
+  const bool isShown_;
+  const Time start_;
+  Time nextDraw_;
+  bool isDrawn_ = false;
 };
 
 }  // namespace cli

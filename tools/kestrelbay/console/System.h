@@ -1,12 +1,16 @@
 /**
- * What the command-line host needs of the system it runs on, and of the machine it acts on: on Windows this
- * computer, elsewhere a simulated machine. One of SystemWindows.cpp and SystemSimulated.cpp is built.
+ * The operations of the operating system that the command line needs, and the machine it acts on: this
+ * computer on Windows, a simulated machine elsewhere. SystemWindows.cpp or SystemSimulated.cpp implements
+ * this header.
  *
  * All text is UTF-8.
  */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
@@ -15,92 +19,111 @@
 
 namespace cli {
 
+class SecretText;
+
 enum class Stream { Out, Error };
 
-/** Whether a terminal shows what a person types. */
-enum class Typing { Shown, Hidden };
-
-/** What became of a write; ReaderGone is a pipe that nobody reads any more. */
+/** ReaderGone: the output is a pipe whose reader has closed it. */
 enum class WriteResult { Done, ReaderGone, Failed };
 
-/** Called with what is being told of a load that takes its time. */
-struct LoadObserver {
-  std::function<void(std::uint64_t doneBytes, std::uint64_t allBytes)> progress;
-  /** One line on something that is left out while the rest loads. */
-  std::function<void(const std::string& line)> warning;
-  /** The same of what is damaged: answers may lack what stood there. */
-  std::function<void(const std::string& line)> damage;
-};
+/**
+ * Receives one line about something that is left out while the rest of a machine loads.
+ * @param isDamage  whether the machine is damaged there, so that answers may be incomplete
+ */
+using LoadWarning = std::function<void(const std::string& line, bool isDamage)>;
 
 /**
- * Prepares the process; to be called before anything else.
- * @return the command line's arguments without the program's name
+ * Prepares the process. Call it before anything else.
+ * @return the arguments of the command line without the program's name
  */
 std::vector<std::string> Start(int argc, char** argv);
 
 bool IsTerminal(Stream stream);
-/** Whether the terminal there understands colour sequences. */
+/** Whether the terminal of `stream` understands colour sequences. */
 bool CanColour(Stream stream);
-/** Width of the terminal on standard output in character cells; 80 where there is none or it tells nothing.
+/** Returns the width of the terminal on standard output in character cells; kUsualColumns if it is not known.
  */
 int TerminalColumns();
 inline constexpr int kUsualColumns = 80;
 
 /**
- * Writes all of `bytes` at once, with no buffer of its own. Safe to call from any thread.
+ * Writes all of `bytes` without buffering. Thread-safe.
  * @param reason  receives why a write Failed
  */
 WriteResult Write(Stream stream, std::string_view bytes, std::string& reason);
 
-/** Whether a person can be asked. */
+/** Whether standard input is a terminal, so that a person can answer. */
 bool IsInputTerminal();
 
 /**
  * Asks a person on the terminal of standard input. The question goes to standard error.
- * @return the line without its end; empty where there is none any more
+ * @return the line without its end; empty at the end of the input
  */
-std::string AskLine(const std::string& question, Typing typing);
+std::string AskLine(const std::string& question);
 
-/** All bytes of standard input. @throws Failure where they cannot be read, or are more than a mebibyte */
-std::string ReadInput();
+/**
+ * The same, but the terminal does not show what is typed. A signal that ends or stops the process restores
+ * the terminal first.
+ * @param secret  receives the line without its end, cut off at its capacity
+ */
+void AskSecret(const std::string& question, SecretText& secret);
 
-/** UTF-8 of a text in the system's ANSI code page. */
+/**
+ * Reads all of standard input.
+ * @param secret  receives the bytes
+ * @return false if the input is longer than the capacity of `secret`
+ * @throws Failure if standard input cannot be read
+ */
+bool ReadInput(SecretText& secret);
+
+/** Overwrites memory. The compiler does not remove this, even if nobody reads the memory afterwards. */
+void Wipe(void* bytes, std::size_t count);
+
+/**
+ * Creates a file that must not exist yet; links are not followed.
+ * @param isPrivate  whether only the calling user may open the file, where files have such modes
+ * @return null on failure, with errno set; the caller closes the file
+ */
+std::FILE* CreateNewFile(const std::filesystem::path& path, bool isPrivate);
+
+/** Converts a text from the system's ANSI code page. */
 std::string FromAnsi(std::string_view text);
 
-/** The small letter of a character; the character itself where it has none. */
+/** Returns the lower-case form of a character, or the character itself if it has none. */
 char32_t ToLower(char32_t character);
 
 /**
- * Makes the library act on a machine.
- * @param directory  a described machine, whose changes last; nothing for the machine at hand: this computer,
- *                   or the sample that is installed with the program and stays as it is
+ * Makes the library act on a machine. Shows the progress of a long load on standard error.
+ * @param directory  a machine directory, whose changes last. Without it the library acts on this computer, or
+ *                   on the installed sample machine, which stays unchanged.
+ * @param warn       called during the load, and later if damage is found when a key is first used
  * @throws Failure
  */
-void OpenMachine(const std::optional<std::string>& directory, const LoadObserver& observer);
+void OpenMachine(const std::optional<std::string>& directory, const LoadWarning& warn);
 
 /**
- * Makes the library act on another simulated machine, to look at it: nothing that is done to it lasts.
+ * Makes the library act on another simulated machine to read it. Changes are discarded.
  * @throws Failure, always on Windows
  */
-void OpenMachineToRead(const std::string& directory, const LoadObserver& observer);
+void OpenMachineToRead(const std::string& directory, const LoadWarning& warn);
 
 /** How offline Windows volumes are opened. */
 struct VolumeOptions {
-  /** Changes that are only in a hive's logs are applied in memory. */
+  /** Whether changes that are only in the logs of a hive are applied in memory. */
   bool recovers = true;
-  /** The SID or the profile's folder whose hive is HKEY_CURRENT_USER; nothing for the first person. */
+  /** The SID or profile folder of the user whose hive is HKEY_CURRENT_USER; nullopt for the first person. */
   std::optional<std::string> user;
 };
 
-/** Applies to each machine that is opened from now on. On Windows there are no volumes. */
+/** Sets the options of all machines that are opened later. Ignored on Windows, which opens no volumes. */
 void SetVolumeOptions(VolumeOptions options);
 
-/** A hive of a volume: where the registry has it, and what was recovered. */
+/** A hive of a volume: its key in the registry, and what was recovered. */
 struct RecoveredHive {
   std::string key;
   std::size_t entries = 0;
   std::string newestChange;
-  /** What it lacks all the same; empty if nothing. */
+  /** The changes that could not be recovered; empty if there are none. */
   std::string loss;
 };
 
@@ -108,26 +131,26 @@ struct VolumeDescription {
   /** Name, version and build; empty if the volume does not name its Windows. */
   std::string windows;
   bool is32Bit = false;
-  /** Those with log entries that were applied, or with a loss. */
+  /** The hives with log entries that were applied, or with a loss. */
   std::vector<RecoveredHive> recovered;
 };
 
-/** Nothing if the machine is no offline Windows volume. */
+/** Returns nullopt if the machine is not an offline Windows volume. */
 std::optional<VolumeDescription> DescribeVolume();
 
-/** From now on Ctrl-C is noted and does not end the process; a second one does. */
+/** From now on the first Ctrl-C is only noted; a second one ends the process. */
 void CatchInterrupt();
 bool WasInterrupted();
 
 /**
- * Why a change of the machine could not be written, and where, in one line for a person; empty if all could.
- * Always empty on Windows, where a change that fails is the installer's own affair.
+ * Returns why and where a change of the machine could not be written, in one line for a person; empty if
+ * there was no failure. Always empty on Windows.
  */
 std::string WriteProblem();
 
 /**
- * Waits, before the process ends, for what it keeps running: the programs that still run on a simulated
- * machine and would end with it. Ctrl-C does not wait.
+ * Waits until the programs of a simulated machine have ended, because they would end with this process.
+ * Ctrl-C does not wait.
  */
 void LeaveMachine();
 

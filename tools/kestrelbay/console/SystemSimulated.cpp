@@ -1,7 +1,6 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <sys/ioctl.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,11 +10,14 @@
 #include <cstring>
 #include <cwctype>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 #include <thread>
 
 #include "console/Failure.h"
 #include "console/Progress.h"
+#include "console/QuietTerminal.h"
+#include "console/SecretText.h"
 #include "console/System.h"
 #include "simulated/base/WideText.h"
 #include "simulated/directory/CurrentMachine.h"
@@ -32,18 +34,21 @@ volatile std::sig_atomic_t wasInterrupted = 0;
 
 int Descriptor(Stream stream) { return stream == Stream::Out ? STDOUT_FILENO : STDERR_FILENO; }
 
-/** A stream closed by the caller would be the next file that is opened: output must not end in that. */
+/**
+ * Opens the standard streams that the caller has closed. Otherwise the next file that is opened would get the
+ * number of such a stream, and output would be written into that file.
+ */
 void OccupyStandardDescriptors() {
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
-    // Opened the wrong way round, so that using it fails as it would have failed closed.
+    // Opened for the wrong direction, so that using the stream still fails.
     const int mode = descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY;
     if (fcntl(descriptor, F_GETFD) == -1) open("/dev/null", mode);
   }
 }
 
 /**
- * A command lasts some milliseconds, of which a part would go into asking the system for memory and giving it
- * back: what was used once is kept for what comes next, and all threads take from the same.
+ * Makes malloc keep freed memory for reuse and use one arena. A command lasts some milliseconds, and asking
+ * the system for memory and returning it would take a measurable part of them.
  */
 void KeepMemory() {
   constexpr int kKeptBytes = 64 << 20;
@@ -59,56 +64,43 @@ fs::path SampleDirectory() {
 
 simulated::VolumeOptions volumeOptions;
 
-void UseMachine(const fs::path& directory, simulated::Changes changes, const LoadObserver& observer) {
+void UseMachine(const fs::path& directory, simulated::Changes changes, const LoadWarning& warn) {
+  // Shared, because a machine also warns of damage when a key is first used.
+  const auto progress = std::make_shared<Progress>("Reading the machine");
+  const auto warnOf = [&](bool isDamage) {
+    return [progress, warn, isDamage](const std::string& line) {
+      progress->Erase();
+      warn(line, isDamage);
+    };
+  };
+  const auto update = [progress](std::uint64_t done, std::uint64_t all) { progress->Update(done, all); };
   try {
-    simulated::UseMachine(simulated::OpenMachine(
-        directory, changes, {observer.progress, observer.warning, observer.damage}, volumeOptions));
+    simulated::UseMachine(
+        simulated::OpenMachine(directory, changes, {update, warnOf(false), warnOf(true)}, volumeOptions));
   } catch (const simulated::MachineError& error) {
     throw Failure(error.what());
   }
+  progress->Erase();
 }
 
-constexpr std::size_t kMostInputBytes = 1 << 20;
-/** What a terminal takes in one line. */
-constexpr std::size_t kMostLineBytes = 4096;
-
-/** @return how many bytes came; 0 at the end of standard input */
+/** @return the count of the bytes read; 0 at the end of standard input @throws Failure */
 std::size_t ReadSome(char* bytes, std::size_t room) {
   while (true) {
     const ssize_t count = read(STDIN_FILENO, bytes, room);
     if (count >= 0) return static_cast<std::size_t>(count);
     if (errno != EINTR) {
       throw Failure("cannot read standard input: " + std::generic_category().message(errno) +
-                    "; send it from another place");
+                    "; pipe or redirect the text from another source");
     }
   }
 }
-
-/** As long as it lives, the terminal of standard input shows nothing of what is typed. */
-class QuietTerminal {
- public:
-  explicit QuietTerminal(bool isWanted) : isQuiet(isWanted && tcgetattr(STDIN_FILENO, &before) == 0) {
-    termios quiet = before;
-    quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    if (isQuiet) tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
-  }
-  ~QuietTerminal() {
-    if (isQuiet) tcsetattr(STDIN_FILENO, TCSAFLUSH, &before);
-  }
-  QuietTerminal(const QuietTerminal&) = delete;
-  QuietTerminal& operator=(const QuietTerminal&) = delete;
-
- private:
-  termios before{};
-  const bool isQuiet;
-};
 
 }  // namespace
 
 std::vector<std::string> Start(int argc, char** argv) {
   KeepMemory();
   OccupyStandardDescriptors();
-  // A pipe that nobody reads is told by write, which leaves a change in hand to be finished.
+  // write() reports a closed pipe instead, so that a change of the machine is finished first.
   std::signal(SIGPIPE, SIG_IGN);
   return {argv + std::min(argc, 1), argv + argc};
 }
@@ -122,8 +114,8 @@ bool CanColour(Stream) {
 
 int TerminalColumns() {
   winsize size{};
-  const bool isTold = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return isTold ? size.ws_col : kUsualColumns;
+  const bool isKnown = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return isKnown ? size.ws_col : kUsualColumns;
 }
 
 WriteResult Write(Stream stream, std::string_view bytes, std::string& reason) {
@@ -143,49 +135,67 @@ WriteResult Write(Stream stream, std::string_view bytes, std::string& reason) {
 
 bool IsInputTerminal() { return isatty(STDIN_FILENO) == 1; }
 
-std::string AskLine(const std::string& question, Typing typing) {
-  // Before the question: what is typed the moment it shows would be shown as well, or dropped.
-  const QuietTerminal quiet(typing == Typing::Hidden);
+std::string AskLine(const std::string& question) {
   std::string reason;
   Write(Stream::Error, question, reason);
   std::string line;
-  line.reserve(kMostLineBytes);  // growing would leave a secret behind
   for (char byte = 0; ReadSome(&byte, 1) == 1 && byte != '\n';) line += byte;
-  if (typing == Typing::Hidden) Write(Stream::Error, "\n", reason);
   return line;
 }
 
-std::string ReadInput() {
-  // One block, which is never moved: a secret must not be left behind by growing.
-  std::string bytes(kMostInputBytes + 1, '\0');
+void AskSecret(const std::string& question, SecretText& secret) {
+  // Before the question, because a person may type as soon as the question shows.
+  const QuietTerminal quiet;
+  std::string reason;
+  Write(Stream::Error, question, reason);
   std::size_t count = 0;
-  while (const std::size_t more = ReadSome(&bytes[count], bytes.size() - count)) {
-    count += more;
-    if (count > kMostInputBytes) throw Failure("standard input is longer than a mebibyte; send less");
+  char byte = 0;
+  while (ReadSome(&byte, 1) == 1 && byte != '\n') {
+    if (count < secret.Capacity()) secret.Data()[count++] = byte;
   }
-  bytes.resize(count);
-  return bytes;
+  Wipe(&byte, 1);
+  secret.Resize(count);
+  Write(Stream::Error, "\n", reason);
+}
+
+bool ReadInput(SecretText& secret) {
+  std::size_t count = 0;
+  while (count < secret.Capacity()) {
+    const std::size_t more = ReadSome(secret.Data() + count, secret.Capacity() - count);
+    if (more == 0) break;
+    count += more;
+  }
+  secret.Resize(count);
+  char byte = 0;
+  return count < secret.Capacity() || ReadSome(&byte, 1) == 0;
+}
+
+void Wipe(void* bytes, std::size_t count) { explicit_bzero(bytes, count); }
+
+std::FILE* CreateNewFile(const fs::path& path, bool isPrivate) {
+  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, isPrivate ? 0600 : 0666);
+  return descriptor == -1 ? nullptr : fdopen(descriptor, "wb");
 }
 
 std::string FromAnsi(std::string_view text) { return std::string(text); }
 
 char32_t ToLower(char32_t character) {
-  // The process's own locale stays "C", which the library's texts depend on.
+  // The locale of the process stays "C", because the library's texts depend on it.
   static const locale_t unicode = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
   if (unicode == locale_t{}) return character;
   return static_cast<char32_t>(towlower_l(static_cast<wint_t>(character), unicode));
 }
 
-void OpenMachine(const std::optional<std::string>& directory, const LoadObserver& observer) {
+void OpenMachine(const std::optional<std::string>& directory, const LoadWarning& warn) {
   if (directory) {
-    UseMachine(*directory, simulated::Changes::Lasting, observer);
+    UseMachine(*directory, simulated::Changes::Lasting, warn);
   } else {
-    UseMachine(SampleDirectory(), simulated::Changes::Discarded, observer);
+    UseMachine(SampleDirectory(), simulated::Changes::Discarded, warn);
   }
 }
 
-void OpenMachineToRead(const std::string& directory, const LoadObserver& observer) {
-  UseMachine(directory, simulated::Changes::Discarded, observer);
+void OpenMachineToRead(const std::string& directory, const LoadWarning& warn) {
+  UseMachine(directory, simulated::Changes::Discarded, warn);
 }
 
 void SetVolumeOptions(VolumeOptions options) {

@@ -3,11 +3,14 @@
 #include <shellapi.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstdlib>
+#include <span>
 #include <system_error>
 
 #include "console/Failure.h"
+#include "console/SecretText.h"
 #include "console/System.h"
 
 namespace cli {
@@ -15,7 +18,7 @@ namespace {
 
 std::atomic<bool> wasInterrupted = false;
 
-/** A single write of more than this fails on a console. */
+/** A write of more characters than this fails on some consoles; a line that is typed is shorter, too. */
 constexpr std::size_t kMostConsoleChars = 8192;
 
 HANDLE StreamHandle(Stream stream) {
@@ -57,30 +60,45 @@ WriteResult WriteConsole(HANDLE console, std::wstring_view text, std::string& re
   return WriteResult::Done;
 }
 
-constexpr std::size_t kMostInputBytes = 1 << 20;
-
-/** As long as it lives, the console shows nothing of what is typed. */
+/** Turns the echo of the console off, and on again at the end, also when Ctrl-C ends the process. */
 class QuietConsole {
  public:
-  explicit QuietConsole(bool isWanted) : isQuiet(isWanted && GetConsoleMode(input, &before)) {
-    if (isQuiet) SetConsoleMode(input, before & ~DWORD{ENABLE_ECHO_INPUT});
+  QuietConsole() : isQuiet_(GetConsoleMode(Input(), &shownMode) != 0) {
+    if (!isQuiet_) return;
+    SetConsoleCtrlHandler(&Restore, TRUE);
+    SetConsoleMode(Input(), shownMode & ~DWORD{ENABLE_ECHO_INPUT});
   }
   ~QuietConsole() {
-    if (isQuiet) SetConsoleMode(input, before);
+    if (!isQuiet_) return;
+    SetConsoleMode(Input(), shownMode);
+    SetConsoleCtrlHandler(&Restore, FALSE);
   }
   QuietConsole(const QuietConsole&) = delete;
   QuietConsole& operator=(const QuietConsole&) = delete;
 
  private:
-  const HANDLE input = GetStdHandle(STD_INPUT_HANDLE);
-  DWORD before = 0;
-  const bool isQuiet;
+  static HANDLE Input() { return GetStdHandle(STD_INPUT_HANDLE); }
+  static BOOL WINAPI Restore(DWORD) {
+    SetConsoleMode(Input(), shownMode);
+    return FALSE;  // the next handler ends the process
+  }
+
+  static inline DWORD shownMode = 0;
+  const bool isQuiet_;
 };
+
+/** Reads a line of the console into `line`. @return its characters, the line end included */
+std::wstring_view ReadConsoleLine(std::span<wchar_t> line) {
+  DWORD chars = 0;
+  const auto room = static_cast<DWORD>(line.size());
+  if (!ReadConsoleW(GetStdHandle(STD_INPUT_HANDLE), line.data(), room, &chars, nullptr)) chars = 0;
+  return {line.data(), chars};
+}
 
 }  // namespace
 
 std::vector<std::string> Start(int, char**) {
-  // The C runtime's own arguments have lost what the ANSI code page cannot express.
+  // The arguments of main() lack the characters that the ANSI code page does not have.
   int count = 0;
   wchar_t** const wide = CommandLineToArgvW(GetCommandLineW(), &count);
   std::vector<std::string> arguments;
@@ -124,56 +142,74 @@ bool IsInputTerminal() {
   return GetConsoleMode(GetStdHandle(STD_INPUT_HANDLE), &mode) != 0;
 }
 
-std::string AskLine(const std::string& question, Typing typing) {
-  // Before the question: what is typed the moment it shows would be shown as well.
-  const QuietConsole quiet(typing == Typing::Hidden);
+std::string AskLine(const std::string& question) {
   std::string reason;
   Write(Stream::Error, question, reason);
-  wchar_t line[kMostConsoleChars];
-  DWORD chars = 0;
-  if (!ReadConsoleW(GetStdHandle(STD_INPUT_HANDLE), line, kMostConsoleChars, &chars, nullptr)) chars = 0;
-  std::string text = ToUtf8({line, chars});
-  SecureZeroMemory(line, sizeof line);
-  if (typing == Typing::Hidden) Write(Stream::Error, "\n", reason);
+  std::array<wchar_t, kMostConsoleChars> line;
+  std::string text = ToUtf8(ReadConsoleLine(line));
   while (text.ends_with('\n') || text.ends_with('\r')) text.pop_back();
   return text;
 }
 
-std::string ReadInput() {
-  // One block, which is never moved: a secret must not be left behind by growing.
-  std::string bytes(kMostInputBytes + 1, '\0');
-  std::size_t count = 0;
-  DWORD more = 0;
-  while (ReadFile(GetStdHandle(STD_INPUT_HANDLE), &bytes[count], static_cast<DWORD>(bytes.size() - count),
-                  &more, nullptr) &&
-         more > 0) {
-    count += more;
-    if (count > kMostInputBytes) throw Failure("standard input is longer than a mebibyte; send less");
-  }
-  // The end of a pipe is told as an error, like any other.
-  bytes.resize(count);
-  return bytes;
+void AskSecret(const std::string& question, SecretText& secret) {
+  // Before the question, because a person may type as soon as the question shows.
+  const QuietConsole quiet;
+  std::string reason;
+  Write(Stream::Error, question, reason);
+  std::array<wchar_t, kMostConsoleChars> line;
+  std::wstring_view text = ReadConsoleLine(line);
+  while (text.ends_with(L'\n') || text.ends_with(L'\r')) text.remove_suffix(1);
+  // Straight into the secret's own memory: another text would be a second copy.
+  const int bytes = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), secret.Data(),
+                                        static_cast<int>(secret.Capacity()), nullptr, nullptr);
+  secret.Resize(static_cast<std::size_t>(bytes));
+  Wipe(line.data(), sizeof line);
+  Write(Stream::Error, "\n", reason);
 }
+
+bool ReadInput(SecretText& secret) {
+  // The end of a pipe is reported as an error, so a failure counts as the end.
+  const auto readSome = [](char* bytes, std::size_t room) {
+    DWORD count = 0;
+    const bool isRead =
+        ReadFile(GetStdHandle(STD_INPUT_HANDLE), bytes, static_cast<DWORD>(room), &count, nullptr);
+    return isRead ? std::size_t{count} : 0;
+  };
+  std::size_t count = 0;
+  while (count < secret.Capacity()) {
+    const std::size_t more = readSome(secret.Data() + count, secret.Capacity() - count);
+    if (more == 0) break;
+    count += more;
+  }
+  secret.Resize(count);
+  char byte = 0;
+  return count < secret.Capacity() || readSome(&byte, 1) == 0;
+}
+
+void Wipe(void* bytes, std::size_t count) { SecureZeroMemory(bytes, count); }
+
+std::FILE* CreateNewFile(const std::filesystem::path& path, bool) { return _wfopen(path.c_str(), L"wbx"); }
 
 std::string FromAnsi(std::string_view text) { return ToUtf8(ToWide(CP_ACP, text)); }
 
 char32_t ToLower(char32_t character) {
   if (character > 0xFFFF) return character;
-  // A pointer that is only a character asks for that character.
+  // CharLowerW takes a character in place of a pointer.
   const auto unit = reinterpret_cast<wchar_t*>(static_cast<ULONG_PTR>(character));
   return static_cast<char32_t>(reinterpret_cast<ULONG_PTR>(CharLowerW(unit)) & 0xFFFF);
 }
 
-void OpenMachine(const std::optional<std::string>& directory, const LoadObserver&) {
+void OpenMachine(const std::optional<std::string>& directory, const LoadWarning&) {
   if (!directory) return;
-  throw Failure("--machine names a simulated machine, but on Windows this computer is used; leave it out",
-                kWrongUsage);
+  throw Failure(
+      "--machine names a simulated machine, and Windows has none: this computer is used; omit --machine",
+      kWrongUsage);
 }
 
-void OpenMachineToRead(const std::string& directory, const LoadObserver&) {
+void OpenMachineToRead(const std::string& directory, const LoadWarning&) {
   throw Failure(
       directory +
-      ": a directory, of which Windows makes no machine; name a file saved with: kestrelbay list --json");
+      ": a machine directory, which Windows cannot open; name a file saved with: kestrelbay list --json");
 }
 
 void SetVolumeOptions(VolumeOptions) {}

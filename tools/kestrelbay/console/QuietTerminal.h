@@ -1,0 +1,24 @@
+/** A terminal that does not show what is typed. */
+#pragma once
+
+#include <termios.h>
+
+namespace cli {
+
+/**
+ * Turns the echo of the terminal on standard input off, and on again at the end. A signal that ends or stops
+ * the process turns the echo on first; when a stopped process continues, the echo goes off again. At most one
+ * object exists at a time. Not thread-safe.
+ */
+class QuietTerminal {
+ public:
+  QuietTerminal();
+  ~QuietTerminal();
+  QuietTerminal(const QuietTerminal&) = delete;
+  QuietTerminal& operator=(const QuietTerminal&) = delete;
+
+ private:
+  bool isQuiet_;
+};
+
+}  // namespace cli
