@@ -5,6 +5,7 @@ import os
 import random
 import re
 import shutil
+import stat
 import subprocess
 import unittest
 
@@ -34,7 +35,7 @@ class CaptureTestCase(TestCase):
         return machine
 
     def capture(self, machine, *options, name="capture"):
-        """Captures a machine; returns the capture's folder, and what was told beside."""
+        """Captures a machine; returns the folder and standard error."""
         folder = self.folder / name
         done = self.run_host("--machine", machine, "capture", folder, *options)
         self.assertEqual(done.returncode, 0, done.stderr)
@@ -150,7 +151,7 @@ class ContentTest(CaptureTestCase):
             big.truncate((64 << 20) + 1)
         capture, told = self.capture(machine, "--icons")
         self.assertEqual([file.name for file in (capture / "drives" / "C").iterdir()], ["small.exe"])
-        self.assertRegex(told, r"big\.exe: left out of the icons' files: it has 67108865 bytes")
+        self.assertRegex(told, r"big\.exe: icon file not captured: it has 67108865 bytes")
 
     def test_icon_paths_lead_nowhere_else(self):
         machine = self.described(app("Up", DisplayIcon="C:\\a\\..\\..\\..\\up.exe"))
@@ -181,9 +182,24 @@ class TargetTest(CaptureTestCase):
         (full / "mine.txt").write_text("mine")
         self.assertIn("not an empty folder", self.refusal(1, "--machine", machine, "capture", full))
         self.assertIn("not a folder", self.refusal(1, "--machine", machine, "capture", full / "mine.txt"))
-        self.assertIn("cannot be made", self.refusal(1, "--machine", machine, "capture", self.folder / "no" / "where"))
+        self.assertIn("cannot be created", self.refusal(1, "--machine", machine, "capture", self.folder / "no" / "where"))
         self.assertEqual(sorted(file.name for file in self.folder.iterdir()), ["full", "pc"])
         self.assertEqual((full / "mine.txt").read_text(), "mine")
+
+    def test_a_folder_keeps_its_mode(self):
+        (self.folder / "capture").mkdir()
+        for mode in (0o700, 0o750, 0o2770):
+            shutil.rmtree(self.folder / "capture")
+            (self.folder / "capture").mkdir()
+            (self.folder / "capture").chmod(mode)
+            self.output("capture", self.folder / "capture")
+            self.assertEqual(stat.S_IMODE((self.folder / "capture").stat().st_mode), mode)
+
+    def test_a_link_to_nothing_is_named(self):
+        link = self.folder / "link"
+        link.symlink_to(self.folder / "nothing")
+        self.assertIn("link: a link to a folder that does not exist", self.refusal(1, "capture", link))
+        self.assertTrue(link.is_symlink())
 
     @unittest.skipIf(os.geteuid() == 0, "root may write anywhere")
     def test_a_folder_that_cannot_be_written(self):

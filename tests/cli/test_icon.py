@@ -3,6 +3,7 @@
 import base64
 import json
 import os
+import stat
 
 from kestrelbay import TestCase, app
 
@@ -52,6 +53,30 @@ class PictureTest(TestCase):
         self.output("icon", "Alpha", "-o", link, canned=CANNED)
         self.assertTrue(link.is_symlink())
         self.assertEqual(file.read_bytes(), PICTURE)
+
+    def test_keeps_the_mode_of_the_file_that_it_replaces(self):
+        file = self.folder / "a.png"
+        for mode in (0o600, 0o640, 0o444, 0o666):
+            file.unlink(missing_ok=True)
+            file.touch()
+            file.chmod(mode)
+            self.output("icon", "Alpha", "-o", file, canned=CANNED)
+            self.assertEqual(file.read_bytes(), PICTURE)
+            self.assertEqual(stat.S_IMODE(file.stat().st_mode), mode)
+
+    def test_a_new_file_has_the_usual_mode(self):
+        usual = os.umask(0o027)
+        self.addCleanup(os.umask, usual)
+        file = self.folder / "a.png"
+        self.output("icon", "Alpha", "-o", file, canned=CANNED)
+        self.assertEqual(stat.S_IMODE(file.stat().st_mode), 0o640)
+
+    def test_a_link_to_nothing_is_named_and_stays(self):
+        link = self.folder / "link.png"
+        link.symlink_to("nothing.png")
+        self.assertIn(f"cannot write {link}: it is a link to nothing.png, which does not exist; remove the link",
+                      self.refusal(1, "icon", "Alpha", "-o", link, canned=CANNED))
+        self.assertEqual(os.listdir(self.folder), ["link.png"])
 
     def test_leaves_nothing_behind_where_it_cannot_write(self):
         before = self.folder / "folder"

@@ -1,4 +1,4 @@
-"""The command line: wrong usage, help, and the commands that print fixed things."""
+"""Wrong usage, help, and the commands with fixed answers."""
 
 import json
 
@@ -19,6 +19,9 @@ class WrongUsageTest(TestCase):
                 (["list", "--json=perhaps"], "--json"),
                 (["icon"], "NAME"),
                 (["icon", "one", "two"], "two"),
+                (["icon", "Alpha", "-o", ""], "--output: the name is empty"),
+                (["report", "-o", ""], "--output: the name is empty"),
+                (["capture", ""], "DIR: the name is empty"),
                 (["root", "--mode", "3"], "--mode"),
                 (["root", "--mode", "x"], "--mode")):
             with self.subTest(arguments):

@@ -26,14 +26,21 @@ fs::path FromUtf8(std::string_view text) { return fs::path(std::u8string(text.be
   throw CaptureError(std::string(name.begin(), name.end()) + ": " + what);
 }
 
-/** Made beside the folder that is wanted; gone at the end unless it has taken that folder's place. */
+/**
+ * A folder beside the target, which takes the target's place when it is complete. It has the mode of a target
+ * that exists, so that nobody gets access who had none.
+ */
 class Scratch {
  public:
   explicit Scratch(const fs::path& target) : target_(target), path_(target) {
     path_ += "." + std::to_string(std::random_device{}()) + ".part";
     std::error_code error;
-    if (!fs::create_directory(path_, error))
-      Fail(target, "cannot be made (" + error.message() + "); name another folder");
+    const fs::file_status before = fs::status(target, error);
+    if (!fs::create_directory(path_, error)) Fail(error);
+    if (!fs::is_directory(before)) return;
+    mode_ = before.permissions();
+    fs::permissions(path_, fs::perms::owner_all, error);
+    if (error) Fail(error);
   }
   ~Scratch() {
     std::error_code ignored;
@@ -44,20 +51,26 @@ class Scratch {
 
   const fs::path& Path() const { return path_; }
 
-  /** Where a folder can take an empty one's place, that is one step; else the empty one goes first. */
   void TakePlace() {
     std::error_code error, ignored;
-    fs::rename(path_, target_, error);
+    if (mode_) fs::permissions(path_, *mode_, error);
+    if (!error) fs::rename(path_, target_, error);
+    // Windows renames no folder over another one, so the empty target is removed first.
     if (error && fs::is_directory(target_, ignored) && fs::remove(target_, ignored)) {
       fs::rename(path_, target_, error);
       if (error) fs::create_directory(target_, ignored);
     }
-    if (error) Fail(target_, "cannot be made (" + error.message() + "); name another folder");
+    if (error) Fail(error);
   }
 
  private:
+  [[noreturn]] void Fail(std::error_code error) const {
+    capture::Fail(target_, "cannot be created (" + error.message() + "); name another folder");
+  }
+
   const fs::path target_;
   fs::path path_;
+  std::optional<fs::perms> mode_;
 };
 
 class Writer {
@@ -87,7 +100,7 @@ class Writer {
   CaptureSummary summary_;
 };
 
-/** @return false with errno set; what is in the way of one file need not be in that of the others */
+/** @return false on failure, with errno set; other files may still be written */
 bool Writer::Write(const std::string& name, std::string_view bytes) {
   const fs::path path = folder_ / FromUtf8(name);
   std::error_code error;
@@ -130,8 +143,8 @@ void Writer::WriteDriveFile(const CapturedFile& file) {
     files_[name] = {{"bytes", file.bytes.size()}, {"checksum", simulated::Checksum(file.bytes)}};
     ++summary_.files;
   } else {
-    // Names that this system does not take, or too long a path.
-    machine_.notes.push_back({file.path, u"left out of the icons' files: it cannot be written there"});
+    // The name is not allowed on this system, or the path is too long.
+    machine_.notes.push_back({file.path, u"icon file not captured: its name cannot be written here"});
   }
 }
 
@@ -149,7 +162,7 @@ Json Writer::DeniedAccess() const {
   Json denied = Json::object();
   for (const CapturedKey& key : machine_.keys) {
     const std::string path = ToUtf8(key.path);
-    // Half a character cannot be told in JSON.
+    // JSON cannot contain a lone surrogate.
     if (key.isDenied && ToWide(path) == key.path) denied[path] = Json::array({"KEY_READ"});
   }
   return denied;
@@ -201,9 +214,14 @@ void CheckTarget(const std::string& directory) {
   const fs::path target = TargetPath(directory);
   std::error_code error;
   const fs::file_status status = fs::status(target, error);
-  if (!fs::exists(status)) return;
-  if (!fs::is_directory(status)) Fail(target, "not a folder; name one that is not there yet");
-  if (!fs::is_empty(target, error)) Fail(target, "not an empty folder; name one that is not there yet");
+  if (!fs::exists(status)) {
+    if (fs::is_symlink(fs::symlink_status(target, error)))
+      Fail(target, "a link to a folder that does not exist; remove the link or name another folder");
+    return;
+  }
+  if (!fs::is_directory(status)) Fail(target, "not a folder; name a folder that does not exist yet");
+  if (!fs::is_empty(target, error))
+    Fail(target, "not an empty folder; name a folder that does not exist yet");
 }
 
 CaptureSummary WriteCapture(CapturedMachine machine, const CaptureInfo& info, const std::string& directory) {

@@ -1,4 +1,4 @@
-/** Writes a captured machine as a machine directory. docs/machine-directory.md tells its form. */
+/** Writes a captured machine as a machine directory, in the form of docs/machine-directory.md. */
 #pragma once
 
 #include <string>
@@ -7,11 +7,11 @@
 
 namespace capture {
 
-/** What is said of the capture itself. */
+/** Facts about the capture itself. */
 struct CaptureInfo {
   /** The program and its version. */
   std::string program;
-  /** UTC, as ISO 8601 has it. */
+  /** UTC, in the form of ISO 8601. */
   std::string time;
   bool isRedacted = false;
 };
@@ -21,19 +21,19 @@ struct CaptureSummary {
   std::size_t keys = 0;
   std::size_t files = 0;
   std::uint64_t bytes = 0;
-  /** All that the capture holds. */
+  /** All notes of the capture. */
   std::vector<std::u16string> notes;
 };
 
 /**
- * Looks whether a capture may be written to that folder, which must be empty or not there yet.
+ * Checks that a capture may be written to a folder: it is empty or does not exist.
  * @param directory  UTF-8
  * @throws CaptureError
  */
 void CheckTarget(const std::string& directory);
 
 /**
- * Writes the machine: `directory` is there whole afterwards, or is as it was before.
+ * Writes the machine. On failure `directory` is as it was before. A directory that exists keeps its mode.
  * @throws CaptureError
  */
 CaptureSummary WriteCapture(CapturedMachine machine, const CaptureInfo& info, const std::string& directory);

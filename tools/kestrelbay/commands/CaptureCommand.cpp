@@ -58,17 +58,17 @@ void NoteRecovery(capture::CapturedMachine& machine) {
 
 capture::CapturedMachine ReadMachine(const CaptureOptions& options) {
   Progress progress("Capturing the machine");
-  const auto told = [&progress] {
-    if (WasInterrupted()) throw Failure("stopped: nothing is captured");
+  const auto keepWaiting = [&progress] {
+    if (WasInterrupted()) throw Failure("stopped by Ctrl-C: nothing is written");
     progress.UpdateTime();
   };
   capture::CapturedMachine machine;
   machine.userSid = capture::UserSid();
   NoteRecovery(machine);
-  capture::RegistryCapture(machine, told).Run();
+  capture::RegistryCapture(machine, keepWaiting).Run();
   capture::CaptureFacts(machine);
   capture::CaptureEnvironment(machine);
-  if (options.icons) capture::CaptureIconFiles(DisplayIcons(), kMostIconBytes, machine, told);
+  if (options.icons) capture::CaptureIconFiles(DisplayIcons(), kMostIconBytes, machine, keepWaiting);
   if (options.redact) capture::Redact(machine, capture::ReadIdentity(machine));
   return machine;
 }
@@ -104,16 +104,19 @@ void Capture(Session& session, const CaptureOptions& options) {
 }  // namespace
 
 void AddCapture(CLI::App& app, Command& chosen) {
-  CLI::App* command = app.add_subcommand("capture", "Write the machine down, to be looked at elsewhere");
+  CLI::App* command = app.add_subcommand("capture", "Write a copy of what the library reads of the machine");
   auto options = std::make_shared<CaptureOptions>();
-  command->add_option("DIR", options->directory, "Folder to write, empty or not there yet")->required();
-  command->add_flag("--icons", options->icons, "Take the files of the icons along, at most 64 MiB together");
-  command->add_flag("--redact", options->redact, "Replace names of users and of the machine by stand-ins");
+  command->add_option("DIR", options->directory, "Folder to write, empty or not there yet")
+      ->required()
+      ->check(RefuseEmpty);
+  command->add_flag("--icons", options->icons, "Copy the files of the icons too, at most 64 MiB in all");
+  command->add_flag("--redact", options->redact, "Replace names of users and of the machine");
   command->footer(
-      "What the library reads of this machine, and nothing else, becomes a machine directory: kestrelbay\n"
-      "--machine DIR lists the same elsewhere. The registry is only read. What cannot be read is noted in\n"
-      "DIR/machine.json and told each time that the capture is used. With --redact names of users and of\n"
-      "the machine, its SIDs, and what lies below a user's folder get stand-ins, the same in all files.");
+      "DIR becomes a machine directory with everything that the library reads of this machine, and nothing\n"
+      "else: kestrelbay --machine DIR lists the same applications on another computer. The registry is only\n"
+      "read. DIR/machine.json notes what cannot be read, and each use of DIR reports these notes.\n"
+      "--redact replaces names of users and of the machine, its SIDs, and the paths below users' folders,\n"
+      "each by the same text in all files. docs/support.md lists what is hidden.");
   command->callback(
       [&chosen, options] { chosen = [options](Session& session) { Capture(session, *options); }; });
 }

@@ -18,7 +18,7 @@ struct IconOptions {
   std::string file;
 };
 
-/** Never destroyed: the worker may still be on its way out of the callback when the text is taken. */
+/** Never destroyed: a worker thread may still be in the callback when the text is read. */
 std::promise<std::string>& IconTextPromise() {
   static auto& promise = *new std::promise<std::string>;
   return promise;
@@ -32,7 +32,7 @@ std::string RequestIconText(const std::string& name) {
 void PrintPicture(Session& session, const IconOptions& options, const std::string& picture) {
   if (options.file.empty()) {
     if (IsTerminal(Stream::Out)) {
-      throw Failure("the icon is a PNG picture, which a terminal cannot show; name a file with -o FILE.png");
+      throw Failure("the icon is a PNG picture, which a terminal cannot show; name a file with: -o FILE.png");
     }
     return session.out.Write(picture);
   }
@@ -43,13 +43,12 @@ void PrintPicture(Session& session, const IconOptions& options, const std::strin
 void PrintIcon(Session& session, const IconOptions& options) {
   const std::string iconText = RequestIconText(options.name);
   if (iconText.empty()) {
-    throw Failure(
-        "no icon: nothing named \"" + options.name +
-        "\" is installed, or it has no icon that can be drawn; see the names with: kestrelbay list");
+    throw Failure("no icon: nothing named \"" + options.name +
+                  "\" is installed, or its icon cannot be drawn; see the names with: kestrelbay list");
   }
   const bool isPicture = iconText.starts_with(kPictureStart);
   if (!isPicture && !options.file.empty()) {
-    throw Failure("the icon is the file " + iconText + " on the machine, not a picture; leave out -o");
+    throw Failure("the icon is the file " + iconText + " on the machine, not a picture; omit -o");
   }
   const std::string picture =
       isPicture ? FromBase64(std::string_view(iconText).substr(kPictureStart.size())) : "";
@@ -68,11 +67,14 @@ void PrintIcon(Session& session, const IconOptions& options) {
 void AddIcon(CLI::App& app, Command& chosen) {
   CLI::App* command = app.add_subcommand("icon", "Draw the icon of one application");
   auto options = std::make_shared<IconOptions>();
-  command->add_option("NAME", options->name, "Name exactly as listed, case included")->required();
-  command->add_option("-o,--output", options->file, "Write the picture to this file")->type_name("FILE.png");
+  command->add_option("NAME", options->name, "The name exactly as listed, including case")->required();
+  command->add_option("-o,--output", options->file, "Write the picture to this file")
+      ->type_name("FILE.png")
+      ->check(RefuseEmpty);
   command->footer(
-      "A picture goes to FILE.png, or to standard output where that is no terminal. An icon that is a file\n"
-      "on the machine is told as its path.");
+      "The picture is written to FILE.png, or to standard output if that is not a terminal. For an icon "
+      "that\n"
+      "is a file on the machine its path is printed.");
   command->callback(
       [&chosen, options] { chosen = [options](Session& session) { PrintIcon(session, *options); }; });
 }

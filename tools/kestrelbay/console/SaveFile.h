@@ -1,4 +1,4 @@
-/** Files that a person names to the host. Paths are UTF-8. */
+/** Files that the command line names. Paths are UTF-8. */
 #pragma once
 
 #include <string>
@@ -7,13 +7,13 @@
 namespace cli {
 
 /**
- * Writes a file whole: whoever looks at `path` sees what was there before or all of `bytes`. What is no
- * regular file, such as a device, is written to directly.
- * @throws Failure with nothing left behind
+ * Writes a file: afterwards `path` has either its old content or all of `bytes`. A file that exists keeps its
+ * mode, and a link keeps pointing to the file. A device or pipe is written directly.
+ * @throws Failure
  */
 void SaveFile(const std::string& path, std::string_view bytes);
 
-/** @return all its bytes @throws Failure */
+/** Returns all bytes of a file. @throws Failure */
 std::string ReadWholeFile(const std::string& path);
 
 bool IsDirectory(const std::string& path);
