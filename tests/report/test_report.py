@@ -1,9 +1,12 @@
-"""The report page: what it holds, and how it behaves in a browser."""
+"""The report page: what it contains, and how it behaves in a browser."""
 
+import base64
+import hashlib
 import html.parser
 import json
 import os
 import pathlib
+import re
 import shutil
 import subprocess
 import tempfile
@@ -100,6 +103,29 @@ class PageTest(Machine):
         pictures = {row[1]: row[0] for row in self.page(pc).rows[1:]}
         self.assertEqual(pictures, {"There": "data:image/x-icon;base64,AAABAGljb24=", "Missing": "", "Other": "",
                                     "Big": ""})
+
+    def test_a_data_url_of_the_registry_does_not_get_into_the_page(self):
+        svg = "data:image/svg+xml;base64,PHN2Zz4="
+        pc = self.machine(("Picture", {"DisplayIcon": svg}), ("Plain", {"DisplayIcon": "data:text/html"}))
+        page = self.page(pc)
+        self.assertEqual([row[0] for row in page.rows[1:]], ["", ""])
+        self.assertEqual([a for a in page.addresses if a.startswith("data:")], [])
+
+    def test_policy_allows_the_page_s_own_script_and_style_by_hash(self):
+        text = report("report").stdout.decode()
+        for element in ("style", "script"):
+            content = re.search(rf"<{element}>(.*?)</{element}>", text, re.DOTALL)[1]
+            hashed = base64.b64encode(hashlib.sha256(content.encode()).digest()).decode()
+            self.assertIn(f"{element}-src 'sha256-{hashed}'", text)
+        self.assertNotIn("unsafe-inline", text)
+
+    def test_characters_that_act_on_a_terminal_are_escaped(self):
+        name = "\x1b]0;title\x07 \u202egnp.exe \u2066x\u2069 \x9b31m"
+        file = self.folder / "report.html"
+        page = self.page(self.machine(("Odd", {"DisplayName": name})))
+        text = file.read_text(encoding="utf-8")
+        self.assertEqual(re.findall("[\x00-\x08\x0b-\x1f\x7f-\x9f\u2028-\u202e\u2066-\u2069]", text), [])
+        self.assertEqual(page.rows[1][1], "\u241b]0;title\u2407 \u202egnp.exe \u2066x\u2069 \ufffd31m")
 
     def test_names_are_text_and_never_markup(self):
         name = '<script>alert(1)</script> & "x" <b>'

@@ -1,18 +1,22 @@
 #include "views/ReportPage.h"
 
 #include <array>
+#include <cstdio>
 #include <string_view>
 
+#include "console/DisplayText.h"
 #include "views/Inventory.h"
 
 namespace cli {
 namespace {
 
+// The hashes of the texts between <style> and </style>, and between <script> and </script>. A test computes
+// them: after a change, its message has the new ones.
 constexpr std::string_view kHead = R"html(<!DOCTYPE html>
 <html lang="en">
 <head>
 <meta charset="utf-8">
-<meta http-equiv="Content-Security-Policy" content="default-src 'none'; img-src data:; style-src 'unsafe-inline'; script-src 'unsafe-inline'">
+<meta http-equiv="Content-Security-Policy" content="default-src 'none'; img-src data:; style-src 'sha256-HBrMYNxp9joMxLs1MkF9KZY6vNfxcd72OnR6/yAArNY='; script-src 'sha256-RlYpiuIYTPU7wqxwTDCxZhmFqOlS4EV3czbi4J3XcSE='">
 <meta name="viewport" content="width=device-width, initial-scale=1">
 <meta name="color-scheme" content="light dark">
 <title>Installed applications</title>
@@ -78,7 +82,7 @@ constexpr std::string_view kTableHead = R"html(</p>
 
 constexpr std::string_view kFoot = R"html(</tbody>
 </table>
-<p id="none" hidden>Nothing matches. Press Escape to see all again.</p>
+<p id="none" hidden>Nothing matches. Press Escape to see all.</p>
 </div>
 </main>
 <script>
@@ -110,7 +114,7 @@ function sort(column) {
   head.setAttribute("aria-sort", down ? "descending" : "ascending");
   const text = (row) => row.cells[column + 1].textContent;
   const sorted = [...rows].sort((a, b) => {
-    // What is not known stands last either way.
+    // Unknown texts are last in both directions.
     if (!text(a) || !text(b)) return !text(a) - !text(b);
     return order.compare(text(a), text(b)) * (down ? -1 : 1);
   });
@@ -142,45 +146,49 @@ document.addEventListener("keydown", (event) => {
 </html>
 )html";
 
-std::string Escaped(std::string_view text) {
-  std::string escaped;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        escaped += c;
-    }
+/** A reference, which browsers resolve and terminals do not. Control characters have none, so they are
+ * pictures. */
+std::string Reference(char32_t code) {
+  switch (code) {
+    case '&':
+      return "&amp;";
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '"':
+      return "&quot;";
+    default:
+      break;
   }
-  return escaped;
+  if (!ActsOnTerminal(code) || code == '\n' || code == '\t') return {};
+  if (code < 0xA0) {
+    const char byte = static_cast<char>(code);
+    return code < 0x80 ? Printable({&byte, 1}) : "\uFFFD";
+  }
+  std::array<char, sizeof "&#x0000;"> text{};
+  std::snprintf(text.data(), text.size(), "&#x%04X;", static_cast<unsigned>(code) & 0xFFFF);
+  return text.data();
 }
 
-/** The first character of a text, with the bytes that belong to it. */
+std::string Escaped(std::string_view text) { return ReplaceCharacters(text, 1, Reference); }
+
+/** Returns the first character of a text, which is UTF-8. */
 std::string_view FirstCharacter(std::string_view text) {
   std::size_t bytes = text.empty() ? 0 : 1;
   while (bytes < text.size() && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) ++bytes;
   return text.substr(0, bytes);
 }
 
-/** What stands for an icon that cannot be shown is the name's first character, with the reason to be read. */
+/** Shows the first character of the name in place of a missing picture, and the reason as its title. */
 std::string IconCell(const ReportRow& row) {
-  if (row.icon.starts_with("data:")) return "<img alt=\"\" src=\"" + Escaped(row.icon) + "\">";
-  const std::string reason = row.icon.empty() ? "no icon" : "icon not shown: " + row.icon;
+  if (!row.picture.empty()) return "<img alt=\"\" src=\"" + row.picture + "\">";
+  const std::string reason = row.iconPath.empty() ? "no icon" : "icon not shown: " + row.iconPath;
   return "<span aria-hidden=\"true\" title=\"" + Escaped(reason) + "\" data-letter=\"" +
          Escaped(FirstCharacter(row.name)) + "\"></span>";
 }
 
-/** A path may be broken behind each backslash, where it is too long for its column. */
+/** Lets the browser break a long path after each backslash. */
 std::string BrokenPath(std::string_view path) {
   std::string broken;
   for (const char c : Escaped(path)) {

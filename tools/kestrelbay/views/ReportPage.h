@@ -1,4 +1,4 @@
-/** The page that shows what is installed. */
+/** The page that shows the installed applications. */
 #pragma once
 
 #include <string>
@@ -6,20 +6,23 @@
 
 namespace cli {
 
-/** One application as the page tells of it; UTF-8, empty where something is not known. */
+/** One application. UTF-8; unknown fields are empty. */
 struct ReportRow {
   std::string name;
   std::string version;
   std::string architecture;
   std::string installed;
   std::string location;
-  /** A data URL, or the path of an icon that could not be shown. */
-  std::string icon;
+  /** A data URL that this program made; empty if there is no picture. */
+  std::string picture;
+  /** The path of the icon, which is shown if there is no picture. */
+  std::string iconPath;
 };
 
 /**
- * One HTML file that needs nothing else: no network, no other file. It can be searched and sorted, by
- * keyboard as well, and is light or dark as its reader has it; without scripts it is a plain table.
+ * Returns one HTML file that needs no network and no other file. It can be searched and sorted, by keyboard
+ * too, and is light or dark as its reader prefers. Without scripts it is a plain table. Its
+ * Content-Security-Policy allows the page's own script and style, by their hashes, and no other.
  */
 std::string MakeReportPage(const std::vector<ReportRow>& rows);
 
