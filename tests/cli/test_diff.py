@@ -1,4 +1,4 @@
-"""What appeared, went or changed between two lists."""
+"""Differences of two lists."""
 
 import json
 
@@ -100,15 +100,23 @@ class DiffTest(ListsTest):
         difference = self.diff(self.pc(app("Alpha")), self.pc(app("ALPHA")))
         self.assertEqual((len(difference["appeared"]), len(difference["gone"])), (1, 1))
 
-    def test_status_tells_of_differences_only_where_that_is_wished(self):
+    def test_status_says_whether_they_differ_only_with_the_option(self):
         one, two = self.saved(app("Alpha")), self.saved(app("Beta"))
         for arguments, status in (([one, two], 0), ([one, one, "--exit-code"], 0), ([one, two, "--exit-code"], 1)):
             done = self.run_host("diff", *arguments)
             self.assertEqual((done.returncode, done.stderr), (status, b""))
 
+    def test_trouble_has_its_own_status_as_for_diff(self):
+        good, missing = self.saved(app("Alpha")), self.folder / "missing.json"
+        self.refusal(1, "diff", good, missing)
+        self.refusal(2, "diff", "--exit-code", good, missing)
+        with open("/dev/full", "wb") as full:
+            self.refusal(2, "diff", "--exit-code", good, good, stdout=full)
+            self.refusal(1, "diff", good, good, stdout=full)
+
     def test_machine_is_not_named_besides(self):
         file = self.saved()
-        self.assertIn("leave --machine out", self.refusal(2, "--machine", self.pc(), "diff", file, file))
+        self.assertIn("omit --machine", self.refusal(2, "--machine", self.pc(), "diff", file, file))
         self.refusal(2, "diff", file)
 
 
@@ -131,18 +139,18 @@ class BadListTest(ListsTest):
                 self.assertIn("ends in the middle", self.refusal(1, "diff", bad, bad))
 
     def test_what_is_no_list(self):
-        self.check_refused(b"\x00\x01", "bad.json:1: is no JSON from here on")
-        self.check_refused(b"[\n{},\nx]", "bad.json:3: is no JSON from here on")
-        self.check_refused(b"{}", "is no list of applications")
-        self.check_refused(b"[3]", "application 1: is no application")
+        self.check_refused(b"\x00\x01", "bad.json:1: is not JSON from here on")
+        self.check_refused(b"[\n{},\nx]", "bad.json:3: is not JSON from here on")
+        self.check_refused(b"{}", "is not a list of applications")
+        self.check_refused(b"[3]", "application 1: is not an application")
         self.check_refused(b"[{}]", "application 1: has no displayName")
         self.check_refused("[]".encode("utf-16"), "is UTF-16 text")
 
     def test_list_that_was_edited(self):
         entry = json.loads(self.saved(app("Alpha")).read_text(encoding="utf-8"))[0]
-        for change, word in (({"displayVersion": 3}, "displayVersion is no text"),
-                             ({"architecture": "x64"}, "architecture is no whole number"),
-                             ({"architecture": 1 << 32}, "architecture is no whole number"),
+        for change, word in (({"displayVersion": 3}, "displayVersion is not a text"),
+                             ({"architecture": "x64"}, "architecture is not a whole number"),
+                             ({"architecture": 1 << 32}, "architecture is not a whole number"),
                              ({"publisher": "x"}, "has fields that no list of this version has")):
             self.check_refused(json.dumps([{**entry, **change}]).encode(), "application 1: " + word)
 

@@ -1,4 +1,4 @@
-"""Installing and removing: progress, outcomes, Ctrl-C, and what lasts."""
+"""Installing and removing: progress, results, Ctrl-C, and lasting changes."""
 
 import json
 import os
@@ -13,7 +13,7 @@ from kestrelbay import HEADER, PROGRAM, SECONDS, UNINSTALL, TestCase, app, envir
 
 ENTRY = f"HKEY_LOCAL_MACHINE\\{UNINSTALL}\\Alpha"
 REMOVER = r"C:\Alpha\remove.exe"
-# The file that programs wait for which a test lets go on.
+# Programs wait for this file, so that a test decides when they continue.
 GO = r"C:\go"
 
 
@@ -44,12 +44,12 @@ class JobTestCase(TestCase):
 
 
     def follow(self, machine, *arguments):
-        """The host at work, with its log or not as the arguments say; to be used as a context."""
+        """Starts the command line; to be used as a context."""
         return subprocess.Popen([PROGRAM, "--machine", str(machine), *arguments], stdin=subprocess.DEVNULL,
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment())
 
     def read_until(self, process, awaited, lines=b""):
-        """Standard error up to a text that must come, behind what was read of it already."""
+        """Reads standard error until it has `awaited`; `lines` is the part read before."""
         while awaited not in lines:
             piece = os.read(process.stderr.fileno(), 4096)
             self.assertTrue(piece, lines)
@@ -60,12 +60,12 @@ class JobTestCase(TestCase):
         (machine / "drives" / "C" / "go").touch()
 
     def finish(self, process, lines):
-        """Status and both outputs of the host at its end."""
+        """Waits for the end; returns the status and both outputs."""
         output, rest = process.communicate(timeout=SECONDS)
         return process.returncode, output.decode(), (lines + rest).decode()
 
     def let_go_on_when(self, machine, awaited, *arguments):
-        """Runs the host, and its programs go on when it has told this on standard error."""
+        """Runs the command line; its programs continue when standard error has `awaited`."""
         with self.follow(machine, *arguments) as process:
             lines = self.read_until(process, awaited)
             self.let_go_on(machine)
@@ -82,14 +82,14 @@ class InstallTest(JobTestCase):
         self.setup_file(machine, "alpha.reg", self.alpha("2.0"))
         return machine
 
-    def test_new_application_is_told_and_lasts(self):
+    def test_new_application_is_printed_and_lasts(self):
         machine = self.machine_with()
         self.assertEqual(self.output("--machine", machine, "install", r"C:\setup.exe", "--name", "Alpha"),
                          "Installed Alpha: not installed -> 2.0\n")
         self.assertEqual(self.listed(machine), {"Alpha": "2.0"})
         self.assertTrue((machine / "drives" / "C" / "Alpha" / "remove.exe").exists())
 
-    def test_update_is_told_with_both_versions(self):
+    def test_update_is_printed_with_both_versions(self):
         machine = self.machine_with(self.alpha())
         self.assertEqual(self.output("--machine", machine, "install", r"C:\setup.exe", "--name", "Alpha"),
                          "Updated Alpha: 1.0 -> 2.0\n")
@@ -101,31 +101,31 @@ class InstallTest(JobTestCase):
             {"displayName": "Alpha", "result": "Success", "errMsg": "NULL", "displayVersion": "2.0",
              "before": None, "after": {"displayVersion": "2.0"}, "change": "appeared", "stopped": False})
 
-    def test_failure_is_told_on_standard_error(self):
+    def test_failure_is_printed_on_standard_error(self):
         machine = self.pc(programs={r"C:\setup.exe": {"exitCode": 3}})
         line = self.refusal(1, "--machine", machine, "install", r"C:\setup.exe", "--name", "Alpha")
         self.assertIn('not installed: "Alpha" is not listed', line)
 
-    def test_failure_in_json_is_told_on_both(self):
+    def test_failure_in_json_is_printed_on_both(self):
         machine = self.pc(self.alpha(), programs={r"C:\setup.exe": {"elevation": "refused"}})
         done = self.run_host("--machine", machine, "--json", "install", r"C:\setup.exe", "--name", "Alpha")
         self.assertEqual(done.returncode, 1)
-        self.assertIn(b'not updated: "Alpha" has its version still (1.0 -> 1.0)', done.stderr)
+        self.assertIn(b'not updated: "Alpha" has the same version as before (1.0 -> 1.0)', done.stderr)
         told = json.loads(done.stdout)
         self.assertEqual((told["result"], told["errMsg"], told["change"]), ("Fail", "Update fail!", "still there"))
 
-    def test_failure_that_is_none_a_moment_later_is_told_as_that(self):
+    def test_failure_that_later_is_none_is_said_to_have_changed(self):
         for message, after, told in (
                 ("Cannot find the app from registry!", "2.0",
-                 'not installed when that was judged: "A" has changed since (not installed -> 2.0), see'),
-                ("Update fail!", "2.0", 'not updated when that was judged: "A" has changed since (1.0 -> 2.0), see'),
-                ("Update fail!", "-", '"A" has changed since (1.0 -> not installed)'),
-                ("Update fail!", "1.0", 'not updated: "A" has its version still (1.0 -> 1.0)')):
+                 'not installed when the library looked: "A" has changed since then (not installed -> 2.0); see'),
+                ("Update fail!", "2.0", 'not updated when the library looked: "A" has changed since then (1.0 -> 2.0); see'),
+                ("Update fail!", "-", '"A" has changed since then (1.0 -> not installed)'),
+                ("Update fail!", "1.0", 'not updated: "A" has the same version as before (1.0 -> 1.0)')):
             canned = {"CANNED_NAME": "A", "CANNED_ERRMSG": message, "CANNED_AFTER": after,
                       "CANNED_BEFORE": "1.0" if message == "Update fail!" else "-"}
             self.assertIn(told, self.refusal(1, "install", r"C:\setup.exe", "--name", "A", canned=canned))
 
-    def test_update_that_leaves_nothing_is_told_as_a_removal(self):
+    def test_update_that_leaves_nothing_is_printed_as_a_removal(self):
         machine = self.pc(self.alpha(), programs={r"C:\setup.exe": [{"merges": "setups/gone.reg"}]})
         self.setup_file(machine, "gone.reg", f"\n[-{ENTRY}]\n")
         self.assertEqual(self.output("--machine", machine, "install", r"C:\setup.exe", "--name", "Alpha"),
@@ -144,7 +144,7 @@ class InstallTest(JobTestCase):
         self.assertIn("at most 259",
                       self.refusal(2, "--machine", machine, "install", "C:\\" + "x" * 257, "--name", "A"))
 
-    def test_version_longer_than_its_field_is_told_whole(self):
+    def test_version_longer_than_its_field_is_printed_whole(self):
         self.step = [{"merges": "setups/alpha.reg"}]
         machine = self.pc(programs={r"C:\setup.exe": self.step})
         version = "é" * 259
@@ -158,7 +158,7 @@ class InstallTest(JobTestCase):
                              "--args", "/S /D=x")
         self.assertIn(b"appPath=C:\\setup.exe, para=/S /D=x", done.stderr)
 
-    def test_terminal_shows_how_long_it_takes_and_takes_that_away(self):
+    def test_terminal_shows_the_seconds_and_erases_them(self):
         self.step[0]["waitMs"] = 1200
         sent = self.run_on_terminal("--machine", self.machine_with(), "install", r"C:\setup.exe", "--name", "Alpha")
         self.assertIn("\rInstalling Alpha, 1 s", sent)
@@ -172,7 +172,7 @@ class UninstallTest(JobTestCase):
         self.setup_file(machine, "gone.reg", f"\n[-{ENTRY}]\n")
         return machine
 
-    def test_removal_is_told_and_lasts(self):
+    def test_removal_is_printed_and_lasts(self):
         machine = self.machine_with([{"waitsForWatch": ENTRY, "merges": "setups/gone.reg", "removes": [REMOVER]}])
         self.assertEqual(self.output("--machine", machine, "uninstall", "Alpha"),
                          "Removed Alpha: 1.0 -> not installed\n")
@@ -187,9 +187,9 @@ class UninstallTest(JobTestCase):
         self.assertRegex(lines, r"\Akestrelbay: [^\n]+\n\Z")
         self.assertEqual(self.listed(machine), {})
 
-    def test_failure_that_is_none_a_moment_later_is_told_as_that(self):
+    def test_failure_that_later_is_none_is_said_to_have_changed(self):
         canned = {"CANNED_NAME": "A", "CANNED_ERRMSG": "The app is still in registry!", "CANNED_BEFORE": "1.0"}
-        self.assertIn('not removed when that was judged: "A" has gone since (1.0 -> not installed)',
+        self.assertIn('not removed when the library looked: "A" is gone since then (1.0 -> not installed)',
                       self.refusal(1, "uninstall", "A", canned={**canned, "CANNED_AFTER": "-"}))
         self.assertIn('not removed: "A" is still listed (1.0 -> 1.0)',
                       self.refusal(1, "uninstall", "A", canned={**canned, "CANNED_AFTER": "1.0"}))
@@ -200,17 +200,17 @@ class UninstallTest(JobTestCase):
         self.assertIn("was refused", self.refusal(1, "--machine", machine, "uninstall", "Alpha"))
         self.assertIn("kestrelbay forget", self.refusal(1, "--machine", machine, "uninstall", "Bare"))
         self.assertIn('nothing is listed as "None"', self.refusal(1, "--machine", machine, "uninstall", "None"))
-        self.assertIn("no name: give the one that the application is listed under",
+        self.assertIn("no name: give the name under which the application is listed",
                       self.refusal(1, "--machine", machine, "uninstall", ""))
 
-    def test_application_without_a_command_is_told_as_that(self):
+    def test_application_without_a_command_is_named(self):
         # The installer's entries need none to be listed.
         product = f"HKEY_LOCAL_MACHINE\\{UNINSTALL}\\{{11111111-2222-3333-4444-555555555555}}"
         machine = self.machine(key(product, {"DisplayName": "Bare", "WindowsInstaller": "1"}))
-        self.assertIn('"Bare" has no uninstall command; remove it as it was installed',
+        self.assertIn('"Bare" has no uninstall command; remove it with the program that installed it',
                       self.refusal(1, "--machine", machine, "uninstall", "Bare"))
 
-    def test_json_tells_the_cancellation(self):
+    def test_json_has_the_cancellation(self):
         machine = self.pc(self.alpha(), programs={REMOVER: {"givesHandle": False}})
         done = self.run_host("--machine", machine, "--json", "uninstall", "Alpha")
         self.assertEqual(done.returncode, 1)
@@ -218,11 +218,11 @@ class UninstallTest(JobTestCase):
 
 
 class InterruptTest(JobTestCase):
-    # Programs wait for a file here, so that none of them can end before the host has told its verdict.
+    # Programs wait for a file here, so that none ends before the command line has printed its verdict.
     WAITING = {"waitsForFile": GO}
 
     def interrupt(self, machine, *arguments, waiting, verdict):
-        """Interrupts a job that waits, and lets its program go on when the verdict is told."""
+        """Interrupts a job that waits, and lets its program continue after the verdict is printed."""
         with self.follow(machine, "--log", *arguments) as process:
             lines = self.read_until(process, waiting)
             process.send_signal(signal.SIGINT)
@@ -232,7 +232,7 @@ class InterruptTest(JobTestCase):
 
     def interrupt_installer(self, machine, *arguments):
         return self.interrupt(machine, *arguments, "install", r"C:\setup.exe", "--name", "Alpha",
-                              waiting=b"enter StartInstallProcessAndWait", verdict=b"kestrelbay: not installed: ")
+                              waiting=b"enter StartInstallProcessAndWait", verdict=b"kestrelbay: stopped waiting: ")
 
     def test_first_one_ends_the_wait_and_not_the_installer(self):
         machine = self.pc(programs={r"C:\setup.exe": [{**self.WAITING, "merges": "setups/alpha.reg"}]})
@@ -241,10 +241,12 @@ class InterruptTest(JobTestCase):
         self.assertEqual((status, output), (1, ""))
         self.assertIn("no longer waiting: the installer goes on by itself", lines)
         self.assertIn("setStopAppEvent success.", lines)
-        self.assertIn('not installed: "Alpha" is not listed', lines)
+        self.assertIn('stopped waiting: "Alpha" is not listed yet, and the installer goes on by itself; see the result '
+                      'later with: kestrelbay list', lines)
+        self.assertNotIn("failed", lines.partition("no longer waiting")[2])
         self.assertEqual(self.listed(machine), {"Alpha": "1.0"})
 
-    def test_json_tells_that_the_wait_was_ended(self):
+    def test_json_says_that_the_wait_was_ended(self):
         machine = self.pc(programs={r"C:\setup.exe": [self.WAITING]})
         status, output, _ = self.interrupt_installer(machine, "--json")
         self.assertEqual(status, 1)
@@ -255,10 +257,10 @@ class InterruptTest(JobTestCase):
         machine = self.pc(self.alpha(), programs={REMOVER: [{**self.WAITING, "merges": "setups/gone.reg"}]})
         self.setup_file(machine, "gone.reg", f"\n[-{ENTRY}]\n")
         status, output, lines = self.interrupt(machine, "uninstall", "Alpha", waiting=b"rootKeyStr=",
-                                               verdict=b"kestrelbay: not removed: ")
+                                               verdict=b"kestrelbay: stopped waiting: ")
         self.assertEqual((status, output), (1, ""))
         self.assertIn("no longer waiting: the uninstaller goes on by itself", lines)
-        self.assertIn('"Alpha" is still listed (1.0 -> 1.0); its uninstaller failed, or is still at work', lines)
+        self.assertIn('stopped waiting: "Alpha" is still listed with version "1.0", and the uninstaller goes on', lines)
         self.assertEqual(self.listed(machine), {})
 
     def test_second_one_ends_the_process(self):

@@ -96,7 +96,7 @@ class WindowsJobTest(unittest.TestCase):
         while select.select([ours], [], [], 0.1)[0] or (process.poll() is None and time.monotonic() < limit):
             try:
                 sent += os.read(ours, 65536) if select.select([ours], [], [], 0)[0] else b""
-            except OSError:  # how a terminal tells that its last program has ended
+            except OSError:  # the terminal's last program has ended
                 break
             # Not before the installer runs: Wine starts no program to its end while it is interrupted.
             if not interrupted and b"enter StartInstallProcessAndWait" in sent and exists(ENTRY):
@@ -105,7 +105,7 @@ class WindowsJobTest(unittest.TestCase):
         os.close(ours)
         self.assertEqual(process.wait(SECONDS), 1, sent)
         self.assertIn(b"no longer waiting: the installer goes on by itself", sent)
-        self.assertIn(b'not installed: "Job" is not listed', sent)
+        self.assertIn(b'stopped waiting: "Job" is not listed yet, and the installer goes on by itself', sent)
 
     def test_failures_end_in_status_one(self):
         done = run_host("install", self.program("nothing.exe"), "--name", "Job")

@@ -20,13 +20,13 @@ using Json = nlohmann::ordered_json;
 struct DiffOptions {
   std::string before;
   std::string after;
-  bool tellsByStatus = false;
+  bool setsStatus = false;
 };
 
 std::vector<AppRecord> ListMachine(const std::string& directory) {
-  OpenMachineToRead(directory, {.progress = {},
-                                .warning = [](const std::string& line) { ReportWarning(line); },
-                                .damage = [](const std::string& line) { ReportDamage(line); }});
+  OpenMachineToRead(directory, [](const std::string& line, bool isDamage) {
+    isDamage ? ReportDamage(line) : ReportWarning(line);
+  });
   const Inventory inventory(false);
   std::vector<AppRecord> apps;
   for (const InstalledAppEntry& app : inventory.Apps()) {
@@ -116,11 +116,11 @@ void PrintTable(Output& out, const ListDifference& difference) {
 
 void PrintDifference(Session& session, const DiffOptions& options) {
   if (session.namesMachine) {
-    throw Failure("diff is told its machines as BEFORE and AFTER; leave --machine out", kWrongUsage);
+    throw Failure("diff takes its machines as BEFORE and AFTER; omit --machine", kWrongUsage);
   }
   const std::vector<AppRecord> before = ReadSide(options.before);
   const std::vector<AppRecord> after = ReadSide(options.after);
-  // A machine is listed without drawing its icons.
+  // Icons of a machine are not drawn, because that takes long.
   const bool includeIcons = !IsDirectory(options.before) && !IsDirectory(options.after);
   const ListDifference difference = CompareLists(before, after, includeIcons);
   if (session.json) {
@@ -128,27 +128,30 @@ void PrintDifference(Session& session, const DiffOptions& options) {
   } else {
     PrintTable(session.out, difference);
   }
-  if (options.tellsByStatus && !difference.apps.empty()) session.status = kFailed;
+  if (options.setsStatus && !difference.apps.empty()) session.status = kFailed;
 }
 
 }  // namespace
 
 void AddDiff(CLI::App& app, Command& chosen) {
-  CLI::App* command = app.add_subcommand("diff", "Tell what appeared, went or changed between two lists");
+  CLI::App* command = app.add_subcommand("diff", "Compare two machines or saved lists");
   auto options = std::make_shared<DiffOptions>();
-  const std::string what = "A machine directory, a Windows volume, or a file saved from list --json";
+  const std::string what = "A machine directory, an offline Windows volume, or a file saved with list --json";
   command->add_option("BEFORE", options->before, what)->required();
   command->add_option("AFTER", options->after, what)->required();
-  command->add_flag("--exit-code", options->tellsByStatus,
-                    "End with status 1 where they differ, which is else 0 as well");
+  command->add_flag("--exit-code", options->setsStatus,
+                    "Exit with 0 if they are the same, 1 if they differ, 2 on trouble, as diff(1) does");
   command->footer(
-      "Applications are paired by their exact name. Of several with one name, those are paired first that\n"
-      "are wholly alike, then those of one architecture and location, of one architecture and version, of\n"
-      "one architecture, of one location, and last what is left, in list order. Icon texts are compared\n"
-      "between two files only. On Windows both must be files.");
+      "Applications are paired by their exact name. If several have one name, the pairs are made in this\n"
+      "order: equal in all fields; same architecture and location; same architecture and version; same\n"
+      "architecture; same location; the rest, in list order. Icon texts are compared between two files "
+      "only.\n"
+      "Without --exit-code the exit status is 0 whether they differ or not, and 1 on trouble.\n"
+      "On Windows both must be files.");
   command->callback([&chosen, options] {
     chosen = [options](Session& session) { PrintDifference(session, *options); };
     chosen.needsMachine = false;
+    if (options->setsStatus) chosen.failed = kTrouble;
   });
 }
 

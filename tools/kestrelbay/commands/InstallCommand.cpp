@@ -22,7 +22,7 @@ void Fill(InstallRequest& request, const InstallOptions& options) {
   FillField(request.installerParams, options.parameters, "the text of --args");
 }
 
-/** Why it failed and what to do, by the library's own message. */
+/** Says why it failed and what to do, from the message of the library. */
 std::string Explanation(const std::string& errMsg, const InstallOptions& options, const Change& change) {
   if (const std::string problem = WriteProblem(); !problem.empty())
     return "\"" + options.name + "\" is not changed: " + problem;
@@ -32,22 +32,22 @@ std::string Explanation(const std::string& errMsg, const InstallOptions& options
   if (errMsg == "DisplayName is empty!")
     return "no name: give the one that the application will be listed under, with --name";
   const bool isUpdate = errMsg == "Update fail!";
-  // This looks a moment later than the library did.
+  // The list was read after the library judged, so it may show a later state.
   if (change.Kind() != (isUpdate ? "still there" : "none"))
-    return (isUpdate ? "not updated" : "not installed") + std::string(" when that was judged: \"") +
-           options.name + "\" has changed since (" + change.InWords() + "), see kestrelbay list";
+    return (isUpdate ? "not updated" : "not installed") + std::string(" when the library looked: \"") +
+           options.name + "\" has changed since then (" + change.InWords() + "); see kestrelbay list";
   if (isUpdate)
-    return "not updated: \"" + options.name + "\" has its version still (" + change.InWords() +
-           "); the installer failed or was refused, see --log";
+    return "not updated: \"" + options.name + "\" has the same version as before (" + change.InWords() +
+           "); the installer failed or was refused; see the reason with --log";
   return "not installed: \"" + options.name + "\" is not listed (" + change.InWords() +
          "); the installer failed, was refused, or registers another name: see kestrelbay list";
 }
 
 std::string Success(const Change& change, const std::string& name) {
-  const std::string told = Printable(name) + ": " + Printable(change.InWords()) + "\n";
-  // A version that is gone counts as changed, so the library calls this a success.
-  if (change.Kind() == "gone") return "Removed by its installer, " + told;
-  return (change.before ? "Updated " : "Installed ") + told;
+  const std::string text = Printable(name) + ": " + Printable(change.InWords()) + "\n";
+  // The library compares versions only: an application that is gone has another version, which is success.
+  if (change.Kind() == "gone") return "Removed by its installer, " + text;
+  return (change.before ? "Updated " : "Installed ") + text;
 }
 
 void InstallApp(Session& session, const InstallOptions& options) {
@@ -65,7 +65,12 @@ void InstallApp(Session& session, const InstallOptions& options) {
               {"displayVersion", request.DisplayVersion}},
              change, end);
   }
-  if (std::string(request.Result) != "Success") throw Failure(Explanation(request.ErrMsg, options, change));
+  if (std::string(request.Result) != "Success") {
+    const bool isUndecided = end.isStopped && WriteProblem().empty() &&
+                             (change.Kind() == "none" || change.Kind() == "still there");
+    throw Failure(isUndecided ? StoppedText(options.name, "installer", change.after)
+                              : Explanation(request.ErrMsg, options, change));
+  }
   if (const std::string problem = WriteProblem(); !problem.empty())
     throw Failure("\"" + options.name + "\" is changed in part: " + problem);
   if (!session.json) session.out.Write(Success(change, options.name));
@@ -74,15 +79,16 @@ void InstallApp(Session& session, const InstallOptions& options) {
 }  // namespace
 
 void AddInstall(CLI::App& app, Command& chosen) {
-  CLI::App* command = app.add_subcommand("install", "Run an installer, and see whether it did its work");
+  CLI::App* command = app.add_subcommand("install", "Run an installer and check that it worked");
   auto options = std::make_shared<InstallOptions>();
   command->add_option("INSTALLER", options->installer, "Path of the installer on the machine")->required();
-  command->add_option("--name", options->name, "Name that the application is listed under")->required();
-  command->add_option("--args", options->parameters, "Parameters of the installer, as one text")
+  command->add_option("--name", options->name, "Name under which the application will be listed")->required();
+  command->add_option("--args", options->parameters, "Parameters for the installer, as one text")
       ->type_name("TEXT");
   command->footer(
-      "The installer runs elevated. What counts is whether the application is listed afterwards, or has\n"
-      "changed its version, not the installer's exit code. Ctrl-C ends the wait and not the installer.");
+      "The installer runs elevated. It has worked if the application is listed afterwards, or is listed "
+      "with\n"
+      "another version. Its exit code does not count. Ctrl-C ends the wait, but not the installer.");
   command->callback(
       [&chosen, options] { chosen = [options](Session& session) { InstallApp(session, *options); }; });
 }

@@ -16,22 +16,22 @@ namespace {
 
 constexpr std::chrono::milliseconds kBetweenLooks(100);
 
-/** Never destroyed: the worker may still be on its way out of the callback at the end of the process. */
-struct EndOfJob {
+/** Never destroyed: at the end of the process a worker thread may still be in the callback. */
+struct JobReport {
   std::mutex mutex;
   std::condition_variable changed;
-  bool isThere = false;
+  bool isReceived = false;
 };
 
-EndOfJob& TheEnd() {
-  static auto& end = *new EndOfJob;
-  return end;
+JobReport& TheReport() {
+  static auto& report = *new JobReport;
+  return report;
 }
 
-bool WaitForEnd() {
-  EndOfJob& end = TheEnd();
-  std::unique_lock held(end.mutex);
-  return end.changed.wait_for(held, kBetweenLooks, [&] { return end.isThere; });
+bool WaitForReport() {
+  JobReport& report = TheReport();
+  std::unique_lock held(report.mutex);
+  return report.changed.wait_for(held, kBetweenLooks, [&] { return report.isReceived; });
 }
 
 std::string InWords(const ListedVersion& version) {
@@ -61,16 +61,16 @@ std::string Change::Kind() const {
   return *before == *after ? "still there" : "version changed";
 }
 
-JobEnd FollowJob(const Session& session, const std::string& doing, const std::string& program,
+JobEnd FollowJob(const Session& session, const std::string& task, const std::string& program,
                  const std::function<void()>& start) {
   CatchInterrupt();
-  Progress progress(doing);
+  Progress progress(task);
   JobEnd end;
   bool isGivenUp = false;
   start();
-  while (!WaitForEnd()) {
+  while (!WaitForReport()) {
     if (!isGivenUp && !WriteProblem().empty()) {
-      // The change that the library waits for will never come.
+      // The library would wait forever, because the change cannot come.
       isGivenUp = true;
       SetStopAppEvent();
     }
@@ -78,26 +78,31 @@ JobEnd FollowJob(const Session& session, const std::string& doing, const std::st
       progress.Erase();
       end.isStopped = true;
       SetStopAppEvent();
-      ReportWarning("no longer waiting: the " + program +
-                    " goes on by itself, and this is judged as it stands now");
+      ReportWarning("no longer waiting: the " + program + " goes on by itself");
     }
-    // Lines of the log would be written into it.
+    // The log and a progress line would overwrite each other.
     if (!session.logs) progress.UpdateTime();
   }
   return end;
 }
 
 void ReportJobEnd() {
-  EndOfJob& end = TheEnd();
-  const std::lock_guard held(end.mutex);
-  end.isThere = true;
-  end.changed.notify_all();
+  JobReport& report = TheReport();
+  const std::lock_guard held(report.mutex);
+  report.isReceived = true;
+  report.changed.notify_all();
 }
 
-void CheckLength(std::size_t bytes, std::size_t room, const std::string& what) {
-  if (bytes < room) return;
+std::string StoppedText(const std::string& name, const std::string& program, const ListedVersion& version) {
+  return "stopped waiting: \"" + name + "\" " +
+         (version ? "is still listed with version \"" + *version + '"' : "is not listed yet") + ", and the " +
+         program + " goes on by itself; see the result later with: kestrelbay list";
+}
+
+void CheckLength(std::size_t bytes, std::size_t capacityBytes, const std::string& what) {
+  if (bytes < capacityBytes) return;
   throw Failure(what + " has " + std::to_string(bytes) + " bytes; the library takes at most " +
-                    std::to_string(room - 1),
+                    std::to_string(capacityBytes - 1),
                 kWrongUsage);
 }
 
@@ -107,7 +112,7 @@ void PrintJob(Session& session, nlohmann::ordered_json fields, const Change& cha
   fields["change"] = change.Kind();
   fields["stopped"] = end.isStopped;
   session.out.WriteJsonLine(fields);
-  // What failed is told on standard error as well, and that ends the command.
+  // Now, because a job that failed ends the command by an exception.
   session.out.Flush();
 }
 

@@ -1,4 +1,4 @@
-/** A job of the library as a person follows it: what is listed before and after, the wait, Ctrl-C. */
+/** Follows an installation or a removal: what is listed before and after, the wait, Ctrl-C. */
 #pragma once
 
 #include <functional>
@@ -10,12 +10,12 @@
 
 namespace cli {
 
-/** The version that is listed under a name, which may be empty; nothing where the name is not listed. */
+/** The version that is listed under a name. It may be empty; it is nullopt if the name is not listed. */
 using ListedVersion = std::optional<std::string>;
 
 ListedVersion FindListed(const std::string& name);
 
-/** What became of an application, seen from the inventory. */
+/** An application in the list before and after a job. */
 struct Change {
   ListedVersion before;
   ListedVersion after;
@@ -28,27 +28,30 @@ struct Change {
 
 /** How a job ended. */
 struct JobEnd {
-  /** Ctrl-C ended the wait: what was started goes on. */
+  /** Ctrl-C ended the wait. The program that was started goes on. */
   bool isStopped = false;
 };
 
 /**
- * Starts a job and waits for its report. On Ctrl-C it has the library stop waiting, and says what that means;
- * a second Ctrl-C ends the process.
- * @param doing    what is being done, for the line of progress
- * @param program  what is run, such as "installer"
+ * Starts a job and waits for its report. On Ctrl-C it makes the library stop waiting and prints a warning; a
+ * second Ctrl-C ends the process.
+ * @param task     for the progress line, such as "Installing Alpha"
+ * @param program  the program that is run, such as "installer"
  * @param start    calls the library with a callback that calls ReportJobEnd
  */
-JobEnd FollowJob(const Session& session, const std::string& doing, const std::string& program,
+JobEnd FollowJob(const Session& session, const std::string& task, const std::string& program,
                  const std::function<void()>& start);
 
-/** Ends the wait of FollowJob. To be called from a callback, on any thread. */
+/** Ends the wait of FollowJob. Thread-safe; called from the callback of the library. */
 void ReportJobEnd();
 
+/** What a job that Ctrl-C stopped says in place of its verdict, because the program may still succeed. */
+std::string StoppedText(const std::string& name, const std::string& program, const ListedVersion& version);
+
 /**
- * The request of the one job of this process. It is never destroyed: the library may still look at it when it
- * has reported. There is room behind it: the library bounds what it copies into the last field by the text
- * alone.
+ * Returns the request of the only job of this process. It is never destroyed, because the library may read it
+ * after its report. There is room behind it, because the library bounds the copy into the last field by the
+ * text and not by the field.
  */
 template <class Request>
 Request& LastingRequest() {
@@ -59,14 +62,14 @@ Request& LastingRequest() {
   return request;
 }
 
-/** Copies a text into a field of a request. @throws Failure where it does not fit, told as `what` */
+/** Copies a text into a field of a request. @throws Failure if it does not fit; `what` names the text */
 template <std::size_t Size>
 void FillField(char (&field)[Size], const std::string& text, const std::string& what);
 
-/** Prints what a program reads: the fields of the record that the library wrote, and the change. */
+/** Prints JSON: the fields of the record that the library filled, and the change. */
 void PrintJob(Session& session, nlohmann::ordered_json fields, const Change& change, const JobEnd& end);
 
-void CheckLength(std::size_t bytes, std::size_t room, const std::string& what);
+void CheckLength(std::size_t bytes, std::size_t capacityBytes, const std::string& what);
 
 template <std::size_t Size>
 void FillField(char (&field)[Size], const std::string& text, const std::string& what) {

@@ -10,24 +10,28 @@
 namespace cli {
 namespace {
 
-/** Why it failed and what to do, by the library's own message. */
+/** Says why it failed and what to do, from the message of the library. */
 std::string Explanation(const std::string& errMsg, const std::string& name, const Change& change) {
   if (const std::string problem = WriteProblem(); !problem.empty()) return "not removed: " + problem;
-  if (errMsg == "DisplayName is empty!") return "no name: give the one that the application is listed under";
+  if (errMsg == "DisplayName is empty!")
+    return "no name: give the name under which the application is listed";
   if (errMsg == "Get uninstall path is empty!" && !change.before)
     return "not removed: nothing is listed as \"" + name + "\"; see the names with: kestrelbay list";
   if (errMsg == "Get uninstall path is empty!")
-    return "not removed: \"" + name + "\" has no uninstall command; remove it as it was installed";
+    return "not removed: \"" + name +
+           "\" has no uninstall command; remove it with the program that installed it";
   if (errMsg == "Uninstall path is not exist!")
     return "not removed: the uninstaller of \"" + name +
-           "\" is gone; take the entry away with: kestrelbay forget";
+           "\" does not exist; remove the entry with: kestrelbay forget";
   if (errMsg == "Start uninstall process fail!")
-    return "not removed: the uninstaller of \"" + name + "\" was refused or cannot be started; see --log";
-  // This looks a moment later than the library did.
+    return "not removed: the uninstaller of \"" + name +
+           "\" was refused or cannot be started; see the reason with --log";
+  // The list was read after the library judged, so it may show a later state.
   if (!change.after)
-    return "not removed when that was judged: \"" + name + "\" has gone since (" + change.InWords() + ")";
+    return "not removed when the library looked: \"" + name + "\" is gone since then (" + change.InWords() +
+           ")";
   return "not removed: \"" + name + "\" is still listed (" + change.InWords() +
-         "); its uninstaller failed, or is still at work: see kestrelbay list later";
+         "); its uninstaller failed or is still running; see the result later with: kestrelbay list";
 }
 
 void UninstallApp(Session& session, const std::string& name) {
@@ -41,7 +45,11 @@ void UninstallApp(Session& session, const std::string& name) {
     PrintJob(session, {{"displayName", name}, {"result", request.Result}, {"errMsg", request.ErrMsg}}, change,
              end);
   }
-  if (std::string(request.Result) != "Success") throw Failure(Explanation(request.ErrMsg, name, change));
+  if (std::string(request.Result) != "Success") {
+    throw Failure(end.isStopped && change.after && WriteProblem().empty()
+                      ? StoppedText(name, "uninstaller", change.after)
+                      : Explanation(request.ErrMsg, name, change));
+  }
   if (!session.json)
     session.out.Write("Removed " + Printable(name) + ": " + Printable(change.InWords()) + "\n");
 }
@@ -49,13 +57,14 @@ void UninstallApp(Session& session, const std::string& name) {
 }  // namespace
 
 void AddUninstall(CLI::App& app, Command& chosen) {
-  CLI::App* command = app.add_subcommand("uninstall", "Run an application's own uninstaller");
+  CLI::App* command = app.add_subcommand("uninstall", "Run the uninstaller of an application");
   auto name = std::make_shared<std::string>();
-  command->add_option("NAME", *name, "Name exactly as listed, case included")->required();
+  command->add_option("NAME", *name, "The name exactly as listed, including case")->required();
   command->footer(
-      "The uninstaller runs elevated. The library waits for a key to come or go at the application's entry,\n"
-      "not for the uninstaller, and then looks whether it is listed still. Ctrl-C ends the wait and not the\n"
-      "uninstaller.");
+      "The uninstaller runs elevated. The library waits until a key below the application's entry appears "
+      "or\n"
+      "disappears, and then checks whether the application is still listed. It does not wait for the\n"
+      "uninstaller. Ctrl-C ends the wait, but not the uninstaller.");
   command->callback([&chosen, name] { chosen = [name](Session& session) { UninstallApp(session, *name); }; });
 }
 
