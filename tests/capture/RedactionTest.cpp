@@ -1,4 +1,4 @@
-// Stand-ins: of the same length, the same for the same name, and never another name.
+// Stand-ins have the length of the name, are the same for the same name, and never equal another name.
 #include "capture/Redaction.h"
 
 #include <gtest/gtest.h>
@@ -66,7 +66,7 @@ class RedactorTest : public testing::Test {
 
 TEST_F(RedactorTest, ANameIsFoundInsideOfWords) { EXPECT_EQ(Hidden(u"xAnnABelx"), u"xUseRAabx"); }
 
-TEST_F(RedactorTest, AVariablesNameIsTheSameWhereverItStands) {
+TEST_F(RedactorTest, AVariablesNameIsTheSameInAllPlaces) {
   std::u16string name = u"ANNABEL";
   Redactor redactor(identity);
   redactor.EndLearning();
@@ -84,12 +84,12 @@ TEST_F(RedactorTest, APathEndsWhereAnotherBegins) {
   EXPECT_EQ(Hidden(u"C:\\Users\\Zoe\\Thing.exe C:\\Thing\\x"), u"C:\\Users\\Uab\\Waaab.exe C:\\Thing\\x");
 }
 
-TEST_F(RedactorTest, OnlyWholeSidsAreTakenForSids) {
+TEST_F(RedactorTest, OnlyCompleteSidsAreHidden) {
   EXPECT_EQ(Hidden(u"S-1-5-21-1-2 S-1-5-18 S-1-5-21--"), u"S-1-5-21-1-2 S-1-5-18 S-1-5-21--");
   EXPECT_EQ(Hidden(u"s-1-5-21-77-88-99-500"), u"s-1-5-21-10-10-11-500");
 }
 
-TEST_F(RedactorTest, AnyBytesAreLeftAsLongAsTheyWere) {
+TEST_F(RedactorTest, BytesKeepTheirLength) {
   for (std::size_t size = 0; size < 9; ++size) {
     Redactor redactor(Identity{});
     redactor.EndLearning();

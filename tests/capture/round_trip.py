@@ -1,4 +1,4 @@
-"""A machine that Wine is, captured there and used elsewhere: it lists and tells the same, byte for byte."""
+"""A Wine prefix, captured in Wine and used on Linux: both list the same, byte for byte."""
 
 import base64
 import importlib

@@ -1,4 +1,4 @@
-"""Runs the command-line host for the tests, on machines that they write."""
+"""Runs the command line on machines that the tests write."""
 
 import fcntl
 import os
@@ -42,18 +42,18 @@ def app(name, path=None, last_write_time=None, **values):
 
 
 def contents(folder):
-    """All that stands below a folder, to be compared."""
+    """The contents of a folder, to compare."""
     return {path: path.read_bytes() if path.is_file() else path.lstat().st_mode for path in folder.rglob("*")}
 
 
 def environment(**changes):
-    """The tests' own environment without what the host looks at, and with the changes."""
+    """The environment of the tests without the variables that the command line reads, and with the changes."""
     own = {name: text for name, text in os.environ.items() if name not in ("COLUMNS", "NO_COLOR")}
     return {**own, "TERM": "xterm", **changes}
 
 
 def cells(line):
-    """Cells of a line on a terminal, as the Unicode database has it."""
+    """The width of a line in cells, by the Unicode database."""
     return sum(0 if unicodedata.category(c) in ("Mn", "Me", "Cf") else
                2 if unicodedata.east_asian_width(c) in "WF" else 1 for c in line)
 
@@ -72,7 +72,7 @@ class TestCase(unittest.TestCase):
         return self.folder / name
 
     def run_host(self, *arguments, canned=None, stdout=subprocess.PIPE, given=None, user=None, **changes):
-        """Runs the host to its end, as another user if wanted; output is bytes, and so is what is given as input."""
+        """Runs the command line to its end, as another user if `user` is given. Input and output are bytes."""
         if canned:
             changes = {"LD_PRELOAD": os.environ["KESTRELBAY_CANNED"],
                        "ASAN_OPTIONS": "verify_asan_link_order=0", **canned, **changes}
@@ -81,13 +81,13 @@ class TestCase(unittest.TestCase):
                               stderr=subprocess.PIPE, env=environment(**changes), timeout=SECONDS, user=user)
 
     def output(self, *arguments, **options):
-        """Standard output of a run that must do what it was asked, without a word beside."""
+        """Standard output of a run that must succeed without a message."""
         done = self.run_host(*arguments, **options)
         self.assertEqual((done.returncode, done.stderr), (0, b""))
         return done.stdout.decode()
 
     def refusal(self, status, *arguments, **options):
-        """The one line of a run that must end in this status and print nothing else."""
+        """The message of a run that must fail with this status and one line."""
         done = self.run_host(*arguments, **options)
         line = done.stderr.decode()
         self.assertEqual(done.returncode, status, line)
@@ -96,9 +96,9 @@ class TestCase(unittest.TestCase):
         return line
 
     def run_on_terminal(self, *arguments, columns=80, during=None, **changes):
-        """Runs the host with both outputs on a terminal; returns what the terminal was sent.
+        """Runs the command line with both outputs on a terminal; returns what the terminal received.
 
-        `during` is called with the process and what was sent until then, each time something is.
+        `during` is called with the process and everything received so far, after each piece.
         """
         ours, its = pty.openpty()
         fcntl.ioctl(its, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
@@ -109,7 +109,7 @@ class TestCase(unittest.TestCase):
         while select.select([ours], [], [], SECONDS)[0]:
             try:
                 piece = os.read(ours, 65536)
-            except OSError:  # how a terminal tells that its last program has ended
+            except OSError:  # the terminal's last program has ended
                 break
             sent += piece
             if during:

@@ -93,7 +93,7 @@ class ExplainTest(TestCase):
                           "value": "InstallLocation"})
         self.assertEqual(record["fields"]["displayIcon"], {"text": "", "from": None})
         text = self.output("--machine", machine, "explain", "Alpha")
-        self.assertIn(f"merged into {user}, with which it nowhere disagrees", text)
+        self.assertIn(f"merged into {user}: no value differs", text)
 
     def test_records_that_stay_two_tell_why(self):
         machine = self.machine(app("Alpha", f"{ROOT}\\1", DisplayVersion="1"),

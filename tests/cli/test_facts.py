@@ -47,7 +47,7 @@ class FactsTest(TestCase):
         done = self.run_host("--machine", machine, "facts")
         self.assertEqual(done.returncode, 0)
         self.assertEqual(done.stderr.decode(),
-                         "kestrelbay: Tablet: the machine's setting in the registry is no number; correct it (invalid stoi argument)\n")
+                         "kestrelbay: Tablet: the machine's value in the registry is not a number; correct it (invalid stoi argument)\n")
         self.assertIn("Tablet        (not known)\n", done.stdout.decode())
         self.assertIn("Product       M\u2407\n", done.stdout.decode())
 

@@ -53,7 +53,7 @@ class LaunchingTest(TestCase):
 
     def test_run_on_a_thread_tells_nothing(self):
         for program in ("C:\\Apps\\alpha.exe", "C:\\none.exe"):
-            self.assertIn("whether it started is not told",
+            self.assertIn("the library does not report whether it started",
                           self.output("--machine", self.pc, "run", "--async", program))
 
 

@@ -1,4 +1,4 @@
-"""Where the output goes, and what happens when it cannot."""
+"""Standard output, and errors when it cannot be written."""
 
 import os
 import subprocess
@@ -11,7 +11,7 @@ class OutputTest(TestCase):
         super().setUp()
         self.pc = self.machine(*(app(f"Application {i}") for i in range(1000)))
 
-    def test_reader_that_goes_away_is_no_error(self):
+    def test_a_reader_that_closes_the_pipe_is_no_error(self):
         for arguments in (["list"], ["list", "--json"], ["blocked"]):
             reading, writing = os.pipe()
             os.close(reading)
@@ -19,7 +19,7 @@ class OutputTest(TestCase):
             os.close(writing)
             self.assertEqual((done.returncode, done.stderr), (0, b""))
 
-    def test_head_takes_what_it_wants(self):
+    def test_a_reader_may_read_the_first_line_only(self):
         with subprocess.Popen([PROGRAM, "--machine", str(self.pc), "list", "--json"], stdout=subprocess.PIPE,
                               stderr=subprocess.PIPE, env=environment()) as process:
             self.assertEqual(process.stdout.readline(), b"[\n")
@@ -27,20 +27,20 @@ class OutputTest(TestCase):
             self.assertEqual(process.stderr.read(), b"")
             self.assertEqual(process.wait(SECONDS), 0)
 
-    def test_full_disk_is_told(self):
+    def test_a_full_disk_is_an_error(self):
         for arguments in (["list"], ["list", "--json"], ["blocked"], ["root"], ["--help"]):
             with open("/dev/full", "wb") as full:
                 line = self.refusal(1, "--machine", self.pc, *arguments, stdout=full)
             self.assertIn("No space left on device", line)
 
-    def test_closed_output_is_told(self):
+    def test_a_closed_output_is_an_error(self):
         script = 'exec "$0" "$@" >&-'
         done = subprocess.run(["sh", "-c", script, PROGRAM, "--machine", str(self.pc), "list"],
                               stderr=subprocess.PIPE, env=environment(), timeout=SECONDS)
         self.assertEqual(done.returncode, 1)
         self.assertRegex(done.stderr.decode(), r"\Akestrelbay: cannot write [^\n]+\n\Z")
 
-    def test_exception_of_the_library_is_told(self):
+    def test_an_exception_of_the_library_is_an_error(self):
         line = self.refusal(1, "list", canned={"CANNED_THROW": "no thread to be had"})
         self.assertIn("no thread to be had", line)
 

@@ -1,4 +1,4 @@
-"""A capture that tells nothing of whose machine it is."""
+"""A redacted capture does not identify its owner."""
 
 import json
 import re
@@ -30,7 +30,7 @@ def entry(name, lines):
 
 
 def hex_bytes(text):
-    """The bytes of all hex values of a registration file, each run on its own."""
+    """The bytes of each hex value of a .reg file."""
     for match in re.finditer(r"hex(?:\([0-9a-f]+\))?:((?:[0-9a-f]{2},?|\\\n\s*)*)", text):
         yield bytes(int(pair, 16) for pair in re.findall("[0-9a-f]{2}", match[1]))
 
@@ -51,7 +51,7 @@ class RedactionTestCase(CaptureTestCase):
         return folder
 
     def found(self, folder, secrets=SECRETS):
-        """Each secret with where it is still to be found, in whatever encoding and case."""
+        """Each secret that is still in a file, in any encoding and case."""
         pieces = []
         for path in folder.rglob("*"):
             pieces.append((path, str(path.relative_to(folder)).encode()))

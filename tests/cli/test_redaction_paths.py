@@ -1,4 +1,4 @@
-"""What is called how below a user's folder is hidden, however the path is written."""
+"""Names below a user folder are hidden in every form of the path."""
 
 import json
 import unittest
@@ -106,7 +106,7 @@ class PathsTest(RedactionTestCase):
             big.truncate((64 << 20) + 1)
         folder, told = self.capture(self.original, "--icons", "--redact", name="again")
         self.check(folder, WORDS)
-        self.assertRegex(told, r"\.exe: left out of the icons' files: it has 67108865 bytes, and there was room for ")
+        self.assertRegex(told, r"\.exe: icon file not captured: it has 67108865 bytes, and only ")
 
 
 if __name__ == "__main__":

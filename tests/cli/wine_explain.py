@@ -58,4 +58,4 @@ class ExplainTest(unittest.TestCase):
             self.assertEqual(run_host("diff", "--exit-code", sides[0], sides[0]).returncode, 0)
             done = run_host("diff", sides[0], "C:\\")
             self.assertEqual(done.returncode, 1)
-            self.assertIn("of which Windows makes no machine", done.stderr.decode())
+            self.assertIn("which Windows cannot open", done.stderr.decode())

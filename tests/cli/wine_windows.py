@@ -67,7 +67,7 @@ class WindowsTest(unittest.TestCase):
         self.assertEqual(json.loads(run_host("root", "--json").stdout), {"root": "Z:" + folder})
 
     def test_wrong_usage(self):
-        self.assertIn("leave it out", self.refusal(2, "--machine", "pc", "list"))
+        self.assertIn("omit --machine", self.refusal(2, "--machine", "pc", "list"))
         self.assertIn("no command given", self.refusal(2))
         self.assertIn("nonsense", self.refusal(2, "nonsense"))
 

@@ -1,4 +1,4 @@
-/** What a capture holds of a machine, before it is written. Texts are UTF-16 as Windows has them. */
+/** A captured machine in memory, before it is written. Texts are UTF-16. */
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace capture {
 
-/** Why there is no capture: what() is one line that says what is wrong and what to do. */
+/** A capture that failed. what() is one line: what is wrong, where, and what to do. */
 class CaptureError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -25,11 +25,11 @@ struct CapturedValue {
 };
 
 struct CapturedKey {
-  /** Whole, as a machine directory stores it: what the 32-bit view shows stands below Wow6432Node. */
+  /** The full path in a machine directory, where the 32-bit view is below Wow6432Node. */
   std::u16string path;
-  /** FILETIME; 0 where the key was not looked into. */
+  /** FILETIME; 0 if the key was not opened. */
   std::uint64_t lastWriteTime = 0;
-  /** It could not be opened for reading. */
+  /** Access for reading was denied. */
   bool isDenied = false;
   std::vector<CapturedValue> values = {};
 };
@@ -39,7 +39,7 @@ struct CapturedDisk {
   std::uint64_t sizeBytes = 0;
 };
 
-/** An item of the apps folder; what it does not tell is empty. */
+/** An item of the apps folder. A name that it does not give is nullopt. */
 struct CapturedApp {
   std::optional<std::u16string> name;
   std::optional<std::u16string> id;
@@ -51,9 +51,9 @@ struct CapturedFile {
   std::string bytes;
 };
 
-/** What is not captured as it is, for a person. */
+/** A note for a person about something that was not captured. */
 struct CapturedNote {
-  /** The key or the path that it is about; empty where it is about the machine. */
+  /** The key or path of the note; empty if it is about the machine. */
   std::u16string place;
   std::u16string what;
 
@@ -62,7 +62,7 @@ struct CapturedNote {
 };
 
 struct CapturedMachine {
-  /** In the machine's own order: sub keys as it lists them, each behind its key. */
+  /** In the order in which the machine lists them; subkeys follow their key. */
   std::vector<CapturedKey> keys;
   std::u16string userSid;
   /** Names as the machine spells them. */
@@ -70,16 +70,16 @@ struct CapturedMachine {
   std::u16string hostPath;
   std::u16string currentDirectory;
   std::map<char, CapturedDisk> disks;
-  /** Nothing for one that does not describe itself. */
+  /** nullopt for an adapter without a description. */
   std::vector<std::optional<std::u16string>> graphicsAdapters;
-  /** Whether the shell knows the apps folder. */
+  /** Whether the shell has an apps folder. */
   bool hasAppsFolder = false;
-  /** Where nothing stands for an item, the enumeration failed. */
+  /** nullopt means that the enumeration failed there. */
   std::vector<std::optional<CapturedApp>> apps;
   std::vector<CapturedFile> files;
   std::vector<CapturedNote> notes;
 
-  /** The variable of that name, whatever its case; empty where there is none. */
+  /** Returns the variable of that name in any case; empty if it is not set. */
   std::u16string Variable(std::u16string_view name) const;
 };
 

@@ -14,7 +14,8 @@
 namespace capture {
 namespace {
 
-/** More than any machine has: an enumeration that never ends must not go on for ever. */
+/** More adapters than any machine has. Without a limit, a faulty driver could keep the enumeration running.
+ */
 constexpr platform::UINT kMostAdapters = 256;
 
 constexpr std::u16string_view kOwnVariables[] = {u"ALLUSERSPROFILE",
@@ -65,7 +66,7 @@ void CaptureAdapters(CapturedMachine& machine) {
   platform::IDXGIFactory_Release(factory);
 }
 
-/** Letters before C are those of floppy disks, which would begin to turn. */
+/** A and B are floppy disks, whose drives would start. */
 void CaptureDisks(CapturedMachine& machine) {
   for (char letter = 'C'; letter <= 'Z'; ++letter) {
     const std::u16string root{static_cast<char16_t>(letter), u':', u'/'};
@@ -91,7 +92,7 @@ void CaptureItems(IEnumShellItems* enumerator, CapturedMachine& machine) {
     const platform::HRESULT result = platform::IEnumShellItems_Next(enumerator, 1, &item, nullptr);
     if (result < 0) machine.apps.emplace_back(std::nullopt);
     if (result != platform::S_OK) return;
-    // The library asks for them in this order.
+    // In the order in which the library asks.
     CapturedApp app;
     app.id = ItemName(item, platform::SIGDN_DESKTOPABSOLUTEPARSING);
     app.name = ItemName(item, platform::SIGDN_NORMALDISPLAY);
@@ -111,7 +112,7 @@ void CaptureAppsFolder(CapturedMachine& machine) {
   void* enumerator = nullptr;
   if (platform::IShellItem_BindToHandler(folder, nullptr, platform::BHID_EnumItems,
                                          platform::IID_IEnumShellItems, &enumerator) < 0) {
-    machine.notes.push_back({u"", u"the apps folder does not let its items be listed"});
+    machine.notes.push_back({u"", u"the items of the apps folder cannot be listed"});
   } else {
     CaptureItems(static_cast<IEnumShellItems*>(enumerator), machine);
     platform::IEnumShellItems_Release(static_cast<IEnumShellItems*>(enumerator));
@@ -119,7 +120,7 @@ void CaptureAppsFolder(CapturedMachine& machine) {
   platform::IShellItem_Release(folder);
 }
 
-/** The names that stand between per cent signs in texts that Windows expands, in capitals. */
+/** Returns the names between percent signs in texts that Windows expands, in capitals. */
 std::set<std::u16string> NamedVariables(const CapturedMachine& machine) {
   std::set<std::u16string> names;
   for (const CapturedKey& key : machine.keys) {
@@ -127,7 +128,7 @@ std::set<std::u16string> NamedVariables(const CapturedMachine& machine) {
       if (value.type != platform::REG_EXPAND_SZ) continue;
       std::u16string text(value.bytes.size() / 2, u'\0');
       std::copy_n(value.bytes.data(), text.size() * 2, reinterpret_cast<std::uint8_t*>(text.data()));
-      // Either side of a sign may be a name: which ones are depends on what is set.
+      // Text on both sides of a sign may be a name; which one is depends on the variables that are set.
       for (std::size_t at = 0, end = 0; end != text.npos; at = end + 1) {
         end = text.find(u'%', at);
         names.insert(AsciiUpper(text.substr(at, end - at)));
@@ -165,7 +166,7 @@ void CaptureEnvironment(CapturedMachine& machine) {
   std::set<std::u16string> wanted = NamedVariables(machine);
   wanted.insert(std::begin(kOwnVariables), std::end(kOwnVariables));
   for (auto& [name, value] : EnvironmentVariables()) {
-    // Of two that differ in case alone, the first is the one that Windows finds.
+    // If two names differ only in case, Windows finds the first one.
     if (wanted.erase(AsciiUpper(name)) != 0) machine.environment.emplace_back(name, value);
   }
 }

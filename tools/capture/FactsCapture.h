@@ -1,4 +1,4 @@
-/** What a machine is beside its registry: the other facts that the library tells, and what it leans on. */
+/** Captures the facts of a machine that are not in its registry. */
 #pragma once
 
 #include "CapturedMachine.h"
@@ -6,18 +6,18 @@
 namespace capture {
 
 /**
- * Adds the graphics adapters, the disks from C on, the apps folder, and where the host runs. COM is
- * initialised on the calling thread.
+ * Adds the graphics adapters, the disks from C on, the apps folder, and the path of the running program.
+ * Initialises COM on the calling thread.
  */
 void CaptureFacts(CapturedMachine& machine);
 
 /**
- * Adds the variables that Windows itself sets and those that a captured text names; all others stay on the
- * machine, where they may hold secrets. To be called when the registry is captured.
+ * Adds the variables that Windows sets and those that captured texts name. Other variables are not captured,
+ * because they may be secret. REQUIRES: the registry is captured.
  */
 void CaptureEnvironment(CapturedMachine& machine);
 
-/** Whether Windows itself sets the variable, whose name is given in capitals, on every machine. */
+/** Whether Windows sets this variable on every machine. @param upper  the name in capitals */
 bool IsWindowsVariable(std::u16string_view upper);
 
 }  // namespace capture

@@ -13,7 +13,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** The path that the library makes of a display icon: up to the first comma, without quotes and blanks. */
+/** Returns the path that the library reads from a display icon: up to the first comma, without quotes and
+ * blanks. */
 std::u16string IconPath(std::u16string_view displayIcon) {
   std::u16string path;
   for (const char16_t unit : displayIcon.substr(0, displayIcon.find(u','))) {
@@ -26,7 +27,8 @@ std::u16string IconPath(std::u16string_view displayIcon) {
   return path;
 }
 
-/** Whole, with single backslashes and without dots as names; empty for what a drive's folder cannot hold. */
+/** Returns the path with single backslashes and without "." and ".."; empty if a drive's folder cannot have
+ * it. */
 std::u16string PlaceOnDrive(std::u16string_view path) {
   const auto isLetter = [](char16_t unit) { return (unit | 0x20) >= u'a' && (unit | 0x20) <= u'z'; };
   if (path.size() < 4 || !isLetter(path[0]) || path[1] != u':' || (path[2] != u'\\' && path[2] != u'/'))
@@ -55,29 +57,29 @@ void CaptureFile(const std::u16string& path, const fs::path& place, std::uint64_
   std::error_code error;
   const std::uintmax_t size = fs::file_size(place, error);
   if (!error && size > room) {
-    machine.notes.push_back({path, u"left out of the icons' files: it has " + ToWide(size) +
-                                       u" bytes, and there was room for " + ToWide(room)});
+    machine.notes.push_back({path, u"icon file not captured: it has " + ToWide(size) + u" bytes, and only " +
+                                       ToWide(room) + u" are left"});
   } else if (auto bytes = ReadFile(place)) {
     room -= std::min<std::uint64_t>(room, bytes->size());
     machine.files.push_back({path, std::move(*bytes)});
   } else {
-    machine.notes.push_back({path, u"left out of the icons' files: it cannot be read"});
+    machine.notes.push_back({path, u"icon file not captured: it cannot be read"});
   }
 }
 
 }  // namespace
 
 void CaptureIconFiles(std::span<const std::u16string> displayIcons, std::uint64_t mostBytes,
-                      CapturedMachine& machine, const std::function<void()>& told) {
+                      CapturedMachine& machine, const std::function<void()>& poll) {
   std::set<std::u16string> done;
   for (const std::u16string& displayIcon : displayIcons) {
-    told();
+    poll();
     const std::u16string named = IconPath(displayIcon);
     const auto found = named.empty() ? std::nullopt : FindMachineFile(named);
     if (!found) continue;
     const std::u16string path = PlaceOnDrive(named);
     if (path.empty()) {
-      machine.notes.push_back({named, u"left out of the icons' files: its path is not whole"});
+      machine.notes.push_back({named, u"icon file not captured: its path is not complete"});
     } else if (done.insert(AsciiUpper(path)).second) {
       CaptureFile(path, *found, mostBytes, machine);
     }

@@ -1,4 +1,4 @@
-/** The files that icons are drawn from. */
+/** Captures the files of icons. */
 #pragma once
 
 #include <cstdint>
@@ -11,12 +11,12 @@
 namespace capture {
 
 /**
- * Adds the files that the display icons name, as far as they are on the machine, in order and each once. What
- * would make them more than `mostBytes` together is left out and noted.
- * @param displayIcons  as they are registered
- * @param told          called before each file
+ * Adds the files that the display icons name, in order and each once. A file that would exceed `mostBytes` in
+ * all is left out, with a note. Files that do not exist are ignored.
+ * @param displayIcons  as registered
+ * @param poll          called before each file; an exception that it throws ends the capture
  */
 void CaptureIconFiles(std::span<const std::u16string> displayIcons, std::uint64_t mostBytes,
-                      CapturedMachine& machine, const std::function<void()>& told);
+                      CapturedMachine& machine, const std::function<void()>& poll);
 
 }  // namespace capture

@@ -9,39 +9,39 @@
 namespace capture {
 namespace {
 
-/** So many are tried; a machine that has used up all short stand-ins gives one of them twice. */
+/** The tries for one name. If all short stand-ins are used, one of them is used twice. */
 constexpr std::size_t kMostTries = 100000;
 
 constexpr std::u16string_view kLetters = u"abcdefghijklmnopqrstuvwxyz";
 
-/** The number in these figures, filled up with zeros; its highest figures go where there are too few. */
+/** Returns the last `count` digits of the number, with leading zeros. */
 std::u16string InFigures(std::size_t number, std::size_t count, std::u16string_view figures) {
   std::u16string text(count, figures[0]);
   for (std::size_t i = count; i-- > 0; number /= figures.size()) text[i] = figures[number % figures.size()];
   return text;
 }
 
-/** How many there are of so many letters. */
+/** Returns how many texts of so many letters exist. */
 std::size_t CountOfWords(std::size_t letters) {
   std::size_t count = 1;
   for (; letters > 0 && count < kMostTries; --letters) count *= kLetters.size();
   return count;
 }
 
-/** The prefix and the number in letters; without the prefix once it has left no room for another number. */
+/** Returns the prefix and the number in letters; without the prefix if it leaves no room for the number. */
 std::u16string Letters(const std::u16string& name, std::size_t number, std::u16string_view prefix) {
   const std::size_t length = name.size();
   std::size_t taken = length > prefix.size() + 1 ? prefix.size() : std::min<std::size_t>(length - 1, 1);
   if (number >= CountOfWords(length - taken)) taken = 0;
   std::u16string made = std::u16string(prefix.substr(0, taken)) + InFigures(number, length - taken, kLetters);
-  // A text in which variables are expanded must not come to have fewer signs.
+  // Percent signs stay, because each pair of them names a variable.
   for (std::size_t i = 0; i < length; ++i) {
     if (name[i] == u'%') made[i] = u'%';
   }
   return made;
 }
 
-/** The name with its figures changed, and its signs kept. */
+/** Returns the name with other digits and the same signs. */
 std::u16string SameSigns(const std::u16string& name, std::size_t number, std::u16string_view figures,
                          bool isDecimal) {
   const auto isSign = [](char16_t unit) { return unit == u'-' || unit == u'{' || unit == u'}'; };
@@ -50,7 +50,7 @@ std::u16string SameSigns(const std::u16string& name, std::size_t number, std::u1
   std::u16string standIn;
   for (std::size_t i = 0; const char16_t unit : name) {
     const bool isFirst = standIn.empty() || isSign(standIn.back());
-    // 1 to 3 at the beginning of ten figures is within 32 bits, whatever follows.
+    // Ten digits that begin with 1 to 3 fit in 32 bits.
     const bool isZero = isDecimal && isFirst && !isSign(unit) && made[i] == u'0';
     standIn += isSign(unit) ? unit : isZero ? u'1' : isDecimal && isFirst && made[i] > u'3' ? u'2' : made[i];
     if (!isSign(unit)) ++i;

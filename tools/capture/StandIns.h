@@ -1,4 +1,4 @@
-/** What is written in place of names that must not be known: of the same length, and never another name. */
+/** Replacements for names: of the same length, and different from all names. */
 #pragma once
 
 #include <map>
@@ -8,31 +8,32 @@
 
 namespace capture {
 
-/** Names are given folded; stand-ins are in small letters, where it is not said otherwise. */
+/** Names are Folded(); stand-ins are in lower case, except as stated. */
 class StandIns {
  public:
   enum class Alphabet { Letters, Hexadecimal, Decimal };
 
-  /** Takes note of a name, which no stand-in may be or, from four characters on, hold. */
+  /** Adds a name that no stand-in may be equal to. If it has four characters or more, no stand-in contains
+   * it. */
   void Avoid(std::u16string_view name);
 
-  /** Sets what stands in for a name that another's stand-in is a part or another form of. */
+  /** Fixes the stand-in of a name that is derived from another name. */
   void Give(const std::u16string& name, const std::u16string& standIn);
 
-  /** Whether that is a stand-in, given before. */
+  /** Whether this text is a stand-in. */
   bool IsGiven(const std::u16string& name) const { return given_.contains(name); }
 
   /**
-   * The stand-in of a name, always the same. It has the name's length and its per cent signs and, but for the
-   * alphabet of letters, its other signs; the numbers of a SID do not begin with 0 and stay numbers of 32
-   * bits.
-   * @param prefix  how it begins where there is room, to tell a reader what it stands for
+   * Returns the stand-in of a name, always the same one. It has the length and the percent signs of the name.
+   * With an alphabet of digits it has the other signs of the name too, and the numbers of a SID do not begin
+   * with 0 and fit in 32 bits.
+   * @param prefix  begins the stand-in if there is room, to show what it replaces
    */
   const std::u16string& Of(const std::u16string& name, Alphabet alphabet, std::u16string_view prefix);
 
   /**
-   * The stand-in with the capitals of the name as it is spelt: two spellings that differ stay two, which are
-   * equal only where names are compared without regard to case.
+   * Returns the stand-in with capitals where the name has them. So two spellings of a name stay different
+   * texts, which are equal where names are compared without regard to case.
    */
   static std::u16string Spelt(std::u16string standIn, std::u16string_view spelling);
 

@@ -28,7 +28,8 @@ bool IsNamed(const ExplainedKey& key, const std::string& folded) {
   return isInValues || isIt(key.displayName) || isIt(key.name);
 }
 
-/** Whether a place may hide any name: it is there and does not open, or nothing is listed without it. */
+/** Whether keys of any name may be below a root that cannot be opened: it exists, or the list is empty
+ * without it. */
 bool HidesNames(const ExplainedKey& key) {
   if (key.isEntry || key.fate != Fate::Unread) return false;
   return key.place == kestrelbay::ScanRoot::InstallerProducts || key.status != kNotFound;
@@ -51,8 +52,8 @@ void PrintExplanation(Session& session, const std::string& name, bool withValues
   const Explanation all = kestrelbay::ExplainInstalledApps();
   const ExplainedPart part = PartOf(all, name);
   if (part.keys.empty()) {
-    throw Failure("no key that the inventory looks at is named \"" + name +
-                  "\", nor has that name in it; see all of them with: kestrelbay explain");
+    throw Failure("no key that the inventory reads has the name \"" + name +
+                  "\" or a value with that name; see all keys with: kestrelbay explain");
   }
   if (session.json) {
     auto json = ToJson(part);
@@ -69,20 +70,19 @@ void PrintExplanation(Session& session, const std::string& name, bool withValues
 
 void AddExplain(CLI::App& app, Command& chosen) {
   CLI::App* command =
-      app.add_subcommand("explain", "Tell why applications are listed, and why others are not");
+      app.add_subcommand("explain", "Say why applications are listed, and why others are not");
   auto name = std::make_shared<std::string>();
-  command->add_option("NAME", *name, "Only what concerns this name, whatever its case and blanks")
+  command->add_option("NAME", *name, "Only the keys with this name; case and blanks are ignored")
       ->check(
           [](const std::string& text) { return WithoutCaseAndBlanks(text).empty() ? "NAME is blank" : ""; });
   auto values = std::make_shared<bool>(false);
-  command->add_flag("--values", *values, "Of every key, all that was read; --json and NAME have that anyway");
+  command->add_flag("--values", *values, "Print all values of every key, as --json and NAME do");
   command->footer(
-      "Tells of every key that the inventory looks at, in its order: what was read, and whether it is "
+      "Prints every key that the inventory reads, in its order: what was read, and whether the key is "
       "listed,\n"
-      "merged with another of its name, left out and by which rule, or could not be read. With NAME, which\n"
-      "may be the name of an application or of its key, and with --values every value is shown, and where "
-      "each\n"
-      "field of what is listed came from. A key counts once for each view through which it is looked at.");
+      "merged with another key of its name, left out (and by which rule), or could not be read. NAME is the\n"
+      "name of an application or of its key. With NAME or --values each value is shown, and the source of\n"
+      "each field of the list. A key counts once for each view through which it is read.");
   command->callback(
       [=, &chosen] { chosen = [=](Session& session) { PrintExplanation(session, *name, *values); }; });
 }

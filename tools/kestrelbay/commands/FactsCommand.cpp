@@ -15,13 +15,13 @@ namespace {
 using Json = nlohmann::ordered_json;
 using TextFact = bool (*)(char*, std::int32_t*);
 
-/** What the library cannot parse leaves it as an exception, which must not hide the other facts. */
+/** The library throws if it cannot parse a number. That must not hide the other facts. */
 template <class Result, class Ask>
 std::optional<Result> AskSafely(const char* label, Ask ask) {
   try {
     return ask();
   } catch (const std::logic_error& error) {
-    ReportWarning(std::string(label) + ": the machine's setting in the registry is no number; correct it (" +
+    ReportWarning(std::string(label) + ": the machine's value in the registry is not a number; correct it (" +
                   error.what() + ")");
     return std::nullopt;
   }
@@ -39,7 +39,7 @@ Json AskTablet() {
   return isTablet ? Json(*isTablet) : Json();
 }
 
-/** The drives that tell their space; letters before C are those of floppy disks. */
+/** The drives whose space is known. A and B are floppy disks. */
 Json AskDiskSpace() {
   Json space = Json::object();
   for (char letter = 'C'; letter <= 'Z'; ++letter) {
@@ -93,8 +93,8 @@ void PrintFacts(Session& session) {
 }  // namespace
 
 void AddFacts(CLI::App& app, Command& chosen) {
-  CLI::App* command = app.add_subcommand("facts", "Tell what the machine is");
-  command->footer("What the machine does not tell is \"(not known)\", with --json null.");
+  CLI::App* command = app.add_subcommand("facts", "Print facts about the machine");
+  command->footer("Unknown facts are printed as \"(not known)\", and as null with --json.");
   command->callback([&chosen] { chosen = PrintFacts; });
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 struct ForgetOptions {
   std::string name;
-  bool agreed = false;
+  bool isConfirmed = false;
 };
 
 std::size_t CountListed(const std::string& name) {
@@ -23,9 +23,10 @@ std::size_t CountListed(const std::string& name) {
 }
 
 void Confirm(const ForgetOptions& options) {
-  if (options.agreed) return;
+  if (options.isConfirmed) return;
   if (!IsInputTerminal()) {
-    throw Failure("nobody is there to be asked; say --yes to remove the entry", kWrongUsage);
+    throw Failure("standard input is not a terminal, so nobody can be asked; remove the entry with --yes",
+                  kWrongUsage);
   }
   const std::string question =
       "Remove the registry entry of \"" + Printable(options.name) + "\"? Its files stay. [y/N] ";
@@ -43,13 +44,15 @@ void Forget(Session& session, const ForgetOptions& options) {
   if (const std::string problem = WriteProblem(); !problem.empty()) throw Failure("not removed: " + problem);
   if (!isDeleted) {
     throw Failure(
-        "not removed: the entry cannot be deleted, and elevation was refused; run it as an administrator");
+        "not removed: the entry cannot be deleted, and elevation was refused; run kestrelbay as an "
+        "administrator");
   }
-  // The library's success means that it looked where such entries are and left nothing there.
+  // The library reports success if its own place for such entries has none left. Others it does not look for.
   if (CountListed(options.name) >= before) {
-    throw Failure("\"" + options.name +
-                  "\" is still listed although the library reports success: an entry of a user or of the "
-                  "32-bit view is not removed, and one left to the elevated command may still go");
+    throw Failure(
+        "\"" + options.name +
+        "\" is still listed although the library reports success: an entry of a user or of the "
+        "32-bit view is not removed, and an elevated command may still be removing it; see: kestrelbay list");
   }
   if (session.json) {
     session.out.Write("{\"removed\":true}\n");
@@ -63,9 +66,10 @@ void Forget(Session& session, const ForgetOptions& options) {
 void AddForget(CLI::App& app, Command& chosen) {
   CLI::App* command = app.add_subcommand("forget", "Remove the registry entry of an application");
   auto options = std::make_shared<ForgetOptions>();
-  command->add_option("NAME", options->name, "Name exactly as listed, case included")->required();
-  command->add_flag("-y,--yes", options->agreed, "Do not ask");
-  command->footer("Nothing is uninstalled: its files stay. Of several entries of that name the first goes.");
+  command->add_option("NAME", options->name, "The name exactly as listed, including case")->required();
+  command->add_flag("-y,--yes", options->isConfirmed, "Do not ask");
+  command->footer(
+      "Nothing is uninstalled: the files stay. If several entries have this name, the first one is removed.");
   command->callback(
       [&chosen, options] { chosen = [options](Session& session) { Forget(session, *options); }; });
 }

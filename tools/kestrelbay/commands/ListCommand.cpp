@@ -20,7 +20,7 @@ nlohmann::ordered_json ToJson(const InstalledAppEntry& app) {
           {"architecture", app.architecture}};
 }
 
-/** One object a line, so that a list of any length is written as it goes. */
+/** Writes each object on its own line, and a long list in pieces. */
 void PrintJson(Output& out, std::span<const InstalledAppEntry> apps) {
   std::string_view before = "[\n  ";
   for (const InstalledAppEntry& app : apps) {
@@ -65,11 +65,12 @@ void PrintList(Session& session, bool includeIcons) {
 void AddList(CLI::App& app, Command& chosen) {
   CLI::App* command = app.add_subcommand("list", "List the installed applications");
   auto icons = std::make_shared<bool>(false);
-  command->add_flag("--icons", *icons, "Draw the icons of executables as well, which takes longer");
+  command->add_flag("--icons", *icons, "Draw the icons of executables too, which takes longer");
   command->footer(
-      "The table is as wide as COLUMNS says, else as the terminal is; longer texts end in an ellipsis. Into\n"
-      "a file or a pipe nothing is cut. Control characters are shown as pictures. With --json each entry\n"
-      "has the fields of the C record, in the same order.");
+      "The table is as wide as COLUMNS says, or as the terminal; longer texts end in an ellipsis. In a file "
+      "or\n"
+      "a pipe nothing is cut off. Control characters are shown as pictures, invisible ones as U+FFFD. With\n"
+      "--json each entry has the fields of the C record, in the same order.");
   command->callback([&chosen, icons] { chosen = [icons](Session& session) { PrintList(session, *icons); }; });
 }
 

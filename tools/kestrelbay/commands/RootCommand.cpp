@@ -16,7 +16,7 @@ void PrintRoot(Session& session, std::uint32_t mode) {
   auto size = static_cast<std::int32_t>(buffer.size());
   GetRootDir(buffer.data(), &size, mode);
   const std::string root = FromAnsi(buffer.data());
-  if (root.empty()) throw Failure("the machine does not tell the folder; see the log with --log");
+  if (root.empty()) throw Failure("the folder is not known; see the reason with --log");
   if (session.json) {
     session.out.WriteJsonLine({{"root", root}});
   } else {
@@ -27,9 +27,9 @@ void PrintRoot(Session& session, std::uint32_t mode) {
 }  // namespace
 
 void AddRoot(CLI::App& app, Command& chosen) {
-  CLI::App* command = app.add_subcommand("root", "Print the folder that the library takes for its host's");
+  CLI::App* command = app.add_subcommand("root", "Print the root folder that the library reports");
   auto mode = std::make_shared<std::uint32_t>(2);
-  command->add_option("--mode", *mode, "1 the current folder, 2 the folder of the program")
+  command->add_option("--mode", *mode, "1: the current folder, 2: the folder of the program")
       ->check(CLI::Range(1, 2))
       ->capture_default_str();
   command->callback([&chosen, mode] { chosen = [mode](Session& session) { PrintRoot(session, *mode); }; });

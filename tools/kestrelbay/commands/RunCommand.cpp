@@ -10,7 +10,7 @@
 namespace cli {
 namespace {
 
-// Nothing tells when an asynchronous start is made, and this program ends at once.
+// The library does not report when an asynchronous start is done, and the end of this process would stop it.
 constexpr std::chrono::milliseconds kTimeToStart(500);
 
 struct RunOptions {
@@ -25,11 +25,12 @@ std::string Joined(const std::vector<std::string>& words) {
   return text;
 }
 
-void Tell(Session& session, const RunOptions& options) {
+void PrintStarted(Session& session, const RunOptions& options) {
   if (session.json) {
     session.out.Write(options.asynchronous ? "{\"started\":null}\n" : "{\"started\":true}\n");
   } else if (options.asynchronous) {
-    session.out.Write("Asked for " + Printable(options.program) + "; whether it started is not told.\n");
+    session.out.Write("Asked for " + Printable(options.program) +
+                      "; the library does not report whether it started.\n");
   } else {
     session.out.Write("Started " + Printable(options.program) + ".\n");
   }
@@ -41,9 +42,10 @@ void RunProgram(Session& session, const RunOptions& options) {
     StartAnyExeAsync(options.program.c_str(), arguments.c_str());
     std::this_thread::sleep_for(kTimeToStart);
   } else if (!StartAnyExe(options.program.c_str(), arguments.c_str())) {
-    throw Failure("not started: " + options.program + " is not there or is no program; give its whole path");
+    throw Failure("not started: " + options.program +
+                  " does not exist or is not a program; give its full path");
   }
-  Tell(session, options);
+  PrintStarted(session, options);
 }
 
 }  // namespace
@@ -52,9 +54,10 @@ void AddRun(CLI::App& app, Command& chosen) {
   CLI::App* command = app.add_subcommand("run", "Start any program, without elevation");
   auto options = std::make_shared<RunOptions>();
   command->add_option("EXE", options->program, "Path of the program on the machine")->required();
-  command->add_option("ARGS", options->arguments, "Its arguments, behind -- where they begin with a hyphen");
-  command->add_flag("--async", options->asynchronous, "Have a thread of the library start it");
-  command->footer("Arguments are joined by blanks and handed on as they stand: nothing is quoted.");
+  command->add_option("ARGS", options->arguments,
+                      "Its arguments; put -- before them if one begins with a hyphen");
+  command->add_flag("--async", options->asynchronous, "Start it on a thread of the library");
+  command->footer("Arguments are joined by spaces and passed on unchanged: nothing is quoted.");
   command->callback(
       [&chosen, options] { chosen = [options](Session& session) { RunProgram(session, *options); }; });
 }

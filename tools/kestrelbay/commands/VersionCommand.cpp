@@ -15,7 +15,7 @@ void PrintVersion(Session& session, const std::string& name) {
   auto size = static_cast<std::int32_t>(buffer.size());
   if (!GetAppVersion(name.c_str(), nullptr, buffer.data(), &size)) {
     throw Failure("no version: nothing named \"" + name +
-                  "\" is installed, or it tells none; see the names with: kestrelbay list");
+                  "\" is installed, or it has no version; see the names with: kestrelbay list");
   }
   if (session.json) {
     session.out.WriteJsonLine({{"displayName", name}, {"displayVersion", buffer.data()}});
@@ -29,7 +29,7 @@ void PrintVersion(Session& session, const std::string& name) {
 void AddVersion(CLI::App& app, Command& chosen) {
   CLI::App* command = app.add_subcommand("version", "Print the version of one application");
   auto name = std::make_shared<std::string>();
-  command->add_option("NAME", *name, "Name exactly as listed, case included")->required();
+  command->add_option("NAME", *name, "The name exactly as listed, including case")->required();
   command->callback([&chosen, name] { chosen = [name](Session& session) { PrintVersion(session, *name); }; });
 }
 

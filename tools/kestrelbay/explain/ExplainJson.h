@@ -1,4 +1,4 @@
-/** An explanation as a program reads it. */
+/** An explanation as JSON. */
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -7,7 +7,7 @@
 
 namespace cli {
 
-/** An object of keys, records and counts; keys refer to one another by their numbers in the scan. */
+/** Returns an object of keys, records and counts. Keys refer to one another by their numbers in the scan. */
 nlohmann::ordered_json ToJson(const ExplainedPart& part);
 
 }  // namespace cli

@@ -27,7 +27,7 @@ constexpr platform::LSTATUS kMoreData = 234;
 
 struct FieldWords {
   std::string_view name;
-  std::string_view disagreement;  ///< why two records stay two
+  std::string_view disagreement;  ///< why two records are not merged
 };
 
 /** By AppField. */
@@ -87,7 +87,7 @@ std::string_view ParentPath(const std::string& path) {
   return std::string_view(path).substr(0, path.find_last_of('\\'));
 }
 
-/** How `other` is called where `key` is spoken of: by as little as tells the two apart. */
+/** Returns the shortest name of `other` that distinguishes it from `key`. */
 std::string Reference(const ExplainedKey& other, const ExplainedKey& key) {
   const bool isBeside =
       other.key.root == key.key.root && ParentPath(other.key.path) == ParentPath(key.key.path);
@@ -117,7 +117,7 @@ std::string EmptyText(const kestrelbay::ValueFound& found) {
   return FoundName(found) == "otherType" ? "no text: type " + std::to_string(found.type) : "empty";
 }
 
-/** The value that a rule goes by, where an entry is left out by one. */
+/** Returns the value by which the rule of a verdict decides; empty if it is none. */
 std::string_view DecidingValue(Verdict verdict) {
   switch (verdict) {
     case Verdict::SystemComponent:
@@ -135,7 +135,7 @@ std::string_view DecidingValue(Verdict verdict) {
   }
 }
 
-/** What was read of that value, where the rule's own words do not tell it. */
+/** Returns the text of that value, if the words of the rule do not contain it. */
 std::string DecidingText(const ExplainedKey& key) {
   const auto value = std::ranges::find(key.values, DecidingValue(key.verdict), &ExplainedValue::name);
   if (value == key.values.end() || value->found.status == kNotFound) return {};
@@ -150,7 +150,7 @@ std::string FateText(const Explanation& all, const ExplainedKey& key) {
     case Fate::Listed:
       return ListedText(all, key);
     case Fate::Merged:
-      return "merged into " + Reference(all.keys[*key.mergedInto], key) + ", with which it nowhere disagrees";
+      return "merged into " + Reference(all.keys[*key.mergedInto], key) + ": no value differs";
     case Fate::LeftOut:
       return "left out: " + Words(key.verdict) + DecidingText(key);
     case Fate::Unread:

@@ -1,4 +1,4 @@
-/** An explanation in words: for a person in tables, and the names that a program reads. */
+/** An explanation as text: tables for a person, and the names that JSON uses. */
 #pragma once
 
 #include <string>
@@ -10,30 +10,29 @@
 
 namespace cli {
 
-/** What is told of an explanation: all of it, or what concerns one name. Indexes into its keys and records.
- */
+/** The part of an explanation that is printed: all of it, or the keys and records of one name, by index. */
 struct ExplainedPart {
   const kestrelbay::Explanation& all;
-  std::string name;  ///< empty where all is told
+  std::string name;  ///< empty for all
   std::vector<std::size_t> keys;
   std::vector<std::size_t> records;
 };
 
-/** Such as "displayName": the name of a field of the list, or of what a record has beside it. */
+/** Returns the name of a field, such as "displayName". */
 std::string_view FieldName(kestrelbay::AppField field);
-/** Such as "left out". */
+/** Returns a name such as "left out". */
 std::string_view FateName(kestrelbay::Fate fate);
-/** One word for a program, such as "systemComponent". */
+/** Returns one word, such as "systemComponent". */
 std::string_view RuleName(kestrelbay::Verdict verdict);
-/** One word for a program: "text", "missing", "tooLong", "otherType" or "unreadable". */
+/** Returns "text", "missing", "tooLong", "otherType" or "unreadable". */
 std::string_view FoundName(const kestrelbay::ValueFound& found);
 
-/** Each place and, in a table, the keys below it; then how many keys met which fate. */
+/** Prints each scan root and a table of the keys below it, then the count of keys for each fate. */
 void PrintOverview(Output& out, const kestrelbay::Explanation& explanation);
 
 /**
- * Each key with all that was read of it; then each record with the sources of its fields; then, where all is
- * told, how many keys met which fate.
+ * Prints each key with everything that was read of it, then each record with the sources of its fields, then,
+ * if all is printed, the count of keys for each fate.
  */
 void PrintPart(Output& out, const ExplainedPart& part);
 

@@ -19,13 +19,13 @@ KeyPath PlaceBelow(const RegistryKey& parent, const std::u16string& path, Regist
   return {WideToUtf8(parent.rootName), above + WideToUtf8(path), view};
 }
 
-// Takes an explanation down while the scan runs.
+// Receives the events of a scan and fills the explanation.
 class Recorder {
  public:
-  explicit Recorder(Explanation& target) : explanation(target) {}
+  explicit Recorder(Explanation& explanation) : explanation_(explanation) {}
 
   void operator()(const ScanRootTried& tried) {
-    ExplainedKey& key = explanation.keys.emplace_back();
+    ExplainedKey& key = explanation_.keys.emplace_back();
     key.place = tried.scanRoot;
     key.key = PlaceBelow(tried.key.parent, tried.key.path, tried.key.view);
     key.view = tried.key.view;
@@ -35,14 +35,14 @@ class Recorder {
   }
 
   void operator()(const EntryBegun& begun) {
-    ExplainedKey& key = explanation.keys.emplace_back();
+    ExplainedKey& key = explanation_.keys.emplace_back();
     key.place = begun.scanRoot;
     key.isEntry = true;
     key.key = PlaceBelow(begun.key, begun.name, begun.key.view);
     key.name = WideToUtf8(begun.name);
     key.view = begun.view;
-    parent = &begun.key;
-    sources = {};
+    parent_ = &begun.key;
+    sources_ = {};
   }
 
   void operator()(const KeyTried& tried) {
@@ -56,27 +56,27 @@ class Recorder {
     const std::string name = WideToUtf8(read.name);
     Current().values.push_back({place, name, WideToUtf8(read.text), read.found, read.field});
     if (read.field == AppField::DisplayName) Current().displayName = Current().values.back().text;
-    if (read.field) sources[Index(*read.field)] = {place, name};
+    if (read.field) sources_[Index(*read.field)] = {place, name};
   }
 
   void operator()(const KeyTaken& taken) {
     for (const AppField field : {AppField::RegistryKey, AppField::Architecture, AppField::LastWriteTime}) {
-      sources[Index(field)] = {PlaceOf(taken.key), ""};
+      sources_[Index(field)] = {PlaceOf(taken.key), ""};
     }
   }
 
   void operator()(const BranchJudged& branch) {
     Current().branches.push_back({WideToUtf8(branch.sid), branch.verdict});
-    // What a branch that yields nothing gave is in no record.
-    if (branch.verdict != Verdict::Accepted) sources = {};
+    // A branch that yields no record has no sources.
+    if (branch.verdict != Verdict::Accepted) sources_ = {};
   }
 
   void operator()(const RecordAdded& record) {
-    const std::size_t index = explanation.keys.size() - 1;
+    const std::size_t index = explanation_.keys.size() - 1;
     Current().agreement = record.agreement;
-    if (record.earlier) Meet(keyOfRecord.at(record.earlier), record.agreement, index);
-    keyOfRecord[&record.added] = index;
-    sourcesOfKey[index] = sources;
+    if (record.earlier) Meet(keyOfRecord_.at(record.earlier), record.agreement, index);
+    keyOfRecord_[&record.added] = index;
+    sourcesOfKey_[index] = sources_;
   }
 
   void operator()(const EntryJudged& judged) {
@@ -100,33 +100,33 @@ class Recorder {
   /** Explains the records of a finished scan, in their order. */
   void TakeRecords(const AppRecords& apps) {
     for (const AppRecord& app : apps) {
-      explanation.records.push_back(Explain(app, keyOfRecord.at(&app)));
+      explanation_.records.push_back(Explain(app, keyOfRecord_.at(&app)));
     }
   }
 
  private:
-  ExplainedKey& Current() { return explanation.keys.back(); }
+  ExplainedKey& Current() { return explanation_.keys.back(); }
 
-  // A person asks by name, also for an entry that the scan left before it came to the name.
+  // Reads the name of an entry that the scan left out before it read the name, because a person asks by name.
   void NameCurrent() {
     ExplainedKey& key = Current();
     if (!key.displayName.empty()) return;
-    const auto opened = OpenKeyInView(*parent, Utf8ToWide(key.name), parent->view);
+    const auto opened = OpenKeyInView(*parent_, Utf8ToWide(key.name), parent_->view);
     if (!opened) return;
     const bool isProduct = key.place == ScanRoot::UserProducts;
     key.displayName = WideToUtf8(ReadRegistryValue(*opened, isProduct ? u"ProductName" : u"DisplayName"));
   }
 
-  // The newcomer, at `index`, met the record of the key at `earlier`.
+  // The record of the key at `index` has the same name as the record of the key at `earlier`.
   void Meet(std::size_t earlier, const Agreement& agreement, std::size_t index) {
     Current().earlier = earlier;
-    const Sources& sourcesOfEarlier = sourcesOfKey.at(earlier);
+    const Sources& sourcesOfEarlier = sourcesOfKey_.at(earlier);
     for (std::size_t field = 0; field < kAppFieldCount; ++field) {
-      if (agreement.filled[field]) sources[field] = sourcesOfEarlier[field];
+      if (agreement.filled[field]) sources_[field] = sourcesOfEarlier[field];
     }
     if (agreement.disagreement) return;
-    explanation.keys[earlier].mergedInto = index;
-    explanation.keys[earlier].fate = Fate::Merged;
+    explanation_.keys[earlier].mergedInto = index;
+    explanation_.keys[earlier].fate = Fate::Merged;
   }
 
   ExplainedRecord Explain(const AppRecord& app, std::size_t key) const {
@@ -149,14 +149,14 @@ class Recorder {
   }
 
   std::optional<FieldSource> SourceOf(std::size_t key, AppField field) const {
-    return sourcesOfKey.at(key)[Index(field)];
+    return sourcesOfKey_.at(key)[Index(field)];
   }
 
-  Explanation& explanation;
-  const RegistryKey* parent = nullptr;  // of the entry that is being read
-  Sources sources;                      // of the record that is being read
-  std::unordered_map<std::size_t, Sources> sourcesOfKey;
-  std::unordered_map<const AppRecord*, std::size_t> keyOfRecord;
+  Explanation& explanation_;
+  const RegistryKey* parent_ = nullptr;  // of the entry that is being read
+  Sources sources_;                      // of the record that is being read
+  std::unordered_map<std::size_t, Sources> sourcesOfKey_;
+  std::unordered_map<const AppRecord*, std::size_t> keyOfRecord_;
 };
 
 }  // namespace

@@ -1,6 +1,6 @@
 /**
- * Why a scan lists what it lists: every key that it looked at, in its order, with what was read, what was
- * decided, and where the fields of each record came from. Made by a scan of its own, which runs as any other.
+ * Explains a scan: every key that it reads, in its order, with the values, the decisions, and the source of
+ * each field of each record. An explanation runs a scan of its own, which is the same as any other.
  *
  * All text is UTF-8; a lone surrogate becomes U+FFFD.
  */
@@ -21,7 +21,7 @@ struct KeyPath {
   RegistryView view = kDefaultView;
 };
 
-/** A key that was opened on the way, or could not be. */
+/** A key that the scan tried to open. */
 struct ExplainedOpen {
   KeyPath key;
   platform::LSTATUS status = 0;
@@ -30,47 +30,47 @@ struct ExplainedOpen {
 struct ExplainedValue {
   KeyPath key;
   std::string name;
-  std::string text;  ///< empty for whatever cannot be read as a text: `found` tells why
+  std::string text;  ///< empty if the value cannot be read as a text; `found` has the reason
   ValueFound found;
-  std::optional<AppField> field;  ///< of the entry's record, which took the text
+  std::optional<AppField> field;  ///< the field of the record that has the text
 };
 
-/** A user's branch of UserData in which a product was looked for. */
+/** A user's branch of UserData in which the scan searched a product. */
 struct ExplainedBranch {
   std::string sid;
   Verdict verdict = Verdict::Accepted;
 };
 
-/** What became of a key. */
+/** The result for a key. */
 enum class Fate : std::uint8_t {
-  Searched,  ///< a place: the keys below it are looked at
-  Listed,    ///< its record stands in the list
-  Merged,    ///< its record became one with a later one
+  Searched,  ///< a scan root: the keys below it are read
+  Listed,    ///< its record is in the list
+  Merged,    ///< its record was merged into a later one
   LeftOut,
-  Unread,  ///< it did not open, or was not tried as another key did not open
+  Unread,  ///< it cannot be opened, or was not tried because another key cannot be opened
 };
 
 struct ExplainedKey {
   ScanRoot place = ScanRoot::UninstallKey;
-  bool isEntry = false;  ///< an entry of such a place, else the place itself
+  bool isEntry = false;  ///< an entry below a scan root, otherwise the scan root itself
   KeyPath key;
   std::string name;                  ///< of an entry: the last part of its path
-  RegistryView view = kDefaultView;  ///< through which it is looked at: that of UserData for a user's product
+  RegistryView view = kDefaultView;  ///< of the key; for a user's product, of UserData
   platform::LSTATUS status = 0;      ///< of opening the key itself
   Verdict verdict = Verdict::Accepted;
   Fate fate = Fate::Searched;
-  /** An entry's name as registered: what the scan read, and where it left the entry before, as it stands. */
+  /** The registered name of an entry. Read by the explanation if the scan did not read it. */
   std::string displayName;
-  std::vector<ExplainedOpen> opens;  ///< all that were tried for an entry, its own key first
+  std::vector<ExplainedOpen> opens;  ///< all that the scan tried for an entry, its own key first
   std::vector<ExplainedValue> values;
   std::vector<ExplainedBranch> branches;
-  /** Index of the key whose record was the first of that name when this one's came. */
+  /** Index of the key whose record had the same name and was added first. */
   std::optional<std::size_t> earlier;
-  Agreement agreement;                    ///< what comparing the two gave
-  std::optional<std::size_t> mergedInto;  ///< index of the key whose record took this one up
+  Agreement agreement;                    ///< the result of comparing the two
+  std::optional<std::size_t> mergedInto;  ///< index of the key whose record has this one merged into it
 };
 
-/** Where a field came from. No value's name: from the key as such, its place, its view or its time. */
+/** The source of a field. Without a value it is the key itself: its path, view or write time. */
 struct FieldSource {
   KeyPath key;
   std::string value;
@@ -78,12 +78,13 @@ struct FieldSource {
 
 struct ExplainedField {
   std::string text;
-  std::optional<FieldSource> source;  ///< nothing where the field is empty
+  std::optional<FieldSource> source;  ///< nullopt if the field is empty
 };
 
 struct ExplainedRecord {
-  std::size_t key = 0;                                ///< index of the key that it was made of last
-  std::array<ExplainedField, kAppFieldCount> fields;  ///< by AppField; a path as root and path in one
+  std::size_t key = 0;  ///< index of the key that was read last for it
+  std::array<ExplainedField, kAppFieldCount>
+      fields;  ///< by AppField; RegistryKey has root and path in one text
 
   const std::string& Text(AppField field) const { return fields[static_cast<std::size_t>(field)].text; }
 };
@@ -93,6 +94,7 @@ struct Explanation {
   std::vector<ExplainedRecord> records;  ///< in the order of the list
 };
 
+/** Runs a scan and explains it. */
 Explanation ExplainInstalledApps();
 
 }  // namespace kestrelbay

@@ -1,4 +1,4 @@
-/** What is installed, and how its fields are told to a person. */
+/** The installed applications, and the texts of their fields for a person. */
 #pragma once
 
 #include <cstdint>
@@ -10,31 +10,31 @@
 
 namespace cli {
 
-/** How an icon text begins that is a picture, and no path on the machine. */
+/** The start of an icon text that is a picture. Other icon texts are paths on the machine. */
 inline constexpr std::string_view kPictureStart = "data:image/png;base64,";
 
-/** The list of one scan; given back when it goes. */
+/** Owns the list of one scan. */
 class Inventory {
  public:
-  explicit Inventory(bool includeIcons) { GetInstalledAppList(&entries, &count, includeIcons); }
-  ~Inventory() { ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count)); }
+  explicit Inventory(bool includeIcons) { GetInstalledAppList(&entries_, &count_, includeIcons); }
+  ~Inventory() { ReleaseInstalledAppList(&entries_, static_cast<std::int32_t>(count_)); }
   Inventory(const Inventory&) = delete;
   Inventory& operator=(const Inventory&) = delete;
 
-  std::span<const InstalledAppEntry> Apps() const { return {entries, count}; }
+  std::span<const InstalledAppEntry> Apps() const { return {entries_, count_}; }
 
  private:
-  InstalledAppEntry* entries = nullptr;
-  std::uint32_t count = 0;
+  InstalledAppEntry* entries_ = nullptr;
+  std::uint32_t count_ = 0;
 };
 
-/** x86 or x64; empty where it is not known. */
+/** Returns x86 or x64; empty if it is not known. */
 std::string ArchitectureName(std::int32_t architecture);
 
-/** The usual YYYYMMDD with its parts set apart; anything else as it is registered. */
+/** Returns YYYY-MM-DD for YYYYMMDD, and any other text unchanged. */
 std::string DateText(std::string date);
 
-/** "1 application", and its like. */
+/** Returns a count in words, such as "1 application". */
 std::string CountText(std::size_t count);
 
 }  // namespace cli

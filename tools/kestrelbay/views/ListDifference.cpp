@@ -26,40 +26,43 @@ std::vector<FieldDifference> Differences(const AppRecord& before, const AppRecor
   return fields;
 }
 
-bool HaveOne(const std::string AppRecord::*text, const AppRecord& before, const AppRecord& after) {
+bool IsSameText(const std::string AppRecord::*text, const AppRecord& before, const AppRecord& after) {
   return !(before.*text).empty() && before.*text == after.*text;
 }
 
 using IsPair = bool(const AppRecord& before, const AppRecord& after);
 
-/** What makes two applications of one name the same one, the surest first. */
+/** Says whether two applications of one name are the same one; the most reliable test first. */
 constexpr IsPair* kPairings[] = {
     [](const AppRecord& before, const AppRecord& after) { return Differences(before, after, false).empty(); },
     [](const AppRecord& before, const AppRecord& after) {
-      return before.architecture == after.architecture && HaveOne(&AppRecord::installLocation, before, after);
+      return before.architecture == after.architecture &&
+             IsSameText(&AppRecord::installLocation, before, after);
     },
     [](const AppRecord& before, const AppRecord& after) {
-      return before.architecture == after.architecture && HaveOne(&AppRecord::displayVersion, before, after);
+      return before.architecture == after.architecture &&
+             IsSameText(&AppRecord::displayVersion, before, after);
     },
     [](const AppRecord& before, const AppRecord& after) { return before.architecture == after.architecture; },
     [](const AppRecord& before, const AppRecord& after) {
-      return HaveOne(&AppRecord::installLocation, before, after);
+      return IsSameText(&AppRecord::installLocation, before, after);
     },
     [](const AppRecord&, const AppRecord&) { return true; },
 };
 
 class Comparer {
  public:
-  Comparer(ListDifference& target, bool withIcons) : difference(target), includeIcons(withIcons) {}
+  Comparer(ListDifference& difference, bool includeIcons)
+      : difference_(difference), includeIcons_(includeIcons) {}
 
   void Compare(SameName& group) {
     for (IsPair* isPair : kPairings) PairAll(group, isPair);
-    for (const AppRecord* app : group.before) difference.apps.push_back({AppChange::Gone, app, {}});
-    for (const AppRecord* app : group.after) difference.apps.push_back({AppChange::Appeared, app, {}});
+    for (const AppRecord* app : group.before) difference_.apps.push_back({AppChange::Gone, app, {}});
+    for (const AppRecord* app : group.after) difference_.apps.push_back({AppChange::Appeared, app, {}});
   }
 
  private:
-  /** Takes out of the group what makes a pair, and notes what differs in it. */
+  /** Removes the pairs from the group and notes their differences. */
   void PairAll(SameName& group, IsPair* isPair) {
     std::erase_if(group.before, [&](const AppRecord* before) {
       const auto after = std::ranges::find_if(
@@ -72,19 +75,19 @@ class Comparer {
   }
 
   void Note(const AppRecord& before, const AppRecord& after) {
-    std::vector<FieldDifference> fields = Differences(before, after, includeIcons);
+    std::vector<FieldDifference> fields = Differences(before, after, includeIcons_);
     if (fields.empty()) {
-      ++difference.same;
+      ++difference_.same;
     } else {
-      difference.apps.push_back({AppChange::Changed, &after, std::move(fields)});
+      difference_.apps.push_back({AppChange::Changed, &after, std::move(fields)});
     }
   }
 
-  ListDifference& difference;
-  const bool includeIcons;
+  ListDifference& difference_;
+  const bool includeIcons_;
 };
 
-/** Sorts as a list is sorted, and equal names in other case apart. */
+/** Sorts names as a list does; names that differ only in case stay separate. */
 std::pair<std::string, std::string> SortKey(const std::string& name) {
   std::string small = name;
   for (char& c : small) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;

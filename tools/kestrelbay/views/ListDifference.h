@@ -1,4 +1,4 @@
-/** What differs between two lists of installed applications. */
+/** Compares two lists of installed applications. */
 #pragma once
 
 #include <array>
@@ -11,7 +11,7 @@
 
 namespace cli {
 
-/** One application of a list: the fields of the C record, UTF-8. */
+/** One application: the fields of the C record, UTF-8. */
 struct AppRecord {
   std::string displayName;
   std::string installLocation;
@@ -28,7 +28,7 @@ struct ListedText {
   std::string AppRecord::*text;
 };
 
-/** All fields but the architecture, in the order of the record. */
+/** All fields except the architecture, in the order of the record. */
 inline constexpr std::array kListedTexts = {
     ListedText{"displayName", &AppRecord::displayName},
     ListedText{"installLocation", &AppRecord::installLocation},
@@ -52,7 +52,7 @@ struct FieldDifference {
 
 struct AppDifference {
   AppChange change = AppChange::Changed;
-  const AppRecord* app = nullptr;  ///< as it is now, or was where it is gone
+  const AppRecord* app = nullptr;  ///< of the second list; of the first one if it is gone
   std::vector<FieldDifference> fields;
 };
 
@@ -62,11 +62,12 @@ struct ListDifference {
 };
 
 /**
- * Pairs the applications of two lists and compares the pairs. Names must be exactly equal. Among several of
- * one name those are paired first that are wholly alike, then those of one architecture and location, of one
- * architecture and version, of one architecture, of one location, and last whatever is left, in list order.
- * @param includeIcons  whether icon texts count
- * @return refers to both lists
+ * Pairs the applications of two lists and compares the pairs. The names of a pair are exactly equal. If
+ * several applications have one name, the pairs are made in this order: equal in all fields but the icon;
+ * same architecture and location; same architecture and version; same architecture; same location; the rest,
+ * in list order.
+ * @param includeIcons  whether icon texts are compared
+ * @return points into both lists
  */
 ListDifference CompareLists(std::span<const AppRecord> before, std::span<const AppRecord> after,
                             bool includeIcons);

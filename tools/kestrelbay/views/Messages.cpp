@@ -23,7 +23,7 @@ std::string Coloured(std::string_view text, std::string_view colour) {
 
 void WriteLine(std::string line) {
   line += '\n';
-  // Nobody is left to be told that standard error cannot be written.
+  // Ignored: a failure to write standard error cannot be reported anywhere.
   std::string reason;
   Write(Stream::Error, line, reason);
 }

@@ -1,4 +1,4 @@
-/** Standard error: what a person is told beside the result. Each function writes one line; any thread. */
+/** Messages on standard error. Each function writes one line. Thread-safe. */
 #pragma once
 
 #include <cstdint>
@@ -8,18 +8,18 @@
 
 namespace cli {
 
-/** Whether colour may be used there: a terminal, and no wish against it in NO_COLOR. */
+/** Whether the stream is a terminal with colours and NO_COLOR is not set. */
 bool UsesColour(Stream stream);
 
-/** Something went wrong, or is left out: the line with the program's name before it. */
+/** Write the line after the name of the program. */
 void ReportError(std::string_view line);
 void ReportWarning(std::string_view line);
 
-/** A part of the machine is damaged: a warning after which no answer is certain to be whole. */
+/** A warning that a part of the machine is damaged: from now on answers may be incomplete. */
 void ReportDamage(std::string_view line);
 bool WasDamageReported();
 
-/** A record of the library's log, as its LogCallback receives it. */
+/** Writes a record of the library's log. A LogCallback. */
 void ReportLog(const char* file, std::int32_t level, const char* text);
 
 }  // namespace cli

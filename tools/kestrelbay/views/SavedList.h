@@ -1,4 +1,4 @@
-/** Lists of installed applications that were saved from `list --json`. */
+/** Lists of installed applications that `list --json` printed. */
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 
 namespace cli {
 
-/** @throws Failure that names the file, for whatever is no whole list */
+/** Reads a list. @throws Failure, with the name of the file, if it is not a complete list */
 std::vector<AppRecord> ReadSavedList(const std::string& path);
 
 }  // namespace cli

@@ -12,12 +12,12 @@ namespace cli {
 namespace {
 
 constexpr int kGapCells = 2;
-/** A flexible column of fewer cells than this says too little. */
+/** A narrower flexible column shows too little. */
 constexpr int kNarrowestCells = 8;
-/** Where lines may be of any length, one long text must not push all the others far to the right. */
+/** If lines may have any width, one long text must not push the next column far to the right. */
 constexpr int kWidestPadding = 40;
 
-/** Cells that are left for the flexible columns among the first `widths.size()` columns. */
+/** Returns the cells for the flexible columns among the first `widths.size()` columns. */
 int CellsForFlexible(std::span<const Column> columns, std::span<const int> widths, int lineCells) {
   int left = lineCells - kGapCells * (static_cast<int>(widths.size()) - 1);
   for (std::size_t i = 0; i < widths.size(); ++i) {
@@ -26,7 +26,7 @@ int CellsForFlexible(std::span<const Column> columns, std::span<const int> width
   return left;
 }
 
-/** Narrows the widest of them, so that all take `cells` together. */
+/** Makes the widest ones narrower, so that all take `cells` in sum. */
 void ShareOut(std::vector<int*> flexible, int cells) {
   std::sort(flexible.begin(), flexible.end(), [](const int* a, const int* b) { return *a < *b; });
   for (auto left = static_cast<int>(flexible.size()); int* width : flexible) {
@@ -43,7 +43,7 @@ int SmallestNeed(std::span<const Column> columns, std::span<const int> widths) {
   return need;
 }
 
-/** Widths of the columns that are shown. */
+/** Returns the widths of the columns that are shown. */
 std::vector<int> FitColumns(std::span<const Column> columns, std::vector<int> widths, int lineCells) {
   while (widths.size() > 1 && CellsForFlexible(columns, widths, lineCells) < SmallestNeed(columns, widths)) {
     widths.pop_back();
@@ -71,7 +71,7 @@ std::string Line(std::span<const std::string> cells, std::span<const int> widths
   return line;
 }
 
-/** Cells for a table; 0 for as many as it takes. */
+/** Returns the width of a table; 0 for any width. */
 int OutputColumns() {
   int columns = 0;
   if (const char* wish = std::getenv("COLUMNS")) {
@@ -85,31 +85,31 @@ int OutputColumns() {
 
 TableStyle StyleOfOutput() { return {OutputColumns(), UsesColour(Stream::Out)}; }
 
-Table::Table(std::vector<Column> wanted) : columns(std::move(wanted)) {
-  for (const Column& column : columns) widest.push_back(DisplayWidth(column.title));
+Table::Table(std::vector<Column> columns) : columns_(std::move(columns)) {
+  for (const Column& column : columns_) widest_.push_back(DisplayWidth(column.title));
 }
 
 void Table::AddRow(std::vector<std::string> cells) {
-  for (std::size_t i = 0; i < columns.size(); ++i) {
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
     cells[i] = Printable(cells[i]);
-    widest[i] = std::max(widest[i], DisplayWidth(cells[i]));
+    widest_[i] = std::max(widest_[i], DisplayWidth(cells[i]));
   }
-  rows.push_back(std::move(cells));
+  rows_.push_back(std::move(cells));
 }
 
 void Table::Print(Output& out, TableStyle style) const {
   const bool mayCut = style.columns > 0;
-  std::vector<int> widths = widest;
+  std::vector<int> widths = widest_;
   if (mayCut) {
-    widths = FitColumns(columns, widths, style.columns);
+    widths = FitColumns(columns_, widths, style.columns);
   } else {
     for (int& width : widths) width = std::min(width, kWidestPadding);
   }
   std::vector<std::string> titles;
-  for (const Column& column : columns) titles.push_back(column.title);
+  for (const Column& column : columns_) titles.push_back(column.title);
   const std::string heading = Line(titles, widths, mayCut);
   out.Write(style.colour ? "\x1b[1m" + heading + "\x1b[0m\n" : heading + "\n");
-  for (const std::vector<std::string>& row : rows) out.Write(Line(row, widths, mayCut) + "\n");
+  for (const std::vector<std::string>& row : rows_) out.Write(Line(row, widths, mayCut) + "\n");
 }
 
 }  // namespace cli

@@ -1,4 +1,4 @@
-/** A table for a person: a heading, and a row of texts for each thing. */
+/** A table for a person: a heading and rows of texts. */
 #pragma once
 
 #include <string>
@@ -10,36 +10,36 @@ namespace cli {
 
 struct Column {
   std::string title;
-  /** Whether its texts may be cut where the table is too wide. */
+  /** Whether texts may be cut off if the table is too wide. */
   bool flexible;
 };
 
 struct TableStyle {
-  /** Cells that a line may take; 0 for any number, where nothing is cut. */
+  /** The width of a line in cells; 0 for any width, so that nothing is cut off. */
   int columns = 0;
   bool colour = false;
 };
 
-/** As standard output takes it: as wide as COLUMNS says, else as the terminal, else of any width. */
+/** Returns the style of standard output: as wide as COLUMNS says, or as the terminal, or of any width. */
 TableStyle StyleOfOutput();
 
 class Table {
  public:
   explicit Table(std::vector<Column> columns);
 
-  /** @param cells  one a column; whatever would act on a terminal is made visible */
+  /** @param cells  one text for each column; made Printable */
   void AddRow(std::vector<std::string> cells);
 
   /**
-   * Where a line is too narrow, the widest flexible columns give way first; then whole columns are left out,
-   * the last ones first.
+   * If lines are too narrow, the widest flexible columns become narrower. If that is not enough, columns are
+   * left out, the last one first.
    */
   void Print(Output& out, TableStyle style) const;
 
  private:
-  std::vector<Column> columns;
-  std::vector<std::vector<std::string>> rows;
-  std::vector<int> widest;
+  std::vector<Column> columns_;
+  std::vector<std::vector<std::string>> rows_;
+  std::vector<int> widest_;
 };
 
 }  // namespace cli
