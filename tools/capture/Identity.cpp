@@ -24,7 +24,7 @@ std::u16string Expanded(const std::u16string& text) {
   return expanded.c_str();
 }
 
-/** A text of the machine's registry, with its variables expanded; empty where there is none. */
+/** Reads a text of the registry and expands its variables; empty on failure. */
 std::u16string Read(std::u16string_view path, const char16_t* name,
                     platform::REGSAM view = platform::KEY_WOW64_64KEY) {
   HKEY key = nullptr;
@@ -61,7 +61,7 @@ std::u16string LastName(std::u16string_view path) {
   return std::u16string(path.substr(path.find_last_of(u"\\/") + 1));
 }
 
-/** Folded, and without a separator at its end; empty for what is no path of a folder on a drive. */
+/** Returns the path Folded() and without a separator at its end; empty if it is not a folder on a drive. */
 std::u16string FolderOf(std::u16string_view path) {
   while (path.ends_with(u'\\') || path.ends_with(u'/')) path.remove_suffix(1);
   return path.size() < 4 || path[1] != u':' ? std::u16string() : Folded(path);
@@ -71,7 +71,7 @@ bool IsWindowsOwn(const std::u16string& folder) {
   return folder.find(u"\\SERVICEPROFILES\\") != folder.npos || folder.find(u"\\SYSTEMPROFILE") != folder.npos;
 }
 
-/** A user's folder: its path, and the name that it mostly shares with the user. */
+/** Adds a user folder, and its last name, which is usually the name of the user. */
 void AddFolder(const std::u16string& path, Identity& identity) {
   std::vector<std::u16string>& folders = identity.places.folders;
   const std::u16string folder = FolderOf(path);
@@ -114,7 +114,7 @@ std::u16string TextOf(const CapturedValue& value) {
   return text.c_str();
 }
 
-/** To whom the machine is registered, and to whom its programs are. */
+/** Adds the persons and organisations to whom the machine and its programs are registered. */
 void AddOwners(const CapturedMachine& machine, Identity& identity) {
   constexpr std::u16string_view kWindows = u"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
   for (const platform::REGSAM view : {platform::KEY_WOW64_64KEY, platform::KEY_WOW64_32KEY}) {
@@ -161,7 +161,7 @@ Identity ReadIdentity(const CapturedMachine& machine) {
 
 namespace {
 
-/** All texts but those of keys' paths and of variables' names. */
+/** Visits all texts except paths of keys and names of variables. */
 template <typename Visit>
 void ForEachText(CapturedMachine& machine, Visit visit) {
   visit(machine.userSid);

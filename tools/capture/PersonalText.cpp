@@ -8,12 +8,13 @@ namespace capture {
 namespace {
 
 constexpr std::size_t kNone = std::u16string_view::npos;
-/** As kTellingChars, for names that are numbers: a year, a version or a date holds short ones by chance. */
+/** kTellingChars of names that are numbers: years, versions and dates have short numbers by chance. */
 constexpr std::size_t kTellingFigures = 6;
 constexpr std::size_t kGuidChars = 36;
 constexpr std::size_t kPackedGuidChars = 32;
 
-/** Names that many people's machines have: sought as words of their own alone, as they stand in others. */
+/** Names of users on many machines. They are found only as words of their own, because other words contain
+ * them. */
 constexpr std::u16string_view kCommonNames[] = {u"ADMIN", u"ADMINISTRATOR", u"GUEST", u"HOME",   u"OWNER",
                                                 u"ROOT",  u"TEST",          u"USER",  u"OFFICE", u"WORK"};
 constexpr std::u16string_view kOwnNames[] = {
@@ -25,21 +26,44 @@ bool IsAsciiLetter(char16_t unit) { return (unit | 0x20) >= u'a' && (unit | 0x20
 bool IsHexFigure(char16_t unit) { return IsFigure(unit) || ((unit | 0x20) >= u'a' && (unit | 0x20) <= u'f'); }
 bool IsIn(std::u16string_view signs, char16_t unit) { return signs.find(unit) != kNone; }
 
-/** The next unit of a text whose units are the bytes of UTF-8, or its next unit as it is. */
-char16_t TakeUnit(std::u16string_view text, std::size_t& at) {
-  const char16_t first = text[at++];
-  const std::size_t more = first >= 0xF0 || first < 0xC2 ? 0 : first >= 0xE0 ? 2 : 1;
-  if (more == 0 || first > 0xFF || text.size() - at < more) return first;
-  unsigned unit = more == 2 ? first & 0x0F : first & 0x1F;
-  for (std::size_t i = 0; i < more; ++i) {
-    if (text[at + i] < 0x80 || text[at + i] > 0xBF) return first;
-    unit = unit << 6 | (text[at + i] & 0x3F);
-  }
-  at += more;
-  return static_cast<char16_t>(unit);
+int HexValue(char16_t unit) {
+  if (IsFigure(unit)) return unit - u'0';
+  return IsHexFigure(unit) ? (unit | 0x20) - u'a' + 10 : -1;
 }
 
-/** How much of the text the name takes there, as it stands or as UTF-8; 0 where it is another. */
+/** The unit there and how many units it takes: a percent escape has three, and counts as the byte that it
+ * means. */
+char16_t TakeByte(std::u16string_view text, std::size_t& at) {
+  const bool isEscape =
+      text[at] == u'%' && text.size() - at > 2 && IsHexFigure(text[at + 1]) && IsHexFigure(text[at + 2]);
+  if (!isEscape) return text[at++];
+  at += 3;
+  return static_cast<char16_t>(HexValue(text[at - 2]) << 4 | HexValue(text[at - 1]));
+}
+
+/** The full-width forms of ASCII are 0xFEE0 above it. */
+char16_t WithoutWidth(char16_t unit) {
+  return unit > 0xFF00 && unit < 0xFF5F ? static_cast<char16_t>(unit - 0xFEE0) : unit;
+}
+
+/** The next unit of a text, which may be escaped, of full width, or UTF-8 with one byte in each unit. */
+char16_t TakeUnit(std::u16string_view text, std::size_t& at) {
+  const char16_t first = TakeByte(text, at);
+  const std::size_t more = first >= 0xF0 || first < 0xC2 ? 0 : first >= 0xE0 ? 2 : 1;
+  if (more == 0 || first > 0xFF) return WithoutWidth(first);
+  unsigned unit = more == 2 ? first & 0x0F : first & 0x1F;
+  std::size_t end = at;
+  for (std::size_t i = 0; i < more; ++i) {
+    if (end >= text.size()) return first;
+    const char16_t next = TakeByte(text, end);
+    if (next < 0x80 || next > 0xBF) return first;
+    unit = unit << 6 | (next & 0x3F);
+  }
+  at = end;
+  return WithoutWidth(static_cast<char16_t>(unit));
+}
+
+/** Returns how much of the text the name takes there, in any of its forms; 0 if another text is there. */
 std::size_t SizeAt(std::u16string_view text, std::size_t at, const std::u16string& name) {
   if (StartsWith(text, at, name)) return name.size();
   std::size_t end = at;
@@ -54,7 +78,7 @@ std::size_t SkipFigures(std::u16string_view text, std::size_t at) {
   return at;
 }
 
-/** Whether what stands there is part of a GUID, or of a product's code as the installer packs it. */
+/** Whether the part is in a GUID, or in a packed product code. */
 bool IsInCode(std::u16string_view text, std::size_t begin, std::size_t end) {
   const auto isPart = [](char16_t unit) { return IsHexFigure(unit) || unit == u'-'; };
   if (!std::ranges::all_of(text.substr(begin, end - begin), isPart)) return false;
@@ -77,24 +101,95 @@ void AddWords(std::u16string_view text, std::size_t begin, std::size_t end, Pers
   }
 }
 
-/** @return where the last name of the domain that begins there is; nowhere where it is none */
-std::size_t LastOfDomain(std::u16string_view text, std::size_t begin, std::size_t& end) {
-  end = begin;
-  while (end < text.size() && (IsWord(text[end]) || IsIn(u"-.", text[end]))) ++end;
+bool IsHostUnit(char16_t unit) { return IsWord(unit) || IsIn(u"-._", unit) || unit == kMasked; }
+
+/** Returns where the host that begins there ends; `begin` if none begins there. */
+std::size_t EndOfHost(std::u16string_view text, std::size_t begin) {
+  if (begin < text.size() && text[begin] == u'[') {
+    const std::size_t close = text.find(u']', begin);
+    const auto isAddress = [](char16_t unit) {
+      return IsWord(unit) || IsIn(u".:-", unit) || unit == kMasked;
+    };
+    const bool isHost =
+        close != kNone && std::ranges::all_of(text.substr(begin + 1, close - begin - 1), isAddress);
+    return isHost ? close : begin;
+  }
+  std::size_t end = begin;
+  while (end < text.size() && IsHostUnit(text[end])) ++end;
   while (end > begin && IsIn(u"-.", text[end - 1])) --end;
-  const std::size_t dot = text.substr(0, end).rfind(u'.');
-  if (dot == kNone || dot <= begin || end - dot < 3) return kNone;
-  return std::ranges::all_of(text.substr(dot + 1, end - dot - 1), IsAsciiLetter) ? dot + 1 : kNone;
+  return end;
 }
 
-/** Of a user and a password, with a colon between, each on its own. */
+/** Returns where the last label of a domain begins, which stays if it is letters of ASCII; else the end. */
+std::size_t LastLabel(std::u16string_view text, std::size_t begin, std::size_t end) {
+  const std::size_t dot = text.substr(0, end).rfind(u'.');
+  if (dot == kNone || dot <= begin || end - dot < 3) return end;
+  return std::ranges::all_of(text.substr(dot + 1, end - dot - 1), IsAsciiLetter) ? dot + 1 : end;
+}
+
+/** Returns where the person of a mail address begins, whose sign is at `sign`; `sign` if there is none. */
+std::size_t BeginOfPerson(std::u16string_view text, std::size_t sign) {
+  std::size_t begin = sign;
+  if (begin > 0 && text[begin - 1] == u'"') {
+    const std::size_t quote = begin > 1 ? text.rfind(u'"', begin - 2) : kNone;
+    return quote == kNone ? sign : quote + 1;
+  }
+  const auto isPart = [](char16_t unit) {
+    return IsWord(unit) || IsIn(u".+-_'&!#$*=?^`{|}~", unit) || unit == kMasked;
+  };
+  while (begin > 0 && isPart(text[begin - 1])) --begin;
+  return begin;
+}
+
+bool IsLongWord(std::u16string_view text) {
+  return text.size() > 2 &&
+         std::ranges::all_of(text, [](char16_t unit) { return unit < 0x80 || unit == kMasked; });
+}
+
+/** Adds the user and the password, which have a colon between them. */
 void AddCredentials(std::u16string_view text, std::size_t begin, std::size_t end, PersonalParts& parts) {
   const std::size_t colon = std::min(text.find(u':', begin), end);
   if (colon > begin) parts.push_back({begin, colon - begin, PersonalKind::Word});
   if (end > colon + 1) parts.push_back({colon + 1, end - colon - 1, PersonalKind::Word});
 }
 
-/** Of several proxies in a text, each from its name or its scheme on. */
+/** The endings of file names that a relative path usually has. */
+bool IsFileEnding(std::u16string_view ending) {
+  constexpr std::u16string_view kEndings[] = {u"BAT", u"BMP", u"CAB", u"CHM", u"CMD", u"COM",  u"CPL", u"DAT",
+                                              u"DLL", u"EXE", u"HTM", u"ICO", u"INF", u"INI",  u"JAR", u"JPG",
+                                              u"LNK", u"LOG", u"MSI", u"MSP", u"PDF", u"PNG",  u"PS1", u"REG",
+                                              u"SYS", u"TXT", u"URL", u"VBS", u"XML", u"HTML", u"JSON"};
+  return std::ranges::find(kEndings, ending) != std::end(kEndings);
+}
+
+/** The names of switches, properties and settings whose values are secrets or users, and words that they end
+ * in. */
+bool IsSecretSetting(std::u16string_view name) {
+  constexpr std::u16string_view kNames[] = {
+      u"PASS",   u"PASSPHRASE", u"PASSCODE", u"SECRET",     u"TOKEN",   u"APIKEY", u"API-KEY", u"API_KEY",
+      u"SERIAL", u"LICENSEKEY", u"PIDKEY",   u"PRODUCTKEY", u"ACCOUNT", u"LOGIN",  u"USER",    u"USERNAME"};
+  constexpr std::u16string_view kWords[] = {u"PASSWORD", u"PASSWD", u"PASSWORT", u"KENNWORT",
+                                            u"PWD",      u"_PASS",  u"-PASS",    u"SECRET"};
+  return std::ranges::find(kNames, name) != std::end(kNames) ||
+         std::ranges::any_of(kWords, [&](std::u16string_view word) { return name.ends_with(word); });
+}
+
+/** Returns where the value of a setting begins whose name ends at `at`; nowhere if it has none. */
+std::size_t BeginOfValue(std::u16string_view text, std::size_t at, bool isSwitch) {
+  std::size_t begin = at;
+  while (begin < text.size() && text[begin] == u' ') ++begin;
+  const bool hasSign = begin < text.size() && IsIn(u":=", text[begin]);
+  if (hasSign) {
+    ++begin;
+    while (begin < text.size() && text[begin] == u' ') ++begin;
+  } else if (begin == at || !isSwitch || begin == text.size() || IsIn(u"-/", text[begin])) {
+    return kNone;  // a word of a text, or a switch that another one follows
+  }
+  if (begin < text.size() && IsIn(u"\"'", text[begin])) ++begin;
+  return begin < text.size() ? begin : kNone;
+}
+
+/** Adds the users and passwords of a list of proxies. */
 void FindProxyCredentials(std::u16string_view text, PersonalParts& parts) {
   const std::u16string_view ends(u"; \t\0", 4);
   for (std::size_t at = 0, end = 0; end < text.size(); at = end + 1) {
@@ -138,7 +233,7 @@ bool IsSoughtInWords(std::u16string_view name) {
          std::ranges::find(kCommonNames, name) == std::end(kCommonNames);
 }
 
-// Of a user's SID, the numbers of the machine or domain; of one from a directory, those of the user.
+// S-1-5-21: three numbers of the machine or domain. S-1-12-1: four numbers of a directory user.
 void FindSids(std::u16string& text, PersonalParts& parts) {
   for (std::size_t at = text.find(u'-'); at != kNone; at = text.find(u'-', at + 1)) {
     if (at == 0 || (text[at - 1] | 0x20) != 's') continue;
@@ -165,8 +260,11 @@ void FindNames(std::u16string_view text, std::span<const PersonalName> names, bo
   std::vector<bool> begins(0x10000);
   for (const PersonalName& name : names) {
     begins[name.text[0]] = true;
-    // As UTF-8, such a letter begins with one of these bytes.
-    if (name.text[0] >= 0x80) std::fill(begins.begin() + 0xC0, begins.begin() + 0x100, true);
+    // As an escape, each letter begins with a percent sign. A form of full width begins with these units.
+    begins[u'%'] = true;
+    std::fill(begins.begin() + 0xFF01, begins.begin() + 0xFF5F, true);
+    // As UTF-8, a letter above ASCII begins with one of these bytes, and so does a form of full width.
+    std::fill(begins.begin() + 0xC2, begins.begin() + 0xF0, true);
   }
   for (std::size_t at = 0; at < text.size(); ++at) {
     if (!begins[Folded(text[at])]) continue;
@@ -184,19 +282,77 @@ void FindNames(std::u16string_view text, std::span<const PersonalName> names, bo
   }
 }
 
-void FindMailAddresses(std::u16string_view text, PersonalParts& parts) {
+void FindMailAddresses(std::u16string_view text, bool isText, PersonalParts& parts) {
   for (std::size_t sign = text.find(u'@'); sign != kNone; sign = text.find(u'@', sign + 1)) {
-    std::size_t begin = sign;
-    const auto isPart = [](char16_t unit) {
-      return IsWord(unit) || IsIn(u".+-_'&", unit) || unit == kMasked;
-    };
-    while (begin > 0 && isPart(text[begin - 1])) --begin;
-    std::size_t end = sign + 1;
-    const std::size_t last = LastOfDomain(text, sign + 1, end);
-    if (begin == sign || last == kNone) continue;
+    const std::size_t begin = BeginOfPerson(text, sign);
+    const std::size_t end = EndOfHost(text, sign + 1);
+    if (begin == sign || end == sign + 1) continue;
+    const std::size_t last = LastLabel(text, sign + 1, end);
+    const bool isSure =
+        isText || last != end ||
+        (IsLongWord(text.substr(begin, sign - begin)) && IsLongWord(text.substr(sign + 1, end - sign - 1)));
+    if (!isSure) continue;
     AddWords(text, begin, sign, parts);
     AddWords(text, sign + 1, last, parts);
   }
+}
+
+void FindAccounts(std::u16string_view text, PersonalParts& parts) {
+  const auto isName = [](char16_t unit) { return IsWord(unit) || IsIn(u"-._$", unit) || unit == kMasked; };
+  for (std::size_t sign = text.find(u'\\'); sign != kNone; sign = text.find(u'\\', sign + 1)) {
+    std::size_t begin = sign, end = sign + 1;
+    while (begin > 0 && isName(text[begin - 1])) --begin;
+    while (end < text.size() && isName(text[end])) ++end;
+    const bool isPathBefore = begin > 0 && (IsSeparator(text[begin - 1]) || IsIn(u":%~", text[begin - 1]));
+    const bool isPathBehind = end < text.size() && (IsSeparator(text[end]) || IsIn(u":%*", text[end]));
+    const std::u16string_view domain = text.substr(begin, sign - begin),
+                              user = text.substr(sign + 1, end - sign - 1);
+    if (domain.empty() || user.empty() || isPathBefore || isPathBehind || domain[0] == u'.' ||
+        user[0] == u'.')
+      continue;
+    // A name with an ending is a file in a folder.
+    const std::size_t dot = user.rfind(u'.');
+    if (dot != kNone && IsFileEnding(Folded(user.substr(dot + 1)))) continue;
+    AddWords(text, begin, sign, parts);
+    AddWords(text, sign + 1, end, parts);
+  }
+}
+
+void FindSecretSettings(std::u16string_view text, PersonalParts& parts) {
+  const auto isName = [](char16_t unit) { return IsWord(unit) || IsIn(u"-_", unit); };
+  for (std::size_t begin = 0; begin < text.size(); ++begin) {
+    if (!isName(text[begin])) continue;
+    std::size_t end = begin;
+    while (end < text.size() && isName(text[end])) ++end;
+    std::u16string_view name = text.substr(begin, end - begin);
+    const bool isSwitch = IsIn(u"-", name[0]) || (begin > 0 && text[begin - 1] == u'/');
+    while (!name.empty() && name[0] == u'-') name.remove_prefix(1);
+    const std::size_t value = IsSecretSetting(Folded(name)) ? BeginOfValue(text, end, isSwitch) : kNone;
+    if (value != kNone) {
+      const bool isQuoted = text[value - 1] == u'"' || text[value - 1] == u'\'';
+      const std::u16string_view ends =
+          isQuoted ? text.substr(value - 1, 1) : std::u16string_view(u" \t\r\n\0;&\"'", 8);
+      end = std::min(text.find_first_of(ends, value), text.size());
+      if (end > value) parts.push_back({value, end - value, PersonalKind::Word});
+    }
+    begin = end;
+  }
+}
+
+std::vector<std::u16string> PartsOfName(std::u16string_view name) {
+  std::vector<std::u16string> parts;
+  std::size_t count = 0;
+  for (std::size_t at = 0; at < name.size(); ++at) {
+    const std::size_t begin = at;
+    while (at < name.size() && IsWord(name[at])) ++at;
+    if (at == begin) continue;
+    ++count;
+    const std::u16string_view part = name.substr(begin, at - begin);
+    const bool isCommon = std::ranges::find(kCommonNames, part) != std::end(kCommonNames);
+    if (part.size() >= kTellingChars && !isCommon && !std::ranges::all_of(part, IsFigure))
+      parts.emplace_back(part);
+  }
+  return count > 1 ? parts : std::vector<std::u16string>();
 }
 
 void FindCredentials(std::u16string_view text, bool isProxy, PersonalParts& parts) {
@@ -206,6 +362,16 @@ void FindCredentials(std::u16string_view text, bool isProxy, PersonalParts& part
     const std::size_t end = std::min(text.find_first_of(ends, at + 3), text.size());
     const std::size_t sign = text.substr(0, end).rfind(u'@');
     if (sign != kNone && sign > at + 3) AddCredentials(text, at + 3, sign, parts);
+  }
+  const std::u16string_view begins(u"/\\?#\"'<>()=,; \t\r\n\0", 18);
+  for (std::size_t sign = text.find(u'@'); sign != kNone; sign = text.find(u'@', sign + 1)) {
+    const std::size_t before = sign == 0 ? kNone : text.find_last_of(begins, sign - 1);
+    const std::size_t begin = before == kNone ? 0 : before + 1;
+    const std::size_t colon = text.find(u':', begin);
+    const bool isScheme = before != kNone && text[before] == u'/';  // found above
+    const bool isHost = EndOfHost(text, sign + 1) != sign + 1;
+    if (colon < sign && colon > begin && colon + 1 < sign && !isScheme && isHost)
+      AddCredentials(text, begin, sign, parts);
   }
 }
 

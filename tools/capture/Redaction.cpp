@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <set>
 
+#include "CodePages.h"
 #include "FactsCapture.h"
 #include "FixedNames.h"
 #include "RawIdentity.h"
@@ -13,7 +15,7 @@
 namespace capture {
 namespace {
 
-/** How one character of the text stands in the bytes. */
+/** How the characters of a text are stored in bytes. */
 struct View {
   std::size_t offset;
   std::size_t step;
@@ -50,7 +52,7 @@ void Mask(const PersonalParts& parts, std::u16string& text) {
   for (const PersonalPart& part : parts) text.replace(part.at, part.size, part.size, kMasked);
 }
 
-/** Adds all words that are left. */
+/** Adds all words that are not masked. */
 void FindAllWords(std::u16string_view text, PersonalParts& parts) {
   for (std::size_t at = 0; at < text.size(); ++at) {
     const std::size_t begin = at;
@@ -59,7 +61,8 @@ void FindAllWords(std::u16string_view text, PersonalParts& parts) {
   }
 }
 
-/** Short numbers, as addresses of pages have them behind "users", are found in too many versions. */
+/** Whether a user name from a path is hidden everywhere. Short numbers are not: web addresses have them after
+ * "users", and versions have them too. */
 bool IsTelling(const std::u16string& name) {
   return IsSoughtInWords(name) || !std::ranges::all_of(name, IsFigure);
 }
@@ -102,6 +105,10 @@ void Redactor::Learn(const CapturedValue& value) {
 }
 
 void Redactor::EndLearning() {
+  for (const auto& [name, kind] : std::map(names_)) {
+    if (kind != PersonalKind::User) continue;
+    for (std::u16string& part : PartsOfName(name)) names_.emplace(std::move(part), PersonalKind::NamePart);
+  }
   std::erase_if(names_, [](const auto& name) { return IsWindowsOwnName(name.first) || name.first.empty(); });
   for (const auto& [name, kind] : names_) standIns_.Avoid(name);
   for (const auto& [name, kind] : names_) {
@@ -131,21 +138,22 @@ void Redactor::EndLearning() {
 }
 
 void Redactor::AddName(const std::u16string& text, PersonalKind kind) {
-  const bool inWords = kind != PersonalKind::Organization && IsSoughtInWords(text);
+  const bool inWords =
+      kind != PersonalKind::Organization && kind != PersonalKind::NamePart && IsSoughtInWords(text);
   wide_.push_back({text, kind, inWords});
-  // Spelt as a code page has them, letters but for those of ASCII are found in the two usual cases alone.
+  // In a code page, letters above ASCII are found in lower case and upper case only.
   std::u16string lower = text;
   for (char16_t unit = 0xFFFF; unit != 0; --unit) {
     if (Folded(unit) != unit) std::ranges::replace(lower, Folded(unit), unit);
   }
   std::u16string title = lower;
   title[0] = text[0];
+  std::set<std::u16string> forms{text};
   for (const std::u16string& spelling : {text, lower, title}) {
-    narrow_.push_back({Folded(Widened(ToAnsi(spelling))), kind, inWords});
-    narrow_.push_back({Folded(Widened(ToUtf8(spelling))), kind, inWords});
+    forms.insert(Folded(Widened(ToUtf8(spelling))));
+    for (const std::string& narrow : InCodePages(spelling)) forms.insert(Folded(Widened(narrow)));
   }
-  narrow_.push_back({text, kind, inWords});
-  std::erase_if(narrow_, [](const PersonalName& literal) { return literal.text.empty(); });
+  for (const std::u16string& form : forms) narrow_.push_back({form, kind, inWords});
 }
 
 void Redactor::AddBytes(const std::string& bytes, const std::string& standIn) {
@@ -153,7 +161,7 @@ void Redactor::AddBytes(const std::string& bytes, const std::string& standIn) {
   if (!isBlank) raw_.emplace_back(bytes, standIn);
 }
 
-// What was found is masked, and not taken for a part of something else.
+// Each step masks what it finds, so that the next one does not find it again.
 PersonalParts Redactor::Find(std::u16string_view text, const Manner& manner) const {
   PersonalParts parts;
   std::u16string rest(text);
@@ -169,14 +177,20 @@ PersonalParts Redactor::Find(std::u16string_view text, const Manner& manner) con
   }
   if (manner.search != Search::File) FindCredentials(rest, manner.holdsProxies, parts);
   Mask(parts, rest);
-  // Behind a password stands a machine's address, and no mail address.
+  // After a password comes a host. Without the sign it is not taken for a mail address.
   for (const PersonalPart& part : parts) {
     const std::size_t end = part.at + part.size;
     if (end < rest.size() && rest[end] == u'@') rest[end] = kMasked;
   }
+  if (manner.search != Search::File) {
+    FindSecretSettings(rest, parts);
+    Mask(parts, rest);
+  }
   FindNames(rest, manner.names, manner.search == Search::Text, parts);
   Mask(parts, rest);
-  if (manner.search != Search::File) FindMailAddresses(rest, parts);
+  if (manner.search != Search::File) FindMailAddresses(rest, manner.search == Search::Text, parts);
+  Mask(parts, rest);
+  if (manner.search == Search::Text) FindAccounts(rest, parts);
   if (!manner.holdsOwner) return parts;
   Mask(parts, rest);
   FindAllWords(rest, parts);
@@ -197,13 +211,15 @@ void Redactor::HideKey(std::u16string& path) {
 void Redactor::HideVariable(std::u16string& name) { name = StandIn(name, PersonalKind::Variable, wide_); }
 
 std::u16string Redactor::StandIn(std::u16string_view text, PersonalKind kind, const PersonalNames& names) {
-  constexpr std::array<StandIns::Alphabet, 6> kAlphabets{
+  constexpr std::array<StandIns::Alphabet, 8> kAlphabets{
       StandIns::Alphabet::Letters,     StandIns::Alphabet::Letters, StandIns::Alphabet::Letters,
-      StandIns::Alphabet::Hexadecimal, StandIns::Alphabet::Decimal, StandIns::Alphabet::Letters};
-  constexpr std::array<std::u16string_view, 6> kPrefixes{u"user", u"host", u"org", u"", u"", u"w"};
+      StandIns::Alphabet::Hexadecimal, StandIns::Alphabet::Decimal, StandIns::Alphabet::Letters,
+      StandIns::Alphabet::Letters,     StandIns::Alphabet::Letters};
+  constexpr std::array<std::u16string_view, 8> kPrefixes{u"user", u"host", u"org", u"",
+                                                         u"",     u"w",    u"",    u"name"};
   const std::u16string name = Folded(text);
   std::u16string standIn(text);
-  // Most texts can be read in more than one way, and what was hidden once is found again.
+  // Bytes are read in several ways, so a stand-in may be found again.
   if (standIns_.IsGiven(name)) return standIn;
   if (kind != PersonalKind::Variable) {
     const auto found = names_.find(name);
@@ -218,7 +234,7 @@ std::u16string Redactor::StandIn(std::u16string_view text, PersonalKind kind, co
   return standIn;
 }
 
-/** @return whether anything was replaced */
+/** @return whether a part was replaced */
 bool Redactor::Replace(std::u16string& text, const Manner& manner) {
   const PersonalParts parts = Find(text, manner);
   for (const PersonalPart& part : parts) {
@@ -235,7 +251,7 @@ void Redactor::Hide(CapturedValue& value) {
 
 void Redactor::Hide(std::span<std::uint8_t> bytes, Search search) { HideIn(bytes, search, nullptr); }
 
-/** @param value  which the bytes are of; null where they are none's */
+/** @param value  the value with these bytes; null for a file */
 void Redactor::HideIn(std::span<std::uint8_t> bytes, Search search, const CapturedValue* value) {
   Manner manner{wide_, search, value && HoldsProxies(value->name),
                 value && IsText(*value) && HoldsOwner(value->name)};
@@ -244,7 +260,7 @@ void Redactor::HideIn(std::span<std::uint8_t> bytes, Search search, const Captur
     if (Replace(text, manner)) Write(text, bytes, view);
   };
   hide(kWideViews[0]);
-  // A text holds nothing else; where it is read in other ways, all of it would be words of an owner.
+  // Only the first way of reading gives the text; in the others all bytes would count as words of an owner.
   manner.holdsOwner = false;
   if (search == Search::Text) manner.search = Search::Data;
   hide(kWideViews[1]);
@@ -256,8 +272,8 @@ void Redactor::HideIn(std::span<std::uint8_t> bytes, Search search, const Captur
   HideRaw(bytes);
 }
 
-// The fourth view, high bytes first at odd bytes, in which plain text can be read as well. With a zero before
-// them none of its characters is missing there, such as the sign that begins a variable's name.
+// High byte first at odd offsets. The added zero completes the first character of a plain text, such as the
+// sign that begins a variable.
 void Redactor::HideBehindZero(std::span<std::uint8_t> bytes, const Manner& manner) {
   std::vector<std::uint8_t> shifted(1);
   shifted.insert(shifted.end(), bytes.begin(), bytes.end());

@@ -1,11 +1,11 @@
 /**
- * Takes out of a captured machine what tells whose it is: names of users, of owners and of the machine, the
- * machine's part of SIDs, its GUID, mail addresses, passwords, and what is called how below a user's folder.
+ * Removes from a captured machine what identifies its owner: names of users, owners and the machine, the
+ * machine's part of SIDs, its GUID, mail addresses, accounts, passwords, and the file names below user
+ * folders. docs/support.md lists what is hidden and what is not.
  *
- * Each becomes a stand-in of the same length, the same one wherever it stands, with capitals where it has
- * them, so that what is compared, cut off or counted comes out as on the machine itself. Texts are searched
- * as UTF-16 of either byte order at any byte, and as narrow text, so that it does not matter of which type a
- * value is.
+ * Each name becomes a stand-in of the same length, the same one in all places, with capitals where the name
+ * has them. So texts compare, sort and overflow as they do on the machine. Values of any type are searched as
+ * UTF-16 of both byte orders at any byte, and as narrow text.
  */
 #pragma once
 
@@ -23,47 +23,48 @@
 
 namespace capture {
 
-/** What is known of whose machine it is. */
+/** What identifies the machine and its users. */
 struct Identity {
   std::vector<std::u16string> users = {};
   std::vector<std::u16string> computers = {};
   std::vector<std::u16string> organizations = {};
-  /** Of the form that MachineGuid has. */
+  /** In the form of MachineGuid. */
   std::vector<std::u16string> guids = {};
   FolderPlaces places = {};
 };
 
-/** Asks the machine, whose registry and environment are captured. */
+/** Reads the identity. REQUIRES: registry and environment are captured. */
 Identity ReadIdentity(const CapturedMachine& machine);
 
-/** What bytes may hold. */
+/** How thoroughly data is searched. */
 enum class Search {
   Text,  ///< names of any length
-  Data,  ///< no names of fewer than four letters, which it holds by chance
-  File  ///< nor mail addresses, passwords and variables that are not set: pictures hold their signs by chance
+  Data,  ///< no names of fewer than four letters, which data contains by chance
+  File   ///< also no mail addresses, passwords and unset variables, because pictures contain their signs by
+         ///< chance
 };
 
 class Redactor {
  public:
   explicit Redactor(const Identity& identity);
 
-  /** Takes note of the names in a text, of which none may serve as a stand-in for another. */
+  /** Collects the names in a text. No stand-in will be equal to one of them. */
   void Learn(std::u16string_view text);
   void Learn(const CapturedValue& value);
-  /** To be called when all has been learnt: puts the names into the list of what is to be hidden. */
+  /** Call it after the last Learn() and before the first Hide(). */
   void EndLearning();
 
   void Hide(std::u16string& text);
   void Hide(CapturedValue& value);
   void Hide(std::span<std::uint8_t> bytes, Search search);
-  /** Each name of the path on its own: keys of one name keep one. */
+  /** Hides each name of the path separately, so that equal names of keys stay equal. */
   void HideKey(std::u16string& path);
-  /** The name of a variable, which stays one of Windows' own and else is the same wherever it stands. */
+  /** Hides the name of a variable, equally in all places; names of Windows stay. */
   void HideVariable(std::u16string& name);
 
  private:
   using PersonalNames = std::vector<PersonalName>;
-  /** How a text is searched. */
+  /** The way in which a text is searched. */
   struct Manner {
     const PersonalNames& names;
     Search search;
@@ -85,13 +86,13 @@ class Redactor {
   StandIns standIns_;
   std::map<std::u16string, PersonalKind> names_;
   PersonalNames wide_;
-  /** The same, and as a code page has them, for the bytes of narrow texts, one in each unit. */
+  /** The names as they are in narrow texts: their bytes in each code page, one byte in each unit. */
   PersonalNames narrow_;
-  /** Bytes of the machine's part of a SID, or of its GUID, and what stands in. */
+  /** The bytes of the machine's part of a SID or of its GUID, with the bytes that replace them. */
   std::vector<std::pair<std::string, std::string>> raw_;
 };
 
-/** Redacts all that the capture holds. */
+/** Redacts everything in the capture. */
 void Redact(CapturedMachine& machine, const Identity& identity);
 
 }  // namespace capture

@@ -8,20 +8,50 @@ namespace capture {
 namespace {
 
 constexpr std::size_t kNone = std::u16string_view::npos;
-/** What is longer is no name of a user, but may be one of a folder. */
+/** A longer name is not a user's, but may be a folder's. */
 constexpr std::size_t kLongestName = 255;
 constexpr std::size_t kLongestVariable = 128;
 
-/** Where users' folders are on every machine, by long and by short names. */
-constexpr std::u16string_view kRoots[] = {u"\\USERS", u"\\DOCUMENTS AND SETTINGS", u"\\DOCUME~1"};
-/** Folders that have their own variables on every machine. */
+/** The folders in which users' folders are, by long, short and translated names. */
+constexpr std::u16string_view kRoots[] = {
+    u"\\USERS",
+    u"\\DOCUMENTS AND SETTINGS",
+    u"\\DOCUME~1",
+    u"\\BENUTZER",
+    u"\\DOKUMENTE UND EINSTELLUNGEN",
+    u"\\DOKUME~1",
+    u"\\UTILISATEURS",
+    u"\\USUARIOS",
+    u"\\USU\u00C1RIOS",
+    u"\\UTILIZADORES",
+    u"\\UTENTI",
+    u"\\GEBRUIKERS",
+    u"\\BRUGERE",
+    u"\\BRUKERE",
+    u"\\ANV\u00C4NDARE",
+    u"\\K\u00C4YTT\u00C4J\u00C4T",
+    u"\\U\u017BYTKOWNICY",
+    u"\\U\u017DIVATEL\u00C9",
+    u"\\FELHASZN\u00C1L\u00D3K",
+    u"\\KULLANICILAR",
+    u"\\\u03A7\u03A1\u0389\u03A3\u03A4\u0395\u03A3",
+    u"\\\u041F\u041E\u041B\u042C\u0417\u041E\u0412\u0410\u0422\u0415\u041B\u0418",
+    u"\\\u30E6\u30FC\u30B6\u30FC",
+    u"\\\uC0AC\uC6A9\uC790",
+    u"\\\u7528\u6237",
+    u"\\\u4F7F\u7528\u8005"};
+/** The same, but only directly below a drive or a share: deeper, these are usual names of other folders. */
+constexpr std::u16string_view kTopRoots[] = {u"\\PROFILES", u"\\PROFILE", u"\\PROFILES$", u"\\PROFILE$",
+                                             u"\\HOME",     u"\\HOMES",   u"\\HOME$",     u"\\HOMES$",
+                                             u"\\USERDATA", u"\\USERS$"};
+/** Variables of user folders on every machine. */
 constexpr std::u16string_view kUsersVariables[] = {u"USERPROFILE", u"APPDATA", u"LOCALAPPDATA", u"HOMEPATH",
                                                    u"HOMESHARE"};
-/** What every user's folder holds. */
+/** Names in every user folder. */
 constexpr std::u16string_view kCommonFolders[] = {
     u"APPDATA", u"LOCAL", u"LOCALLOW", u"ROAMING", u"PROGRAMS", u"PROGRAM",   u"FILES",     u"TEMP",
     u"DESKTOP", u"START", u"MENU",     u"CACHE",   u"PACKAGE",  u"DOCUMENTS", u"DOWNLOADS", u"MICROSOFT"};
-/** What kind of file it is; whether a path holds ".exe" decides how its icon is drawn. */
+/** Endings that stay. ".exe" in a path decides how an icon is drawn. */
 constexpr std::u16string_view kExtensions[] = {u"BAT", u"BMP", u"CMD", u"COM", u"CPL", u"DAT", u"DLL", u"EXE",
                                                u"HTM", u"ICO", u"INF", u"INI", u"JAR", u"JPG", u"LNK", u"LOG",
                                                u"MSI", u"MSU", u"MUI", u"PDF", u"PNG", u"PS1", u"REG", u"SCR",
@@ -33,8 +63,10 @@ bool IsIn(const List& list, std::u16string_view word) {
 }
 
 bool IsControl(char16_t unit) { return unit < 0x20; }
+/** A path goes on behind line ends and tabs, because what follows may belong to it. */
+bool EndsPath(char16_t unit) { return IsControl(unit) && unit != u'\t' && unit != u'\r' && unit != u'\n'; }
 
-/** Signs that no name of a folder holds, or that stand between paths. */
+/** Characters that a folder name cannot contain, or that separate paths. */
 bool EndsName(char16_t unit) {
   return IsControl(unit) || unit == kMasked || std::u16string_view(u"\"<>|*?;%:").find(unit) != kNone;
 }
@@ -44,15 +76,15 @@ std::size_t SkipSeparators(std::u16string_view text, std::size_t at) {
   return at;
 }
 
-/** Whether another path begins there, such as the second of two on a command line. */
+/** Whether a path with a drive begins there, such as the second path of a command line. */
 bool IsDriveAt(std::u16string_view text, std::size_t at) {
   return at + 2 < text.size() && text[at] < 0x80 && IsWord(text[at]) && text[at + 1] == u':' &&
          IsSeparator(text[at + 2]) && (at == 0 || !IsWord(text[at - 1]));
 }
 
 /**
- * Whether the path stands there, where any row of separators stands for one, and quotes for nothing.
- * @return how much of `text` it takes; 0 where not
+ * Compares the text at `at` with a path. Repeated separators count as one, and quotes are ignored.
+ * @return the length of the path in `text`; 0 if another text is there
  */
 std::size_t PathAt(std::u16string_view text, std::size_t at, std::u16string_view upper) {
   const std::size_t start = at;
@@ -65,14 +97,22 @@ std::size_t PathAt(std::u16string_view text, std::size_t at, std::u16string_view
   return at == text.size() || IsSeparator(text[at]) || EndsName(text[at]) ? at - start : 0;
 }
 
-/** Where the next name of a path begins, behind separators; nowhere where the path ends. */
+/** Whether the separator there follows a drive, or the name of a server: `C:` or `\\\\server`. */
+bool IsTopFolderAt(std::u16string_view text, std::size_t at) {
+  if (at > 0 && text[at - 1] == u':') return true;
+  std::size_t begin = at;
+  while (begin > 0 && !IsSeparator(text[begin - 1]) && !EndsName(text[begin - 1])) --begin;
+  return begin > 1 && begin < at && IsSeparator(text[begin - 1]) && IsSeparator(text[begin - 2]);
+}
+
+/** Returns where the next name of a path begins; kNone if the path ends. */
 std::size_t NextName(std::u16string_view text, std::size_t at) {
   while (at < text.size() && text[at] == u'"') ++at;
   const std::size_t begin = SkipSeparators(text, at);
-  return begin == at || begin == text.size() || IsControl(text[begin]) ? kNone : begin;
+  return begin == at || begin == text.size() || EndsPath(text[begin]) ? kNone : begin;
 }
 
-/** Where the name that begins there ends, with the blanks behind it. */
+/** Returns where a name ends, including blanks after it. */
 std::size_t EndOfName(std::u16string_view text, std::size_t at) {
   while (at < text.size() && !IsSeparator(text[at]) && !EndsName(text[at])) ++at;
   return at;
@@ -83,24 +123,24 @@ std::u16string_view WithoutBlanks(std::u16string_view name) {
   return name;
 }
 
-/** Whether what stands there leads out of the folder before. */
+/** Whether `..` follows. */
 bool LeadsUp(std::u16string_view text, std::size_t at) {
   const std::size_t name = NextName(text, at);
   return name != kNone && text.substr(name).starts_with(u"..") &&
          (name + 2 == text.size() || IsSeparator(text[name + 2]));
 }
 
-/** Whether the quote there ends a path that began behind one: no name follows it, and no more of a path. */
+/** Whether the quote closes a path that began after a quote: neither a name nor more of a path follows. */
 bool EndsQuotedPath(std::u16string_view text, std::size_t quote) {
   std::size_t at = quote + 1;
   if (at < text.size() && (IsSeparator(text[at]) || IsWord(text[at]) || text[at] == u'%')) return false;
-  for (; at < text.size() && text[at] != u'"' && !IsControl(text[at]) && !IsDriveAt(text, at); ++at) {
+  for (; at < text.size() && text[at] != u'"' && !EndsPath(text[at]) && !IsDriveAt(text, at); ++at) {
     if (text[at] == u'\\') return false;
   }
   return true;
 }
 
-/** Words of a path that tell nothing: of one or two figures, of every machine, or a switch of a command. */
+/** Whether a word of a path identifies nobody: a number of one or two digits, a usual name, or a switch. */
 bool TellsNothing(std::u16string_view text, std::size_t begin, std::size_t end) {
   const std::u16string word = Folded(text.substr(begin, end - begin));
   if (IsIn(kCommonFolders, word)) return true;
@@ -150,7 +190,7 @@ std::size_t UserFolders::VariableSize(std::u16string_view text, std::size_t at) 
   return isCaptured ? end + 1 - at : 0;
 }
 
-/** @return where the words of the path begin; `at` where no folder of a user's stands */
+/** @return where the words of the path begin; `at` if no user folder is there */
 std::size_t UserFolders::FolderAt(std::u16string_view text, std::size_t at, bool withUnset,
                                   PersonalParts& parts) const {
   if (text[at] == u'%') return VariableFolderAt(text, at, withUnset);
@@ -169,7 +209,7 @@ std::size_t UserFolders::FolderAt(std::u16string_view text, std::size_t at, bool
   return BelowRoot(text, at, parts);
 }
 
-// What is set tells where it leads. What is not may be set for the user whose path it is.
+// The value of a variable that is set is known. One that is not set may be set for another user.
 std::size_t UserFolders::VariableFolderAt(std::u16string_view text, std::size_t at, bool withUnset) const {
   const std::size_t end = text.find(u'%', at + 1);
   if (end == kNone || end == at + 1 || end - at > kLongestVariable) return at;
@@ -183,11 +223,14 @@ std::size_t UserFolders::VariableFolderAt(std::u16string_view text, std::size_t 
   return mayLead && NextName(text, end + 1) != kNone ? end + 1 : at;
 }
 
-/** The same for the folders in which each folder is a user's. */
+/** The same for a folder below one that contains user folders. */
 std::size_t UserFolders::BelowRoot(std::u16string_view text, std::size_t at, PersonalParts& parts) const {
   std::size_t size = 0;
   for (const std::u16string_view root : kRoots) size = std::max(size, PathAt(text, at, root));
   for (const std::u16string& root : places_.roots) size = std::max(size, PathAt(text, at, root));
+  if (IsTopFolderAt(text, at)) {
+    for (const std::u16string_view root : kTopRoots) size = std::max(size, PathAt(text, at, root));
+  }
   if (size == 0) return at;
   for (std::size_t begin = NextName(text, at + size); begin != kNone;) {
     const std::size_t end = EndOfName(text, begin);
@@ -207,7 +250,7 @@ std::size_t UserFolders::BelowRoot(std::u16string_view text, std::size_t at, Per
 }
 
 bool UserFolders::IsOtherPathAt(std::u16string_view text, std::size_t at) const {
-  // What stands in a path is a part of it.
+  // After a separator or a word it is a part of the path.
   if (at > 0 && (IsSeparator(text[at - 1]) || IsWord(text[at - 1]))) return false;
   if (IsDriveAt(text, at)) return true;
   const std::size_t size = VariableSize(text, at);
@@ -220,7 +263,7 @@ bool UserFolders::IsOtherPathAt(std::u16string_view text, std::size_t at) const 
 std::size_t UserFolders::FindWords(std::u16string_view text, std::size_t at, bool isQuoted,
                                    PersonalParts& parts) const {
   bool mayClose = isQuoted;
-  while (at < text.size() && !IsControl(text[at]) && !IsOtherPathAt(text, at)) {
+  while (at < text.size() && !EndsPath(text[at]) && !IsOtherPathAt(text, at)) {
     if (text[at] == u'"') {
       if (mayClose && EndsQuotedPath(text, at)) return at;
       mayClose = false;

@@ -1,4 +1,4 @@
-/** Finds in a text the folders of users, and what is called how below them. */
+/** Finds user folders in a text, and the file names below them. */
 #pragma once
 
 #include <functional>
@@ -12,28 +12,28 @@
 
 namespace capture {
 
-/** What a variable stands for. */
+/** The kind of a variable's value. */
 enum class VariableValue {
-  UsersFolder,  ///< a folder of a user, or one below
-  OtherPath,    ///< a path from a drive on, elsewhere
+  UsersFolder,  ///< a user folder, or a folder below it
+  OtherPath,    ///< another full path
   OtherText
 };
 
-/** Where users' folders are on a machine. Paths are whole and folded, names of variables in capitals. */
+/** The user folders of a machine. Paths are full and Folded(); names of variables are in capitals. */
 struct FolderPlaces {
-  /** Folders of users, each called like its user. */
+  /** User folders; the last name is that of the user. */
   std::vector<std::u16string> folders = {};
-  /** Folders in which each folder is a user's, beside those that every machine has. */
+  /** Folders that contain user folders, in addition to the usual ones. */
   std::vector<std::u16string> roots = {};
-  /** Other folders of one user, such as one that is copied to another machine. */
+  /** Other folders of a user, such as a synchronised folder. */
   std::vector<std::u16string> others = {};
-  /** All that are set. */
+  /** All variables that are set. */
   std::map<std::u16string, VariableValue> variables = {};
-  /** Those that a capture holds: their names stay, as texts could not be expanded without them. */
+  /** The captured variables. Their names stay, because texts are expanded with them. */
   std::set<std::u16string> captured = {};
 };
 
-/** Whether the variable is, on every machine, of one user and stands for a folder of that user's. */
+/** Whether this variable is a folder of the user on every machine. @param upper  the name in capitals */
 bool IsUsersVariable(std::u16string_view upper);
 
 class UserFolders {
@@ -41,16 +41,16 @@ class UserFolders {
   explicit UserFolders(FolderPlaces places);
 
   /**
-   * Adds users' names of folders, and all words of the paths below them: up to the end of the text, the
-   * beginning of another path, or the quote that ends the path.
-   * @param withUnset  whether a path that begins with a variable which is not set is taken for a user's
+   * Adds the names of user folders and all words of the paths below them. A path ends at the end of the text,
+   * at the start of another path, at a NUL or similar control character, or at the quote that closes it.
+   * @param withUnset  whether a path that begins with a variable that is not set counts as a user's path
    */
   void Find(std::u16string_view text, bool withUnset, PersonalParts& parts) const;
 
-  /** Takes note of new names of captured variables, beside those that they have. */
+  /** Adds the new names of captured variables; the old names stay known. */
   void Rename(const std::function<std::u16string(std::u16string)>& newName);
 
-  /** How much of the text is a captured variable between its signs; 0 where there is none. */
+  /** Returns the length of the captured variable, with its percent signs, at `at`; 0 if none is there. */
   std::size_t VariableSize(std::u16string_view text, std::size_t at) const;
 
  private:
