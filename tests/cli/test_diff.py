@@ -144,7 +144,7 @@ class BadListTest(ListsTest):
         self.check_refused(b"{}", "is not a list of applications")
         self.check_refused(b"[3]", "application 1: is not an application")
         self.check_refused(b"[{}]", "application 1: has no displayName")
-        self.check_refused("[]".encode("utf-16"), "is UTF-16 text")
+        self.check_refused("[]".encode("utf-16"), "is UTF-16, ")
 
     def test_list_that_was_edited(self):
         entry = json.loads(self.saved(app("Alpha")).read_text(encoding="utf-8"))[0]

@@ -304,7 +304,7 @@ class SampleTest(JobTestCase):
         self.assertIn("2.60.0 -> 2.60.0", self.refusal(1, "install", self.DOWNLOADS + "wrenlock-update.exe",
                                                        "--name", "Wrenlock Password Safe"))
         self.assertIn("was refused", self.refusal(1, "uninstall", "Wrenlock Password Safe"))
-        self.assertIn("still at work", self.refusal(1, "uninstall", "Skerry Screen Reader"))
+        self.assertIn("still running", self.refusal(1, "uninstall", "Skerry Screen Reader"))
 
     def test_does_on_a_copy_as_the_readme_says(self):
         readme = (pathlib.Path(__file__).parents[2] / "README.md").read_text()
@@ -327,7 +327,7 @@ class SampleTest(JobTestCase):
         self.assertRegex(self.output("--machine", machine, "install", self.DOWNLOADS + "oakhollow-18.exe",
                                      "--name", "Oakhollow Archiver"),
                          r"\AUpdated Oakhollow Archiver: [\d.]+ -> 18\.00\n\Z")
-        self.assertIn("still at work", self.refusal(1, "--machine", machine, "uninstall", "Skerry Screen Reader"))
+        self.assertIn("still running", self.refusal(1, "--machine", machine, "uninstall", "Skerry Screen Reader"))
         listed = self.listed(machine)
         self.assertEqual(listed["Oakhollow Archiver"], "18.00")
         for name in ("Inkwhistle PDF Viewer", "Skerry Screen Reader"):

@@ -87,6 +87,46 @@ class IdentityTest(RedactionTestCase):
         self.check(folder, ["berta", "unbekannt", "wichtel"])
         self.assertRegex(self.registry(folder), r'"Contact"="mailto:\w+\.\w+\+\w@\w+-\w+\.example; and"')
 
+    def test_mail_addresses_at_every_kind_of_host(self):
+        texts = ["anna.meier@corp.kitchen-pc.example", "anna.meier@münchen.example", "anna.meier@почта.испытание",
+                 "anna.meier@mailserver", "anna.meier@10.0.0.1", "anna.meier@[10.0.0.1]", '"anna meier"@firma.example',
+                 f"anna.meier@{NAME}.example"]
+        folder = self.redacted(entry("A", "".join(f'"v{n}"={quoted(text)}\n' for n, text in enumerate(texts))
+                                     + raw("b", texts[0].encode("utf-16-le")) + f"{quoted(texts[0])}=\"x\"\n"))
+        self.check(folder, ["anna", "meier"])
+
+    def test_accounts_of_any_domain(self):
+        folder = self.redacted(app("A", InstallLocation="runs as CONTOSO\\berta", Comments="C:\\Program Files\\Stays",
+                                   Icon="bin\\stays.exe"))
+        self.check(folder, ["contoso", "berta"])
+        self.assertIn("Program Files\\\\Stays", self.registry(folder))
+        self.assertIn("bin\\\\stays.exe", self.registry(folder))
+
+    def test_credentials_without_a_scheme_and_settings_for_secrets(self):
+        texts = ["berta:geheim@host", "setup /password:geheim /S", "--password=geheim", "-pwd geheim", "SA_PASSWORD=geheim",
+                 'PASSWORD="geheim berta" /qn', "/user:berta", "Kennwort: geheim"]
+        folder = self.redacted(entry("A", "".join(f'"v{n}"={quoted(text)}\n' for n, text in enumerate(texts))))
+        self.check(folder, ["geheim", "berta"])
+        self.assertRegex(self.registry(folder), r'"v1"="setup /password:\w{6} /S"')
+
+    def test_names_as_escapes_in_full_width_and_in_the_oem_code_page(self):
+        wide = "".join(chr(ord(c) + 0xFEE0) for c in "Ilka")
+        folder = self.redacted(entry("A", f'"v1"="Gr%C3%BCnwald"\n"v2"="%47r%c3%bcnwald"\n"v3"={quoted(wide)}\n'
+                                     + raw("v4", "x Grünwald y".encode("cp850")) + raw("v5", "GRÜNWALD".encode("cp437"))))
+        text = self.registry(folder)
+        self.assertNotIn("nwald", text)
+        self.assertNotIn(wide, text)
+        for data in hex_bytes(text.replace("\r", "")):
+            self.assertNotIn(b"nwald", data.lower())
+
+    def test_a_surname_in_utf_16_of_the_other_byte_order(self):
+        owner = "Ilka Unbekannt"
+        values = "".join(raw(f"v{n}", b"#" * at + owner.encode("utf-16-be") + end)
+                         for n, (at, end) in enumerate((at, end) for at in (0, 1) for end in (b"", b"!", b"\0\0")))
+        folder = self.redacted(key(CURRENT, {"RegisteredOwner": owner}), entry("A", values),
+                               environment={"USERNAME": "Ilka", "SystemRoot": "C:\\Windows"})
+        self.check(folder, ["Unbekannt"])
+
     def test_users_and_passwords_of_proxies_and_addresses(self):
         folder = self.redacted(
             key(INTERNET, {"ProxyEnable": "1", "ProxyServer": "http=berta:g@h=e;m@proxy:80;https=http://berta:pa/ss@proxy:81;c:90"}),

@@ -37,6 +37,14 @@ class PathsTest(RedactionTestCase):
         found, = self.hidden(f'"{HOME}\\Wichtelpost\\x.exe" /S --silent "/log" C:\\Windows')
         self.assertTrue(found.endswith('.exe" /S --silent "/log" C:\\Windows'), found)
 
+    def test_tabs_and_line_ends_do_not_end_a_path(self):
+        self.hidden(values=[raw(f"c{n}", f"{HOME}\\a{sign}Wichtelpost\\Geheimprojekt".encode("utf-16-le"), 1)
+                            for n, sign in enumerate(("\t", "\r\n", "\n"))])
+
+    def test_folders_of_users_by_translated_names_and_below_other_drives(self):
+        self.hidden(*(f"{root}\\nobody\\{DEEP}" for root in ("C:\\Benutzer", "D:\\Utilisateurs", "C:\\Dokumente und Einstellungen",
+                                                          "D:\\Profiles", "E:\\Homes", "\\\\server\\profiles$")))
+
     def test_a_path_of_more_than_1024_characters_is_hidden_whole(self):
         self.hidden(HOME + "\\" + "\\".join(["Geheimprojekt"] * 200) + "\\Tagebuch")
 

@@ -93,6 +93,15 @@ bool IsInCode(std::u16string_view text, std::size_t begin, std::size_t end) {
   return true;
 }
 
+/**
+ * Whether two adjacent units belong to one word. Latin letters and other scripts do not, because the second
+ * one is often another value that the bytes behind a name are.
+ */
+bool AreOneWord(char16_t left, char16_t right) {
+  constexpr char16_t kAfterLatin = 0x250;
+  return IsWord(left) && IsWord(right) && (left < kAfterLatin) == (right < kAfterLatin);
+}
+
 void AddWords(std::u16string_view text, std::size_t begin, std::size_t end, PersonalParts& parts) {
   for (std::size_t at = begin; at < end; ++at) {
     const std::size_t word = at;
@@ -271,7 +280,8 @@ void FindNames(std::u16string_view text, std::span<const PersonalName> names, bo
     for (const PersonalName& name : names) {
       const std::size_t end = at + SizeAt(text, at, name.text);
       if (end == at) continue;
-      const bool isWord = (at == 0 || !IsWord(text[at - 1])) && (end == text.size() || !IsWord(text[end]));
+      const bool isWord = (at == 0 || !AreOneWord(text[at - 1], text[at])) &&
+                          (end == text.size() || !AreOneWord(text[end - 1], text[end]));
       const bool isSought = name.inWords || (isWord && (withShort || name.text.size() >= kTellingChars));
       if (isSought && (name.kind == PersonalKind::Guid || !IsInCode(text, at, end))) {
         parts.push_back({at, end - at, name.kind});
@@ -288,10 +298,11 @@ void FindMailAddresses(std::u16string_view text, bool isText, PersonalParts& par
     const std::size_t end = EndOfHost(text, sign + 1);
     if (begin == sign || end == sign + 1) continue;
     const std::size_t last = LastLabel(text, sign + 1, end);
-    const bool isSure =
-        isText || last != end ||
-        (IsLongWord(text.substr(begin, sign - begin)) && IsLongWord(text.substr(sign + 1, end - sign - 1)));
-    if (!isSure) continue;
+    const std::u16string_view person = text.substr(begin, sign - begin);
+    const std::u16string_view host = text.substr(sign + 1, end - sign - 1);
+    const bool isLikely =
+        isText ? person.size() > 1 && host.size() > 1 : IsLongWord(person) && IsLongWord(host);
+    if (last == end && !isLikely) continue;
     AddWords(text, begin, sign, parts);
     AddWords(text, sign + 1, last, parts);
   }
@@ -299,17 +310,20 @@ void FindMailAddresses(std::u16string_view text, bool isText, PersonalParts& par
 
 void FindAccounts(std::u16string_view text, PersonalParts& parts) {
   const auto isName = [](char16_t unit) { return IsWord(unit) || IsIn(u"-._$", unit) || unit == kMasked; };
+  const std::u16string_view ends(u"\"<>|;,=\t\r\n\0", 11);
   for (std::size_t sign = text.find(u'\\'); sign != kNone; sign = text.find(u'\\', sign + 1)) {
     std::size_t begin = sign, end = sign + 1;
     while (begin > 0 && isName(text[begin - 1])) --begin;
     while (end < text.size() && isName(text[end])) ++end;
-    const bool isPathBefore = begin > 0 && (IsSeparator(text[begin - 1]) || IsIn(u":%~", text[begin - 1]));
-    const bool isPathBehind = end < text.size() && (IsSeparator(text[end]) || IsIn(u":%*", text[end]));
-    const std::u16string_view domain = text.substr(begin, sign - begin),
-                              user = text.substr(sign + 1, end - sign - 1);
-    if (domain.empty() || user.empty() || isPathBefore || isPathBehind || domain[0] == u'.' ||
-        user[0] == u'.')
-      continue;
+    // Names of a path may have blanks, so a separator or drive before the name in the same part makes it a
+    // path.
+    const std::size_t part = begin == 0 ? kNone : text.find_last_of(ends, begin - 1);
+    const std::u16string_view before = text.substr(part + 1, begin - part - 1);
+    const bool isPath = before.find_first_of(u"\\/:%~") != kNone ||
+                        (end < text.size() && (IsSeparator(text[end]) || IsIn(u":%*", text[end])));
+    const std::u16string_view domain = text.substr(begin, sign - begin);
+    const std::u16string_view user = text.substr(sign + 1, end - sign - 1);
+    if (isPath || domain.empty() || user.empty() || domain[0] == u'.' || user[0] == u'.') continue;
     // A name with an ending is a file in a folder.
     const std::size_t dot = user.rfind(u'.');
     if (dot != kNone && IsFileEnding(Folded(user.substr(dot + 1)))) continue;
@@ -368,7 +382,8 @@ void FindCredentials(std::u16string_view text, bool isProxy, PersonalParts& part
     const std::size_t before = sign == 0 ? kNone : text.find_last_of(begins, sign - 1);
     const std::size_t begin = before == kNone ? 0 : before + 1;
     const std::size_t colon = text.find(u':', begin);
-    const bool isScheme = before != kNone && text[before] == u'/';  // found above
+    const bool isScheme = (before != kNone && text[before] == u'/') ||  // found above
+                          (colon < sign && Folded(text.substr(begin, colon - begin)) == u"MAILTO");
     const bool isHost = EndOfHost(text, sign + 1) != sign + 1;
     if (colon < sign && colon > begin && colon + 1 < sign && !isScheme && isHost)
       AddCredentials(text, begin, sign, parts);

@@ -30,7 +30,7 @@ void Confirm(const ForgetOptions& options) {
   }
   const std::string question =
       "Remove the registry entry of \"" + Printable(options.name) + "\"? Its files stay. [y/N] ";
-  const std::string answer = AskLine(question, Typing::Shown);
+  const std::string answer = AskLine(question);
   if (answer != "y" && answer != "Y" && answer != "yes") throw Failure("nothing was removed");
 }
 

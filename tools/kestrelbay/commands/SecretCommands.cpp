@@ -45,11 +45,16 @@ struct WipedText {
 };
 
 /**
- * Overwrites the unused stack below the caller. Functions that have returned leave their variables there,
- * among them pieces of secrets that the library and the system worked on.
+ * Overwrites the unused stack below the caller, where functions that have returned leave their variables,
+ * among them pieces of secrets. Copies leave their last bytes in vector registers too, which the dynamic
+ * linker stores on the stack when it resolves a function: copies of zeros overwrite these registers.
  */
 [[gnu::noinline]] void WipeUnusedStack() {
   std::array<char, 64 * 1024> unused;
+  Wipe(unused.data(), unused.size());
+  constexpr std::size_t kHalf = unused.size() / 2;
+  for (std::size_t size = 8; size <= kHalf; size *= 2)
+    std::memcpy(unused.data(), unused.data() + kHalf, size);
   Wipe(unused.data(), unused.size());
 }
 
