@@ -111,7 +111,7 @@ TEST_F(Exports, TextsAndFixedDataHaveNoEntryLineOfTheirOwn) {
   GetAppBlackList(&table, &count);
   char buffer[260];
   std::int32_t size = sizeof buffer;
-  GetRootDir(buffer, &size, 2);
+  ::GetRootDir(buffer, &size, 2);
   EXPECT_EQ(log.Lines().size(), 7U);
   for (const LogLine& line : log.Lines()) {
     EXPECT_THAT(line.file, testing::AnyOf("Security", "CommonFunc")) << line.text;

@@ -23,7 +23,7 @@ class RootDirExport : public OnMachine {
 
 TEST_F(RootDirExport, WritesTheDirectoryAndItsLength) {
   std::int32_t size = 11;
-  GetRootDir(buffer.data(), &size, 1);
+  ::GetRootDir(buffer.data(), &size, 1);
   EXPECT_STREQ(buffer.data(), "C:\\Store\\1");
   EXPECT_EQ(size, 10);
   EXPECT_THAT(log.Messages(), ElementsAre("GetRootDir Debug"));
@@ -31,7 +31,7 @@ TEST_F(RootDirExport, WritesTheDirectoryAndItsLength) {
 
 TEST_F(RootDirExport, TooSmallASizeIsLoggedAndStaysAsItWas) {
   std::int32_t size = 9;
-  GetRootDir(nullptr, &size, 1);
+  ::GetRootDir(nullptr, &size, 1);
   EXPECT_EQ(size, 9);
   ASSERT_EQ(log.Lines().size(), 2U);
   EXPECT_EQ(log.Lines()[1].file, "KestrelbayGeneralSDK");
@@ -41,7 +41,7 @@ TEST_F(RootDirExport, TooSmallASizeIsLoggedAndStaysAsItWas) {
 
 TEST_F(RootDirExport, NegativeSizeIsHuge) {
   std::int32_t size = -1;
-  GetRootDir(buffer.data(), &size, 1);
+  ::GetRootDir(buffer.data(), &size, 1);
   EXPECT_STREQ(buffer.data(), "C:\\Store\\1");
   EXPECT_EQ(size, 10);
 }
@@ -49,7 +49,7 @@ TEST_F(RootDirExport, NegativeSizeIsHuge) {
 TEST_F(RootDirExport, AnyOtherModeWritesAnEmptyTextAndLogsNothing) {
   buffer.fill('#');
   std::int32_t size = 32;
-  GetRootDir(buffer.data(), &size, 3);
+  ::GetRootDir(buffer.data(), &size, 3);
   EXPECT_STREQ(buffer.data(), "");
   EXPECT_EQ(size, 0);
   EXPECT_THAT(log.Lines(), ElementsAre());
@@ -58,7 +58,7 @@ TEST_F(RootDirExport, AnyOtherModeWritesAnEmptyTextAndLogsNothing) {
 TEST_F(RootDirExport, Mode2IsTheHostsDirectory) {
   machine.hostPath = u"C:\\Store\\host.exe";
   std::int32_t size = 32;
-  GetRootDir(buffer.data(), &size, 2);
+  ::GetRootDir(buffer.data(), &size, 2);
   EXPECT_STREQ(buffer.data(), "C:\\Store");
   EXPECT_EQ(size, 8);
   EXPECT_THAT(log.Messages(), ElementsAre("GetRootDir Release"));
@@ -67,7 +67,7 @@ TEST_F(RootDirExport, Mode2IsTheHostsDirectory) {
 TEST_F(RootDirExport, BytesAreTheAnsiCodePagesAndNotUtf8) {
   machine.currentDirectory = u"C:\\\u00e9";
   std::int32_t size = 32;
-  GetRootDir(buffer.data(), &size, 1);
+  ::GetRootDir(buffer.data(), &size, 1);
   EXPECT_STREQ(buffer.data(), "C:\\\xE9");
   EXPECT_EQ(size, 4);
 }
@@ -79,7 +79,7 @@ TEST_F(RootDirExport, SizeOfTheLengthItselfRaisesTheInvalidParameterCondition) {
   const auto before = simulated::SetInvalidParameterHandler([](const char*) { ++invalidParameters; });
   buffer.fill('#');
   std::int32_t size = 10;
-  GetRootDir(buffer.data(), &size, 1);
+  ::GetRootDir(buffer.data(), &size, 1);
   simulated::SetInvalidParameterHandler(before);
   EXPECT_EQ(invalidParameters, 1);
   EXPECT_STREQ(buffer.data(), "");
@@ -90,7 +90,7 @@ TEST_F(RootDirExport, NullBufferWithRoomRaisesTheCondition) {
   invalidParameters = 0;
   const auto before = simulated::SetInvalidParameterHandler([](const char*) { ++invalidParameters; });
   std::int32_t size = 32;
-  GetRootDir(nullptr, &size, 1);
+  ::GetRootDir(nullptr, &size, 1);
   simulated::SetInvalidParameterHandler(before);
   EXPECT_EQ(invalidParameters, 1);
   EXPECT_THAT(log.Messages(), ElementsAre("GetRootDir Debug"));
@@ -101,7 +101,7 @@ TEST_F(RootDirExport, SizeZeroForAnEmptyTextRaisesTheConditionToo) {
   const auto before = simulated::SetInvalidParameterHandler([](const char*) { ++invalidParameters; });
   buffer.fill('#');
   std::int32_t size = 0;
-  GetRootDir(buffer.data(), &size, 3);
+  ::GetRootDir(buffer.data(), &size, 3);
   simulated::SetInvalidParameterHandler(before);
   EXPECT_EQ(invalidParameters, 1);
   EXPECT_EQ(buffer[0], '#');
