@@ -41,12 +41,13 @@ TEST_F(HostileIcons, CostNoOtherApplicationItsOwn) {
   }
   const auto apps = GetInstalledApps(true);
   ASSERT_EQ(apps->size(), 2 * files.size());
+  auto app = apps->begin();
   for (std::size_t at = 0; at < files.size(); ++at) {
     SCOPED_TRACE(files[at].name);
-    const std::string text((*apps)[2 * at].IconText);
+    const std::string text = (app++)->IconText;
     EXPECT_EQ(files[at].hasPicture, text.starts_with(kPictureStart));
     EXPECT_EQ(files[at].hasPicture, !text.empty());
-    const std::string other((*apps)[2 * at + 1].IconText);
+    const std::string other = (app++)->IconText;
     ASSERT_THAT(other, StartsWith(std::string(kPictureStart)));
     EXPECT_EQ(simulated::DecodePng(FromBase64(other.substr(kPictureStart.size())), 256),
               simulated::PictureOf(samples::Drawing(256, 256, static_cast<std::uint32_t>(0xFF000001 + at))));

@@ -123,10 +123,12 @@ class SecretTraces : public testing::TestWithParam<std::string_view> {
   char* plain = nullptr;
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, SecretTraces, testing::ValuesIn(kSecrets), [](const auto& secret) {
+std::string NameOfSecret(const testing::TestParamInfo<std::string_view>& secret) {
   constexpr const char* kNames[] = {"AShortText", "ALongText", "AVeryLongText"};
   return kNames[secret.index];
-});
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, SecretTraces, testing::ValuesIn(kSecrets), NameOfSecret);
 
 TEST_P(SecretTraces, AreSeenByThisTest) {
   Watch([] { Forget(GetParam()); });
