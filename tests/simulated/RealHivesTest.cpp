@@ -69,7 +69,8 @@ TEST(RealHives, EntriesOfBothLogsAreApplied) {
     const auto recovered = Open(name, Recovery::Applied, lines);
     EXPECT_THAT(lines, testing::ElementsAre(testing::HasSubstr(line)));
     const auto primary = Open(name, Recovery::NotApplied, lines);
-    EXPECT_GT(recovered->NewestChange(), primary->NewestChange());
+    // The newest key of one of them is in the primary, too: its entries change older keys.
+    EXPECT_GE(recovered->NewestChange(), primary->NewestChange());
     EXPECT_EQ(lines.size(), 1U);
   }
 }

@@ -333,7 +333,8 @@ void FindAccounts(std::u16string_view text, PersonalParts& parts) {
 }
 
 void FindSecretSettings(std::u16string_view text, PersonalParts& parts) {
-  const auto isName = [](char16_t unit) { return IsWord(unit) || IsIn(u"-_", unit); };
+  // The sought names are ASCII. Any other unit before one can be a byte of something else.
+  const auto isName = [](char16_t unit) { return unit < 0x80 && (IsWord(unit) || IsIn(u"-_", unit)); };
   for (std::size_t begin = 0; begin < text.size(); ++begin) {
     if (!isName(text[begin])) continue;
     std::size_t end = begin;

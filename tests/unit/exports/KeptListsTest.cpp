@@ -50,6 +50,10 @@ void Free(void* block) {
 void* operator new(std::size_t bytes) { return Take(bytes); }
 void operator delete(void* block) noexcept { Free(block); }
 void operator delete(void* block, std::size_t) noexcept { Free(block); }
+// Memory resources ask for an alignment. No block here needs more than malloc gives.
+void* operator new(std::size_t bytes, std::align_val_t) { return Take(bytes); }
+void operator delete(void* block, std::align_val_t) noexcept { Free(block); }
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept { Free(block); }
 // A sanitizer's own of these do not come to the ones above.
 void* operator new[](std::size_t bytes) { return Take(bytes); }
 void operator delete[](void* block) noexcept { Free(block); }
