@@ -82,7 +82,7 @@ namespace Kestrelbay
                 (byte[] buffer, ref int size) => Native.GuardGetAppVersion(text, new byte[1], buffer, ref size));
         }
 
-        /// <summary>What the machine tells of itself.</summary>
+        /// <summary>Facts about the machine.</summary>
         public Facts Facts()
         {
             int tablet = Native.GuardIsTabletPC();

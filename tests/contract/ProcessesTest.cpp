@@ -42,7 +42,7 @@ class Processes : public testing::Test {
     return isStarted;
   }
 
-  /** In Wine the message that tells of the failure changes the last error. */
+  /** Wine's message about the failure changes the last error. */
   void ExpectReason(DWORD lastError) const { EXPECT_EQ(!tests::RunsOnWine(), reason == lastError); }
 
   static void ExpectToEnd(HANDLE process) {

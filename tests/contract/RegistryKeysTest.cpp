@@ -173,7 +173,7 @@ TEST_F(RegistryKeys, SubKeysComeInOrderWithoutRegardToCase) {
 }
 
 TEST_F(RegistryKeys, SubKeysComeInOrderOfTheirUpperCasedUnits) {
-  // '[' to '`' stand behind the letters. Sharp s, dotless i and the final sigma have no upper case of their
+  // '[' to '`' sort after the letters. Sharp s, dotless i and the final sigma have no upper case of their
   // own, y with diaeresis goes to U+0178. Wine goes by the lower-cased units.
   const std::vector<std::u16string> expected = {u"a",      u"b",      u"[", u"_",  u"_a", u"É", u"ß",
                                                 u"\u0130", u"\u0131", u"ÿ", u"σa", u"Σb", u"ςc"};

@@ -1,7 +1,7 @@
 /**
  * Removes from a captured machine what identifies its owner: names of users, owners and the machine, the
  * machine's part of SIDs, its GUID, mail addresses, accounts, passwords, and the file names below user
- * folders. docs/support.md lists what is hidden and what is not.
+ * folders. docs/support.md lists hidden and kept data.
  *
  * Each name becomes a stand-in of the same length, the same one in all places, with capitals where the name
  * has them. So texts compare, sort and overflow as they do on the machine. Values of any type are searched as

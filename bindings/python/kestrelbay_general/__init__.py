@@ -181,7 +181,7 @@ class Library:
         return self._fact("GetAppVersion", _encode(name, "the name"), b"")
 
     def facts(self) -> Facts:
-        """What the machine tells of itself."""
+        """Facts about the machine."""
         tablet = self._call("IsTabletPC", allowed=(-1,))
         return Facts(
             manufacturer=self._fact("GetManufacturer"), product=self._fact("GetProductName"),

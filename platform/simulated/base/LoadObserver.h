@@ -13,7 +13,7 @@ struct LoadObserver {
   /** Reports the bytes read so far, and the bytes in all. */
   std::function<void(std::uint64_t doneBytes, std::uint64_t allBytes)> progress;
   /**
-   * Reports what is left out while all else loads, such as a key whose name Windows does not allow. The keys
+   * Reports an omitted item while all else loads, such as a key whose name Windows does not allow. The keys
    * of a volume are read when they are first used. What is found then is reported later, here and to
    * `damage`, and on the thread that uses the key.
    */

@@ -37,7 +37,7 @@ const Root* FindRoot(std::u16string_view name) {
   return root == kRoots.end() ? nullptr : root;
 }
 
-/** Receives what is left out. */
+/** Receives omitted statements. */
 class NullSink : public RegFileSink {
  public:
   void OpenKey(std::u16string_view, std::optional<std::uint64_t>) override {}
