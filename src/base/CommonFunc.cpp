@@ -15,6 +15,8 @@ namespace {
 constexpr char kFile[] = "CommonFunc";
 constexpr std::size_t kPathBytes = 260;  // MAX_PATH: longer paths are cut, by design
 
+// The results of the two system calls are not checked, by design: after a failure the zeroed buffer is the
+// empty text. Both are A functions, because hosts expect the ANSI code page and not UTF-8.
 std::string CurrentDirectory() {
   std::array<char, kPathBytes> buffer{};
   platform::GetCurrentDirectoryA(buffer.size(), buffer.data());
@@ -23,9 +25,11 @@ std::string CurrentDirectory() {
 
 std::string HostDirectory() {
   std::array<char, kPathBytes> buffer{};
+  // Null means the executable of the process, which is the host and not this library.
   platform::GetModuleFileNameA(nullptr, buffer.data(), buffer.size());
   buffer.back() = '\0';  // some releases of Windows do not terminate a path that they cut
   const std::string path = buffer.data();
+  // Only a backslash separates. A path without one stays whole.
   return path.substr(0, path.rfind('\\'));
 }
 
@@ -66,9 +70,12 @@ std::vector<std::u16string> SplitWide(std::u16string_view text, char16_t separat
   return pieces;
 }
 
+// The expressions are case-sensitive and match the whole text, by design. So "tool.EXE" and "tool.ico,0"
+// yield the empty text. Such an application cannot be started.
 std::string ExtractExePath(std::string iconPath) {
   const std::string path = std::regex_replace(iconPath, std::regex("\""), "");
   std::smatch match;
+  // Greedy: a folder that is named like a program stays in the path.
   if (std::regex_match(path, match, std::regex("(.*\\.exe).*"))) return match[1];
   if (std::regex_match(path, match, std::regex("(.*\\.ico)"))) {
     // By design the dot is not escaped: the expression also replaces the character before "ico".
@@ -78,6 +85,7 @@ std::string ExtractExePath(std::string iconPath) {
 }
 
 bool FileExists(const std::string& path) {
+  // Mode 0 asks for existence only, so a folder counts too.
   return !path.empty() && platform::_waccess(Utf8ToWide(path).c_str(), 0) == 0;
 }
 
@@ -99,7 +107,9 @@ std::int32_t StartProcess(std::u16string commandLine) {
   startup.cb = sizeof startup;
   startup.dwFlags = platform::STARTF_USESHOWWINDOW;
   startup.wShowWindow = platform::SW_SHOWNORMAL;
+  // By design the two handles in it are never closed.
   platform::PROCESS_INFORMATION process{};
+  // Windows may write to the command line, so `commandLine` is a copy.
   const platform::BOOL started =
       platform::CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, false,
                                platform::CREATE_NEW_CONSOLE, nullptr, nullptr, &startup, &process);
@@ -113,12 +123,13 @@ bool StartElevated(const std::string& file, const std::string& parameters, std::
   const std::u16string wideParameters = Utf8ToWide(parameters);
   platform::SHELLEXECUTEINFOW execute{};
   execute.cbSize = sizeof execute;
-  execute.fMask = platform::SEE_MASK_NOCLOSEPROCESS;
+  execute.fMask = platform::SEE_MASK_NOCLOSEPROCESS;  // without it, the shell returns no process
   execute.lpVerb = u"runas";
   execute.lpFile = wideFile.c_str();
   execute.lpParameters = wideParameters.c_str();
   execute.nShow = static_cast<int>(showCommand);
   const bool isStarted = platform::ShellExecuteExW(&execute) != 0;
+  // Null even after a success, if the shell passed the file to a program that runs already.
   process = execute.hProcess;
   return isStarted;
 }

@@ -31,6 +31,7 @@ struct ValueBuffer {
 
 struct CloseKey {
   void operator()(platform::HKEY handle) const {
+    // HKEY_CURRENT_USER is missing here by design. Windows keeps it usable after the close.
     if (handle == platform::HKEY_LOCAL_MACHINE || handle == platform::HKEY_USERS) return;
     platform::RegCloseKey(handle);
   }
@@ -43,6 +44,8 @@ void WriteDecimal(std::int64_t number, std::u16string& text) {
   text.assign(digits.begin(), end);
 }
 
+// The result of the call is not checked, by design: of a text that grows beyond 260 characters, the record
+// gets what Windows left in the buffer.
 void Expand(const char16_t* unexpanded, std::u16string& text) {
   std::array<char16_t, kNameChars + 1> expanded{};
   platform::ExpandEnvironmentStringsW(unexpanded, expanded.data(), kNameChars);
@@ -62,7 +65,7 @@ platform::REGSAM ReadAccess(RegistryView view) {
       return platform::KEY_READ | platform::KEY_WOW64_32KEY;
     case k64BitView:
       return platform::KEY_READ | platform::KEY_WOW64_64KEY;
-    default:
+    default:  // also a number that is no view
       return platform::KEY_READ;
   }
 }
@@ -72,13 +75,13 @@ const RegistryKey& RootForDelete(platform::HKEY root) {
   return root == platform::HKEY_CURRENT_USER ? CurrentUserRoot() : LocalMachineRoot();
 }
 
-bool DeleteChildren(platform::HKEY root, const std::u16string& path,
+// Stops at the first child that cannot be deleted. The children after it stay.
+void DeleteChildren(platform::HKEY root, const std::u16string& path,
                     const std::vector<std::u16string>& names) {
   const std::u16string prefix = path.ends_with(u'\\') ? path : path + u'\\';
   for (const std::u16string& name : names) {
-    if (!DeleteRegistryTree(root, prefix + name)) return false;
+    if (!DeleteRegistryTree(root, prefix + name)) return;
   }
-  return true;
 }
 
 }  // namespace
@@ -146,12 +149,13 @@ void ReadRegistryValue(const RegistryKey& key, const char16_t* name, std::u16str
       Expand(value.units.data(), text);
       break;
     case platform::REG_DWORD: {
+      // Signed, by design: 0xFFFFFFFF is "-1", and so no rule takes it for a set flag.
       std::int32_t number;
       std::memcpy(&number, value.units.data(), sizeof number);
       WriteDecimal(number, text);
       break;
     }
-    default:
+    default:  // REG_MULTI_SZ, REG_QWORD and raw data read as empty
       break;
   }
 }
@@ -167,7 +171,7 @@ std::vector<std::u16string> ListSubKeyNames(const RegistryKey& key) {
   std::array<char16_t, kNameChars> name;
   platform::DWORD unreadable = 0;
   for (platform::DWORD index = 0; unreadable < kUnreadableNamesInARow; ++index) {
-    platform::DWORD chars = kNameChars;
+    platform::DWORD chars = kNameChars;  // anew each time: the call replaces it by the length of the name
     const platform::LSTATUS status =
         platform::RegEnumKeyExW(key.handle, index, name.data(), &chars, nullptr, nullptr, nullptr, nullptr);
     if (status == platform::ERROR_NO_MORE_ITEMS) break;
@@ -178,7 +182,7 @@ std::vector<std::u16string> ListSubKeyNames(const RegistryKey& key) {
 }
 
 void ReadLastWriteTime(const RegistryKey& key, std::u16string& text) {
-  platform::FILETIME time{};
+  platform::FILETIME time{};  // stays zero if the query fails, so a record always has a time
   platform::RegQueryInfoKeyW(key.handle, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
                              nullptr, nullptr, nullptr, &time);
   const std::uint64_t fileTime = static_cast<std::uint64_t>(time.dwHighDateTime) << 32 | time.dwLowDateTime;
@@ -189,9 +193,11 @@ void ReadLastWriteTime(const RegistryKey& key, std::u16string& text) {
 }
 
 bool DeleteRegistryTree(platform::HKEY root, const std::u16string& path) {
+  // Succeeds for a key without subkeys, which needs only the right to delete it and not to read it.
   if (platform::RegDeleteKeyW(root, path.c_str()) == platform::ERROR_SUCCESS) return true;
   std::vector<std::u16string> names;
   {
+    // Closed before the recursion: otherwise a deep tree would hold a handle for each level.
     const RegistryKey rootCopy = RootForDelete(root);
     const std::unique_ptr<RegistryKey> key = OpenKey(rootCopy, path);
     // A key that can be neither deleted nor opened counts as deleted already.
@@ -199,6 +205,7 @@ bool DeleteRegistryTree(platform::HKEY root, const std::u16string& path) {
     names = ListSubKeyNames(*key);
   }
   DeleteChildren(root, path, names);
+  // Tried even if a child stayed. Windows refuses it then, and that status is the result.
   return platform::RegDeleteKeyW(root, path.c_str()) == platform::ERROR_SUCCESS;
 }
 

@@ -9,6 +9,8 @@ namespace {
 constexpr char kFile[] = "SDKLog";
 constexpr std::int32_t kFormatFailureLine = 79;  // prescribed: hosts know this failure by its line
 
+// By design log.dll receives the format unexpanded, and neither function nor line. It has no function for
+// other levels, so such a record is dropped.
 void LogToDll(std::int32_t level, const char* file, const char* format) {
   switch (level) {
     case kLogDebug:
@@ -41,6 +43,8 @@ SDKLog& SDKLog::GetInstance() {
 
 void SDKLog::Log(std::int32_t level, const char* file, const char* function, std::int32_t line,
                  const char* format, ...) {
+  // Held during the host's callback too, so that records of two threads never interleave. That is why a
+  // callback must not call an export that logs.
   const std::lock_guard<std::mutex> held(lock_);
   if (useLogDll) return LogToDll(level, file, format);
   // The destructor calls va_end also when an exception leaves. A catch clause would do it too, but the
@@ -57,10 +61,12 @@ void SDKLog::LogLine(std::int32_t level, const char* file, const char* function,
                      const char* format, va_list arguments) {
   std::string text = function;
   text.append(":").append(std::to_string(line)).append(" ").append(Format(format, arguments));
+  // Not checked for null: a host must call InitDllLogger before everything else.
   logCallback(file, level, text.c_str());
 }
 
 std::string SDKLog::Format(const char* format, va_list arguments) {
+  // Measured first, because a message has no length limit.
   const int length = FormattedLength(format, arguments);
   if (length <= 0) return {};
   // The NUL of vsprintf_s overwrites that of std::string.

@@ -8,13 +8,14 @@
 namespace kestrelbay {
 namespace {
 
+// Uninstall command, root and path of a record stay in the library. It finds them again with a new scan.
 InstalledAppEntry NewEntry(const AppRecord& app) {
   const auto text = [](std::u16string_view wide) { return NewHostText(WideToUtf8(wide)); };
   return {.displayName = text(app.DisplayName),
           .installLocation = text(app.InstallLocation),
           .displayVersion = text(app.DisplayVersion),
           .displayIcon = text(app.DisplayIcon),
-          .iconText = NewHostText(app.IconText),
+          .iconText = NewHostText(app.IconText),  // already UTF-8; the copy drops its NUL at the end
           .installDate = text(app.InstallDate),
           .lastWriteTime = text(app.LastWriteTime),
           .architecture = app.architecture};
@@ -30,6 +31,7 @@ void FreeTexts(InstalledAppEntry& entry) {
 
 }  // namespace
 
+// The array is from new[], unlike its texts, which are from malloc. DeleteEntries frees both.
 InstalledAppEntry* NewEntries(std::size_t count) { return new InstalledAppEntry[count]{}; }
 
 void FillEntries(const AppRecords& apps, InstalledAppEntry* entries) {

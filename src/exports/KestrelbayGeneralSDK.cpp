@@ -24,6 +24,7 @@ namespace {
 
 constexpr char kFile[] = "KestrelbayGeneralSDK";
 constexpr platform::DWORD kStartPauseMs = 500;  // prescribed: hosts rely on starts half a second apart
+// Static: each call returns this table, and hosts may keep its address.
 constexpr const char* kBlockList[] = {"com.tolvan.tvdisk", "com.tolvan.baymarket"};
 
 // An empty fact and a missing or small buffer fail alike.
@@ -32,6 +33,9 @@ bool CopyFact(const std::string& fact, char* buffer, std::int32_t* size) {
 }
 
 // Registers a job and starts it. The pause is inside the lock, so that all starts are half a second apart.
+//
+// The table keeps the host's record and not a copy, because the job writes its result there. A record of the
+// same name is replaced, and a running job reports to the new callback: by design there is one slot per flow.
 template <class Flow, class Request, class Callback>
 void StartJob(Request* request, Callback callback, void (Flow::*start)(const std::string&)) {
   const std::lock_guard<std::recursive_mutex> held(LifecycleMutex);
@@ -52,6 +56,7 @@ std::string FindInstalledVersion(const char* displayName) {
   return app ? WideToUtf8(app->DisplayVersion) : std::string();
 }
 
+// Calls the exports, so the host's log shows the same lines as for a list that it asked for itself.
 void ListInstalledApps(AppListCallback callback, bool includeIcons) {
   InstalledAppEntry* entries = nullptr;
   std::uint32_t count = 0;
@@ -60,6 +65,7 @@ void ListInstalledApps(AppListCallback callback, bool includeIcons) {
   ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
 }
 
+// Calls back for an unknown name and a failed icon too: it is the only sign that the request has ended.
 void ReportAppIcon(IconCallback callback, const char* displayName) {
   const std::unique_ptr<char, decltype(&std::free)> iconText(
       NewHostText(GetAppIconByName(Utf8ToWide(TextOf(displayName)))), &std::free);
@@ -71,10 +77,13 @@ void ReportAppIcon(IconCallback callback, const char* displayName) {
 
 using namespace kestrelbay;
 
+// By design no export catches an exception: it crosses into the host.
 extern "C" {
 
 void InitDllLogger(LogCallback callback) {
   SDKLog& log = SDKLog::GetInstance();
+  // Null keeps the callback that is stored. Neither write takes the lock: a host calls this before its other
+  // threads.
   log.useLogDll = callback == nullptr;
   if (callback) {
     log.logCallback = callback;
@@ -93,6 +102,8 @@ void Uninstall(UninstallRequest* request, UninstallCallback callback) {
 }
 
 void SetStopAppEvent() {
+  // Never reset, by design: each wait of a later job ends at once. The log line does not depend on the
+  // result.
   platform::SetEvent(StopEvent);
   SDK_LOG(kLogInfo, kFile, "setStopAppEvent success.");
 }
@@ -140,6 +151,7 @@ bool IsTabletPC() {
   return SystemInfo::GetInstance().IsTabletPC();
 }
 
+// A failure is the empty text in a block of one byte, which the host must release as well.
 void Encrypt(const char* input, char** output) {
   const SecretText plain{TextOf(input)};
   HandOut(Security::GetInstance().Encrypt(plain.text), output);
@@ -171,6 +183,7 @@ void GetInstalledAppListAsync(AppListCallback callback, bool includeIcons) {
 
 void GetAppIconAsync(IconCallback callback, const char* displayName) {
   SDK_LOG(kLogInfo, kFile, "enter GetAppIconAsync");
+  // By design the worker takes the host's pointer and reads the name later.
   StartWorker([=] { ReportAppIcon(callback, displayName); }).detach();
 }
 

@@ -9,7 +9,7 @@ namespace {
 
 std::string ReadItemName(IShellItem* item, platform::DWORD form) {
   char16_t* name = nullptr;
-  if (platform::IShellItem_GetDisplayName(item, form, &name) < 0) return {};
+  if (platform::IShellItem_GetDisplayName(item, form, &name) < 0) return {};  // the item stays in the list
   const std::string text = WideToUtf8(name);
   platform::CoTaskMemFree(name);
   return text;

@@ -7,6 +7,7 @@
 namespace kestrelbay {
 namespace {
 
+// Filters nothing: software adapters and equal cards are listed too.
 std::vector<IDXGIAdapter*> Adapters(IDXGIFactory* factory) {
   std::vector<IDXGIAdapter*> adapters;
   for (platform::UINT index = 0;; ++index) {
@@ -22,6 +23,7 @@ std::vector<IDXGIAdapter*> Adapters(IDXGIFactory* factory) {
 std::string DescribeAndRelease(IDXGIAdapter* adapter) {
   platform::DXGI_ADAPTER_DESC description{};
   if (!adapter) return {};
+  // The result is not checked: after a failure the name is empty, and its comma stays in the list.
   platform::IDXGIAdapter_GetDesc(adapter, &description);
   std::string name = WideToUtf8(description.Description);
   platform::IDXGIAdapter_Release(adapter);

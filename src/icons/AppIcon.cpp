@@ -16,6 +16,8 @@ std::u16string TrimSpaces(const std::u16string& text) {
 
 std::string GetAppIconText(std::u16string_view displayIcon, bool extract) {
   if (displayIcon.empty()) return {};
+  // The case matters, by design: "tool.EXE" is passed on as a path. So are icon files and DLLs, which are not
+  // read.
   if (displayIcon.find(u".exe") == displayIcon.npos) return WideToUtf8(NormalizeIconPath(displayIcon));
   std::string base64;
   if (!extract || !IconToPngBase64(NormalizeIconPath(displayIcon), base64)) return {};
@@ -23,6 +25,7 @@ std::string GetAppIconText(std::u16string_view displayIcon, bool extract) {
 }
 
 std::u16string NormalizeIconPath(std::u16string_view displayIcon) {
+  // Drops the icon index. By design a comma in a folder name cuts the path, too.
   std::u16string path = SplitWide(displayIcon, u',').front();
   std::erase(path, u'"');
   return TrimSpaces(ReplaceAll<char16_t>(std::move(path), u"\\\\", u"\\"));

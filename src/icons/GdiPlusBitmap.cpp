@@ -4,6 +4,8 @@
 
 namespace kestrelbay {
 
+// Without memory, operator new of this class returns null. The constructor does not run then.
+
 std::unique_ptr<GdiPlusBitmap> GdiPlusBitmap::FromIcon(platform::HICON icon) {
   std::unique_ptr<GdiPlusBitmap> bitmap(new GdiPlusBitmap);
   if (bitmap) bitmap->lastStatus = platform::GdipCreateBitmapFromHICON(icon, &bitmap->native_);

@@ -12,6 +12,7 @@
 namespace kestrelbay {
 namespace {
 
+// The interface IImageList. The pointer that the shell returns for it is the handle of the list itself.
 constexpr char16_t kImageListId[] = u"{46EB5926-582E-4017-9FDF-E8998DAA0950}";
 constexpr platform::DWORD kBase64OnOneLine = platform::CRYPT_STRING_BASE64 | platform::CRYPT_STRING_NOCRLF;
 constexpr std::uint32_t kOpaqueBlack = 0xFF000000;
@@ -26,6 +27,7 @@ struct JumboImageList {
 } jumboImageList;
 
 platform::HIMAGELIST FetchJumboImageList() {
+  // A failed fetch is not repeated, by design. The process then shows small icons until it ends.
   if (!jumboImageList.tried && !jumboImageList.list) {
     jumboImageList.tried = true;
     platform::GUID id{};
@@ -41,6 +43,8 @@ platform::HIMAGELIST FetchJumboImageList() {
 platform::HICON LoadLargestIcon(const std::u16string& path) {
   const platform::HIMAGELIST list = FetchJumboImageList();
   platform::SHFILEINFOW info{};
+  // The attribute has no effect without SHGFI_USEFILEATTRIBUTES, and nobody reads the name. Both are
+  // prescribed.
   if (!platform::SHGetFileInfoW(path.c_str(), platform::FILE_ATTRIBUTE_DIRECTORY, &info, sizeof info,
                                 platform::SHGFI_ICON | platform::SHGFI_DISPLAYNAME)) {
     return nullptr;
@@ -48,7 +52,7 @@ platform::HICON LoadLargestIcon(const std::u16string& path) {
   const platform::HICON large =
       list ? platform::ImageList_GetIcon(list, info.iIcon, platform::ILD_NORMAL) : nullptr;
   if (!large) return info.hIcon;
-  platform::DestroyIcon(info.hIcon);
+  platform::DestroyIcon(info.hIcon);  // the caller owns both icons, and one is returned
   return large;
 }
 
@@ -79,6 +83,7 @@ std::unique_ptr<GdiPlusBitmap> WithAlpha(const GdiPlusBitmap& source) {
   int pixelFormat = 0;
   platform::GdipGetImagePixelFormat(source.Image(), &pixelFormat);
   platform::BitmapData locked{};
+  // Locked in the bitmap's own format, so GDI+ copies and converts nothing.
   platform::GdipBitmapLockBits(source.Bitmap(), &picture, platform::ImageLockModeRead, pixelFormat, &locked);
   auto target = GdiPlusBitmap::OverPixels(locked);
   platform::GdipBitmapUnlockBits(source.Bitmap(), &locked);  // the pixels stay while the source lives
@@ -88,6 +93,7 @@ std::unique_ptr<GdiPlusBitmap> WithAlpha(const GdiPlusBitmap& source) {
 bool SaveColorBitmapAsPng(platform::HICON icon, platform::HBITMAP color, std::vector<std::uint8_t>& png) {
   platform::BITMAP description{};
   platform::GetObjectW(color, sizeof description, &description);
+  // With fewer bits there is no alpha to keep, and the mask of the icon is the transparency.
   if (description.bmBitsPixel != 32) {
     const auto target = GdiPlusBitmap::FromIcon(icon);
     return target && SaveBitmapAsPng(*target, png);
@@ -139,6 +145,7 @@ bool SaveBitmapAsPng(GdiPlusBitmap& bitmap, std::vector<std::uint8_t>& png) {
   }
   platform::HANDLE memory = nullptr;
   platform::GetHGlobalFromStream(stream, &memory);
+  // By design the size is narrowed to 32 bits.
   png.resize(static_cast<std::size_t>(static_cast<std::int32_t>(platform::GlobalSize(memory))));
   const auto* const bytes = static_cast<const std::uint8_t*>(platform::GlobalLock(memory));
   if (bytes) std::copy_n(bytes, png.size(), png.begin());
@@ -159,6 +166,7 @@ bool IconToPng(platform::HICON icon, std::vector<std::uint8_t>& png) {
 bool IconToPngBase64(const std::u16string& path, std::string& base64) {
   const platform::HICON icon = LoadLargestIcon(path);
   if (!icon) return false;
+  // Started and stopped for each extraction, so nothing of GDI+ remains between two calls.
   const platform::GdiplusStartupInput input{1, nullptr, false, false};
   std::uintptr_t token = 0;
   platform::GdiplusStartup(&token, &input, nullptr);

@@ -24,6 +24,8 @@ void ScanProductsInView(const RegistryKey& userProducts, const RegistryKey* user
   }
 }
 
+// Every subkey of HKEY_USERS counts as a hive, also those of services and of classes. Without the two keys, a
+// hive adds nothing.
 void ScanHive(const std::u16string& hive, Scan& scan) {
   const auto uninstallKey =
       scan.OpenScanRoot(ScanRoot::UninstallKey, UsersRoot(), hive + u'\\' + UninstallKeyPath, kDefaultView);
@@ -60,6 +62,8 @@ Verdict FindUserProduct(const std::u16string& packedCode, const RegistryKey& use
 Verdict ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& installProperties,
                              Scan& scan) {
   InstalledAppInfo app;
+  // ReadField keeps the first text: a name or icon of the user's product key comes before that of the
+  // machine.
   scan.ReadField(app.DisplayName, AppField::DisplayName, productKey, u"ProductName");
   scan.ReadField(app.DisplayName, AppField::DisplayName, installProperties, u"DisplayName");
   scan.ReadField(app.DisplayVersion, AppField::DisplayVersion, installProperties, u"DisplayVersion");
@@ -71,6 +75,7 @@ Verdict ReadUserProductEntry(const RegistryKey& productKey, const RegistryKey& i
   const std::u16string publisher = scan.ReadRuleValue(installProperties, u"Publisher");
   scan.ReadField(app.UninstallString, AppField::UninstallString, installProperties, u"UninstallString");
   const Verdict verdict = JudgeManagedEntry(app, publisher);
+  // By design the origin is the key below HKEY_LOCAL_MACHINE, although the product belongs to a user.
   return AddIfAccepted(verdict, installProperties, std::move(app), scan);
 }
 
@@ -80,6 +85,7 @@ Verdict FindProductInUserData(const std::u16string& packedCode, const std::u16st
   const auto products = scan.OpenEntryKey(LocalMachineRoot(), productsPath, userData.view);
   if (!products) return Verdict::BranchUnopened;
   Verdict verdict = Verdict::NotInBranch;
+  // Searches the list instead of opening the name: an open ignores case, and this comparison must not.
   for (const std::u16string& name : ListSubKeyNames(*products)) {
     if (name != packedCode) continue;
     const std::u16string propertiesPath = productsPath + u'\\' + name + u"\\InstallProperties";

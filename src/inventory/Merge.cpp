@@ -3,9 +3,11 @@
 namespace kestrelbay {
 namespace {
 
+// Install date, write time and icon text take no part: a merged record has those of the new one.
 enum class Comparison { Agrees, Fills, Disagrees };
 
 bool IsGap(std::u16string_view text) { return text.empty(); }
+// The default view is that of a user's hive, which does not say for which architecture an application is.
 bool IsGap(RegistryView view) { return view == kDefaultView; }
 
 // Two values disagree only if both are known: one entry often leaves out what the other one has.

@@ -30,6 +30,7 @@ std::u16string Scan::ReadRuleValue(const RegistryKey& key, const char16_t* name)
 
 void Scan::ReadField(std::u16string& text, AppField field, const RegistryKey& key,
                      const char16_t* name) const {
+  // Reads even if the field has a text already, so that every scan makes the same calls.
   std::u16string value;
   ValueFound found;
   ReadRegistryValue(key, name, value, &found);
@@ -40,7 +41,7 @@ void Scan::ReadField(std::u16string& text, AppField field, const RegistryKey& ke
 
 void Scan::CopyKeyOrigin(InstalledAppInfo& app, const RegistryKey& key) const {
   app.rootKeyStr = key.rootName;
-  app.subKeyPath = key.path;
+  app.subKeyPath = key.path;  // without Wow6432Node: to open it again takes the view, too
   app.architecture = key.view;
   Notify(KeyTaken{key});
 }
@@ -55,6 +56,7 @@ void Scan::AddOrMergeApp(InstalledAppInfo record) {
   // The key is a text of the list, which keeps it even if the record is erased.
   auto& sameName = earlier ? found->second : appsByName_[added->DisplayName];
   sameName.push_back(added);
+  // Before the erase, because the event refers to the earlier record.
   Notify(RecordAdded{*added, earlier, agreement});
   if (!earlier || agreement.disagreement) return;
   apps_.Erase(sameName.front());

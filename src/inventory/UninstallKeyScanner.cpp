@@ -24,6 +24,7 @@ void AppendReversed(std::u16string& packed, const std::u16string& group) {
   packed.append(group.rbegin(), group.rend());
 }
 
+// 1234 becomes 2143: the bytes of a GUID are written with their low digit first.
 void AppendPairsSwapped(std::u16string& packed, const std::u16string& group) {
   for (std::size_t at = 0; at + 1 < group.size(); at += 2) packed.append({group[at + 1], group[at]});
 }
@@ -49,6 +50,7 @@ Verdict ReadUninstallEntry(const RegistryKey& uninstallKey, const std::u16string
   const auto subKey = scan.OpenEntryKey(uninstallKey, name, uninstallKey.view);
   if (!subKey) return Verdict::Unopened;
   if (IsFlagSet(scan.ReadRuleValue(*subKey, u"SystemComponent"))) return Verdict::SystemComponent;
+  // Only this flag decides. Without it, an entry with a product code as its name is a plain entry.
   if (!IsFlagSet(scan.ReadRuleValue(*subKey, u"WindowsInstaller"))) {
     return ReadPlainUninstallEntry(*subKey, name, scan);
   }
@@ -73,12 +75,13 @@ std::u16string PackProductCode(std::u16string_view productCode) {
   return packed;
 }
 
+// The number 1 and not "any text but 0": the texts 01, +1 and 1x count too, but 2 and yes do not.
 bool IsFlagSet(const std::u16string& text) { return !text.empty() && platform::_wtoi(text.c_str()) == 1; }
 
 Verdict JudgeUpdate(std::u16string_view subKeyName, std::u16string_view parentKeyName,
                     std::u16string_view releaseType) {
   if (IsKnowledgeBaseName(subKeyName)) return Verdict::KnowledgeBaseName;
-  if (!parentKeyName.empty()) return Verdict::HasParent;
+  if (!parentKeyName.empty()) return Verdict::HasParent;  // any text, even of a key that does not exist
   const bool isUpdate =
       releaseType == u"Security Update" || releaseType == u"Update Rollup" || releaseType == u"Hotfix";
   return isUpdate ? Verdict::UpdateRelease : Verdict::Accepted;
@@ -123,6 +126,7 @@ Verdict ReadInstallerUninstallEntry(const std::u16string& subKeyName, const Regi
       scan.ReadField(app.DisplayIcon, AppField::DisplayIcon, *productKey, u"ProductIcon");
     }
   }
+  // Fill the gaps that the product key left: ReadField keeps the first text.
   scan.ReadField(app.DisplayName, AppField::DisplayName, subKey, u"DisplayName");
   scan.ReadField(app.DisplayVersion, AppField::DisplayVersion, subKey, u"DisplayVersion");
   scan.ReadField(app.InstallLocation, AppField::InstallLocation, subKey, u"InstallLocation");

@@ -14,6 +14,7 @@ namespace {
 
 constexpr char kFile[] = "AppInstall";
 
+// The texts are prescribed, including their grammar and the "NULL" of a success: hosts compare them.
 constexpr Outcome kPathEmpty{"Fail", "Install path is empty!", kLogError,
                              "install path is empty, displayName: %s"};
 constexpr Outcome kPathMissing{"Fail", "Install path is not exist!", kLogError,
@@ -41,6 +42,7 @@ void AppInstall::StartInstall(const std::string& name) {
 void AppInstall::RunJob(const std::string& name) {
   using Jobs = UnlockedJobs<AppInstall>;
   InstallRequest* const request = Jobs::FindRequest(*this, name);
+  // The record is read only here: a change by the host while the installer runs has no effect.
   const std::string installationPath = request->installerPath;
   const std::string displayName = request->displayName;
   const std::string registryPath = request->registryPath;
@@ -49,9 +51,10 @@ void AppInstall::RunJob(const std::string& name) {
   CopyToField(request->Result, result["Result"]);
   CopyToField(request->ErrMsg, result["ErrMsg"]);
   CopyToField(request->DisplayVersion, result["DisplayVersion"]);
+  // Only now, by design: a later job may have replaced the callback while the installer ran.
   const auto callback = Jobs::FindCallback(*this);
   callback(request);
-  Jobs::Erase(*this, displayName);
+  Jobs::Erase(*this, displayName);  // by design this may erase a later job of the same name
 }
 
 ResultMap AppInstall::InstallThreadImp(const std::string& installationPath, const std::string& displayName,
@@ -65,6 +68,7 @@ ResultMap AppInstall::InstallThreadImp(const std::string& installationPath, cons
     Conclude(after, outcome, displayName, argument, {kFile, function, line});
     return after;
   };
+  // In this order: if path and name are empty, hosts expect the error of the path.
   if (installationPath.empty()) return conclude(__LINE__, kPathEmpty, displayName);
   if (!FileExists(installationPath)) return conclude(__LINE__, kPathMissing, installationPath);
   if (displayName.empty()) return conclude(__LINE__, kNameEmpty, displayName);
@@ -87,6 +91,7 @@ void AppInstall::InquryInstallInfo(ResultMap& info, const std::string& displayNa
     }
     return;
   }
+  // By design `displayName` is not compared here: OpenGivenPath decides by a name of its own.
   const OpenedPath opened = OpenGivenPath({kFile, __func__, __LINE__});
   if (!opened.key) return;
   info["DisplayName"] = kGivenPathDisplayName;
@@ -102,7 +107,8 @@ bool AppInstall::StartInstallProcessAndWait(const std::string& appPath, const st
     SDK_LOG(kLogError, kFile, "Create process failed: %d", platform::GetLastError());
     return false;
   }
-  // Ignores the result of the wait: the second look-up decides.
+  // No time limit, by design. StopEvent ends the wait and not the installer. Ignores the result of the wait,
+  // even a failure for a null process: the second look-up decides.
   const platform::HANDLE ends[] = {process, StopEvent};
   platform::WaitForMultipleObjects(std::size(ends), ends, false, platform::INFINITE);
   platform::CloseHandle(process);

@@ -25,6 +25,7 @@ bool AppStart::StartApp(const std::string& displayName, const std::string& appAl
     return false;
   }
   const auto [path, source] = LocateApp(displayName, appAlias);
+  // An item of the apps folder need not have an executable. The shell starts it by its parsing name.
   if (source == APPSRC_FOLDER) {
     SDK_LOG(kLogInfo, kFile, "find app in APPSRC_FOLDER, fullpath is %s.", path.c_str());
     return StartProcess(Utf8ToWide("explorer.exe shell:AppsFolder\\" + path)) != 0;
@@ -36,9 +37,11 @@ bool AppStart::StartApp(const std::string& displayName, const std::string& appAl
   SDK_LOG(kLogInfo, kFile, "find app in APPSRC_REGISTRY, fullpath is %s.", path.c_str());
   const std::string exePath = ExtractExePath(path);
   if (!FileExists(exePath)) {
-    // Only logged: the start is tried all the same, and the shell decides.
+    // Only logged: the start is tried all the same, and the shell decides. By design the record has the name
+    // and not the path.
     SDK_LOG(kLogError, kFile, "start app failed, %s is not exist.", displayName.c_str());
   }
+  // By design the process stays open for the life of the host.
   return !exePath.empty() && StartProcessElevated(exePath, "", platform::SW_SHOW) != nullptr;
 }
 
@@ -53,6 +56,7 @@ AppLocation AppStart::LocateApp(const std::string& displayName, const std::strin
       return {entry.parsingName, APPSRC_FOLDER};
     }
   }
+  // Only after the folder, and without the alias.
   if (const AppRecord* const app = FindInstalledApp(displayName.c_str())) {
     return {WideToUtf8(app->DisplayIcon), APPSRC_REGISTRY};
   }
@@ -68,6 +72,8 @@ void AppStart::StartAnyExeAsync(const std::string& exePath, const std::string& e
 }
 
 std::string BuildAnyExeCommand(const std::string& exePath, const std::string& exeArgs) {
+  // The blank stays without arguments, too. The arguments are not quoted, so the host decides where each one
+  // ends.
   return '"' + exePath + "\" " + exeArgs;
 }
 

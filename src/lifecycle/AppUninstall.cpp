@@ -15,6 +15,9 @@ namespace {
 
 constexpr char kFile[] = "AppUninstall";
 
+// The texts are prescribed, including their grammar: hosts compare them. kNotStarted is the only "Cancel" of
+// the library. A user who refuses the elevation prompt gets it. A success is not logged, unlike that of an
+// installation.
 constexpr Outcome kNameEmpty{"Fail", "DisplayName is empty!", kLogError, "displayName is empty"};
 constexpr Outcome kNoCommand{"Fail", "Get uninstall path is empty!", kLogError,
                              "get uninstall path is empty, displayName: %s"};
@@ -26,6 +29,7 @@ constexpr Outcome kStillInstalled{"Fail", "The app is still in registry!", kLogI
                                   "the app is still in registry, displayName: %s"};
 constexpr Outcome kUninstalled{"Success", "NULL", kLogInfo, nullptr};
 
+// A record of a user's hive has the default view, so its architecture is unknown.
 std::string ArchitectureText(RegistryView view) {
   switch (view) {
     case k32BitView:
@@ -37,13 +41,16 @@ std::string ArchitectureText(RegistryView view) {
   }
 }
 
-// Any other text, even the empty one, means HKEY_USERS.
+// Any other text means HKEY_USERS, even the empty one: an application found by a given path has neither root
+// nor path, and so its job watches all of HKEY_USERS.
 platform::HKEY WatchedRoot(const std::string& rootKeyStr) {
   if (rootKeyStr == "HKEY_CURRENT_USER") return platform::HKEY_CURRENT_USER;
   if (rootKeyStr == "HKEY_LOCAL_MACHINE") return platform::HKEY_LOCAL_MACHINE;
   return platform::HKEY_USERS;
 }
 
+// The view of the entry: a 32-bit entry is stored elsewhere, and its change would not reach a watch of the
+// other view.
 platform::REGSAM WatchAccess(const std::string& architecture) {
   if (architecture == "X86") return platform::KEY_NOTIFY | platform::KEY_WOW64_32KEY;
   if (architecture == "X64") return platform::KEY_NOTIFY | platform::KEY_WOW64_64KEY;
@@ -53,13 +60,15 @@ platform::REGSAM WatchAccess(const std::string& architecture) {
 // Splits at the first blank after the first ".exe". Blanks before it belong to the path, quoted or not.
 void SplitCommand(const std::string& command, std::string& exePath, std::string& para) {
   const auto exeAt = static_cast<std::int32_t>(command.find(".exe"));
-  // Without ".exe", -1 becomes the largest position: the search starts after the end and finds nothing.
+  // By design both positions have 32 bits. Without ".exe", -1 becomes the largest position: the search starts
+  // after the end and finds nothing. So a command with ".EXE" or a script is not split at all.
   const auto blankAt = static_cast<std::int32_t>(command.find(' ', static_cast<std::size_t>(exeAt)));
   exePath = blankAt < 1 ? command : command.substr(0, static_cast<std::size_t>(blankAt));
   para = blankAt < 1 ? std::string() : command.substr(static_cast<std::size_t>(blankAt) + 1);
 }
 
-// A bare program name counts as existing, because the shell searches for it.
+// A bare program name counts as existing, because the shell searches for it. The quotes are removed for this
+// check only: the shell gets the path with them.
 bool IsMissingFullPath(const std::string& exePath, std::string& bare) {
   if (exePath.find(":\\") == exePath.npos) return false;
   bare = exePath;
@@ -83,6 +92,7 @@ void AppUninstall::StartUninstall(const std::string& name) {
 void AppUninstall::RunJob(const std::string& name) {
   using Jobs = UnlockedJobs<AppUninstall>;
   UninstallRequest* const request = Jobs::FindRequest(*this, name);
+  // The record is read only here: a change by the host while the job runs has no effect.
   const std::string displayName = request->displayName;
   const std::string registryPath = request->registryPath;
   ResultMap result = UninstallThreadImp(displayName, registryPath);
@@ -106,9 +116,12 @@ ResultMap AppUninstall::UninstallThreadImp(const std::string& displayName, const
   if (target.exePath.empty()) return conclude(__LINE__, kNoCommand, displayName);
   if (std::string bare; IsMissingFullPath(target.exePath, bare))
     return conclude(__LINE__, kProgramMissing, bare);
+  // By design the process is neither waited for nor closed: many uninstallers start a copy of themselves and
+  // end at once.
   if (!StartUninstallProcess(target.exePath, target.para))
     return conclude(__LINE__, kNotStarted, displayName);
   RegWatcher(target.rootKeyStr, target.subKeyPath, target.architecture, displayName);  // result ignored
+  // The inventory alone decides, not the program: an entry that is gone is a success even if nobody watched.
   InquryUnInstallInfo(info, displayName, registryPath);
   if (!info.empty()) return conclude(__LINE__, kStillInstalled, displayName);
   return conclude(__LINE__, kUninstalled, displayName);
@@ -160,13 +173,14 @@ platform::HANDLE AppUninstall::StartUninstallProcess(const std::string& appPath,
     SDK_LOG(kLogError, kFile, "Create process failed: %d", platform::GetLastError());
     return nullptr;
   }
-  return process;
+  return process;  // null, too, if the shell returned no process: that counts as not started
 }
 
 bool AppUninstall::RegWatcher(std::string rootKeyStr, std::string subKeyPath, std::string architecture,
                               const std::string& displayName) {
   SDK_LOG(kLogInfo, kFile, "rootKeyStr=%s, uninstallRegPath=%s", rootKeyStr.c_str(), subKeyPath.c_str());
-  // Created signalled. RegNotifyChangeKeyValue clears it.
+  // By design the event is automatic, created signalled and named after the application.
+  // RegNotifyChangeKeyValue clears it. Windows refuses a name with a backslash: such a job does not wait.
   const platform::HANDLE changed =
       platform::CreateEventW(nullptr, false, true, Utf8ToWide(displayName).c_str());
   if (!changed) {
@@ -181,6 +195,7 @@ bool AppUninstall::RegWatcher(std::string rootKeyStr, std::string subKeyPath, st
     SDK_LOG(kLogError, kFile, "RegOpenKeyEx failed: %d", openStatus);
     return false;
   }
+  // Names only: a program that changes values of its entry has not removed it yet.
   if (platform::RegNotifyChangeKeyValue(key, true, platform::REG_NOTIFY_CHANGE_NAME, changed, true)) {
     platform::CloseHandle(changed);
     platform::RegCloseKey(key);
@@ -188,6 +203,7 @@ bool AppUninstall::RegWatcher(std::string rootKeyStr, std::string subKeyPath, st
     SDK_LOG(kLogError, kFile, "RegNotifyChangeKeyValue failed: %d", platform::GetLastError());
     return false;
   }
+  // No time limit, by design. SetStopAppEvent ends the wait and not the uninstaller.
   const platform::HANDLE ends[] = {changed, StopEvent};
   platform::WaitForMultipleObjects(std::size(ends), ends, false, platform::INFINITE);
   platform::CloseHandle(changed);

@@ -25,7 +25,7 @@ void CopyToField(char* field, const std::string& text) {
 }
 
 OpenedPath OpenGivenPath(const LogSite& site) {
-  OpenedPath opened = OpenRegistryPath({});
+  OpenedPath opened = OpenRegistryPath({});  // an empty path, by design
   const auto logFailure = [&](const char* message) {
     SDKLog::GetInstance().Log(kLogError, site.file, site.function, site.line, message);
   };

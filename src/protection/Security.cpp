@@ -10,6 +10,8 @@ namespace {
 
 constexpr char kFile[] = "Security";
 
+// All records of this file have the level of information, even those of failures. That is prescribed.
+
 // DATA_BLOB has no const form, although Windows only reads the bytes.
 platform::DATA_BLOB BlobOf(const void* bytes, std::size_t length) {
   return {static_cast<platform::DWORD>(length), static_cast<platform::BYTE*>(const_cast<void*>(bytes))};
@@ -55,6 +57,8 @@ std::string Security::Decrypt(const std::string& text) {
 
 std::vector<std::uint8_t> Security::ProtectData(const std::string& text) {
   SDK_LOG(kLogInfo, kFile, "enter ProtectData");
+  // The empty text is protected like any other. No entropy and no flags: the user's account alone opens the
+  // result.
   platform::DATA_BLOB plain = BlobOf(text.data(), text.size());
   platform::DATA_BLOB blob{};
   if (!platform::CryptProtectData(&plain, nullptr, nullptr, nullptr, nullptr, 0, &blob)) {
@@ -94,7 +98,7 @@ std::string Security::Byte2String(const std::uint8_t* bytes, std::size_t length)
     SDK_LOG(kLogInfo, kFile, "CryptBinaryToStringA may be failed because nNeed=0");
     return {};
   }
-  // If this call fails, the zeros stay: the empty text.
+  // The line breaks stay in the text, by design. If this call fails, the zeros stay: the empty text.
   std::string text(chars, '\0');
   platform::CryptBinaryToStringA(bytes, byteCount, platform::CRYPT_STRING_BASE64, text.data(), &chars);
   return text.c_str();
@@ -102,6 +106,7 @@ std::string Security::Byte2String(const std::uint8_t* bytes, std::size_t length)
 
 std::vector<std::uint8_t> Security::String2Byte(const std::string& text) {
   SDK_LOG(kLogInfo, kFile, "enter String2Byte");
+  // Stays 0 if the text is not base64. A length of 0 means that the text ends at its NUL.
   platform::DWORD needed = 0;
   platform::CryptStringToBinaryA(text.c_str(), 0, platform::CRYPT_STRING_BASE64, nullptr, &needed, nullptr,
                                  nullptr);
@@ -112,7 +117,7 @@ std::vector<std::uint8_t> Security::String2Byte(const std::string& text) {
   std::vector<std::uint8_t> bytes(needed);
   if (!platform::CryptStringToBinaryA(text.c_str(), 0, platform::CRYPT_STRING_BASE64, bytes.data(), &needed,
                                       nullptr, nullptr)) {
-    // Continues by design: UnprotectData fails on these bytes.
+    // Continues by design: UnprotectData fails on these bytes, and logs the reason of Windows.
     SDK_LOG(kLogInfo, kFile, "CryptStringToBinaryA failed");
   }
   return bytes;
