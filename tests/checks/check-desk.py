@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Checks the list of the sample machine against the list worked out by hand.
+"""Checks the list of the sample machine against a list written by hand.
 
 usage: check-desk.py [--without FIELD] EXPECTED.json COMMAND...
 
-The command prints the list as JSON. Applications whose names differ in nothing but the case of ASCII letters
-stand together in no fixed order. A field that a machine cannot keep is left out of the comparison.
+The command prints the list as JSON. Applications whose names differ only in the case of ASCII letters may be in
+any order among themselves. --without omits a field that the machine cannot store from the comparison.
 """
 
 import argparse
@@ -28,7 +28,7 @@ def sort_key(entry):
 
 
 def in_fixed_order(entries):
-    """The entries in list order, those of equal names among themselves in an order of our own."""
+    """The entries in list order, sorted by all fields among equal names."""
     groups = itertools.groupby(entries, key=sort_key)
     return [entry for _, group in groups for entry in sorted(group, key=json.dumps)]
 

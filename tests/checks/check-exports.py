@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks that the three places that list the exports agree: the header, the .def file and the binary.
 
-For a DLL also that it imports from Windows' own DLLs and log.dll alone, and from log.dll.
+Checks also that a DLL imports from log.dll, and otherwise only from the DLLs of Windows.
 
 usage: check-exports.py [--guard] HEADER DEF LIBRARY SYMBOL-TOOL | --self-test
 --guard checks KestrelbayGuard, which imports KestrelbayGeneral.dll and has no fixed number of exports.
@@ -15,13 +15,13 @@ import sys
 
 from sources import expect, finish
 
-# Hosts are built against exactly so many: one that goes from all three places at once must be noticed.
+# Hosts are built against this number. An export that is missing from all three places must be noticed, too.
 EXPORT_COUNT = 25
 ALLOWED_DLLS = {
     "advapi32.dll", "comctl32.dll", "crypt32.dll", "dxgi.dll", "gdi32.dll", "gdiplus.dll", "kernel32.dll",
     "log.dll", "msvcrt.dll", "ole32.dll", "shell32.dll", "user32.dll",
 }
-# Linked when the library is loaded, so that a machine without it shows at once and not at the first record.
+# Imported at load, so that a machine without log.dll fails at once and not at the first record.
 REQUIRED_DLLS = {"log.dll"}
 
 

@@ -19,7 +19,7 @@ CONSEQUENCE = "If false:"
 COLUMNS = 5
 COMMENT = re.compile(r"/\*.*?\*/|//[^\n]*", re.S)
 DIRECTIVE = re.compile(r"^\s*#(?:[^\n]*\\\n)*[^\n]*", re.M)
-# A declaration begins its line; what is inline is no operation of Windows.
+# A declaration begins its line. An inline function is not an operation of Windows.
 OPERATION = re.compile(
     r"^(?!inline|constexpr|static_assert|using)[A-Za-z_][\w:]*(?:[ *&]+[\w:]+)*[ *&]+(\w+)\([^;{]*\);", re.M
 )

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Checks that dependencies point one way, by the includes, room by room; that only the edge asks for the
-platform; and that no folder is crowded.
+"""Checks the includes of each room: dependencies point one way. Checks also that only the edge tests for the
+platform, and that no folder has too many source files.
 
 usage: check-includes.py ROOT | --self-test
 """
@@ -181,7 +181,7 @@ def problems_of_file(root, path):
 
 
 def crowded_folders(files, root):
-    """One line for each folder with more source files than a reader can overlook."""
+    """One line for each folder with too many source files."""
     counts = collections.Counter(path.parent for path in files)
     for folder, count in sorted(counts.items()):
         if count > MOST_SOURCE_FILES:

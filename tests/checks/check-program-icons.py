@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Checks the icons of Wine's own programs, as the host draws them, against another decoder.
+"""Compares the icons of Wine's programs, as kestrelbay draws them, with those of another decoder.
 
 usage: check-program-icons.py KESTRELBAY [RUNNER]
 
-With RUNNER, which runs Windows programs, it is the Windows host in the prefix that WINEPREFIX names. Either way
-the programs are the same files, so that both bindings answer for the same pixels. Wine scales an icon that has
-no image of 256 pixels; then nothing but the file's being a picture is asked of it.
+With RUNNER, which runs Windows programs, KESTRELBAY is the Windows program, and WINEPREFIX names its prefix. The
+files are the same for both bindings, so the pixels must be equal. Wine scales an icon that has no image of 256
+pixels. For such an icon only the form of the picture is checked.
 """
 
 import base64

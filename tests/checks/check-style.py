@@ -1,6 +1,5 @@
 #!/usr/bin/env python3
-"""Checks what a reader should not have to: no function over 60 lines, nothing caught by the library, and
-everything as clang-format has it.
+"""Checks the form of the sources: no function over 60 lines, no catch in src/, and the format of clang-format.
 
 usage: check-style.py ROOT | --self-test
 """
@@ -55,7 +54,7 @@ def long_functions(root):
 
 
 def caught(root):
-    """What raises inside the library reaches the host, or ends its worker, as it stands."""
+    """By design the library catches no exception: it crosses into the host, or ends the process on a worker."""
     for path in source_files(root, ["src"]):
         code = without_comments_and_texts(path.read_text(encoding="utf-8"))
         for match in re.finditer(r"\bcatch\b", code):

@@ -1,4 +1,4 @@
-"""What the checks share: finding source files, and telling what is wrong."""
+"""Shared by the checks: finds source files and reports problems."""
 
 import pathlib
 import sys
@@ -15,7 +15,7 @@ def source_files(root, folders):
 
 
 def finish(problems, checked):
-    """Ends the program: status 1 with one line a problem, or 0. Having checked nothing is a problem."""
+    """Ends the program: with status 1 and one line for each problem, or with 0. No checked file is a problem, too."""
     if not checked:
         problems = ["nothing was found to check"]
     for problem in problems:

@@ -1,8 +1,8 @@
-// Answers in the library's place, from the environment, what no machine would make it answer:
+// Replaces functions of the library by answers that no machine produces. Environment variables set them:
 //   CANNED_ICON   the icon text of every application
-//   CANNED_NAME   the name of the one application in the list, in whatever bytes
-//   CANNED_THROW  the message of an exception that asking for the list ends in
-//   CANNED_ERRMSG the message that every job fails with at once
+//   CANNED_NAME   the name of the only application in the list, in any bytes
+//   CANNED_THROW  the message of an exception that the list throws
+//   CANNED_ERRMSG the message with which every job fails at once
 //   CANNED_BEFORE, CANNED_AFTER  that application's version until a job has failed, and then; "-" is not
 //   listed
 #include <atomic>

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks that CharacterWidths.h is what make-character-widths prints: check-character-widths.py FOLDER.
 
-A Python of another Unicode version knows other characters; then only those of both can be compared.
+If the Unicode version of this Python is another one, only the characters of both versions are compared.
 """
 
 import pathlib

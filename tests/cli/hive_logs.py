@@ -1,4 +1,4 @@
-"""Makes a hive dirty: the file lags behind, and its transaction logs hold the newer pages."""
+"""Makes a hive dirty: the file is old, and its transaction logs have the newer pages."""
 
 import struct
 
@@ -35,7 +35,7 @@ def header(hive, first, second, kind):
 
 
 def entry(number, before, after):
-    """The log entry that makes the bins of one hive those of another."""
+    """The log entry that changes the bins of one hive into those of another."""
     size = struct.unpack_from("<I", after, 40)[0]
     old, new = before[PAGE:].ljust(size, b"\0"), after[PAGE:PAGE + size]
     pages = [at for at in range(0, size, PAGE) if old[at:at + PAGE] != new[at:at + PAGE]]

@@ -1,4 +1,4 @@
-"""A machine that is captured, and what is made of the capture elsewhere."""
+"""Captures of machines, and their use on another computer."""
 
 import json
 import os
@@ -101,7 +101,7 @@ class RoundTripTest(CaptureTestCase):
         self.assertFalse((folder / "drives").exists())
 
     def test_keys_keep_the_order_in_which_they_were_listed(self):
-        # Two products of one name: the one that is listed first takes the second in.
+        # Two products of one name: the order of the keys decides which record keeps its values.
         entries = [key(f"HKEY_LOCAL_MACHINE\\{UNINSTALL}\\{name}", {"DisplayName": "Same", "UninstallString": "u",
                                                                   "DisplayVersion": name}) for name in "b_A"]
         machine = self.described(*entries, registryOrder="as listed")
@@ -267,7 +267,7 @@ class BadCaptureTest(CaptureTestCase):
         self.output("--machine", self.good, "list")
 
     def check_damage(self, path, data, damaged):
-        # Blanks between the members of a description say nothing.
+        # Blanks between the members of machine.json have no meaning.
         if path.suffix == ".json" and self.parsed(data) == self.parsed(damaged):
             return self.output("--machine", self.good, "list")
         line = self.refusal(1, "--machine", self.good, "list")

@@ -15,7 +15,7 @@ class ExplainTest(TestCase):
         return json.loads(self.output("--machine", machine, "--json", "explain", *arguments))
 
     def entry(self, machine, *arguments):
-        """The one key that is told of."""
+        """The only key in the explanation."""
         keys = self.explained(machine, *arguments)["keys"]
         self.assertEqual(len(keys), 1)
         return keys[0]

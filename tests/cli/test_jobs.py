@@ -1,4 +1,4 @@
-"""Installing and removing: progress, results, Ctrl-C, and lasting changes."""
+"""Installing and uninstalling: progress, results, Ctrl-C, and lasting changes."""
 
 import json
 import os
@@ -204,7 +204,7 @@ class UninstallTest(JobTestCase):
                       self.refusal(1, "--machine", machine, "uninstall", ""))
 
     def test_application_without_a_command_is_named(self):
-        # The installer's entries need none to be listed.
+        # An entry that the installer manages is listed without one.
         product = f"HKEY_LOCAL_MACHINE\\{UNINSTALL}\\{{11111111-2222-3333-4444-555555555555}}"
         machine = self.machine(key(product, {"DisplayName": "Bare", "WindowsInstaller": "1"}))
         self.assertIn('"Bare" has no uninstall command; remove it with the program that installed it',

@@ -1,4 +1,4 @@
-"""Machines that cannot be used, and the one that is used where none is named."""
+"""Machines that cannot be used, and the default machine."""
 
 import json
 import os
@@ -6,13 +6,13 @@ import subprocess
 
 from kestrelbay import HEADER, PROGRAM, TestCase, app, contents, environment
 
-# Root reads and writes whatever it wants to.
+# Root may read and write every file.
 POWERLESS = 65534 if os.geteuid() == 0 else None
 
 
 class MachineTest(TestCase):
     def list_refusal(self, machine):
-        """The one line with which it is refused; nothing on disk is changed by that."""
+        """The only line of the refusal. Checks that it changes nothing on disk."""
         before = contents(self.folder)
         line = self.refusal(1, "--machine", machine, "list")
         self.assertEqual(contents(self.folder), before)

@@ -115,7 +115,7 @@ class RedactionTest(RedactionTestCase):
                          ["installLocation"])[1]
 
     def test_stand_ins_have_the_length_of_what_they_hide(self):
-        # What fits in the library's room, and what does not, must not change.
+        # A text that fits into the buffers of the library must still fit, and a longer one must still be too long.
         places = {f"{n}": HOME + "\\" + "x" * (n - len(HOME) - 1) for n in (259, 260)}
         folder = self.redacted(*(app(n, InstallLocation=place) for n, place in places.items()))
         self.assertEqual([len(a["installLocation"]) for a in self.apps(folder).values()], [259, 0])

@@ -1,4 +1,4 @@
-"""Whose machine it is, in all the forms in which a registry stores that."""
+"""The owner of the machine, in all the forms in which a registry stores this."""
 
 import json
 import unittest

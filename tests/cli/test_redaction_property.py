@@ -1,4 +1,4 @@
-"""10,000 generated secrets, planted in all places and encodings that redaction promises to clear."""
+"""10,000 generated secrets in all the places and encodings that redaction covers."""
 
 import json
 import random

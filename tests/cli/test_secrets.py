@@ -91,7 +91,7 @@ class SecretsTest(TestCase):
         self.assertEqual(self.output("decrypt", given=hidden), "secret")
 
     def at_prompt(self, act):
-        """Whether the terminal shows what is typed after `act` was done to a program that asks for a secret."""
+        """Whether the terminal shows typed text after `act` was applied to a program that asks for a secret."""
         ours, its = pty.openpty()
         process = subprocess.Popen([PROGRAM, "encrypt"], stdin=its, stdout=subprocess.DEVNULL, stderr=its,
                                    env=environment(), process_group=0)
@@ -131,7 +131,7 @@ class SecretsTest(TestCase):
         self.assertEqual(self.at_prompt(act), (True, False))
 
     def scanned(self, secret, *arguments, given):
-        """What the memory of the process has of the secret at its end; and the output."""
+        """The parts of the secret in the memory of the process at its end, and the output."""
         masked = "".join(chr(ord(c) ^ 0x55) for c in secret)
         done = self.run_host(*arguments, given=given, LD_PRELOAD=os.environ["KESTRELBAY_SCAN"], SCAN_FOR=masked)
         self.assertEqual(done.returncode, 0)

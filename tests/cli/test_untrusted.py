@@ -1,4 +1,4 @@
-"""Machines that somebody else wrote, disks that are full, and machines that cannot be written."""
+"""Machines from other people, full disks, and machines that cannot be written."""
 
 import json
 import os

@@ -26,7 +26,7 @@ volumes = load_make_volume()
 
 class VolumeTestCase(TestCase):
     def volume(self, *users):
-        """A volume where one application is everybody's, and one each user's own."""
+        """A volume with one application for all users, and one for each user."""
         volume = self.folder / "volume"
         config = volume / "Windows" / "System32" / "config"
         config.mkdir(parents=True)
@@ -128,7 +128,7 @@ class VolumeTest(VolumeTestCase):
 
 
 class DirtyVolumeTest(VolumeTestCase):
-    """A user's hive lags behind its logs: the second and third application are only there."""
+    """A user's hive is older than its logs: only the logs have the second and third application."""
 
     def dirty_volume(self):
         volume = self.volume("Anna")

@@ -1,4 +1,4 @@
-"""Explanations and differences on Windows, run by Wine."""
+"""Explanations and differences with kestrelbay.exe under Wine."""
 
 import json
 import tempfile

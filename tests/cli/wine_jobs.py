@@ -1,4 +1,4 @@
-"""Installing and removing on Windows, run by Wine, with programs that do what a file beside them says."""
+"""Installing and uninstalling with kestrelbay.exe under Wine. A file beside each program has its steps."""
 
 import fcntl
 import json
@@ -92,13 +92,13 @@ class WindowsJobTest(unittest.TestCase):
         sent = b""
         interrupted = False
         limit = time.monotonic() + SECONDS
-        # The installer keeps the terminal open: only the command's own end is waited for.
+        # The installer keeps the terminal open, so the test waits for the end of the command only.
         while select.select([ours], [], [], 0.1)[0] or (process.poll() is None and time.monotonic() < limit):
             try:
                 sent += os.read(ours, 65536) if select.select([ours], [], [], 0)[0] else b""
             except OSError:  # the terminal's last program has ended
                 break
-            # Not before the installer runs: Wine starts no program to its end while it is interrupted.
+            # Only after the installer runs: an interrupted Wine does not finish the start of a program.
             if not interrupted and b"enter StartInstallProcessAndWait" in sent and exists(ENTRY):
                 os.write(ours, b"\x03")
                 interrupted = True

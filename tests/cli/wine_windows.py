@@ -1,4 +1,4 @@
-"""The host on Windows, run by Wine: the same program on the one machine that there is."""
+"""kestrelbay.exe under Wine: the same program on the real machine."""
 
 import json
 import os

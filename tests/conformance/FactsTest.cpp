@@ -1,4 +1,4 @@
-// What the machine is, through the C interface.
+// The facts of the machine, through the C interface.
 #include <gmock/gmock.h>
 
 #include <array>

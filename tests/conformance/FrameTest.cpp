@@ -1,4 +1,4 @@
-// What every call passes through: logging in both modes, buffers, ownership, fixed data.
+// Rules of all exports: logging in both modes, buffers, ownership, fixed data.
 #include <gmock/gmock.h>
 
 #include <array>
@@ -89,7 +89,7 @@ void Ask(Fact fact) {
   fact(nullptr, &size);
 }
 
-// Listing and starting are checked where more is asked of them.
+// Without the exports that list or start: their own tests check these lines.
 const Entered kEntered[] = {
     {"GetDiskAvailableSpace", [] { GetDiskAvailableSpace(nullptr); }},
     {"GetManufacturer", [] { Ask(&GetManufacturer); }},
@@ -138,10 +138,10 @@ TEST_P(EntryLine, IsTheFirstLineOfTheExport) {
 
 class RootDir : public HostTest {
  protected:
-  /** Calls with a size, on a buffer whose every byte tells whether it was written. */
+  /** Calls with a size, on a buffer that shows which of its bytes were written. */
   std::string Ask(std::uint32_t mode, std::int32_t& size) {
     buffer.fill('#');
-    buffer.back() = '\0';  // behind what each size offers: ends what is read where nothing is written
+    buffer.back() = '\0';  // after the largest offered size: ends the text if nothing is written
     GetRootDir(buffer.data(), &size, mode);
     return buffer.data();
   }

@@ -1,4 +1,4 @@
-/** A host written in C99: what the public header gives it. */
+/** A host written in C99, which sees only the public header. */
 #pragma once
 
 #include <stddef.h>
@@ -9,13 +9,16 @@ extern "C" {
 
 typedef void (*AnyFunction)(void);
 
-/** @param count  receives how many there are @return the address of every function of the header, in its
- * order */
+/**
+ * @param count  out: the number of functions
+ * @return the address of each function, in the order of the header
+ */
 const AnyFunction* FunctionsInC(size_t* count);
 
 /*
- * Records as C lays them out: where each field begins, in the order of the header, and last the record's
- * size. count  receives how many numbers there are
+ * The layout of a record in C.
+ * count   out: the number of results
+ * return  the offset of each field, in the order of the header, then the size of the record
  */
 const size_t* InstallRequestInC(size_t* count);
 const size_t* UninstallRequestInC(size_t* count);

@@ -55,7 +55,7 @@ std::vector<std::size_t> LayoutOf(const std::size_t* (*record)(std::size_t*)) {
   return {layout, layout + count};
 }
 
-// Hosts are built against these numbers: there is no other way to learn of a record that has changed.
+// Hosts are built against these numbers. They have no other way to notice that a record has changed.
 constexpr std::size_t kField = 260;
 
 TEST(Header, LaysAnInstallationOutAsSevenFieldsInARow) {

@@ -1,4 +1,4 @@
-/** A host of the library on the machine under test: it sees the C interface and nothing else. */
+/** A host of the library on the machine under test. It uses the C interface and nothing else. */
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,7 +12,7 @@
 
 namespace tests {
 
-/** Keys that the inventory looks at. */
+/** Keys that the inventory reads. */
 inline const KeyPath kProducts = u"HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products";
 inline const std::u16string kUninstall =
     u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
@@ -22,17 +22,17 @@ inline const std::u16string kHive = u"HKEY_USERS\\S-1-5-21-4000000000-4000000000
 
 using Values = std::vector<std::pair<std::u16string, std::u16string>>;
 
-/** What GetInstalledAppList gives, given back already. */
+/** @return the list of GetInstalledAppList, which is released already */
 std::vector<kestrelbay::ReceivedEntry> List(bool includeIcons = false);
 
-/** A machine whose inventory is empty but not switched off, and a host that logs. */
+/** A machine with the products key and no entries, and a host that logs. */
 class HostTest : public testing::Test {
  protected:
   HostTest();
 
-  /** An entry of an uninstall key in a view, with these texts. */
+  /** Adds an entry with these texts to the uninstall key of a view. */
   KeyPath Entry(const std::u16string& name, const Values& values, View view = View::Bits64);
-  /** An entry below a user's own uninstall key. */
+  /** Adds an entry to the uninstall key of the user. */
   KeyPath UserEntry(const std::u16string& name, const Values& values);
   void SetTexts(const KeyPath& key, const Values& values);
 

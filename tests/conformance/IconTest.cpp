@@ -15,7 +15,7 @@ using testing::StartsWith;
 
 constexpr const char* kPictureStart = "data:image/png;base64,";
 
-/** The width and height that a picture's file tells, decoded from its first bytes. */
+/** Width and height in the header of a PNG file, given in base64. */
 std::array<std::uint32_t, 2> SizeOf(const std::string& iconText) {
   constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string bytes;
@@ -36,7 +36,7 @@ std::array<std::uint32_t, 2> SizeOf(const std::string& iconText) {
 
 class Icon : public HostTest {
  protected:
-  /** An application whose icon is in a program. @return the program's path */
+  /** Adds an application with the icon of a program. @return the path of the program */
   std::u16string AppWith(const std::u16string& name, const std::string& program) {
     const std::u16string path = folder + u"\\" + name + u".exe";
     machine.MakeFile(path, program);
@@ -52,7 +52,7 @@ class Icon : public HostTest {
     return samples::MakeExecutable({{u"", 1, {samples::MakePng(samples::Drawing(256, 256, 0xFF3366CC))}}});
   }
 
-  /** What GetAppIconAsync answers. */
+  /** @return the text that GetAppIconAsync reports */
   static std::string IconOf(const char* name) {
     IconReceiver receiver;
     GetAppIconAsync(&IconReceiver::Receive, name);
@@ -131,11 +131,11 @@ TEST_F(Icon, NothingThereIsOneEmptyAnswer) {
 
 TEST_F(Icon, OfADamagedProgramHidesNoOther) {
   AppWith(u"App", Large());
-  AppWith(u"Damaged", Large().substr(0, 100));  // more of it, and Wine reads behind the end of the file
+  AppWith(u"Damaged", Large().substr(0, 100));  // with more of the file, Wine reads beyond its end
   const auto entries = List(true);
   ASSERT_EQ(entries.size(), 2U);
   EXPECT_THAT(entries[0].iconText, StartsWith(kPictureStart));
-  // Wine gives it the icon that programs without one have.
+  // Wine returns the icon of programs that have none.
   EXPECT_EQ(!RunsOnWine(), entries[1].iconText.empty());
 }
 
@@ -147,7 +147,7 @@ TEST_F(Icon, OfAProgramWithoutOneIsTheCommonOne) {
 TEST_F(Icon, SmallOneIsCutTo48Pixels) {
   AppWith(u"App", samples::MakeExecutable(
                       {{u"", 1, {samples::MakeBitmap(samples::Drawing(48, 48, 0xFF3366CC), 32)}}}));
-  // Wine scales it to the whole of the large icon.
+  // Wine scales it to the size of the large icon.
   EXPECT_EQ(!RunsOnWine(), SizeOf(IconOf("App")) == (std::array<std::uint32_t, 2>{48, 48}));
 }
 
@@ -157,9 +157,9 @@ TEST_F(Icon, SeveralAreDrawnAtOnce) {
   IconReceiver receiver;
   for (int i = 0; i < 16; ++i) GetAppIconAsync(&IconReceiver::Receive, "App");
   const std::vector<std::string> texts = receiver.WaitForTexts(16);
-  // The library shares nothing between them but the list of images, which is fetched by now. Wine 8 gives a
-  // blank icon now and then where several threads ask that list at once (contract test of Icons): then
-  // nothing stands in column 49, and the picture is cut.
+  // The extractions share only the list of images, which is fetched by now. Wine 8 sometimes returns a blank
+  // icon if several threads use that list at once (see the contract test of Icons). Then column 49 is empty
+  // and the picture is cut.
   for (const std::string& drawn : texts) {
     ASSERT_THAT(drawn, StartsWith(kPictureStart));
     const bool isBlank = RunsOnWine() && SizeOf(drawn) == std::array<std::uint32_t, 2>{48, 48};

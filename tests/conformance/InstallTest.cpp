@@ -1,4 +1,4 @@
-// Installing: every outcome, with its record and its lines, from installers that really run.
+// Installing: each outcome, its record and its log lines, with installers that really run.
 #include <gmock/gmock.h>
 
 #include <chrono>
@@ -21,14 +21,14 @@ class Installing : public JobHost {
     EXPECT_EQ(WaitForReports(1).size(), 1U);
   }
 
-  /** The log of a job that ended before its installer was started. */
+  /** The log of a job that ends before it starts its installer. */
   void ExpectShortLog(const std::string& last) {
     EXPECT_THAT(kestrelbay::TextOf(log), ElementsAre("AppInstall 3 StartInstall: StartInstall begin.",
                                                      "AppInstall 3 InstallThreadImp: InstallThreadImp begin.",
                                                      "AppInstall 5 InstallThreadImp: " + last));
   }
 
-  /** The log of a job that ran an installer. */
+  /** The log of a job that runs an installer. */
   void ExpectLog(const std::string& last) {
     EXPECT_THAT(kestrelbay::TextOf(log),
                 ElementsAre("AppInstall 3 StartInstall: StartInstall begin.",
@@ -87,7 +87,7 @@ TEST_F(Installing, FileThatIsNoProgram) {
   InstallRecord record(file, "App", "/S");
   Run(record);
   ExpectOutcome(record, "Fail", "Update fail!", "1.0");
-  // Wine wants to tell a person, and where there is no screen that failure is the last error.
+  // Wine tries to show a message. Without a screen, the failure of that is the last error.
   const std::string lastError = RunsOnWine() ? "1400" : "1155";
   EXPECT_THAT(kestrelbay::TextOf(log),
               ElementsAre("AppInstall 3 StartInstall: StartInstall begin.",
@@ -220,7 +220,7 @@ TEST_F(Installing, SecondJobOfANameIsNotRefusedAndBothReport) {
   InstallRecord later(newer, "App");
   Install(&first, &Receive);
   Install(&later, &Receive);
-  // Both have looked by then whether it is listed.
+  // By then both jobs have made their first look-up.
   log.WaitUntil([this] {
     const auto isStart = [](const std::string& line) {
       return line.starts_with("enter StartInstallProcess");

@@ -1,4 +1,4 @@
-// The list as a whole: where it comes from, how records of one name meet, and its order.
+// The whole list: its keys, the merge of records of one name, and its order.
 #include <gmock/gmock.h>
 
 #include "HostTest.h"
@@ -70,7 +70,7 @@ TEST_F(Inventory, CountOfZeroOrLessReleasesTheArrayAndNoText) {
     EXPECT_EQ(entries, nullptr);
     EXPECT_STREQ(texts.displayName, "App");
     EXPECT_STREQ(texts.installLocation, "C:\\App");
-    // Each is still the host's to give back; one that is freed already ends the process here.
+    // The texts still belong to the host. A text that was freed already ends the process here.
     for (char** text : {&texts.displayName, &texts.installLocation, &texts.displayVersion, &texts.displayIcon,
                         &texts.iconText, &texts.installDate, &texts.lastWriteTime}) {
       ReleaseDllStr(text);

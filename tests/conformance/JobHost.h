@@ -1,4 +1,4 @@
-/** A host that installs and removes applications, with real programs of its own that do what a test says. */
+/** A host that installs and uninstalls applications with real programs, whose steps the test sets. */
 #pragma once
 
 #include "HostTest.h"
@@ -17,7 +17,7 @@ struct InstallRecord : kestrelbay::InstallRecord {
       : kestrelbay::InstallRecord(Narrow(path), name, parameters, registry) {}
 };
 
-/** A call of one of the callbacks below. */
+/** One call of a callback below. */
 struct Report {
   const void* request;
   int callback;
@@ -29,7 +29,7 @@ class JobHost : public HostTest {
 
   using Steps = std::vector<ProgramStep>;
 
-  /** Starts a job and waits for its report. */
+  /** Starts a job and waits until its callback is called. */
   void Run(InstallRecord& record);
   void Run(UninstallRecord& record);
   std::vector<Report> WaitForReports(std::size_t count);
@@ -41,14 +41,15 @@ class JobHost : public HostTest {
   KeyPath KeyOf(const std::u16string& name, View view = View::Bits64) const {
     return {kUninstall + u"\\" + name, view};
   }
-  /** An entry with this version, and with the program below as uninstall command. */
+  /** Adds an entry with this version. Its uninstall command is the program below. */
   KeyPath AddApp(const std::u16string& name, const std::u16string& version, View view = View::Bits64);
 
-  /** Steps that register an application, as an installer does. */
+  /** @return steps that register an application, as an installer does */
   Steps Registering(const std::u16string& name, const std::u16string& version) const;
   /**
-   * Steps that remove an application: once the watch is set its values go, then a sub key comes, then all of
-   * it goes. A system that does not tell of a watched key's own end tells of the sub key.
+   * @return steps that uninstall an application. After the watch is set they delete its values, add a subkey
+   * and then delete the whole key. A system that does not report the deletion of a watched key reports the
+   *         subkey.
    */
   static Steps Removing(const KeyPath& key, const std::u16string& name);
 

@@ -17,7 +17,8 @@ class Launching : public HostTest {
  protected:
   Launching() { machine.MakeProgram(program); }
 
-  /** Nothing tells when a program that the library started has ended: its mark is looked for till then. */
+  /** Waits for the mark of a program, because nothing reports the end of a program that the library started.
+   */
   void WaitUntilRan() {
     while (!machine.ProgramRan(program)) std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }

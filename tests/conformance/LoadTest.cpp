@@ -25,7 +25,7 @@ std::atomic<int> callbacks = 0;
 
 void DropLog(const char*, std::int32_t, const char*) {}
 
-/** Nothing tells when a worker of the library has ended, so what it leaves is looked for until then. */
+/** Waits for an effect of a worker, because nothing reports the end of a worker. */
 template <class Condition>
 void WaitUntil(Condition isTrue) {
   while (!isTrue()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -40,20 +40,20 @@ std::set<std::string> NamesInDefinitionFile() {
   return names;
 }
 
-/** One life of the library in a process that has a machine with an application and a program. */
+/** One life of the library: loaded, used and unloaded, on a machine with an application and a program. */
 class Life {
  public:
   explicit Life(const std::u16string& path) : program(path.begin(), path.end()) {}
   ~Life() {
-    // A worker that is still on its way out would end in code that is gone. The first lives may start threads
-    // of the system itself, which stay; hence the limit.
+    // A worker that still runs would return into code that is unloaded. The first lives may start threads of
+    // the system, which stay. That is why the wait has a limit.
     const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(2);
     WaitUntil([&] {
       return MeasureProcess().threads <= threadsBefore || std::chrono::steady_clock::now() > limit;
     });
   }
 
-  /** Calls every export. @return the names of those that were called */
+  /** Calls each export. @return the names of the called exports */
   std::set<std::string> UseEverything() {
     Export<decltype(&::InitDllLogger)>("InitDllLogger")(&DropLog);
     AskFacts();
@@ -124,7 +124,7 @@ class Life {
   }
 
   void RunJobs() {
-    // Set first, it has both jobs wait for nothing.
+    // Set before the jobs, so that neither of them waits.
     Export<decltype(&::SetStopAppEvent)>("SetStopAppEvent")();
     InstallRequest install = {};
     program.copy(install.installerPath, sizeof install.installerPath - 1);
@@ -134,7 +134,7 @@ class Life {
     const int before = callbacks;
     const auto startInstall = Export<decltype(&::Install)>("Install");
     const auto startUninstall = Export<decltype(&::Uninstall)>("Uninstall");
-    // Both at once: one start waits for the lock of the other, for which the runtime makes an event.
+    // Both at once: one start waits for the lock of the other, and the runtime creates an event for that.
     std::thread other([&] { startInstall(&install, [](InstallRequest*) { ++callbacks; }); });
     startUninstall(&uninstall, [](UninstallRequest*) { ++callbacks; });
     other.join();
@@ -159,7 +159,7 @@ class Load : public testing::Test {
     PrepareLives();
   }
 
-  /** Adds the application that each life removes. */
+  /** Adds the application that each life uninstalls. */
   void Install() {
     const KeyPath entry(kUninstall + u"\\App", View::Bits64);
     machine.SetText(entry, u"DisplayName", u"App");
@@ -177,12 +177,13 @@ class Load : public testing::Test {
 
   static void CheckHandles(const ProcessFigures& before, const std::vector<ProcessFigures>& after,
                            std::size_t leftByBareLives) {
-    // The stop event, two handles each of the plain starts, and the processes of application and uninstaller.
+    // The stop event, two handles of each plain start, and the processes of the application and the
+    // uninstaller.
     constexpr std::size_t kHandlesKept = 7;
     ASSERT_EQ(leftByBareLives % after.size(), 0U);
     const std::size_t expected = kHandlesKept + leftByBareLives / after.size();
-    // The toolchain's runtime has one lock of its own for threads that begin and end. Where two meet at it,
-    // it makes an event for itself, once in a life at most, and never gives it back.
+    // The runtime of the toolchain has a lock for threads that begin and end. If two threads meet there, it
+    // creates an event for the lock, at most once in a life, and never closes it.
     const std::size_t most = expected + (RunsOnWine() ? 1 : 0);
     std::size_t exactLives = 0;
     std::size_t earlier = before.handles;
@@ -201,7 +202,7 @@ class Load : public testing::Test {
 
 TEST_F(Load, LivesLeaveWhatIsMeantToStayAndNothingElse) {
   constexpr std::size_t kLives = 100;
-  // The first few fill what the system itself keeps.
+  // The system keeps some objects from the first few lives.
   for (int life = 0; life < 5; ++life) LiveOnce();
   const ProcessFigures before = MeasureProcess();
   std::vector<ProcessFigures> after;
@@ -217,7 +218,7 @@ TEST_F(Load, LivesLeaveWhatIsMeantToStayAndNothingElse) {
   EXPECT_EQ(bare.threads, 0U);
   EXPECT_EQ(end.slots, before.slots + bare.slots);
   CheckHandles(before, after, bare.handles);
-  // The inventories that look-ups keep: less than this for one application.
+  // The inventories that look-ups keep. For one application they are smaller than this.
   constexpr std::size_t kBytesKept = 64 * 1024;
   EXPECT_LT(end.memoryBytes, before.memoryBytes + kLives * kBytesKept + bare.memoryBytes);
 }

@@ -1,5 +1,5 @@
-// Random registries on the machine under test: the list is what the rules, written out once more, make of
-// them.
+// Random registries on the machine under test: the list must equal that of a second implementation of the
+// rules.
 #include <algorithm>
 #include <optional>
 
@@ -17,10 +17,10 @@ using kestrelbay::PlainValue;
 using kestrelbay::ReceivedEntry;
 using kestrelbay::Utf8;
 
-/** Each key and value on Wine is a call to another process. */
+/** Under Wine, each key and each value costs a call to another process. */
 std::uint32_t SeedCount() { return RunsOnWine() ? 40 : 300; }
 
-/** These texts hold neither quotes nor blanks, so that of an icon's path only the comma is to be cut off. */
+/** The random texts have no quotes and no blanks, so normalising an icon path only cuts it at a comma. */
 std::string IconTextOf(const std::u16string& displayIcon) {
   if (displayIcon.find(u".exe") != std::u16string::npos) return {};
   return Utf8(displayIcon.substr(0, displayIcon.find(u',')));
@@ -37,11 +37,11 @@ std::vector<ReceivedEntry> ListNaively(const PlainRegistry& registry) {
   return entries;
 }
 
-/** A machine with nothing that a random registry could meet, for as long as one is on it. */
+/** Removes all entries that a random registry could meet, while the object lives. */
 class RandomMachine {
  public:
   explicit RandomMachine(PlainRegistry& registry) {
-    // The name of the system's folder differs between systems by case.
+    // Systems write the name of the folder of Windows in different case.
     machine.SetVariable(u"SystemRoot", u"C:\\Windows");
     Clear();
     ForEachRoot(registry, &RandomMachine::Put);
@@ -79,7 +79,7 @@ class RandomMachine {
     for (const PlainValue& value : key.values) machine.SetValue(place, value.name, value.type, value.bytes);
   }
 
-  /** Where a machine sets its times itself, the key gets the machine's. */
+  /** Copies the time of the key from a machine that sets times itself. */
   void Date(const KeyPath& place, PlainKey& key) {
     if (!machine.SetLastWriteTime(place, key.lastWriteTime)) key.lastWriteTime = machine.LastWriteTime(place);
   }
@@ -97,7 +97,7 @@ TEST(RandomInventory, IsWhatTheRulesWrittenOutMakeOfIt) {
     ASSERT_EQ(received, ListNaively(registry)) << "seed " << seed << "\n" << Describe(registry);
     records += received.size();
   }
-  // The registries are worth comparing: neither mostly empty nor mostly filtered away.
+  // A check of the test itself: the registries are neither mostly empty nor mostly filtered out.
   EXPECT_GT(records, SeedCount() * 2);
 }
 

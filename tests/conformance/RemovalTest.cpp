@@ -11,7 +11,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// And some, for what names the root.
+// Some characters remain for the name of the root.
 constexpr std::size_t kLongestPathChars = 32'766 + 20;
 
 const Values kShown = {{u"DisplayName", u"App"}, {u"UninstallString", u"u"}};
@@ -19,8 +19,8 @@ const Values kShown = {{u"DisplayName", u"App"}, {u"UninstallString", u"u"}};
 class Removal : public HostTest {
  protected:
   /**
-   * Makes an entry that cannot be deleted by paths: its deepest key lies below the longest one. The system's
-   * command opens each key of it from the one above.
+   * Creates an entry that cannot be deleted by a path, because its deepest key is below a key whose path has
+   * the maximal length. The command of the system opens each key from its parent.
    */
   KeyPath BottomlessEntry(const std::u16string& name) {
     const KeyPath entry = Entry(name, kShown);
@@ -47,7 +47,7 @@ TEST_F(Removal, AnEntryThatCannotBeDeletedIsLeftToTheSystemsCommand) {
   const KeyPath entry = BottomlessEntry(u"App");
   EXPECT_TRUE(DeleteAppRegistryInfo("App"));
   EXPECT_EQ(log.Messages(), MessagesOfCommand());
-  // Nothing tells when the command has ended, so what it does is looked for until then.
+  // Waits for the effect of the command, because nothing reports its end.
   while (machine.HasKey(entry)) std::this_thread::sleep_for(std::chrono::milliseconds(5));
   EXPECT_THAT(Names(), ElementsAre());
 }

@@ -71,7 +71,7 @@ TEST_F(Secrets, ATextOfNoSizeIsTold) {
 
 TEST_F(Secrets, ATextThatBreaksOffAsBase64IsTold) {
   EXPECT_EQ(Do(&Decrypt, "QUJD!"), "");
-  // Wine tells a size for what stands before the break.
+  // Wine reports the size of the text before the break.
   EXPECT_EQ(!RunsOnWine(), log.Messages()[2] == "CryptStringToBinaryA nNeed=0");
 }
 

@@ -1,4 +1,5 @@
-// What stopping means for jobs. The event stays set for the life of the process, so the order counts.
+// SetStopAppEvent and jobs. The event stays set for the life of the process, so the order of the steps
+// matters.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -23,7 +24,7 @@ TEST_F(Stopping, EndsTheWaitsOfBothKindsAndNoProgramThenAndLater) {
   UninstallRecord removal("Old");
   Install(&installation, &Receive);
   Uninstall(&removal, &ReceiveRemoval);
-  // Ends when the removal's watch is set.
+  // Ends when the watch of the uninstallation is set.
   const std::u16string witness = folder + u"\\witness.exe";
   machine.MakeProgram(witness, {{ProgramStep::Kind::WaitForWatch, key, u"Old"}});
   ASSERT_TRUE(StartAnyExe(Narrow(witness).c_str(), ""));

@@ -1,4 +1,4 @@
-// What becomes of an uninstall entry: which are listed, and with which fields.
+// Uninstall entries: which of them are listed, and with which fields.
 #include <gmock/gmock.h>
 
 #include "HostTest.h"
@@ -14,7 +14,7 @@ constexpr std::uint64_t kUnixEpoch = 116444736000000000;
 
 class UninstallEntries : public HostTest {
  protected:
-  /** A plain entry that is listed, with further texts. */
+  /** A plain entry that is listed, with more texts. */
   KeyPath Plain(const std::u16string& name, Values more = {}, View view = View::Bits64) {
     more.insert(more.begin(), {{u"DisplayName", name}, {u"UninstallString", u"u.exe"}});
     return Entry(name, more, view);

@@ -1,4 +1,4 @@
-// Removing: every outcome, with its record and its lines, from uninstallers that really run.
+// Uninstalling: each outcome, its record and its log lines, with uninstallers that really run.
 #include <gmock/gmock.h>
 
 #include "JobHost.h"
@@ -24,7 +24,7 @@ class Removing : public JobHost {
     return Line("StartUninstall: StartUninstall begin, displayName: " + name + ".");
   }
 
-  /** The lines of a job up to its start of `exePath`, with these parameters. */
+  /** The log lines of a job up to the start of `exePath` with these parameters. */
   static std::vector<std::string> LinesToTheStart(const std::string& name, const std::string& architecture,
                                                   const std::string& exePath, const std::string& para) {
     return {BeginLine(name),
@@ -34,7 +34,7 @@ class Removing : public JobHost {
             Line("GetUninstallPath: exePath=" + exePath + ", para=" + para),
             Line("StartUninstallProcess: enter StartUninstallProcess:appPath=" + exePath + ", para=" + para)};
   }
-  /** The lines of a job up to its watch. */
+  /** The log lines of a job up to its watch. */
   std::vector<std::string> LinesToTheWatch(const std::string& name, const std::string& architecture) const {
     auto lines = LinesToTheStart(name, architecture, "\"" + Narrow(remover) + "\"", "/S");
     lines.push_back(Line("RegWatcher: rootKeyStr=HKEY_LOCAL_MACHINE, uninstallRegPath=" + SubKeyOf(name)));
@@ -84,7 +84,7 @@ TEST_F(Removing, UninstallerThatCannotBeStarted) {
   Run(record);
   ExpectOutcome(record, "Cancel", "Start uninstall process fail!");
   auto lines = LinesToTheStart("App", "X64", program, "/x");
-  // Wine wants to tell a person, and where there is no screen that failure is the last error.
+  // Wine tries to show a message. Without a screen, the failure of that is the last error.
   lines.push_back(ErrorLine(std::string("StartUninstallProcess: Create process failed: ") +
                             (RunsOnWine() ? "1400" : "2")));
   lines.push_back(Line("UninstallThreadImp: Start uninstall process fail, displayName: App"));
@@ -149,7 +149,7 @@ TEST_F(Removing, ApplicationOfOneUser) {
 }
 
 TEST_F(Removing, EntryWithoutACommand) {
-  // The installer's entries need none to be listed.
+  // An entry that the installer manages is listed without one.
   Entry(u"{11111111-2222-3333-4444-555555555555}", {{u"DisplayName", u"Bare"}, {u"WindowsInstaller", u"1"}});
   UninstallRecord record("Bare");
   Run(record);

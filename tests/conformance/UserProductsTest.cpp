@@ -1,4 +1,4 @@
-// Installer products of users, whose properties stand in the machine's UserData tree.
+// Installer products of users. Their properties are in the UserData tree of the machine.
 #include <gmock/gmock.h>
 
 #include "HostTest.h"

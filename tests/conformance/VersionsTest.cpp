@@ -1,4 +1,4 @@
-// Asking for an installed version, through the C interface.
+// The version of an installed application, through the C interface.
 #include <gmock/gmock.h>
 
 #include "HostTest.h"

@@ -15,10 +15,10 @@ namespace {
 
 using namespace std::string_literals;
 
-/** Of 48 bytes from 0 on. */
+/** The base64 text of the bytes 0 to 47. */
 const std::string kFullLine = "AAECAwQFBgcICQoLDA0ODxAREhMUFRYXGBkaGxwdHh8gISIjJCUmJygpKissLS4v";
 
-/** Bytes 0, 1, 2 and so on. */
+/** @return the bytes 0, 1, 2 and so on */
 std::string CountedBytes(std::size_t count) {
   std::string bytes;
   while (bytes.size() < count) bytes.push_back(static_cast<char>(bytes.size()));
@@ -55,8 +55,7 @@ TEST_F(Base64, ALineHas64CharactersAndEndsInCrLf) {
 
 TEST_F(Base64, ALastLineThatIsShortEndsInCrLfToo) {
   EXPECT_EQ(kFullLine + "\r\nMDEyMzQ1\r\n", Write(CountedBytes(54)));
-  // Wine writes a last group with padding behind the line before it, and counts the line end that it leaves
-  // out.
+  // Wine writes a last group with padding after the line before it, and counts the line end that it omits.
   EXPECT_EQ(!tests::RunsOnWine(), Write(CountedBytes(49)) == kFullLine + "\r\nMA==\r\n");
 }
 
@@ -130,7 +129,7 @@ TEST_P(NoBase64, IsInvalidData) {
   DWORD needed = 77;
   EXPECT_EQ(0, CryptStringToBinaryA(GetParam(), 0, CRYPT_STRING_BASE64, nullptr, &needed, nullptr, nullptr));
   EXPECT_EQ(last_error::kInvalidData, GetLastError());
-  // Wine tells how far it came.
+  // Wine returns the size of the part that it has read.
   EXPECT_EQ(!tests::RunsOnWine(), needed == 77);
 }
 

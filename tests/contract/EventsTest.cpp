@@ -131,10 +131,10 @@ TEST_F(Events, AnArmedWatchDoesNotKeepTheNameOfItsEvent) {
   ASSERT_EQ(0, RegNotifyChangeKeyValue(key, 1, REG_NOTIFY_CHANGE_NAME, event, 1));
   EXPECT_NE(0, CloseHandle(event));
   const HANDLE newer = Make(true, false, u"KestrelbayContract");
-  // In Wine a name lives as long as its event, which the watch keeps.
+  // In Wine a name exists as long as its event, which the watch keeps.
   EXPECT_EQ(tests::RunsOnWine() ? last_error::kAlreadyExists : 0u, GetLastError());
   RegCloseKey(key);
-  // The end of the watch is told to its own event alone.
+  // Closing the key signals only the event of the watch.
   EXPECT_EQ(tests::RunsOnWine() ? WAIT_OBJECT_0 : WAIT_TIMEOUT, Wait(newer));
 }
 

@@ -1,4 +1,4 @@
-// Existence of files, and where the host runs.
+// The existence of files, and the directories of the host.
 #include "platform/Files.h"
 
 #include <gtest/gtest.h>
@@ -74,7 +74,7 @@ TEST_F(Files, TheProgramsOwnPathIsCutToTheRoom) {
   std::fill(std::begin(buffer), std::end(buffer), '#');
   EXPECT_EQ(4u, GetModuleFileNameA(nullptr, buffer, 4));
   EXPECT_EQ('#', buffer[4]);
-  // Wine leaves the NUL out.
+  // Wine does not write the NUL.
   EXPECT_EQ(!tests::RunsOnWine(), buffer[3] == '\0');
   buffer[3] = '\0';
   EXPECT_EQ(machine.HostPath().substr(0, 3), Ascii(buffer));

@@ -1,4 +1,4 @@
-// Icons of files as the shell has them, and the bitmaps that they consist of.
+// Icons of files from the shell, and their bitmaps.
 #include "platform/Icons.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@ constexpr const char16_t* kImageListId = u"{46EB5926-582E-4017-9FDF-E8998DAA0950
 constexpr DWORD kWanted = SHGFI_ICON | SHGFI_DISPLAYNAME;
 constexpr std::uint32_t kInk = 0xFF3366CC;
 
-/** A picture whose pixels differ, half of them soft. */
+/** A picture whose pixels all differ; half of them are half transparent. */
 samples::Drawing Pattern(std::uint32_t side) {
   samples::Drawing drawing(side, side);
   for (std::uint32_t y = 0; y < side; ++y) {
@@ -50,7 +50,7 @@ class Icons : public testing::Test {
     return path;
   }
 
-  /** What the shell tells of a file; `hIcon` is destroyed already. */
+  /** @return the result of the shell for a file; `hIcon` is destroyed already */
   static std::uintptr_t Ask(const std::u16string& path, SHFILEINFOW& info) {
     const std::uintptr_t result =
         SHGetFileInfoW(path.c_str(), FILE_ATTRIBUTE_DIRECTORY, &info, sizeof info, kWanted);
@@ -63,7 +63,7 @@ class Icons : public testing::Test {
     return Ask(path, info) == 0 ? nullptr : ImageList_GetIcon(list, info.iIcon, ILD_NORMAL);
   }
 
-  /** The bytes of an icon's colours; the icon is destroyed. */
+  /** @return the bytes of the colour bitmap of an icon, which it destroys */
   static samples::Drawing ColoursOf(HICON icon) {
     ICONINFO info{};
     EXPECT_NE(GetIconInfo(icon, &info), 0);
@@ -148,7 +148,7 @@ TEST_F(Icons, LargeIconHasThePixelsOfTheExecutablesLargestImage) {
     const HICON icon = Jumbo(path);
     ASSERT_NE(icon, nullptr);
     EXPECT_EQ(ColoursOf(icon).pixels, drawing.pixels);
-    folder = machine.Folder();  // the shell may remember what it saw at a path
+    folder = machine.Folder();  // the shell may cache the icon of a path
   }
 }
 
@@ -175,7 +175,7 @@ TEST_F(Icons, SmallImageStandsInTheCornerOfTheLargeIcon) {
   const samples::Drawing icon = ColoursOf(Jumbo(path));
   ASSERT_EQ(icon.width, 256U);
   EXPECT_EQ(icon.At(47, 47), kInk);
-  // Wine scales it up to the whole.
+  // Wine scales it to the full size.
   EXPECT_EQ(!tests::RunsOnWine(), icon.At(48, 0) == 0 && icon.At(0, 48) == 0 && icon.At(255, 255) == 0);
 }
 
@@ -184,7 +184,7 @@ TEST_F(Icons, ImageWithAMaskIsOpaqueWhereItShows) {
   drawing.At(5, 6) = 0;
   const auto path = Make(samples::MakeExecutable({{u"", 1, {samples::MakeBitmap(drawing, 8)}}}));
   const samples::Drawing icon = ColoursOf(Jumbo(path));
-  // Wine gives such an icon no alpha at all.
+  // In Wine such an icon has no alpha.
   EXPECT_EQ(!tests::RunsOnWine(), icon.At(0, 0) == kInk && icon.At(5, 6) == 0);
 }
 
@@ -193,7 +193,7 @@ TEST_F(Icons, ProgramWithoutAnIconHasACommonOne) {
     const auto path = Make(file);
     const samples::Drawing icon = ColoursOf(Jumbo(path));
     EXPECT_EQ(icon.width, 256U);
-    // It fills the large icon, so it is not taken for a small one in the corner.
+    // It fills the large icon, so it does not count as a small icon in the corner.
     int beyondCorner = 0;
     for (std::uint32_t y = 49; y < 256; ++y) beyondCorner += (icon.At(49, y) & 0xFFFFFF) != 0 ? 1 : 0;
     EXPECT_GT(beyondCorner, 0);
@@ -258,8 +258,8 @@ TEST_F(Icons, LargeListServesThreadsAtOnce) {
   std::vector<std::thread> threads;
   for (int thread = 0; thread < 16; ++thread) threads.emplace_back(take);
   for (std::thread& thread : threads) thread.join();
-  // Wine 8 gives some a blank icon: 8 of 960 by threads that make this call and read its bits, and none where
-  // one lock is held around the call.
+  // Wine 8 returns a blank icon to some threads: to 8 of 960 that make this call and read the bits, and to
+  // none if one lock is held during the call.
   EXPECT_EQ(!tests::RunsOnWine(), isEachWhole.load());
 }
 

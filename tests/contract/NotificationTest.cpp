@@ -1,4 +1,4 @@
-// Being told of changes to a key: what the wait for an uninstaller relies on.
+// Notifications of changes to a key, on which the wait for an uninstaller relies.
 #include <gtest/gtest.h>
 
 #include <utility>
@@ -34,7 +34,7 @@ class Notification : public testing::Test {
     return RegNotifyChangeKeyValue(key, watchSubtree, filter, event, true);
   }
 
-  /** Whether the event is signalled, which this clears. */
+  /** @return whether the event is signalled; clears it */
   bool TakeSignal() const {
     const DWORD result = WaitForMultipleObjects(1, &event, 0, 0);
     EXPECT_TRUE(result == WAIT_OBJECT_0 || result == WAIT_TIMEOUT);
@@ -43,7 +43,7 @@ class Notification : public testing::Test {
 
   TestMachine machine;
   HKEY key = nullptr;
-  // Signalled and of the kind that a wait clears, as the library makes it.
+  // Signalled and automatic, as the library creates it.
   HANDLE event = CreateEventW(nullptr, false, true, nullptr);
 };
 
@@ -157,7 +157,7 @@ TEST_F(Notification, OneChangeUnderTwoWatchesOfOneEventIsOneSignal) {
   machine.CreateKey(kBase + u"\\New");
   EXPECT_TRUE(TakeSignal());
   EXPECT_FALSE(TakeSignal());
-  // Both watches are used up, so that closing their keys tells of nothing more.
+  // Both watches have signalled, so closing their keys signals nothing more.
   EXPECT_EQ(status::kSuccess, RegCloseKey(first));
   EXPECT_FALSE(TakeSignal());
 }

@@ -165,7 +165,7 @@ TEST_F(Pictures, ImageIsSavedIntoAStreamAsPng) {
   HANDLE memory = nullptr;
   ASSERT_GE(GetHGlobalFromStream(stream, &memory), 0);
   const std::size_t bytes = GlobalSize(memory);
-  ASSERT_GT(bytes, 57U);  // signature and the chunks that each file has
+  ASSERT_GT(bytes, 57U);  // the signature and the chunks of every file
   const auto* png = static_cast<const char*>(GlobalLock(memory));
   ASSERT_NE(png, nullptr);
   EXPECT_EQ(std::string(png, 8), "\x89PNG\r\n\x1a\n");

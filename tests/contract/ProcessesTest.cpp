@@ -17,7 +17,7 @@ constexpr DWORD kOneMinute = 60'000;
 
 class Processes : public testing::Test {
  protected:
-  /** Starts as the library does. */
+  /** Starts a command line as the library does. */
   BOOL Start(std::u16string commandLine) {
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
@@ -27,7 +27,7 @@ class Processes : public testing::Test {
                           nullptr, &startup, &information);
   }
 
-  /** Starts through the shell as the library does, which does not keep the shell from showing a message. */
+  /** Starts a file through the shell as the library does, which lets the shell show messages. */
   BOOL Execute(const std::u16string& file, const char16_t* parameters) {
     const tests::MessageCloser closer;
     execute = {};
@@ -38,11 +38,11 @@ class Processes : public testing::Test {
     execute.lpParameters = parameters;
     execute.nShow = static_cast<int>(SW_SHOWNORMAL);
     const BOOL isStarted = ShellExecuteExW(&execute);
-    reason = GetLastError();  // before the closer ends, which changes it
+    reason = GetLastError();  // before the end of the closer, which changes it
     return isStarted;
   }
 
-  /** Wine's message about the failure changes the last error. */
+  /** Wine's message box changes the last error. */
   void ExpectReason(DWORD lastError) const { EXPECT_EQ(!tests::RunsOnWine(), reason == lastError); }
 
   static void ExpectToEnd(HANDLE process) {
@@ -55,7 +55,7 @@ class Processes : public testing::Test {
   std::u16string program = machine.Folder() + u"\\Program.exe";
   PROCESS_INFORMATION information = {};
   SHELLEXECUTEINFOW execute = {};
-  /** The last error of the last start through the shell. */
+  /** @return the last error of the latest start through the shell */
   DWORD reason = 0;
 };
 
@@ -167,7 +167,7 @@ TEST_F(Processes, TheShellStartsNoFolder) {
   EXPECT_EQ(nullptr, execute.hProcess);
 }
 
-/** The system's own reg, started as the library starts it where it cannot delete a key itself. */
+/** The system's own reg, started as the library starts it for a key that it cannot delete. */
 class RegCommand : public Processes {
  protected:
   /** @return its exit code */
@@ -200,7 +200,7 @@ TEST_F(RegCommand, DeletesAQuotedKeyWithABlank) {
 
 TEST_F(RegCommand, RefusesAnUnquotedKeyWithABlankAndDeletesNothing) {
   machine.CreateKey(unblanked + u"\\One app\\Deep");
-  machine.CreateKey(unblanked + u"\\One");  // what the first of the two arguments names
+  machine.CreateKey(unblanked + u"\\One");  // the first of the two arguments names this key
   EXPECT_EQ(1u, Delete(unblanked + u"\\One app"));
   EXPECT_TRUE(machine.HasKey(unblanked + u"\\One app\\Deep"));
   EXPECT_TRUE(machine.HasKey(unblanked + u"\\One"));

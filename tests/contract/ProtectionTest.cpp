@@ -32,7 +32,7 @@ class Protection : public testing::Test {
     return done ? TakeBytes(blob) : std::string();
   }
 
-  /** @return the last error, 0 for done */
+  /** @return the last error; 0 after a success */
   static DWORD Unprotect(std::string blob, std::string& plain) {
     DATA_BLOB given = BlobOf(blob);
     DATA_BLOB opened = {};
@@ -94,7 +94,7 @@ TEST_F(Protection, AChangeOfAnyByteIsNoticed) {
     std::string opened;
     const DWORD lastError = Unprotect(blob, opened);
     unnoticed += lastError == 0;
-    // Wine has another number for some bytes, and opens the blob for others.
+    // For some bytes Wine returns another error, and for others it opens the blob.
     EXPECT_TRUE(tests::RunsOnWine() || lastError == last_error::kInvalidData ||
                 lastError == last_error::kBadKeyState);
     byte ^= 0x11;

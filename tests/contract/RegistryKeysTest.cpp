@@ -1,4 +1,4 @@
-// Opening, enumerating, describing and deleting keys: what the scanners and the removal of entries rely on.
+// Opening, enumerating, querying and deleting keys, on which the scanners and the removal of entries rely.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -20,7 +20,7 @@ class RegistryKeys : public testing::Test {
     for (HKEY key : opened) RegCloseKey(key);
   }
 
-  /** Opens a key that must be there; it is closed at the end of the test. */
+  /** Opens a key that must exist. It is closed at the end of the test. */
   HKEY Open(HKEY parent, const char16_t* path, REGSAM access = KEY_READ) {
     HKEY key = nullptr;
     EXPECT_EQ(status::kSuccess, RegOpenKeyExW(parent, path, 0, access, &key));
@@ -92,7 +92,7 @@ TEST_F(RegistryKeys, WhatStandsBelowTheLongestPathIsReachedByItsPartsAlone) {
   std::u16string below = kBelowRoot;
   while (below.size() < 32'768) below += u"\\" + std::u16string(250, u'k');
   machine.CreateKey(u"HKEY_LOCAL_MACHINE\\" + below);
-  // Windows says that the path is too long, Wine cuts it and finds nothing there.
+  // Windows refuses the long path. Wine cuts it and finds no key there.
   const LSTATUS refusal = tests::RunsOnWine() ? status::kFileNotFound : status::kPathTooLong;
   EXPECT_EQ(refusal, StatusOfOpen(HKEY_LOCAL_MACHINE, below.c_str()));
   EXPECT_EQ(refusal, RegDeleteKeyW(HKEY_LOCAL_MACHINE, below.c_str()));
@@ -132,7 +132,7 @@ TEST_F(RegistryKeys, AKeyOfBothViewsLeadsToThe32BitViewWhereItIsAskedFor) {
   const HKEY software = Open(HKEY_LOCAL_MACHINE, u"Software", KEY_READ | KEY_WOW64_64KEY);
   const char16_t* const path = u"KestrelbayContract\\Narrow";
   EXPECT_EQ(status::kFileNotFound, StatusOfOpen(software, path, KEY_READ | KEY_WOW64_64KEY));
-  // In Wine 8 the view counts in the open of a predefined key alone.
+  // Wine 8 uses the view only when a predefined key is the parent.
   EXPECT_EQ(!tests::RunsOnWine(),
             StatusOfOpen(software, path, KEY_READ | KEY_WOW64_32KEY) == status::kSuccess);
   const HKEY narrow = Open(HKEY_LOCAL_MACHINE, u"Software", KEY_READ | KEY_WOW64_32KEY);
@@ -160,7 +160,7 @@ TEST_F(RegistryKeys, ViewsShareClasses) {
   machine.CreateKey(u"HKEY_LOCAL_MACHINE\\Software\\Classes\\KestrelbayContract");
   const auto* path = u"Software\\Classes\\KestrelbayContract";
   EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_64KEY));
-  // Wine still keeps them apart, as Windows did before 7.
+  // In Wine the views differ here, as in Windows before 7.
   EXPECT_EQ(!tests::RunsOnWine(),
             StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_32KEY) == status::kSuccess);
 }
@@ -173,8 +173,8 @@ TEST_F(RegistryKeys, SubKeysComeInOrderWithoutRegardToCase) {
 }
 
 TEST_F(RegistryKeys, SubKeysComeInOrderOfTheirUpperCasedUnits) {
-  // '[' to '`' sort after the letters. Sharp s, dotless i and the final sigma have no upper case of their
-  // own, y with diaeresis goes to U+0178. Wine goes by the lower-cased units.
+  // '[' to '`' are after the letters. Sharp s, dotless i and the final sigma have no upper case. The upper
+  // case of y with diaeresis is U+0178. Wine compares the lower-case characters.
   const std::vector<std::u16string> expected = {u"a",      u"b",      u"[", u"_",  u"_a", u"É", u"ß",
                                                 u"\u0130", u"\u0131", u"ÿ", u"σa", u"Σb", u"ςc"};
   MakeInReverse(expected);
@@ -190,7 +190,8 @@ TEST_F(RegistryKeys, AFinalSigmaIsALetterOfItsOwn) {
 }
 
 TEST_F(RegistryKeys, LettersWhoseCapitalsUnicodeAddedLaterAreNamesOfTheirOwn) {
-  // Georgian, Cherokee, late Latin, Coptic and Cyrillic. Wine has a later Unicode, in which each pair is one.
+  // Georgian, Cherokee, late Latin, Coptic and Cyrillic. Wine has a later Unicode, in which each pair is one
+  // letter.
   for (const auto& [small, capital] :
        {std::pair{u"\u10d0", u"\u1c90"}, std::pair{u"\u13f8", u"\u13f0"}, std::pair{u"\uab70", u"\u13a0"},
         std::pair{u"\u0252", u"\u2c70"}, std::pair{u"\u2cec", u"\u2ceb"}, std::pair{u"\u0525", u"\u0524"}}) {

@@ -1,4 +1,4 @@
-/** What the contract tests of the registry share: the key that they use, and the results that they expect. */
+/** Shared by the contract tests of the registry: their key, and the results that they expect. */
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 namespace platform {
 
 inline const std::u16string kBase = u"HKEY_LOCAL_MACHINE\\Software\\KestrelbayContract";
-/** kBase, below HKEY_LOCAL_MACHINE. */
+/** The path of kBase below HKEY_LOCAL_MACHINE. */
 constexpr const char16_t* kBelowRoot = u"Software\\KestrelbayContract";
 
 namespace status {

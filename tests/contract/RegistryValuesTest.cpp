@@ -1,4 +1,4 @@
-// Reading values: types, sizes and room, as the registry layer's fixed buffers meet them.
+// Reading values: types, sizes and buffer sizes, as the library uses them.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -24,7 +24,7 @@ class RegistryValues : public testing::Test {
   }
   ~RegistryValues() override { RegCloseKey(base); }
 
-  /** Reads with `room` bytes of room, at most 520, into type, size and buffer. */
+  /** Reads into a buffer of `room` bytes, at most 520. Sets type, size and buffer. */
   LSTATUS Read(const char16_t* name, DWORD room = kRoomBytes) {
     buffer.fill(0xEE);
     type = 0;

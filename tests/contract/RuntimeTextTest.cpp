@@ -20,7 +20,7 @@ int Measure(const char* format, ...) {
   return bytes;
 }
 
-/** Formats into `room` bytes of a buffer that holds '#' before. */
+/** Formats into the first `room` bytes of a buffer that is filled with '#'. */
 int FormatInto(std::string& buffer, std::size_t room, const char* format, ...) {
   buffer.assign(64, '#');
   va_list arguments;
@@ -71,7 +71,7 @@ class InvalidParameter : public testing::Test {
 
 TEST_F(InvalidParameter, AFormatWithoutRoomFailsAndLeavesTheEmptyText) {
   const int result = FormatInto(buffer, 4, "%s", "four");
-  // Wine fills the room up and leaves the NUL out.
+  // Wine fills the whole buffer and does not write the NUL.
   EXPECT_EQ(!tests::RunsOnWine(), result == -1 && buffer[0] == '\0');
   EXPECT_EQ('#', buffer[4]);
 }

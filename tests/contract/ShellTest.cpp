@@ -43,7 +43,7 @@ TEST_F(Shell, TheAppsFolderIsAnItemInAnyCase) {
 
 TEST_F(Shell, AFolderThatTheShellDoesNotKnowIsNoItem) {
   IShellItem* item = nullptr;
-  // Wine takes any name for a file on the desktop.
+  // Wine accepts any name as that of a file on the desktop.
   EXPECT_EQ(!tests::RunsOnWine(), Parse(u"shell:noSuchFolderHere", item) < 0);
   EXPECT_EQ(!tests::RunsOnWine(), item == nullptr);
   if (item) IShellItem_Release(item);

@@ -11,7 +11,7 @@ namespace {
 
 using namespace std::string_literals;
 
-/** Converts as the library does, size first. */
+/** Converts as the library does: asks for the size first. */
 std::u16string Widen(const std::string& text) {
   const int bytes = static_cast<int>(text.size());
   const int chars = MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, nullptr, 0);
@@ -89,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& each) { return each.param.name; });
 
 TEST(Text, WhatFollowsASequenceThatTheEndWouldCutIsKept) {
-  // Wine takes all up to the end for the sequence, a terminating NUL included.
+  // For Wine the sequence includes everything up to the end, also a terminating NUL.
   EXPECT_EQ(!tests::RunsOnWine(), Widen("a\xE2z") == u"a\xFFFDz");
   EXPECT_EQ(!tests::RunsOnWine(), Widen("a\xE2\0"s) == u"a\xFFFD\0"s);
   EXPECT_EQ(!tests::RunsOnWine(), Widen("\xF0\x9F\0"s) == u"\xFFFD\0"s);
@@ -128,7 +128,7 @@ TEST_F(Expansion, WhatIsNoVariableStaysAsItIsWritten) {
   }
 }
 
-// Wine takes both signs for the variable's, and goes on behind them.
+// Wine ends the variable at the second sign and continues after it.
 TEST_F(Expansion, SignBehindWhatIsNoVariableBeginsTheNext) {
   for (const auto& [text, result] :
        {std::pair{u"%NoSuchVariableHere%KestrelbayContract%", u"%NoSuchVariableHeretwo words"},

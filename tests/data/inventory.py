@@ -1,6 +1,6 @@
-"""A second answer to what is installed, in another language than the first and from other sources.
+"""A second implementation of the inventory, in Python, over a registry of dictionaries.
 
-It shares no code with the library: every rule is written out once more, plainly, over a registry of dictionaries.
+It shares no code with the library. Each rule is implemented again, in the simplest way.
 """
 
 import re
@@ -24,7 +24,7 @@ def code_units(text):
 
 
 def upper_units(name):
-    """A name in capitals one character at a time; what would grow longer stays as it is."""
+    """A name in upper case, character by character. A character whose upper case is longer stays."""
     return code_units("".join(c.upper() if len(c.upper()) == 1 else c for c in name))
 
 
@@ -35,10 +35,10 @@ class Key:
         self.name = name
         self.values = {}  # name in small letters -> (type, bytes of data, text or number)
         self.sub_keys = {}
-        self.milliseconds = None  # since 1970, where it is known
+        self.milliseconds = None  # since 1970; None if unknown
 
     def at(self, path):
-        """The key at a path below, made if need be."""
+        """The key at a path below this one, created if it is missing."""
         key = self
         for name in path.split("\\"):
             key = key.sub_keys.setdefault(upper_units(name), Key(name))
@@ -162,7 +162,7 @@ class Scan:
 
     @staticmethod
     def merges(new, earlier):
-        """Fills the gaps of the new record until something disagrees."""
+        """Fills the gaps of the new record up to the first disagreement."""
         for field in ("architecture", "displayIcon", "installLocation", "displayVersion"):
             if new[field] and earlier[field] and new[field] != earlier[field]:
                 return False
@@ -174,14 +174,14 @@ class Scan:
 
 
 def icon_text(display_icon):
-    """What stands for the icon when executables are not looked into."""
+    """The icon text of a list without the icons of executables."""
     if ".exe" in display_icon:
         return ""
     return display_icon.split(",")[0].replace('"', "").replace("\\\\", "\\").strip(" ")
 
 
 def list_installed(registry, unknown_time=None):
-    """The list as a program gets it. `unknown_time` is for keys whose time is not known."""
+    """The list as kestrelbay prints it for programs. Keys without a known time have `unknown_time`."""
     entries = []
     for record in Scan(registry).run():
         known = record["milliseconds"] is not None

@@ -1,4 +1,4 @@
-"""Machines made of the real files, and the list that the host gives of them."""
+"""Machines from real files, and the lists that kestrelbay prints for them."""
 
 import importlib.machinery
 import importlib.util
@@ -32,13 +32,13 @@ class RealTest(kestrelbay.TestCase):
     maxDiff = None
 
     def volume(self, software=BARE_SOFTWARE, users=None, services=None):
-        """A Windows volume of its own; returns its folder."""
+        """Creates a Windows volume; returns its folder."""
         volume = pathlib.Path(tempfile.mkdtemp(dir=self.folder))
         volumes.make_volume(volume, DATA, software, users or {}, services or {})
         return volume
 
     def exports(self, *names, products=True):
-        """A machine of registration files, the products key added or not; returns its folder."""
+        """Creates a machine from registration files, with or without the products key; returns its folder."""
         machine = pathlib.Path(tempfile.mkdtemp(dir=self.folder))
         (machine / "registry").mkdir()
         if products:
@@ -56,7 +56,7 @@ class RealTest(kestrelbay.TestCase):
 
     @staticmethod
     def chosen(machine):
-        """The options that name a machine. Truth is of the hives alone, and some were copied without their logs."""
+        """The options that name a machine. The true data are those of the hives without their logs, which some lack."""
         if not (machine / "Windows").is_dir():
             return ["--machine", machine]
         users = sorted(entry.name for entry in (machine / "Users").iterdir()) if (machine / "Users").is_dir() else []
@@ -66,7 +66,7 @@ class RealTest(kestrelbay.TestCase):
         return json.loads(self.output(*self.chosen(machine), "--json", "list"))
 
     def check(self, machine, expected):
-        """Compares all eight fields of all entries; a time of None is not known and only has to be a number."""
+        """Compares all eight fields of all entries. None is an unknown time, for which any number is correct."""
         listed = self.listed(machine)
         for entry, wanted in zip(listed, expected):
             if wanted["lastWriteTime"] is None:
@@ -76,7 +76,7 @@ class RealTest(kestrelbay.TestCase):
         self.check_capture(machine)
 
     def check_capture(self, machine):
-        """A capture of the machine lists the same; redacted as well, it lists as many."""
+        """Checks that a capture has the same list, and a redacted capture as many entries."""
         lists = []
         for options in ([], ["--redact"]):
             folder = pathlib.Path(tempfile.mkdtemp(dir=self.folder)) / "capture"

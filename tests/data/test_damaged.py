@@ -1,4 +1,4 @@
-"""Damaged hives and exports: one line that names the file, and never half a list in silence."""
+"""Damaged hives and exports: one line names the file, and no list is incomplete without a message."""
 
 import codecs
 import json
@@ -10,7 +10,7 @@ from real import DATA, RealTest, volumes
 from truth import put
 
 OTHERS = {"rathbun": volumes.USERS["rathbun"]}
-# A statement that may end there, as far as it alone can tell.
+# A statement that is complete by its own text, although the file was cut after it.
 WHOLE_STATEMENT = re.compile(
     r'|\[HKEY_.*\]|(@|"([^"\\]|\\.)*")=("([^"\\]|\\.)*"|dword:[0-9a-f]{1,8}|hex(\([0-9a-f]\))?:[0-9a-f,]*)')
 CONTINUED = re.compile(r"\\\n *(?=[0-9a-f])")
@@ -78,7 +78,7 @@ class DamagedHiveTest(RealTest):
 
 class DamagedExportTest(RealTest):
     def check_cuts(self, name, encoding, cuts):
-        """Cuts an export at so many places; each time it is refused, unless its last statement happens to be whole."""
+        """Cuts an export at many places. It must be refused, unless its last statement is complete."""
         whole = (DATA / "reg" / name).read_bytes()
         machine = self.exports(name)
         export = machine / "registry" / name

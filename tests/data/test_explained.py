@@ -15,7 +15,7 @@ FIELDS = ["displayName", "installLocation", "displayVersion", "displayIcon", "in
 
 
 def entries_of(registry):
-    """Every sub key that the inventory comes to, as (role, path, view), counted without a scan."""
+    """Each subkey that the inventory reads, as (role, path, view), counted without a scan."""
     if registry.machine[VIEW_64].find(MACHINE_PRODUCTS) is None:
         return []
     entries = []
@@ -35,12 +35,12 @@ def entries_of(registry):
 
 class ExplainedTest(RealTest):
     def check_explained(self, machine, registry):
-        """Compares with the list, and with what a person finds in the registry; returns how many met each fate."""
+        """Compares with the list and with the registry itself; returns the number of keys of each fate."""
         explained = json.loads(self.output(*self.chosen(machine), "--json", "explain"))
         keys = explained["keys"]
         self.assertEqual([key["number"] for key in keys], list(range(len(keys))))
         entries = [key for key in keys if key["role"] in ("uninstallEntry", "userProduct")]
-        # Which of them is looked at first is a matter of views, not of this test.
+        # Their order depends on the views, which this test does not check.
         self.assertCountEqual([(key["role"], key["key"]["path"].lower(), key["view"]) for key in entries],
                               [(role, path.lower(), view) for role, path, view in entries_of(registry)])
         fates = collections.Counter(key["fate"] for key in keys)

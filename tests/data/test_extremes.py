@@ -1,11 +1,11 @@
-"""Registries at the edges of what a registry may hold: whatever else is there is listed right."""
+"""Registries at the limits of Windows: all other entries are listed correctly."""
 
 import json
 
 from kestrelbay import GATE, HEADER, UNINSTALL, USER, TestCase, app, key
 
 ROOT = "HKEY_LOCAL_MACHINE\\" + UNINSTALL
-MOST_LEVELS = 512  # the predefined key counted
+MOST_LEVELS = 512  # including the predefined key
 LONGEST_NAME = 255
 
 
@@ -23,7 +23,7 @@ def long_name():
 
 class ExtremesTest(TestCase):
     def names(self, *keys, encoding="utf-8"):
-        """The names that are listed of these keys beside two ordinary applications."""
+        """The listed names of these keys, on a machine with two ordinary applications."""
         machine = self.machine(app("Alpha"), *keys, app("Omega", f"{USER}\\{UNINSTALL}\\Omega"),
                                name=f"pc{len(list(self.folder.iterdir()))}", encoding=encoding)
         return [entry["displayName"] for entry in json.loads(self.output("--machine", machine, "list", "--json"))]
@@ -34,7 +34,7 @@ class ExtremesTest(TestCase):
         return key(ROOT + "\\Bytes", {"UninstallString": "u"}) + f'"DisplayName"={hexadecimal(data)}\n'
 
     def check_left_out(self, *keys):
-        """The last of these keys is left out, which is told with its line, and all else is listed."""
+        """Checks that the last of these keys is left out with a message that has its line, and all others are listed."""
         machine = self.machine(app("Alpha"), *keys, name=f"pc{len(list(self.folder.iterdir()))}")
         done = self.run_host("--machine", machine, "list", "--json")
         self.assertEqual(done.returncode, 0)

@@ -1,4 +1,4 @@
-"""Of real hives and exports the host lists what a second model makes of another program's reading of them."""
+"""Lists of real hives and exports, compared with a second model that reads them by another program."""
 
 import json
 
@@ -11,7 +11,7 @@ EVERYONE = {**volumes.USERS, **volumes.SERVICES}
 MACHINE_PRODUCTS = r"HKEY_LOCAL_MACHINE\Software\Classes\Installer\Products"
 MACHINE_UNINSTALL = "HKEY_LOCAL_MACHINE\\" + UNINSTALL
 WINE_USER = "S-1-5-21-0-0-0-1000"
-# How many of them a person counts in the real data, so that two empty lists are not taken for agreement.
+# Counted by hand in the real data: two empty lists would agree as well.
 OF_HIVES = {"tony": 4, "wsl": 1, "rathbun": 1, "bperry": 1, "patrick": 0, "joe": 0, "LocalService": 0}
 OF_EXPORTS = {"xp-Uninstall-quarter": 12, "mssql-Uninstall": 4, "mssql_engine-Uninstall": 0}
 OF_USER_EXPORTS = {"ntuser-tony-2022-02": ("2001", 4), "ntuser-wsl-2024": ("2002", 1),
@@ -45,7 +45,7 @@ class VolumeTest(RealTest):
                 self.check(self.volume(**{kind: {folder: (hive, sid)}}), expected)
 
     def test_hive_of_another_root_lists_nothing(self):
-        # What should stand below Software is its root.
+        # Its root is a key that belongs below Software.
         self.check(self.volume(users={"tony": ("hkcu-software-2020", volumes.SID + "2003")}), [])
 
     def test_whole_volume(self):

@@ -1,4 +1,4 @@
-"""What the real files hold, key by key, put into the model's registry."""
+"""Puts the contents of the real files into the registry of the model."""
 
 import datetime
 import json
@@ -12,7 +12,7 @@ EPOCH = datetime.datetime(1970, 1, 1, tzinfo=datetime.timezone.utc)
 
 
 def milliseconds(key):
-    """A key's time; the finer one where there are two."""
+    """The time of a key: of two, the more exact one."""
     if key.get("last_write_filetime") is not None:
         return (key["last_write_filetime"] - FILETIME_OF_1970) // 10000
     if key.get("last_write") is None:
@@ -33,7 +33,7 @@ def put_key(registry, path, key, times):
 
 
 def put(registry, name, user=None, times=True):
-    """Puts what truth/NAME.json tells of. `user` is the SID whose hive it is, where the file has no root of its own."""
+    """Puts the keys of truth/NAME.json. `user` is the SID of the hive, for a file without a root."""
     truth = json.loads((DATA / "truth" / (name + ".json")).read_text(encoding="utf-8"))
     for family in filter(None, truth["families"].values()):
         path = family["path"].replace("HKEY_CURRENT_USER", f"HKEY_USERS\\{user}")

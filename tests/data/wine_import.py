@@ -1,4 +1,4 @@
-"""Real exports, imported by the system's own program into the machine that Wine is, and then listed."""
+"""Lists real exports that Wine's own program imported into its registry."""
 
 import codecs
 import json
@@ -22,7 +22,7 @@ def run(*command):
 
 
 def import_text(text):
-    """Imports a file's text as UTF-16: in any other, Wine takes the bytes of a text for narrow characters."""
+    """Imports the text of a file as UTF-16, because Wine reads any other encoding as the ANSI code page."""
     with tempfile.NamedTemporaryFile(suffix=".reg") as file:
         file.write(text.encode("utf-16"))
         file.flush()
@@ -46,7 +46,7 @@ class ImportTest(unittest.TestCase):
     maxDiff = None
 
     def setUp(self):
-        # Other users' keys last as long as Wine's server, and that as long as there is a program.
+        # The keys of other users exist until Wine's server ends, which happens when its last program ends.
         alive = subprocess.Popen([RUNNER, "cmd.exe"], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL)
         self.addCleanup(alive.wait, SECONDS)
         self.addCleanup(alive.stdin.close)
@@ -69,5 +69,5 @@ class ImportTest(unittest.TestCase):
         self.addCleanup(self.remove, "HKEY_USERS\\" + SID, *made)
         for name in ("mssql-Uninstall.reg", "import-ntuser-tony-2022-02.reg"):
             import_export(name)
-        # Whatever else the machine has installed, by name none of the real ones.
+        # Without the applications of Wine itself: none of the real ones has such a name.
         self.assertEqual([entry for entry in listed() if entry not in before], expected)

@@ -1,4 +1,4 @@
-/** Files in memory as the icon readers take them. */
+/** Files in memory, for the icon readers. */
 #pragma once
 
 #include <cstdint>
@@ -15,12 +15,13 @@ inline std::span<const std::uint8_t> BytesOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-/** Overwrites the bytes at `at` by those of a number, the lowest first. */
+/** Overwrites the bytes at `at` with a number, lowest byte first. */
 inline void Set32(std::string& file, std::size_t at, std::uint32_t number) {
   for (std::size_t i = 0; i < 4; ++i) file[at + i] = static_cast<char>(number >> (8 * i) & 0xFF);
 }
 
-/** Every pixel differs from its neighbours; some are hidden, and with `soft` some half transparent. */
+/** A drawing in which neighbouring pixels differ. Some are transparent; with `soft`, some are half
+ * transparent. */
 inline samples::Drawing Pattern(std::uint32_t width, std::uint32_t height, bool soft) {
   samples::Drawing drawing(width, height);
   for (std::uint32_t y = 0; y < height; ++y) {
@@ -32,7 +33,7 @@ inline samples::Drawing Pattern(std::uint32_t width, std::uint32_t height, bool 
   return drawing;
 }
 
-/** The drawing as a picture. */
+/** The drawing as a Picture. */
 inline Picture PictureOf(const samples::Drawing& drawing) {
   Picture picture(drawing.width, drawing.height);
   picture.argb = drawing.pixels;

@@ -12,7 +12,7 @@ ListReceiver* listReceiver = nullptr;
 IconReceiver* iconReceiver = nullptr;
 std::atomic<int> insideLogCallback = 0;
 
-/** Counts the threads that callbacks ran on, and those of them that have ended. */
+/** Counts the threads that called a callback, and those of them that have ended. */
 struct CallbackThread {
   CallbackThread() {
     const std::lock_guard held(mutex);
@@ -24,7 +24,7 @@ struct CallbackThread {
     changed.notify_all();
   }
 
-  /** To be called on the thread; a second time on it counts no more. */
+  /** Called on the thread. A second call on the same thread counts nothing. */
   static void Mark() {
     thread_local const CallbackThread thread;
     static_cast<void>(thread);
@@ -67,7 +67,7 @@ LogCapture::~LogCapture() {
 }
 
 void LogCapture::Receive(const char* file, std::int32_t level, const char* text) {
-  // Counted without a lock: only so can a second call be seen to run beside the first.
+  // Counted without a lock: with one, a second call could never run beside the first.
   const bool alone = insideLogCallback.fetch_add(1) == 0;
   {
     const std::lock_guard held(logCapture->mutex);

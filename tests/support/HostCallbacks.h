@@ -1,8 +1,8 @@
 /**
- * A host's side of the C interface: callbacks that keep what they are given, and ways to wait for it.
+ * The host side of the C interface: callbacks that store their arguments, and functions that wait for them.
  *
- * The library's callbacks carry no context, so at most one object of each class lives at a time. Waits end
- * only when what they wait for has come; a test that waits in vain is ended by the test runner.
+ * The callbacks have no context parameter, so at most one object of each class may exist. A wait has no time
+ * limit: the test runner ends a test that waits in vain.
  */
 #pragma once
 
@@ -25,28 +25,28 @@ struct LogLine {
   bool operator==(const LogLine&) const = default;
 };
 
-/** How gtest prints a line that differs. */
+/** Prints a line for gtest. */
 void PrintTo(const LogLine& line, std::ostream* out);
 
-/** Makes the library log to this object; the line of InitDllLogger itself is not kept. */
+/** Receives the log of the library. Does not store the line of InitDllLogger. */
 class LogCapture {
  public:
   LogCapture();
   ~LogCapture();
 
   std::vector<LogLine> Lines() const;
-  /** The messages alone: what stands behind "function:line ". */
+  /** @return the messages, without "function:line " */
   std::vector<std::string> Messages() const;
-  /** Waits until that many lines have come with exactly this message. */
+  /** Waits until that many lines have exactly this message. */
   void WaitFor(const std::string& message, std::size_t count);
-  /** Waits until the condition holds; it is asked when a line has come, without a lock. */
+  /** Waits until the condition holds. Checks it after each line, without a lock. */
   void WaitUntil(const std::function<bool()>& condition);
   /**
-   * Has an action done by the thread that logs a message beginning so, each time, as the host's own callback
-   * would do it: under the logger's lock. To be set before anything logs.
+   * Runs an action whenever a message begins like this, on the thread that logs it and under the lock of the
+   * logger, as the callback of a host would. Set it before anything logs.
    */
   void When(const std::string& beginning, const std::function<void()>& action);
-  /** Whether a call came while another was running. */
+  /** @return whether two calls ran at once */
   bool Overlapped() const;
 
   static void Receive(const char* file, std::int32_t level, const char* text);
@@ -60,7 +60,7 @@ class LogCapture {
   bool overlapped = false;
 };
 
-/** An InstalledAppEntry with texts of its own. */
+/** A copy of an InstalledAppEntry, which owns its texts. */
 struct ReceivedEntry {
   std::string displayName, installLocation, displayVersion, displayIcon, iconText, installDate, lastWriteTime;
   std::int32_t architecture;
@@ -71,16 +71,16 @@ struct ReceivedEntry {
 void PrintTo(const ReceivedEntry& entry, std::ostream* out);
 std::vector<ReceivedEntry> CopyEntries(const InstalledAppEntry* entries, std::int32_t count);
 
-/** Receives the lists that GetInstalledAppListAsync reports to Receive. */
+/** Receives the lists of GetInstalledAppListAsync. */
 class ListReceiver {
  public:
   ListReceiver();
   ~ListReceiver();
 
-  /** Waits for that many lists and for the ends of their threads, so that one too many is seen. @return them
-   * all */
+  /** Waits for that many lists and for the ends of their threads, so that one list too many is seen. @return
+   * all lists */
   std::vector<std::vector<ReceivedEntry>> WaitForLists(std::size_t count);
-  /** Whether a list came without an array. */
+  /** @return whether a list had no array */
   bool SawNull() const;
 
   static void Receive(InstalledAppEntry* entries, std::int32_t count);
@@ -93,13 +93,13 @@ class ListReceiver {
   const std::size_t earlierThreads;
 };
 
-/** Receives the texts that GetAppIconAsync reports to Receive. */
+/** Receives the texts of GetAppIconAsync. */
 class IconReceiver {
  public:
   IconReceiver();
   ~IconReceiver();
 
-  /** Waits for that many texts and for the ends of their threads. @return them all */
+  /** Waits for that many texts and for the ends of their threads. @return all texts */
   std::vector<std::string> WaitForTexts(std::size_t count);
 
   static void Receive(char* iconText);

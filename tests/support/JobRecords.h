@@ -1,4 +1,4 @@
-/** Requests of jobs, as a host fills them. */
+/** Requests of jobs, filled like those of a host. */
 #pragma once
 
 #include <gtest/gtest.h>
@@ -17,8 +17,8 @@ void FillField(char (&field)[Size], const std::string& text) {
 }
 
 /**
- * With room behind it, since the copy into the last field is bounded by the text alone. The output fields
- * hold what an earlier job might have left there.
+ * Has space behind the record, because only the length of the text limits the copy into the last field. The
+ * output fields have texts, as after an earlier job.
  */
 template <class Request>
 struct RoomyRecord : Request {

@@ -1,4 +1,4 @@
-/** A shared library that is loaded while a test runs, and what the process holds before and after. */
+/** A shared library that a test loads, and the resources of the process before and after. */
 #pragma once
 
 #include <cstddef>
@@ -8,16 +8,16 @@ namespace tests {
 
 class LoadedLibrary {
  public:
-  /** @throws std::runtime_error where it does not load */
+  /** @throws std::runtime_error if it does not load */
   explicit LoadedLibrary(const std::string& file);
   /** Unloads it. */
   ~LoadedLibrary();
   LoadedLibrary(const LoadedLibrary&) = delete;
   LoadedLibrary& operator=(const LoadedLibrary&) = delete;
 
-  /** @throws std::runtime_error where it exports no such name */
+  /** @throws std::runtime_error if it does not export the name */
   void* Find(const char* name) const;
-  /** Whether the process has the library loaded, by whomever. */
+  /** @return whether the library is loaded into the process, by any caller */
   static bool IsLoaded(const std::string& file);
 
  private:
@@ -26,7 +26,7 @@ class LoadedLibrary {
 
 struct ProcessFigures {
   std::size_t threads;
-  /** Open handles of the system that the library runs on. */
+  /** Open handles of the system under the library. */
   std::size_t handles;
   /** Thread-local slots in use. */
   std::size_t slots;
@@ -36,14 +36,14 @@ struct ProcessFigures {
 ProcessFigures MeasureProcess();
 
 /**
- * Readies the process for lives of the library: its pauses take no time where the machine can skip them, and
- * what a host with a window has loaded anyway is loaded.
+ * Prepares the process for many lives of the library: pauses take no time if the machine can skip them, and
+ * the DLLs that a host with a window loads are loaded.
  */
 void PrepareLives();
 
 /**
- * What that many lives leave behind of a library that has nothing in it but the runtime which the toolchain
- * links into each; nothing where the runtime is the process's own.
+ * @return the resources that as many lives of an empty library leave, which has only the runtime that the
+ *         toolchain links into each library; nothing if the runtime belongs to the process
  */
 ProcessFigures LeftByBareLives(std::size_t lives);
 

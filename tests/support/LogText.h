@@ -1,4 +1,4 @@
-/** A log as tests state it: a record a line, without the source lines, which any change moves. */
+/** A log as text: one line for each record, without the source lines, because every edit moves these. */
 #pragma once
 
 #include <string>

@@ -1,8 +1,7 @@
 /**
- * A second, slow answer to what is installed, against which the library's own is judged.
+ * A second and slow implementation of the inventory, with which tests compare that of the library.
  *
- * It shares nothing with the library but the record: every rule is written out once more, and nothing is
- * clever.
+ * It shares only the record with the library. Each rule is implemented again, in the simplest way.
  */
 #pragma once
 
@@ -16,14 +15,14 @@ namespace kestrelbay {
 
 using PlainRecords = std::vector<InstalledAppInfo>;
 
-/** The merge rule, over a plain list. */
+/** The merge rule, for a plain list. */
 void AddNaively(PlainRecords& list, InstalledAppInfo record);
 bool LessNaively(const InstalledAppInfo& left, const InstalledAppInfo& right);
 
-/** The whole inventory; records of equal names stand in the order in which the scan left them. */
+/** @return the whole inventory; records of equal names are in the order of the scan */
 PlainRecords ScanNaively(const PlainRegistry& registry);
 
-/** A record as a host receives it. */
+/** @return a record as a host receives it */
 ReceivedEntry AsReceived(const InstalledAppInfo& app);
 
 }  // namespace kestrelbay

@@ -12,7 +12,7 @@ const std::u16string kProducts = u"Software\\Classes\\Installer\\Products";
 
 constexpr std::uint64_t kFileTimeOf1970 = 116444736000000000;
 
-/** Product codes with their packed form, and what only looks like one. */
+/** Product codes with their packed form, and texts that only look like product codes. */
 const Names kEntryNames = {u"{12345678-ABCD-EF01-2345-6789ABCDEF01}",
                            u"12345678-ABCD-EF01-2345-6789ABCDEF01",
                            u"{00000001-0002-0003-0405-060708090A0B}",
@@ -45,7 +45,7 @@ PlainRegistry RandomRegistry::Make() {
 }
 
 void RandomRegistry::FillProducts(PlainRegistry& registry) {
-  // Shared by both views, and asked for in the default one.
+  // Both views share it. A scan opens it in the default view.
   registry.machine.At(kProducts);
   for (auto count = random() % 3; count > 0; --count) {
     FillProduct(registry.machine.At(kProducts + u"\\" + Any(kPackedCodes)));

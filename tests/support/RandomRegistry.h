@@ -1,8 +1,8 @@
 /**
- * Makes small registries of few names and values, so that much of them clashes and merges.
+ * Creates small registries with few names and values, so that many records have equal names and merge.
  *
- * Names are such that all systems sort them alike: letters of ASCII and no sign between Z and a, but where a
- * name ends. What a seed makes is the same everywhere.
+ * All systems sort the names alike: they have ASCII letters and, except at their end, no character between Z
+ * and a. The same seed gives the same registry everywhere.
  */
 #pragma once
 
@@ -21,7 +21,7 @@ class RandomRegistry {
   explicit RandomRegistry(std::uint32_t seed) : random(seed) {}
 
   PlainRegistry Make();
-  /** Refuses that some of the keys be opened. */
+  /** Denies access to some of the keys. */
   void DenySome(PlainRegistry& registry);
 
  private:
@@ -37,7 +37,7 @@ class RandomRegistry {
   void FillHive(PlainKey& users, const std::u16string& hive);
   void FillEntry(PlainKey& key);
   void SetRarely(PlainKey& key, std::u16string_view name, const Names& texts);
-  /** Sets a value with `odds` to one that it is set. */
+  /** Sets a value with a probability of `odds` to 1. */
   void SetMaybe(PlainKey& key, std::u16string_view name, const Names& texts, std::uint32_t odds);
   void DenySome(PlainKey& key);
 

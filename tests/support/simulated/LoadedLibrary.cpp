@@ -43,7 +43,7 @@ bool LoadedLibrary::IsLoaded(const std::string& file) {
 }
 
 ProcessFigures MeasureProcess() {
-  // A program's thread stays until it is joined; those are the machine's and not the library's.
+  // The thread of a program stays until it is joined. It belongs to the machine and not to the library.
   simulated::CurrentMachine().programs.WaitForAll();
   const std::filesystem::directory_iterator threads("/proc/self/task");
   std::size_t handles = 0;

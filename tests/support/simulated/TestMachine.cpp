@@ -34,7 +34,7 @@ fs::path NewHostFolder() {
 
 }  // namespace
 
-/** Events that hold programs up; they are there until all programs that may wait for them have ended. */
+/** Events for which programs wait. They exist until all programs that may wait for them have ended. */
 struct TestMachine::Signals {
   ~Signals() {
     for (const auto& [name, event] : events) platform::CloseHandle(event);
@@ -63,14 +63,14 @@ struct TestMachine::State {
     fs::remove_all(driveC, ignored);
   }
 
-  /** The key as its view has it, or null. */
+  /** @return the key in its view, or null */
   simulated::Key* Find(const KeyPath& key) {
     const auto end = std::min(key.path.find(u'\\'), key.path.size());
     simulated::Key* root = machine.registry.Find(key.path.substr(0, end));
     return root ? machine.registry.Find(*root, key.path.substr(end), ViewOf(key)) : nullptr;
   }
 
-  /** Where a key of a view is stored, or would be: below what the view has of the way to it. */
+  /** @return the stored path of a key of a view, even if it does not exist */
   std::u16string StoredPath(const KeyPath& key) {
     const std::lock_guard guard(machine.registry.Lock());
     for (auto end = key.path.size(); end != std::u16string::npos; end = key.path.rfind(u'\\', end - 1)) {
@@ -81,7 +81,7 @@ struct TestMachine::State {
     throw std::runtime_error("a path must begin with a predefined key's name");
   }
 
-  /** Where a file of drive C stands on the host. */
+  /** @return the path on the host of a file of drive C */
   fs::path OnHost(std::u16string path) const {
     if (!path.starts_with(u"C:\\")) throw std::runtime_error("a file's path must begin with C:\\");
     std::replace(path.begin(), path.end(), u'\\', u'/');
@@ -96,7 +96,7 @@ struct TestMachine::State {
 };
 
 TestMachine::TestMachine() : signals(std::make_unique<Signals>()), state(std::make_unique<State>()) {
-  // What every Windows has: the keys where the 32-bit view branches off, and the user's own software.
+  // Keys of every Windows: those where the 32-bit view begins, and the Software key of the user.
   for (const auto* path :
        {u"HKEY_LOCAL_MACHINE\\Software\\Wow6432Node", u"HKEY_LOCAL_MACHINE\\System",
         u"HKEY_LOCAL_MACHINE\\Software\\Classes\\Wow6432Node", u"HKEY_CURRENT_USER\\Software"}) {

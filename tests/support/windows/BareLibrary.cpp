@@ -1,14 +1,14 @@
-// A library with nothing in it but the toolchain's runtime, and log.dll beside it as the real one has it.
-// What it leaves behind when it is unloaded, every library of this toolchain does.
+// A library that has only the runtime of the toolchain and loads log.dll, as the real one does. Every library
+// of this toolchain leaves the resources that it leaves when it is unloaded.
 #include <memory>
 
 #include "log/log.h"
 
-/** Has the runtime do what any first use of a guarded object makes it do. */
+/** Starts the parts of the runtime that the first use of a guarded object starts. */
 extern "C" __declspec(dllexport) int UseRuntime() {
   static const std::unique_ptr<int> made = std::make_unique<int>(1);
   return *made;
 }
 
-/** Called by nobody: it is what has log.dll loaded. */
+/** Never called: the import makes Windows load log.dll. */
 extern "C" __declspec(dllexport) void Log() { QVSLOGD("", ""); }

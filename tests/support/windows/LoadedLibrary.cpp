@@ -23,7 +23,7 @@ std::size_t CountThreads() {
   return count;
 }
 
-/** Wine tells no number of handles, so each value is tried. */
+/** Wine does not report the number of handles, so this tries each value. */
 std::size_t CountHandles() {
   constexpr std::uintptr_t kHighestTried = 0x10000;
   std::size_t count = 0;
@@ -34,7 +34,7 @@ std::size_t CountHandles() {
   return count;
 }
 
-/** Which slots are in use is told by nothing: all that are free are taken, and given back. */
+/** No function reports the slots in use, so this takes all free slots and releases them. */
 std::size_t CountSlots() {
   std::vector<DWORD> slots;
   for (DWORD slot = TlsAlloc(); slot != TLS_OUT_OF_INDEXES; slot = TlsAlloc()) slots.push_back(slot);
@@ -43,7 +43,7 @@ std::size_t CountSlots() {
   return kSlots - slots.size();
 }
 
-/** Nor does it tell the memory in use. */
+/** Wine does not report the memory in use, so this adds up the regions of the process. */
 std::size_t CountMemoryBytes() {
   std::size_t bytes = 0;
   const char* address = nullptr;
@@ -73,8 +73,8 @@ bool LoadedLibrary::IsLoaded(const std::string& file) { return GetModuleHandleA(
 
 ProcessFigures MeasureProcess() { return {CountThreads(), CountHandles(), CountSlots(), CountMemoryBytes()}; }
 
-// The library keeps the shell's list of large images for good. Were the shell unloaded with the library, it
-// would make that list anew each time, of 9 MB under Wine.
+// The library never releases the shell's list of large images. If the shell were unloaded with the library,
+// it would create the list anew in each life: 9 MB under Wine.
 void PrepareLives() {
   if (!LoadLibraryA("shell32.dll")) throw std::runtime_error("the shell does not load");
 }
@@ -84,7 +84,7 @@ ProcessFigures LeftByBareLives(std::size_t lives) {
     const LoadedLibrary library("kestrelbay-test-bare.dll");
     reinterpret_cast<int (*)()>(library.Find("UseRuntime"))();
   };
-  // The first few fill what the system itself keeps.
+  // The system keeps some objects from the first few lives.
   for (int life = 0; life < 5; ++life) live();
   const ProcessFigures before = MeasureProcess();
   for (std::size_t life = 0; life < lives; ++life) live();

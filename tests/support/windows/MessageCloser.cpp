@@ -8,7 +8,7 @@
 namespace tests {
 namespace {
 
-// Windows' class of dialogs, of which a message is one.
+// The window class of dialogs. A message box is a dialog.
 constexpr wchar_t kDialogClass[] = L"#32770";
 constexpr auto kPause = std::chrono::milliseconds(20);
 

@@ -30,7 +30,7 @@ void Check(LSTATUS status, const char* what) {
   if (status != ERROR_SUCCESS) throw std::runtime_error(what + (": status " + std::to_string(status)));
 }
 
-/** The keys made and not yet deleted: each one's view as a digit, its path and a NUL. */
+/** Created keys that are not deleted yet: for each one its view as a digit, its path and a NUL. */
 std::filesystem::path ListPath() {
   return std::filesystem::temp_directory_path() / "kestrelbay-test-keys.bin";
 }
@@ -43,7 +43,7 @@ std::u16string ReadList() {
   return list;
 }
 
-/** The path of the topmost key that is missing on the way to `path`, or none. */
+/** @return the topmost missing key of `path`; empty if the whole path exists */
 std::optional<KeyPath> TopmostMissing(const KeyPath& path) {
   for (auto end = path.path.find(u'\\'); end != std::u16string::npos;) {
     end = path.path.find(u'\\', end + 1);
@@ -53,7 +53,7 @@ std::optional<KeyPath> TopmostMissing(const KeyPath& path) {
   return std::nullopt;
 }
 
-/** Takes off a path what one operation can be given. */
+/** Removes from a path as much as one registry call allows, and returns it. */
 std::u16string TakePart(std::u16string& path) {
   constexpr std::size_t kLongestPartChars = 32'000;
   const auto end = path.size() <= kLongestPartChars ? path.size() : path.rfind(u'\\', kLongestPartChars);
@@ -111,7 +111,7 @@ void RegistryChanges::SetValue(const KeyPath& path, const std::u16string& name, 
   OpenKey key(path, KEY_READ | KEY_WRITE);
   if (!key) throw std::runtime_error("the key may not be written to");
   earlierValues.push_back({path, name, Read(key, name)});
-  // Windows takes a text without its NUL for a mistake and adds one that it finds right behind the text.
+  // Windows sees a text without its NUL as a mistake, and adds a NUL that it finds directly after the text.
   std::vector<BYTE> guarded(bytes.begin(), bytes.end());
   guarded.insert(guarded.end(), sizeof(char16_t), 0xFF);
   Check(RegSetValueExW(key.Get(), Wide(name), 0, type, guarded.data(), static_cast<DWORD>(bytes.size())),

@@ -1,7 +1,7 @@
 /**
- * Changes to the real registry that can be undone: the keys made are deleted and the values set get back what
- * they had. A list of the keys is kept on disk, so that those of a test that crashed or was killed, which
- * undoes nothing, go when the next one begins. Failures are thrown as std::runtime_error. One thread.
+ * Changes to the real registry that can be undone: created keys are deleted, and replaced values are
+ * restored. A list of the keys is on disk, because a test that crashes undoes nothing: the next test then
+ * deletes its keys. Failures throw std::runtime_error. Not thread-safe.
  */
 #pragma once
 
@@ -15,7 +15,7 @@
 
 namespace tests {
 
-/** The open key at a path, closed with this object; holds null where there is no such key. */
+/** The open key at a path, closed with this object. Holds null if the key does not exist. */
 class OpenKey {
  public:
   OpenKey(const KeyPath& path, REGSAM access);
@@ -32,7 +32,7 @@ class OpenKey {
 
 class RegistryChanges {
  public:
-  /** Deletes what an earlier test left behind. */
+  /** Deletes the keys that an earlier test left. */
   RegistryChanges();
   ~RegistryChanges();
   RegistryChanges(const RegistryChanges&) = delete;
@@ -41,7 +41,7 @@ class RegistryChanges {
   void CreateKey(const KeyPath& path);
   void SetValue(const KeyPath& path, const std::u16string& name, DWORD type, std::span<const BYTE> bytes);
   bool DeleteKey(const KeyPath& path);
-  /** Has a key that somebody else is going to make deleted in the end, with those above it that are missing
+  /** Deletes at the end a key that another program will create, and those of its parents that are missing
    * now. */
   void DeleteLater(const KeyPath& path);
 

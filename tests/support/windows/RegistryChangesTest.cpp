@@ -1,4 +1,4 @@
-// The tests' own changes to the registry, and how they are undone.
+// The changes of the tests to the registry, and their undoing.
 #include "RegistryChanges.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@ TEST(RegistryChanges, AreUndoneInTheEnd) {
 }
 
 TEST(RegistryChanges, OfATestThatWasKilledAreUndoneByTheNext) {
-  // Never destroyed, as in a process that ends at once.
+  // Never destroyed, as in a process that crashes.
   auto* const killed = new RegistryChanges;
   killed->CreateKey(kKey);
   killed->DeleteLater(u"HKEY_CURRENT_USER\\Software\\KestrelbayLeft");

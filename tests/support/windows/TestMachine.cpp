@@ -66,7 +66,7 @@ void RunAndWait(std::wstring commandLine) {
   if (exitCode != 0) throw std::runtime_error("a program of the system failed");
 }
 
-/** An environment variable as it was; restored with this object. */
+/** Restores an environment variable when it is destroyed. */
 class EarlierVariable {
  public:
   EarlierVariable(std::u16string_view variable, std::u16string_view value) : name(variable) {
@@ -87,7 +87,7 @@ class EarlierVariable {
 
 }  // namespace
 
-/** Events by which programs are held up, under names that no other run uses. */
+/** Events for which programs wait. No other run uses their names. */
 struct TestMachine::Signals {
   ~Signals() {
     for (const auto& [name, event] : events) CloseHandle(event);
@@ -117,7 +117,7 @@ struct TestMachine::State {
   fs::path folder = NewFolder();
   std::vector<fs::path> madePaths = {folder};
   RegistryChanges registry;
-  // Variables must get back what they had in reverse, should one have been set twice.
+  // In reverse order, because a variable that was set twice must get its first value back.
   std::vector<std::unique_ptr<EarlierVariable>> variables;
 };
 
@@ -140,7 +140,7 @@ bool TestMachine::DeleteKey(const KeyPath& key) { return state->registry.DeleteK
 
 void TestMachine::ImportReg(std::string_view regText) {
   const auto text = FromUtf8(regText);
-  // Keys are made beforehand, so that they are known and go when the test ends.
+  // The keys are created before the import, so that they are recorded and deleted when the test ends.
   for (auto start = text.find(u"\n[HKEY"); start != std::u16string::npos;
        start = text.find(u"\n[HKEY", start + 1)) {
     const auto end = text.find_first_of(u"\r\n", start + 1);
@@ -269,7 +269,7 @@ std::vector<LogRecord> TestMachine::LogRecords() {
   return records;
 }
 
-// Without a handler of the program's own the system's C runtime answers with the number already.
+// Without a handler of the program, the C runtime of the system returns the number already.
 void TestMachine::IgnoreInvalidParameters() {}
 
 platform::DWORD ExitCodeOf(platform::HANDLE process) {

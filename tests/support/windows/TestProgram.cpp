@@ -1,5 +1,5 @@
-// Stands for any program that a test starts: does the steps that stand beside it in a file, leaves its
-// parameters and a mark there and ends. The file: its exit code, then five lines for each step: kind, key,
+// The program that tests start. It does the steps in the file beside it, writes its parameters and a mark to
+// files beside it, and ends. The file of steps has the exit code, then five lines for each step: kind, key,
 // view, name, text.
 #include <windows.h>
 
@@ -37,7 +37,7 @@ std::vector<std::wstring> ReadLines(const std::wstring& file) {
   return lines;
 }
 
-/** A key at a whole path, made if need be. */
+/** @return the key at a whole path; creates it if it is missing */
 class Key {
  public:
   Key(const std::wstring& path, const std::wstring& view) {
@@ -66,7 +66,7 @@ void WaitForSignal(const std::wstring& name) {
   CloseHandle(event);
 }
 
-/** Whether an event is there and cleared. Asking by a wait would clear it. */
+/** @return whether an event exists and is not signalled; a wait would clear it */
 bool IsCleared(const std::wstring& name) {
   struct BasicInformation {
     LONG type;
@@ -83,7 +83,7 @@ bool IsCleared(const std::wstring& name) {
   return isKnown && information.state == 0;
 }
 
-/** The watch's event is made signalled, and setting the watch is what clears it. */
+/** The event of the watch is created signalled, and setting the watch clears it. */
 void WaitForWatch(const std::wstring& name) {
   while (!IsCleared(name)) Sleep(1);
 }
@@ -106,7 +106,7 @@ void Take(const std::wstring* fields) {
   }
 }
 
-/** The command line behind the program's own name. */
+/** @return the command line after the name of the program */
 std::wstring Parameters() {
   const std::wstring line = GetCommandLineW();
   const bool isQuoted = line.starts_with(L'"');
@@ -127,7 +127,7 @@ bool Write(const std::wstring& file, const std::wstring& text) {
 int main() {
   const std::vector<std::wstring> lines = ReadLines(OwnPath() + L".steps");
   for (std::size_t at = 1; at + 5 <= lines.size(); at += 5) Take(&lines[at]);
-  // The mark comes last: who sees it finds the rest.
+  // The mark is written last: when it exists, so does everything else.
   if (!Write(OwnPath() + L".parameters", Parameters()) || !Write(OwnPath() + L".ran", {})) return 1;
   return lines[0].empty() ? 0 : std::stoi(lines[0]);
 }

@@ -35,7 +35,7 @@ TEST_F(TextConversion, EmptyWideIsEmptyUtf8AfterTheSizeCallAlone) {
 TEST_F(TextConversion, AsksForCodePageUtf8WithoutFlags) {
   const auto toWide = CallsOf([] { Utf8ToWide("ab"); });
   const auto toUtf8 = CallsOf([] { WideToUtf8(u"ab"); });
-  // The terminator is converted in one direction and left out in the other.
+  // The terminator is converted in one direction only.
   EXPECT_THAT(toWide, ElementsAre("MultiByteToWideChar(65001, 0x0, 3, 0) = 3",
                                   "MultiByteToWideChar(65001, 0x0, 3, 3) = 3"));
   EXPECT_THAT(toUtf8, ElementsAre("WideCharToMultiByte(65001, 0x0, 2, 0) = 2",

@@ -51,7 +51,7 @@ void Destroy(void* registration) {
 
 }  // namespace
 
-// NOLINTBEGIN: the linker's names. Seen from outside, since a sanitizer's library asks for them too.
+// NOLINTBEGIN: the linker's names. Visible from outside, because the library of a sanitizer calls them too.
 extern "C" {
 
 int __real___cxa_atexit(void (*destroy)(void*), void* object, void* library);
@@ -108,7 +108,7 @@ TEST(StopEvent, ThatWasNotMadeIsSetWithSuccessAllTheSame) {
 }
 
 void Unload() {
-  // Made in this order, so that they are destroyed in reverse, and what the load made after them.
+  // Created in this order, so destroyed in reverse, and the load-time objects after them.
   printed = {{{&SDKLog::GetInstance(), "SDKLog"},
               {&AppInstall::GetInstance(), "AppInstall"},
               {&AppUninstall::GetInstance(), "AppUninstall"},

@@ -50,7 +50,7 @@ void TellWhetherTheEventIsOpen() {
   if (tellAtUnload) std::fputs(Handles::Shared().Find(StopEvent) ? "event open" : "event closed", stderr);
 }
 
-// Before anything of the library is made, so that what is registered here runs after all of it is destroyed.
+// Registered before any object of the library is created, so it runs after all of them are destroyed.
 [[gnu::constructor(101)]] void RegisterForUnload() {
   Handles::Shared();
   std::atexit(&TellWhetherTheEventIsOpen);

@@ -66,7 +66,7 @@ TEST_F(ProcessStart, RefusedElevationIsNullAndStartsNothing) {
   platform::HANDLE process = &process;
   const auto calls = CallsOf([&] { process = StartProcessElevated("C:\\Tools\\tool.exe", "", 1); });
   EXPECT_EQ(process, nullptr);
-  EXPECT_THAT(calls.back(), testing::StartsWith("ShellExecuteExW("));  // why it failed is not asked for
+  EXPECT_THAT(calls.back(), testing::StartsWith("ShellExecuteExW("));  // the last error is not read
   EXPECT_TRUE(machine.programs.Starts().empty());
 }
 

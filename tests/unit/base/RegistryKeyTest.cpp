@@ -72,7 +72,7 @@ TEST(RootsDeathTest, CurrentUsersIsClosedOnceMoreAtUnload) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto unload = [] {
     simulated::CurrentMachine().journal.Start();
-    // What is registered before the roots are made runs after they are destroyed.
+    // Registered before the roots are created, so it runs after they are destroyed.
     std::atexit(&TellWhetherTheCurrentUserWasClosed);
     LocalMachineRoot();
     CurrentUserRoot();
@@ -229,7 +229,7 @@ class LastWriteTime : public OnMachine {
   std::u16string Read(std::uint64_t fileTime) {
     machine.registry.CreateKey(kKey);
     machine.registry.SetLastWriteTime(kKey, fileTime);
-    std::u16string time = u"2";  // that of a key before
+    std::u16string time = u"2";  // the time of an earlier key
     ReadLastWriteTime(*OpenMachineKey(u"Software\\Vendor"), time);
     return time;
   }

@@ -98,7 +98,7 @@ TEST_F(CallbackMode, LockIsFreeAgainAfterAnExceptionHasLeft) {
     if (std::string(text).ends_with("throw")) throw std::runtime_error(text);
   });
   EXPECT_THROW(SDKLog::GetInstance().Log(3, "F", "G", 1, "throw"), std::runtime_error);
-  SDKLog::GetInstance().Log(3, "F", "G", 1, "comes back");
+  SDKLog::GetInstance().Log(3, "F", "G", 1, "second line");
 }
 
 TEST_F(CallbackMode, BothPassesOfAFormatSeeTheSameArguments) {
@@ -109,7 +109,7 @@ class DllMode : public OnMachine {
  protected:
   DllMode() { InitDllLogger(nullptr); }
 
-  /** What was recorded behind the line of InitDllLogger. */
+  /** @return the records after the one of InitDllLogger */
   std::vector<std::string> Records() const {
     std::vector<std::string> texts;
     for (const simulated::LogRecord& record : machine.LogRecords()) {
@@ -151,7 +151,7 @@ TEST_F(DllMode, FormatGoesOutUnexpandedAndNothingIsFormatted) {
 std::latch* recordIsHeld = nullptr;
 std::latch* recordMayEnd = nullptr;
 
-/** A host's callback that holds the first record, and with it the logger's lock, until a test lets it go. */
+/** A host's callback that holds the first record, and so the lock of the logger, until a test releases it. */
 void HoldRecord(const char*, std::int32_t, const char* text) {
   if (!std::string(text).ends_with("hold")) return;
   recordIsHeld->count_down();
@@ -272,7 +272,7 @@ TEST_F(BeforeInitialisationDeathTest, LogCallFaults) {
     SDKLog::GetInstance().Log(3, "F", "G", 1, "%d", 5);
     done = true;
   }).detach();
-  // Behind the failure there is nothing but the lock that a thread could wait for.
+  // After the failure, a thread can wait for nothing but that lock.
   while (!done && !(faults.Fired() && Sleeps(logger))) std::this_thread::yield();
   ExitTellingWhether(!done);
 }

@@ -1,5 +1,5 @@
-// What the system is handed when a program is started, to the last field. The two operations are here: they
-// keep their records and start nothing.
+// All fields of the records with which a program is started. This file replaces the two functions of the
+// port: they store the records and start nothing.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -40,7 +40,7 @@ BOOL ShellExecuteExW(SHELLEXECUTEINFOW* execute) {
 namespace kestrelbay {
 namespace {
 
-/** Leaves other bytes than zeros where the records of the next call will stand. */
+/** Fills the stack where the records of the next call will be with bytes that are not zero. */
 [[gnu::noinline]] void SoilTheStack() {
   volatile unsigned char bytes[0x4000];
   for (volatile unsigned char& byte : bytes) byte = 0xA5;

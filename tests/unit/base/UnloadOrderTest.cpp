@@ -1,5 +1,5 @@
-// The order in which the shared library itself destroys what it made. This program defines the function that
-// registers a destruction, so the library's registrations pass through here.
+// The order in which the shared library destroys its objects. This program defines the function that
+// registers a destruction, so it receives the registrations of the library.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -21,7 +21,7 @@ struct Registration {
   const char* name;
 };
 
-// The library registers a handful; filled before this program's own constructors run.
+// The library registers only a few. Filled before the constructors of this program run.
 constinit std::array<Registration, 64> registrations{};
 constinit std::size_t registered = 0;
 

@@ -1,5 +1,5 @@
-// Sub keys whose names cannot be read, as many as no registry is filled with for a test. The operation is
-// here, and answers for a key that has as many readable and unreadable names as the test says.
+// Subkeys whose names cannot be read, in numbers that a test cannot put into a registry. This file replaces
+// the function of the port by one with as many readable and unreadable names as the test sets.
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -38,7 +38,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/** What is listed of a key with that many sub keys. */
+/** @return the names listed for a key with that many subkeys */
 std::vector<std::u16string> ListOf(platform::DWORD count, std::function<bool(platform::DWORD)> readable) {
   nameCount = count;
   isReadable = std::move(readable);

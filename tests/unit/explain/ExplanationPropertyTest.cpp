@@ -18,10 +18,10 @@ const PlainKey* Open(const PlainKey& root, const std::u16string& path) {
   return key && !key->denied ? key : nullptr;
 }
 
-/** Places and entries that a scan of it comes to, counted without a scan. */
+/** The places and entries that a scan reads, counted without a scan. */
 std::size_t CountKeys(const PlainRegistry& registry) {
   if (!Open(registry.machine, u"Software\\Classes\\Installer\\Products")) return 1;
-  // The products, the machine's uninstall keys, and the hive of the machine's own user, which has neither
+  // The products key, the uninstall keys of the machine, and the hive of the current user, which has neither
   // path.
   std::size_t count = 1 + 2 + 2;
   for (const PlainKey* machine : {&registry.machine32, &registry.machine}) {
@@ -30,7 +30,7 @@ std::size_t CountKeys(const PlainRegistry& registry) {
   for (const PlainKey& hive : registry.users.subKeys) {
     count += 2;
     if (const PlainKey* uninstall = Open(hive, kUninstall)) count += uninstall->subKeys.size();
-    // Each product is looked for in both views of UserData, which are places too.
+    // Each hive with products is also searched in both views of UserData, and these are places too.
     if (const PlainKey* products = Open(hive, u"Software\\Microsoft\\Installer\\Products")) {
       count += 2 * (1 + products->subKeys.size());
     }
@@ -40,7 +40,7 @@ std::size_t CountKeys(const PlainRegistry& registry) {
 
 std::u16string Wide(const std::string& ascii) { return {ascii.begin(), ascii.end()}; }
 
-/** What stands where a field is said to come from; the field as a record has it. */
+/** The value in the source that an explanation names for a field, as the record would have it. */
 std::string ReadSource(const PlainRegistry& registry, AppField field, const FieldSource& source) {
   if (field == AppField::RegistryKey) return source.key.root + '\\' + source.key.path;
   if (field == AppField::Architecture) return std::to_string(source.key.view);
@@ -110,7 +110,7 @@ TEST(ExplanationProperty, OfRandomRegistriesAddsUpToTheirKeysAndToTheList) {
     leftOut += Count(explanation, Fate::LeftOut);
     unread += Count(explanation, Fate::Unread);
   }
-  // Worth counting: every fate was met often.
+  // A check of the test itself: each fate occurred often.
   EXPECT_GT(std::min({merged, leftOut, unread}), 100U);
 }
 

@@ -16,7 +16,7 @@ using testing::ElementsAre;
 const std::u16string kCode = u"{12345678-ABCD-EF01-2345-6789ABCDEF01}";
 const std::u16string kPacked = u"87654321DCBA10FE32547698BADCFE10";
 const std::u16string kHive = u"HKEY_USERS\\S-1-5-21-1\\";
-/** The hive of the machine's own user, which comes last. */
+/** The hive of the current user, which is listed last. */
 constexpr std::string_view kOwnHive = "S-1-5-21-1000000001-";
 const std::string kUninstall = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
 
@@ -33,7 +33,7 @@ class Explained : public OnMachine {
     SetTexts(root + u"\\" + name, more);
   }
 
-  /** The explanation of the first entry of that name that is looked at through the view. */
+  /** @return the explanation of the first entry of that name in the view */
   const ExplainedKey& Entry(const std::string& name, std::optional<RegistryView> view = {}) {
     explanation = ExplainInstalledApps();
     const auto found = std::ranges::find_if(explanation.keys, [&](const ExplainedKey& key) {
@@ -75,7 +75,8 @@ TEST_F(Explained, EveryFilterHasAVerdictOfItsOwn) {
   EXPECT_EQ(VerdictOf(u"j", {{u"WindowsInstaller", u"1"}, {u"DisplayName", u"App"}}), Verdict::Accepted);
 }
 
-// An entry that falls under every rule, mended step by step: each time the next rule is the first that hits.
+// An entry that every rule rejects is corrected step by step. At each step the next rule is the first that
+// rejects it.
 TEST_F(Explained, PlainEntryIsLeftOutByTheFirstRuleThatHits) {
   AddEntry(u"KB123456", {{u"SystemComponent", u"1"},
                          {u"Publisher", ExcludedPublisher},

@@ -1,4 +1,4 @@
-// Lists and icons that threads of the library call back with.
+// Lists and icons that the library reports on its own threads.
 #include <gmock/gmock.h>
 
 #include <signal.h>
@@ -58,7 +58,7 @@ TEST_F(AsynchronousExport, EntryIsLoggedByTheCallerAndCallbackRunsElsewhere) {
       false);
   lists.WaitForLists(1);
   EXPECT_NE(threadOfCallback, std::this_thread::get_id());
-  // The request's entry, and those of the two functions that its thread calls.
+  // The entry line of the request, and those of the two exports that its thread calls.
   EXPECT_THAT(threadsOfLines, ElementsAre(std::this_thread::get_id(), threadOfCallback, threadOfCallback));
   threadsOfLines.clear();
   IconReceiver icons;
@@ -121,7 +121,7 @@ TEST_F(AsynchronousExport, IconIsCalledBackOnce) {
   EXPECT_THAT(log.Messages(), ElementsAre("enter GetAppIconAsync"));
 }
 
-/** A text that keeps the thread which is first to read it. One lives at a time. */
+/** A text that stores the id of the first thread that reads it. At most one exists. */
 class WatchedText {
  public:
   explicit WatchedText(const char* text) {
@@ -141,7 +141,7 @@ class WatchedText {
   WatchedText& operator=(const WatchedText&) = delete;
 
   const char* Get() const { return static_cast<const char*>(page); }
-  /** @return what gettid() answers on that thread; 0 where none has read it */
+  /** @return the gettid() of that thread; 0 if no thread has read the text */
   pid_t Reader() const { return reader; }
 
  private:
@@ -202,7 +202,7 @@ TEST_F(AsynchronousExport, WithoutAThreadItRaisesBehindItsEntryLine) {
   EXPECT_THAT(log.Messages(), ElementsAre("enter GetInstalledAppListAsync", "enter GetAppIconAsync",
                                           "enter StartAnyExeAsync"));
   EXPECT_TRUE(machine.programs.Starts().empty());
-  // Nothing of a request that raised is left that could call back: these are the first answers.
+  // A request that threw leaves nothing that could call back: these are the first reports.
   GetInstalledAppListAsync(&ListReceiver::Receive, false);
   EXPECT_EQ(lists.WaitForLists(1).size(), 1U);
   GetAppIconAsync(&IconReceiver::Receive, "App");

@@ -28,7 +28,7 @@ class ManyAtOnce : public OnMachine {
     }
   }
 
-  /** Calls `action` on many threads, all of which are there before the first one begins. */
+  /** Calls `action` on many threads. All threads exist before the first one begins. */
   static void OnThreads(std::size_t count, const std::function<void(std::size_t)>& action) {
     std::latch ready(static_cast<std::ptrdiff_t>(count));
     std::vector<std::thread> threads;
@@ -118,7 +118,7 @@ std::atomic<bool> overlapped = false;
 
 void LookForAnotherCall(const char*, std::int32_t, const char*) {
   if (insideCallback.fetch_add(1) != 0) overlapped = true;
-  for (int turn = 0; turn < 10; ++turn) std::this_thread::yield();  // lets another call in, were it to come
+  for (int turn = 0; turn < 10; ++turn) std::this_thread::yield();  // gives a second call the time to begin
   insideCallback.fetch_sub(1);
 }
 

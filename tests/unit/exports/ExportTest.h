@@ -1,4 +1,4 @@
-/** A host on a new machine, whose inventory is empty and has its products key. */
+/** A host on a new machine, which has the products key and no entries. */
 #pragma once
 
 #include <cstdint>

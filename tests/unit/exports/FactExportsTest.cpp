@@ -1,4 +1,4 @@
-// The facts as the host asks for them: buffers of every size, entry lines, exceptions that leave the library.
+// The exports of the facts: buffers of every size, entry lines, and exceptions that leave the library.
 #include <gmock/gmock.h>
 
 #include <array>
@@ -24,7 +24,7 @@ constexpr char kGuard = '#';
 struct Fact {
   const char* name;
   bool (*call)(char*, std::int32_t*);
-  /** Makes a machine on which the fact is ten bytes. */
+  /** Creates a machine on which the fact has ten bytes. */
   void (*prepare)(simulated::Machine&);
 };
 
@@ -67,7 +67,7 @@ class BufferFacts : public OnMachine, public testing::WithParamInterface<Fact> {
  protected:
   BufferFacts() { GetParam().prepare(machine); }
 
-  /** Calls with a buffer that has guards on both sides. */
+  /** Calls with a buffer between guard bytes. */
   bool Call(std::int32_t givenSize) {
     buffer.fill(kGuard);
     size = givenSize;

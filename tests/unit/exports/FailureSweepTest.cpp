@@ -26,7 +26,7 @@ void SetText(Machine& machine, const std::u16string& path, std::u16string_view n
   machine.registry.SetText(path, name, text, type);
 }
 
-/** A machine on which a scan takes every road. */
+/** A machine on which a scan takes every branch. */
 Machine& UseFullMachine() {
   Machine& machine = UseMachine(std::make_unique<Machine>());
   machine.CollectLogRecords();
@@ -52,12 +52,13 @@ void PrintTo(const Extent& extent, std::ostream* out) {
   *out << (extent.value == Faults::Extent::Once ? "once" : "onwards");
 }
 
-/** Makes the n-th call fail for every n there is. */
+/** Makes the n-th call fail, for every n. */
 class FailureSweep : public testing::TestWithParam<Extent> {
  protected:
   FailureSweep() {
     UseMachine(std::make_unique<Machine>());
-    // Records go to log.dll: a message that cannot be formatted would end at the logger's own lock.
+    // Records go to log.dll, because with a callback the failure of a format ends in the deadlock of the
+    // logger.
     InitDllLogger(nullptr);
   }
 
@@ -179,7 +180,7 @@ TEST_P(FailureSweep, DeleteTreeTellsWhetherTheKeyIsGone) {
     machine.journal.Stop();
     const bool gone = machine.registry.Find(key) == nullptr;
     const simulated::JournalCall last = machine.journal.Calls().back();
-    // The last call is the final delete or, for a key that cannot be opened and so counts as gone, that open.
+    // The last call is the final delete, or the open of a key that cannot be opened and so counts as deleted.
     const bool deleteFailed = last.name == "RegDeleteKeyW" && last.result != "0";
     EXPECT_EQ(isDeleted, !deleteFailed);
     EXPECT_EQ(gone, last.name == "RegDeleteKeyW" && !deleteFailed);

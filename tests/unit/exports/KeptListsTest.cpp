@@ -1,5 +1,5 @@
-// The lists that look-ups leave behind, counted by the memory in use: each keeps its own, and a job keeps
-// nothing else of that size, a single request nothing else at all.
+// The lists that look-ups leave, counted by the memory in use. Each look-up leaves its list. A job leaves
+// nothing else of that size, and a single request nothing else at all.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -15,7 +15,7 @@
 namespace {
 
 std::atomic<long> bytesInUse = 0;
-/** What this thread took and has not given back; no other thread's end changes it. */
+/** The bytes that this thread has allocated and not freed. No other thread changes it. */
 thread_local long bytesOfThread = 0;
 
 void Count(long bytes) {
@@ -23,7 +23,7 @@ void Count(long bytes) {
   bytesOfThread += bytes;
 }
 
-// Each block starts with the number of requested bytes: the size that an allocator adds varies.
+// Each block starts with its requested size, because an allocator rounds the size.
 constexpr std::size_t kHeadBytes = alignof(std::max_align_t);
 
 void* TakeOrNull(std::size_t bytes) noexcept {
@@ -50,11 +50,11 @@ void Free(void* block) {
 void* operator new(std::size_t bytes) { return Take(bytes); }
 void operator delete(void* block) noexcept { Free(block); }
 void operator delete(void* block, std::size_t) noexcept { Free(block); }
-// Memory resources ask for an alignment. No block here needs more than malloc gives.
+// Memory resources pass an alignment. No block here needs more than malloc has.
 void* operator new(std::size_t bytes, std::align_val_t) { return Take(bytes); }
 void operator delete(void* block, std::align_val_t) noexcept { Free(block); }
 void operator delete(void* block, std::size_t, std::align_val_t) noexcept { Free(block); }
-// A sanitizer's own of these do not come to the ones above.
+// The allocator of a sanitizer does not call the functions above.
 void* operator new[](std::size_t bytes) { return Take(bytes); }
 void operator delete[](void* block) noexcept { Free(block); }
 void operator delete[](void* block, std::size_t) noexcept { Free(block); }
@@ -69,7 +69,7 @@ namespace {
 class KeptLists : public JobTest {
  protected:
   KeptLists() {
-    // So many that a list outweighs all else that a job leaves.
+    // So many that a list is larger than everything else that a job leaves.
     for (int number = 0; number < 400; ++number) {
       const std::string digits = std::to_string(number);
       AddApp(u"An application of some length " + std::u16string(digits.begin(), digits.end()), u"1.0");
@@ -90,7 +90,7 @@ class KeptLists : public JobTest {
     return static_cast<double>(bytesOfThread - before);
   }
 
-  /** How many lists an action leaves. What is made once in a process is made by a first round. */
+  /** @return the number of lists that an action leaves. A first round creates the objects of first use. */
   static double ListsLeftBy(const std::function<void()>& action) {
     action();
     const long before = bytesInUse;
@@ -127,7 +127,7 @@ TEST_F(KeptLists, GivenRegistryPathTakesNoList) {
   EXPECT_NEAR(ListsLeftByJob(InstallRecord("C:\\setup.exe", "App", "", "any text")), 0, kNearlyNothing);
 }
 
-/** Requests that leave nothing else behind, to the byte, and are done on the thread that makes them. */
+/** Requests that run on the thread of the caller. They leave nothing but a list, to the byte. */
 class KeptListsOfRequests : public KeptLists {
  protected:
   KeptListsOfRequests() {
@@ -151,7 +151,7 @@ class KeptListsOfRequests : public KeptLists {
 };
 
 TEST_F(KeptListsOfRequests, IconKeepsOneWithItsText) {
-  // So that the text of the icon has no room in the block of its record.
+  // So that the text of the icon does not fit into its record.
   machine.registry.RemoveKey(kUninstall64Path);
   const std::u16string longest(259, u'x');
   SetTexts(KeyOf(u"App"), {{u"DisplayName", u"App"},
@@ -189,7 +189,7 @@ TEST_F(KeptListsOfRequests, VersionKeepsOne) {
 TEST_F(KeptListsOfRequests, StartKeepsOneWhereItComesToTheInventory) {
   machine.appsFolder.items.push_back({{u"Folder item", u"Folder!App"}});
   EXPECT_EQ(ListsLeftBy([] { StartApp("None", ""); }), 1);
-  // Of the handles of a process that is started none is closed.
+  // No handle of a started process is closed.
   EXPECT_NEAR(ListsLeftBy([] { StartApp("Folder item", ""); }), 0, kNearlyNothing);
 }
 

@@ -1,6 +1,6 @@
-// The races that the interface keeps on purpose, each taken in turns so that it does no harm. The thread
-// sanitizer reports them all the same, so its list of suppressions has to name them, and need name no others.
-// That no lock is taken is counted.
+// The data races that the interface keeps by design, in turns so that they do no harm. The thread sanitizer
+// still reports each of them, so its suppressions must name these and no others. Counting the locks shows
+// that none is taken.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -24,7 +24,7 @@ std::size_t LocksOf(Action action) {
   return LocksTaken() - before;
 }
 
-/** Does `theirs` on another thread and then `ours` on this one, without anything that orders the two. */
+/** Runs `theirs` on another thread and then `ours` on this one, without a synchronisation between them. */
 void InTurns(const std::function<void()>& theirs, const std::function<void()>& ours) {
   std::atomic<bool> isDone = false;
   std::thread other([&] {
@@ -39,7 +39,7 @@ void InTurns(const std::function<void()>& theirs, const std::function<void()>& o
 template <class Request>
 void Ignore(Request*) {}
 
-/** Of a flow and its request: `std::pair<Flow, Request>`. */
+/** A flow and its request: `std::pair<Flow, Request>`. */
 template <class FlowAndRequest>
 class KeptRaces : public testing::Test {
  protected:

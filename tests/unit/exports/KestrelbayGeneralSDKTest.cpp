@@ -90,7 +90,7 @@ TEST_P(EntryLine, IsTheFirstActOfTheExport) {
   const std::string name = GetParam().name;
   machine.journal.Start();
   GetParam().call();
-  // An asynchronous start reports no end. This is the last call of its thread to the machine.
+  // Nothing reports the end of an asynchronous start. This is the last call of its thread.
   while (name == "StartAnyExeAsync" && CountCalls("GetLastError") == 0) std::this_thread::yield();
   machine.journal.Stop();
   const simulated::JournalCall first = machine.journal.Calls().at(0);

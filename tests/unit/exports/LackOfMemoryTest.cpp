@@ -1,5 +1,4 @@
-// Lack of memory, wherever it strikes: each allocation of an export fails in turn, on the thread of the
-// caller.
+// Lack of memory: each allocation of an export fails in turn, on the thread of the caller.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -19,7 +18,7 @@
 
 namespace {
 
-/** How many allocations of this thread succeed until one fails; negative where none does. */
+/** The number of allocations of this thread that succeed before one fails; negative if none fails. */
 thread_local long allocationsLeft = -1;
 thread_local bool mallocFails = false;
 thread_local std::size_t lastMallocBytes = 0;
@@ -29,7 +28,7 @@ thread_local std::size_t lastMallocBytes = 0;
 // NOLINTBEGIN: the linker's names. Seen from outside, since a sanitizer's library asks for them too.
 extern "C" {
 
-// The linker leads the calls of this program's objects through here; those of other libraries stay.
+// The linker redirects the calls of this program's objects here, but not those of other libraries.
 void* __real_malloc(std::size_t bytes);
 [[gnu::visibility("default")]] void* __wrap_malloc(std::size_t bytes) {
   lastMallocBytes = bytes;
@@ -41,11 +40,11 @@ void* __real_malloc(std::size_t bytes);
 
 [[gnu::noinline]] void* operator new(std::size_t bytes) {
   if (allocationsLeft >= 0 && allocationsLeft-- == 0) throw std::bad_alloc();
-  // Fresh memory holds zeros by chance: not here.
+  // Fresh memory may contain zeros by chance. This memory never does.
   if (void* const block = __real_malloc(bytes == 0 ? 1 : bytes)) return std::memset(block, 0xA5, bytes);
   throw std::bad_alloc();
 }
-// What asks in this way can do without. None is inlined, or the compiler takes the pair for mismatched.
+// A caller of this form handles null. Not inlined, because the compiler would report a mismatched pair.
 void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
   return __real_malloc(bytes == 0 ? 1 : bytes);
 }
@@ -60,7 +59,7 @@ using simulated::Machine;
 using simulated::UseMachine;
 
 std::atomic<int> calledBack = 0;
-// Long enough that a text of it has a block of its own.
+// So long that a text of it has its own block.
 constexpr char kName[] = "An application with a name of some length";
 
 void AwaitCallback(int before) {
@@ -86,7 +85,7 @@ void List(bool includeIcons) {
   ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
 }
 
-// Of what starts a program the way to the start alone, which then finds none.
+// Of the exports that start a program, only the way to the start: they find no program.
 const Export kExports[] = {
     {"GetManufacturer", [] { Ask(&GetManufacturer); }},
     {"GetDeviceId", [] { Ask(&GetDeviceId); }},
@@ -145,13 +144,13 @@ void Fill(Machine& machine) {
   machine.graphicsAdapters = {u"An adapter with a long name", u"Another one"};
 }
 
-/** Whether another thread could start a job, and this one log. */
+/** @return whether another thread could start a job, and this one could log */
 bool LocksAreFree() {
   bool isFree = false;
   std::thread([&] {
     isFree = LifecycleMutex.try_lock();
     if (isFree) LifecycleMutex.unlock();
-    SetStopAppEvent();  // would wait for ever
+    SetStopAppEvent();  // would wait without end
   }).join();
   return isFree;
 }
@@ -188,7 +187,7 @@ TEST_P(LackOfMemory, LeavesTheExportAsAnException) {
   EXPECT_GE(raised, 1);
 }
 
-// The system answers the root itself where a root is opened without a path.
+// A root that is opened without a path yields the root itself.
 TEST(LackOfMemoryBehindARoot, LeavesTheRootOpen) {
   long raised = 0;
   for (std::unique_ptr<RegistryKey> opened; !opened; raised += !opened) {
@@ -214,12 +213,12 @@ bool HasNoText(const InstalledAppEntry& entry) {
 TEST(LackOfMemoryForTheTextsOfAList, FindsTheArrayHandedOutWithNullsInsteadOfTexts) {
   InitDllLogger([](const char*, std::int32_t, const char*) {});
   Fill(UseMachine(std::make_unique<Machine>()));
-  List(false);  // makes what is made once
+  List(false);  // creates the objects that are created on first use
   InstalledAppEntry none;
   InstalledAppEntry* entries = &none;
   std::uint32_t count = 77;
   bool isRaised = true;
-  // Until the first failure behind that of the array itself.
+  // Up to the first failure after that of the array.
   for (long allocations = 0; isRaised && entries == &none; ++allocations) {
     allocationsLeft = allocations;
     try {
@@ -252,7 +251,7 @@ TEST(HostText, OfAFailedEncryptionIsABlockOfOneByte) {
 
 char* output = nullptr;
 
-// The block's place is set before anything is copied, which whoever is told of the condition sees.
+// The output is set before the copy, so the handler of the invalid parameter sees it.
 TEST(LackOfMemoryForTheHostsText, RaisesTheInvalidParameterConditionWithANullOutput) {
   UseMachine(std::make_unique<Machine>());
   InitDllLogger([](const char*, std::int32_t, const char*) {});

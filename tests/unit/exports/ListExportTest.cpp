@@ -1,4 +1,4 @@
-// The list that the host gets and releases.
+// The list that a host receives and releases.
 #include <gmock/gmock.h>
 
 #include <cstddef>
@@ -76,7 +76,7 @@ TEST_F(ListExport, EntryLineIsTheFirstAct) {
 TEST_F(ListExport, CountOfZeroOrLessReleasesTheArrayAndNoText) {
   for (const std::int32_t count : {0, -1, INT32_MIN}) {
     auto* entries = new InstalledAppEntry[1]{};
-    char text[] = "not from the heap";  // freeing it would be noticed
+    char text[] = "not from the heap";  // to free it would crash
     entries[0].displayName = text;
     ReleaseInstalledAppList(&entries, count);
     EXPECT_EQ(entries, nullptr);

@@ -1,4 +1,5 @@
-// Makes the n-th call of a machine fail, for every n there is, under facts, secrets, starts and removal.
+// Makes the n-th call of the machine fail, for every n, in the exports for facts, secrets, starts and
+// removal.
 #include <gmock/gmock.h>
 
 #include <functional>
@@ -19,7 +20,7 @@ using simulated::UseMachine;
 
 const std::u16string kEntry = kUninstall64Path + u"\\App";
 
-/** A machine on which every export has something to find. */
+/** A machine on which every export has a result. */
 Machine& UseFullMachine() {
   Machine& machine = UseMachine(std::make_unique<Machine>());
   simulated::RegistryTree& registry = machine.registry;
@@ -49,7 +50,7 @@ class OtherExportsSweep : public testing::TestWithParam<Faults::Extent> {
   OtherExportsSweep() { InitDllLogger(nullptr); }
   ~OtherExportsSweep() override { CurrentMachine().programs.WaitForAll(); }
 
-  /** @param flow makes the calls, on a machine where one may fail */
+  /** @param flow  the calls, on a machine where one of them may fail */
   static void Sweep(std::size_t fewestCalls, const std::function<void(Machine&)>& flow) {
     const std::size_t allocations = simulated::OpenAllocations();
     std::size_t n = 1;
@@ -91,7 +92,7 @@ TEST_P(OtherExportsSweep, AFactIsWholeOrFailsAndTouchesNothing) {
         EXPECT_EQ(fact, &GetProxyServer);
       }
       EXPECT_EQ(size, isTold ? static_cast<std::int32_t>(std::string(buffer).size()) : 16);
-      // An adapter that fails leaves its place.
+      // The name of an adapter that fails is empty, but its comma stays.
       const bool mayBeLess = isTold && fact == &GetGraphics;
       EXPECT_TRUE(mayBeLess || buffer == (isTold ? whole : "#")) << buffer;
     });

@@ -1,4 +1,4 @@
-// Where the host runs, copied into buffers of every size.
+// The directory of the host, copied into buffers of every size.
 #include <gmock/gmock.h>
 
 #include <array>

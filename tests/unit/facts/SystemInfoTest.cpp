@@ -20,7 +20,7 @@ const std::u16string kInternet =
     u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings";
 const std::u16string kTablet = u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\Tablet PC";
 
-/** What escapes from a call, told as its kind and text. */
+/** @return type and text of the exception that leaves a call */
 template <class Action>
 std::string Escaping(Action action) {
   try {
@@ -73,7 +73,7 @@ TEST_F(Facts, EachIsReadFromItsKeyInItsViewWhichIsClosed) {
     for (const std::string& value : values)
       calls.push_back("RegQueryValueExW(" + key + ", \"" + value + "\", 520) = 0");
     calls.push_back("RegCloseKey(" + key + ") = 0");
-    // A copy of the user's root closes the handle that it shares; a copy of the machine's spares it.
+    // The copy of the user's root closes its handle. A copy of the machine's root does not.
     if (root == "HKEY_CURRENT_USER") calls.push_back("RegCloseKey(HKEY_CURRENT_USER) = 0");
     return calls;
   };
@@ -203,7 +203,7 @@ TEST(ParseDecimal, ReadsTheWhole32BitRangeAndNoMore) {
   EXPECT_EQ(ParseDecimal(u"2147483647"), 2147483647);
   EXPECT_EQ(ParseDecimal(u"-2147483648"), -2147483647 - 1);
   EXPECT_EQ(ParseDecimal(u" +7x"), 7);
-  // Fits a long of 64 bits, and is out of range all the same.
+  // Fits into a long of 64 bits, but must be out of range.
   EXPECT_THROW(ParseDecimal(u"2147483648"), std::out_of_range);
   EXPECT_THROW(ParseDecimal(u"-2147483649"), std::out_of_range);
   EXPECT_THROW(ParseDecimal(u"99999999999999999999"), std::out_of_range);

@@ -1,4 +1,4 @@
-/** A machine with executables to draw icons of. */
+/** A machine with executables that have icons. */
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,15 +18,16 @@ class Extraction : public OnMachine {
   Extraction();
   ~Extraction() override;
 
-  /** Makes a file on drive C. */
+  /** Creates a file on drive C. */
   void MakeFile(const std::string& contents, const std::string& name = "app.exe");
-  /** Makes C:\app.exe, with an icon of these images. */
+  /** Creates C:\app.exe with an icon of these images. */
   void MakeProgram(const std::vector<samples::IconBytes>& images);
 
-  /** What IconToPngBase64 makes of C:\app.exe, decoded; empty for a failure. */
+  /** @return the decoded result of IconToPngBase64 for C:\app.exe; empty after a failure */
   static simulated::Picture Draw();
 
-  /** Nothing is left open but streams, of which the library leaves those that nothing was saved into. */
+  /** Checks that nothing stays open but streams: the library does not release a stream after a failed save.
+   */
   void ExpectClosed(std::size_t streams = 0);
 
   static const std::u16string kPath;
@@ -35,13 +36,13 @@ class Extraction : public OnMachine {
   std::filesystem::path drive;
 };
 
-/** The names of the calls; runs of the same one count as one. */
+/** @return the names of the calls; equal names in a row count as one */
 std::vector<std::string> NamesOf(const std::vector<std::string>& calls);
 
-/** Calls of one operation, with arguments and result. */
+/** @return the calls of one operation, with arguments and result */
 std::vector<std::string> CallsTo(const std::string& name, const std::vector<std::string>& calls);
 
-/** Bytes of a base64 text that is made right; a NUL ends it. */
+/** @return the bytes of a correct base64 text, which a NUL ends */
 std::vector<std::uint8_t> FromBase64(const std::string& text);
 
 }  // namespace kestrelbay

@@ -16,7 +16,8 @@ using samples::MakePng;
 
 constexpr std::uint32_t kInk = 0xFF3366CC;
 
-/** Where MakeExecutable's parts stand when there is one image, or two of which one is described 40 on. */
+/** Offsets in a file of MakeExecutable with one image, or with two; then the description is 40 bytes later.
+ */
 constexpr std::size_t kSection = 64 + 24 + 240;
 constexpr std::size_t kTypes = 0x200;
 constexpr std::size_t kNames = kTypes + 32;
@@ -46,7 +47,7 @@ std::string Chunk(const std::string& type, const std::string& data) {
          BigEndian(static_cast<std::uint32_t>(checkSum));
 }
 
-/** A PNG file that tells of a square; `rows` are what is compressed in it. */
+/** @return a PNG file whose header has a square; `rows` are its compressed data */
 std::string Png(std::uint32_t side, const std::string& rows, const std::string& chunks = "") {
   return "\x89PNG\r\n\x1a\n" +
          Chunk("IHDR", BigEndian(side) + BigEndian(side) + std::string("\x08\x06\0\0\0", 5)) + chunks +
@@ -55,7 +56,7 @@ std::string Png(std::uint32_t side, const std::string& rows, const std::string& 
 
 std::string Rows(std::size_t side) { return std::string(side * (1 + 4 * side), '\0'); }
 
-/** Nine hundred texts of a kilobyte, each of which unfolds to a megabyte. */
+/** Nine hundred texts of a kilobyte. Each decompresses to a megabyte. */
 std::string Texts(const std::string& type, const std::string& head) {
   const std::string text = Chunk(type, head + Compressed(std::string(1000000, 'a')));
   std::string texts;
@@ -73,7 +74,7 @@ std::string Bitmap(std::size_t at, std::uint32_t number) {
   return Program(image, 16);
 }
 
-/** A good executable of which one number is another. */
+/** A correct executable in which one number is replaced. */
 std::string Program(std::size_t at, std::uint32_t number) {
   std::string file = Program(MakePng(samples::Drawing(256, 256, kInk)).bytes);
   Set32(file, at, number);
@@ -98,7 +99,7 @@ std::string Overlapping() {
   return file;
 }
 
-/** Both the section and the image claim all that a number can tell. */
+/** Section and image have the largest sizes that fit into their fields. */
 std::string ImageOf4GiB() {
   std::string file = Program(kDescription + 4, 0x7FFFFFFF);
   Set32(file, kSection + 16, 0xFFFFFFFF);

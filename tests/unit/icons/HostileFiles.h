@@ -1,4 +1,5 @@
-/** Executables made to hurt their readers: with tables that lie, and pictures that unfold. */
+/** Executables that attack their readers: with false tables, and with pictures that decompress to huge sizes.
+ */
 #pragma once
 
 #include <string>
@@ -9,7 +10,7 @@ namespace simulated {
 struct HostileFile {
   const char* name;
   std::string contents;
-  /** Whether there is a picture to be drawn all the same. */
+  /** Whether the file still has a picture that can be drawn. */
   bool hasPicture;
 };
 

@@ -1,4 +1,4 @@
-// Executables that are made to hurt: one of them must cost no other application its icon.
+// Hostile executables: none of them may hide the icon of another application.
 #include "HostileFiles.h"
 
 #include <gmock/gmock.h>
@@ -20,7 +20,7 @@ class HostileIcons : public Extraction {
  protected:
   HostileIcons() { machine.registry.CreateKey(kProductsPath); }
 
-  /** An application whose icon is in a program of its name. */
+  /** Adds an application with the icon of a program of its name. */
   void AddApp(const std::string& name, const std::string& program) {
     const std::u16string wide(name.begin(), name.end());
     MakeFile(program, name + ".exe");

@@ -1,4 +1,4 @@
-// What an extraction leaves, and what it goes on with, when one of its calls fails.
+// Calls of an extraction that fail: the resources it leaves, and how it continues.
 #include <gmock/gmock.h>
 
 #include "ExtractionTest.h"
@@ -22,7 +22,7 @@ class IconFailure : public Extraction {
     Draw();  // fetches the list
   }
 
-  /** The names of an extraction's calls of which the n-th of one operation fails; it must draw nothing. */
+  /** Makes the n-th call of one operation fail; the extraction must fail. @return the names of its calls */
   std::vector<std::string> NamesWhere(const char* name, std::size_t n = 1) {
     machine.faults.FailNth(n, Faults::Extent::Once, name);
     auto names = NamesOf(CallsOf([] { EXPECT_EQ(Draw().width, 0U); }));

@@ -10,7 +10,8 @@ namespace {
 class IconListFetch : public Extraction {};
 
 TEST_F(IconListFetch, ComesFirstAndIsNotRepeatedWhenItFailedSoTheShellsOwnIconIsUsed) {
-  machine.pictures.displayBits = 24;  // with 32 its icon would be too small to be read as one of 48 pixels
+  // With 32 bits, the icon of 32 pixels would fail: it has no 48 pixels to lock.
+  machine.pictures.displayBits = 24;
   const samples::Drawing drawing = simulated::Pattern(32, 32, false);
   MakeProgram({samples::MakeBitmap(drawing, 32), samples::MakePng(samples::Drawing(256, 256, 0xFF112233))});
   machine.faults.FailNth(1, simulated::Faults::Extent::Once, "SHGetImageList");

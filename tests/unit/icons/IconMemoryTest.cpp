@@ -1,4 +1,5 @@
-// What an extraction allocates: no file can make it more than 64 MiB. Counts the memory of the whole process.
+// The memory that an extraction allocates: at most 64 MiB for any file. Counts the memory of the whole
+// process.
 #include <gtest/gtest.h>
 
 #include "CountedMemory.h"
@@ -13,7 +14,7 @@ constexpr std::size_t kMostBytes = std::size_t{64} << 20;
 
 class IconMemory : public Extraction {
  protected:
-  /** The most that was allocated at once while an action ran. */
+  /** @return the largest amount that was allocated at once during an action */
   static std::size_t PeakOf(const std::function<void()>& action) {
     const std::size_t before = bench::BytesInUse();
     bench::ResetPeak();

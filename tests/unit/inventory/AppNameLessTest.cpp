@@ -43,7 +43,7 @@ TEST(AppNameLess, ComparesByCodeUnit) {
 }
 
 TEST(AppNameLess, FoldsToSmallLettersAndNotToCapitals) {
-  // "_" lies between the capitals and the small letters.
+  // "_" is between the capitals and the small letters.
   EXPECT_TRUE(AppNameLess(u"_", u"A"));
   EXPECT_TRUE(AppNameLess(u"[", u"Z"));
   EXPECT_TRUE(AppNameLess(u"@", u"a"));

@@ -11,7 +11,7 @@ namespace {
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
-/** The long paths under short names, so that a list of calls can be read. */
+/** Replaces the long paths by short names, so that a list of calls is readable. */
 std::string Shorten(std::string call) {
   const std::vector<std::pair<std::string, std::string>> names = {
       {"HKEY_LOCAL_MACHINE", "HKLM"},

@@ -70,9 +70,10 @@ TEST_F(Inventory, OrderOfLongAndLikeNamesIsThatOfTheRule) {
   std::vector<std::u16string> expected;
   for (char16_t entry = 0; entry < 300; ++entry) {
     std::u16string name;
-    // Long common beginnings, in either case, and names that end within another.
+    // Long common prefixes in either case, and names that are prefixes of others.
     for (auto chars = 1 + random() % 14; chars > 0; --chars) name += u"aAaAb\u00e9\uFF21"[random() % 7];
-    const std::u16string key = {u'k', static_cast<char16_t>(0x4E00 + entry)};  // in the order of the scan
+    const std::u16string key = {u'k',
+                                static_cast<char16_t>(0x4E00 + entry)};  // sorts in the order of the scan
     SetTexts(kUninstall64Path + u"\\" + key, {{u"DisplayName", name}, {u"UninstallString", u"u"}});
     expected.push_back(name);
   }

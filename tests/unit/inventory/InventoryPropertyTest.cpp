@@ -22,7 +22,7 @@ TEST(InventoryProperty, OfRandomRegistriesIsWhatTheRulesWrittenOutMakeOfThem) {
     ASSERT_EQ(machine.OpenKeys(), 0U) << "seed " << seed;
     records += apps.size();
   }
-  // The registries are worth comparing: neither mostly empty nor mostly filtered away.
+  // A check of the test itself: the registries are neither mostly empty nor mostly filtered out.
   EXPECT_GT(records, 2500U * 2);
 }
 

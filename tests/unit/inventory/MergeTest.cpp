@@ -14,7 +14,7 @@ namespace {
 
 using testing::ElementsAre;
 
-/** The list that results when records are added one after another. */
+/** @return the list after the records are added one after another */
 PlainRecords ListOf(const PlainRecords& records) {
   Scan scan;
   for (const InstalledAppInfo& record : records) scan.AddOrMergeApp(record);
@@ -120,7 +120,7 @@ TEST(AddOrMergeApp, ViewOfTheMachineMeetsThePlaceOfAUser) {
   EXPECT_EQ(list[0].subKeyPath, u"Uninstall\\Second");
 }
 
-// The three texts that must agree, in the order in which they are compared.
+// The three texts that must agree, in the order of their comparison.
 class AgreeingText : public testing::TestWithParam<std::u16string InstalledAppInfo::*> {};
 
 INSTANTIATE_TEST_SUITE_P(AddOrMergeApp, AgreeingText,
@@ -221,7 +221,7 @@ TEST(AddOrMergeApp, TakesNothingBehindADisagreement) {
 TEST(AddOrMergeApp, OnlyTheFirstOfANameIsLookedAt) {
   InstalledAppInfo narrow = Full();
   narrow.architecture = 1;
-  // It agrees with the second of that name, but the first is in the way.
+  // It agrees with the second record of the name, but only the first one is compared.
   EXPECT_EQ(ListOf({narrow, Full(), Second()}).size(), 3U);
 }
 
@@ -231,7 +231,8 @@ TEST(AddOrMergeApp, AfterAMergeTheNextOneIsTheFirstOfTheName) {
   InstalledAppInfo unknown = Second();
   unknown.architecture = 0;
   const PlainRecords list = ListOf({narrow, Full(), unknown, Second()});
-  // The unknown one joined the 32-bit one at the end, so the last one met and joined the 64-bit one.
+  // The record without a view merged with the 32-bit one, which moved to the end. So the last one meets the
+  // 64-bit one.
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[0].architecture, 1);
   EXPECT_EQ(list[1].architecture, 2);

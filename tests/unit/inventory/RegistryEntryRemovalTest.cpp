@@ -23,7 +23,7 @@ class Removal : public OnMachine {
   Removal() { machine.registry.CreateKey(kProductsPath); }
   ~Removal() override { machine.programs.WaitForAll(); }
 
-  /** Makes an entry that shows. @return its whole path */
+  /** Creates an entry that is listed. @return its whole path */
   std::u16string AddEntry(const std::u16string& parent, const std::u16string& key,
                           const std::u16string& name = u"App") {
     const std::u16string path = parent + u"\\" + key;
@@ -31,7 +31,7 @@ class Removal : public OnMachine {
     return path;
   }
   bool IsThere(const std::u16string& path) { return machine.registry.Find(path) != nullptr; }
-  /** @return the parameters of each command that was started */
+  /** @return the parameters of each started command */
   std::vector<std::u16string> Commands() const {
     std::vector<std::u16string> commands;
     for (const auto& start : machine.programs.Starts()) {
@@ -143,7 +143,7 @@ TEST_F(Removal, AnEntryOfAUserCountsAsGoneAndStays) {
 
 TEST_F(Removal, AKeyThatCanNeitherBeDeletedNorOpenedCountsAsGone) {
   const std::u16string entry = AddEntry(kUninstall64Path, u"App");
-  // Reading is refused between the scan and the removal.
+  // Reading is denied between the scan and the removal.
   machine.registry.Deny(entry, kDelete);
   std::size_t opens = 0;
   for (const std::string& call : CallsOf([&] { DeleteAppRegistryInfo(u"App"); })) {
@@ -175,7 +175,7 @@ TEST_F(Removal, ABlankInTheKeysNameIsNotQuoted) {
   EXPECT_TRUE(DeleteAppRegistryInfo(u"My App"));
   EXPECT_THAT(Commands(), ElementsAre(u"delete HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\"
                                       u"CurrentVersion\\Uninstall\\My App /f"));
-  // The command takes the two for a mistake.
+  // The command refuses the two arguments.
   machine.programs.WaitForAll();
   EXPECT_TRUE(IsThere(entry));
 }

@@ -9,7 +9,7 @@ namespace {
 
 class RegistryPaths : public OnMachine {
  protected:
-  /** @return root and path of what a text opens, or "nothing" */
+  /** @return root and path of the key that a text opens, or "nothing" */
   static std::u16string Opened(const std::string& path) {
     const OpenedPath place = OpenRegistryPath(path);
     if (!place.key) return u"nothing";

@@ -43,7 +43,7 @@ TEST(SortByName, ComparesLongNamesToTheirEnd) {
               ElementsAre(shared, shared + u"14", shared + u"14.10", shared + u"14.2"));
 }
 
-// Few letters, so that names share beginnings of every length, end at each other's middle, or are the same.
+// Few letters, so that names share prefixes of every length, are prefixes of others, or are equal.
 TEST(SortByName, IsTheStableOrderOfWholeNames) {
   std::mt19937 random(3);
   constexpr char16_t kAlphabet[] = u"aAb\u00c9";

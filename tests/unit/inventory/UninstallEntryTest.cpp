@@ -71,7 +71,7 @@ class ManagedEntry : public OnMachine {
  protected:
   ManagedEntry() { machine.registry.CreateKey(kProductsPath); }
 
-  /** The one record of one managed entry. */
+  /** @return the only record of one managed entry */
   InstalledAppInfo ScanEntry(const std::u16string& name, const Texts& values) {
     SetTexts(kUninstall64Path + u"\\" + name, values);
     machine.registry.SetText(kUninstall64Path + u"\\" + name, u"WindowsInstaller", u"1");
@@ -94,7 +94,7 @@ TEST_F(ManagedEntry, ProductKeyGivesNameAndIconFirst) {
   EXPECT_EQ(app.subKeyPath, UninstallKeyPath + u"\\" + kCode);
   EXPECT_EQ(app.rootKeyStr, u"HKEY_LOCAL_MACHINE");
   EXPECT_EQ(app.architecture, 2);
-  EXPECT_EQ(app.LastWriteTime, u"-11644473600000");  // that of the uninstall entry
+  EXPECT_EQ(app.LastWriteTime, u"-11644473600000");  // the time of the uninstall entry
 }
 
 TEST_F(ManagedEntry, EmptyProductValuesFallBackOneByOne) {
@@ -117,7 +117,7 @@ TEST_F(ManagedEntry, WithoutAProductKeyBearsItsOwnNameAndIcon) {
 }
 
 TEST_F(ManagedEntry, NameThatIsNoProductCodeGoesOnWithoutAProductKey) {
-  // Were its empty code opened, that would be the products key itself.
+  // An open of its empty code would open the products key itself.
   machine.registry.SetText(kProductsPath, u"ProductName", u"Wrong");
   for (const char16_t* name : {u"App", u"{1-2-3}", u"{12345678-ABCD-EF01-2345-6789ABCDEF0}", u"----"}) {
     EXPECT_EQ(ScanEntry(name, {{u"DisplayName", u"App"}}).DisplayName, u"App");
@@ -133,7 +133,7 @@ TEST_F(ManagedEntry, ProductIsLookedUpInTheDefaultView) {
                                 "\"87654321DCBA10FE32547698BADCFE10\", 0, 0x20019) = 0"));
 }
 
-/** What is read of which key, in order, as "last name of the key: value". */
+/** @return each read in order, as "last name of the key: value" */
 std::vector<std::string> ReadsAmong(const std::vector<std::string>& calls) {
   std::vector<std::string> reads;
   for (const std::string& call : calls) {

@@ -108,7 +108,7 @@ TEST_F(UninstallKeyScan, EntryThatCannotBeOpenedDropsOut) {
   EXPECT_THAT(ScannedNames(), ElementsAre(u"Other"));
 }
 
-// A flag's text and whether it counts as set.
+// The text of a flag, and whether it counts as set.
 class FlagText : public UninstallKeyScan,
                  public testing::WithParamInterface<std::pair<std::u16string, bool>> {};
 
@@ -127,7 +127,7 @@ TEST_P(FlagText, SkipsASystemComponentThatParsesTo1) {
 }
 
 TEST_P(FlagText, MakesAManagedEntryWhereItParsesTo1) {
-  // Without an uninstall command only a managed entry is kept.
+  // Without an uninstall command, only a managed entry is listed.
   AddEntry(u"a", {{u"DisplayName", u"App"}, {u"WindowsInstaller", GetParam().first}});
   EXPECT_EQ(ScanEntries().size(), GetParam().second ? 1U : 0U);
 }

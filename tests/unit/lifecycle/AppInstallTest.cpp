@@ -21,7 +21,7 @@ const std::string kStarted =
 
 class AppInstallTest : public JobTest {
  protected:
-  /** Has the installer register the application at this version. */
+  /** Makes the installer register the application with this version. */
   void SetInstaller(const std::u16string& version, int exitCode = 0) {
     SetProgram(u"C:\\Downloads\\setup.exe", [this, version, exitCode] {
       AddApp(u"App", version);
@@ -249,7 +249,7 @@ TEST_F(AppInstallTest, StartWithoutAHandleGoesOnWithoutWaiting) {
   AddApp(u"App", u"1.0");
   InstallRecord record(kSetup, "App");
   const auto calls = CallsOf([&] { ExpectReport(record, "Fail", "Update fail!", "1.0"); });
-  // Not screened: both are asked, and refuse.
+  // The null handle is not checked: Windows refuses the wait and the close.
   EXPECT_THAT(calls, testing::Contains(testing::MatchesRegex(
                          "WaitForMultipleObjects\\(2, null, 0x[0-9a-f]+, 0, 4294967295\\) = 4294967295")));
   EXPECT_THAT(calls, testing::Contains("CloseHandle(null) = 0"));
@@ -275,7 +275,7 @@ TEST_F(AppInstallTest, LongVersionRunsPastItsFieldIntoTheRoomBehind) {
   Run(record);
   std::string version;
   for (int i = 0; i < 259; ++i) version += "\u00e9";
-  // Read from the record's start: the text is longer than the field that it begins in.
+  // Read from the start of the record, because the text is longer than its field.
   const auto* const start = reinterpret_cast<const char*>(&record);
   EXPECT_EQ(std::string(start + offsetof(InstallRequest, DisplayVersion)), version);
 }

@@ -31,12 +31,12 @@ class AppStarting : public OnMachine {
     SetTexts(kUninstall64Path + u"\\" + name,
              {{u"DisplayName", name}, {u"UninstallString", u"u"}, {u"DisplayIcon", icon}});
   }
-  /** Starts by an icon alone. @return whether that worked */
+  /** Starts an application by its icon. @return whether it was started */
   bool StartByIcon(const std::u16string& icon) {
     AddInstalled(u"Tool", icon);
     return start.StartApp("Tool", "");
   }
-  /** @return what was started, as path and parameters */
+  /** @return each start as path and parameters */
   std::vector<std::pair<std::u16string, std::u16string>> Started() const {
     std::vector<std::pair<std::u16string, std::u16string>> started;
     for (const auto& one : machine.programs.Starts()) started.emplace_back(one.path, one.parameters);
@@ -252,7 +252,7 @@ TEST_F(AppStarting, AnAsynchronousStartHasTextsOfItsOwn) {
 TEST_F(AppStarting, AnAsynchronousStartThatFailsIsInvisible) {
   machine.journal.Start();
   start.StartAnyExeAsync("C:\\none.exe", "");
-  // The last that its thread asks the machine.
+  // The last call of its thread.
   const auto hasFailed = [&] {
     const auto calls = machine.journal.Calls();
     return std::ranges::any_of(calls, [](const auto& call) { return call.name == "GetLastError"; });

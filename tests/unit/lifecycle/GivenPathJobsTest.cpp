@@ -1,5 +1,5 @@
-// Jobs with a registry path: its text is not read, so the application is the machine's root, by a literal
-// name.
+// Jobs with a registry path. Its text is not read, so the application is the root key of the machine, if that
+// has a fixed name.
 #include <gmock/gmock.h>
 
 #include "base/LoadTimeObjects.h"
@@ -20,7 +20,7 @@ const std::u16string kLiteralName = u"HKEY_CURRENT_USER";
 
 class GivenPathJobs : public JobTest {
  protected:
-  /** Has the installer write this version into the root, with the name by which it counts. */
+  /** Makes the installer write this version into the root key, with the name that makes it an application. */
   void SetInstaller(const std::u16string& version) {
     SetProgram(u"C:\\setup.exe", [this, version] {
       SetTexts(kRoot, {{u"DisplayName", kLiteralName}, {u"DisplayVersion", version}});
@@ -28,8 +28,7 @@ class GivenPathJobs : public JobTest {
     });
   }
 
-  /** Makes the root an application whose uninstaller takes its name away and then makes a sub key of
-   * `watched`.
+  /** Makes the root key an application. Its uninstaller removes the name and then adds a subkey to `watched`.
    */
   void SetRemovableRoot(const Texts& place, const std::u16string& watched, bool takesNameAway) {
     SetTexts(kRoot, {{u"DisplayName", kLiteralName}, {u"UninstallString", u"C:\\un.exe /S"}});

@@ -15,7 +15,8 @@
 namespace kestrelbay {
 namespace {
 
-/** What a look-up finds: of a removal the command and the place, of an installation the version. */
+/** The result of a look-up: command and registry path for an uninstallation, the version for an installation.
+ */
 struct Found {
   std::string version;
   std::string command = {};
@@ -51,7 +52,7 @@ std::optional<Found> LookUp(const std::string& name, const std::string& registry
   return registryPath.empty() ? LookUpByName(name, isRemoval) : LookUpRoot(isRemoval);
 }
 
-// Each conversion is a call that may fail: that of the file comes first.
+// Each conversion is a call that may fail, that of the file first.
 bool StartElevated(const std::string& file, const std::string& parameters, platform::HANDLE& process) {
   const std::u16string wideFile = Utf8ToWide(file);
   return StartPlainlyElevated(wideFile, Utf8ToWide(parameters), process);

@@ -1,6 +1,6 @@
 /**
- * Both flows written anew from their rules, in the plainest way and without any of their code: what a job is
- * expected to end with on the current machine, whichever of its calls fails there.
+ * A second implementation of both flows, as simple as possible and without their code. It predicts the
+ * outcome of a job on the current machine, even if one of its calls fails.
  */
 #pragma once
 
@@ -8,7 +8,7 @@
 
 namespace kestrelbay {
 
-/** A row of the table of outcomes: the texts for the caller, and the format of the log line. */
+/** A row of the table of outcomes: the texts for the caller, and the format of the log record. */
 struct ExpectedOutcome {
   const char* result;
   const char* errMsg;
@@ -33,7 +33,7 @@ inline constexpr ExpectedOutcome kStillInstalled{"Fail", "The app is still in re
                                                  "the app is still in registry, displayName: %s"};
 inline constexpr ExpectedOutcome kUninstalled{"Success", "NULL", nullptr};
 
-/** What a job is expected to end with, and to leave behind. */
+/** The expected end of a job, and the resources that it leaves. */
 struct Expectation {
   ExpectedOutcome row;
   std::string version = {};
@@ -43,7 +43,7 @@ struct Expectation {
 Expectation PlainInstallation(const std::string& path, const std::string& name,
                               const std::string& registryPath);
 
-/** @param exePath  what the uninstall command begins with; "/S" are its parameters */
+/** @param exePath  the program in the uninstall command; its parameters are "/S" */
 Expectation PlainRemoval(const std::string& name, const std::string& registryPath,
                          const std::string& exePath);
 

@@ -1,5 +1,4 @@
-// What a job does with the record of its caller: what it reads when, what it writes, and what it never needs
-// again.
+// The record of the caller: when a job reads it and writes it, and when it no longer uses it.
 #include <gmock/gmock.h>
 
 #include <cstring>
@@ -20,7 +19,7 @@ class JobRecords : public JobTest {
     delete static_cast<Record*>(request);
   }
 
-  /** Runs a job. @return the source line that its last record of the log bears */
+  /** Runs a job. @return the source line in its last log record */
   template <class Record>
   std::string LastSourceLine(Record&& record) {
     Run(record);

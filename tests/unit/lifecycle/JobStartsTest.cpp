@@ -1,5 +1,4 @@
-// Starting a job: what is in place when its worker starts, under which lock, and what a start leaves behind
-// that comes to nothing.
+// Starting a job: the state when its worker starts, the lock, and the state after a start that failed.
 #include <gmock/gmock.h>
 
 #include <mutex>
@@ -16,8 +15,9 @@
 namespace kestrelbay {
 namespace {
 
-/** Whether a thread other than this one could start a job now. Programs ask one at a time: asking takes the
- * lock. */
+/** @return whether another thread could start a job now. Called by one program at a time, because it takes
+ * the lock.
+ */
 bool IsLockFree() {
   static std::mutex oneAtATime;
   const std::lock_guard guard(oneAtATime);
@@ -63,8 +63,8 @@ TEST_F(JobStarts, LockIsHeldWhileTheWorkersAreStartedAndFreeBehind) {
   EXPECT_EQ(freeAtTheStarts, std::vector<bool>({false, false}));
 }
 
-// Taken once and given back once, it is held all the way: before the pause, and still when the worker has
-// been started, which is asked above.
+// Taken once and released once, so it is held the whole time: before the pause, and until the worker has
+// started, which the test above checks.
 TEST_F(JobStarts, LockIsKeptFromBeforeThePauseUntilTheJobIsRegisteredAndStarted) {
   std::vector<std::uint64_t> takenAtMs;
   std::vector<std::uint64_t> givenBackAtMs;
@@ -161,7 +161,7 @@ TEST_F(JobStarts, InstallationWithoutAThreadRaisesAndStaysRegistered) {
   EXPECT_EQ(AppInstall::GetInstance().jobMap.at("A"), &installation);
   EXPECT_TRUE(IsLockFree());
   EXPECT_EQ(log.Messages(), std::vector<std::string>{"StartInstall begin."});
-  // The next one of the name takes the entry over.
+  // The next job of the name replaces the entry.
   Run(installation);
   EXPECT_EQ(Reports().size(), 1U);
 }
@@ -199,7 +199,7 @@ TEST_F(JobStartsDeathTest, WorkerOfAJobThatIsGoneReadsThroughTheNullRequest) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto startAndWait = [this](auto start) {
     start();
-    WaitForEnds(1);  // that never come
+    WaitForEnds(1);  // never happens
   };
   const auto isNoDeadline = testing::Not(testing::HasSubstr("in vain"));
   EXPECT_DEATH(startAndWait([] { AppInstall::GetInstance().StartInstall("gone"); }), isNoDeadline);

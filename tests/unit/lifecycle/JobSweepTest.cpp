@@ -1,4 +1,4 @@
-// Each job with its n-th call of the platform failing, for every n there is.
+// Each job with its n-th call of the platform failing, for every n.
 #include <gmock/gmock.h>
 
 #include <map>
@@ -20,12 +20,12 @@ using simulated::Waitable;
 
 std::string Describe(const ExpectedOutcome& row) { return std::string(row.result) + " " + row.errMsg; }
 
-/** What a round's machine has, and what its job is asked for. */
+/** The machine of a round, and the request of its job. */
 struct Setting {
   bool isInstalled = false;
   std::string registryPath = {};
   std::u16string command = u"C:\\un.exe /S";
-  /** The part of the command that is the program. */
+  /** @return the program of the command */
   std::string exePath = "C:\\un.exe";
 };
 
@@ -40,13 +40,13 @@ void PrintTo(const Extent& extent, std::ostream* out) {
 const std::u16string kMachineRoot = u"HKEY_LOCAL_MACHINE";
 
 /**
- * One round: a machine of its own, on which one call fails. Its programs do their work while somebody waits
- * for it, and no sooner than that can be seen; where the wait itself fails they do it when all is over. So
- * the outcome never hangs on who is quicker.
+ * One round: a machine on which one call fails. A program does its work only when the job waits for it. If
+ * the wait itself fails, the program does its work after the job. So the outcome does not depend on which of
+ * them is faster.
  */
 class Round : public JobTest {
  public:
-  /** @param n  0 for a round in which no call fails; what the calls are is known from such a round */
+  /** @param n  the call that fails; 0 for a round without a failure, which shows what the calls are */
   Round(std::size_t n, Faults::Extent extent, const std::vector<std::string>& names, Setting what)
       : setting(std::move(what)),
         failing(n == 0 || n > names.size() ? "none" : names[n - 1]),
@@ -55,7 +55,8 @@ class Round : public JobTest {
     if (failing != "WaitForMultipleObjects") gate.Open();
     SetPrograms();
     if (setting.isInstalled) Register(u"1.0");
-    // Records go to log.dll: a message that cannot be formatted would end at the logger's own lock.
+    // Records go to log.dll, because with a callback the failure of a format ends in the deadlock of the
+    // logger.
     InitDllLogger(nullptr);
     machine.journal.Start();
     if (n > 0) machine.faults.FailNth(n, extent);
@@ -75,7 +76,7 @@ class Round : public JobTest {
     });
   }
 
-  /** What the rules make of the job, written anew, on this machine. */
+  /** @return the outcome of the job by the second implementation of the rules, on this machine */
   Expectation JudgeInstallation() {
     const Expectation expected = PlainInstallation("C:\\setup.exe", "App", setting.registryPath);
     Finish();
@@ -88,7 +89,7 @@ class Round : public JobTest {
   }
 
   bool HasFailed() const { return hasFailed; }
-  /** Names of the calls that can fail, in order. */
+  /** @return the names of the calls that can fail, in order */
   std::vector<std::string> CallNames() const {
     std::vector<std::string> names;
     for (const simulated::JournalCall& call : machine.journal.Calls())
@@ -143,7 +144,7 @@ class Round : public JobTest {
 
   static std::size_t OpenCount(Waitable::Kind kind) { return Handles::Shared().OpenCount(kind); }
 
-  /** Where the entry's path is lost the whole machine is watched, and only something else ends that wait. */
+  /** Without the path of the entry, the job watches all users. Only another change ends that wait. */
   void AmidOtherChanges(const std::function<void()>& job) {
     std::thread somethingElse([this] {
       machine.registry.WaitForWatch(kMachineRoot);
@@ -165,7 +166,7 @@ class Round : public JobTest {
     machine.programs.WaitForAll();
   }
 
-  /** Releases the waiters for a watch of that key if there was none. */
+  /** Releases the programs that wait for a watch of that key, if there was no watch. */
   void Watch(const std::u16string& path) {
     const std::lock_guard guard(machine.registry.Lock());
     if (const simulated::Key* const key = machine.registry.Find(path)) {
@@ -174,7 +175,7 @@ class Round : public JobTest {
     }
   }
 
-  /** The row's line was logged, and no other row's. */
+  /** Checks that the line of this row was logged, and of no other row. */
   void ExpectLine(const ExpectedOutcome& expected) {
     std::vector<std::string> logged;
     for (const simulated::LogRecord& record : machine.LogRecords())
@@ -194,8 +195,7 @@ class Round : public JobTest {
   bool hasFailed = false;
 };
 
-/** Rows by the name of the call that fails, where the rules tell without more: they hold the steps to
- * account. */
+/** Rows by the name of the failing call, where one call decides the row. They check the oracle as well. */
 using RowsByCall = std::map<std::string, ExpectedOutcome>;
 
 class JobSweep : public testing::TestWithParam<Extent> {
@@ -219,15 +219,15 @@ class JobSweep : public testing::TestWithParam<Extent> {
       UninstallRecord record("App", setting.registryPath);
       round.RunUninstall(record);
       round.Expect(record.Result, record.ErrMsg, expected);
-      // The process of a removal that was started stays open for good.
+      // The process of an uninstaller that was started stays open.
       EXPECT_EQ(round.ProcessesLeftOpen(), round.StartCount());
     };
     return Sweep(setting, rows, runJob, &Round::JudgeRemoval);
   }
 
   /**
-   * Has each call fail in turn, first for what is expected and then for the job itself.
-   * @return how many calls failed
+   * Makes each call fail in turn, first for the oracle and then for the job.
+   * @return the number of failed calls
    */
   template <class RunJob>
   std::size_t Sweep(const Setting& setting, const RowsByCall& rows, RunJob runJob,
@@ -272,7 +272,7 @@ TEST_P(JobSweep, InstallationOfANewApplication) {
 }
 
 TEST_P(JobSweep, InstallationOfAnUpdate) {
-  // An inventory that fails afterwards is empty, which differs from the version before.
+  // If the second inventory fails, it is empty. That differs from the earlier version.
   RowsByCall rows{{"none", kUpdated}, {"_waccess", kMissing}, {"CloseHandle", kUpdated}};
   rows.emplace("ShellExecuteExW", IsOnce() ? kNotUpdated : kUpdated);
   rows.emplace("WaitForMultipleObjects", IsOnce() ? kNotUpdated : kUpdated);

@@ -24,7 +24,7 @@ std::mutex& Turn() {
   return turn;
 }
 
-/** A worker's turn to report: taken with its first report, and given back when its thread ends. */
+/** The turn of a worker to report: taken with its first report, and released when its thread ends. */
 struct WorkersTurn {
   WorkersTurn() { Turn().lock(); }
   ~WorkersTurn() {
@@ -48,10 +48,10 @@ void Receive(Request* request, int callback) {
   reportsChanged.notify_all();
 }
 
-/** Far longer than any job of a test takes. */
+/** Much longer than any job of a test. */
 constexpr std::chrono::seconds kDeadline(60);
 
-/** Waits for a condition. Ends the process if it does not come, because the objects waited for may hang. */
+/** Waits for a condition. After a minute it ends the process, because the objects of the job may hang. */
 template <class Condition>
 void WaitOrAbort(std::condition_variable& changed, std::unique_lock<std::mutex>& held, const char* awaited,
                  Condition condition) {

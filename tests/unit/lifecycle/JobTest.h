@@ -1,4 +1,4 @@
-/** Jobs of both lifecycle flows on the test's own machine: what starts, gates, receives and ends them. */
+/** Jobs of both flows on the machine of a test: functions that start, hold, receive and end them. */
 #pragma once
 
 #include <condition_variable>
@@ -15,13 +15,13 @@
 
 namespace kestrelbay {
 
-/** Holds programs up until a test lets them go. */
+/** Holds programs until a test releases them. */
 class Gate {
  public:
-  /** The action of a program: reports that it runs, and waits. */
+  /** The action of a program: reports that it runs, then waits. */
   void Pass();
   void Open();
-  /** Waits until that many programs have come to the gate. */
+  /** Waits until that many programs wait here. */
   void WaitForArrivals(std::size_t count);
 
  private:
@@ -31,25 +31,25 @@ class Gate {
   bool isOpen = false;
 };
 
-/** One call of a job's callback. */
+/** One call of the callback of a job. */
 struct Report {
-  /** The request that came with it, an InstallRequest or an UninstallRequest. */
+  /** The request in the call, an InstallRequest or an UninstallRequest. */
   const void* request;
   /** Which of the two callbacks of its kind was called. */
   int callback;
-  /** What the request's fields of these names were by then; a removal has no version. */
+  /** The fields of the request with these names at that time. An uninstallation has no version. */
   std::string result;
   std::string errMsg;
   std::string version;
-  /** Whether the job was still registered. */
+  /** Whether the job was still in the table. */
   bool isRegistered;
   bool isOnHostThread;
 };
 
 /**
- * A wait in vain ends the process after a minute. The tables of running jobs have no lock, so jobs are
- * started one by one, each when the one before has read its request, and end one by one: a worker that has
- * reported holds the next report up until it is gone.
+ * A wait without a result ends the process after a minute. The tables of running jobs have no lock. So jobs
+ * are started one by one, each after the one before has read its request. They also end one by one: the next
+ * report waits until the thread of the last reporting worker has ended.
  */
 class JobTest : public OnMachine {
  public:
@@ -70,20 +70,21 @@ class JobTest : public OnMachine {
   /** Adds a program and its file. */
   void SetProgram(const std::u16string& path, const std::function<int()>& run, bool givesHandle = true);
 
-  /** Starts a job and returns when it has read its request. */
+  /** Starts a job. Returns when the job has read its request. */
   void Start(InstallRecord& record, InstallCallback callback = &ReceiveInstall);
   void Start(UninstallRecord& record, UninstallCallback callback = &ReceiveUninstall);
-  /** Starts a job and returns when it has ended. */
+  /** Starts a job. Returns when the job has ended. */
   void Run(InstallRecord& record);
   void Run(UninstallRecord& record);
 
-  /** Runs a job. @return its calls of the platform in order, those in a row of the registry as "registry" */
+  /** Runs a job. @return its calls of the platform in order; several calls of the registry in a row are
+   * "registry" */
   template <class Record>
   std::vector<std::string> StepsOf(Record& record) {
     return WithoutDetail(CallsOf([&] { Run(record); }));
   }
 
-  /** Waits until that many jobs have ended, threads included. */
+  /** Waits until that many jobs and their threads have ended. */
   void WaitForEnds(std::size_t count);
   std::vector<Report> Reports() const;
 
@@ -91,7 +92,7 @@ class JobTest : public OnMachine {
 
  private:
   static std::vector<std::string> WithoutDetail(const std::vector<std::string>& calls);
-  /** Lines that workers have logged so far. */
+  /** @return the lines that workers have logged so far */
   std::size_t WorkerLines() const;
   template <class StartJob>
   void StartAndWaitForWorker(StartJob start);

@@ -20,7 +20,7 @@ constexpr std::size_t kManyJobs = 64;
 
 class RunningJobs : public JobTest {
  protected:
-  /** An installer at C:\<name>.exe that waits at the gate and then registers <name>. */
+  /** Adds an installer C:\<name>.exe that waits at the gate and then registers <name>. */
   void SetGatedInstaller(const std::u16string& name, Gate& held) {
     SetProgram(u"C:\\" + name + u".exe", [this, name, &held] {
       held.Pass();
@@ -29,7 +29,7 @@ class RunningJobs : public JobTest {
     });
   }
 
-  /** An application whose uninstaller waits at the gate and then removes it. */
+  /** Adds an application whose uninstaller waits at the gate and then removes it. */
   void AddGatedApp(const std::u16string& name, Gate& held) {
     AddApp(name, u"1.0", u"C:\\" + name + u"-un.exe /S");
     SetProgram(u"C:\\" + name + u"-un.exe", [this, name, &held] {
@@ -121,7 +121,7 @@ TEST_F(RunningJobs, SecondJobOfANameTakesTheTableEntryAndBothReport) {
   EXPECT_EQ(AppInstall::GetInstance().jobMap["A"], &later);
   gate.Open();
   WaitForEnds(1);
-  // The entry is gone with whichever ends first; the other's removal then finds nothing.
+  // The job that ends first erases the entry. The erase of the other one finds nothing.
   EXPECT_TRUE(AppInstall::GetInstance().jobMap.empty());
   second.Open();
   WaitForEnds(2);
@@ -158,7 +158,7 @@ TEST_F(RunningJobs, SecondRemovalOfANameTakesTheTableEntryAndBothReport) {
   gate.WaitForArrivals(2);
   ASSERT_EQ(AppUninstall::GetInstance().jobMap.size(), 1U);
   EXPECT_EQ(AppUninstall::GetInstance().jobMap["A"], &later);
-  // One change might end one of two watches that share their event; stopping ends both.
+  // A change may end only one of two watches that share an event. Stopping ends both.
   SetStopAppEvent();
   WaitForEnds(2);
   gate.Open();

@@ -34,7 +34,7 @@ class RegWatcherTest : public JobTest {
     return key.TreeWatches().IsWatched(key);
   }
 
-  /** The call that opens the watched key, for a watch that is stopped at once. */
+  /** @return the call that opens the watched key, in a watch that is stopped at once */
   std::string OpenCall(const std::string& root, const std::string& subKey, const std::string& architecture) {
     SetStopAppEvent();
     for (const std::string& call : CallsOf([&] { Watch(root, subKey, architecture); }))
@@ -127,7 +127,7 @@ TEST_F(RegWatcherTest, RefusedRightEndsIt) {
 }
 
 TEST_F(RegWatcherTest, FailedWatchIsLoggedWithTheLastErrorOfTheCloses) {
-  // The event is there already, which is the last error of the thread until its handle fails to close.
+  // The event exists already. That is the last error of the thread until the close of its handle fails.
   bool made = false;
   const platform::HANDLE event =
       Handles::Shared().OpenEvent({Waitable::Kind::Event, false, false, u"App", 0}, made);
@@ -203,7 +203,7 @@ TEST_F(RegWatcherTest, WatchersOfOneNameShareOneEvent) {
   AddApp(u"Other", u"1.0");
   std::string otherSubKey = kSubKey;
   otherSubKey.replace(otherSubKey.rfind('\\') + 1, std::string::npos, "Other");
-  // Once both are set the wait of one fails, whichever it is. It then closes its key, which signals its
+  // When both watches are set, the wait of one of them fails. That one closes its key, which signals its
   // event, and nothing else ends the wait of the other one: no key changes.
   machine.faults.FailNth(2, Faults::Extent::Once, "WaitForMultipleObjects");
   std::thread first([&] { EXPECT_TRUE(Watch("HKEY_LOCAL_MACHINE", kSubKey, "X64")); });

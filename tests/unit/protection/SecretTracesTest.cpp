@@ -1,4 +1,4 @@
-// What a secret leaves behind in memory: on the stack of the thread that asked, and in blocks given back.
+// Traces of a secret in memory: on the stack of the calling thread, and in freed blocks.
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <pthread.h>
@@ -15,7 +15,7 @@
 
 namespace {
 
-/** Reads byte by byte, what no object holds any more too, so that no copy comes into being. */
+/** Reads byte by byte, also memory that no object owns any more, so that the read makes no copy. */
 __attribute__((no_sanitize("address"))) std::size_t CountOf(std::string_view text, const char* bytes,
                                                             std::size_t count) {
   std::size_t found = 0;
@@ -27,7 +27,7 @@ __attribute__((no_sanitize("address"))) std::size_t CountOf(std::string_view tex
   return found;
 }
 
-/** What freed blocks are searched for; empty while nothing is. */
+/** The text to search for in freed blocks; empty to search for nothing. */
 std::string_view sought;
 std::size_t blocksThatHeldIt = 0;
 
@@ -50,7 +50,7 @@ void operator delete(void* block, std::size_t) noexcept { Free(block); }
 namespace kestrelbay {
 namespace {
 
-/** Leaves a copy of a text where later calls do not come. */
+/** Leaves a copy of a text in a part of the stack that later calls do not use. */
 __attribute__((noinline)) void Forget(std::string_view text) {
   volatile char room[8192];
   room[0] = 0;
@@ -71,7 +71,7 @@ class OpenStack {
     pthread_attr_destroy(&attributes);
   }
   std::size_t Count(std::string_view text) const { return CountOf(text, bytes.data(), bytes.size()); }
-  /** Counts the pieces of a text that are there, wherever each of them is. */
+  /** @return the number of pieces of a text that are found anywhere on the stack */
   std::size_t CountPieces(std::string_view text) const {
     constexpr std::size_t kPieceChars = 8;
     std::size_t pieces = 0;
@@ -89,8 +89,8 @@ class OpenStack {
   std::vector<char> bytes = std::vector<char>(1 << 20);
 };
 
-// Short enough for a text object to hold it in itself, too long for that, and longer than what ciphers and
-// copies have of it at a time. No eight characters of the last one repeat.
+// Short enough to be stored inside a text object, too long for that, and longer than the parts that ciphers
+// and copies use at a time. No eight characters of the last one repeat.
 constexpr std::string_view kSecrets[] = {"pin 83-5541-07", "correct horse battery staple, and then some more",
                                          "The otter at the weir sold us forty jars of quince jam, eleven "
                                          "brass hinges, a kite with no tail, two maps of "
@@ -110,7 +110,7 @@ class SecretTraces : public testing::TestWithParam<std::string_view> {
     ReleaseDllStr(&plain);
   }
 
-  /** Watches what `action` leaves behind. */
+  /** Counts the traces that `action` leaves. */
   void Watch(const std::function<void()>& action) {
     blocksThatHeldIt = 0;
     sought = GetParam();
@@ -145,7 +145,7 @@ TEST_P(SecretTraces, AreWipedWhenATextWasProtected) {
 TEST_P(SecretTraces, AreWipedWhenATextWasTurnedBack) {
   Encrypt(GetParam().data(), &hidden);
   Watch([this] { Decrypt(hidden, &plain); });
-  // The one copy that stays is the host's.
+  // Only the copy of the host remains.
   EXPECT_EQ(plain, GetParam());
   EXPECT_EQ(stack.CountPieces(GetParam()), 0U);
   EXPECT_EQ(blocksThatHeldIt, 0U);

@@ -18,12 +18,12 @@ testing::Matcher<std::vector<std::string>> HasAll(std::vector<CallMatcher> calls
   return testing::IsSupersetOf(calls);
 }
 
-/** The lines of a call, without file, level and function. */
+/** @return the lines of a call, without file, level and function */
 std::vector<std::string> Lines(const std::string& function, std::initializer_list<std::string> messages) {
   std::vector<std::string> lines;
   std::string current = function;
   for (const std::string& message : messages) {
-    // An entry line names the function that those behind it come from.
+    // An entry line names the function that logs the lines after it.
     if (message.starts_with("enter ")) current = message.substr(6);
     lines.push_back("Security 3 " + current + ": " + message);
   }
@@ -137,7 +137,7 @@ TEST_F(Secrets, ATextThatIsCutAnywhereIsRefused) {
   for (std::size_t length = 0; length < digitsEnd; ++length) {
     EXPECT_EQ(security.Decrypt(hidden.substr(0, length)), "") << length;
   }
-  // Without its last line end the text is still whole.
+  // Without its last line end the text is still complete.
   EXPECT_EQ(security.Decrypt(hidden.substr(0, digitsEnd)), "secret");
 }
 
@@ -151,8 +151,8 @@ TEST_F(Secrets, ATextThatIsChangedInAnyByteIsRefused) {
     const bool isLineEnd = hidden[at] == '\r' || hidden[at] == '\n';
     for (int byte = 0; byte < 256; ++byte) {
       changed[at] = static_cast<char>(byte);
-      // White space for white space changes nothing, and a NUL or a padding behind the last digit nothing
-      // either.
+      // White space instead of other white space changes nothing, and neither does a NUL or a padding after
+      // the last digit.
       const bool isSame = changed[at] == hidden[at] || (isLineEnd && isWhiteSpace(byte)) ||
                           (at >= hidden.size() - 2 && (byte == 0 || byte == '='));
       ASSERT_EQ(security.Decrypt(changed), isSame ? "secret" : "") << at << " " << byte;

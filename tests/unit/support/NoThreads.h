@@ -7,7 +7,7 @@
 
 namespace kestrelbay {
 
-/** As long as it lives no thread can be started, since none gets a stack of such a size. */
+/** While it exists, no thread can be started, because no stack of the required size can be allocated. */
 class NoThreads {
  public:
   NoThreads() {

@@ -1,4 +1,4 @@
-/** Records of the inventory as text, so that a test that fails shows what differs. */
+/** Records of the inventory as text, so that a failed test shows the difference. */
 #pragma once
 
 #include <string>
@@ -9,10 +9,10 @@
 
 namespace kestrelbay {
 
-/** A record with nothing but a name. */
+/** A record with only a name. */
 InstalledAppInfo Named(const std::u16string& name);
 
-/** All fields of a record, each as name=value; lone surrogates are shown as U+FFFD. */
+/** @return all fields of a record, each as name=value; lone surrogates become U+FFFD */
 std::string Describe(const InstalledAppInfo& app);
 std::vector<std::string> Describe(const PlainRecords& records);
 std::vector<std::u16string> NamesOf(const PlainRecords& records);

@@ -6,7 +6,7 @@
 
 namespace kestrelbay {
 
-/** @return a new machine, now the one in use, whose registry holds this */
+/** @return a new current machine with this registry */
 simulated::Machine& UseMachineWith(const PlainRegistry& registry);
 
 }  // namespace kestrelbay

@@ -1,4 +1,4 @@
-/** Whether a thread of this process has come to a halt. */
+/** Detects a thread of this process that sleeps. */
 #pragma once
 
 #include <sys/types.h>
@@ -8,7 +8,7 @@
 
 namespace kestrelbay {
 
-/** Whether a thread of this process waits in the kernel. @param thread what gettid() answered on it */
+/** @param thread  its gettid() @return whether it waits in the kernel */
 inline bool Sleeps(pid_t thread) {
   std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/stat");
   std::string id, name, state;
