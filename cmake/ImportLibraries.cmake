@@ -1,4 +1,4 @@
-# Import libraries for other compilers' linkers, made from the lists of exports.
+# Import libraries for the linkers of other compilers, created from the lists of exports.
 if(NOT WIN32)
   return()
 endif()

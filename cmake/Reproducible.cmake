@@ -1,5 +1,5 @@
-# Two builds of one source are identical, wherever they are: no build path and no time in a binary. Builds without
-# a type are for development: they share one compiler cache and keep their paths.
+# Two builds of one source are identical in any folder: a binary contains no build path and no time. Builds without a
+# build type are for development. They keep their paths, so that several build folders can share a compiler cache.
 if(CMAKE_BUILD_TYPE)
   add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 endif()

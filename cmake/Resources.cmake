@@ -1,4 +1,4 @@
-# Windows shows the version of each file; kestrelbay.exe also says which Windows it is made for.
+# The version that Windows shows for each file. The manifest of kestrelbay.exe also names the Windows that it supports.
 if(NOT WIN32)
   return()
 endif()

@@ -2,8 +2,8 @@
 # The presets use them. A build for editing leaves them off: there one changed file compiles alone.
 option(KESTRELBAY_UNITY "Compile several sources together" OFF)
 
-# kestrelbay_unity(TARGET COUNT [ALONE SOURCE...]): compiles COUNT sources of TARGET at a time. A source after ALONE
-# has a name in its unnamed namespace that another source has too (in src/ kFile, under which it logs).
+# kestrelbay_unity(TARGET COUNT [ALONE SOURCE...]): compiles COUNT sources of TARGET at a time. Compiles each source after
+# ALONE by itself, because its unnamed namespace has a name that another source has too (in src/: kFile, its log name).
 function(kestrelbay_unity target count)
   if(NOT KESTRELBAY_UNITY)
     return()
