@@ -12,7 +12,7 @@
 
 namespace kestrelbay {
 
-/** Serialises the starts of installations and removals, not the jobs themselves. */
+/** Serialises the starts of installations and uninstallations, not the jobs themselves. */
 extern OwningMutex<std::recursive_mutex> LifecycleMutex;
 
 extern const std::u16string InstallerClassesPath;   ///< machine-wide installer products

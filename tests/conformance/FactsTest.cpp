@@ -30,7 +30,7 @@ class Facts : public HostTest {
   }
 };
 
-TEST_F(Facts, TextsAreToldAsTheyStand) {
+TEST_F(Facts, TextsAreReportedUnchanged) {
   SetTexts(kCryptography, {{u"MachineGuid", u"{4F2A-Ab}"}});
   SetTexts(kBios, {{u"BaseBoardManufacturer", u"Maker \u00e9\u65e5"}, {u"SystemProductName", u"Model, 1"}});
   EXPECT_EQ(Ask(&GetDeviceId), "{4F2A-Ab}");
@@ -40,13 +40,13 @@ TEST_F(Facts, TextsAreToldAsTheyStand) {
               ElementsAre("enter GetDeviceId", "enter GetManufacturer", "enter GetProductName"));
 }
 
-TEST_F(Facts, AnEmptyFactIsAFailureThatIsTold) {
+TEST_F(Facts, AnEmptyFactFailsWithALogRecord) {
   SetTexts(kCryptography, {{u"MachineGuid", u""}});
   EXPECT_EQ(Ask(&GetDeviceId), "(none)");
   EXPECT_THAT(log.Messages(), ElementsAre("enter GetDeviceId", "failed GetDeviceId"));
 }
 
-TEST_F(Facts, SizesAroundTheLength) {
+TEST_F(Facts, SizesAroundTheLengthSucceedFromTheLengthOn) {
   SetTexts(kCryptography, {{u"MachineGuid", u"0123456789"}});
   machine.IgnoreInvalidParameters();
   for (const std::int32_t given : {0, 1, 9, 10, 11, 12, -1, INT32_MIN}) {
@@ -64,7 +64,7 @@ TEST_F(Facts, SizesAroundTheLength) {
   EXPECT_FALSE(GetDeviceId(nullptr, &size));
 }
 
-TEST_F(Facts, AProxyCountsWhereItIsSwitchedOn) {
+TEST_F(Facts, AProxyCountsOnlyIfItIsSwitchedOn) {
   SetTexts(kInternet, {{u"ProxyServer", u"http=a:80;https=b:443"}});
   machine.SetNumber(kInternet, u"ProxyEnable", 1);
   EXPECT_EQ(Ask(&GetProxyServer), "http=a:80;https=b:443");
@@ -88,7 +88,7 @@ TEST_F(Facts, ATabletIsANumberAboveZero) {
   EXPECT_FALSE(IsTabletPC());
 }
 
-TEST_F(Facts, WhatIsNoNumberReachesTheHostAsAnException) {
+TEST_F(Facts, ATextThatIsNoNumberThrowsIntoTheHost) {
   SetTexts(kTablet, {{u"IsTabletPc", u"yes"}});
   EXPECT_THROW(IsTabletPC(), std::invalid_argument);
   SetTexts(kTablet, {{u"IsTabletPc", u"2147483648"}});
@@ -103,7 +103,7 @@ TEST_F(Facts, WhatIsNoNumberReachesTheHostAsAnException) {
   }
 }
 
-TEST_F(Facts, AdaptersAreToldOrTheFailureIs) {
+TEST_F(Facts, AdaptersAreReportedOrTheFailureIsLogged) {
   const std::string graphics = Ask(&GetGraphics);
   const std::vector<std::string> messages = log.Messages();
   ASSERT_FALSE(messages.empty());
@@ -111,7 +111,7 @@ TEST_F(Facts, AdaptersAreToldOrTheFailureIs) {
   EXPECT_EQ(graphics == "(none)", messages.back() == "failed GetGraphics");
 }
 
-TEST_F(Facts, TheSpaceOfADriveIsItsWholeMebibytes) {
+TEST_F(Facts, SpaceOfADriveIsInWholeMebibytes) {
   const std::int64_t space = GetDiskAvailableSpace("C:\\any folder");
   EXPECT_GE(space, 0);
   EXPECT_LT(space, std::int64_t{1} << 44);

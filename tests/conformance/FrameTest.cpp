@@ -15,7 +15,7 @@ using testing::ElementsAre;
 
 class Frame : public HostTest {};
 
-TEST_F(Frame, CallbackIsToldFileLevelFunctionLineAndMessage) {
+TEST_F(Frame, CallbackReceivesFileLevelFunctionLineAndMessage) {
   SetStopAppEvent();
   const std::vector<LogLine> lines = log.Lines();
   ASSERT_EQ(lines.size(), 1U);
@@ -49,7 +49,7 @@ TEST_F(Frame, NullCallbackSendsRecordsToLogDll) {
   EXPECT_THAT(log.Messages(), ElementsAre("KestrelbayGeneralSDK log call back init success."));
 }
 
-TEST_F(Frame, FormatReachesLogDllWithItsConversionsUnfilled) {
+TEST_F(Frame, FormatReachesLogDllUnexpanded) {
   machine.DeleteKey(u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\Tablet PC");
   InitDllLogger(nullptr);
   EXPECT_FALSE(IsTabletPC());
@@ -59,7 +59,7 @@ TEST_F(Frame, FormatReachesLogDllWithItsConversionsUnfilled) {
                           LogRecord{'E', "SystemInfo", "failed open registry, the path is %s."}));
 }
 
-TEST_F(Frame, BlockListIsTheSameTableOfTwoAtEveryCall) {
+TEST_F(Frame, BlockListIsTheSameTableAtEachCall) {
   const char* const* first = nullptr;
   const char* const* second = nullptr;
   std::uint32_t count = 0;
@@ -72,7 +72,7 @@ TEST_F(Frame, BlockListIsTheSameTableOfTwoAtEveryCall) {
   EXPECT_THAT(log.Lines(), testing::IsEmpty());
 }
 
-TEST_F(Frame, ReleasingANullTextIsHarmless) {
+TEST_F(Frame, ReleaseOfANullTextDoesNothing) {
   char* text = nullptr;
   ReleaseDllStr(&text);
   EXPECT_EQ(text, nullptr);
@@ -160,7 +160,7 @@ TEST_F(RootDir, Mode1IsTheCurrentDirectoryAndMode2TheHosts) {
   EXPECT_THAT(log.Messages(), ElementsAre("GetRootDir Debug", "GetRootDir Release"));
 }
 
-TEST_F(RootDir, NothingIsWrittenBehindTheTextNorIntoATooSmallBuffer) {
+TEST_F(RootDir, NothingIsWrittenAfterTheTextOrIntoATooSmallBuffer) {
   std::int32_t size = 1023;
   const std::size_t length = Ask(2, size).size();
   EXPECT_EQ(buffer[length + 1], '#');
@@ -171,7 +171,7 @@ TEST_F(RootDir, NothingIsWrittenBehindTheTextNorIntoATooSmallBuffer) {
   EXPECT_EQ(log.Messages().back(), "buffer length is too small.");
 }
 
-TEST_F(RootDir, SizeOfTheLengthFindsNoRoomForTheNul) {
+TEST_F(RootDir, SizeEqualToTheLengthHasNoRoomForTheNul) {
   machine.IgnoreInvalidParameters();
   std::int32_t size = 1023;
   const auto length = static_cast<std::int32_t>(Ask(2, size).size());
@@ -181,7 +181,7 @@ TEST_F(RootDir, SizeOfTheLengthFindsNoRoomForTheNul) {
   EXPECT_EQ(buffer[static_cast<std::size_t>(length)], '#');
 }
 
-TEST_F(RootDir, NegativeSizeCountsAsBoundless) {
+TEST_F(RootDir, NegativeSizeIsHuge) {
   std::int32_t size = -1;
   const std::string text = Ask(2, size);
   EXPECT_FALSE(text.empty());

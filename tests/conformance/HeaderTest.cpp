@@ -17,7 +17,7 @@ AnyFunction Address(Function* function) {
   return reinterpret_cast<AnyFunction>(function);
 }
 
-TEST(Header, GivesCAndCppTheSameFunctions) {
+TEST(Header, HasTheSameFunctionsForCAndCpp) {
   std::size_t count = 0;
   const AnyFunction* const functions = FunctionsInC(&count);
   const std::vector<AnyFunction> expected = {Address(InitDllLogger),
@@ -58,7 +58,7 @@ std::vector<std::size_t> LayoutOf(const std::size_t* (*record)(std::size_t*)) {
 // Hosts are built against these numbers. They have no other way to notice that a record has changed.
 constexpr std::size_t kField = 260;
 
-TEST(Header, LaysAnInstallationOutAsSevenFieldsInARow) {
+TEST(Header, InstallRequestHasSevenFieldsWithoutGaps) {
   static_assert(offsetof(InstallRequest, installerPath) == 0);
   static_assert(offsetof(InstallRequest, displayName) == kField);
   static_assert(offsetof(InstallRequest, registryPath) == 2 * kField);
@@ -70,7 +70,7 @@ TEST(Header, LaysAnInstallationOutAsSevenFieldsInARow) {
   EXPECT_THAT(LayoutOf(&InstallRequestInC), ElementsAre(0, 260, 520, 780, 1040, 1300, 1560, 1820));
 }
 
-TEST(Header, LaysARemovalOutAsFourFieldsInARow) {
+TEST(Header, UninstallRequestHasFourFieldsWithoutGaps) {
   static_assert(offsetof(UninstallRequest, displayName) == 0);
   static_assert(offsetof(UninstallRequest, registryPath) == kField);
   static_assert(offsetof(UninstallRequest, Result) == 2 * kField);
@@ -79,7 +79,7 @@ TEST(Header, LaysARemovalOutAsFourFieldsInARow) {
   EXPECT_THAT(LayoutOf(&UninstallRequestInC), ElementsAre(0, 260, 520, 780, 1040));
 }
 
-TEST(Header, LaysAnEntryOutAsSevenTextsAndANumber) {
+TEST(Header, EntryHasSevenTextsAndANumber) {
   static_assert(offsetof(InstalledAppEntry, displayName) == 0);
   static_assert(offsetof(InstalledAppEntry, installLocation) == 8);
   static_assert(offsetof(InstalledAppEntry, displayVersion) == 16);

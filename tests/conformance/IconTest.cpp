@@ -62,21 +62,21 @@ class Icon : public HostTest {
   std::u16string folder = machine.Folder();
 };
 
-TEST_F(Icon, OfAProgramIsAPictureOfItsLargestImage) {
+TEST_F(Icon, OfAProgramShowsItsLargestImage) {
   AppWith(u"App", Large());
   const std::string text = IconOf("App");
   ASSERT_THAT(text, StartsWith(kPictureStart));
   EXPECT_EQ(SizeOf(text), (std::array<std::uint32_t, 2>{256, 256}));
 }
 
-TEST_F(Icon, OfAListIsTheSameAsAskedForAlone) {
+TEST_F(Icon, IsTheSameInAListAndAlone) {
   AppWith(u"App", Large());
   const auto entries = List(true);
   ASSERT_EQ(entries.size(), 1U);
   EXPECT_EQ(entries[0].iconText, IconOf("App"));
 }
 
-TEST_F(Icon, OfAnAsynchronousListIsDrawnWhereTheHostAsksForIcons) {
+TEST_F(Icon, IsInAnAsynchronousListOnlyOnRequest) {
   AppWith(u"App", Large());
   kestrelbay::ListReceiver receiver;
   GetInstalledAppListAsync(&kestrelbay::ListReceiver::Receive, true);
@@ -90,13 +90,13 @@ TEST_F(Icon, OfAnAsynchronousListIsDrawnWhereTheHostAsksForIcons) {
   EXPECT_EQ(lists[1][0].iconText, "");
 }
 
-TEST_F(Icon, OfAProgramIsLeftOutOfAListWithoutIcons) {
+TEST_F(Icon, OfAProgramIsEmptyInAListWithoutIcons) {
   AppWith(u"App", Large());
   EXPECT_EQ(List(false)[0].iconText, "");
   EXPECT_THAT(List(false)[0].displayIcon, testing::EndsWith("App.exe"));
 }
 
-TEST_F(Icon, SourceIsCleanedFirst) {
+TEST_F(Icon, PathIsNormalizedFirst) {
   const std::u16string path = AppWith(u"App", Large());
   std::u16string doubled;
   for (const char16_t unit : path) doubled.append(unit == u'\\' ? 2 : 1, unit);
@@ -107,7 +107,7 @@ TEST_F(Icon, SourceIsCleanedFirst) {
   EXPECT_EQ(IconOf("Doubled"), text);
 }
 
-TEST_F(Icon, FileIsItsCleanedPathEitherWay) {
+TEST_F(Icon, OfAnIconFileIsItsNormalizedPathWithAndWithoutIcons) {
   AppAt(u"App", u"\"C:\\App\\app.ico\",0");
   EXPECT_EQ(IconOf("App"), "C:\\App\\app.ico");
   EXPECT_EQ(List(true)[0].iconText, "C:\\App\\app.ico");
@@ -121,7 +121,7 @@ TEST_F(Icon, ProgramInCapitalsIsAPath) {
   EXPECT_THAT(IconOf("Tool"), testing::EndsWith("\\TOOL.EXE"));
 }
 
-TEST_F(Icon, NothingThereIsOneEmptyAnswer) {
+TEST_F(Icon, OfAMissingFileIsOneEmptyText) {
   AppAt(u"Missing", folder + u"\\missing.exe");
   AppAt(u"Bare", u"");
   for (const char* name : {"Missing", "Bare", "Unknown", "missing", ""}) {
@@ -129,7 +129,7 @@ TEST_F(Icon, NothingThereIsOneEmptyAnswer) {
   }
 }
 
-TEST_F(Icon, OfADamagedProgramHidesNoOther) {
+TEST_F(Icon, OfADamagedProgramAffectsNoOtherIcon) {
   AppWith(u"App", Large());
   AppWith(u"Damaged", Large().substr(0, 100));  // with more of the file, Wine reads beyond its end
   const auto entries = List(true);
@@ -139,12 +139,12 @@ TEST_F(Icon, OfADamagedProgramHidesNoOther) {
   EXPECT_EQ(!RunsOnWine(), entries[1].iconText.empty());
 }
 
-TEST_F(Icon, OfAProgramWithoutOneIsTheCommonOne) {
+TEST_F(Icon, OfAProgramWithoutIconIsTheCommonIcon) {
   AppWith(u"App", samples::MakeExecutable({}));
   EXPECT_EQ(SizeOf(IconOf("App")), (std::array<std::uint32_t, 2>{256, 256}));
 }
 
-TEST_F(Icon, SmallOneIsCutTo48Pixels) {
+TEST_F(Icon, SmallIconIsCutTo48Pixels) {
   AppWith(u"App", samples::MakeExecutable(
                       {{u"", 1, {samples::MakeBitmap(samples::Drawing(48, 48, 0xFF3366CC), 32)}}}));
   // Wine scales it to the size of the large icon.

@@ -80,7 +80,7 @@ TEST_F(Installing, EmptyName) {
   EXPECT_FALSE(machine.ProgramRan(setup));
 }
 
-TEST_F(Installing, FileThatIsNoProgram) {
+TEST_F(Installing, FileThatIsNotAProgram) {
   AddApp(u"App", u"1.0");
   const std::u16string file = folder + u"\\setup.kestrelbay-test";
   machine.MakeFile(file, "no program");
@@ -97,7 +97,7 @@ TEST_F(Installing, FileThatIsNoProgram) {
 }
 
 TEST_F(Installing, NewApplication) {
-  machine.MakeProgram(setup, Registering(u"App", u"1.0"));
+  machine.MakeProgram(setup, InstallSteps(u"App", u"1.0"));
   InstallRecord record(setup, "App", "/S");
   Run(record);
   ExpectOutcome(record, "Success", "NULL", "1.0");
@@ -123,7 +123,7 @@ TEST_F(Installing, InstallerThatFails) {
 
 TEST_F(Installing, Update) {
   AddApp(u"App", u"1.0");
-  machine.MakeProgram(setup, Registering(u"App", u"2.0"));
+  machine.MakeProgram(setup, InstallSteps(u"App", u"2.0"));
   InstallRecord record(setup, "App", "/S");
   Run(record);
   ExpectOutcome(record, "Success", "Update success!", "2.0");
@@ -141,13 +141,13 @@ TEST_F(Installing, UpdateThatChangesNothing) {
 
 TEST_F(Installing, DowngradeIsAnUpdate) {
   AddApp(u"App", u"2.0");
-  machine.MakeProgram(setup, Registering(u"App", u"1.0"));
+  machine.MakeProgram(setup, InstallSteps(u"App", u"1.0"));
   InstallRecord record(setup, "App");
   Run(record);
   ExpectOutcome(record, "Success", "Update success!", "1.0");
 }
 
-TEST_F(Installing, InstallerThatRemovesTheApplicationHasUpdatedIt) {
+TEST_F(Installing, InstallerThatRemovesTheApplicationCountsAsAnUpdate) {
   machine.MakeProgram(setup, {{ProgramStep::Kind::DeleteKey, AddApp(u"App", u"1.0")}});
   InstallRecord record(setup, "App");
   Run(record);
@@ -155,14 +155,14 @@ TEST_F(Installing, InstallerThatRemovesTheApplicationHasUpdatedIt) {
 }
 
 TEST_F(Installing, ExitCodePlaysNoPart) {
-  machine.MakeProgram(setup, Registering(u"App", u"1.0"), 1603);
+  machine.MakeProgram(setup, InstallSteps(u"App", u"1.0"), 1603);
   InstallRecord record(setup, "App");
   Run(record);
   ExpectOutcome(record, "Success", "NULL", "1.0");
 }
 
 TEST_F(Installing, NameInAnotherCaseIsNotFound) {
-  machine.MakeProgram(setup, Registering(u"App", u"1.0"));
+  machine.MakeProgram(setup, InstallSteps(u"App", u"1.0"));
   InstallRecord record(setup, "APP");
   Run(record);
   ExpectOutcome(record, "Fail", "Cannot find the app from registry!", "");
@@ -170,7 +170,7 @@ TEST_F(Installing, NameInAnotherCaseIsNotFound) {
 
 TEST_F(Installing, GivenRegistryPathFindsNothing) {
   AddApp(u"App", u"1.0");
-  machine.MakeProgram(setup, Registering(u"App", u"2.0"));
+  machine.MakeProgram(setup, InstallSteps(u"App", u"2.0"));
   InstallRecord record(setup, "App", "", Narrow(kUninstall) + "\\App");
   Run(record);
   ExpectOutcome(record, "Fail", "Cannot find the app from registry!", "");
@@ -182,7 +182,7 @@ TEST_F(Installing, GivenRegistryPathFindsNothing) {
 
 TEST_F(Installing, StarterDoesNotWaitForTheInstaller) {
   Steps steps{{ProgramStep::Kind::WaitForSignal, u"", u"go"}};
-  for (const ProgramStep& step : Registering(u"App", u"1.0")) steps.push_back(step);
+  for (const ProgramStep& step : InstallSteps(u"App", u"1.0")) steps.push_back(step);
   machine.MakeProgram(setup, steps);
   InstallRecord record(setup, "App");
   Install(&record, &Receive);
@@ -192,7 +192,7 @@ TEST_F(Installing, StarterDoesNotWaitForTheInstaller) {
   ExpectOutcome(record, "Success", "NULL", "1.0");
 }
 
-TEST_F(Installing, CallbackGivenLastReceivesTheOlderJobToo) {
+TEST_F(Installing, LatestCallbackReceivesTheOlderJobToo) {
   machine.MakeProgram(setup, {{ProgramStep::Kind::WaitForSignal, u"", u"go"}});
   InstallRecord first(setup, "First");
   InstallRecord second(u"", "Second");
@@ -211,7 +211,7 @@ TEST_F(Installing, SecondJobOfANameIsNotRefusedAndBothReport) {
   const auto makeHeld = [&](const std::u16string& path, const std::u16string& signal,
                             const char16_t* version) {
     Steps steps{{ProgramStep::Kind::WaitForSignal, u"", signal}};
-    for (const ProgramStep& step : Registering(u"App", version)) steps.push_back(step);
+    for (const ProgramStep& step : InstallSteps(u"App", version)) steps.push_back(step);
     machine.MakeProgram(path, steps);
   };
   makeHeld(setup, u"first", u"1.0");
@@ -238,25 +238,25 @@ TEST_F(Installing, SecondJobOfANameIsNotRefusedAndBothReport) {
   EXPECT_STREQ(later.ErrMsg, "NULL");
 }
 
-TEST_F(Installing, RemovalGoesOnBesideIt) {
+TEST_F(Installing, UninstallationRunsAtTheSameTime) {
   Steps steps{{ProgramStep::Kind::WaitForSignal, u"", u"go"}};
-  for (const ProgramStep& step : Registering(u"New", u"1.0")) steps.push_back(step);
+  for (const ProgramStep& step : InstallSteps(u"New", u"1.0")) steps.push_back(step);
   machine.MakeProgram(setup, steps);
-  machine.MakeProgram(remover, Removing(AddApp(u"Old", u"1.0"), u"Old"));
+  machine.MakeProgram(uninstaller, UninstallSteps(AddApp(u"Old", u"1.0"), u"Old"));
   InstallRecord installation(setup, "New");
-  UninstallRecord removal("Old");
+  UninstallRecord uninstall("Old");
   Install(&installation, &Receive);
-  Uninstall(&removal, &ReceiveRemoval);
+  Uninstall(&uninstall, &ReceiveUninstall);
   EXPECT_EQ(WaitForReports(1)[0].callback, 3);
-  EXPECT_STREQ(removal.Result, "Success");
-  machine.WaitForProgram(remover);
+  EXPECT_STREQ(uninstall.Result, "Success");
+  machine.WaitForProgram(uninstaller);
   machine.Signal(u"go");
   WaitForReports(2);
   EXPECT_STREQ(installation.Result, "Success");
   EXPECT_THAT(Names(), ElementsAre("New"));
 }
 
-TEST_F(Installing, TwoStartsAtOnceTakeASecondTogether) {
+TEST_F(Installing, TwoStartsTakeASecond) {
   InstallRecord first(u"", "First");
   InstallRecord second(u"", "Second");
   const auto before = std::chrono::steady_clock::now();

@@ -28,7 +28,7 @@ class Inventory : public HostTest {
   }
 };
 
-TEST_F(Inventory, IsEmptyWithoutTheProductsKeyThoughEntriesAreThere) {
+TEST_F(Inventory, IsEmptyWithoutTheProductsKey) {
   Entry(u"App", Plain(u"App"));
   UserEntry(u"Own", Plain(u"Own"));
   machine.DeleteKey(kProducts);
@@ -90,7 +90,7 @@ TEST_F(Inventory, EntryOfAUserHasNoArchitecture) {
   EXPECT_THAT(NamesAndArchitectures(), ElementsAre(testing::Pair("Own", 0)));
 }
 
-TEST_F(Inventory, TwoEntriesThatBothBringACommandStayTwo) {
+TEST_F(Inventory, TwoEntriesWithUninstallCommandsStayTwo) {
   Entry(u"A", Plain(u"App", {{u"DisplayVersion", u"1"}}));
   Entry(u"B", Plain(u"App", {{u"DisplayVersion", u"1"}}));
   EXPECT_THAT(Names(), ElementsAre("App", "App"));
@@ -102,7 +102,7 @@ TEST_F(Inventory, CommandThatEqualsTheEarlierVersionMerges) {
   EXPECT_THAT(Names(), ElementsAre("App"));
 }
 
-TEST_F(Inventory, LaterSightingFillsItsGapsFromTheEarlier) {
+TEST_F(Inventory, LaterEntryTakesMissingFieldsFromTheEarlier) {
   const KeyPath managed = Entry(u"A", Named(u"App", {{u"InstallLocation", u"C:\\App"}}));
   machine.SetNumber(managed, u"WindowsInstaller", 1);
   Entry(u"B", Plain(u"App", {{u"DisplayVersion", u"2"}, {u"InstallDate", u"20260101"}}));
@@ -113,7 +113,7 @@ TEST_F(Inventory, LaterSightingFillsItsGapsFromTheEarlier) {
   EXPECT_EQ(list[0].installDate, "20260101");
 }
 
-TEST_F(Inventory, RefusedMergeKeepsWhatTheNewcomerTook) {
+TEST_F(Inventory, FieldsTakenBeforeADisagreementStay) {
   Entry(u"A", Plain(u"App", {{u"InstallLocation", u"C:\\App"}, {u"DisplayVersion", u"1"}}));
   Entry(u"B", Plain(u"App", {{u"DisplayVersion", u"2"}}));
   const std::vector<ReceivedEntry> list = List();
@@ -127,7 +127,7 @@ TEST_F(Inventory, NamesThatDifferInCaseDoNotMerge) {
   EXPECT_EQ(Names().size(), 2U);
 }
 
-TEST_F(Inventory, IsSortedByNameWithoutRegardToAsciiCase) {
+TEST_F(Inventory, IsSortedByNameIgnoringAsciiCase) {
   std::u16string key;
   for (const char16_t* name :
        {u"cherry", u"zeta2", u"Banana", u"\u00e4pfel", u"apple", u"Zeta", u"\u00c4pfel"}) {
@@ -136,7 +136,7 @@ TEST_F(Inventory, IsSortedByNameWithoutRegardToAsciiCase) {
   EXPECT_THAT(Names(), ElementsAre("apple", "Banana", "cherry", "Zeta", "zeta2", "\u00c4pfel", "\u00e4pfel"));
 }
 
-TEST_F(Inventory, IconFileIsGivenAsItsCleanedPathEitherWayAndAMissingExecutableAsNothing) {
+TEST_F(Inventory, IconTextIsANormalizedPathForAnIconFileAndEmptyForAMissingExecutable) {
   Entry(u"A", Plain(u"File", {{u"DisplayIcon", u"\"C:\\\\Apps\\\\file.ico\",0"}}));
   Entry(u"B", Plain(u"Program", {{u"DisplayIcon", u"C:\\App\\app.exe,0"}}));
   Entry(u"C", Plain(u"Shouting", {{u"DisplayIcon", u" C:\\App\\APP.EXE "}}));
@@ -150,7 +150,7 @@ TEST_F(Inventory, IconFileIsGivenAsItsCleanedPathEitherWayAndAMissingExecutableA
   }
 }
 
-TEST_F(Inventory, AsynchronousListComesOnceAndEqualsTheOther) {
+TEST_F(Inventory, AsynchronousListIsReportedOnceAndEqualsTheSynchronousOne) {
   Entry(u"A", Plain(u"A"));
   kestrelbay::ListReceiver receiver;
   GetInstalledAppListAsync(&kestrelbay::ListReceiver::Receive, false);
@@ -161,7 +161,7 @@ TEST_F(Inventory, AsynchronousListComesOnceAndEqualsTheOther) {
   EXPECT_FALSE(receiver.SawNull());
 }
 
-TEST_F(Inventory, AsynchronousEmptyListIsAnArrayToo) {
+TEST_F(Inventory, AsynchronousEmptyListHasAnArray) {
   kestrelbay::ListReceiver receiver;
   GetInstalledAppListAsync(&kestrelbay::ListReceiver::Receive, false);
   const auto lists = receiver.WaitForLists(1);
@@ -172,7 +172,7 @@ TEST_F(Inventory, AsynchronousEmptyListIsAnArrayToo) {
                                           "enter ReleaseInstalledAppList"));
 }
 
-TEST_F(Inventory, IconRequestAnswersOnceAlsoForAnUnknownName) {
+TEST_F(Inventory, IconRequestIsAnsweredOnceEvenForAnUnknownName) {
   Entry(u"A", Plain(u"File", {{u"DisplayIcon", u"C:\\file.ico"}}));
   for (const auto& [name, text] : {std::pair{"File", "C:\\file.ico"}, {"file", ""}, {"Unknown", ""}}) {
     kestrelbay::IconReceiver receiver;

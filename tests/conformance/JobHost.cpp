@@ -29,7 +29,7 @@ void JobHost::Receive(InstallRequest* request) { Add(request, 1); }
 
 void JobHost::ReceiveElsewhere(InstallRequest* request) { Add(request, 2); }
 
-void JobHost::ReceiveRemoval(UninstallRequest* request) { Add(request, 3); }
+void JobHost::ReceiveUninstall(UninstallRequest* request) { Add(request, 3); }
 
 void JobHost::Run(InstallRecord& record) {
   const std::size_t before = WaitForReports(0).size();
@@ -39,7 +39,7 @@ void JobHost::Run(InstallRecord& record) {
 
 void JobHost::Run(UninstallRecord& record) {
   const std::size_t before = WaitForReports(0).size();
-  Uninstall(&record, &ReceiveRemoval);
+  Uninstall(&record, &ReceiveUninstall);
   WaitForReports(before + 1);
 }
 
@@ -53,19 +53,19 @@ KeyPath JobHost::AddApp(const std::u16string& name, const std::u16string& versio
   return Entry(name,
                {{u"DisplayName", name},
                 {u"DisplayVersion", version},
-                {u"UninstallString", u"\"" + remover + u"\" /S"}},
+                {u"UninstallString", u"\"" + uninstaller + u"\" /S"}},
                view);
 }
 
-JobHost::Steps JobHost::Registering(const std::u16string& name, const std::u16string& version) const {
+JobHost::Steps JobHost::InstallSteps(const std::u16string& name, const std::u16string& version) const {
   const KeyPath key = KeyOf(name);
   using Kind = ProgramStep::Kind;
   return {{Kind::SetText, key, u"DisplayName", name},
-          {Kind::SetText, key, u"UninstallString", u"\"" + remover + u"\" /S"},
+          {Kind::SetText, key, u"UninstallString", u"\"" + uninstaller + u"\" /S"},
           {Kind::SetText, key, u"DisplayVersion", version}};
 }
 
-JobHost::Steps JobHost::Removing(const KeyPath& key, const std::u16string& name) {
+JobHost::Steps JobHost::UninstallSteps(const KeyPath& key, const std::u16string& name) {
   using Kind = ProgramStep::Kind;
   return {{Kind::WaitForWatch, key, name},
           {Kind::DeleteValue, key, u"UninstallString"},

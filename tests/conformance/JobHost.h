@@ -36,7 +36,7 @@ class JobHost : public HostTest {
 
   static void Receive(InstallRequest* request);
   static void ReceiveElsewhere(InstallRequest* request);
-  static void ReceiveRemoval(UninstallRequest* request);
+  static void ReceiveUninstall(UninstallRequest* request);
 
   KeyPath KeyOf(const std::u16string& name, View view = View::Bits64) const {
     return {kUninstall + u"\\" + name, view};
@@ -45,17 +45,17 @@ class JobHost : public HostTest {
   KeyPath AddApp(const std::u16string& name, const std::u16string& version, View view = View::Bits64);
 
   /** @return steps that register an application, as an installer does */
-  Steps Registering(const std::u16string& name, const std::u16string& version) const;
+  Steps InstallSteps(const std::u16string& name, const std::u16string& version) const;
   /**
    * @return steps that uninstall an application. After the watch is set they delete its values, add a subkey
    * and then delete the whole key. A system that does not report the deletion of a watched key reports the
    *         subkey.
    */
-  static Steps Removing(const KeyPath& key, const std::u16string& name);
+  static Steps UninstallSteps(const KeyPath& key, const std::u16string& name);
 
   const std::u16string folder = machine.Folder();
   const std::u16string setup = folder + u"\\setup.exe";
-  const std::u16string remover = folder + u"\\remove.exe";
+  const std::u16string uninstaller = folder + u"\\remove.exe";
 };
 
 }  // namespace tests

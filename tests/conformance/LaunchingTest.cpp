@@ -38,13 +38,13 @@ TEST_F(Launching, AnInstalledProgramIsFoundByItsIcon) {
                                                                 Utf8(program) + "\",0."));
 }
 
-TEST_F(Launching, AnIconFileStandsForTheProgramBesideIt) {
+TEST_F(Launching, AnIconFileMeansTheExecutableOfItsName) {
   Install(program.substr(0, program.size() - 3) + u"ico");
   EXPECT_EQ(StartApp("Tool", "No such alias"), 1);
   WaitUntilRan();
 }
 
-TEST_F(Launching, AMissingProgramIsToldAndTriedAllTheSame) {
+TEST_F(Launching, AMissingProgramIsLoggedAndTried) {
   Install(u"C:\\no such folder\\tool.exe");
   EXPECT_EQ(StartApp("Tool", ""), 0);
   EXPECT_THAT(
@@ -62,7 +62,7 @@ TEST_F(Launching, AnIconWithoutAProgramStartsNothing) {
   }
 }
 
-TEST_F(Launching, WhatIsNotThereIsTold) {
+TEST_F(Launching, AMissingApplicationIsLogged) {
   EXPECT_EQ(StartApp("No such application here", ""), 0);
   EXPECT_EQ(StartApp("", "alias"), 0);
   EXPECT_THAT(log.Messages(), ElementsAre("enter StartApp", "the app is not exist.", "enter StartApp",
@@ -84,7 +84,7 @@ TEST_F(Launching, AnyProgramIsStartedOnAThread) {
   EXPECT_THAT(log.Messages(), ElementsAre("enter StartAnyExeAsync"));
 }
 
-TEST_F(Launching, TextsThatAreNotUtf8NameNothing) {
+TEST_F(Launching, TextsThatAreNotUtf8NameNoProgram) {
   Install(program);
   for (const char* text : {"\xFF", "Tool\xC3", "\xED\xA0\x80", "\xF8\x88\x80\x80\x80"}) {
     EXPECT_EQ(StartApp(text, text), 0);

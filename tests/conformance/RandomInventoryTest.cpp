@@ -87,7 +87,7 @@ class RandomMachine {
   TestMachine machine;
 };
 
-TEST(RandomInventory, IsWhatTheRulesWrittenOutMakeOfIt) {
+TEST(RandomInventory, EqualsASecondImplementation) {
   const kestrelbay::LogCapture log;
   std::size_t records = 0;
   for (std::uint32_t seed = 0; seed < SeedCount(); ++seed) {

@@ -16,7 +16,7 @@ constexpr std::size_t kLongestPathChars = 32'766 + 20;
 
 const Values kShown = {{u"DisplayName", u"App"}, {u"UninstallString", u"u"}};
 
-class Removal : public HostTest {
+class EntryRemoval : public HostTest {
  protected:
   /**
    * Creates an entry that cannot be deleted by a path, because its deepest key is below a key whose path has
@@ -34,7 +34,7 @@ class Removal : public HostTest {
   }
 };
 
-TEST_F(Removal, AnEntryOf64BitsGoesWithAllBelowIt) {
+TEST_F(EntryRemoval, AnEntryOf64BitsIsDeletedWithItsSubkeys) {
   const KeyPath entry = Entry(u"App", kShown);
   machine.CreateKey({entry.path + u"\\One\\Deep", View::Bits64});
   machine.CreateKey({entry.path + u"\\Two", View::Bits64});
@@ -43,7 +43,7 @@ TEST_F(Removal, AnEntryOf64BitsGoesWithAllBelowIt) {
   EXPECT_THAT(log.Messages(), ElementsAre("enter DeleteAppRegistryInfo", "find registry of App."));
 }
 
-TEST_F(Removal, AnEntryThatCannotBeDeletedIsLeftToTheSystemsCommand) {
+TEST_F(EntryRemoval, AnEntryThatCannotBeDeletedGoesToTheRegCommand) {
   const KeyPath entry = BottomlessEntry(u"App");
   EXPECT_TRUE(DeleteAppRegistryInfo("App"));
   EXPECT_EQ(log.Messages(), MessagesOfCommand());
@@ -52,7 +52,7 @@ TEST_F(Removal, AnEntryThatCannotBeDeletedIsLeftToTheSystemsCommand) {
   EXPECT_THAT(Names(), ElementsAre());
 }
 
-TEST_F(Removal, TheCommandIsGivenTheKeyWithoutQuotes) {
+TEST_F(EntryRemoval, TheCommandReceivesTheKeyWithoutQuotes) {
   const KeyPath entry = BottomlessEntry(u"My App");
   machine.Enter(machine.Folder());
   const std::u16string command = machine.CurrentDirectory() + u"\\reg.exe";
@@ -64,14 +64,14 @@ TEST_F(Removal, TheCommandIsGivenTheKeyWithoutQuotes) {
   EXPECT_EQ(log.Messages(), MessagesOfCommand());
 }
 
-TEST_F(Removal, AnEntryOf32BitsCountsAsGoneAndStays) {
+TEST_F(EntryRemoval, AnEntryOf32BitsCountsAsDeletedAndStays) {
   const KeyPath entry = Entry(u"App", kShown, View::Bits32);
   EXPECT_TRUE(DeleteAppRegistryInfo("App"));
   EXPECT_TRUE(machine.HasKey(entry));
   EXPECT_THAT(Names(), ElementsAre("App"));
 }
 
-TEST_F(Removal, ForAnEntryOf32BitsAKeyOfThatPathIn64BitsGoesInstead) {
+TEST_F(EntryRemoval, ForAnEntryOf32BitsTheKeyOfItsPathIn64BitsIsDeleted) {
   const KeyPath entry = Entry(u"App", kShown, View::Bits32);
   const KeyPath other = Entry(u"App", {});
   EXPECT_TRUE(DeleteAppRegistryInfo("App"));
@@ -79,13 +79,13 @@ TEST_F(Removal, ForAnEntryOf32BitsAKeyOfThatPathIn64BitsGoesInstead) {
   EXPECT_FALSE(machine.HasKey(other));
 }
 
-TEST_F(Removal, AnEntryOfAUserCountsAsGoneAndStays) {
+TEST_F(EntryRemoval, AnEntryOfAUserCountsAsDeletedAndStays) {
   const KeyPath entry = UserEntry(u"App", kShown);
   EXPECT_TRUE(DeleteAppRegistryInfo("App"));
   EXPECT_TRUE(machine.HasKey(entry));
 }
 
-TEST_F(Removal, AnUnknownNameIsTold) {
+TEST_F(EntryRemoval, AnUnknownNameIsLogged) {
   Entry(u"App", kShown);
   EXPECT_FALSE(DeleteAppRegistryInfo("app"));
   EXPECT_THAT(log.Messages(), ElementsAre("enter DeleteAppRegistryInfo",
@@ -93,7 +93,7 @@ TEST_F(Removal, AnUnknownNameIsTold) {
   EXPECT_THAT(Names(), ElementsAre("App"));
 }
 
-TEST_F(Removal, OfTwoEntriesOfOneNameOneGoesAtATime) {
+TEST_F(EntryRemoval, EachCallDeletesOneOfTwoEntriesOfOneName) {
   Entry(u"KeyA", kShown);
   Entry(u"KeyB", kShown);
   EXPECT_TRUE(DeleteAppRegistryInfo("App"));
@@ -102,7 +102,7 @@ TEST_F(Removal, OfTwoEntriesOfOneNameOneGoesAtATime) {
   EXPECT_THAT(Names(), ElementsAre());
 }
 
-TEST_F(Removal, ANameBeyondLatinLettersLeavesItsLineEmpty) {
+TEST_F(EntryRemoval, ANameOutsideLatin1LeavesItsLogRecordEmpty) {
   const KeyPath entry = Entry(u"\u65e5", {{u"DisplayName", u"\u65e5"}, {u"UninstallString", u"u"}});
   EXPECT_TRUE(DeleteAppRegistryInfo("\u65e5"));
   EXPECT_FALSE(machine.HasKey(entry));

@@ -23,7 +23,7 @@ class Secrets : public HostTest {
   }
 };
 
-TEST_F(Secrets, ATextComesBack) {
+TEST_F(Secrets, ATextIsDecryptedAgain) {
   for (const std::string& secret : {std::string("secret"), std::string("\u65e5\xFF\x01"),
                                     std::string("a\r\nb"), std::string(5000, 's')}) {
     const std::string hidden = Do(&Encrypt, secret);
@@ -46,7 +46,7 @@ TEST_F(Secrets, EachStepLogsItsEntryAndNoSecret) {
   }
 }
 
-TEST_F(Secrets, AnEmptyTextIsProtectedToo) {
+TEST_F(Secrets, AnEmptyTextIsEncryptedToo) {
   const std::string hidden = Do(&Encrypt, "");
   EXPECT_NE(hidden, "");
   EXPECT_EQ(Do(&Decrypt, hidden), "");
@@ -59,7 +59,7 @@ TEST_F(Secrets, LineEndsMayBeMissing) {
   EXPECT_EQ(Do(&Decrypt, hidden), "secret");
 }
 
-TEST_F(Secrets, ATextOfNoSizeIsTold) {
+TEST_F(Secrets, ATextWithoutASizeIsLogged) {
   for (const char* text : {"", "\r\n", "!"}) {
     const kestrelbay::LogCapture own;
     EXPECT_EQ(Do(&Decrypt, text), "");
@@ -69,13 +69,13 @@ TEST_F(Secrets, ATextOfNoSizeIsTold) {
   }
 }
 
-TEST_F(Secrets, ATextThatBreaksOffAsBase64IsTold) {
+TEST_F(Secrets, ATextThatIsNoBase64IsLogged) {
   EXPECT_EQ(Do(&Decrypt, "QUJD!"), "");
   // Wine reports the size of the text before the break.
   EXPECT_EQ(!RunsOnWine(), log.Messages()[2] == "CryptStringToBinaryA nNeed=0");
 }
 
-TEST_F(Secrets, BytesThatAreNoBlobAreRefusedWithTheirNumber) {
+TEST_F(Secrets, BytesThatAreNoBlobFailWithTheErrorNumber) {
   const std::string hidden = Do(&Encrypt, "secret");
   for (const std::string& text : {std::string("QUJD"), hidden.substr(0, 40)}) {
     const kestrelbay::LogCapture own;

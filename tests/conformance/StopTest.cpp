@@ -13,17 +13,17 @@ using testing::ElementsAre;
 
 class Stopping : public JobHost {};
 
-TEST_F(Stopping, EndsTheWaitsOfBothKindsAndNoProgramThenAndLater) {
+TEST_F(Stopping, EndsCurrentAndLaterWaitsButNoProgram) {
   const KeyPath key = AddApp(u"Old", u"1.0");
-  machine.MakeProgram(remover,
+  machine.MakeProgram(uninstaller,
                       {{ProgramStep::Kind::WaitForSignal, u"", u"go"}, {ProgramStep::Kind::DeleteKey, key}});
   Steps steps{{ProgramStep::Kind::WaitForSignal, u"", u"go"}};
-  for (const ProgramStep& step : Registering(u"New", u"1.0")) steps.push_back(step);
+  for (const ProgramStep& step : InstallSteps(u"New", u"1.0")) steps.push_back(step);
   machine.MakeProgram(setup, steps);
   InstallRecord installation(setup, "New");
-  UninstallRecord removal("Old");
+  UninstallRecord uninstall("Old");
   Install(&installation, &Receive);
-  Uninstall(&removal, &ReceiveRemoval);
+  Uninstall(&uninstall, &ReceiveUninstall);
   // Ends when the watch of the uninstallation is set.
   const std::u16string witness = folder + u"\\witness.exe";
   machine.MakeProgram(witness, {{ProgramStep::Kind::WaitForWatch, key, u"Old"}});
@@ -39,12 +39,12 @@ TEST_F(Stopping, EndsTheWaitsOfBothKindsAndNoProgramThenAndLater) {
   SetStopAppEvent();
   WaitForReports(2);
   EXPECT_STREQ(installation.ErrMsg, "Cannot find the app from registry!");
-  EXPECT_STREQ(removal.ErrMsg, "The app is still in registry!");
+  EXPECT_STREQ(uninstall.ErrMsg, "The app is still in registry!");
   EXPECT_FALSE(machine.ProgramRan(setup));
-  EXPECT_FALSE(machine.ProgramRan(remover));
+  EXPECT_FALSE(machine.ProgramRan(uninstaller));
   machine.Signal(u"go");
   machine.WaitForProgram(setup);
-  machine.WaitForProgram(remover);
+  machine.WaitForProgram(uninstaller);
   EXPECT_THAT(Names(), ElementsAre("New"));
 
   const std::u16string slow = folder + u"\\slow.exe";

@@ -21,7 +21,7 @@ class UninstallEntries : public HostTest {
   }
 };
 
-TEST_F(UninstallEntries, FieldsReachTheHostAsRegistered) {
+TEST_F(UninstallEntries, FieldsAreReportedAsRegistered) {
   const KeyPath key = Entry(u"Lighthouse", {{u"DisplayName", u"Lighthouse"},
                                             {u"InstallLocation", u"C:\\Lighthouse\\"},
                                             {u"DisplayVersion", u"4.2.0"},
@@ -40,12 +40,12 @@ TEST_F(UninstallEntries, MissingValuesAreEmptyTexts) {
   EXPECT_THAT(List(), ElementsAre(ReceivedEntry{"Bare", "", "", "", "", "", written, 2}));
 }
 
-TEST_F(UninstallEntries, NamesInAnyScriptArriveAsUtf8) {
+TEST_F(UninstallEntries, NamesInEveryScriptAreReportedAsUtf8) {
   Plain(u"\u65e5\u672c\u8a9e \u0416 \U0001F6A2");
   EXPECT_THAT(Names(), ElementsAre("\u65e5\u672c\u8a9e \u0416 \U0001F6A2"));
 }
 
-TEST_F(UninstallEntries, LoneSurrogateArrivesAsReplacementCharacter) {
+TEST_F(UninstallEntries, LoneSurrogateBecomesTheReplacementCharacter) {
   const std::u16string name = {u'A', 0xD800, u'B'};
   Entry(u"Surrogate", {{u"DisplayName", name}, {u"UninstallString", u"u.exe"}});
   EXPECT_THAT(Names(), ElementsAre("A\uFFFDB"));
@@ -66,13 +66,13 @@ TEST_F(UninstallEntries, EntryWithoutNameIsLeftOut) {
   EXPECT_THAT(Names(), IsEmpty());
 }
 
-TEST_F(UninstallEntries, ExcludedPublisherIsLeftOutOnlyInExactlyThisSpelling) {
+TEST_F(UninstallEntries, ExcludedPublisherIsComparedExactly) {
   Plain(u"Out", {{u"Publisher", u"TOLVAN Handheld Engine"}});
   Plain(u"In", {{u"Publisher", u"Tolvan Handheld Engine"}});
   EXPECT_THAT(Names(), ElementsAre("In"));
 }
 
-TEST_F(UninstallEntries, HiddenComponentIsLeftOutWhateverTypeItsFlagHas) {
+TEST_F(UninstallEntries, SystemComponentIsLeftOutForEachTypeOfItsFlag) {
   machine.SetNumber(Plain(u"Number"), u"SystemComponent", 1);
   for (const char16_t* text : {u"1", u"01", u"+1", u" 1", u"1x"}) {
     Plain(std::u16string(u"Text ") + text, {{u"SystemComponent", text}});
@@ -94,7 +94,7 @@ TEST_F(UninstallEntries, UpdatesAreLeftOut) {
   EXPECT_THAT(Names(), ElementsAre("KB1234567", "kb654321", "security update", "Windows6.1-KB123456"));
 }
 
-TEST_F(UninstallEntries, ManagedEntryNeedsNoCommandAndIsNoUpdate) {
+TEST_F(UninstallEntries, ManagedEntryNeedsNoCommandAndIsNeverAnUpdate) {
   const KeyPath key = Entry(u"KB123456", {{u"DisplayName", u"Managed"}, {u"ParentKeyName", u"x"}});
   machine.SetNumber(key, u"WindowsInstaller", 1);
   EXPECT_THAT(Names(), ElementsAre("Managed"));
@@ -113,14 +113,14 @@ TEST_F(UninstallEntries, ManagedEntryTakesNameAndIconFromItsProduct) {
   EXPECT_EQ(list[0].iconText, "C:\\p.ico");
 }
 
-TEST_F(UninstallEntries, ManagedEntryWithoutProductKeepsItsOwnName) {
+TEST_F(UninstallEntries, ManagedEntryWithoutProductKeyKeepsItsName) {
   for (const char16_t* name : {u"{11111111-1111-1111-1111-111111111111}", u"No product code", u"a-b-c-d-e"}) {
     machine.SetNumber(Entry(name, {{u"DisplayName", name}}), u"WindowsInstaller", 1);
   }
   EXPECT_THAT(Names(), ElementsAre("a-b-c-d-e", "No product code", "{11111111-1111-1111-1111-111111111111}"));
 }
 
-TEST_F(UninstallEntries, CommandOf260CharactersReadsAsNone) {
+TEST_F(UninstallEntries, CommandOf260CharactersReadsAsEmpty) {
   const std::u16string fits(259, u'x');
   Plain(u"A", {{u"UninstallString", fits}});
   Entry(u"B", {{u"DisplayName", u"B"}, {u"UninstallString", fits + u'x'}});
@@ -129,7 +129,7 @@ TEST_F(UninstallEntries, CommandOf260CharactersReadsAsNone) {
   EXPECT_THAT(Names(), ElementsAre("A", "C"));
 }
 
-TEST_F(UninstallEntries, NumbersReadAsSignedDecimalAndOtherTypesAsEmpty) {
+TEST_F(UninstallEntries, NumbersReadAsSignedDecimalsAndOtherTypesAsEmpty) {
   const KeyPath key = Plain(u"Types");
   machine.SetNumber(key, u"DisplayVersion", 0x80000000);
   machine.SetText(key, u"InstallLocation", u"C:\\list", 7);
@@ -150,7 +150,7 @@ TEST_F(UninstallEntries, ExpandableTextIsExpanded) {
   EXPECT_EQ(list[0].installLocation, "C:\\Kestrel\\App %NOT_THERE%");
 }
 
-TEST_F(UninstallEntries, ValueOfAMebibyteIsEmptyAndDisturbsNothing) {
+TEST_F(UninstallEntries, ValueOfAMebibyteReadsAsEmpty) {
   machine.SetText(Plain(u"Large"), u"InstallLocation", std::u16string(std::size_t{1} << 19, u'x'));
   Plain(u"Small");
   EXPECT_THAT(Names(), ElementsAre("Large", "Small"));

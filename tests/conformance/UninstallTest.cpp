@@ -8,7 +8,7 @@ namespace {
 
 using testing::ElementsAre;
 
-class Removing : public JobHost {
+class Uninstalling : public JobHost {
  protected:
   void ExpectOutcome(const UninstallRecord& record, const char* result, const char* errMsg) {
     EXPECT_STREQ(record.Result, result);
@@ -36,7 +36,7 @@ class Removing : public JobHost {
   }
   /** The log lines of a job up to its watch. */
   std::vector<std::string> LinesToTheWatch(const std::string& name, const std::string& architecture) const {
-    auto lines = LinesToTheStart(name, architecture, "\"" + Narrow(remover) + "\"", "/S");
+    auto lines = LinesToTheStart(name, architecture, "\"" + Narrow(uninstaller) + "\"", "/S");
     lines.push_back(Line("RegWatcher: rootKeyStr=HKEY_LOCAL_MACHINE, uninstallRegPath=" + SubKeyOf(name)));
     return lines;
   }
@@ -47,7 +47,7 @@ class Removing : public JobHost {
   }
 };
 
-TEST_F(Removing, EmptyName) {
+TEST_F(Uninstalling, EmptyName) {
   UninstallRecord record("");
   Run(record);
   ExpectOutcome(record, "Fail", "DisplayName is empty!");
@@ -55,7 +55,7 @@ TEST_F(Removing, EmptyName) {
               ElementsAre(BeginLine(""), ErrorLine("UninstallThreadImp: displayName is empty")));
 }
 
-TEST_F(Removing, UnknownApplication) {
+TEST_F(Uninstalling, UnknownApplication) {
   UninstallRecord record("None");
   Run(record);
   ExpectOutcome(record, "Fail", "Get uninstall path is empty!");
@@ -67,17 +67,17 @@ TEST_F(Removing, UnknownApplication) {
                   ErrorLine("UninstallThreadImp: get uninstall path is empty, displayName: None")));
 }
 
-TEST_F(Removing, MissingUninstaller) {
+TEST_F(Uninstalling, MissingUninstaller) {
   AddApp(u"App", u"1.0");
   UninstallRecord record("App");
   Run(record);
   ExpectOutcome(record, "Fail", "Uninstall path is not exist!");
-  auto lines = LinesToTheStart("App", "X64", "\"" + Narrow(remover) + "\"", "/S");
-  lines.back() = ErrorLine("UninstallThreadImp: get uninstall is not exist, exeFile: " + Narrow(remover));
+  auto lines = LinesToTheStart("App", "X64", "\"" + Narrow(uninstaller) + "\"", "/S");
+  lines.back() = ErrorLine("UninstallThreadImp: get uninstall is not exist, exeFile: " + Narrow(uninstaller));
   EXPECT_EQ(kestrelbay::TextOf(log), lines);
 }
 
-TEST_F(Removing, UninstallerThatCannotBeStarted) {
+TEST_F(Uninstalling, UninstallerThatCannotBeStarted) {
   const std::string program = "kestrelbay-no-such-program.exe";
   Entry(u"App", {{u"DisplayName", u"App"}, {u"UninstallString", u"kestrelbay-no-such-program.exe /x"}});
   UninstallRecord record("App");
@@ -91,10 +91,10 @@ TEST_F(Removing, UninstallerThatCannotBeStarted) {
   EXPECT_EQ(kestrelbay::TextOf(log), lines);
 }
 
-TEST_F(Removing, ApplicationThatStays) {
+TEST_F(Uninstalling, ApplicationThatStays) {
   const KeyPath key = AddApp(u"App", u"1.0");
-  machine.MakeProgram(remover, {{ProgramStep::Kind::WaitForWatch, key, u"App"},
-                                {ProgramStep::Kind::CreateKey, {key.path + u"\\New", key.view}}});
+  machine.MakeProgram(uninstaller, {{ProgramStep::Kind::WaitForWatch, key, u"App"},
+                                    {ProgramStep::Kind::CreateKey, {key.path + u"\\New", key.view}}});
   UninstallRecord record("App");
   Run(record);
   ExpectOutcome(record, "Fail", "The app is still in registry!");
@@ -103,21 +103,21 @@ TEST_F(Removing, ApplicationThatStays) {
   EXPECT_EQ(kestrelbay::TextOf(log), lines);
 }
 
-TEST_F(Removing, ApplicationThatGoes) {
+TEST_F(Uninstalling, ApplicationThatIsRemoved) {
   const KeyPath key = AddApp(u"App", u"1.0");
-  machine.MakeProgram(remover, JobHost::Removing(key, u"App"));
+  machine.MakeProgram(uninstaller, UninstallSteps(key, u"App"));
   UninstallRecord record("App");
   Run(record);
   ExpectOutcome(record, "Success", "NULL");
   EXPECT_EQ(kestrelbay::TextOf(log), LinesToTheWatch("App", "X64"));
-  machine.WaitForProgram(remover);
+  machine.WaitForProgram(uninstaller);
   EXPECT_FALSE(machine.HasKey(key));
 }
 
-TEST_F(Removing, ApplicationThatIsGoneBeforeItsWatch) {
+TEST_F(Uninstalling, ApplicationThatIsRemovedBeforeTheWatch) {
   const KeyPath key = AddApp(u"App", u"1.0");
-  machine.MakeProgram(remover, {{ProgramStep::Kind::DeleteKey, key}});
-  log.When("rootKeyStr=", [this] { machine.WaitForProgram(remover); });
+  machine.MakeProgram(uninstaller, {{ProgramStep::Kind::DeleteKey, key}});
+  log.When("rootKeyStr=", [this] { machine.WaitForProgram(uninstaller); });
   UninstallRecord record("App");
   Run(record);
   ExpectOutcome(record, "Success", "NULL");
@@ -126,29 +126,29 @@ TEST_F(Removing, ApplicationThatIsGoneBeforeItsWatch) {
   EXPECT_EQ(kestrelbay::TextOf(log), lines);
 }
 
-TEST_F(Removing, ApplicationOfThe32BitView) {
+TEST_F(Uninstalling, ApplicationOfThe32BitView) {
   const KeyPath key = AddApp(u"Narrow", u"1.0", View::Bits32);
-  machine.MakeProgram(remover, JobHost::Removing(key, u"Narrow"));
+  machine.MakeProgram(uninstaller, UninstallSteps(key, u"Narrow"));
   UninstallRecord record("Narrow");
   Run(record);
   ExpectOutcome(record, "Success", "NULL");
   EXPECT_EQ(kestrelbay::TextOf(log), LinesToTheWatch("Narrow", "X86"));
-  machine.WaitForProgram(remover);
+  machine.WaitForProgram(uninstaller);
 }
 
-TEST_F(Removing, ApplicationOfOneUser) {
+TEST_F(Uninstalling, ApplicationOfOneUser) {
   const KeyPath key =
-      UserEntry(u"Mine", {{u"DisplayName", u"Mine"}, {u"UninstallString", u"\"" + remover + u"\""}});
-  machine.MakeProgram(remover, JobHost::Removing(key, u"Mine"));
+      UserEntry(u"Mine", {{u"DisplayName", u"Mine"}, {u"UninstallString", u"\"" + uninstaller + u"\""}});
+  machine.MakeProgram(uninstaller, UninstallSteps(key, u"Mine"));
   UninstallRecord record("Mine");
   Run(record);
   ExpectOutcome(record, "Success", "NULL");
   EXPECT_THAT(LastLine(),
               testing::StartsWith(Line("RegWatcher: rootKeyStr=HKEY_USERS, uninstallRegPath=S-1-5-")));
-  machine.WaitForProgram(remover);
+  machine.WaitForProgram(uninstaller);
 }
 
-TEST_F(Removing, EntryWithoutACommand) {
+TEST_F(Uninstalling, EntryWithoutACommand) {
   // An entry that the installer manages is listed without one.
   Entry(u"{11111111-2222-3333-4444-555555555555}", {{u"DisplayName", u"Bare"}, {u"WindowsInstaller", u"1"}});
   UninstallRecord record("Bare");
@@ -156,36 +156,36 @@ TEST_F(Removing, EntryWithoutACommand) {
   ExpectOutcome(record, "Fail", "Get uninstall path is empty!");
 }
 
-TEST_F(Removing, GivenRegistryPathFindsNothing) {
+TEST_F(Uninstalling, GivenRegistryPathFindsNothing) {
   AddApp(u"App", u"1.0");
   UninstallRecord record("App", Narrow(kUninstall) + "\\App");
   Run(record);
   ExpectOutcome(record, "Fail", "Get uninstall path is empty!");
 }
 
-TEST_F(Removing, NameWithABackslashIsNotWatched) {
-  const KeyPath key = Entry(u"Slash", {{u"DisplayName", u"A\\B"}, {u"UninstallString", remover}});
-  machine.MakeProgram(remover, {{ProgramStep::Kind::WaitForSignal, u"", u"go"}});
+TEST_F(Uninstalling, NameWithABackslashIsNotWatched) {
+  const KeyPath key = Entry(u"Slash", {{u"DisplayName", u"A\\B"}, {u"UninstallString", uninstaller}});
+  machine.MakeProgram(uninstaller, {{ProgramStep::Kind::WaitForSignal, u"", u"go"}});
   UninstallRecord record("A\\B");
   Run(record);
   ExpectOutcome(record, "Fail", "The app is still in registry!");
   EXPECT_THAT(kestrelbay::TextOf(log), testing::Contains("AppUninstall 5 RegWatcher: CreateEvent failed"));
   machine.Signal(u"go");
-  machine.WaitForProgram(remover);
+  machine.WaitForProgram(uninstaller);
 }
 
-TEST_F(Removing, JobEndsAtTheFirstChangeThoughItsUninstallerGoesOn) {
+TEST_F(Uninstalling, JobEndsAtTheFirstChangeWhileItsUninstallerRuns) {
   const KeyPath key = AddApp(u"App", u"1.0");
-  machine.MakeProgram(remover, {{ProgramStep::Kind::WaitForWatch, key, u"App"},
-                                {ProgramStep::Kind::CreateKey, {key.path + u"\\New", key.view}},
-                                {ProgramStep::Kind::WaitForSignal, u"", u"go"},
-                                {ProgramStep::Kind::DeleteKey, key}});
+  machine.MakeProgram(uninstaller, {{ProgramStep::Kind::WaitForWatch, key, u"App"},
+                                    {ProgramStep::Kind::CreateKey, {key.path + u"\\New", key.view}},
+                                    {ProgramStep::Kind::WaitForSignal, u"", u"go"},
+                                    {ProgramStep::Kind::DeleteKey, key}});
   UninstallRecord record("App");
   Run(record);
   ExpectOutcome(record, "Fail", "The app is still in registry!");
-  EXPECT_FALSE(machine.ProgramRan(remover));
+  EXPECT_FALSE(machine.ProgramRan(uninstaller));
   machine.Signal(u"go");
-  machine.WaitForProgram(remover);
+  machine.WaitForProgram(uninstaller);
   EXPECT_THAT(Names(), ElementsAre());
 }
 

@@ -44,30 +44,30 @@ TEST_F(UserProducts, PreferTheirProductName) {
   EXPECT_THAT(Names(), ElementsAre("Product"));
 }
 
-TEST_F(UserProducts, OfTheMachinesOwnBranchAreNotListed) {
+TEST_F(UserProducts, OfTheMachinesBranchAreNotListed) {
   Properties(u"S-1-5-18", {{u"DisplayName", u"Own"}});
   EXPECT_THAT(Names(), IsEmpty());
 }
 
-TEST_F(UserProducts, HiddenInOneBranchAreTakenFromTheNext) {
+TEST_F(UserProducts, SystemComponentInOneBranchIsReadFromTheNext) {
   machine.SetNumber(Properties(u"S-1-5-21-1", {{u"DisplayName", u"First"}}), u"SystemComponent", 1);
   Properties(u"S-1-5-21-2", {{u"DisplayName", u"Second"}});
   EXPECT_THAT(Names(), ElementsAre("Second"));
 }
 
-TEST_F(UserProducts, WithoutANameAreTakenFromTheNextBranch) {
+TEST_F(UserProducts, WithoutANameAreReadFromTheNextBranch) {
   Properties(u"S-1-5-21-1", {});
   Properties(u"S-1-5-21-2", {{u"DisplayName", u"Second"}});
   EXPECT_THAT(Names(), ElementsAre("Second"));
 }
 
-TEST_F(UserProducts, OfTheFirstBranchThatYieldsThemWin) {
+TEST_F(UserProducts, AreReadFromTheFirstBranchThatYieldsARecord) {
   Properties(u"S-1-5-21-1", {{u"DisplayName", u"First"}});
   Properties(u"S-1-5-21-2", {{u"DisplayName", u"Second"}});
   EXPECT_THAT(Names(), ElementsAre("First"));
 }
 
-TEST_F(UserProducts, OfTheExcludedPublisherAreLeftOutUnderEveryBranch) {
+TEST_F(UserProducts, OfTheExcludedPublisherAreLeftOutInEachBranch) {
   for (const char16_t* sid : {u"S-1-5-21-1", u"S-1-5-21-2"}) {
     Properties(sid, {{u"DisplayName", u"Own"}, {u"Publisher", u"TOLVAN Handheld Engine"}});
   }
@@ -80,7 +80,7 @@ TEST_F(UserProducts, InBothViewsAreTwoRecords) {
   EXPECT_THAT(Names(), ElementsAre("Own", "Own"));
 }
 
-TEST_F(UserProducts, WhoseCodeDiffersInCaseAreNotFound) {
+TEST_F(UserProducts, WithACodeInOtherCaseAreNotFound) {
   Properties(u"S-1-5-21-1", {{u"DisplayName", u"Own"}}, View::Bits64, u"abcdef0123456789abcdef0123456789");
   EXPECT_THAT(Names(), IsEmpty());
 }

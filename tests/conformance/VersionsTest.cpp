@@ -29,7 +29,7 @@ TEST_F(Versions, NullAndEmptyRegistryPathsAskTheInventory) {
               ElementsAre("enter GetAppVersion", "enter GetAppVersion", "enter GetAppVersion"));
 }
 
-TEST_F(Versions, OfTwoRecordsOfOneNameTheFirstCounts) {
+TEST_F(Versions, TheFirstOfTwoRecordsOfOneNameCounts) {
   Install(u"A", u"1");
   Install(u"B", u"2");
   EXPECT_EQ(Ask("App"), "1");
@@ -43,9 +43,9 @@ TEST_F(Versions, AnyOtherRegistryPathHasNoVersion) {
   }
 }
 
-TEST_F(Versions, AnEmptyInventoryHasNoVersionAndNeverLooksAtTheName) { EXPECT_EQ(Ask(nullptr), "(none)"); }
+TEST_F(Versions, AnEmptyInventoryHasNoVersionAndDoesNotReadTheName) { EXPECT_EQ(Ask(nullptr), "(none)"); }
 
-TEST_F(Versions, TheSizeIsComparedWithTheLengthAlone) {
+TEST_F(Versions, TheSizeIsComparedWithTheLengthWithoutTheNul) {
   Install(u"App", u"1.2");
   char buffer[8] = "#######";
   std::int32_t size = 2;

@@ -18,14 +18,14 @@ TEST_F(TextConversion, KeepsTextOfEveryPlane) {
   EXPECT_EQ(WideToUtf8(u"a\u00e9\u65e5\U0001F600"), "a\u00e9\u65e5\U0001F600");
 }
 
-TEST_F(TextConversion, EmptyUtf8IsEmptyWideThoughItsTerminatorIsConverted) {
+TEST_F(TextConversion, EmptyUtf8IsEmptyWideAlthoughItsTerminatorIsConverted) {
   std::u16string wide = u"untouched";
   const auto calls = CallsOf([&] { wide = Utf8ToWide(""); });
   EXPECT_EQ(wide, u"");
   EXPECT_EQ(calls.size(), 2U);
 }
 
-TEST_F(TextConversion, EmptyWideIsEmptyUtf8AfterTheSizeCallAlone) {
+TEST_F(TextConversion, EmptyWideIsEmptyUtf8AfterOneCall) {
   std::string text = "untouched";
   const auto calls = CallsOf([&] { text = WideToUtf8(u""); });
   EXPECT_EQ(text, "");
@@ -48,7 +48,7 @@ TEST_F(TextConversion, EmbeddedNulEndsTheText) {
   EXPECT_EQ(Utf8ToWide("\0cd"s), u"");
 }
 
-TEST_F(TextConversion, ReplacesWhatIsInvalid) {
+TEST_F(TextConversion, ReplacesInvalidSequences) {
   EXPECT_EQ(Utf8ToWide("a\xFF"
                        "b"),
             u"a\uFFFDb");
@@ -78,7 +78,7 @@ std::string Replace(std::string text, std::string_view find, std::string_view re
   return ReplaceAll<char>(std::move(text), find, replacement);
 }
 
-TEST(ReplaceAll, GoesOnBehindEachReplacement) {
+TEST(ReplaceAll, ContinuesAfterEachReplacement) {
   EXPECT_EQ(Replace(R"(a\\\\b)", R"(\\)", R"(\)"), R"(a\\b)");
   EXPECT_EQ(Replace("aaa", "a", "aa"), "aaaaaa");
 }
@@ -111,7 +111,7 @@ TEST(ExtractExePath, KeepsEverythingThroughTheLastExe) {
   EXPECT_EQ(ExtractExePath(R"(C:\tool.exe\bin\tool.exe,0)"), R"(C:\tool.exe\bin\tool.exe)");
 }
 
-TEST(ExtractExePath, GivesAnIconFilesNeighbour) {
+TEST(ExtractExePath, TurnsAnIconFileIntoAnExecutable) {
   EXPECT_EQ(ExtractExePath(R"(C:\Tool\tool.ico)"), R"(C:\Tool\tool.exe)");
   EXPECT_EQ(ExtractExePath(R"("C:\Tool\tool.ico")"), R"(C:\Tool\tool.exe)");
 }
@@ -130,7 +130,7 @@ TEST(ExtractExePath, CapitalEndingIsNoMatch) {
   EXPECT_EQ(ExtractExePath(R"(C:\Tool\TOOL.ICO)"), "");
 }
 
-TEST(ExtractExePath, ExeInAFolderWinsOverIcoAtTheEnd) {
+TEST(ExtractExePath, ExeInAFolderPrecedesIcoAtTheEnd) {
   EXPECT_EQ(ExtractExePath(R"(C:\a.exe\b.ico)"), R"(C:\a.exe)");
 }
 
@@ -153,7 +153,7 @@ TEST(ExtractExePath, NothingElseMatches) {
   EXPECT_EQ(ExtractExePath(R"(C:\Tool\toolexe)"), "");
 }
 
-TEST(ExtractExePath, LongestTextOfTheRegistryIsFarFromTheEnginesLimits) {
+TEST(ExtractExePath, LongestRegistryTextIsFarBelowTheLimitsOfTheEngine) {
   std::string text;
   for (int character = 0; character < 255; ++character) text += "\u65e5";
   EXPECT_EQ(ExtractExePath(text + ".exe"), text + ".exe");
@@ -163,7 +163,7 @@ TEST(ExtractExePath, LongestTextOfTheRegistryIsFarFromTheEnginesLimits) {
 
 class Files : public OnMachine {};
 
-TEST_F(Files, EmptyPathIsNotAskedFor) {
+TEST_F(Files, EmptyPathMakesNoCall) {
   bool exists = true;
   EXPECT_THAT(CallsOf([&] { exists = FileExists(""); }), ElementsAre());
   EXPECT_FALSE(exists);
@@ -201,7 +201,7 @@ TEST_F(RootDir, Mode1IsTheCurrentDirectory) {
   EXPECT_THAT(log.Lines()[0].text, testing::MatchesRegex("GetRootDir:[0-9]+ GetRootDir Debug"));
 }
 
-TEST_F(RootDir, Mode1IsEmptyWhereTheCurrentDirectoryLeavesNoRoomForItsNul) {
+TEST_F(RootDir, Mode1IsEmptyIfTheCurrentDirectoryDoesNotFit) {
   machine.currentDirectory = u"C:\\" + std::u16string(256, u'x');
   EXPECT_EQ(GetRootDir(1), "C:\\" + std::string(256, 'x'));
   for (const std::size_t more : {1U, 2U, 1000U}) {
@@ -210,7 +210,7 @@ TEST_F(RootDir, Mode1IsEmptyWhereTheCurrentDirectoryLeavesNoRoomForItsNul) {
   }
 }
 
-TEST_F(RootDir, Mode2IsTheHostsDirectoryWhateverTheCurrentOneIs) {
+TEST_F(RootDir, Mode2IsTheHostsDirectoryAndNotTheCurrentOne) {
   machine.hostPath = u"C:\\Store\\bin\\host.exe";
   machine.currentDirectory = u"D:\\Work";
   std::string directory;
@@ -223,7 +223,7 @@ TEST_F(RootDir, Mode2IsTheHostsDirectoryWhateverTheCurrentOneIs) {
   EXPECT_THAT(log.Messages(), ElementsAre("GetRootDir Release"));
 }
 
-TEST_F(RootDir, Mode2CutsAtTheLastBackslashAlone) {
+TEST_F(RootDir, Mode2CutsOnlyAtTheLastBackslash) {
   machine.hostPath = u"C:\\Store\\bin/host.exe";
   EXPECT_EQ(GetRootDir(2), "C:\\Store");
   machine.hostPath = u"host.exe";

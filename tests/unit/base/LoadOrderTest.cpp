@@ -81,7 +81,7 @@ const std::vector<const void*> kDestroyedObjects = {&LifecycleMutex,        &Ins
                                                     &UninstallKeyPath,      &UserProductsPath,
                                                     &InstallerUserDataPath, &ExcludedPublisher};
 
-TEST(LoadTimeObjects, AreMadeInTheirOrderAndTheEventLast) {
+TEST(LoadTimeObjects, AreCreatedInOrderWithTheEventLast) {
   std::vector<const void*> made;
   for (std::size_t at = 0; at < registered; ++at) {
     if (std::ranges::find(kDestroyedObjects, registrations[at].object) == kDestroyedObjects.end()) continue;
@@ -91,7 +91,7 @@ TEST(LoadTimeObjects, AreMadeInTheirOrderAndTheEventLast) {
   EXPECT_EQ(made, kDestroyedObjects);
 }
 
-TEST(StopEvent, IsAskedForOnceAndItsLackTakenAsItIs) {
+TEST(StopEvent, IsCreatedOnceAndMayBeNull) {
   EXPECT_EQ(eventMade.times, 1U);
   EXPECT_TRUE(eventMade.isPlain);
   EXPECT_TRUE(eventMade.staysSet);
@@ -101,7 +101,7 @@ TEST(StopEvent, IsAskedForOnceAndItsLackTakenAsItIs) {
 
 std::string lastLine;
 
-TEST(StopEvent, ThatWasNotMadeIsSetWithSuccessAllTheSame) {
+TEST(StopEvent, ThatIsNullIsSetAndLoggedAsASuccess) {
   InitDllLogger([](const char*, std::int32_t, const char* text) { lastLine = text; });
   SetStopAppEvent();
   EXPECT_THAT(lastLine, testing::EndsWith(" setStopAppEvent success."));
@@ -125,7 +125,7 @@ void Unload() {
   std::exit(0);
 }
 
-TEST(UnloadDeathTest, DestroysTheLatestFirstAndTheLoadsObjectsInReverse) {
+TEST(UnloadDeathTest, DestroysTheLatestFirstAndTheLoadTimeObjectsInReverse) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");  // a new process, in which none of them exists
   EXPECT_EXIT(Unload(), testing::ExitedWithCode(0),
               testing::StrEq("UsersRoot CurrentUserRoot LocalMachineRoot Security AppUninstall AppInstall "

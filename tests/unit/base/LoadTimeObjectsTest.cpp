@@ -84,7 +84,7 @@ TEST_F(StopAppEvent, StaysSetAndLogsEachTime) {
   EXPECT_EQ(log.Messages(), std::vector<std::string>(2, "setStopAppEvent success."));
 }
 
-TEST_F(StopAppEvent, LogsSuccessWhateverSetEventSays) {
+TEST_F(StopAppEvent, LogsSuccessEvenIfSetEventFails) {
   machine.faults.FailNth(1, simulated::Faults::Extent::Once, "SetEvent");
   SetStopAppEvent();
   EXPECT_TRUE(machine.faults.Fired());

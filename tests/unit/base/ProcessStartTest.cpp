@@ -15,7 +15,7 @@ class ProcessStart : public OnMachine {
   ~ProcessStart() override { machine.programs.WaitForAll(); }
 };
 
-TEST_F(ProcessStart, StartsACommandLineInAConsoleOfItsOwn) {
+TEST_F(ProcessStart, StartsACommandLineInANewConsole) {
   std::int32_t started = 0;
   const auto calls = CallsOf([&] { started = StartProcess(u"C:\\Tools\\tool.exe -x"); });
   EXPECT_EQ(started, 1);
@@ -70,7 +70,7 @@ TEST_F(ProcessStart, RefusedElevationIsNullAndStartsNothing) {
   EXPECT_TRUE(machine.programs.Starts().empty());
 }
 
-TEST_F(ProcessStart, ProgramWithoutAProcessOfItsOwnYieldsNull) {
+TEST_F(ProcessStart, StartWithoutAProcessYieldsNull) {
   machine.programs.Set(u"C:\\Tools\\tool.exe", {.run = [] { return 0; }, .givesHandle = false});
   EXPECT_EQ(StartProcessElevated("C:\\Tools\\tool.exe", "", 1), nullptr);
   EXPECT_EQ(machine.programs.Starts().size(), 1U);

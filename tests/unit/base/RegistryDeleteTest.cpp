@@ -18,7 +18,7 @@ class DeleteTree : public OnMachine {
   bool Has(const std::u16string& path) { return machine.registry.Find(path) != nullptr; }
 };
 
-TEST_F(DeleteTree, KeyWithoutSubKeysGoesInOneCallWithoutAnOpen) {
+TEST_F(DeleteTree, KeyWithoutSubkeysIsDeletedInOneCall) {
   machine.registry.CreateKey(kMachine + u"Software\\Vendor");
   bool deleted = false;
   EXPECT_THAT(
@@ -88,7 +88,7 @@ TEST_F(DeleteTree, DeepestChildThatCannotBeDeletedFailsTheWholeTree) {
   EXPECT_TRUE(Has(kMachine + u"Software\\V\\a\\d"));
 }
 
-TEST_F(DeleteTree, KeyWithoutSubKeysIsTriedASecondTime) {
+TEST_F(DeleteTree, KeyWithoutSubkeysIsTriedTwice) {
   machine.registry.CreateKey(kMachine + u"Software\\V");
   machine.faults.FailNth(1, simulated::Faults::Extent::Once, "RegDeleteKeyW");
   EXPECT_TRUE(DeleteRegistryTree(platform::HKEY_LOCAL_MACHINE, u"Software\\V"));
@@ -135,7 +135,7 @@ TEST_F(DeleteTree, OfTheUsersRootLooksForChildrenBelowTheMachine) {
   EXPECT_TRUE(Has(u"HKEY_USERS\\S-1\\V\\a"));
 }
 
-TEST_F(DeleteTree, ActsInTheProcessesOwnView) {
+TEST_F(DeleteTree, ActsInTheViewOfTheProcess) {
   machine.registry.CreateKey(kMachine + u"Software\\V\\a");
   machine.registry.CreateKey(kMachine + u"Software\\Wow6432Node\\V\\a");
   EXPECT_TRUE(DeleteRegistryTree(platform::HKEY_LOCAL_MACHINE, u"Software\\V"));

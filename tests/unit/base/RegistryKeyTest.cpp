@@ -68,7 +68,7 @@ void TellWhetherTheCurrentUserWasClosed() {
   }
 }
 
-TEST(RootsDeathTest, CurrentUsersIsClosedOnceMoreAtUnload) {
+TEST(RootsDeathTest, CurrentUserIsClosedOnceMoreAtUnload) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto unload = [] {
     simulated::CurrentMachine().journal.Start();
@@ -108,7 +108,7 @@ TEST_F(Opening, Bits64ViewAddsItsMask) {
                                  "RegCloseKey(HKEY_LOCAL_MACHINE\\Software\\Vendor) = 0"));
 }
 
-TEST_F(Opening, GivenViewDecidesTheMaskAndIsRecordedAsItIs) {
+TEST_F(Opening, GivenViewDecidesTheMaskAndIsStoredUnchanged) {
   const std::vector<std::pair<RegistryView, std::string>> masks = {
       {0, "0x20019"}, {1, "0x20219"}, {2, "0x20119"}, {7, "0x20019"}, {-1, "0x20019"}};
   for (const auto& [view, mask] : masks) {
@@ -126,7 +126,7 @@ TEST_F(Opening, ViewOfTheParentPlaysNoPart) {
             "RegOpenKeyExW(HKEY_LOCAL_MACHINE\\Software\\Wow6432Node\\Vendor, \"App\", 0, 0x20019) = 0");
 }
 
-TEST_F(Opening, ChildOfARootHasItsOwnPathAlone) {
+TEST_F(Opening, ChildOfARootHasOnlyItsPath) {
   const auto key = OpenMachineKey(u"Software\\Vendor");
   EXPECT_EQ(key->path, u"Software\\Vendor");
   EXPECT_EQ(key->rootName, u"HKEY_LOCAL_MACHINE");
@@ -148,7 +148,7 @@ TEST_F(Opening, EmptyPathOpensTheParentItself) {
   EXPECT_THAT(ListSubKeyNames(*again), ElementsAre(u"App"));
 }
 
-TEST_F(Opening, WhatIsMissingOrDeniedIsNullAlike) {
+TEST_F(Opening, MissingAndDeniedKeysAreNull) {
   EXPECT_EQ(OpenMachineKey(u"Software\\None"), nullptr);
   machine.registry.Deny(kKey, kAllReading);
   EXPECT_EQ(OpenMachineKey(u"Software\\Vendor"), nullptr);
@@ -176,12 +176,12 @@ class SubKeyNames : public OnMachine {
   }
 };
 
-TEST_F(SubKeyNames, ComeInThePlatformsOrder) {
+TEST_F(SubKeyNames, AreInTheOrderOfThePlatform) {
   EXPECT_THAT(ListSubKeyNames(*OpenMachineKey(u"Software\\Vendor")),
               ElementsAre(u"Alpha", u"beta", u"gamma"));
 }
 
-TEST_F(SubKeyNames, AreAskedForWithRoomFor260UntilThereAreNoMore) {
+TEST_F(SubKeyNames, AreReadIntoABufferOf260CharactersUpToTheEnd) {
   const auto key = OpenMachineKey(u"Software\\Vendor");
   EXPECT_THAT(CallsOf([&] { ListSubKeyNames(*key); }),
               ElementsAre("RegEnumKeyExW(HKEY_LOCAL_MACHINE\\Software\\Vendor, 0, 260) = 0",
@@ -214,11 +214,11 @@ TEST_F(SubKeyNames, LoneSurrogateIsKept) {
   EXPECT_EQ(ListSubKeyNames(*OpenMachineKey(u"Software\\Vendor")).back(), name);
 }
 
-TEST_F(SubKeyNames, OfAKeyWithoutAnyAreNone) {
+TEST_F(SubKeyNames, OfAKeyWithoutSubkeysAreEmpty) {
   EXPECT_THAT(ListSubKeyNames(*OpenMachineKey(u"Software\\Vendor\\beta")), ElementsAre());
 }
 
-TEST_F(SubKeyNames, OfAKeyDeletedMeanwhileComeToAnEnd) {
+TEST_F(SubKeyNames, OfADeletedKeyEnd) {
   const auto key = OpenMachineKey(u"Software\\Vendor");
   ASSERT_TRUE(machine.registry.RemoveKey(kKey));
   EXPECT_THAT(ListSubKeyNames(*key), ElementsAre());

@@ -34,16 +34,16 @@ class RegistryValue : public OnMachine {
   }
 };
 
-TEST_F(RegistryValue, IsAskedForOnceWithRoomFor520Bytes) {
+TEST_F(RegistryValue, IsReadOnceIntoABufferOf520Bytes) {
   SetTexts(kKey, {{u"Value", u"text"}});
   const auto key = OpenMachineKey(u"Software\\Vendor");
   EXPECT_THAT(CallsOf([&] { ReadRegistryValue(*key, u"Value"); }),
               ElementsAre("RegQueryValueExW(HKEY_LOCAL_MACHINE\\Software\\Vendor, \"Value\", 520) = 0"));
 }
 
-TEST_F(RegistryValue, MissingOneIsEmpty) { EXPECT_EQ(Read(u"None"), u""); }
+TEST_F(RegistryValue, MissingValueIsEmpty) { EXPECT_EQ(Read(u"None"), u""); }
 
-TEST_F(RegistryValue, NameIsWithoutRegardToCase) {
+TEST_F(RegistryValue, NameIsCaseInsensitive) {
   SetTexts(kKey, {{u"Value", u"text"}});
   EXPECT_EQ(Read(u"vALUE"), u"text");
 }
@@ -56,7 +56,7 @@ TEST_F(RegistryValue, FailedReadIsEmpty) {
   EXPECT_TRUE(machine.faults.Fired());
 }
 
-TEST_F(RegistryValue, ThatCannotBeReadEmptiesTheTextGiven) {
+TEST_F(RegistryValue, FailedReadEmptiesTheGivenText) {
   SetBytes(kKey, u"Raw", kBinary, {1});
   SetTexts(kKey, {{u"Long", std::u16string(kMostChars, u'x')}, {u"Empty", u""}});
   const auto key = OpenMachineKey(u"Software\\Vendor");
@@ -77,17 +77,17 @@ TEST_F(RegistryValue, NumberIsSignedDecimalText) {
   }
 }
 
-TEST_F(RegistryValue, NumberStoredShortIsFilledUpWithZeros) {
+TEST_F(RegistryValue, ShortNumberIsCompletedWithZeros) {
   EXPECT_EQ(ReadBytes(kNumber, {0x39, 0x30}), u"12345");
   EXPECT_EQ(ReadBytes(kNumber, {0xFF}), u"255");
   EXPECT_EQ(ReadBytes(kNumber, {}), u"0");
 }
 
-TEST_F(RegistryValue, NumberStoredLongIsItsFirstFourBytes) {
+TEST_F(RegistryValue, LongNumberIsItsFirstFourBytes) {
   EXPECT_EQ(ReadBytes(kNumber, {7, 0, 0, 0, 1, 2, 3, 4}), u"7");
 }
 
-TEST_F(RegistryValue, TextIsItself) {
+TEST_F(RegistryValue, TextIsReadUnchanged) {
   EXPECT_EQ(ReadText(u"C:\\App\\\u65e5\u672c"), u"C:\\App\\\u65e5\u672c");
   EXPECT_EQ(ReadText(u""), u"");
 }
@@ -148,7 +148,7 @@ TEST_F(RegistryValue, ExpandableTextHasItsVariablesExpanded) {
   EXPECT_EQ(ReadText(u"plain", kExpandable), u"plain");
 }
 
-TEST_F(RegistryValue, ExpandableTextIsExpandedIntoRoomFor260) {
+TEST_F(RegistryValue, ExpandableTextIsExpandedIntoABufferOf260Characters) {
   SetBytes(kKey, u"Value", kExpandable, BytesOf(u"%SystemRoot%"));
   const auto key = OpenMachineKey(u"Software\\Vendor");
   const auto calls = CallsOf([&] { ReadRegistryValue(*key, u"Value"); });
@@ -161,7 +161,7 @@ TEST_F(RegistryValue, ExpansionOf259CharactersIsReadWhole) {
   EXPECT_EQ(ReadText(u"%LONG%", kExpandable), std::u16string(259, u'y'));
 }
 
-TEST_F(RegistryValue, ExpansionThatDoesNotFitIsCutToTheRoom) {
+TEST_F(RegistryValue, ExpansionThatDoesNotFitIsCut) {
   machine.environment.Set(u"LONG", std::u16string(1000, u'y'));
   EXPECT_EQ(ReadText(u"%LONG%", kExpandable), std::u16string(259, u'y'));
 }

@@ -51,7 +51,7 @@ TEST_F(CallbackMode, EmptyMessageLeavesTheBlankAtTheEnd) {
   EXPECT_THAT(log.Lines(), ElementsAre(LogLine{"F", 3, "G:12 "}));
 }
 
-TEST_F(CallbackMode, NegativeLineNumberBearsAMinus) {
+TEST_F(CallbackMode, NegativeLineNumberHasAMinus) {
   SDKLog::GetInstance().Log(3, "F", "G", -5, "m");
   SDKLog::GetInstance().Log(3, "F", "G", INT32_MIN, "m");
   EXPECT_THAT(log.Lines(), ElementsAre(LogLine{"F", 3, "G:-5 m"}, LogLine{"F", 3, "G:-2147483648 m"}));
@@ -68,7 +68,7 @@ TEST_F(CallbackMode, WideConversionTakesUtf16) {
   EXPECT_THAT(log.Lines(), ElementsAre(LogLine{"F", 3, "G:1 [abc]"}));
 }
 
-TEST_F(CallbackMode, LongMessageArrivesWhole) {
+TEST_F(CallbackMode, LongMessageIsNotCut) {
   const std::string text(100000, 'x');
   SDKLog::GetInstance().Log(3, "F", "G", 1, "%s", text.c_str());
   EXPECT_THAT(log.Lines(), ElementsAre(LogLine{"F", 3, "G:1 " + text}));
@@ -79,7 +79,7 @@ TEST_F(CallbackMode, NothingGoesToTheDll) {
   EXPECT_TRUE(machine.LogRecords().empty());
 }
 
-TEST_F(CallbackMode, FailedMeasuringGivesTheEmptyMessageWithoutAWord) {
+TEST_F(CallbackMode, FailedMeasuringYieldsTheEmptyMessageWithoutARecord) {
   machine.faults.FailNth(1, Faults::Extent::Once, "_vscprintf");
   EXPECT_EQ(FormatOf("%d", 5), "");
   EXPECT_TRUE(machine.faults.Fired());
@@ -93,7 +93,7 @@ TEST_F(CallbackMode, FailedFormattingIsLoggedAtLine79) {
   EXPECT_THAT(log.Lines(), ElementsAre(LogLine{"SDKLog", 5, "Format:79 vsprintf_s error return value!"}));
 }
 
-TEST_F(CallbackMode, LockIsFreeAgainAfterAnExceptionHasLeft) {
+TEST_F(CallbackMode, LockIsReleasedWhenAnExceptionLeaves) {
   InitDllLogger([](const char*, std::int32_t, const char* text) {
     if (std::string(text).ends_with("throw")) throw std::runtime_error(text);
   });
@@ -122,7 +122,7 @@ class DllMode : public OnMachine {
   LogCapture log;
 };
 
-TEST_F(DllMode, EachLevelHasItsOwnEntryPoint) {
+TEST_F(DllMode, EachLevelHasItsFunction) {
   EXPECT_THAT(CallsOf([] {
                 for (const std::int32_t level : {2, 4, 5, 3})
                   SDKLog::GetInstance().Log(level, "F", "G", 1, "m");
@@ -141,7 +141,7 @@ TEST_F(DllMode, AnyOtherLevelIsDropped) {
               ElementsAre());
 }
 
-TEST_F(DllMode, FormatGoesOutUnexpandedAndNothingIsFormatted) {
+TEST_F(DllMode, FormatIsPassedUnexpanded) {
   InitDllLogger(nullptr);
   EXPECT_THAT(CallsOf([] { SDKLog::GetInstance().Log(3, "F", "G", 1, "%s", "text"); }),
               ElementsAre(testing::StartsWith("QVSLOGI(\"F\", \"%s\")")));
@@ -159,7 +159,7 @@ void HoldRecord(const char*, std::int32_t, const char* text) {
 }
 
 // One thread is in the host's callback while another one changes the mode of the logger and logs.
-TEST_F(DllMode, ModeChangesWithoutTheLockAndTheDllIsCalledUnderIt) {
+TEST_F(DllMode, ModeChangesWithoutTheLockButTheDllIsCalledUnderIt) {
   std::latch isHeld(1), mayEnd(1);
   recordIsHeld = &isHeld;
   recordMayEnd = &mayEnd;
@@ -191,7 +191,7 @@ class Initialisation : public OnMachine {
   LogCapture log;
 };
 
-TEST_F(Initialisation, CallbackGetsOneLineAtOnce) {
+TEST_F(Initialisation, CallbackReceivesOneLineAtOnce) {
   InitDllLogger(&LogCapture::Receive);
   ASSERT_EQ(log.Lines().size(), 1U);
   EXPECT_EQ(log.Lines()[0].file, "KestrelbayGeneralSDK");
@@ -201,7 +201,7 @@ TEST_F(Initialisation, CallbackGetsOneLineAtOnce) {
       testing::MatchesRegex("InitDllLogger:[0-9]+ KestrelbayGeneralSDK log call back init success\\."));
 }
 
-TEST_F(Initialisation, DllGetsOneRecordAtOnce) {
+TEST_F(Initialisation, DllReceivesOneRecordAtOnce) {
   InitDllLogger(nullptr);
   ASSERT_EQ(machine.LogRecords().size(), 1U);
   EXPECT_EQ(machine.LogRecords()[0].level, 'I');
@@ -231,7 +231,7 @@ TEST_F(Initialisation, NullThenCallbackEndsInCallbackMode) {
 
 int secondCallbackCalls = 0;
 
-TEST_F(Initialisation, LaterCallbackReplacesTheEarlier) {
+TEST_F(Initialisation, LaterCallbackReplacesTheEarlierOne) {
   secondCallbackCalls = 0;
   InitDllLogger([](const char*, std::int32_t, const char*) { ++secondCallbackCalls; });
   Log();

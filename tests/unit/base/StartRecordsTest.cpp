@@ -51,7 +51,7 @@ class StartRecords : public testing::Test {
   StartRecords() { simulated::UseMachine(std::make_unique<simulated::Machine>()); }
 };
 
-TEST_F(StartRecords, OfACommandLineAreZeroButForSizeAndWindow) {
+TEST_F(StartRecords, OfACommandLineAreZeroExceptSizeAndWindow) {
   SoilTheStack();
   EXPECT_EQ(StartProcess(u"tool.exe"), 0);
   EXPECT_EQ(startup.cb, 104U);
@@ -71,7 +71,7 @@ TEST_F(StartRecords, OfACommandLineAreZeroButForSizeAndWindow) {
   EXPECT_TRUE(process == decltype(process)());
 }
 
-TEST_F(StartRecords, OfAnElevatedStartIsZeroButForWhatIsAskedFor) {
+TEST_F(StartRecords, OfAnElevatedStartAreZeroExceptItsArguments) {
   SoilTheStack();
   EXPECT_EQ(StartProcessElevated("tool.exe", "-x", 5), nullptr);
   EXPECT_EQ(execution.cbSize, 112U);

@@ -46,20 +46,20 @@ std::vector<std::u16string> ListOf(platform::DWORD count, std::function<bool(pla
   return ListSubKeyNames(LocalMachineRoot());
 }
 
-TEST(UnreadableNames, HideNoneBehindThem) {
+TEST(UnreadableNames, HideNoLaterName) {
   constexpr platform::DWORD kLast = 0xFFFF;
   EXPECT_THAT(ListOf(kLast + 1, [](platform::DWORD index) { return index == kLast; }), ElementsAre(u"65535"));
   EXPECT_EQ(calls, kLast + 2);
 }
 
-TEST(UnreadableNames, CountAnewBehindOneThatIsRead) {
+TEST(UnreadableNames, AreCountedAnewAfterAReadableName) {
   constexpr platform::DWORD kCount = 200000;
   const auto names = ListOf(kCount, [](platform::DWORD index) { return index % 50000 == 49999; });
   EXPECT_THAT(names, ElementsAre(u"49999", u"99999", u"149999", u"199999"));
   EXPECT_EQ(calls, kCount + 1);
 }
 
-TEST(UnreadableNames, WithoutAnEndAreTheEndOfTheList) {
+TEST(UnreadableNames, EndTheListIfThereAreTooManyInARow) {
   const auto names = ListOf(UINT32_MAX, [](platform::DWORD index) { return index < 2; });
   EXPECT_THAT(names, ElementsAre(u"0", u"1"));
   EXPECT_EQ(calls, 2U + 0x10000);

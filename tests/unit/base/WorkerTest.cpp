@@ -28,7 +28,7 @@ TEST(StartWorker, ReturnsWhileTheBodyStillRuns) {
   EXPECT_TRUE(done);
 }
 
-TEST(StartWorker, RunsOnAThreadOfItsOwn) {
+TEST(StartWorker, RunsOnANewThread) {
   std::thread::id ran;
   StartWorker([&] { ran = std::this_thread::get_id(); }).join();
   EXPECT_NE(ran, std::thread::id());

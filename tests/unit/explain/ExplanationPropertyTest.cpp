@@ -86,7 +86,7 @@ std::size_t Count(const Explanation& explanation, Fate fate) {
   return static_cast<std::size_t>(std::ranges::count(explanation.keys, fate, &ExplainedKey::fate));
 }
 
-TEST(ExplanationProperty, OfRandomRegistriesAddsUpToTheirKeysAndToTheList) {
+TEST(ExplanationProperty, OfRandomRegistriesAccountsForEachKeyAndRecord) {
   std::size_t merged = 0;
   std::size_t leftOut = 0;
   std::size_t unread = 0;

@@ -56,7 +56,7 @@ class Explained : public OnMachine {
   const ExplainedKey none;
 };
 
-TEST_F(Explained, EveryFilterHasAVerdictOfItsOwn) {
+TEST_F(Explained, EachFilterHasItsVerdict) {
   const Texts app = {{u"DisplayName", u"App"}, {u"UninstallString", u"u"}};
   const auto with = [&](const char16_t* name, const std::u16string& text) {
     Texts values = app;
@@ -77,7 +77,7 @@ TEST_F(Explained, EveryFilterHasAVerdictOfItsOwn) {
 
 // An entry that every rule rejects is corrected step by step. At each step the next rule is the first that
 // rejects it.
-TEST_F(Explained, PlainEntryIsLeftOutByTheFirstRuleThatHits) {
+TEST_F(Explained, PlainEntryIsRejectedByTheFirstRuleThatApplies) {
   AddEntry(u"KB123456", {{u"SystemComponent", u"1"},
                          {u"Publisher", ExcludedPublisher},
                          {u"ParentKeyName", u"x"},
@@ -93,7 +93,7 @@ TEST_F(Explained, PlainEntryIsLeftOutByTheFirstRuleThatHits) {
   EXPECT_EQ(VerdictOf(u"a", {{u"ReleaseType", u""}}), Verdict::Accepted);
 }
 
-TEST_F(Explained, ManagedEntryIsLeftOutByTheFirstRuleThatHits) {
+TEST_F(Explained, ManagedEntryIsRejectedByTheFirstRuleThatApplies) {
   AddEntry(kCode,
            {{u"WindowsInstaller", u"1"}, {u"SystemComponent", u"1"}, {u"Publisher", ExcludedPublisher}});
   EXPECT_EQ(VerdictOf(kCode, {}), Verdict::SystemComponent);
@@ -102,7 +102,7 @@ TEST_F(Explained, ManagedEntryIsLeftOutByTheFirstRuleThatHits) {
   EXPECT_EQ(VerdictOf(kCode, {{u"Publisher", u"Other"}}), Verdict::Accepted);
 }
 
-TEST_F(Explained, UsersProductIsLeftOutByTheFirstRuleThatHits) {
+TEST_F(Explained, UserProductIsRejectedByTheFirstRuleThatApplies) {
   const std::u16string properties =
       kUserData64Path + u"\\S-1-5-21-1\\Products\\" + kPacked + u"\\InstallProperties";
   machine.registry.CreateKey(kHive + u"Software\\Microsoft\\Installer\\Products\\" + kPacked);
@@ -117,7 +117,7 @@ TEST_F(Explained, UsersProductIsLeftOutByTheFirstRuleThatHits) {
   EXPECT_EQ(verdictWith({{u"Publisher", u"Other"}}), Verdict::Accepted);
 }
 
-TEST_F(Explained, KeysStandInTheOrderOfTheScan) {
+TEST_F(Explained, KeysAreInTheOrderOfTheScan) {
   AddApp(kUninstall32Path, u"Narrow");
   AddApp(kUninstall64Path, u"Wide");
   machine.registry.CreateKey(kHive + u"Software");
@@ -136,7 +136,7 @@ TEST_F(Explained, KeysStandInTheOrderOfTheScan) {
                                 "HKEY_USERS\\S-1-5-21-1\\Software\\Microsoft\\Installer\\Products 0"));
 }
 
-TEST(ExplainedWithoutProducts, MissingProductsKeyIsAllThatIsLookedAt) {
+TEST(ExplainedWithoutProducts, MissingProductsKeyEndsTheScan) {
   simulated::Machine& bare = simulated::UseMachine(std::make_unique<simulated::Machine>());
   bare.registry.SetText(kUninstall64Path + u"\\a", u"DisplayName", u"App");
   const Explanation explanation = ExplainInstalledApps();
@@ -156,7 +156,7 @@ TEST_F(Explained, HiveWithoutThePathIsUnread) {
   EXPECT_EQ(last.status, 2);
 }
 
-TEST_F(Explained, EntryThatCannotBeOpenedTellsWhy) {
+TEST_F(Explained, EntryThatCannotBeOpenedHasTheError) {
   AddApp(kUninstall64Path, u"a");
   machine.registry.Deny(kUninstall64Path + u"\\a", kAllReading);
   const ExplainedKey& key = Entry("a");
@@ -165,7 +165,7 @@ TEST_F(Explained, EntryThatCannotBeOpenedTellsWhy) {
   EXPECT_EQ(key.status, 5);
 }
 
-TEST_F(Explained, ValuesTellWhatTheyWereBeforeTheyWereTexts) {
+TEST_F(Explained, ValuesHaveTheirTypeAndSize) {
   AddApp(kUninstall64Path, u"a", {{u"DisplayVersion", std::u16string(300, u'x')}});
   SetBytes(kUninstall64Path + u"\\a", u"InstallDate", 3, {1, 2, 3});
   const ExplainedKey& key = Entry("a");
@@ -192,7 +192,7 @@ TEST_F(Explained, NameAndIconOfAManagedEntryComeFromItsProductKey) {
   EXPECT_EQ(Field(AppField::DisplayIcon).source->key.path, key.key.path);
 }
 
-TEST_F(Explained, MergedRecordTellsTheSourcesOfBoth) {
+TEST_F(Explained, MergedRecordHasTheSourcesOfBothEntries) {
   SetTexts(kUninstall32Path + u"\\First",
            {{u"DisplayName", u"App"}, {u"UninstallString", u"u.exe"}, {u"InstallLocation", u"C:\\App"}});
   SetTexts(kHive + u"Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Second",
@@ -212,7 +212,7 @@ TEST_F(Explained, MergedRecordTellsTheSourcesOfBoth) {
   EXPECT_EQ(Field(AppField::LastWriteTime).source->key.path, second.key.path);
 }
 
-TEST_F(Explained, RecordsThatDisagreeTellInWhatAndKeepWhatTheyTook) {
+TEST_F(Explained, RecordsThatDisagreeNameTheFieldAndKeepTheTakenFields) {
   AddApp(kUninstall64Path, u"1", {{u"InstallLocation", u"C:\\App"}, {u"DisplayVersion", u"1"}});
   AddApp(kUninstall64Path, u"2", {{u"DisplayVersion", u"2"}});
   const ExplainedKey& second = Entry("2");
@@ -224,14 +224,14 @@ TEST_F(Explained, RecordsThatDisagreeTellInWhatAndKeepWhatTheyTook) {
   EXPECT_TRUE(Field(AppField::InstallLocation, 1).source->key.path.ends_with("\\1"));
 }
 
-TEST_F(Explained, EntryLeftOutBeforeItsNameWasReadIsNamedAllTheSame) {
+TEST_F(Explained, EntryRejectedBeforeItsNameIsReadHasAName) {
   AddApp(kUninstall64Path, u"a", {{u"SystemComponent", u"1"}});
   const ExplainedKey& key = Entry("a");
   EXPECT_EQ(key.displayName, "App");
   EXPECT_EQ(key.values.size(), 1U);
 }
 
-TEST_F(Explained, UsersProductTellsOfEachBranchThatWasTried) {
+TEST_F(Explained, UserProductHasEachSearchedBranch) {
   const std::u16string products = u"\\Products\\" + kPacked + u"\\InstallProperties";
   SetTexts(kHive + u"Software\\Microsoft\\Installer\\Products\\" + kPacked, {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(kUserData64Path + u"\\S-1-5-18" + products);
@@ -248,7 +248,7 @@ TEST_F(Explained, UsersProductTellsOfEachBranchThatWasTried) {
   EXPECT_TRUE(Field(AppField::DisplayVersion).source->key.path.find("S-1-5-21-4") != std::string::npos);
 }
 
-TEST_F(Explained, UsersProductIsUnreadInAViewWithoutUserData) {
+TEST_F(Explained, UserProductIsUnreadInAViewWithoutUserData) {
   SetTexts(kHive + u"Software\\Microsoft\\Installer\\Products\\" + kPacked, {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(kUserData64Path);
   explanation = ExplainInstalledApps();
@@ -259,7 +259,7 @@ TEST_F(Explained, UsersProductIsUnreadInAViewWithoutUserData) {
   EXPECT_THAT(verdicts, ElementsAre(Verdict::UserDataUnopened, Verdict::InNoBranch));
 }
 
-TEST_F(Explained, AScanIsNotChangedByBeingObserved) {
+TEST_F(Explained, AnObserverDoesNotChangeTheScan) {
   SetTexts(kProductsPath + u"\\" + kPacked, {{u"ProductName", u"Product"}});
   AddApp(kUninstall32Path, u"a");
   AddApp(kUninstall64Path, u"b");

@@ -91,7 +91,7 @@ TEST_F(AsynchronousExport, ListIsReleasedAfterTheCallback) {
                                           "enter ReleaseInstalledAppList"));
 }
 
-TEST_F(AsynchronousExport, AsynchronousListIsCalledBackOnceAndLogsAllThree) {
+TEST_F(AsynchronousExport, AsynchronousListIsReportedOnceAndLogsThreeEntries) {
   AddApp(u"App");
   ListReceiver receiver;
   GetInstalledAppListAsync(&ListReceiver::Receive, false);
@@ -113,7 +113,7 @@ TEST_F(AsynchronousExport, AsynchronousEmptyListHasAnArray) {
   EXPECT_FALSE(receiver.SawNull());
 }
 
-TEST_F(AsynchronousExport, IconIsCalledBackOnce) {
+TEST_F(AsynchronousExport, IconIsReportedOnce) {
   AddApp(u"\u65e5", {{u"DisplayIcon", u"C:\\App\\app.ico"}});
   IconReceiver receiver;
   GetAppIconAsync(&IconReceiver::Receive, "\u65e5");
@@ -174,7 +174,7 @@ TEST_F(AsynchronousExport, NameOfAnIconIsReadOnItsThreadAndNotByTheCaller) {
   EXPECT_NE(name.Reader(), gettid());
 }
 
-TEST_F(AsynchronousExport, ListDrawsIconsWhereTheHostAsksForThem) {
+TEST_F(AsynchronousExport, ListDrawsIconsOnRequest) {
   AddApp(u"App", {{u"DisplayIcon", u"C:\\App\\app.exe"}});
   machine.drives.AddFile(u"C:\\App\\app.exe");
   const auto shellCalls = [this](bool includeIcons) {
@@ -190,7 +190,7 @@ TEST_F(AsynchronousExport, ListDrawsIconsWhereTheHostAsksForThem) {
   EXPECT_EQ(shellCalls(false), 0);
 }
 
-TEST_F(AsynchronousExport, WithoutAThreadItRaisesBehindItsEntryLine) {
+TEST_F(AsynchronousExport, WithoutAThreadItThrowsAfterItsEntryLine) {
   ListReceiver lists;
   IconReceiver icons;
   {

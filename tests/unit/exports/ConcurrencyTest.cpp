@@ -49,7 +49,7 @@ class ManyAtOnce : public OnMachine {
   LogCapture log;
 };
 
-TEST_F(ManyAtOnce, EveryListRequestIsCalledBackOnceWithTheWholeList) {
+TEST_F(ManyAtOnce, EachListRequestReportsTheWholeListOnce) {
   ListReceiver receiver;
   OnThreads(4, [](std::size_t) {
     for (std::size_t request = 0; request < kRequests / 4; ++request) {
@@ -70,7 +70,7 @@ TEST_F(ManyAtOnce, EveryListRequestIsCalledBackOnceWithTheWholeList) {
   EXPECT_FALSE(log.Overlapped());
 }
 
-TEST_F(ManyAtOnce, EveryIconRequestIsCalledBackOnceWithItsOwnIcon) {
+TEST_F(ManyAtOnce, EachIconRequestReportsItsIconOnce) {
   IconReceiver receiver;
   const std::vector<const char*> names = {"apple", "Banana", "cherry", "None"};
   OnThreads(names.size(), [&](std::size_t thread) {
@@ -144,13 +144,13 @@ TEST_F(ManyAtOnce, LinesNeverInterleave) {
   }
 }
 
-TEST_F(ManyAtOnce, ScansRunSideBySideEachOnItsOwnList) {
+TEST_F(ManyAtOnce, ScansRunAtOnceWithSeparateLists) {
   OnThreads(4, [](std::size_t) {
     for (int scan = 0; scan < 20; ++scan) EXPECT_EQ(ScanInstalledApps().size(), 3U);
   });
 }
 
-TEST_F(ManyAtOnce, ScanWhileEntriesComeAndGoSeesWholeEntriesOnly) {
+TEST_F(ManyAtOnce, ScanSeesOnlyWholeEntriesWhileTheyChange) {
   OnThreads(3, [&](std::size_t thread) {
     for (int round = 0; round < 30; ++round) {
       if (thread == 0) {

@@ -125,7 +125,7 @@ TEST_P(BufferFacts, ASizeBelowTheLengthTouchesNothing) {
 
 int invalidParameters = 0;
 
-TEST_P(BufferFacts, ASizeOfTheLengthItselfPassesAndThenLacksRoomForTheNul) {
+TEST_P(BufferFacts, ASizeEqualToTheLengthPassesButHasNoRoomForTheNul) {
   invalidParameters = 0;
   const auto before = simulated::SetInvalidParameterHandler([](const char*) { ++invalidParameters; });
   EXPECT_TRUE(Call(10));
@@ -145,7 +145,7 @@ TEST_P(BufferFacts, ANegativeSizeIsHuge) {
   }
 }
 
-TEST_P(BufferFacts, ANullBufferFailsWhateverTheSize) {
+TEST_P(BufferFacts, ANullBufferFailsForEachSize) {
   for (const std::int32_t room : {0, 10, 11, -1}) {
     size = room;
     EXPECT_FALSE(GetParam().call(nullptr, &size));
@@ -173,7 +173,7 @@ class FactExports : public OnMachine {
   LogCapture log;
 };
 
-TEST_F(FactExports, AFailureBelowIsToldBetweenEntryAndFailure) {
+TEST_F(FactExports, AFailureOfTheFactIsLoggedBetweenEntryAndFailure) {
   std::int32_t size = 0;
   EXPECT_FALSE(GetDeviceId(nullptr, &size));
   EXPECT_THAT(TextOf(log), ElementsAre("KestrelbayGeneralSDK 3 GetDeviceId: enter GetDeviceId",
@@ -182,7 +182,7 @@ TEST_F(FactExports, AFailureBelowIsToldBetweenEntryAndFailure) {
                                        "KestrelbayGeneralSDK 5 GetDeviceId: failed GetDeviceId"));
 }
 
-TEST_F(FactExports, AParseFailureLeavesTheExportAsAnException) {
+TEST_F(FactExports, AParseFailureThrowsIntoTheHost) {
   machine.registry.CreateKey(kInternet);
   machine.registry.CreateKey(u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\Tablet PC");
   std::array<char, 8> buffer{};
@@ -197,7 +197,7 @@ TEST_F(FactExports, AParseFailureLeavesTheExportAsAnException) {
                                        "KestrelbayGeneralSDK 3 GetProxyServer: enter GetProxyServer"));
 }
 
-TEST_F(FactExports, DiskSpaceLogsItsEntryAlone) {
+TEST_F(FactExports, DiskSpaceLogsOnlyItsEntry) {
   machine.drives.SetSpace(u'C', {3U << 20, 3U << 20});
   EXPECT_EQ(GetDiskAvailableSpace("C:\\"), 3);
   EXPECT_EQ(GetDiskAvailableSpace(nullptr), -1);

@@ -84,7 +84,7 @@ INSTANTIATE_TEST_SUITE_P(FailingCall, FailureSweep,
                          testing::Values(Extent{Faults::Extent::Once}, Extent{Faults::Extent::Onwards}),
                          testing::PrintToStringParamName());
 
-TEST_P(FailureSweep, ScanListsWhatItCanRead) {
+TEST_P(FailureSweep, ScanListsTheEntriesThatItCanRead) {
   std::size_t listed = 0;
   Sweep(100, [&](Machine&) {
     const AppRecords apps = ScanInstalledApps();
@@ -96,7 +96,7 @@ TEST_P(FailureSweep, ScanListsWhatItCanRead) {
   EXPECT_EQ(listed, 5U);
 }
 
-TEST_P(FailureSweep, ExplanationAddsUpToWhatWasListed) {
+TEST_P(FailureSweep, ExplanationAccountsForTheList) {
   Sweep(100, [](Machine&) {
     const Explanation explanation = ExplainInstalledApps();
     const auto listed = std::ranges::count(explanation.keys, Fate::Listed, &ExplainedKey::fate);
@@ -105,7 +105,7 @@ TEST_P(FailureSweep, ExplanationAddsUpToWhatWasListed) {
   });
 }
 
-TEST_P(FailureSweep, ListExportHandsOutAWholeArray) {
+TEST_P(FailureSweep, ListExportReturnsACompleteArray) {
   Sweep(100, [&](Machine& machine) {
     InstalledAppEntry* entries = nullptr;
     std::uint32_t count = 77;
@@ -144,7 +144,7 @@ TEST_P(FailureSweep, ListRequestCallsBackOnce) {
   });
 }
 
-TEST_P(FailureSweep, RootDirIsEmptyWhereItCannotBeRead) {
+TEST_P(FailureSweep, RootDirIsEmptyIfItCannotBeRead) {
   for (const std::uint32_t mode : {1U, 2U}) {
     Sweep(1, [mode](Machine& machine) {
       char buffer[64] = "untouched";
@@ -155,7 +155,7 @@ TEST_P(FailureSweep, RootDirIsEmptyWhereItCannotBeRead) {
   }
 }
 
-TEST_P(FailureSweep, FactsAboutFilesAndProcessesFailByResultAlone) {
+TEST_P(FailureSweep, FileAndProcessFunctionsFailOnlyByTheirResult) {
   Sweep(1, [](Machine& machine) {
     machine.drives.AddFile(u"C:\\a.exe");
     const bool exists = FileExists("C:\\a.exe");
@@ -169,7 +169,7 @@ TEST_P(FailureSweep, FactsAboutFilesAndProcessesFailByResultAlone) {
   });
 }
 
-TEST_P(FailureSweep, DeleteTreeTellsWhetherTheKeyIsGone) {
+TEST_P(FailureSweep, DeleteTreeReturnsWhetherTheKeyIsDeleted) {
   const std::u16string key = u"HKEY_LOCAL_MACHINE\\Software\\Vendor";
   std::size_t failures = 0;
   Sweep(8, [&](Machine& machine) {

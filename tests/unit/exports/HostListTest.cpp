@@ -28,7 +28,7 @@ class HostList : public OnMachine {
   LogCapture log;
 };
 
-TEST_F(HostList, IsThatOfTheInventoryWithAndWithoutIcons) {
+TEST_F(HostList, EqualsTheInventoryWithAndWithoutIcons) {
   for (const bool includeIcons : {false, true}) {
     const auto apps = GetInstalledApps(includeIcons);
     ASSERT_EQ(apps->size(), 4U);

@@ -16,14 +16,14 @@ using namespace std::string_literals;
 
 const std::string kTenBytes = "0123456789";
 
-TEST(TextOf, TheHostsTextEndsAtItsNul) { EXPECT_EQ(TextOf("caf\u00e9\0more"), "caf\u00e9"); }
+TEST(TextOf, TextEndsAtItsNul) { EXPECT_EQ(TextOf("caf\u00e9\0more"), "caf\u00e9"); }
 
-TEST(TextOfDeathTest, NullFaultsInTheScanForItsLength) {
+TEST(TextOfDeathTest, NullCrashes) {
   const char* volatile none = nullptr;
   EXPECT_DEATH(TextOf(none), "");
 }
 
-TEST(CopyToHost, RoomForTheNulSucceedsAndTellsTheLength) {
+TEST(CopyToHost, RoomForTheNulSucceedsAndReturnsTheLength) {
   std::array<char, 11> buffer;
   buffer.fill('#');
   std::int32_t size = 11;
@@ -53,7 +53,7 @@ TEST(CopyToHost, NegativeSizeIsHuge) {
 
 int invalidParameters = 0;
 
-TEST(CopyToHost, SizeOfTheLengthItselfPassesAndThenLacksRoomForTheNul) {
+TEST(CopyToHost, SizeEqualToTheLengthPassesButHasNoRoomForTheNul) {
   invalidParameters = 0;
   const auto before = simulated::SetInvalidParameterHandler([](const char*) { ++invalidParameters; });
   std::array<char, 11> buffer;
@@ -66,7 +66,7 @@ TEST(CopyToHost, SizeOfTheLengthItselfPassesAndThenLacksRoomForTheNul) {
   EXPECT_EQ(size, 10);
 }
 
-TEST(CopyToHost, SizeZeroIsEnoughForAnEmptyTextAloneAndThenLacksRoomForTheNul) {
+TEST(CopyToHost, SizeZeroPassesForAnEmptyTextButHasNoRoomForTheNul) {
   invalidParameters = 0;
   const auto before = simulated::SetInvalidParameterHandler([](const char*) { ++invalidParameters; });
   char buffer = '#';
@@ -90,7 +90,7 @@ TEST(CopyToHost, EmptyTextFitsIntoOneByte) {
 
 using HostText = std::unique_ptr<char, decltype(&std::free)>;
 
-TEST(NewHostText, IsACopyOfItsOwn) {
+TEST(NewHostText, IsASeparateCopy) {
   const std::string text = "caf\u00e9";
   const HostText copy(NewHostText(text), &std::free);
   EXPECT_NE(copy.get(), text.c_str());

@@ -113,17 +113,19 @@ TEST_F(KeptLists, InstallationKeepsTwo) {
   EXPECT_NEAR(ListsLeftByJob(InstallRecord("C:\\setup.exe", "New")), 2, kNearlyNothing);
 }
 
-TEST_F(KeptLists, RemovalKeepsTwo) { EXPECT_NEAR(ListsLeftByJob(UninstallRecord("App")), 2, kNearlyNothing); }
+TEST_F(KeptLists, UninstallationKeepsTwo) {
+  EXPECT_NEAR(ListsLeftByJob(UninstallRecord("App")), 2, kNearlyNothing);
+}
 
-TEST_F(KeptLists, RemovalOfWhatIsNotThereKeepsOne) {
+TEST_F(KeptLists, UninstallationOfAnUnknownNameKeepsOne) {
   EXPECT_NEAR(ListsLeftByJob(UninstallRecord("None")), 1, kNearlyNothing);
 }
 
-TEST_F(KeptLists, InstallationThatNeverLooksKeepsNone) {
+TEST_F(KeptLists, InstallationWithoutALookUpKeepsNone) {
   EXPECT_NEAR(ListsLeftByJob(InstallRecord("", "App")), 0, kNearlyNothing);
 }
 
-TEST_F(KeptLists, GivenRegistryPathTakesNoList) {
+TEST_F(KeptLists, GivenRegistryPathKeepsNone) {
   EXPECT_NEAR(ListsLeftByJob(InstallRecord("C:\\setup.exe", "App", "", "any text")), 0, kNearlyNothing);
 }
 
@@ -186,14 +188,14 @@ TEST_F(KeptListsOfRequests, VersionKeepsOne) {
   EXPECT_EQ(ListsLeftBy([&] { ask("App", "any text"); }), 0);
 }
 
-TEST_F(KeptListsOfRequests, StartKeepsOneWhereItComesToTheInventory) {
+TEST_F(KeptListsOfRequests, StartKeepsOneIfItReadsTheInventory) {
   machine.appsFolder.items.push_back({{u"Folder item", u"Folder!App"}});
   EXPECT_EQ(ListsLeftBy([] { StartApp("None", ""); }), 1);
   // No handle of a started process is closed.
   EXPECT_NEAR(ListsLeftBy([] { StartApp("Folder item", ""); }), 0, kNearlyNothing);
 }
 
-TEST_F(KeptListsOfRequests, RemovalOfAnEntryKeepsOne) {
+TEST_F(KeptListsOfRequests, EntryRemovalKeepsOne) {
   EXPECT_EQ(ListsLeftBy([] { DeleteAppRegistryInfo("None"); }), 1);
   AddApp(u"Passing", u"1.0");
   const double bytesOfAList = BytesOfAList();
@@ -204,7 +206,7 @@ TEST_F(KeptListsOfRequests, RemovalOfAnEntryKeepsOne) {
   EXPECT_EQ(static_cast<double>(BytesLeftBy(remove)), bytesOfAList);
 }
 
-TEST_F(KeptListsOfRequests, HostsListKeepsNone) {
+TEST_F(KeptListsOfRequests, ListOfTheHostKeepsNone) {
   for (const bool includeIcons : {false, true}) {
     EXPECT_EQ(ListsLeftBy([=] {
                 InstalledAppEntry* entries = nullptr;

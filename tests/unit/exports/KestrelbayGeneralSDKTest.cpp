@@ -85,7 +85,7 @@ class EntryLine : public ExportTest, public testing::WithParamInterface<Entered>
 INSTANTIATE_TEST_SUITE_P(Of, EntryLine, testing::ValuesIn(kEntered),
                          [](const auto& entered) { return std::string(entered.param.name); });
 
-TEST_P(EntryLine, IsTheFirstActOfTheExport) {
+TEST_P(EntryLine, IsTheFirstLineOfTheExport) {
   InitDllLogger(nullptr);
   const std::string name = GetParam().name;
   machine.journal.Start();
@@ -99,7 +99,7 @@ TEST_P(EntryLine, IsTheFirstActOfTheExport) {
   EXPECT_EQ(first.thread, std::this_thread::get_id());
 }
 
-TEST_F(Exports, TextsAndFixedDataHaveNoEntryLineOfTheirOwn) {
+TEST_F(Exports, TextsAndFixedDataHaveNoEntryLine) {
   char* hidden = nullptr;
   char* text = nullptr;
   Encrypt("secret", &hidden);
@@ -129,7 +129,7 @@ TEST_F(Exports, ExceptionOfTheLogCallbackLeavesTheExport) {
   EXPECT_EQ(count, 77U);
 }
 
-TEST_F(Exports, BlockListIsTheSameTableAtEveryCall) {
+TEST_F(Exports, BlockListIsTheSameTableAtEachCall) {
   const char* const* table = nullptr;
   std::uint32_t count = 0;
   EXPECT_THAT(CallsOf([&] { GetAppBlackList(&table, &count); }), ElementsAre());
@@ -142,7 +142,7 @@ TEST_F(Exports, BlockListIsTheSameTableAtEveryCall) {
   EXPECT_THAT(log.Lines(), ElementsAre());
 }
 
-TEST_F(Exports, ReleasedTextIsNullAndASecondReleaseHarmless) {
+TEST_F(Exports, ReleasedTextIsNullAndASecondReleaseDoesNothing) {
   auto* text = static_cast<char*>(std::malloc(4));
   ReleaseDllStr(&text);
   EXPECT_EQ(text, nullptr);

@@ -188,7 +188,7 @@ TEST_P(LackOfMemory, LeavesTheExportAsAnException) {
 }
 
 // A root that is opened without a path yields the root itself.
-TEST(LackOfMemoryBehindARoot, LeavesTheRootOpen) {
+TEST(LackOfMemoryBelowARoot, ClosesNoRoot) {
   long raised = 0;
   for (std::unique_ptr<RegistryKey> opened; !opened; raised += !opened) {
     Machine& machine = UseMachine(std::make_unique<Machine>());
@@ -210,7 +210,7 @@ bool HasNoText(const InstalledAppEntry& entry) {
          !entry.iconText && !entry.installDate && !entry.lastWriteTime;
 }
 
-TEST(LackOfMemoryForTheTextsOfAList, FindsTheArrayHandedOutWithNullsInsteadOfTexts) {
+TEST(LackOfMemoryForTheTextsOfAList, LeavesAnArrayWithoutTexts) {
   InitDllLogger([](const char*, std::int32_t, const char*) {});
   Fill(UseMachine(std::make_unique<Machine>()));
   List(false);  // creates the objects that are created on first use
@@ -236,7 +236,7 @@ TEST(LackOfMemoryForTheTextsOfAList, FindsTheArrayHandedOutWithNullsInsteadOfTex
   ReleaseInstalledAppList(&entries, 0);
 }
 
-TEST(HostText, OfAFailedEncryptionIsABlockOfOneByte) {
+TEST(HostText, AfterAFailedEncryptionIsABlockOfOneByte) {
   auto machine = std::make_unique<Machine>();
   machine->faults.FailNth(1, simulated::Faults::Extent::Once, "CryptProtectData");
   UseMachine(std::move(machine));
@@ -252,7 +252,7 @@ TEST(HostText, OfAFailedEncryptionIsABlockOfOneByte) {
 char* output = nullptr;
 
 // The output is set before the copy, so the handler of the invalid parameter sees it.
-TEST(LackOfMemoryForTheHostsText, RaisesTheInvalidParameterConditionWithANullOutput) {
+TEST(LackOfMemoryForTheHostsText, CallsTheInvalidParameterHandlerWithANullOutput) {
   UseMachine(std::make_unique<Machine>());
   InitDllLogger([](const char*, std::int32_t, const char*) {});
   const auto before =

@@ -37,7 +37,7 @@ TEST_F(ListExport, AbsentValuesAreEmptyTextsAndNeverNull) {
   EXPECT_THAT(List(), ElementsAre(ReceivedEntry{"App", "", "", "", "", "", "-11644473600000", 2}));
 }
 
-TEST_F(ListExport, RawIconReachesTheHostWithoutItsPicture) {
+TEST_F(ListExport, DisplayIconIsReportedUnchanged) {
   AddApp(u"App", {{u"DisplayIcon", u"C:\\App\\app.exe,0"}});
   const auto entries = List(false);
   ASSERT_EQ(entries.size(), 1U);
@@ -56,7 +56,7 @@ TEST_F(ListExport, ListsAreInSortedOrder) {
 
 TEST_F(ListExport, EmptyListIsAValidArrayThatIsReleased) { EXPECT_THAT(List(), ElementsAre()); }
 
-TEST_F(ListExport, ListLogsItsEntryAndNothingElse) {
+TEST_F(ListExport, ListLogsOnlyItsEntry) {
   List();
   EXPECT_THAT(log.Messages(), ElementsAre("enter GetInstalledAppList", "enter ReleaseInstalledAppList"));
   for (const LogLine& line : log.Lines()) {
@@ -66,7 +66,7 @@ TEST_F(ListExport, ListLogsItsEntryAndNothingElse) {
   }
 }
 
-TEST_F(ListExport, EntryLineIsTheFirstAct) {
+TEST_F(ListExport, EntryLineIsTheFirstStep) {
   InitDllLogger(nullptr);
   const auto calls = CallsOf([] { List(); });
   EXPECT_EQ(calls.front(), "QVSLOGI(\"KestrelbayGeneralSDK\", \"enter GetInstalledAppList\") = ");

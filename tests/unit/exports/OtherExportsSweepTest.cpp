@@ -1,5 +1,5 @@
 // Makes the n-th call of the machine fail, for every n, in the exports for facts, secrets, starts and
-// removal.
+// entry removal.
 #include <gmock/gmock.h>
 
 #include <functional>
@@ -77,7 +77,7 @@ INSTANTIATE_TEST_SUITE_P(FailingCall, OtherExportsSweep,
                            return extent.param == Faults::Extent::Once ? "Once" : "Onwards";
                          });
 
-TEST_P(OtherExportsSweep, AFactIsWholeOrFailsAndTouchesNothing) {
+TEST_P(OtherExportsSweep, AFactIsCompleteOrFailsAndWritesNothing) {
   using Fact = bool (*)(char*, std::int32_t*);
   const std::pair<Fact, std::string> facts[] = {
       {&GetDeviceId, "id"}, {&GetProxyServer, "proxy"}, {&GetGraphics, "A,B"}};
@@ -99,7 +99,7 @@ TEST_P(OtherExportsSweep, AFactIsWholeOrFailsAndTouchesNothing) {
   }
 }
 
-TEST_P(OtherExportsSweep, ASecretComesBackOrIsEmpty) {
+TEST_P(OtherExportsSweep, ASecretIsCompleteOrEmpty) {
   Sweep(8, [](Machine&) {
     char* hidden = nullptr;
     char* text = nullptr;
@@ -113,7 +113,7 @@ TEST_P(OtherExportsSweep, ASecretComesBackOrIsEmpty) {
   });
 }
 
-TEST_P(OtherExportsSweep, AStartIsASuccessExactlyWhereSomethingStarted) {
+TEST_P(OtherExportsSweep, AStartSucceedsExactlyIfAProgramStarted) {
   for (const char* name : {"Folder", "App"}) {
     Sweep(10, [&](Machine& machine) {
       const std::int32_t result = StartApp(name, "");
@@ -130,7 +130,7 @@ TEST_P(OtherExportsSweep, ARemovalThatFailsStartedNoCommand) {
   });
 }
 
-TEST_P(OtherExportsSweep, AVersionIsWholeOrFails) {
+TEST_P(OtherExportsSweep, AVersionIsCompleteOrFails) {
   Sweep(20, [](Machine&) {
     char buffer[16] = "#";
     std::int32_t size = sizeof buffer;
@@ -140,7 +140,7 @@ TEST_P(OtherExportsSweep, AVersionIsWholeOrFails) {
   });
 }
 
-TEST_P(OtherExportsSweep, SpaceIsToldOrNot) {
+TEST_P(OtherExportsSweep, SpaceIsReportedOrFails) {
   Sweep(3, [](Machine&) {
     const std::int64_t space = GetDiskAvailableSpace("C:");
     EXPECT_TRUE(space == 5 || space == -1);

@@ -64,7 +64,7 @@ TEST_F(RootDirExport, Mode2IsTheHostsDirectory) {
   EXPECT_THAT(log.Messages(), ElementsAre("GetRootDir Release"));
 }
 
-TEST_F(RootDirExport, BytesAreTheAnsiCodePagesAndNotUtf8) {
+TEST_F(RootDirExport, BytesAreInTheAnsiCodePageAndNotUtf8) {
   machine.currentDirectory = u"C:\\\u00e9";
   std::int32_t size = 32;
   ::GetRootDir(buffer.data(), &size, 1);
@@ -74,7 +74,7 @@ TEST_F(RootDirExport, BytesAreTheAnsiCodePagesAndNotUtf8) {
 
 int invalidParameters = 0;
 
-TEST_F(RootDirExport, SizeOfTheLengthItselfRaisesTheInvalidParameterCondition) {
+TEST_F(RootDirExport, SizeEqualToTheLengthCallsTheInvalidParameterHandler) {
   invalidParameters = 0;
   const auto before = simulated::SetInvalidParameterHandler([](const char*) { ++invalidParameters; });
   buffer.fill('#');
@@ -86,7 +86,7 @@ TEST_F(RootDirExport, SizeOfTheLengthItselfRaisesTheInvalidParameterCondition) {
   EXPECT_EQ(size, 10);
 }
 
-TEST_F(RootDirExport, NullBufferWithRoomRaisesTheCondition) {
+TEST_F(RootDirExport, NullBufferWithRoomCallsTheInvalidParameterHandler) {
   invalidParameters = 0;
   const auto before = simulated::SetInvalidParameterHandler([](const char*) { ++invalidParameters; });
   std::int32_t size = 32;
@@ -96,7 +96,7 @@ TEST_F(RootDirExport, NullBufferWithRoomRaisesTheCondition) {
   EXPECT_THAT(log.Messages(), ElementsAre("GetRootDir Debug"));
 }
 
-TEST_F(RootDirExport, SizeZeroForAnEmptyTextRaisesTheConditionToo) {
+TEST_F(RootDirExport, SizeZeroForAnEmptyTextCallsTheInvalidParameterHandler) {
   invalidParameters = 0;
   const auto before = simulated::SetInvalidParameterHandler([](const char*) { ++invalidParameters; });
   buffer.fill('#');

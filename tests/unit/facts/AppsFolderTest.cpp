@@ -31,7 +31,7 @@ class AppsFolder : public OnMachine {
   LogCapture log;
 };
 
-TEST_F(AppsFolder, ItemsComeInTheShellsOrderWithBothNames) {
+TEST_F(AppsFolder, ItemsAreInTheOrderOfTheShellWithBothNames) {
   machine.appsFolder.items = {{{u"Zebra \u65e5", u"Zebra!App"}}, {{u"Apple", u"Apple!App"}}};
   EXPECT_THAT(Enumerate(),
               ElementsAre(FieldsAre("Zebra \u65e5", "Zebra!App"), FieldsAre("Apple", "Apple!App")));
@@ -47,7 +47,7 @@ TEST_F(AppsFolder, AnItemThatFailsANameStaysWithAnEmptyOne) {
   EXPECT_THAT(Enumerate(), ElementsAre(FieldsAre("", "id"), FieldsAre("Name", ""), FieldsAre("", "")));
 }
 
-TEST_F(AppsFolder, AnErrorInTheMiddleKeepsWhatWasRead) {
+TEST_F(AppsFolder, AnErrorInTheMiddleKeepsTheItemsBeforeIt) {
   machine.appsFolder.items = {{{u"First", u"1"}}, std::nullopt, {{u"Third", u"3"}}};
   EXPECT_THAT(Enumerate(), ElementsAre(FieldsAre("First", "1")));
 }
@@ -63,13 +63,13 @@ TEST_F(AppsFolder, ARefusedEnumeratorGivesAnEmptyList) {
   EXPECT_THAT(Enumerate(), ElementsAre());
 }
 
-TEST_F(AppsFolder, AThreadThatCannotBeInitialisedGoesOn) {
+TEST_F(AppsFolder, AFailedInitialisationOfTheThreadIsIgnored) {
   machine.appsFolder.items = {{{u"Name", u"id"}}};
   machine.faults.FailNth(1, Faults::Extent::Once, "CoInitialize");
   EXPECT_THAT(Enumerate(), ElementsAre(FieldsAre("Name", "id")));
 }
 
-TEST_F(AppsFolder, CallsComeInTheirOrderAndEachObjectIsReleased) {
+TEST_F(AppsFolder, CallsAreInOrderAndReleaseEachObject) {
   machine.appsFolder.items = {{{u"Name", u"id"}}};
   std::vector<std::string> calls = CallsOf([&] { Enumerate(); });
   // The result reports whether this thread was initialised before.
@@ -87,7 +87,7 @@ TEST_F(AppsFolder, CallsComeInTheirOrderAndEachObjectIsReleased) {
                           "IEnumShellItems_Release() = 0", "IShellItem_Release() = 0"));
 }
 
-TEST_F(AppsFolder, WhicheverCallFailsNothingStaysOpen) {
+TEST_F(AppsFolder, NoFailingCallLeavesAnObjectOpen) {
   machine.appsFolder.items = {{{u"A", u"1"}}, {{u"B", u"2"}}};
   for (const auto extent : {Faults::Extent::Once, Faults::Extent::Onwards}) {
     std::size_t n = 0;

@@ -35,14 +35,14 @@ TEST_F(Hardware, NoAdapterIsFilteredOrEscaped) {
   EXPECT_EQ(info.GetGraphics(), "Card, big,Card, big,Basic Render Driver");
 }
 
-TEST_F(Hardware, AnAdapterThatCannotBeDescribedKeepsItsPlace) {
+TEST_F(Hardware, AnAdapterThatCannotBeDescribedHasAnEmptyName) {
   machine.graphicsAdapters = {std::nullopt, u"B", std::nullopt};
   EXPECT_EQ(info.GetGraphics(), ",B,");
 }
 
 TEST_F(Hardware, NoAdapterAtAllIsEmpty) { EXPECT_EQ(info.GetGraphics(), ""); }
 
-TEST_F(Hardware, WithoutAFactoryNothingIsAsked) {
+TEST_F(Hardware, WithoutAFactoryNoOtherCallIsMade) {
   machine.graphicsAdapters = {u"A"};
   machine.faults.FailNth(1, Faults::Extent::Once, "CreateDXGIFactory");
   EXPECT_THAT(CallsOf([&] { EXPECT_EQ(info.GetGraphics(), ""); }),
@@ -74,7 +74,7 @@ TEST_F(Hardware, SpaceIsWholeMebibytes) {
   EXPECT_EQ(SpaceWithFree(~std::uint64_t{0}), (std::int64_t{1} << 44) - 1);
 }
 
-TEST_F(Hardware, OnlyTheFirstByteOfThePathIsLookedAt) {
+TEST_F(Hardware, OnlyTheFirstByteOfThePathIsRead) {
   machine.drives.SetSpace(u'Z', {5U << 20, 9U << 20});
   EXPECT_EQ(info.GetDiskAvailableSpace("Z"), 5);
   EXPECT_EQ(info.GetDiskAvailableSpace("z:\\no\\such folder"), 5);
@@ -83,7 +83,7 @@ TEST_F(Hardware, OnlyTheFirstByteOfThePathIsLookedAt) {
               testing::Contains("GetDiskFreeSpaceExW(\"Z:/\") = 1"));
 }
 
-TEST_F(Hardware, WhatIsNoDriveHasNoSpace) {
+TEST_F(Hardware, APathWithoutADriveHasNoSpace) {
   EXPECT_THAT(CallsOf([&] {
                 EXPECT_EQ(info.GetDiskAvailableSpace(nullptr), -1);
                 EXPECT_EQ(info.GetDiskAvailableSpace(""), -1);

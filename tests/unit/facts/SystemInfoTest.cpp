@@ -44,7 +44,7 @@ class Facts : public OnMachine {
   LogCapture log;
 };
 
-TEST_F(Facts, TextsAreTakenExactlyAsTheyStand) {
+TEST_F(Facts, TextsAreReturnedUnchanged) {
   SetTexts(kCryptography, {{u"MachineGuid", u"{4F2A-Ab}"}});
   SetTexts(kBios, {{u"BaseBoardManufacturer", u" Maker \u00e9\u65e5"}, {u"SystemProductName", u"Model,1"}});
   EXPECT_EQ(info.GetDeviceId(), "{4F2A-Ab}");
@@ -92,7 +92,7 @@ TEST_F(Facts, EachIsReadFromItsKeyInItsViewWhichIsClosed) {
       callsFor("HKEY_LOCAL_MACHINE", "SOFTWARE\\Microsoft\\Windows\\Tablet PC", "0x20019", {"IsTabletPc"}));
 }
 
-TEST_F(Facts, TheUsersRootIsClosedOnceHoweverTheProxyIsAnswered) {
+TEST_F(Facts, TheUsersRootIsClosedOncePerProxyQuery) {
   const auto closesOfTheRoot = [this] {
     const auto calls = CallsOf([this] { Escaping([this] { info.GetProxyServer(); }); });
     return std::ranges::count(calls, "RegCloseKey(HKEY_CURRENT_USER) = 0");
@@ -106,7 +106,7 @@ TEST_F(Facts, TheUsersRootIsClosedOnceHoweverTheProxyIsAnswered) {
   EXPECT_EQ(closesOfTheRoot(), 1) << "switched on";
 }
 
-TEST_F(Facts, AMissingKeyIsToldInTheWordingOfItsFact) {
+TEST_F(Facts, AMissingKeyIsLoggedInTheWordingOfItsFact) {
   EXPECT_EQ(info.GetDeviceId(), "");
   EXPECT_EQ(info.GetManufacturer(), "");
   EXPECT_EQ(info.GetProductName(), "");
@@ -157,7 +157,7 @@ TEST_F(Facts, AProxyLongerThanTheRegistryBufferIsEmpty) {
   EXPECT_EQ(info.GetProxyServer(), "");
 }
 
-TEST_F(Facts, AProxyWithoutItsSwitchEscapesAsAnException) {
+TEST_F(Facts, AProxyWithoutItsSwitchThrows) {
   SetTexts(kInternet, {{u"ProxyServer", u"proxy"}});
   EXPECT_EQ(Escaping([&] { info.GetProxyServer(); }), "invalid_argument invalid stoi argument");
   SetTexts(kInternet, {{u"ProxyEnable", u"on"}});
@@ -182,7 +182,7 @@ TEST_F(Facts, ATabletTextCountsUpToItsFirstLetter) {
   EXPECT_FALSE(info.IsTabletPC());
 }
 
-TEST_F(Facts, ATabletWithoutItsValueEscapesAsAnException) {
+TEST_F(Facts, ATabletWithoutItsValueThrows) {
   machine.registry.CreateKey(kTablet);
   EXPECT_EQ(Escaping([&] { info.IsTabletPC(); }), "invalid_argument invalid stoi argument");
   SetTexts(kTablet, {{u"IsTabletPc", u"yes1"}});
@@ -192,7 +192,7 @@ TEST_F(Facts, ATabletWithoutItsValueEscapesAsAnException) {
   EXPECT_THAT(log.Lines(), ElementsAre());
 }
 
-TEST(ParseDecimal, TakesNoEarlierErrorForItsOwn) {
+TEST(ParseDecimal, IgnoresAnEarlierError) {
   errno = ERANGE;
   EXPECT_EQ(ParseDecimal(u"7"), 7);
   EXPECT_THROW(ParseDecimal(u"2147483648"), std::out_of_range);

@@ -22,13 +22,13 @@ TEST(NormalizeIconPath, RemovesEveryQuote) {
   EXPECT_EQ(NormalizeIconPath(u"C:\\\"App\"\\app.exe"), u"C:\\App\\app.exe");
 }
 
-TEST(NormalizeIconPath, HalvesBackslashesGoingOnBehindEach) {
+TEST(NormalizeIconPath, ReplacesEachDoubledBackslashOnce) {
   EXPECT_EQ(NormalizeIconPath(u"C:\\\\App\\\\app.ico"), u"C:\\App\\app.ico");
   EXPECT_EQ(NormalizeIconPath(u"\\\\\\\\server"), u"\\\\server");
   EXPECT_EQ(NormalizeIconPath(u"\\\\\\server"), u"\\\\server");
 }
 
-TEST(NormalizeIconPath, QuotesBetweenBackslashesAreGoneBeforeTheyAreHalved) {
+TEST(NormalizeIconPath, RemovesQuotesBeforeDoubledBackslashes) {
   EXPECT_EQ(NormalizeIconPath(u"C:\\\"\\app.ico"), u"C:\\app.ico");
 }
 
@@ -46,7 +46,7 @@ TEST(NormalizeIconPath, BlanksAloneBecomeEmpty) {
 
 class AppIconText : public OnMachine {};
 
-TEST_F(AppIconText, EmptySourceIsEmptyWithoutAWord) {
+TEST_F(AppIconText, EmptySourceIsEmptyWithoutACall) {
   const auto calls = CallsOf([] {
     EXPECT_EQ(GetAppIconText(u"", true), "");
     EXPECT_EQ(GetAppIconText(u"", false), "");
@@ -54,7 +54,7 @@ TEST_F(AppIconText, EmptySourceIsEmptyWithoutAWord) {
   EXPECT_TRUE(calls.empty());
 }
 
-TEST_F(AppIconText, IconFileIsItsCleanedPathEitherWay) {
+TEST_F(AppIconText, IconFileIsItsNormalizedPathWithAndWithoutExtraction) {
   for (const bool extract : {false, true}) {
     EXPECT_EQ(GetAppIconText(u"\"C:\\\\App\\\\app.ico\",0", extract), "C:\\App\\app.ico");
     EXPECT_EQ(GetAppIconText(u"C:\\App\\res.dll,-101", extract), "C:\\App\\res.dll");
@@ -78,11 +78,11 @@ TEST_F(AppIconText, ExeAnywhereInTheTextMakesAnExecutable) {
   EXPECT_EQ(GetAppIconText(u"C:\\app.ico,.exe", false), "");
 }
 
-TEST_F(AppIconText, ExecutableThatIsNotThereIsEmptyWithExtraction) {
+TEST_F(AppIconText, MissingExecutableIsEmptyWithExtraction) {
   EXPECT_EQ(GetAppIconText(u"C:\\None\\none.exe,0", true), "");
 }
 
-TEST_F(AppIconText, ExecutableWithoutExtractionIsNotLookedAt) {
+TEST_F(AppIconText, ExecutableWithoutExtractionMakesNoCall) {
   EXPECT_TRUE(CallsOf([] { GetAppIconText(u"C:\\App\\app.exe", false); }).empty());
 }
 

@@ -30,7 +30,7 @@ class HostileIcons : public Extraction {
   }
 };
 
-TEST_F(HostileIcons, CostNoOtherApplicationItsOwn) {
+TEST_F(HostileIcons, AffectNoOtherIcon) {
   const auto files = simulated::HostileFiles();
   for (std::size_t at = 0; at < files.size(); ++at) {
     const std::string number = std::to_string(100 + at);

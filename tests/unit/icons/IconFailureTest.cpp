@@ -32,7 +32,7 @@ class IconFailure : public Extraction {
   }
 };
 
-TEST_F(IconFailure, FailedBase64IsNoText) {
+TEST_F(IconFailure, FailedBase64IsAFailure) {
   for (const std::size_t n : {1U, 2U}) {
     machine.faults.FailNth(n, Faults::Extent::Once, "CryptBinaryToStringA");
     std::string base64 = "before";
@@ -42,12 +42,12 @@ TEST_F(IconFailure, FailedBase64IsNoText) {
   }
 }
 
-TEST_F(IconFailure, NullIconIsNoPicture) {
+TEST_F(IconFailure, NullIconIsAFailure) {
   std::vector<std::uint8_t> png;
   EXPECT_TRUE(CallsOf([&] { EXPECT_FALSE(IconToPng(nullptr, png)); }).empty());
 }
 
-TEST_F(IconFailure, IconWithoutBitmapsIsDestroyedAndNoMore) {
+TEST_F(IconFailure, IconWithoutBitmapsIsOnlyDestroyed) {
   EXPECT_THAT(NamesWhere("GetIconInfo"),
               ElementsAre("SHGetFileInfoW", "ImageList_GetIcon", "DestroyIcon", "GdiplusStartup",
                           "GetIconInfo", "GdiplusShutdown", "DestroyIcon"));
@@ -69,7 +69,7 @@ TEST_F(IconFailure, TargetThatCannotBeAllocatedLeavesTheSourceUnlockedAndFreed) 
   ExpectClosed();
 }
 
-TEST_F(IconFailure, GdiPlusThatDoesNotStartIsUsedAndShutDownAllTheSame) {
+TEST_F(IconFailure, GdiPlusIsUsedAndShutDownEvenIfItsStartFailed) {
   const auto names = NamesWhere("GdiplusStartup");
   EXPECT_THAT(names, Contains("GdipSaveImageToStream"));
   EXPECT_THAT(names, Contains("GdiplusShutdown"));
@@ -81,7 +81,7 @@ TEST_F(IconFailure, StreamStaysAfterAFailedSave) {
   ExpectClosed(1);
 }
 
-TEST_F(IconFailure, SaveIsTriedIntoAStreamThatCouldNotBeMade) {
+TEST_F(IconFailure, SaveIsTriedWithoutAStream) {
   EXPECT_THAT(NamesWhere("CreateStreamOnHGlobal"), Contains("GdipSaveImageToStream"));
   ExpectClosed();
 }
@@ -95,12 +95,12 @@ TEST_F(IconFailure, WithoutEncodersTheSaveIsTriedAndFails) {
   }
 }
 
-TEST_F(IconFailure, MemoryThatCannotBeLockedIsNoPictureAndItsStreamIsReleased) {
+TEST_F(IconFailure, MemoryThatCannotBeLockedIsAFailureAndReleasesItsStream) {
   EXPECT_THAT(NamesWhere("GlobalLock"), Contains("IStream_Release"));
   ExpectClosed();
 }
 
-TEST_F(IconFailure, EveryFailingCallLeavesAWholePictureOrNoneAndNothingOpen) {
+TEST_F(IconFailure, EachFailingCallLeavesACompletePictureOrNoneAndNothingOpen) {
   const simulated::Picture whole = Draw();
   const simulated::Picture corner = [&] {
     simulated::Picture cut(48, 48);

@@ -9,7 +9,7 @@ namespace {
 
 class IconListFetch : public Extraction {};
 
-TEST_F(IconListFetch, ComesFirstAndIsNotRepeatedWhenItFailedSoTheShellsOwnIconIsUsed) {
+TEST_F(IconListFetch, IsNotRepeatedAfterAFailureAndTheIconOfTheShellIsUsed) {
   // With 32 bits, the icon of 32 pixels would fail: it has no 48 pixels to lock.
   machine.pictures.displayBits = 24;
   const samples::Drawing drawing = simulated::Pattern(32, 32, false);

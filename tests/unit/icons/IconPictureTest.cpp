@@ -21,7 +21,7 @@ constexpr std::uint32_t kInk = 0xFF3366CC;
 
 class IconPicture : public Extraction {};
 
-TEST_F(IconPicture, CallsAreMadeAndEverythingIsDestroyedInOrder) {
+TEST_F(IconPicture, CallsAreMadeInOrderAndDestroyEverything) {
   MakeProgram({MakePng(Pattern(256, 256, true))});
   Draw();  // fetches the list
   EXPECT_THAT(NamesOf(CallsOf([] { Draw(); })), ElementsAreArray({"SHGetFileInfoW",
@@ -75,7 +75,7 @@ TEST_F(IconPicture, ShellIsAskedForIconAndDisplayName) {
               testing::HasSubstr("(256, 256, 1024, 0x26200a)"));
 }
 
-TEST_F(IconPicture, ColourBitmapGoesBeforeTheMask) {
+TEST_F(IconPicture, ColourBitmapIsDeletedBeforeTheMask) {
   MakeProgram({MakePng(Pattern(256, 256, true))});
   const auto calls = CallsOf([] { Draw(); });
   const auto deleted = CallsTo("DeleteObject", calls);
@@ -85,7 +85,7 @@ TEST_F(IconPicture, ColourBitmapGoesBeforeTheMask) {
   EXPECT_EQ(deleted[0], "DeleteObject(" + colour + ") = 1");
 }
 
-TEST_F(IconPicture, LargeListIsFetchedOnceAProcess) {
+TEST_F(IconPicture, LargeListIsFetchedOncePerProcess) {
   MakeProgram({MakePng(Pattern(256, 256, true))});
   Draw();
   const auto calls = CallsOf([] {
@@ -114,7 +114,7 @@ TEST_F(IconPicture, SmallIconIsCutTo48Pixels) {
   ExpectClosed();
 }
 
-TEST_F(IconPicture, IconOfFewColoursIsOpaqueWhereItShows) {
+TEST_F(IconPicture, IconOfFewColoursIsOpaqueInsideItsMask) {
   Drawing drawing(48, 48, kInk);
   drawing.At(3, 4) = 0;
   for (const std::uint32_t bits : {4U, 8U, 24U}) {
@@ -123,7 +123,7 @@ TEST_F(IconPicture, IconOfFewColoursIsOpaqueWhereItShows) {
   }
 }
 
-TEST_F(IconPicture, ColumnOfOpaqueBlackCutsWhateverElseThereIs) {
+TEST_F(IconPicture, ColumnOfOpaqueBlackCutsThePicture) {
   Drawing drawing(256, 256, kInk);
   for (std::uint32_t y = 49; y < 256; ++y) drawing.At(49, y) = y % 2 == 0 ? 0xFF000000 : 0x80000000;
   MakeProgram({MakePng(drawing)});
@@ -174,7 +174,7 @@ TEST_F(IconPicture, BitmapTooNarrowForTheColumnCannotBeCutTo48) {
   ExpectClosed(1);
 }
 
-TEST_F(IconPicture, IconThatTheListLacksIsTheShellsOwn) {
+TEST_F(IconPicture, IconOfTheShellIsUsedIfTheListHasNone) {
   machine.pictures.displayBits = 24;
   const Drawing drawing = Pattern(32, 32, false);
   MakeProgram({MakeBitmap(drawing, 32)});
@@ -184,7 +184,7 @@ TEST_F(IconPicture, IconThatTheListLacksIsTheShellsOwn) {
   ExpectClosed();
 }
 
-TEST_F(IconPicture, FewerThan32BitsAreDrawnFromTheIconAtItsOwnSize) {
+TEST_F(IconPicture, FewerThan32BitsAreDrawnFromTheIconAtItsSize) {
   machine.pictures.displayBits = 24;
   MakeProgram({MakeBitmap(Drawing(48, 48, kInk), 32)});
   const auto calls = CallsOf([] { EXPECT_EQ(Draw().width, 256U); });
@@ -194,7 +194,7 @@ TEST_F(IconPicture, FewerThan32BitsAreDrawnFromTheIconAtItsOwnSize) {
   ExpectClosed();
 }
 
-TEST_F(IconPicture, FileThatIsNotThereIsAskedForAndNoMore) {
+TEST_F(IconPicture, MissingFileMakesOneCall) {
   const auto names = NamesOf(CallsOf([] { EXPECT_EQ(Draw().width, 0U); }));
   EXPECT_EQ(names.back(), "SHGetFileInfoW");
   ExpectClosed();
@@ -207,7 +207,7 @@ TEST_F(IconPicture, DamagedExecutableHasNoIcon) {
   ExpectClosed();
 }
 
-TEST_F(IconPicture, DamagedLargeImageHasNoIconThoughTheSmallOneIsWhole) {
+TEST_F(IconPicture, DamagedLargeImageHasNoIconEvenWithAGoodSmallImage) {
   samples::IconBytes damaged = MakePng(Pattern(256, 256, true));
   damaged.bytes.resize(damaged.bytes.size() / 2);
   MakeProgram({MakeBitmap(Drawing(32, 32, kInk), 32), damaged});
@@ -215,7 +215,7 @@ TEST_F(IconPicture, DamagedLargeImageHasNoIconThoughTheSmallOneIsWhole) {
   ExpectClosed(1);
 }
 
-TEST_F(IconPicture, ExecutableWithoutIconHasTheCommonOne) {
+TEST_F(IconPicture, ExecutableWithoutIconHasTheCommonIcon) {
   for (const std::string& file : {samples::MakeExecutable({}), std::string("#!"), std::string()}) {
     MakeFile(file);
     EXPECT_EQ(Draw(), simulated::DrawWindow(256));
@@ -227,7 +227,7 @@ TEST_F(IconPicture, ImageLargerThanTheListIsScaledDown) {
   EXPECT_EQ(Draw(), PictureOf(Drawing(256, 256, kInk)));
 }
 
-TEST_F(IconPicture, ChangedFileIsDrawnAfresh) {
+TEST_F(IconPicture, ChangedFileIsDrawnAgain) {
   for (const std::uint32_t ink : {0xFF112233U, 0xFF445566U}) {
     MakeProgram({MakePng(Drawing(256, 256, ink))});
     EXPECT_EQ(Draw().At(0, 0), ink);
@@ -252,7 +252,7 @@ TEST_F(IconPicture, TextOfAnApplicationIsADataUrl) {
   EXPECT_EQ(text.back(), '\0');
 }
 
-TEST_F(IconPicture, PathIsCleanedBeforeTheShellSeesIt) {
+TEST_F(IconPicture, PathIsNormalizedForTheShell) {
   for (const char16_t* source : {u"\"C:\\app.exe\",0", u"  C:\\\\app.exe ,-101", u"C:\\app.exe"}) {
     const auto calls = CallsOf([&] { GetAppIconText(source, true); });
     EXPECT_THAT(CallsTo("SHGetFileInfoW", calls)[0], testing::StartsWith("SHGetFileInfoW(\"C:\\app.exe\", "));

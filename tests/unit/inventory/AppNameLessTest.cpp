@@ -25,7 +25,7 @@ TEST(AppNameLess, ShorterComesBeforeALongerOneThatStartsWithIt) {
   EXPECT_TRUE(AppNameLess(u"", u"a"));
 }
 
-TEST(AppNameLess, NamesThatDifferInAsciiCaseAloneAreEqual) {
+TEST(AppNameLess, NamesThatDifferOnlyInAsciiCaseAreEqual) {
   EXPECT_FALSE(AppNameLess(u"APPLE", u"apple"));
   EXPECT_FALSE(AppNameLess(u"apple", u"APPLE"));
 }
@@ -78,7 +78,7 @@ TEST(AppNameLess, IsAStrictWeakOrdering) {
   }
 }
 
-TEST(AppNameLess, AgreesWithTheOrderWrittenOut) {
+TEST(AppNameLess, AgreesWithASecondImplementation) {
   std::mt19937 random(2);
   const std::vector<std::u16string> names = RandomNames(random, 200);
   for (const std::u16string& a : names) {

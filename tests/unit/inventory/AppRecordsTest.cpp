@@ -54,7 +54,7 @@ TEST(AppRecords, CopiesTheTexts) {
   EXPECT_EQ(list.begin()->DisplayName, u"App");
 }
 
-TEST(AppRecords, KeepsRandomRecordsWhole) {
+TEST(AppRecords, KeepsRandomRecordsUnchanged) {
   std::mt19937 random(1);
   PlainRecords records(20000);
   for (InstalledAppInfo& record : records) {
@@ -70,7 +70,7 @@ TEST(AppRecords, KeepsRandomRecordsWhole) {
   EXPECT_TRUE(Describe(RecordsOf(ListOf(records))) == Describe(records));
 }
 
-TEST(AppRecords, RecordsKeepTheirAddressWhenTheListGrowsIsSortedAndMoves) {
+TEST(AppRecords, RecordsKeepTheirAddressWhenTheListIsAppendedToSortedAndMoved) {
   AppRecords list;
   const AppRecord* const last = &*list.Append(Named(u"z"));
   for (char16_t name = u'a'; name < u'a' + 5000; ++name) list.Append(Named({u'a', name}));
@@ -80,7 +80,7 @@ TEST(AppRecords, RecordsKeepTheirAddressWhenTheListGrowsIsSortedAndMoves) {
   EXPECT_EQ(last->DisplayName, u"z");
 }
 
-TEST(AppRecords, TextsStayWhenTheirRecordIsErased) {
+TEST(AppRecords, TextsOutliveTheirRecord) {
   AppRecords list = ListOf({Named(u"Gone application"), Named(u"App")});
   const std::u16string_view text = list.begin()->DisplayName;
   list.Erase(list.begin());

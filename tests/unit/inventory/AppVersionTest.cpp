@@ -35,7 +35,7 @@ class AppVersion : public OnMachine {
   LogCapture log;
 };
 
-TEST_F(AppVersion, AnInstalledApplicationTellsItsVersion) {
+TEST_F(AppVersion, AnInstalledApplicationHasItsVersion) {
   AddApp(u"App", u"App \u65e5", u"1.2 \u00e9");
   EXPECT_EQ(Version("App \u65e5"), "1.2 \u00e9");
   EXPECT_EQ(Version("App \u65e5", ""), "1.2 \u00e9");
@@ -47,7 +47,7 @@ TEST_F(AppVersion, TheNameMustBeEqualByteForByte) {
   for (const char* name : {"app", "App ", "Ap", ""}) EXPECT_EQ(Version(name), std::nullopt) << name;
 }
 
-TEST_F(AppVersion, OfTwoRecordsOfOneNameTheFirstCounts) {
+TEST_F(AppVersion, TheFirstOfTwoRecordsOfOneNameCounts) {
   AddApp(u"A", u"App", u"1");
   AddApp(u"B", u"App", u"2");
   EXPECT_EQ(Version("App"), "1");
@@ -60,19 +60,19 @@ TEST_F(AppVersion, WithoutAVersionItLooksLikeNotInstalled) {
   EXPECT_THAT(TextOf(log), ElementsAre(kEntryLine, kEntryLine));
 }
 
-TEST_F(AppVersion, AnEmptyInventoryHasNoVersionAndNeverLooksAtTheName) {
+TEST_F(AppVersion, AnEmptyInventoryHasNoVersionAndDoesNotReadTheName) {
   EXPECT_EQ(Version("App"), std::nullopt);
   EXPECT_EQ(Version(nullptr), std::nullopt);
 }
 
 using AppVersionDeathTest = AppVersion;
 
-TEST_F(AppVersionDeathTest, ANullNameFaultsAtTheFirstRecordWithAName) {
+TEST_F(AppVersionDeathTest, ANullNameCrashesAtTheFirstRecordWithAName) {
   AddApp(u"App", u"App", u"1");
   EXPECT_DEATH(Version(nullptr), "");
 }
 
-TEST_F(AppVersion, TheSizeIsComparedWithTheLengthAlone) {
+TEST_F(AppVersion, TheSizeIsComparedWithTheLengthWithoutTheNul) {
   AddApp(u"App", u"App", u"1.2");
   char buffer[8] = "#######";
   std::int32_t size = 4;
@@ -101,12 +101,12 @@ TEST_F(AppVersion, AnyRegistryPathMeansTheMachinesRoot) {
   EXPECT_THAT(TextOf(log), testing::Each(kEntryLine));
 }
 
-TEST_F(AppVersion, AVersionAtTheMachinesRootIsToldForAnyPathAndName) {
+TEST_F(AppVersion, AVersionAtTheMachinesRootIsReturnedForAnyPathAndName) {
   machine.registry.SetText(u"HKEY_LOCAL_MACHINE", u"DisplayVersion", u"9");
   EXPECT_EQ(Version(nullptr, " "), "9");
 }
 
-TEST_F(AppVersion, ARootThatDoesNotOpenIsTold) {
+TEST_F(AppVersion, ARootThatDoesNotOpenIsLogged) {
   machine.faults.FailNth(1, simulated::Faults::Extent::Once, "RegOpenKeyExW");
   EXPECT_EQ(Version("App", " "), std::nullopt);
   EXPECT_THAT(TextOf(log),

@@ -47,7 +47,7 @@ class InventoryCalls : public OnMachine {
   }
 };
 
-TEST_F(InventoryCalls, WithoutTheProductsKeyNothingElseIsAskedFor) {
+TEST_F(InventoryCalls, WithoutTheProductsKeyNoOtherCallIsMade) {
   SetTexts(kUninstall64Path + u"\\App", {{u"DisplayName", u"App"}, {u"UninstallString", u"u"}});
   EXPECT_THAT(CallsOfScan(), ElementsAre("RegOpenKeyExW(HKLM, \"<Products>\", 0, 0x20019) = 2"));
 }
@@ -126,7 +126,7 @@ TEST_F(InventoryCalls, OfAManagedEntryGoThroughItsProduct) {
                                 "RegCloseKey(HKLM\\<Products>) = 0"}));
 }
 
-TEST_F(InventoryCalls, OfAHiveWithoutProductsLeaveUserDataAlone) {
+TEST_F(InventoryCalls, OfAHiveWithoutProductsDoNotOpenUserData) {
   machine.registry.CreateKey(kProductsPath);
   machine.registry.CreateKey(u"HKEY_USERS\\S-1-1");
   machine.registry.CreateKey(kUserData64Path + u"\\S-1-1");
@@ -139,7 +139,7 @@ TEST_F(InventoryCalls, OfAHiveWithoutProductsLeaveUserDataAlone) {
                                          "RegCloseKey(HKLM\\<Products>) = 0"));
 }
 
-TEST_F(InventoryCalls, OfAHiveOpenUserDataInBothViewsAheadAndCloseAtItsEnd) {
+TEST_F(InventoryCalls, OfAHiveOpenBothViewsOfUserDataFirstAndCloseThemLast) {
   machine.registry.CreateKey(kProductsPath);
   machine.registry.CreateKey(u"HKEY_USERS\\S-1-1\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall");
   machine.registry.CreateKey(u"HKEY_USERS\\S-1-1\\Software\\Microsoft\\Installer\\Products\\1");

@@ -24,7 +24,7 @@ class Inventory : public OnMachine {
   }
 };
 
-TEST_F(Inventory, WithoutTheProductsKeyIsEmptyThoughTheUninstallKeysAreFull) {
+TEST_F(Inventory, IsEmptyWithoutTheProductsKey) {
   AddApp(u"App");
   AddApp(u"Other", {}, u"HKEY_USERS\\S-1\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall");
   ASSERT_EQ(ScanInstalledApps().size(), 2U);
@@ -34,7 +34,7 @@ TEST_F(Inventory, WithoutTheProductsKeyIsEmptyThoughTheUninstallKeysAreFull) {
   EXPECT_TRUE(ScanInstalledApps().empty());
 }
 
-TEST_F(Inventory, TellsWhereEachRecordCameFrom) {
+TEST_F(Inventory, HasTheRegistryPathOfEachRecord) {
   AddApp(u"a", {}, kUninstall32Path);
   AddApp(u"b", {}, kUninstall64Path);
   AddApp(u"c", {}, u"HKEY_USERS\\S-1\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall");
@@ -48,7 +48,7 @@ TEST_F(Inventory, TellsWhereEachRecordCameFrom) {
   EXPECT_EQ(apps[2].rootKeyStr, u"HKEY_USERS");
 }
 
-TEST_F(Inventory, CurrentUsersHiveIsReadOnceAndAmongTheUsers) {
+TEST_F(Inventory, CurrentUsersHiveIsReadOnceAsOneOfTheUsers) {
   AddApp(u"App", {}, u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall");
   std::size_t records = 0;
   const auto calls = CallsOf([&] { records = ScanInstalledApps().size(); });
@@ -56,7 +56,7 @@ TEST_F(Inventory, CurrentUsersHiveIsReadOnceAndAmongTheUsers) {
   EXPECT_THAT(calls, testing::Not(testing::Contains(testing::HasSubstr("HKEY_CURRENT_USER"))));
 }
 
-TEST_F(Inventory, IsSortedByNameWithoutRegardToAsciiCase) {
+TEST_F(Inventory, IsSortedByNameIgnoringAsciiCase) {
   for (const char16_t* name :
        {u"cherry", u"Banana", u"zeta2", u"Zeta", u"\u00c9clair", u"apple", u"\u65e5"}) {
     AddApp(name);
@@ -65,7 +65,7 @@ TEST_F(Inventory, IsSortedByNameWithoutRegardToAsciiCase) {
               ElementsAre(u"apple", u"Banana", u"cherry", u"Zeta", u"zeta2", u"\u00c9clair", u"\u65e5"));
 }
 
-TEST_F(Inventory, OrderOfLongAndLikeNamesIsThatOfTheRule) {
+TEST_F(Inventory, LongAndSimilarNamesAreSortedByTheRule) {
   std::mt19937 random(1);
   std::vector<std::u16string> expected;
   for (char16_t entry = 0; entry < 300; ++entry) {
@@ -81,7 +81,7 @@ TEST_F(Inventory, OrderOfLongAndLikeNamesIsThatOfTheRule) {
   EXPECT_EQ(NamesOf(RecordsOf(ScanInstalledApps())), expected);
 }
 
-TEST_F(Inventory, MachinesEntryMeetsTheUsersOfTheSameName) {
+TEST_F(Inventory, EntryOfAUserMergesWithTheMachinesOfItsName) {
   AddApp(u"App", {{u"DisplayVersion", u"1"}, {u"InstallDate", u"20240101"}});
   SetTexts(u"HKEY_USERS\\S-1\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\{no-guid}",
            {{u"DisplayName", u"App"}, {u"WindowsInstaller", u"1"}, {u"InstallLocation", u"C:\\App"}});
@@ -130,7 +130,7 @@ TEST_F(Inventory, ListWithoutIconsMakesNoCallForThem) {
   EXPECT_GT(callsWith(true), 20);
 }
 
-TEST_F(Inventory, IconFileIsTheSameEitherWay) {
+TEST_F(Inventory, IconFileIsTheSameWithAndWithoutIcons) {
   AddApp(u"App", {{u"DisplayIcon", u"\"C:\\App\\app.ico\",0"}});
   for (const bool includeIcons : {false, true}) {
     const auto apps = GetInstalledApps(includeIcons);
@@ -139,7 +139,7 @@ TEST_F(Inventory, IconFileIsTheSameEitherWay) {
   }
 }
 
-TEST_F(Inventory, IsReadAfreshAtEveryCall) {
+TEST_F(Inventory, IsReadAnewAtEachCall) {
   EXPECT_TRUE(ScanInstalledApps().empty());
   AddApp(u"App");
   EXPECT_EQ(ScanInstalledApps().size(), 1U);
@@ -147,7 +147,7 @@ TEST_F(Inventory, IsReadAfreshAtEveryCall) {
   EXPECT_TRUE(ScanInstalledApps().empty());
 }
 
-TEST_F(Inventory, TenThousandEntriesOfOneNameAreAllThere) {
+TEST_F(Inventory, TenThousandEntriesOfOneNameAreAllListed) {
   for (int entry = 0; entry < 10000; ++entry) {
     const std::string number = std::to_string(entry);
     SetTexts(kUninstall64Path + u"\\" + std::u16string(number.begin(), number.end()),
@@ -156,7 +156,7 @@ TEST_F(Inventory, TenThousandEntriesOfOneNameAreAllThere) {
   EXPECT_EQ(ScanInstalledApps().size(), 10000U);
 }
 
-TEST_F(Inventory, OddNamesAndValuesPassThrough) {
+TEST_F(Inventory, UnusualNamesAndValuesAreKept) {
   const std::u16string lone = {u'L', char16_t{0xDC00}};
   const std::u16string longest(255, u'k');
   SetTexts(kUninstall64Path + u"\\" + longest, {{u"DisplayName", lone}, {u"UninstallString", u"u"}});
@@ -169,7 +169,7 @@ TEST_F(Inventory, OddNamesAndValuesPassThrough) {
   EXPECT_TRUE(apps[0].subKeyPath.ends_with(longest));
 }
 
-TEST_F(Inventory, RecordWhoseNameConvertsToNothingIsFoundByNoName) {
+TEST_F(Inventory, RecordWithANameThatDoesNotConvertIsNeverFound) {
   AddApp(u"App");
   machine.faults.FailNth(1, simulated::Faults::Extent::Onwards, "WideCharToMultiByte");
   const AppRecord* const app = FindInstalledApp("");
@@ -180,7 +180,7 @@ TEST_F(Inventory, RecordWhoseNameConvertsToNothingIsFoundByNoName) {
 
 class AppIconByName : public Inventory {};
 
-TEST_F(AppIconByName, IsThatOfTheFirstRecordWithExactlyThisName) {
+TEST_F(AppIconByName, IsTheIconOfTheFirstRecordWithExactlyThisName) {
   AddApp(u"App", {{u"DisplayIcon", u"C:\\narrow.ico"}}, kUninstall32Path);
   AddApp(u"App", {{u"DisplayIcon", u"C:\\wide.ico"}});
   EXPECT_EQ(GetAppIconByName(u"App"), "C:\\narrow.ico");
@@ -196,12 +196,12 @@ TEST_F(AppIconByName, WithoutAnIconIsEmpty) {
   EXPECT_EQ(GetAppIconByName(u"App"), "");
 }
 
-TEST_F(AppIconByName, ExecutableThatIsNotThereIsEmpty) {
+TEST_F(AppIconByName, MissingExecutableIsEmpty) {
   AddApp(u"App", {{u"DisplayIcon", u"C:\\None\\none.exe"}});
   EXPECT_EQ(GetAppIconByName(u"App"), "");
 }
 
-TEST_F(AppIconByName, DrawsNoOthersIcon) {
+TEST_F(AppIconByName, DrawsNoOtherIcon) {
   for (const std::u16string name : {u"App", u"Neighbour", u"Other"}) {
     machine.drives.AddFile(u"C:\\" + name + u".exe");
     AddApp(name, {{u"DisplayIcon", u"C:\\" + name + u".exe"}});
@@ -211,14 +211,14 @@ TEST_F(AppIconByName, DrawsNoOthersIcon) {
   EXPECT_THAT(drawn, ElementsAre(testing::StartsWith("SHGetFileInfoW(\"C:\\Neighbour.exe\"")));
 }
 
-TEST_F(AppIconByName, LookUpOfAnApplicationDrawsNone) {
+TEST_F(AppIconByName, LookUpOfAnApplicationDrawsNoIcon) {
   machine.drives.AddFile(u"C:\\app.exe");
   AddApp(u"App", {{u"DisplayIcon", u"C:\\app.exe"}});
   EXPECT_THAT(CallsOf([] { EXPECT_NE(FindInstalledApp("App"), nullptr); }),
               testing::Not(testing::Contains(testing::StartsWith("SHGetFileInfoW("))));
 }
 
-TEST_F(AppIconByName, AsksForOneWholeScan) {
+TEST_F(AppIconByName, MakesOneScan) {
   AddApp(u"App", {{u"DisplayIcon", u"C:\\app.ico"}});
   const auto isOpenOfProducts = [](const std::string& call) {
     return call.find("\"Software\\Classes\\Installer\\Products\"") != std::string::npos;

@@ -46,7 +46,7 @@ TEST_F(UserHives, UninstallKeyOfEachHiveGivesRecordsOfUnknownView) {
   EXPECT_EQ(list[1].architecture, 0);
 }
 
-TEST_F(UserHives, EveryNameBelowTheUsersIsTakenAsAHive) {
+TEST_F(UserHives, EachNameBelowHkeyUsersIsAHive) {
   machine.registry.CreateKey(u"HKEY_USERS\\.DEFAULT");
   machine.registry.CreateKey(u"HKEY_USERS\\S-1-5-21-1_Classes");
   std::vector<std::string> opened;
@@ -106,7 +106,7 @@ TEST_F(UserHives, EmptyProductValuesFallBackToTheProperties) {
   EXPECT_EQ(list[0].UninstallString, u"");
 }
 
-TEST_F(UserHives, NameAndIconOfThePropertiesAreReadThoughTheProductHasBoth) {
+TEST_F(UserHives, NameAndIconOfThePropertiesAreReadEvenIfTheProductHasBoth) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}, {u"ProductIcon", u"product.ico"}});
   machine.registry.CreateKey(Properties(kHive));
   const auto calls = CallsOf([] { ScanHives(); });
@@ -115,7 +115,7 @@ TEST_F(UserHives, NameAndIconOfThePropertiesAreReadThoughTheProductHasBoth) {
   }
 }
 
-TEST_F(UserHives, ProductBelowTheMachinesSidAloneYieldsNothing) {
+TEST_F(UserHives, ProductOnlyBelowTheMachinesSidYieldsNoRecord) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(Properties(u"S-1-5-18"));
   EXPECT_TRUE(ScanHives().empty());
@@ -134,7 +134,7 @@ TEST_F(UserHives, FirstSidThatYieldsARecordWins) {
   EXPECT_THAT(NamesOf(ScanHives()), ElementsAre(u"Second"));
 }
 
-TEST_F(UserHives, SidWithASystemComponentIsPassedOver) {
+TEST_F(UserHives, SidWithASystemComponentIsSkipped) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   machine.registry.SetNumber(Properties(u"S-1-5-21-2"), u"SystemComponent", 1);
   EXPECT_TRUE(ScanHives().empty());
@@ -192,7 +192,7 @@ TEST_F(UserHives, MachinesSidIsComparedExactly) {
   EXPECT_EQ(ScanHives().size(), 1U);
 }
 
-TEST_F(UserHives, BothViewsOfUserDataGiveARecordEach) {
+TEST_F(UserHives, EachViewOfUserDataYieldsARecord) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(Properties(kHive));
   machine.registry.CreateKey(Properties(kHive, kCode, kUserData32Path));
@@ -211,7 +211,7 @@ TEST_F(UserHives, UserDataInOneViewIsScannedInThatView) {
   EXPECT_EQ(list[0].architecture, 1);
 }
 
-TEST_F(UserHives, KeyThatCannotBeOpenedNarrowsTheSearch) {
+TEST_F(UserHives, KeyThatCannotBeOpenedIsSkipped) {
   SetTexts(Product(kHive), {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(Properties(u"S-1-5-21-2"));
   machine.registry.CreateKey(Properties(u"S-1-5-21-3"));
@@ -223,7 +223,7 @@ TEST_F(UserHives, KeyThatCannotBeOpenedNarrowsTheSearch) {
   EXPECT_TRUE(ScanHives().empty());
 }
 
-TEST_F(UserHives, SidsAreListedAgainForEveryPackedCode) {
+TEST_F(UserHives, SidsAreListedAgainForEachPackedCode) {
   for (const char16_t* code : {u"A", u"B", u"C"}) machine.registry.CreateKey(Product(kHive, code));
   machine.registry.CreateKey(kUserData64Path);
   const std::string listing =

@@ -9,7 +9,7 @@
 namespace kestrelbay {
 namespace {
 
-TEST(InventoryProperty, OfRandomRegistriesIsWhatTheRulesWrittenOutMakeOfThem) {
+TEST(InventoryProperty, OfRandomRegistriesEqualsASecondImplementation) {
   std::size_t records = 0;
   for (std::uint32_t seed = 0; seed < 2500; ++seed) {
     RandomRegistry random(seed);

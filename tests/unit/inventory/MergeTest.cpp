@@ -44,26 +44,26 @@ InstalledAppInfo Second() {
   return record;
 }
 
-TEST(AddOrMergeApp, AppendsANameThatIsNotThere) {
+TEST(AddOrMergeApp, AppendsANewName) {
   InstalledAppInfo other = Full();
   other.DisplayName = u"Other";
   EXPECT_EQ(Describe(ListOf({Full(), other})), Describe(PlainRecords{Full(), other}));
 }
 
-TEST(AddOrMergeApp, NamesThatDifferInCaseAloneAreDifferent) {
+TEST(AddOrMergeApp, NamesThatDifferOnlyInCaseAreDifferent) {
   InstalledAppInfo other = Full();
   other.DisplayName = u"APP";
   EXPECT_EQ(ListOf({Full(), other}).size(), 2U);
 }
 
-TEST(AddOrMergeApp, MergedRecordIsTheNewcomerAtTheEarlierOnesPlaceInTheRegistry) {
+TEST(AddOrMergeApp, MergedRecordIsTheNewOneWithTheRegistryPathOfTheEarlier) {
   InstalledAppInfo merged = Second();
   merged.rootKeyStr = u"HKEY_LOCAL_MACHINE";
   merged.subKeyPath = u"Uninstall\\First";
   EXPECT_EQ(Describe(ListOf({Full(), Second()})), Describe(PlainRecords{merged}));
 }
 
-TEST(AddOrMergeApp, DateTimeAndIconTextAreTheNewcomersEvenIfEmpty) {
+TEST(AddOrMergeApp, DateTimeAndIconTextAreThoseOfTheNewRecordEvenIfEmpty) {
   InstalledAppInfo first = Full();
   first.IconText = "icon";
   InstalledAppInfo second = Second();
@@ -76,7 +76,7 @@ TEST(AddOrMergeApp, DateTimeAndIconTextAreTheNewcomersEvenIfEmpty) {
   EXPECT_EQ(list[0].IconText, "");
 }
 
-TEST(AddOrMergeApp, MergedRecordStandsAtTheEndAndTheOthersMoveUp) {
+TEST(AddOrMergeApp, MergedRecordIsAtTheEndOfTheList) {
   InstalledAppInfo other = Full();
   other.DisplayName = u"Other";
   InstalledAppInfo third = Full();
@@ -84,7 +84,7 @@ TEST(AddOrMergeApp, MergedRecordStandsAtTheEndAndTheOthersMoveUp) {
   EXPECT_THAT(NamesOf(ListOf({Full(), other, third, Second()})), ElementsAre(u"Other", u"Third", u"App"));
 }
 
-TEST(AddOrMergeApp, PlaceIsKeptUnlessTheEarlierHasBothParts) {
+TEST(AddOrMergeApp, RegistryPathIsKeptUnlessTheEarlierHasRootAndPath) {
   for (auto field : {&InstalledAppInfo::rootKeyStr, &InstalledAppInfo::subKeyPath}) {
     InstalledAppInfo first = Full();
     first.*field = u"";
@@ -110,7 +110,7 @@ TEST(AddOrMergeApp, UnknownViewTakesTheOther) {
   EXPECT_EQ(ListOf({unknown, Full()})[0].architecture, 2);
 }
 
-TEST(AddOrMergeApp, ViewOfTheMachineMeetsThePlaceOfAUser) {
+TEST(AddOrMergeApp, MergedRecordMayHaveTheMachinesViewAndAUsersPath) {
   InstalledAppInfo user = Second();
   user.architecture = 0;
   const PlainRecords list = ListOf({user, Full()});
@@ -133,7 +133,7 @@ TEST_P(AgreeingText, ThatDiffersKeepsTwoRecords) {
   EXPECT_EQ(Describe(ListOf({Full(), second})), Describe(PlainRecords{Full(), second}));
 }
 
-TEST_P(AgreeingText, ThatDiffersInCaseAloneKeepsTwoRecords) {
+TEST_P(AgreeingText, ThatDiffersOnlyInCaseKeepsTwoRecords) {
   InstalledAppInfo first = Full();
   first.*GetParam() = u"text";
   InstalledAppInfo second = Second();
@@ -141,7 +141,7 @@ TEST_P(AgreeingText, ThatDiffersInCaseAloneKeepsTwoRecords) {
   EXPECT_EQ(ListOf({first, second}).size(), 2U);
 }
 
-TEST_P(AgreeingText, ThatTheNewcomerLacksIsTakenFromTheEarlier) {
+TEST_P(AgreeingText, MissingInTheNewRecordIsTakenFromTheEarlier) {
   InstalledAppInfo second = Second();
   second.*GetParam() = u"";
   const PlainRecords list = ListOf({Full(), second});
@@ -149,7 +149,7 @@ TEST_P(AgreeingText, ThatTheNewcomerLacksIsTakenFromTheEarlier) {
   EXPECT_EQ(list[0].*GetParam(), Full().*GetParam());
 }
 
-TEST_P(AgreeingText, ThatTheEarlierLacksIsTheNewcomers) {
+TEST_P(AgreeingText, MissingInTheEarlierStaysAsInTheNewRecord) {
   InstalledAppInfo first = Full();
   first.*GetParam() = u"";
   const PlainRecords list = ListOf({first, Second()});
@@ -162,7 +162,7 @@ InstalledAppInfo WithUninstall(InstalledAppInfo record, std::u16string command) 
   return record;
 }
 
-TEST(AddOrMergeApp, KeepsTwoRecordsWhenBothBringAnUninstallCommand) {
+TEST(AddOrMergeApp, KeepsTwoRecordsWhenBothHaveAnUninstallCommand) {
   EXPECT_EQ(ListOf({WithUninstall(Full(), u"u.exe"), WithUninstall(Second(), u"v.exe")}).size(), 2U);
   EXPECT_EQ(ListOf({WithUninstall(Full(), u"u.exe"), WithUninstall(Second(), u"u.exe")}).size(), 2U);
 }
@@ -182,7 +182,7 @@ TEST(AddOrMergeApp, OneUninstallCommandServesBoth) {
   }
 }
 
-TEST(AddOrMergeApp, KeepsWhatItTookBeforeADisagreement) {
+TEST(AddOrMergeApp, KeepsTheFieldsTakenBeforeADisagreement) {
   InstalledAppInfo second = Second();
   second.architecture = 0;
   second.DisplayIcon = u"";
@@ -206,7 +206,7 @@ TEST(AddOrMergeApp, CommandsThatDisagreeKeepTheVersionTaken) {
   EXPECT_EQ(list[1].UninstallString, u"v.exe");
 }
 
-TEST(AddOrMergeApp, TakesNothingBehindADisagreement) {
+TEST(AddOrMergeApp, TakesNoFieldAfterADisagreement) {
   InstalledAppInfo second = Second();
   second.DisplayIcon = u"different";
   second.InstallLocation = u"";
@@ -218,7 +218,7 @@ TEST(AddOrMergeApp, TakesNothingBehindADisagreement) {
   EXPECT_EQ(list[1].UninstallString, u"");
 }
 
-TEST(AddOrMergeApp, OnlyTheFirstOfANameIsLookedAt) {
+TEST(AddOrMergeApp, OnlyTheFirstOfANameIsCompared) {
   InstalledAppInfo narrow = Full();
   narrow.architecture = 1;
   // It agrees with the second record of the name, but only the first one is compared.
@@ -238,7 +238,7 @@ TEST(AddOrMergeApp, AfterAMergeTheNextOneIsTheFirstOfTheName) {
   EXPECT_EQ(list[1].architecture, 2);
 }
 
-TEST(AddOrMergeApp, ChainOfMergesKeepsTheFirstPlace) {
+TEST(AddOrMergeApp, ChainOfMergesKeepsTheFirstRegistryPath) {
   PlainRecords records;
   for (char16_t number = u'a'; number <= u'z'; ++number) {
     records.push_back(Second());
@@ -251,7 +251,7 @@ TEST(AddOrMergeApp, ChainOfMergesKeepsTheFirstPlace) {
   EXPECT_EQ(list[0].InstallDate, u"z");
 }
 
-TEST(AddOrMergeApp, TenThousandOfOneNameStayOrMergeAsTheySay) {
+TEST(AddOrMergeApp, TenThousandOfOneNameStayOrMergeByTheRule) {
   constexpr std::size_t kCount = 10000;
   EXPECT_EQ(ListOf(PlainRecords(kCount, WithUninstall(Full(), u"u.exe"))).size(), kCount);
   EXPECT_EQ(ListOf(PlainRecords(kCount, Full())).size(), 1U);
@@ -272,7 +272,7 @@ InstalledAppInfo RandomRecord(std::mt19937& random) {
           .LastWriteTime = one({u"1", u"2", u"3"})};
 }
 
-TEST(AddOrMergeApp, RandomListsAreWhatTheRuleWrittenOutMakesOfThem) {
+TEST(AddOrMergeApp, RandomListsEqualASecondImplementation) {
   for (std::uint32_t seed = 0; seed < 4000; ++seed) {
     std::mt19937 random(seed);
     PlainRecords records(random() % 12);

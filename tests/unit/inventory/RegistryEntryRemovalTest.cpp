@@ -18,10 +18,10 @@ const char* const kStartedLine = "InstalledApps 3 DeleteAppRegistryInfo: delete 
 const char* const kNotStartedLine = "InstalledApps 3 DeleteAppRegistryInfo: delete registry by cmd failed.";
 const char* const kFoundLine = "InstalledApps 3 DeleteAppRegistryInfo: find registry of App.";
 
-class Removal : public OnMachine {
+class EntryRemoval : public OnMachine {
  protected:
-  Removal() { machine.registry.CreateKey(kProductsPath); }
-  ~Removal() override { machine.programs.WaitForAll(); }
+  EntryRemoval() { machine.registry.CreateKey(kProductsPath); }
+  ~EntryRemoval() override { machine.programs.WaitForAll(); }
 
   /** Creates an entry that is listed. @return its whole path */
   std::u16string AddEntry(const std::u16string& parent, const std::u16string& key,
@@ -44,13 +44,13 @@ class Removal : public OnMachine {
   LogCapture log;
 };
 
-TEST_F(Removal, AnUnknownNameIsTold) {
+TEST_F(EntryRemoval, AnUnknownNameIsLogged) {
   AddEntry(kUninstall64Path, u"App");
   EXPECT_FALSE(DeleteAppRegistryInfo(u"Other"));
   EXPECT_THAT(TextOf(log), ElementsAre(kNotFoundLine));
 }
 
-TEST_F(Removal, ANameInAnotherCaseIsUnknown) {
+TEST_F(EntryRemoval, ANameInOtherCaseIsUnknown) {
   const std::u16string entry = AddEntry(kUninstall64Path, u"App");
   EXPECT_FALSE(DeleteAppRegistryInfo(u"app"));
   EXPECT_FALSE(DeleteAppRegistryInfo(u"App "));
@@ -58,14 +58,14 @@ TEST_F(Removal, ANameInAnotherCaseIsUnknown) {
   EXPECT_TRUE(IsThere(entry));
 }
 
-TEST_F(Removal, WhatTheInventoryHidesCannotBeRemoved) {
+TEST_F(EntryRemoval, AnEntryThatIsNotListedCannotBeRemoved) {
   const std::u16string entry = AddEntry(kUninstall64Path, u"App");
   machine.registry.SetNumber(entry, u"SystemComponent", 1);
   EXPECT_FALSE(DeleteAppRegistryInfo(u"App"));
   EXPECT_TRUE(IsThere(entry));
 }
 
-TEST_F(Removal, AnEntryOf64BitsGoesWithAllBelowIt) {
+TEST_F(EntryRemoval, AnEntryOf64BitsIsDeletedWithItsSubkeys) {
   const std::u16string entry = AddEntry(kUninstall64Path, u"App");
   machine.registry.CreateKey(entry + u"\\One\\Deep");
   machine.registry.CreateKey(entry + u"\\Two");
@@ -76,7 +76,7 @@ TEST_F(Removal, AnEntryOf64BitsGoesWithAllBelowIt) {
   EXPECT_THAT(Commands(), ElementsAre());
 }
 
-TEST_F(Removal, ChildrenGoDepthFirstAndTheKeyLast) {
+TEST_F(EntryRemoval, ChildrenAreDeletedDepthFirstAndTheKeyLast) {
   const std::u16string entry = AddEntry(kUninstall64Path, u"App");
   machine.registry.CreateKey(entry + u"\\One\\Deep");
   std::vector<std::string> deleted;
@@ -89,7 +89,7 @@ TEST_F(Removal, ChildrenGoDepthFirstAndTheKeyLast) {
   EXPECT_THAT(deleted[2], testing::HasSubstr("Uninstall\\App\""));
 }
 
-TEST_F(Removal, AnEntryOf64BitsWithoutTheRightIsLeftToTheCommand) {
+TEST_F(EntryRemoval, AnEntryOf64BitsWithoutTheRightGoesToTheCommand) {
   const std::u16string entry = AddEntry(kUninstall64Path, u"App");
   machine.registry.Deny(entry, kDelete);
   const auto calls = CallsOf([] { EXPECT_TRUE(DeleteAppRegistryInfo(u"App")); });
@@ -102,14 +102,14 @@ TEST_F(Removal, AnEntryOf64BitsWithoutTheRightIsLeftToTheCommand) {
   EXPECT_THAT(TextOf(log), ElementsAre(kFoundLine, kStartedLine));
 }
 
-TEST_F(Removal, ACommandThatIsRefusedIsAFailure) {
+TEST_F(EntryRemoval, ACommandThatIsRefusedIsAFailure) {
   machine.registry.Deny(AddEntry(kUninstall64Path, u"App"), kDelete);
   machine.elevationGranted = false;
   EXPECT_FALSE(DeleteAppRegistryInfo(u"App"));
   EXPECT_THAT(TextOf(log), ElementsAre(kFoundLine, kNotStartedLine));
 }
 
-TEST_F(Removal, ACommandWithoutAProcessOfItsOwnIsAFailure) {
+TEST_F(EntryRemoval, ACommandWithoutAProcessIsAFailure) {
   machine.registry.Deny(AddEntry(kUninstall64Path, u"App"), kDelete);
   machine.programs.Set(u"reg.exe", {.givesHandle = false});
   EXPECT_FALSE(DeleteAppRegistryInfo(u"App"));
@@ -117,7 +117,7 @@ TEST_F(Removal, ACommandWithoutAProcessOfItsOwnIsAFailure) {
   EXPECT_EQ(machine.programs.Starts().size(), 1U);
 }
 
-TEST_F(Removal, AnEntryOf32BitsCountsAsGoneAndStays) {
+TEST_F(EntryRemoval, AnEntryOf32BitsCountsAsDeletedAndStays) {
   const std::u16string entry = AddEntry(kUninstall32Path, u"App");
   EXPECT_TRUE(DeleteAppRegistryInfo(u"App"));
   EXPECT_TRUE(IsThere(entry));
@@ -125,7 +125,7 @@ TEST_F(Removal, AnEntryOf32BitsCountsAsGoneAndStays) {
   EXPECT_THAT(Commands(), ElementsAre());
 }
 
-TEST_F(Removal, ForAnEntryOf32BitsAKeyOfThatPathIn64BitsGoesInstead) {
+TEST_F(EntryRemoval, ForAnEntryOf32BitsTheKeyOfItsPathIn64BitsIsDeleted) {
   const std::u16string entry = AddEntry(kUninstall32Path, u"App");
   machine.registry.CreateKey(kUninstall64Path + u"\\App");
   EXPECT_TRUE(DeleteAppRegistryInfo(u"App"));
@@ -133,7 +133,7 @@ TEST_F(Removal, ForAnEntryOf32BitsAKeyOfThatPathIn64BitsGoesInstead) {
   EXPECT_FALSE(IsThere(kUninstall64Path + u"\\App"));
 }
 
-TEST_F(Removal, AnEntryOfAUserCountsAsGoneAndStays) {
+TEST_F(EntryRemoval, AnEntryOfAUserCountsAsDeletedAndStays) {
   const std::u16string entry =
       AddEntry(u"HKEY_USERS\\S-1-5-21-1\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall", u"App");
   EXPECT_TRUE(DeleteAppRegistryInfo(u"App"));
@@ -141,7 +141,7 @@ TEST_F(Removal, AnEntryOfAUserCountsAsGoneAndStays) {
   EXPECT_THAT(TextOf(log), ElementsAre(kFoundLine));
 }
 
-TEST_F(Removal, AKeyThatCanNeitherBeDeletedNorOpenedCountsAsGone) {
+TEST_F(EntryRemoval, AKeyThatCanNeitherBeDeletedNorOpenedCountsAsDeleted) {
   const std::u16string entry = AddEntry(kUninstall64Path, u"App");
   // Reading is denied between the scan and the removal.
   machine.registry.Deny(entry, kDelete);
@@ -158,7 +158,7 @@ TEST_F(Removal, AKeyThatCanNeitherBeDeletedNorOpenedCountsAsGone) {
   EXPECT_THAT(TextOf(own), ElementsAre(kFoundLine));
 }
 
-TEST_F(Removal, AChildThatCannotBeDeletedKeepsItsLaterSiblings) {
+TEST_F(EntryRemoval, AChildThatCannotBeDeletedKeepsItsLaterSiblings) {
   const std::u16string entry = AddEntry(kUninstall64Path, u"App");
   for (const char16_t* child : {u"\\A", u"\\B", u"\\C"}) machine.registry.CreateKey(entry + child);
   machine.registry.Deny(entry + u"\\B", kDelete);
@@ -169,7 +169,7 @@ TEST_F(Removal, AChildThatCannotBeDeletedKeepsItsLaterSiblings) {
   EXPECT_THAT(TextOf(log), ElementsAre(kFoundLine, kStartedLine));
 }
 
-TEST_F(Removal, ABlankInTheKeysNameIsNotQuoted) {
+TEST_F(EntryRemoval, ABlankInTheKeysNameIsNotQuoted) {
   const std::u16string entry = AddEntry(kUninstall64Path, u"My App", u"My App");
   machine.registry.Deny(entry, kDelete);
   EXPECT_TRUE(DeleteAppRegistryInfo(u"My App"));
@@ -180,7 +180,7 @@ TEST_F(Removal, ABlankInTheKeysNameIsNotQuoted) {
   EXPECT_TRUE(IsThere(entry));
 }
 
-TEST_F(Removal, OfRecordsOfOneNameExactlyTheFirstInTheListGoes) {
+TEST_F(EntryRemoval, OnlyTheFirstRecordOfANameIsRemoved) {
   for (const char16_t* key : {u"KeyB", u"KeyA", u"KeyC"}) AddEntry(kUninstall64Path, key);
   const auto listed = [] {
     const AppRecords apps = ScanInstalledApps();
@@ -197,7 +197,7 @@ TEST_F(Removal, OfRecordsOfOneNameExactlyTheFirstInTheListGoes) {
   EXPECT_THAT(listed(), ElementsAre(u"KeyC"));
 }
 
-TEST_F(Removal, ANameBeyondLatinLettersLeavesTheFoundLineEmpty) {
+TEST_F(EntryRemoval, ANameOutsideLatin1LeavesItsLogRecordEmpty) {
   AddEntry(kUninstall64Path, u"\u65e5", u"\u65e5");
   EXPECT_TRUE(DeleteAppRegistryInfo(u"\u65e5"));
   EXPECT_THAT(TextOf(log), ElementsAre("InstalledApps 3 DeleteAppRegistryInfo: "));

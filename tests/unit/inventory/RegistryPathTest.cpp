@@ -17,7 +17,7 @@ class RegistryPaths : public OnMachine {
   }
 };
 
-TEST_F(RegistryPaths, TheRootStandsBeforeTheFirstBackslash) {
+TEST_F(RegistryPaths, TheRootIsBeforeTheFirstBackslash) {
   machine.registry.CreateKey(u"HKEY_LOCAL_MACHINE\\Software\\App");
   machine.registry.CreateKey(u"HKEY_CURRENT_USER\\Software\\App");
   EXPECT_EQ(Opened("HKEY_LOCAL_MACHINE\\Software\\App"), u"HKEY_LOCAL_MACHINE|Software\\App");
@@ -36,7 +36,7 @@ TEST_F(RegistryPaths, DoubledBackslashesCountAsOne) {
   EXPECT_EQ(Opened("HKEY_LOCAL_MACHINE\\\\Software\\\\App"), u"HKEY_LOCAL_MACHINE|Software\\App");
 }
 
-TEST_F(RegistryPaths, ATextWithoutABackslashIsRootAndPathAlike) {
+TEST_F(RegistryPaths, ATextWithoutABackslashIsRootAndPath) {
   machine.registry.CreateKey(u"HKEY_LOCAL_MACHINE\\Alone");
   EXPECT_EQ(Opened("Alone"), u"HKEY_LOCAL_MACHINE|Alone");
   EXPECT_EQ(Opened("HKEY_LOCAL_MACHINE"), u"nothing");
@@ -48,9 +48,7 @@ TEST_F(RegistryPaths, TheEmptyTextIsTheMachinesRootIn64Bits) {
               testing::Contains(testing::StartsWith("RegOpenKeyExW(HKEY_LOCAL_MACHINE, \"\", 0, 0x20119")));
 }
 
-TEST_F(RegistryPaths, WhatIsNotThereDoesNotOpen) {
-  EXPECT_EQ(Opened("HKEY_LOCAL_MACHINE\\None"), u"nothing");
-}
+TEST_F(RegistryPaths, AMissingKeyDoesNotOpen) { EXPECT_EQ(Opened("HKEY_LOCAL_MACHINE\\None"), u"nothing"); }
 
 }  // namespace
 }  // namespace kestrelbay

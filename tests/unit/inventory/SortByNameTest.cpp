@@ -30,7 +30,7 @@ std::vector<std::u16string> SortedNames(const std::vector<std::u16string>& names
   return NamesOf(Sorted(records));
 }
 
-TEST(SortByName, OfNothingIsEmpty) { EXPECT_THAT(SortedNames({}), ElementsAre()); }
+TEST(SortByName, OfAnEmptyListIsEmpty) { EXPECT_THAT(SortedNames({}), ElementsAre()); }
 
 TEST(SortByName, KeepsTheOrderOfEqualNames) {
   EXPECT_THAT(SortedNames({u"Same name", u"same NAME", u"Other", u"SAME name"}),

@@ -29,7 +29,7 @@ TEST(PackProductCode, KeepsTheCase) {
   EXPECT_EQ(PackProductCode(u"{12345678-abcd-Ef01-2345-6789abcdef01}"), u"87654321dcba10fE32547698badcfe10");
 }
 
-TEST(PackProductCode, TextOfAnotherFormHasNone) {
+TEST(PackProductCode, TextOfAnotherFormIsEmpty) {
   for (const char16_t* text :
        {u"", u"App", u"KB123456", u"----", u"{1-2-3-4}", u"{1-2-3-44-55-66}",
         u"{12345678-ABCD-EF01-234-6789ABCDEF01}", u"{12345678-ABCD-EF01-2345-6789ABCDEF0}"}) {
@@ -37,7 +37,7 @@ TEST(PackProductCode, TextOfAnotherFormHasNone) {
   }
 }
 
-TEST(JudgeUpdate, KnowsKnowledgeBaseNamesByTheWholeName) {
+TEST(JudgeUpdate, ComparesTheWholeNameWithTheFormOfAKnowledgeBaseName) {
   EXPECT_EQ(JudgeUpdate(u"KB123456", u"", u""), Verdict::KnowledgeBaseName);
   EXPECT_EQ(JudgeUpdate(u"KB000000", u"", u""), Verdict::KnowledgeBaseName);
   for (const char16_t* name : {u"KB1234567", u"KB12345", u"kb123456", u"Windows6.1-KB123456", u"KB12345a",
@@ -52,7 +52,7 @@ TEST(JudgeUpdate, AnyParentKeyNameCounts) {
   EXPECT_EQ(JudgeUpdate(u"App", u"", u""), Verdict::Accepted);
 }
 
-TEST(JudgeUpdate, ThreeReleaseTypesCountExactly) {
+TEST(JudgeUpdate, ComparesThreeReleaseTypesExactly) {
   for (const char16_t* type : {u"Security Update", u"Update Rollup", u"Hotfix"}) {
     EXPECT_EQ(JudgeUpdate(u"App", u"", type), Verdict::UpdateRelease);
   }
@@ -62,7 +62,7 @@ TEST(JudgeUpdate, ThreeReleaseTypesCountExactly) {
   }
 }
 
-TEST(JudgeUpdate, NamesComeBeforeParentsAndTheseBeforeReleases) {
+TEST(JudgeUpdate, ChecksNameThenParentThenRelease) {
   EXPECT_EQ(JudgeUpdate(u"KB123456", u"Parent", u"Hotfix"), Verdict::KnowledgeBaseName);
   EXPECT_EQ(JudgeUpdate(u"App", u"Parent", u"Hotfix"), Verdict::HasParent);
 }
@@ -85,7 +85,7 @@ class ManagedEntry : public OnMachine {
   }
 };
 
-TEST_F(ManagedEntry, ProductKeyGivesNameAndIconFirst) {
+TEST_F(ManagedEntry, NameAndIconOfTheProductKeyPrecede) {
   SetTexts(kProductsPath + u"\\" + kPacked, {{u"ProductName", u"Product"}, {u"ProductIcon", u"product.ico"}});
   machine.registry.SetLastWriteTime(kProductsPath + u"\\" + kPacked, 1);
   const InstalledAppInfo app = ScanEntry(kCode, {{u"DisplayName", u"App"}, {u"DisplayIcon", u"app.ico"}});
@@ -109,14 +109,14 @@ TEST_F(ManagedEntry, ProductNameAloneIsEnough) {
   EXPECT_EQ(ScanEntry(kCode, {}).DisplayName, u"Product");
 }
 
-TEST_F(ManagedEntry, WithoutAProductKeyBearsItsOwnNameAndIcon) {
+TEST_F(ManagedEntry, WithoutAProductKeyHasItsNameAndIcon) {
   const InstalledAppInfo app = ScanEntry(kCode, {{u"DisplayName", u"App"}, {u"DisplayIcon", u"app.ico"}});
   EXPECT_EQ(app.DisplayName, u"App");
   EXPECT_EQ(app.DisplayIcon, u"app.ico");
   EXPECT_EQ(app.UninstallString, u"");
 }
 
-TEST_F(ManagedEntry, NameThatIsNoProductCodeGoesOnWithoutAProductKey) {
+TEST_F(ManagedEntry, NameThatIsNoProductCodeHasNoProductKey) {
   // An open of its empty code would open the products key itself.
   machine.registry.SetText(kProductsPath, u"ProductName", u"Wrong");
   for (const char16_t* name : {u"App", u"{1-2-3}", u"{12345678-ABCD-EF01-2345-6789ABCDEF0}", u"----"}) {
@@ -160,14 +160,14 @@ TEST_F(ManagedEntry, ValuesAreReadInOrder) {
                           entry + "DisplayIcon", entry + "Publisher", entry + "UninstallString"));
 }
 
-TEST_F(ManagedEntry, NameAndIconAreReadThoughItsProductHasBoth) {
+TEST_F(ManagedEntry, NameAndIconAreReadEvenIfItsProductHasBoth) {
   SetTexts(kProductsPath + u"\\" + kPacked, {{u"ProductName", u"Product"}, {u"ProductIcon", u"product.ico"}});
   EXPECT_THAT(ReadsAmong(CallsOf([&] { ScanEntry(kCode, {}); })),
               testing::IsSupersetOf({"{12345678-ABCD-EF01-2345-6789ABCDEF01}: DisplayName",
                                      "{12345678-ABCD-EF01-2345-6789ABCDEF01}: DisplayIcon"}));
 }
 
-TEST_F(ManagedEntry, PlainEntrysValuesAreReadInOrder) {
+TEST_F(ManagedEntry, ValuesOfAPlainEntryAreReadInOrder) {
   SetTexts(kUninstall64Path + u"\\App", {{u"DisplayName", u"App"}, {u"UninstallString", u"u"}});
   const auto uninstall = OpenKey64(LocalMachineRoot(), UninstallKeyPath);
   Scan scan;

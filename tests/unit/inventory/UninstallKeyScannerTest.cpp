@@ -94,14 +94,14 @@ TEST_F(UninstallKeyScan, DefaultViewIsRecordedAsUnknown) {
   EXPECT_EQ(ScanView(kDefaultView)[0].architecture, 0);
 }
 
-TEST_F(UninstallKeyScan, EntriesComeInTheRegistrysOrder) {
+TEST_F(UninstallKeyScan, EntriesAreInTheOrderOfTheRegistry) {
   for (const char16_t* name : {u"c", u"A", u"b"}) {
     AddEntry(name, {{u"DisplayName", name}, {u"UninstallString", u"u"}});
   }
   EXPECT_THAT(ScannedNames(), ElementsAre(u"A", u"b", u"c"));
 }
 
-TEST_F(UninstallKeyScan, EntryThatCannotBeOpenedDropsOut) {
+TEST_F(UninstallKeyScan, EntryThatCannotBeOpenedIsSkipped) {
   AddEntry(u"a", kPlainApp);
   AddEntry(u"b", {{u"DisplayName", u"Other"}, {u"UninstallString", u"u"}});
   machine.registry.Deny(kUninstall64Path + u"\\a", kAllReading);
@@ -126,13 +126,13 @@ TEST_P(FlagText, SkipsASystemComponentThatParsesTo1) {
   EXPECT_EQ(ScanEntries().size(), GetParam().second ? 0U : 2U);
 }
 
-TEST_P(FlagText, MakesAManagedEntryWhereItParsesTo1) {
+TEST_P(FlagText, MakesAManagedEntryIfItParsesTo1) {
   // Without an uninstall command, only a managed entry is listed.
   AddEntry(u"a", {{u"DisplayName", u"App"}, {u"WindowsInstaller", GetParam().first}});
   EXPECT_EQ(ScanEntries().size(), GetParam().second ? 1U : 0U);
 }
 
-TEST_F(UninstallKeyScan, FlagMayBeANumberButNoRawBytes) {
+TEST_F(UninstallKeyScan, FlagMayBeANumberButNotRawBytes) {
   AddEntry(u"a", kPlainApp);
   machine.registry.SetNumber(kUninstall64Path + u"\\a", u"SystemComponent", 1);
   EXPECT_THAT(ScannedNames(), ElementsAre());
@@ -149,7 +149,7 @@ TEST_F(UninstallKeyScan, PlainEntryNeedsAnUninstallCommandAndAName) {
   EXPECT_THAT(ScannedNames(), ElementsAre());
 }
 
-TEST_F(UninstallKeyScan, ManagedEntryNeedsANameAlone) {
+TEST_F(UninstallKeyScan, ManagedEntryNeedsOnlyAName) {
   AddEntry(u"a", kManagedApp);
   AddEntry(u"b", {{u"WindowsInstaller", u"1"}, {u"UninstallString", u"u"}});
   EXPECT_THAT(ScannedNames(), ElementsAre(u"App"));
@@ -173,7 +173,7 @@ TEST_F(UninstallKeyScan, ExcludedPublisherIsExactForManagedEntries) {
   }
 }
 
-TEST_F(UninstallKeyScan, UpdatesAreSkippedAmongPlainEntriesAlone) {
+TEST_F(UninstallKeyScan, UpdatesAreSkippedOnlyAmongPlainEntries) {
   const std::vector<std::pair<std::u16string, Texts>> updates = {
       {u"KB123456", {}},
       {u"b", {{u"ParentKeyName", u"OperatingSystem"}}},

@@ -44,7 +44,7 @@ class AppInstallTest : public JobTest {
   }
 };
 
-TEST_F(AppInstallTest, EmptyPathFailsBeforeTheNameIsLookedAt) {
+TEST_F(AppInstallTest, EmptyPathFailsBeforeTheNameIsChecked) {
   InstallRecord record("", "");
   ExpectReport(record, "Fail", "Install path is empty!", "");
   EXPECT_THAT(TextOf(log),
@@ -66,12 +66,12 @@ TEST_F(AppInstallTest, MissingPathFailsAndIsLoggedWithThePath) {
             "AppInstall 5 InstallThreadImp: install path is not exist, installationPath: C:\\none.exe");
 }
 
-TEST_F(AppInstallTest, MissingPathFailsBeforeTheNameIsLookedAt) {
+TEST_F(AppInstallTest, MissingPathFailsBeforeTheNameIsChecked) {
   InstallRecord record("C:\\none.exe", "");
   ExpectReport(record, "Fail", "Install path is not exist!", "");
 }
 
-TEST_F(AppInstallTest, EmptyNameFailsOnceThePathIsThere) {
+TEST_F(AppInstallTest, EmptyNameFailsIfThePathExists) {
   SetInstaller(u"1.0");
   InstallRecord record(kSetup, "");
   ExpectReport(record, "Fail", "DisplayName is empty!", "");
@@ -159,7 +159,7 @@ TEST_F(AppInstallTest, ExitCodePlaysNoPart) {
   ExpectReport(record, "Success", "NULL", "1.0");
 }
 
-TEST_F(AppInstallTest, RefusedElevationLooksLikeAnInstallerThatDidNothing) {
+TEST_F(AppInstallTest, RefusedElevationCountsAsAnInstallerThatDidNothing) {
   SetInstaller(u"1.0");
   machine.elevationGranted = false;
   InstallRecord record(kSetup, "App");
@@ -192,7 +192,7 @@ TEST_F(AppInstallTest, NameIsComparedToItsEnd) {
   ExpectReport(record, "Fail", "Cannot find the app from registry!", "");
 }
 
-TEST_F(AppInstallTest, GivenRegistryPathFindsNothingWhateverIsInstalled) {
+TEST_F(AppInstallTest, GivenRegistryPathFindsNoApplication) {
   AddApp(u"App", u"1.0");
   SetInstaller(u"2.0");
   InstallRecord record(kSetup, "App", "", "HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows");
@@ -207,7 +207,7 @@ TEST_F(AppInstallTest, GivenRegistryPathFindsNothingWhateverIsInstalled) {
                   "registry, displayName: App"));
 }
 
-TEST_F(AppInstallTest, LookUpNotesNothingOfWhatIsNotFound) {
+TEST_F(AppInstallTest, LookUpAddsNothingForAnUnknownApplication) {
   ResultMap info{{"kept", "x"}};
   AppInstall::GetInstance().InquryInstallInfo(info, "App", "");
   EXPECT_THAT(info, ElementsAre(testing::Pair("kept", "x")));
@@ -227,7 +227,7 @@ TEST_F(AppInstallTest, JobCallsThePlatformInThisOrder) {
                   MatchesRegex("CloseHandle\\(0x[0-9a-f]+\\) = 1"), "registry"));
 }
 
-TEST_F(AppInstallTest, ProcessIsTheFirstToWaitForAndTheOneClosed) {
+TEST_F(AppInstallTest, ProcessIsTheFirstHandleOfTheWaitAndIsClosed) {
   SetInstaller(u"1.0");
   const std::size_t before = simulated::Handles::Shared().OpenCount(simulated::Waitable::Kind::Process);
   InstallRecord record(kSetup, "App");
@@ -243,7 +243,7 @@ TEST_F(AppInstallTest, ProcessIsTheFirstToWaitForAndTheOneClosed) {
   EXPECT_EQ(simulated::Handles::Shared().OpenCount(simulated::Waitable::Kind::Process), before);
 }
 
-TEST_F(AppInstallTest, StartWithoutAHandleGoesOnWithoutWaiting) {
+TEST_F(AppInstallTest, StartWithoutAProcessDoesNotWait) {
   SetProgram(
       u"C:\\Downloads\\setup.exe", [] { return 0; }, false);
   AddApp(u"App", u"1.0");
@@ -255,7 +255,7 @@ TEST_F(AppInstallTest, StartWithoutAHandleGoesOnWithoutWaiting) {
   EXPECT_THAT(calls, testing::Contains("CloseHandle(null) = 0"));
 }
 
-TEST_F(AppInstallTest, FailedWaitIsTakenForAnEndedInstaller) {
+TEST_F(AppInstallTest, FailedWaitCountsAsAnEndedInstaller) {
   Gate held;
   SetProgram(u"C:\\Downloads\\setup.exe", [&] {
     held.Pass();
@@ -269,7 +269,7 @@ TEST_F(AppInstallTest, FailedWaitIsTakenForAnEndedInstaller) {
   machine.programs.WaitForAll();
 }
 
-TEST_F(AppInstallTest, LongVersionRunsPastItsFieldIntoTheRoomBehind) {
+TEST_F(AppInstallTest, LongVersionOverrunsItsField) {
   SetInstaller(std::u16string(259, u'\u00e9'));
   InstallRecord record(kSetup, "App");
   Run(record);
@@ -280,7 +280,7 @@ TEST_F(AppInstallTest, LongVersionRunsPastItsFieldIntoTheRoomBehind) {
   EXPECT_EQ(std::string(start + offsetof(InstallRequest, DisplayVersion)), version);
 }
 
-TEST_F(AppInstallTest, FirstRecordOfTheNameIsTheOneThatCounts) {
+TEST_F(AppInstallTest, FirstRecordOfTheNameCounts) {
   AddApp(u"App", u"1.0");
   SetTexts(u"HKEY_USERS\\S-1-5-21-9\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\App",
            {{u"DisplayName", u"App"}, {u"DisplayVersion", u"3.0"}, {u"UninstallString", u"u"}});

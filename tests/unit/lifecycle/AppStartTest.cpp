@@ -47,7 +47,7 @@ class AppStarting : public OnMachine {
   LogCapture log;
 };
 
-TEST_F(AppStarting, WithoutANameNothingIsLookedUp) {
+TEST_F(AppStarting, WithoutANameNoCallIsMade) {
   AddFolderItem(u"", u"Everything!App");
   EXPECT_THAT(CallsOf([&] { EXPECT_FALSE(start.StartApp("", "alias")); }),
               testing::Each(testing::HasSubstr("printf")));
@@ -71,7 +71,7 @@ TEST_F(AppStarting, TheExplorersCommandLineIsThePathBehindTheFolder) {
                         "null, 0, 0x10, null, null, 104, 0x1, 1) = 1"));
 }
 
-TEST_F(AppStarting, TheItemsNameIsTheNeedleAndTheRequestTheHaystack) {
+TEST_F(AppStarting, TheNameOfTheItemIsSearchedInTheRequest) {
   AddFolderItem(u"Calculator", u"Calc_1!App");
   EXPECT_THAT(start.LocateApp("Calculator Pro", ""), FieldsAre("Calc_1!App", APPSRC_FOLDER));
   EXPECT_THAT(start.LocateApp("My Calculator", ""), FieldsAre("Calc_1!App", APPSRC_FOLDER));
@@ -97,14 +97,14 @@ TEST_F(AppStarting, TheFirstItemThatMatchesEitherTextCounts) {
   EXPECT_THAT(start.LocateApp("Name", "Alias"), FieldsAre("1", APPSRC_FOLDER));
 }
 
-TEST_F(AppStarting, TheFolderGoesBeforeTheInventory) {
+TEST_F(AppStarting, TheFolderPrecedesTheInventory) {
   AddFolderItem(u"Tool", u"Tool!App");
   AddInstalled(u"Tool", u"C:\\tool.exe");
   EXPECT_THAT(CallsOf([&] { start.LocateApp("Tool", ""); }),
               testing::Not(testing::Contains(testing::StartsWith("Reg"))));
 }
 
-TEST_F(AppStarting, AFolderThatCannotBeReadLeavesTheInventory) {
+TEST_F(AppStarting, WithoutTheFolderTheInventoryIsSearched) {
   AddFolderItem(u"Tool", u"Tool!App");
   AddInstalled(u"Tool", u"C:\\tool.exe");
   machine.faults.FailNth(1, simulated::Faults::Extent::Once, "IShellItem_BindToHandler");
@@ -115,7 +115,7 @@ TEST_F(AppStarting, AFolderThatCannotBeReadLeavesTheInventory) {
   EXPECT_THAT(start.LocateApp("Tool", ""), FieldsAre("C:\\tool.exe", APPSRC_REGISTRY));
 }
 
-TEST_F(AppStarting, OfTwoRecordsOfOneNameTheFirstCounts) {
+TEST_F(AppStarting, TheFirstOfTwoRecordsOfOneNameCounts) {
   for (const char16_t* key : {u"B", u"A"}) {
     SetTexts(kUninstall64Path + u"\\" + key,
              {{u"DisplayName", u"Tool"}, {u"UninstallString", u"u"}, {u"DisplayIcon", key}});
@@ -123,14 +123,14 @@ TEST_F(AppStarting, OfTwoRecordsOfOneNameTheFirstCounts) {
   EXPECT_THAT(start.LocateApp("Tool", ""), FieldsAre("A", APPSRC_REGISTRY));
 }
 
-TEST_F(AppStarting, TheInventoryIsAskedWithoutIcons) {
+TEST_F(AppStarting, TheInventoryIsReadWithoutIcons) {
   machine.drives.AddFile(u"C:\\tool.exe");
   AddInstalled(u"Tool", u"C:\\tool.exe");
   EXPECT_THAT(CallsOf([&] { start.LocateApp("Tool", ""); }),
               testing::Not(testing::Contains(testing::HasSubstr("ImageList"))));
 }
 
-TEST_F(AppStarting, TheInventoryIsSearchedByTheExactNameAlone) {
+TEST_F(AppStarting, TheInventoryIsSearchedOnlyByTheExactName) {
   AddInstalled(u"Tool \u65e5", u"C:\\tool.exe");
   EXPECT_THAT(start.LocateApp("Tool \u65e5", ""), FieldsAre("C:\\tool.exe", APPSRC_REGISTRY));
   EXPECT_THAT(start.LocateApp("tool \u65e5", ""), FieldsAre("", APPSRC_NONE));
@@ -138,7 +138,7 @@ TEST_F(AppStarting, TheInventoryIsSearchedByTheExactNameAlone) {
   EXPECT_THAT(start.LocateApp("Other", "Tool \u65e5"), FieldsAre("", APPSRC_NONE));
 }
 
-TEST_F(AppStarting, WhatIsFoundNowhereIsTold) {
+TEST_F(AppStarting, AnUnknownApplicationIsLogged) {
   EXPECT_FALSE(start.StartApp("Unknown", "Alias"));
   EXPECT_THAT(TextOf(log), ElementsAre("AppStart 5 StartApp: the app is not exist."));
   EXPECT_THAT(Started(), ElementsAre());
@@ -156,13 +156,13 @@ TEST_F(AppStarting, AnInstalledProgramIsStartedElevatedByItsIconsPath) {
                                        "\"C:\\Apps\\tool.exe\",0."));
 }
 
-TEST_F(AppStarting, AnIconFileStandsForTheProgramBesideIt) {
+TEST_F(AppStarting, AnIconFileMeansTheExecutableOfItsName) {
   machine.drives.AddFile(u"C:\\Apps\\Tool\\tool.exe");
   EXPECT_TRUE(StartByIcon(u"C:\\Apps\\Tool\\tool.ico"));
   EXPECT_THAT(Started(), ElementsAre(FieldsAre(u"C:\\Apps\\Tool\\tool.exe", u"")));
 }
 
-TEST_F(AppStarting, AnIconThatGivesNoPathIsTwoLinesAndNoStart) {
+TEST_F(AppStarting, AnIconWithoutAPathLogsTwoLinesAndStartsNothing) {
   for (const char16_t* icon : {u"C:\\Apps\\Tool\\tool.dll,3", u"C:\\Apps\\TOOL.EXE", u""}) {
     const LogCapture own;
     const auto calls = CallsOf([&] { EXPECT_FALSE(StartByIcon(icon)); });
@@ -174,7 +174,7 @@ TEST_F(AppStarting, AnIconThatGivesNoPathIsTwoLinesAndNoStart) {
   }
 }
 
-TEST_F(AppStarting, AMissingFileIsToldAndHandedToTheShellAllTheSame) {
+TEST_F(AppStarting, AMissingFileIsLoggedAndPassedToTheShell) {
   const auto calls = CallsOf([&] { EXPECT_FALSE(StartByIcon(u"C:\\Apps\\gone.exe")); });
   EXPECT_THAT(calls, testing::Contains(testing::MatchesRegex("ShellExecuteExW.*gone.exe.* = 0")));
   EXPECT_THAT(TextOf(log), ElementsAre("AppStart 3 StartApp: find app in APPSRC_REGISTRY, fullpath is "
@@ -195,7 +195,7 @@ TEST_F(AppStarting, RefusedElevationFailsWithoutALine) {
   EXPECT_EQ(log.Lines().size(), 1U);
 }
 
-TEST_F(AppStarting, AProgramWithoutAProcessOfItsOwnFailsThoughItRuns) {
+TEST_F(AppStarting, AProgramWithoutAProcessFailsAlthoughItRuns) {
   machine.programs.Set(u"C:\\Apps\\tool.exe", {.givesHandle = false});
   machine.drives.AddFile(u"C:\\Apps\\tool.exe");
   AddInstalled(u"Tool", u"C:\\Apps\\tool.exe");
@@ -210,7 +210,7 @@ TEST_F(AppStarting, AnExplorerThatDoesNotStartFailsWithoutALine) {
   EXPECT_EQ(log.Lines().size(), 1U);
 }
 
-TEST(AnyExeCommand, ThePathIsQuotedAndTheArgumentsNever) {
+TEST(AnyExeCommand, ThePathIsQuotedButNotTheArguments) {
   EXPECT_EQ(BuildAnyExeCommand("C:\\A b\\c.exe", "-x \"y z\" %1"), "\"C:\\A b\\c.exe\" -x \"y z\" %1");
   EXPECT_EQ(BuildAnyExeCommand("c.exe", ""), "\"c.exe\" ");
   EXPECT_EQ(BuildAnyExeCommand("", ""), "\"\" ");
@@ -226,7 +226,7 @@ TEST_F(AppStarting, AnyExecutableIsStartedByItsPath) {
   EXPECT_THAT(log.Lines(), ElementsAre());
 }
 
-TEST_F(AppStarting, AnAsynchronousStartHasTextsOfItsOwn) {
+TEST_F(AppStarting, AnAsynchronousStartCopiesItsTexts) {
   machine.drives.AddFile(u"C:\\tool.exe");
   std::mutex mutex;
   std::condition_variable changed;
@@ -249,7 +249,7 @@ TEST_F(AppStarting, AnAsynchronousStartHasTextsOfItsOwn) {
   EXPECT_THAT(Started(), ElementsAre(FieldsAre(u"C:\\tool.exe", u"-a")));
 }
 
-TEST_F(AppStarting, AnAsynchronousStartThatFailsIsInvisible) {
+TEST_F(AppStarting, AnAsynchronousStartThatFailsReportsNothing) {
   machine.journal.Start();
   start.StartAnyExeAsync("C:\\none.exe", "");
   // The last call of its thread.

@@ -76,13 +76,13 @@ TEST_F(AppUninstallTest, UnknownApplicationHasNoCommand) {
                   "AppUninstall 5 UninstallThreadImp: get uninstall path is empty, displayName: None"));
 }
 
-TEST_F(AppUninstallTest, EntryWithoutACommandIsTreatedAsNone) {
+TEST_F(AppUninstallTest, EntryWithoutACommandHasNoCommand) {
   SetTexts(KeyOf(u"App"), {{u"DisplayName", u"App"}});
   UninstallRecord record("App");
   ExpectReport(record, "Fail", "Get uninstall path is empty!");
 }
 
-TEST_F(AppUninstallTest, MissingProgramIsToldWithoutItsQuotes) {
+TEST_F(AppUninstallTest, MissingProgramIsLoggedWithoutItsQuotes) {
   AddApp(u"App", u"1.0", u"\"C:\\Apps\\App\\un.exe\" /S");
   UninstallRecord record("App");
   ExpectReport(record, "Fail", "Uninstall path is not exist!");
@@ -104,7 +104,7 @@ TEST_F(AppUninstallTest, RefusedElevationCancels) {
                   "AppUninstall 3 UninstallThreadImp: Start uninstall process fail, displayName: App"));
 }
 
-TEST_F(AppUninstallTest, StartWithoutAHandleCancelsThoughTheProgramRuns) {
+TEST_F(AppUninstallTest, StartWithoutAProcessCancelsAlthoughTheProgramRuns) {
   AddApp(u"App", u"1.0", u"C:\\Apps\\App\\un.exe /S");
   SetProgram(
       kProgram, [] { return 0; }, false);
@@ -131,7 +131,7 @@ TEST_F(AppUninstallTest, EntryThatStaysIsAFailure) {
                   "AppUninstall 3 UninstallThreadImp: the app is still in registry, displayName: App"));
 }
 
-TEST_F(AppUninstallTest, EntryThatGoesIsASuccessWithoutALineOfItsOwn) {
+TEST_F(AppUninstallTest, EntryThatIsRemovedIsASuccessWithoutALogRecord) {
   AddApp(u"App", u"1.0", u"C:\\Apps\\App\\un.exe /S");
   SetUninstaller([this] {
     machine.registry.WaitForWatch(KeyOf(u"App"));
@@ -142,7 +142,7 @@ TEST_F(AppUninstallTest, EntryThatGoesIsASuccessWithoutALineOfItsOwn) {
   EXPECT_THAT(TextOf(log), ElementsAre(begin + "App.", found, split, started, watched));
 }
 
-TEST_F(AppUninstallTest, UninstallerThatDoesNotWaitForTheWatchSucceedsWhoeverIsFirst) {
+TEST_F(AppUninstallTest, UninstallerSucceedsBeforeAndAfterTheWatch) {
   for (int round = 0; round < 20; ++round) {
     AddApp(u"App", u"1.0", u"C:\\Apps\\App\\un.exe /S");
     SetWorkingUninstaller();
@@ -152,7 +152,7 @@ TEST_F(AppUninstallTest, UninstallerThatDoesNotWaitForTheWatchSucceedsWhoeverIsF
   }
 }
 
-TEST_F(AppUninstallTest, EntryThatIsGoneBeforeItsWatchIsASuccess) {
+TEST_F(AppUninstallTest, EntryThatIsRemovedBeforeItsWatchIsASuccess) {
   AddApp(u"App", u"1.0", u"C:\\Apps\\App\\un.exe /S");
   SetWorkingUninstaller();
   log.When("rootKeyStr=", [this] { machine.programs.WaitForAll(); });
@@ -180,7 +180,7 @@ TEST_F(AppUninstallTest, JobCallsThePlatformInThisOrder) {
           MatchesRegex("CloseHandle\\(0x[0-9a-f]+\\) = 1"), "registry"));
 }
 
-TEST_F(AppUninstallTest, ProcessIsNeverClosedNorWaitedFor) {
+TEST_F(AppUninstallTest, ProcessIsNeitherClosedNorWaitedFor) {
   AddApp(u"App", u"1.0", u"C:\\Apps\\App\\un.exe /S");
   SetWorkingUninstaller();
   const std::size_t before = Handles::Shared().OpenCount(Waitable::Kind::Process);
@@ -191,7 +191,7 @@ TEST_F(AppUninstallTest, ProcessIsNeverClosedNorWaitedFor) {
                                        "\"C:\\Apps\\App\\un.exe\", \"/S\", null, 5) = 1"));
 }
 
-TEST_F(AppUninstallTest, QuotesStayInWhatTheShellIsGiven) {
+TEST_F(AppUninstallTest, QuotesAreKeptForTheShell) {
   AddApp(u"App", u"1.0", u"\"C:\\Apps\\App\\un.exe\" /S");
   SetWorkingUninstaller();
   UninstallRecord record("App");
@@ -201,7 +201,7 @@ TEST_F(AppUninstallTest, QuotesStayInWhatTheShellIsGiven) {
                                        "\"\"C:\\Apps\\App\\un.exe\"\", \"/S\", null, 5) = 1"));
 }
 
-TEST_F(AppUninstallTest, EveryQuoteIsRemovedBeforeTheProgramIsLookedFor) {
+TEST_F(AppUninstallTest, EachQuoteIsRemovedForTheCheckOfTheProgram) {
   const auto missing = [&](const std::u16string& command) {
     AddApp(u"App", u"1.0", command);
     UninstallRecord record("App");
@@ -215,7 +215,7 @@ TEST_F(AppUninstallTest, EveryQuoteIsRemovedBeforeTheProgramIsLookedFor) {
   EXPECT_EQ(missing(u"\"\"C:\\un.exe\"\" /S"), line + "C:\\un.exe");
 }
 
-TEST_F(AppUninstallTest, OnlyColonAndBackslashTogetherAreCheckedForExistence) {
+TEST_F(AppUninstallTest, OnlyAPathWithColonAndBackslashIsChecked) {
   const auto isChecked = [&](const std::u16string& command) {
     AddApp(u"App", u"1.0", command);
     UninstallRecord record("App");
@@ -235,7 +235,7 @@ TEST_F(AppUninstallTest, OnlyColonAndBackslashTogetherAreCheckedForExistence) {
   }
 }
 
-TEST_F(AppUninstallTest, BackslashInTheNameCostsTheWatchAndNotTheJob) {
+TEST_F(AppUninstallTest, BackslashInTheNamePreventsOnlyTheWatch) {
   const std::u16string key = KeyOf(u"Slash");
   SetTexts(key, {{u"DisplayName", u"A\\B"}, {u"UninstallString", u"C:\\Apps\\App\\un.exe"}});
   SetUninstaller([] {});
@@ -253,7 +253,7 @@ TEST_F(AppUninstallTest, GivenRegistryPathFindsNothing) {
                                 "given registry path."));
 }
 
-TEST_F(AppUninstallTest, LookUpNotesFiveThingsAndTheFailureTwoMore) {
+TEST_F(AppUninstallTest, LookUpFillsFiveResultsAndTheFailureTwoMore) {
   AddApp(u"App", u"1.0", u"C:\\Apps\\App\\un.exe /S");
   SetUninstaller([] {});
   SetStopAppEvent();
@@ -302,7 +302,7 @@ constexpr CommandCase kCommands[] = {
     {u"u", "u", ""},
 };
 
-TEST_F(AppUninstallTest, CommandIsSplitAtTheFirstBlankBehindTheFirstExe) {
+TEST_F(AppUninstallTest, CommandIsSplitAtTheFirstBlankAfterTheFirstExe) {
   for (const CommandCase& expected : kCommands) {
     const UninstallTarget place = PlaceOf(expected.command);
     EXPECT_EQ(place.exePath, expected.exePath);

@@ -98,7 +98,7 @@ TEST_F(GivenPathJobs, StopInTheSecondLookUpChangesNoInstallation) {
   ExpectInstallation("Success", "NULL", "7");
 }
 
-TEST_F(GivenPathJobs, RemovalWatchesThePlaceThatTheRootNames) {
+TEST_F(GivenPathJobs, UninstallationWatchesTheKeyThatTheRootNames) {
   SetRemovableRoot(entryPlace, entry, false);
   const auto calls = CallsOf([&] { ExpectRemoval("Fail", "The app is still in registry!"); });
   EXPECT_THAT(calls, testing::Contains(testing::StartsWith("CreateEventW(null, 0, 1, \"App\") = 0x")));
@@ -119,18 +119,18 @@ TEST_F(GivenPathJobs, RemovalWatchesThePlaceThatTheRootNames) {
           "AppUninstall 3 UninstallThreadImp: the app is still in registry, displayName: App"));
 }
 
-TEST_F(GivenPathJobs, RootThatLosesItsNameIsRemoved) {
+TEST_F(GivenPathJobs, RootThatLosesItsNameCountsAsRemoved) {
   SetRemovableRoot(entryPlace, entry, true);
   ExpectRemoval("Success", "NULL");
 }
 
-TEST_F(GivenPathJobs, RemovalWithoutAPlaceWatchesAllUsers) {
+TEST_F(GivenPathJobs, UninstallationWithoutAPathWatchesAllUsers) {
   SetRemovableRoot({}, u"HKEY_USERS", true);
   const auto calls = CallsOf([&] { ExpectRemoval("Success", "NULL"); });
   EXPECT_THAT(calls, testing::Contains("RegOpenKeyExW(HKEY_USERS, \"\", 0, 0x110) = 0"));
 }
 
-TEST_F(GivenPathJobs, StopInTheSecondLookUpChangesNoRemoval) {
+TEST_F(GivenPathJobs, StopInTheSecondLookUpChangesNoUninstallation) {
   SetRemovableRoot(entryPlace, entry, false);
   int looks = 0;
   log.When("application found", [&] {
@@ -179,7 +179,7 @@ TEST_F(GivenPathJobs, InstallationOpensTheMachinesRootInThe64BitView) {
   EXPECT_THAT(calls, testing::Contains("RegOpenKeyExW(HKEY_LOCAL_MACHINE, \"\", 0, 0x20119) = 0"));
 }
 
-TEST_F(GivenPathJobs, RemovalReadsThePlaceFromTheEntryItself) {
+TEST_F(GivenPathJobs, UninstallationReadsThePathFromTheEntry) {
   SetTexts(u"HKEY_LOCAL_MACHINE", {{u"DisplayName", u"HKEY_CURRENT_USER"},
                                    {u"UninstallString", u"un.exe"},
                                    {u"rootKeyStr", u"R"},
@@ -193,7 +193,7 @@ TEST_F(GivenPathJobs, RemovalReadsThePlaceFromTheEntryItself) {
                                        "registry path."));
 }
 
-TEST_F(GivenPathJobs, RemovalThatDoesNotOpenIsLogged) {
+TEST_F(GivenPathJobs, UninstallationThatDoesNotOpenIsLogged) {
   machine.faults.FailNth(1, simulated::Faults::Extent::Once, "RegOpenKeyExW");
   ResultMap info;
   AppUninstall::GetInstance().InquryUnInstallInfo(info, "App", "x");

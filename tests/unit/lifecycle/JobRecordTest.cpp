@@ -38,7 +38,7 @@ TEST_F(JobRecords, CallbackOfAnInstallationMayChangeAndFreeIt) {
   EXPECT_TRUE(AppInstall::GetInstance().jobMap.empty());
 }
 
-TEST_F(JobRecords, CallbackOfARemovalMayChangeAndFreeIt) {
+TEST_F(JobRecords, CallbackOfAnUninstallationMayChangeAndFreeIt) {
   Start(*new UninstallRecord("A"), [](UninstallRequest* request) {
     ReceiveUninstall(request);
     Wreck<UninstallRecord>(request);
@@ -47,7 +47,7 @@ TEST_F(JobRecords, CallbackOfARemovalMayChangeAndFreeIt) {
   EXPECT_TRUE(AppUninstall::GetInstance().jobMap.empty());
 }
 
-TEST_F(JobRecords, InstallationReadsItBeforeItDoesAnything) {
+TEST_F(JobRecords, InstallationReadsItFirst) {
   SetProgram(u"C:\\setup.exe", [this] {
     AddApp(u"A", u"1.0");
     return 0;
@@ -67,7 +67,7 @@ TEST_F(JobRecords, InstallationReadsItBeforeItDoesAnything) {
   EXPECT_TRUE(AppInstall::GetInstance().jobMap.empty());
 }
 
-TEST_F(JobRecords, RemovalReadsItBeforeItDoesAnything) {
+TEST_F(JobRecords, UninstallationReadsItFirst) {
   AddApp(u"A", u"1.0", u"C:\\un.exe");
   SetProgram(u"C:\\un.exe", [this] {
     machine.registry.WaitForWatch(KeyOf(u"A"));
@@ -85,7 +85,7 @@ TEST_F(JobRecords, RemovalReadsItBeforeItDoesAnything) {
   EXPECT_TRUE(AppUninstall::GetInstance().jobMap.empty());
 }
 
-TEST_F(JobRecords, InstallationGoesByTheNameThatItsWorkerReads) {
+TEST_F(JobRecords, InstallationUsesTheNameThatItsWorkerReads) {
   SetProgram(u"C:\\setup.exe", [this] {
     AddApp(u"New", u"1.0");
     return 0;
@@ -100,7 +100,7 @@ TEST_F(JobRecords, InstallationGoesByTheNameThatItsWorkerReads) {
   jobs.clear();
 }
 
-TEST_F(JobRecords, RemovalGoesByTheNameThatItsWorkerReads) {
+TEST_F(JobRecords, UninstallationUsesTheNameThatItsWorkerReads) {
   AddApp(u"New", u"1.0", u"C:\\un.exe");
   SetProgram(u"C:\\un.exe", [this] {
     machine.registry.WaitForWatch(KeyOf(u"New"));
@@ -116,7 +116,7 @@ TEST_F(JobRecords, RemovalGoesByTheNameThatItsWorkerReads) {
   jobs.clear();
 }
 
-TEST_F(JobRecords, EachOutcomeOfAnInstallationIsLoggedWithALineOfItsOwn) {
+TEST_F(JobRecords, EachOutcomeOfAnInstallationHasItsSourceLine) {
   SetProgram(u"C:\\nothing.exe", [] { return 0; });
   SetProgram(u"C:\\setup.exe", [this] {
     AddApp(u"A", u"1.0");
@@ -138,7 +138,7 @@ TEST_F(JobRecords, EachOutcomeOfAnInstallationIsLoggedWithALineOfItsOwn) {
   EXPECT_THAT(lines, testing::Each(testing::StartsWith("InstallThreadImp:")));
 }
 
-TEST_F(JobRecords, EachLoggedOutcomeOfARemovalHasALineOfItsOwn) {
+TEST_F(JobRecords, EachLoggedOutcomeOfAnUninstallationHasItsSourceLine) {
   std::set<std::string> lines;
   lines.insert(LastSourceLine(UninstallRecord("")));
   lines.insert(LastSourceLine(UninstallRecord("None")));

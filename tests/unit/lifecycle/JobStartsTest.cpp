@@ -32,7 +32,7 @@ bool IsLockFree() {
 class JobStarts : public JobTest {
  protected:
   InstallRecord installation{"", "A"};
-  UninstallRecord removal{"A"};
+  UninstallRecord uninstall{"A"};
 };
 
 TEST_F(JobStarts, InstallationIsRegisteredWithItsCallbackBeforeItsWorkerStarts) {
@@ -44,28 +44,28 @@ TEST_F(JobStarts, InstallationIsRegisteredWithItsCallbackBeforeItsWorkerStarts) 
   EXPECT_TRUE(isInPlace);
 }
 
-TEST_F(JobStarts, RemovalIsRegisteredWithItsCallbackBeforeItsWorkerStarts) {
+TEST_F(JobStarts, UninstallationIsRegisteredWithItsCallbackBeforeItsWorkerStarts) {
   const AppUninstall& flow = AppUninstall::GetInstance();
   bool isInPlace = false;
   log.When("StartUninstall begin",
-           [&] { isInPlace = flow.jobMap.at("A") == &removal && flow.jobCallback == &ReceiveUninstall; });
-  Run(removal);
+           [&] { isInPlace = flow.jobMap.at("A") == &uninstall && flow.jobCallback == &ReceiveUninstall; });
+  Run(uninstall);
   EXPECT_TRUE(isInPlace);
 }
 
-TEST_F(JobStarts, LockIsHeldWhileTheWorkersAreStartedAndFreeBehind) {
+TEST_F(JobStarts, LockIsHeldWhileAWorkerStartsAndFreeAfterwards) {
   std::vector<bool> freeAtTheStarts;
   log.When("Start", [&] { freeAtTheStarts.push_back(IsLockFree()); });
   Run(installation);
   EXPECT_TRUE(IsLockFree());
-  Run(removal);
+  Run(uninstall);
   EXPECT_TRUE(IsLockFree());
   EXPECT_EQ(freeAtTheStarts, std::vector<bool>({false, false}));
 }
 
 // Taken once and released once, so it is held the whole time: before the pause, and until the worker has
 // started, which the test above checks.
-TEST_F(JobStarts, LockIsKeptFromBeforeThePauseUntilTheJobIsRegisteredAndStarted) {
+TEST_F(JobStarts, LockIsHeldFromThePauseUntilTheWorkerHasStarted) {
   std::vector<std::uint64_t> takenAtMs;
   std::vector<std::uint64_t> givenBackAtMs;
   std::size_t registered = 0;
@@ -78,7 +78,7 @@ TEST_F(JobStarts, LockIsKeptFromBeforeThePauseUntilTheJobIsRegisteredAndStarted)
         },
         [&] { givenBackAtMs.push_back(machine.clock.ElapsedMs()); });
     Run(installation);
-    Run(removal);
+    Run(uninstall);
   }
   EXPECT_EQ(takenAtMs, std::vector<std::uint64_t>({0, 500}));
   EXPECT_EQ(givenBackAtMs, std::vector<std::uint64_t>({500, 1000}));
@@ -101,22 +101,22 @@ TEST_F(JobStarts, LockIsFreeWhileTheJobsRun) {
   });
   InstallRecord update("C:\\A.exe", "A");
   Start(update);
-  Start(removal);
+  Start(uninstall);
   startsAreOver.WaitForArrivals(2);
   startsAreOver.Open();
   WaitForEnds(2);
-  EXPECT_STREQ(removal.Result, "Success");
+  EXPECT_STREQ(uninstall.Result, "Success");
 }
 
 std::function<void()> duringTheCallback;
 
-TEST_F(JobStarts, AnotherThreadStartsARemovalDuringACallback) {
+TEST_F(JobStarts, AnotherThreadStartsAnUninstallationDuringACallback) {
   Gate startIsOver;
   bool isFree = false;
   duringTheCallback = [&] {
     startIsOver.Pass();
     isFree = IsLockFree();
-    if (isFree) std::thread([&] { Start(removal); }).join();
+    if (isFree) std::thread([&] { Start(uninstall); }).join();
   };
   Start(installation, [](InstallRequest* request) {
     duringTheCallback();
@@ -136,7 +136,7 @@ TEST_F(JobStarts, AnotherThreadStartsAnInstallationDuringACallback) {
     isFree = IsLockFree();
     if (isFree) std::thread([&] { Start(installation); }).join();
   };
-  Start(removal, [](UninstallRequest* request) {
+  Start(uninstall, [](UninstallRequest* request) {
     duringTheCallback();
     ReceiveUninstall(request);
   });
@@ -148,12 +148,12 @@ TEST_F(JobStarts, AnotherThreadStartsAnInstallationDuringACallback) {
 
 TEST_F(JobStarts, WorkerIsDetachedAtOnce) {
   Run(installation);
-  Run(removal);
+  Run(uninstall);
   EXPECT_FALSE(AppInstall::GetInstance().workerThread.joinable());
   EXPECT_FALSE(AppUninstall::GetInstance().workerThread.joinable());
 }
 
-TEST_F(JobStarts, InstallationWithoutAThreadRaisesAndStaysRegistered) {
+TEST_F(JobStarts, InstallationWithoutAThreadThrowsAndStaysRegistered) {
   {
     const NoThreads none;
     EXPECT_THROW(Install(&installation, &ReceiveInstall), std::system_error);
@@ -166,19 +166,19 @@ TEST_F(JobStarts, InstallationWithoutAThreadRaisesAndStaysRegistered) {
   EXPECT_EQ(Reports().size(), 1U);
 }
 
-TEST_F(JobStarts, RemovalWithoutAThreadRaisesAndStaysRegistered) {
+TEST_F(JobStarts, UninstallationWithoutAThreadThrowsAndStaysRegistered) {
   {
     const NoThreads none;
-    EXPECT_THROW(Uninstall(&removal, &ReceiveUninstall), std::system_error);
+    EXPECT_THROW(Uninstall(&uninstall, &ReceiveUninstall), std::system_error);
   }
-  EXPECT_EQ(AppUninstall::GetInstance().jobMap.at("A"), &removal);
+  EXPECT_EQ(AppUninstall::GetInstance().jobMap.at("A"), &uninstall);
   EXPECT_TRUE(IsLockFree());
   EXPECT_EQ(log.Messages(), std::vector<std::string>{"StartUninstall begin, displayName: A."});
-  Run(removal);
+  Run(uninstall);
   EXPECT_EQ(Reports().size(), 1U);
 }
 
-TEST_F(JobStarts, LookUpOfAJobThatIsGoneAddsANullRequest) {
+TEST_F(JobStarts, LookUpOfAnErasedJobAddsANullRequest) {
   AppInstall& flow = AppInstall::GetInstance();
   EXPECT_EQ(UnlockedJobs<AppInstall>::FindRequest(flow, "gone"), nullptr);
   ASSERT_EQ(flow.jobMap.size(), 1U);
@@ -189,13 +189,13 @@ TEST_F(JobStarts, LookUpOfAJobThatIsGoneAddsANullRequest) {
 
 using JobStartsDeathTest = JobStarts;
 
-TEST_F(JobStartsDeathTest, NullRequestFaults) {
+TEST_F(JobStartsDeathTest, NullRequestCrashes) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(Install(nullptr, nullptr), "");
   EXPECT_DEATH(Uninstall(nullptr, nullptr), "");
 }
 
-TEST_F(JobStartsDeathTest, WorkerOfAJobThatIsGoneReadsThroughTheNullRequest) {
+TEST_F(JobStartsDeathTest, WorkerOfAnErasedJobReadsTheNullRequest) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const auto startAndWait = [this](auto start) {
     start();

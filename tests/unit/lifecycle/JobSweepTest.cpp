@@ -279,7 +279,7 @@ TEST_P(JobSweep, InstallationOfAnUpdate) {
   EXPECT_GT(SweepInstallation({.isInstalled = true}, rows), kFewestCalls);
 }
 
-TEST_P(JobSweep, Removal) {
+TEST_P(JobSweep, Uninstallation) {
   RowsByCall rows{{"none", kUninstalled}, {"_waccess", kProgramMissing}, {"ShellExecuteExW", kNotStarted}};
   for (const char* call : {"CreateEventW", "RegNotifyChangeKeyValue", "WaitForMultipleObjects"})
     rows.emplace(call, IsOnce() ? kStillInstalled : kUninstalled);
@@ -287,7 +287,7 @@ TEST_P(JobSweep, Removal) {
   EXPECT_GT(SweepRemoval({.isInstalled = true}, rows), kFewestCalls);
 }
 
-TEST_P(JobSweep, RemovalByABareName) {
+TEST_P(JobSweep, UninstallationByABareName) {
   RowsByCall rows{{"none", kUninstalled}, {"ShellExecuteExW", kNotStarted}, {"CloseHandle", kUninstalled}};
   for (const char* call : {"CreateEventW", "RegNotifyChangeKeyValue", "WaitForMultipleObjects"})
     rows.emplace(call, IsOnce() ? kStillInstalled : kUninstalled);
@@ -309,7 +309,7 @@ TEST_P(JobSweep, UpdateByAGivenPath) {
   EXPECT_GT(SweepInstallation({.isInstalled = true, .registryPath = "any text"}, rows), kFewestCallsByPath);
 }
 
-TEST_P(JobSweep, RemovalByAGivenPath) {
+TEST_P(JobSweep, UninstallationByAGivenPath) {
   RowsByCall rows{{"none", kUninstalled}, {"_waccess", kProgramMissing}, {"ShellExecuteExW", kNotStarted}};
   for (const char* call : {"CreateEventW", "RegNotifyChangeKeyValue", "WaitForMultipleObjects"})
     rows.emplace(call, IsOnce() ? kStillInstalled : kUninstalled);

@@ -55,11 +55,11 @@ TEST_F(RunningJobs, CallbackRunsOnTheWorkerWhileTheJobIsStillRegistered) {
   EXPECT_TRUE(AppInstall::GetInstance().jobMap.empty());
 }
 
-TEST_F(RunningJobs, CallbackFindsTheOutcomeInItsRecord) {
+TEST_F(RunningJobs, CallbackReceivesTheOutcomeInItsRecord) {
   InstallRecord installation("", "A");
-  UninstallRecord removal("A");
+  UninstallRecord uninstall("A");
   Run(installation);
-  Run(removal);
+  Run(uninstall);
   ASSERT_EQ(Reports().size(), 2U);
   EXPECT_EQ(Reports()[0].result, "Fail");
   EXPECT_EQ(Reports()[1].result, "Fail");
@@ -67,7 +67,7 @@ TEST_F(RunningJobs, CallbackFindsTheOutcomeInItsRecord) {
 
 std::function<void()> startNext;
 
-TEST_F(RunningJobs, StartFromACallbackIsNotHeldUp) {
+TEST_F(RunningJobs, StartFromACallbackDoesNotWait) {
   InstallRecord next("", "Next");
   InstallRecord record("", "A");
   startNext = [&] { Start(next); };
@@ -80,7 +80,7 @@ TEST_F(RunningJobs, StartFromACallbackIsNotHeldUp) {
   EXPECT_EQ(Reports()[1].request, static_cast<InstallRequest*>(&next));
 }
 
-TEST_F(RunningJobs, StarterIsBackWhileTheJobRuns) {
+TEST_F(RunningJobs, StarterReturnsWhileTheJobRuns) {
   SetGatedInstaller(u"A", gate);
   InstallRecord record("C:\\A.exe", "A");
   Start(record);
@@ -89,7 +89,7 @@ TEST_F(RunningJobs, StarterIsBackWhileTheJobRuns) {
   gate.Open();
 }
 
-TEST_F(RunningJobs, CallbackReplacedInMidJobReceivesTheOlderJobToo) {
+TEST_F(RunningJobs, NewCallbackReceivesTheOlderJobToo) {
   Gate second;
   SetGatedInstaller(u"A", gate);
   SetGatedInstaller(u"B", second);
@@ -107,7 +107,7 @@ TEST_F(RunningJobs, CallbackReplacedInMidJobReceivesTheOlderJobToo) {
   EXPECT_EQ(Reports()[1].callback, 2);
 }
 
-TEST_F(RunningJobs, SecondJobOfANameTakesTheTableEntryAndBothReport) {
+TEST_F(RunningJobs, SecondJobOfANameReplacesTheTableEntryAndBothReport) {
   Gate second;
   SetGatedInstaller(u"A", gate);
   InstallRecord first("C:\\A.exe", "A", "first");
@@ -134,7 +134,7 @@ TEST_F(RunningJobs, SecondJobOfANameTakesTheTableEntryAndBothReport) {
   EXPECT_STREQ(later.ErrMsg, "NULL");
 }
 
-TEST_F(RunningJobs, RemovalsReportToTheCallbackGivenLastToo) {
+TEST_F(RunningJobs, UninstallationsReportToTheLatestCallbackToo) {
   AddGatedApp(u"A", gate);
   UninstallRecord first("A");
   UninstallRecord second("None");
@@ -149,7 +149,7 @@ TEST_F(RunningJobs, RemovalsReportToTheCallbackGivenLastToo) {
   EXPECT_EQ(Reports()[1].callback, 2);
 }
 
-TEST_F(RunningJobs, SecondRemovalOfANameTakesTheTableEntryAndBothReport) {
+TEST_F(RunningJobs, SecondUninstallationOfANameReplacesTheTableEntryAndBothReport) {
   AddGatedApp(u"A", gate);
   UninstallRecord first("A");
   UninstallRecord later("A");
@@ -169,12 +169,12 @@ TEST_F(RunningJobs, SecondRemovalOfANameTakesTheTableEntryAndBothReport) {
   EXPECT_STREQ(later.ErrMsg, "The app is still in registry!");
 }
 
-TEST_F(RunningJobs, BothFlowsHaveTablesAndCallbacksOfTheirOwn) {
+TEST_F(RunningJobs, FlowsHaveSeparateTablesAndCallbacks) {
   AddGatedApp(u"A", gate);
   SetGatedInstaller(u"A", gate);
-  UninstallRecord removal("A");
+  UninstallRecord uninstall("A");
   InstallRecord installation("C:\\A.exe", "A");
-  Start(removal);
+  Start(uninstall);
   Start(installation);
   gate.WaitForArrivals(2);
   EXPECT_EQ(AppInstall::GetInstance().jobMap.size(), 1U);
@@ -187,15 +187,15 @@ TEST_F(RunningJobs, BothFlowsHaveTablesAndCallbacksOfTheirOwn) {
 
 TEST_F(RunningJobs, SixtyFourRunAtOnceAndAllReport) {
   std::vector<std::unique_ptr<InstallRecord>> installations;
-  std::vector<std::unique_ptr<UninstallRecord>> removals;
+  std::vector<std::unique_ptr<UninstallRecord>> uninstalls;
   for (std::size_t i = 0; i < kManyJobs / 2; ++i) {
     const std::string number = std::to_string(i);
     SetGatedInstaller(u"New" + Wide(number), gate);
     AddGatedApp(u"Old" + Wide(number), gate);
     installations.push_back(std::make_unique<InstallRecord>("C:\\New" + number + ".exe", "New" + number));
-    removals.push_back(std::make_unique<UninstallRecord>("Old" + number));
+    uninstalls.push_back(std::make_unique<UninstallRecord>("Old" + number));
     Start(*installations.back());
-    Start(*removals.back());
+    Start(*uninstalls.back());
   }
   gate.WaitForArrivals(kManyJobs);
   EXPECT_TRUE(Reports().empty());
@@ -205,7 +205,7 @@ TEST_F(RunningJobs, SixtyFourRunAtOnceAndAllReport) {
   WaitForEnds(kManyJobs);
   EXPECT_EQ(Reports().size(), kManyJobs);
   for (const auto& record : installations) EXPECT_STREQ(record->Result, "Success") << record->displayName;
-  for (const auto& record : removals) EXPECT_STREQ(record->Result, "Success") << record->displayName;
+  for (const auto& record : uninstalls) EXPECT_STREQ(record->Result, "Success") << record->displayName;
 }
 
 TEST_F(RunningJobs, StopEndsTheWaitAndNotTheInstaller) {
@@ -241,18 +241,18 @@ TEST_F(RunningJobs, AfterStopEveryJobStartsItsProgramAndReportsAtOnce) {
   SetGatedInstaller(u"A", gate);
   AddGatedApp(u"B", gate);
   InstallRecord installation("C:\\A.exe", "A");
-  UninstallRecord removal("B");
+  UninstallRecord uninstall("B");
   Run(installation);
-  Run(removal);
+  Run(uninstall);
   EXPECT_STREQ(installation.ErrMsg, "Cannot find the app from registry!");
-  EXPECT_STREQ(removal.ErrMsg, "The app is still in registry!");
+  EXPECT_STREQ(uninstall.ErrMsg, "The app is still in registry!");
   EXPECT_EQ(machine.programs.Starts().size(), 2U);
   gate.WaitForArrivals(2);
   EXPECT_EQ(std::ranges::count(log.Messages(), "setStopAppEvent success."), 2);
   gate.Open();
 }
 
-TEST_F(RunningJobs, StopBehindTheWaitChangesNothing) {
+TEST_F(RunningJobs, StopAfterTheWaitChangesNothing) {
   SetGatedInstaller(u"A", gate);
   gate.Open();
   log.When("Install success", [] { platform::SetEvent(StopEvent); });
@@ -278,7 +278,7 @@ TEST_F(RunningJobs, StopFromACallbackChangesNothing) {
   EXPECT_TRUE(AppInstall::GetInstance().jobMap.empty());
 }
 
-TEST_F(RunningJobs, InstallationsLeaveNoHandleAndRemovalsTheirProcess) {
+TEST_F(RunningJobs, InstallationsLeaveNoHandleAndUninstallationsTheirProcess) {
   constexpr std::size_t kRounds = 100;
   const Handles& handles = Handles::Shared();
   const std::size_t processes = handles.OpenCount(Waitable::Kind::Process);
@@ -290,9 +290,9 @@ TEST_F(RunningJobs, InstallationsLeaveNoHandleAndRemovalsTheirProcess) {
     Run(installation);
     ASSERT_STREQ(installation.Result, "Success");
     AddGatedApp(u"A", gate);
-    UninstallRecord removal("A");
-    Run(removal);
-    ASSERT_STREQ(removal.Result, "Success");
+    UninstallRecord uninstall("A");
+    Run(uninstall);
+    ASSERT_STREQ(uninstall.Result, "Success");
   }
   EXPECT_EQ(handles.OpenCount(Waitable::Kind::Process), processes + kRounds);
   EXPECT_EQ(handles.OpenCount(Waitable::Kind::Event), events);
@@ -302,14 +302,14 @@ TEST_F(RunningJobs, InstallationsLeaveNoHandleAndRemovalsTheirProcess) {
 TEST_F(RunningJobs, EveryStartPausesHalfASecond) {
   SetProgram(u"C:\\A.exe", [] { return 0; });
   InstallRecord installation("C:\\A.exe", "A");
-  UninstallRecord removal("A");
+  UninstallRecord uninstall("A");
   const std::uint64_t before = machine.clock.ElapsedMs();
   Run(installation);
-  Run(removal);
+  Run(uninstall);
   EXPECT_EQ(machine.clock.ElapsedMs() - before, 1000U);
 }
 
-TEST(JobNotes, FillReplacesWhatStands) {
+TEST(JobResults, FillReplacesEarlierTexts) {
   ResultMap info{{"DisplayName", "found"}, {"DisplayVersion", "1"}, {"Result", "x"}};
   FillResultMap(info, "Fail", "why", "asked");
   EXPECT_THAT(info, testing::UnorderedElementsAre(

@@ -45,7 +45,7 @@ class RegWatcherTest : public JobTest {
   const std::size_t eventsBefore = Handles::Shared().OpenCount(Waitable::Kind::Event);
 };
 
-TEST_F(RegWatcherTest, SetsUpOneWatchWaitsAndClosesBoth) {
+TEST_F(RegWatcherTest, SetsOneWatchWaitsAndClosesKeyAndEvent) {
   SetStopAppEvent();
   bool waited = false;
   std::vector<std::string> calls = CallsOf([&] { waited = Watch("HKEY_LOCAL_MACHINE", kSubKey, "X64"); });
@@ -70,7 +70,7 @@ TEST_F(RegWatcherTest, SetsUpOneWatchWaitsAndClosesBoth) {
                               kSubKey));
 }
 
-TEST_F(RegWatcherTest, LogsItsPlaceBeforeItMakesTheEvent) {
+TEST_F(RegWatcherTest, LogsItsKeyBeforeItCreatesTheEvent) {
   SetStopAppEvent();
   std::vector<std::size_t> events;
   log.When("rootKeyStr=", [&] { events.push_back(Handles::Shared().OpenCount(Waitable::Kind::Event)); });
@@ -88,7 +88,7 @@ TEST_F(RegWatcherTest, RightsFollowTheArchitecture) {
     EXPECT_EQ(open(other), "RegOpenKeyExW(HKEY_LOCAL_MACHINE, \"Software\", 0, 0x10) = 0");
 }
 
-TEST_F(RegWatcherTest, AnyRootThatIsNotNamedExactlyIsTheUsers) {
+TEST_F(RegWatcherTest, AnyOtherRootNameMeansHkeyUsers) {
   const auto open = [&](const char* root) { return OpenCall(root, "x", ""); };
   EXPECT_EQ(open("HKEY_CURRENT_USER"), "RegOpenKeyExW(HKEY_CURRENT_USER, \"x\", 0, 0x10) = 2");
   EXPECT_EQ(open("HKEY_LOCAL_MACHINE"), "RegOpenKeyExW(HKEY_LOCAL_MACHINE, \"x\", 0, 0x10) = 2");
@@ -96,16 +96,16 @@ TEST_F(RegWatcherTest, AnyRootThatIsNotNamedExactlyIsTheUsers) {
     EXPECT_EQ(open(other), "RegOpenKeyExW(HKEY_USERS, \"x\", 0, 0x10) = 2");
 }
 
-TEST_F(RegWatcherTest, EmptyPlaceIsAllUsers) {
+TEST_F(RegWatcherTest, EmptyPathIsAllUsers) {
   EXPECT_EQ(OpenCall("", "", ""), "RegOpenKeyExW(HKEY_USERS, \"\", 0, 0x10) = 0");
 }
 
-TEST_F(RegWatcherTest, NameThatNoEventCanBearEndsIt) {
+TEST_F(RegWatcherTest, NameThatNoEventCanHaveEndsIt) {
   EXPECT_FALSE(AppUninstall::GetInstance().RegWatcher("HKEY_LOCAL_MACHINE", kSubKey, "X64", "A\\B"));
   EXPECT_EQ(TextOf(log).back(), "AppUninstall 5 RegWatcher: CreateEvent failed");
 }
 
-TEST_F(RegWatcherTest, NameThatAMutexBearsEndsIt) {
+TEST_F(RegWatcherTest, NameOfAMutexEndsIt) {
   bool made = false;
   const platform::HANDLE mutex =
       Handles::Shared().OpenEvent({.kind = Waitable::Kind::Mutex, .name = u"App"}, made);
@@ -114,7 +114,7 @@ TEST_F(RegWatcherTest, NameThatAMutexBearsEndsIt) {
   EXPECT_TRUE(Handles::Shared().Close(mutex));
 }
 
-TEST_F(RegWatcherTest, EntryThatHasGoneEndsIt) {
+TEST_F(RegWatcherTest, MissingEntryEndsIt) {
   RemoveApp(u"App");
   EXPECT_FALSE(Watch("HKEY_LOCAL_MACHINE", kSubKey, "X64"));
   EXPECT_EQ(TextOf(log).back(), "AppUninstall 5 RegWatcher: RegOpenKeyEx failed: 2");
@@ -126,7 +126,7 @@ TEST_F(RegWatcherTest, RefusedRightEndsIt) {
   EXPECT_EQ(TextOf(log).back(), "AppUninstall 5 RegWatcher: RegOpenKeyEx failed: 5");
 }
 
-TEST_F(RegWatcherTest, FailedWatchIsLoggedWithTheLastErrorOfTheCloses) {
+TEST_F(RegWatcherTest, FailedWatchLogsTheLastErrorOfTheCloses) {
   // The event exists already. That is the last error of the thread until the close of its handle fails.
   bool made = false;
   const platform::HANDLE event =
@@ -144,7 +144,7 @@ TEST_F(RegWatcherTest, FailedWatchIsLoggedWithTheLastErrorOfTheCloses) {
   EXPECT_TRUE(Handles::Shared().Close(event));
 }
 
-TEST_F(RegWatcherTest, FailedWatchIsNotItsStatus) {
+TEST_F(RegWatcherTest, FailedWatchDoesNotLogItsStatus) {
   bool made = false;
   const platform::HANDLE event =
       Handles::Shared().OpenEvent({Waitable::Kind::Event, false, false, u"App", 0}, made);
@@ -154,7 +154,7 @@ TEST_F(RegWatcherTest, FailedWatchIsNotItsStatus) {
   EXPECT_TRUE(Handles::Shared().Close(event));
 }
 
-TEST_F(RegWatcherTest, WhatWasOpenedIsClosedBeforeAFailureIsLogged) {
+TEST_F(RegWatcherTest, KeyAndEventAreClosedBeforeAFailureIsLogged) {
   for (const char* failing : {"RegOpenKeyExW", "RegNotifyChangeKeyValue"}) {
     machine.faults.FailNth(1, Faults::Extent::Once, failing);
     std::size_t failures = 0;
@@ -168,7 +168,7 @@ TEST_F(RegWatcherTest, WhatWasOpenedIsClosedBeforeAFailureIsLogged) {
   }
 }
 
-TEST_F(RegWatcherTest, NamesOutsideAsciiStayWhole) {
+TEST_F(RegWatcherTest, NamesOutsideAsciiAreKept) {
   const std::string name = "Gr\u00f6\u00dfe \u5915\u51ea \U0001f389";
   AddApp(u"Gr\u00f6\u00dfe \u5915\u51ea \U0001f389", u"1.0");
   SetStopAppEvent();

@@ -130,19 +130,19 @@ std::string NameOfSecret(const testing::TestParamInfo<std::string_view>& secret)
 
 INSTANTIATE_TEST_SUITE_P(Of, SecretTraces, testing::ValuesIn(kSecrets), NameOfSecret);
 
-TEST_P(SecretTraces, AreSeenByThisTest) {
+TEST_P(SecretTraces, AreFoundByThisTest) {
   Watch([] { Forget(GetParam()); });
   EXPECT_GE(stack.Count(GetParam()) + blocksThatHeldIt, 1U);
 }
 
-TEST_P(SecretTraces, AreWipedWhenATextWasProtected) {
+TEST_P(SecretTraces, AreWipedAfterAnEncryption) {
   Watch([this] { Encrypt(GetParam().data(), &hidden); });
   ASSERT_STRNE(hidden, "");
   EXPECT_EQ(stack.CountPieces(GetParam()), 0U);
   EXPECT_EQ(blocksThatHeldIt, 0U);
 }
 
-TEST_P(SecretTraces, AreWipedWhenATextWasTurnedBack) {
+TEST_P(SecretTraces, AreWipedAfterADecryption) {
   Encrypt(GetParam().data(), &hidden);
   Watch([this] { Decrypt(hidden, &plain); });
   // Only the copy of the host remains.
@@ -151,7 +151,7 @@ TEST_P(SecretTraces, AreWipedWhenATextWasTurnedBack) {
   EXPECT_EQ(blocksThatHeldIt, 0U);
 }
 
-TEST_P(SecretTraces, AreWipedWhenTheLogEndsTheCallByAnException) {
+TEST_P(SecretTraces, AreWipedWhenTheLogCallbackThrows) {
   InitDllLogger([](const char*, std::int32_t, const char* text) {
     if (std::string_view(text).find("enter ProtectData") != std::string_view::npos) throw 1;
   });

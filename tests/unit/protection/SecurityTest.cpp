@@ -39,7 +39,7 @@ class Secrets : public OnMachine {
   LogCapture log;
 };
 
-TEST_F(Secrets, ATextComesBack) {
+TEST_F(Secrets, ATextIsDecryptedAgain) {
   for (const std::string& text :
        {std::string("secret"), std::string("\u65e5\xFF\x01"), std::string(9999, 's')}) {
     const std::string hidden = security.Encrypt(text);
@@ -50,7 +50,7 @@ TEST_F(Secrets, ATextComesBack) {
   }
 }
 
-TEST_F(Secrets, LineEndsMayBeMissingOrOthers) {
+TEST_F(Secrets, LineEndsMayBeMissingOrDifferent) {
   const std::string hidden = security.Encrypt("secret");
   std::string dense = hidden;
   std::erase_if(dense, [](char unit) { return unit == '\r' || unit == '\n'; });
@@ -66,14 +66,14 @@ TEST_F(Secrets, EachStepLogsItsEntry) {
   EXPECT_EQ(TextOf(own), Lines("", {"enter Decrypt", "enter String2Byte", "enter UnprotectData"}));
 }
 
-TEST_F(Secrets, AnEmptyTextIsProtectedLikeAnyOtherAndComesBackWithoutAFailureLine) {
+TEST_F(Secrets, AnEmptyTextIsEncryptedAndDecryptedWithoutAFailureLine) {
   const std::string hidden = security.Encrypt("");
   EXPECT_FALSE(hidden.empty());
   EXPECT_EQ(security.Decrypt(hidden), "");
   EXPECT_EQ(log.Lines().size(), 6U);
 }
 
-TEST_F(Secrets, TheServiceIsAskedWithoutAnyExtras) {
+TEST_F(Secrets, TheServiceIsCalledWithoutOptions) {
   std::string hidden;
   EXPECT_THAT(CallsOf([&] { hidden = security.Encrypt("secret"); }),
               HasAll({testing::StrEq("CryptProtectData(6, null, null, null, null, 0x0) = 1"),
@@ -86,7 +86,7 @@ TEST_F(Secrets, TheServiceIsAskedWithoutAnyExtras) {
                       "CryptUnprotectData(66, null, null, null, null, 0x0) = 1", "LocalFree() = null"}));
 }
 
-TEST_F(Secrets, AServiceThatRefusesIsToldWithItsNumber) {
+TEST_F(Secrets, ARefusalIsLoggedWithItsErrorNumber) {
   machine.faults.FailNth(1, Faults::Extent::Once, "CryptProtectData");
   EXPECT_EQ(security.Encrypt("secret"), "");
   EXPECT_THAT(TextOf(log),
@@ -95,13 +95,13 @@ TEST_F(Secrets, AServiceThatRefusesIsToldWithItsNumber) {
                           "Security 3 Encrypt: ProtectData failed"));
 }
 
-TEST_F(Secrets, ATextOfNoSizeIsTold) {
+TEST_F(Secrets, ATextWithoutASizeIsLogged) {
   machine.faults.FailNth(1, Faults::Extent::Once, "CryptBinaryToStringA");
   EXPECT_EQ(security.Encrypt("secret"), "");
   EXPECT_EQ(TextOf(log).back(), "Security 3 Byte2String: CryptBinaryToStringA may be failed because nNeed=0");
 }
 
-TEST_F(Secrets, ATextThatIsNotWrittenIsEmptyWithoutALine) {
+TEST_F(Secrets, AFailedConversionIsEmptyWithoutALine) {
   machine.faults.FailNth(2, Faults::Extent::Once, "CryptBinaryToStringA");
   EXPECT_EQ(security.Encrypt("secret"), "");
   EXPECT_EQ(log.Lines().size(), 3U);
@@ -119,7 +119,7 @@ TEST_F(Secrets, AnEmptyOrMalformedTextHasNoSize) {
   }
 }
 
-TEST_F(Secrets, BytesThatAreNotReadFailWhereTheyAreTurnedBack) {
+TEST_F(Secrets, BytesThatAreNotConvertedFailInTheDecryption) {
   const std::string hidden = security.Encrypt("secret");
   const LogCapture own;
   machine.faults.FailNth(2, Faults::Extent::Once, "CryptStringToBinaryA");
@@ -131,7 +131,7 @@ TEST_F(Secrets, BytesThatAreNotReadFailWhereTheyAreTurnedBack) {
                           "Security 3 UnprotectData: CryptUnprotectData failed, errCode=13"));
 }
 
-TEST_F(Secrets, ATextThatIsCutAnywhereIsRefused) {
+TEST_F(Secrets, ATextCutAtAnyPlaceIsRefused) {
   const std::string hidden = security.Encrypt("secret");
   const std::size_t digitsEnd = hidden.size() - 2;
   for (std::size_t length = 0; length < digitsEnd; ++length) {
@@ -141,7 +141,7 @@ TEST_F(Secrets, ATextThatIsCutAnywhereIsRefused) {
   EXPECT_EQ(security.Decrypt(hidden.substr(0, digitsEnd)), "secret");
 }
 
-TEST_F(Secrets, ATextThatIsChangedInAnyByteIsRefused) {
+TEST_F(Secrets, ATextChangedInAnyByteIsRefused) {
   const auto isWhiteSpace = [](int byte) {
     return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
   };
@@ -161,7 +161,7 @@ TEST_F(Secrets, ATextThatIsChangedInAnyByteIsRefused) {
   }
 }
 
-TEST_F(Secrets, ANulInsideIsProtectedUpToTheLengthThatTheTextReports) {
+TEST_F(Secrets, ANulInsideATextIsEncrypted) {
   const std::string secret("be\0hind", 7);
   const std::string hidden = security.Encrypt(secret);
   EXPECT_EQ(security.Decrypt(hidden), secret);
@@ -175,7 +175,7 @@ TEST_F(Secrets, ANulInsideIsProtectedUpToTheLengthThatTheTextReports) {
   ReleaseDllStr(&hiddenByExport);
 }
 
-TEST_F(Secrets, ATextOfAnotherUserOrMachineIsToldWithItsNumber) {
+TEST_F(Secrets, ATextOfAnotherUserOrMachineIsLoggedWithItsErrorNumber) {
   const std::string hidden = security.Encrypt("secret");
   const LogCapture own;
   machine.registry.SetUser(u"S-1-5-21-1-2-3-1002");
@@ -198,7 +198,7 @@ TEST_F(Secrets, TwoMachinesWithoutAnIdentityShareNoKey) {
   EXPECT_EQ(security.Decrypt(hidden), "");
 }
 
-TEST_F(Secrets, NeitherLogNorJournalHoldsASecret) {
+TEST_F(Secrets, NeitherLogNorJournalContainsASecret) {
   const std::string secret = "correct horse battery";
   std::string hidden;
   std::string seen;
@@ -218,7 +218,7 @@ TEST_F(Secrets, NeitherLogNorJournalHoldsASecret) {
   EXPECT_THAT(seen, testing::Not(testing::HasSubstr(hidden.substr(0, 64))));
 }
 
-TEST_F(Secrets, TheHostGetsABlockOfItsOwnEvenForAFailure) {
+TEST_F(Secrets, TheHostReceivesABlockEvenForAFailure) {
   char* hidden = nullptr;
   ::Encrypt("secret", &hidden);
   char* text = nullptr;
@@ -239,7 +239,7 @@ TEST_F(Secrets, TheHostGetsABlockOfItsOwnEvenForAFailure) {
   ReleaseDllStr(&hidden);
 }
 
-TEST(Wipe, LeavesZerosInThePlaceOfTheText) {
+TEST(Wipe, ReplacesTheTextByZeros) {
   std::string text = "a secret that is too long to stand in the object itself";
   const std::size_t length = text.size();
   Wipe(text.data(), length);
