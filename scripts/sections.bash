@@ -1,10 +1,10 @@
-# Runs the steps of a script one after another, and sums up how each went and how long it took.
-# To be sourced by bash scripts: `section` for each step, `finish` at the end.
+# Runs the steps of a script one after another, and prints a summary with result and time of each step.
+# Bash scripts source it and call `section` for each step and `finish` at the end.
 
 summary=()
 failed=0
 
-# section TITLE COMMAND...: prints the title, runs the command, notes its result and its time.
+# section TITLE COMMAND...: prints the title, runs the command, stores its result and time.
 section() {
   local title=$1 started=$SECONDS result=passed
   shift
