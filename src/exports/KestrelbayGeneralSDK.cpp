@@ -178,13 +178,15 @@ void ReleaseInstalledAppList(InstalledAppEntry** entries, int32_t count) {
 
 void GetInstalledAppListAsync(AppListCallback callback, bool includeIcons) {
   SDK_LOG(kLogInfo, kFile, "enter GetInstalledAppListAsync");
-  StartWorker([=] { ListInstalledApps(callback, includeIcons); }).detach();
+  std::thread worker;
+  StartWorker(worker, [=] { ListInstalledApps(callback, includeIcons); });
 }
 
 void GetAppIconAsync(IconCallback callback, const char* displayName) {
   SDK_LOG(kLogInfo, kFile, "enter GetAppIconAsync");
   // By design the worker takes the host's pointer and reads the name later.
-  StartWorker([=] { ReportAppIcon(callback, displayName); }).detach();
+  std::thread worker;
+  StartWorker(worker, [=] { ReportAppIcon(callback, displayName); });
 }
 
 int32_t StartApp(const char* displayName, const char* appAlias) {

@@ -35,8 +35,7 @@ AppInstall& AppInstall::GetInstance() {
 
 void AppInstall::StartInstall(const std::string& name) {
   SDK_LOG(kLogInfo, kFile, "StartInstall begin.");
-  workerThread = StartWorker([this, name] { RunJob(name); });
-  workerThread.detach();
+  StartWorker(workerThread, [this, name] { RunJob(name); });
 }
 
 void AppInstall::RunJob(const std::string& name) {

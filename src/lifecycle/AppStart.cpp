@@ -68,7 +68,8 @@ bool AppStart::StartAnyExe(const std::string& exePath, const std::string& exeArg
 }
 
 void AppStart::StartAnyExeAsync(const std::string& exePath, const std::string& exeArgs) {
-  StartWorker([this, exePath, exeArgs] { StartAnyExe(exePath, exeArgs); }).detach();
+  std::thread worker;
+  StartWorker(worker, [this, exePath, exeArgs] { StartAnyExe(exePath, exeArgs); });
 }
 
 std::string BuildAnyExeCommand(const std::string& exePath, const std::string& exeArgs) {

@@ -85,8 +85,7 @@ AppUninstall& AppUninstall::GetInstance() {
 
 void AppUninstall::StartUninstall(const std::string& name) {
   SDK_LOG(kLogInfo, kFile, "StartUninstall begin, displayName: %s.", name.c_str());
-  workerThread = StartWorker([this, name] { RunJob(name); });
-  workerThread.detach();
+  StartWorker(workerThread, [this, name] { RunJob(name); });
 }
 
 void AppUninstall::RunJob(const std::string& name) {

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstring>
+#include <future>
 #include <latch>
 #include <memory>
 #include <vector>
@@ -15,22 +17,39 @@
 namespace kestrelbay {
 namespace {
 
+template <class Body>
+void Start(Body body) {
+  std::thread worker;
+  StartWorker(worker, std::move(body));
+}
+
+TEST(StartWorker, WorkerIsDetached) {
+  std::thread worker;
+  StartWorker(worker, [] {});
+  EXPECT_FALSE(worker.joinable());
+}
+
 TEST(StartWorker, ReturnsWhileTheBodyStillRuns) {
   std::latch release(1);
-  bool done = false;
+  std::latch done(1);
   // If the starter waited for the body, it would never release it.
-  std::thread worker = StartWorker([&] {
+  Start([&] {
     release.wait();
-    done = true;
+    done.count_down();
   });
+  EXPECT_FALSE(done.try_wait());
   release.count_down();
-  worker.join();
-  EXPECT_TRUE(done);
+  done.wait();
 }
 
 TEST(StartWorker, RunsOnANewThread) {
   std::thread::id ran;
-  StartWorker([&] { ran = std::this_thread::get_id(); }).join();
+  std::latch done(1);
+  Start([&] {
+    ran = std::this_thread::get_id();
+    done.count_down();
+  });
+  done.wait();
   EXPECT_NE(ran, std::thread::id());
   EXPECT_NE(ran, std::this_thread::get_id());
 }
@@ -52,30 +71,28 @@ struct SlowToMove {
 
 TEST(StartWorker, ReturnsOnlyAfterTheBodyWasMoved) {
   std::atomic<bool> moved = false;
-  std::thread worker = StartWorker(SlowToMove(std::this_thread::get_id(), moved));
+  Start(SlowToMove(std::this_thread::get_id(), moved));
   EXPECT_TRUE(moved);
-  worker.join();
 }
 
 TEST(StartWorker, ThreadOwnsItsArgumentsOnceItHasTakenThem) {
   std::latch starterIsBack(1);
-  int seen = 0;
+  std::promise<int> seen;
   auto argument = std::make_shared<int>(7);
   const std::weak_ptr<int> watched = argument;
-  std::thread worker = StartWorker([&, own = std::move(argument)] {
+  Start([&, own = std::move(argument)] {
     starterIsBack.wait();
-    seen = *own;
+    seen.set_value_at_thread_exit(*own);
   });
   EXPECT_EQ(watched.use_count(), 1);
   starterIsBack.count_down();
-  worker.join();
-  EXPECT_EQ(seen, 7);
+  EXPECT_EQ(seen.get_future().get(), 7);
   EXPECT_TRUE(watched.expired());
 }
 
 // Neither is inlined, so that their frames use the same stack.
-[[gnu::noinline]] std::thread StartIdleWorker() {
-  return StartWorker([] {});
+[[gnu::noinline]] void StartBriefWorker(std::latch& done) {
+  Start([&] { done.count_down(); });
 }
 [[gnu::noinline]] void OverwriteStack() {
   volatile unsigned char bytes[4096];
@@ -92,13 +109,12 @@ TEST(StartWorker, MutexIsNotDestroyedWhileTheWorkerUnlocksIt) {
     const pthread_mutex_t unlocked = PTHREAD_MUTEX_INITIALIZER;
     isIntact = std::memcmp(mutex, &unlocked, sizeof unlocked) == 0;
   };
-  {
-    const AfterUnlocks watch(checkMutex);
-    std::thread worker = StartIdleWorker();
-    OverwriteStack();
-    starterIsBack.count_down();
-    worker.join();
-  }
+  std::latch done(1);
+  const AfterUnlocks watch(checkMutex);
+  StartBriefWorker(done);
+  OverwriteStack();
+  starterIsBack.count_down();
+  done.wait();
   EXPECT_TRUE(isIntact);
 }
 
@@ -108,10 +124,10 @@ TEST(StartWorker, HandshakeOutlivesTheStart) {
   std::latch done(kStarts);
   std::vector<std::atomic<int>> runs(kStarts);
   for (int start = 0; start < kStarts; ++start) {
-    StartWorker([&, start] {
+    Start([&, start] {
       ++runs[static_cast<std::size_t>(start)];
       done.count_down();
-    }).detach();
+    });
   }
   done.wait();
   EXPECT_TRUE(std::ranges::all_of(runs, [](const std::atomic<int>& count) { return count == 1; }));
@@ -120,17 +136,25 @@ TEST(StartWorker, HandshakeOutlivesTheStart) {
 TEST(StartWorker, AnyNumberRunsSideBySide) {
   constexpr int kWorkers = 8;
   std::latch allRun(kWorkers);
-  std::vector<std::thread> workers;
+  std::latch done(kWorkers);
   for (int worker = 0; worker < kWorkers; ++worker) {
-    workers.push_back(StartWorker([&] { allRun.arrive_and_wait(); }));
+    Start([&] {
+      allRun.arrive_and_wait();
+      done.count_down();
+    });
   }
-  for (std::thread& worker : workers) worker.join();
+  done.wait();
   EXPECT_TRUE(allRun.try_wait());
 }
 
 TEST(StartWorkerDeathTest, ExceptionThatLeavesTheBodyEndsTheProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_DEATH(StartWorker([] { throw 1; }).join(), "terminate");
+  EXPECT_DEATH(
+      {
+        Start([] { throw 1; });
+        std::this_thread::sleep_for(std::chrono::minutes(1));
+      },
+      "terminate");
 }
 
 }  // namespace
