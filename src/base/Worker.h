@@ -11,17 +11,29 @@
 
 namespace kestrelbay {
 
-/** The report of a new thread to its starter that it has taken its arguments. Used once. */
-struct Handshake {
+/** What one thread waits for and another reports. Used once. */
+class Handshake {
+ public:
   void Signal() {
-    const std::lock_guard<std::mutex> held(mutex);
-    isSignalled = true;
-    signalled.notify_one();
+    const std::lock_guard<std::mutex> held(mutex_);
+    isSignalled_ = true;
+    signalled_.notify_one();
+  }
+  void Wait() {
+    std::unique_lock<std::mutex> held(mutex_);
+    signalled_.wait(held, [this] { return isSignalled_; });
   }
 
-  OwningMutex<std::mutex> mutex;
-  std::condition_variable signalled;
-  bool isSignalled = false;
+ private:
+  OwningMutex<std::mutex> mutex_;
+  std::condition_variable signalled_;
+  bool isSignalled_ = false;
+};
+
+/** The start of a worker. */
+struct WorkerStart {
+  Handshake taken;     ///< the worker has taken its arguments
+  Handshake detached;  ///< the starter has detached the worker
 };
 
 /**
@@ -33,19 +45,21 @@ struct Handshake {
  */
 template <class Body>
 void StartWorker(std::thread& worker, Body body) {
-  // Both threads own the handshake. The starter may return while the worker is still inside the runtime's
-  // unlock, so neither of them may destroy the mutex alone.
-  const auto handshake = std::make_shared<Handshake>();
-  // Held until the worker is detached, so that it cannot end before. The runtime of mingw-w64 frees the
-  // record of an ended thread when it is detached, although the thread still uses the record on its way out.
-  std::unique_lock<std::mutex> held(handshake->mutex);
-  worker = std::thread([&body, own = handshake]() mutable {
+  // Both threads own the start. The starter may return while the worker is still inside the runtime's unlock,
+  // so neither of them may destroy a mutex alone.
+  const auto start = std::make_shared<WorkerStart>();
+  worker = std::thread([&body, own = start]() mutable {
     Body taken = std::move(body);
-    std::exchange(own, nullptr)->Signal();
+    own->taken.Signal();
+    // A worker must not end before it is detached: the runtime of mingw-w64 gives the record of an ended
+    // thread to the next thread when it is detached, although the first one still uses it on its way out.
+    own->detached.Wait();
+    own.reset();
     taken();
   });
+  start->taken.Wait();
   worker.detach();
-  handshake->signalled.wait(held, [&] { return handshake->isSignalled; });
+  start->detached.Signal();
 }
 
 }  // namespace kestrelbay
