@@ -25,10 +25,15 @@ std::atomic<int> callbacks = 0;
 
 void DropLog(const char*, std::int32_t, const char*) {}
 
-/** Waits for an effect of a worker, because nothing reports the end of a worker. */
+/** Polls for an effect of a worker, because nothing reports the end of a worker. @return false after a minute */
 template <class Condition>
-void WaitUntil(Condition isTrue) {
-  while (!isTrue()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+bool BecomesTrue(Condition isTrue) {
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (!isTrue()) {
+    if (std::chrono::steady_clock::now() > limit) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return true;
 }
 
 std::set<std::string> NamesInDefinitionFile() {
@@ -45,12 +50,8 @@ class Life {
  public:
   explicit Life(const std::u16string& path) : program(path.begin(), path.end()) {}
   ~Life() {
-    // A worker that still runs would return into code that is unloaded. The first lives may start threads of
-    // the system, which stay. That is why the wait has a limit.
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(2);
-    WaitUntil([&] {
-      return MeasureProcess().threads <= threadsBefore || std::chrono::steady_clock::now() > limit;
-    });
+    // A worker that still runs would return into code that is unloaded.
+    EXPECT_TRUE(BecomesTrue([&] { return MeasureProcess().threads <= threadsBefore; }));
   }
 
   /** Calls each export. @return the names of the called exports */
@@ -114,7 +115,7 @@ class Life {
     Export<decltype(&::GetInstalledAppListAsync)>("GetInstalledAppListAsync")(
         [](InstalledAppEntry*, std::int32_t) { ++callbacks; }, false);
     Export<decltype(&::GetAppIconAsync)>("GetAppIconAsync")([](char*) { ++callbacks; }, "App");
-    WaitUntil([&] { return callbacks == before + 2; });
+    ASSERT_TRUE(BecomesTrue([&] { return callbacks == before + 2; }));
   }
 
   void StartPrograms() {
@@ -138,7 +139,7 @@ class Life {
     std::thread other([&] { startInstall(&install, [](InstallRequest*) { ++callbacks; }); });
     startUninstall(&uninstall, [](UninstallRequest*) { ++callbacks; });
     other.join();
-    WaitUntil([&] { return callbacks == before + 2; });
+    ASSERT_TRUE(BecomesTrue([&] { return callbacks == before + 2; }));
     EXPECT_STREQ(install.Result, "Fail");
   }
 
