@@ -25,7 +25,7 @@ std::atomic<int> callbacks = 0;
 
 void DropLog(const char*, std::int32_t, const char*) {}
 
-/** Polls for an effect of a worker, because nothing reports the end of a worker. @return false after a minute */
+/** Polls for an effect of a worker, because nothing reports its end. @return false after a minute */
 template <class Condition>
 bool BecomesTrue(Condition isTrue) {
   const auto limit = std::chrono::steady_clock::now() + std::chrono::minutes(1);
