@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 namespace capture {
 namespace {
 
@@ -87,6 +89,31 @@ TEST_F(RedactorTest, APathEndsWhereAnotherBegins) {
 TEST_F(RedactorTest, OnlyCompleteSidsAreHidden) {
   EXPECT_EQ(Hidden(u"S-1-5-21-1-2 S-1-5-18 S-1-5-21--"), u"S-1-5-21-1-2 S-1-5-18 S-1-5-21--");
   EXPECT_EQ(Hidden(u"s-1-5-21-77-88-99-500"), u"s-1-5-21-10-10-11-500");
+}
+
+TEST_F(RedactorTest, TheAccountThatCapturesIsHidden) {
+  CapturedMachine machine;
+  machine.account = u"KITCHEN\\Annabel";
+  Redact(machine, identity);
+  EXPECT_EQ(machine.account, u"HOSTAAB\\Useraab");
+}
+
+TEST(Identity, HasTheAccountThatCaptures) {
+  CapturedMachine machine;
+  machine.userSid = u"S-1-5-21-1-2-3-1001";
+  machine.account = u"FIRM\\Quentin";
+  const Identity identity = ReadIdentity(machine);
+  EXPECT_EQ(std::ranges::count(identity.users, u"Quentin"), 1);
+  EXPECT_EQ(std::ranges::count(identity.computers, u"FIRM"), 1);
+}
+
+TEST(Identity, LacksAnAccountOfServices) {
+  CapturedMachine machine;
+  machine.userSid = u"S-1-5-19";
+  machine.account = u"NT AUTHORITY\\LOCAL SERVICE";
+  const Identity identity = ReadIdentity(machine);
+  EXPECT_EQ(std::ranges::count(identity.users, u"LOCAL SERVICE"), 0);
+  EXPECT_EQ(std::ranges::count(identity.computers, u"NT AUTHORITY"), 0);
 }
 
 TEST_F(RedactorTest, BytesKeepTheirLength) {

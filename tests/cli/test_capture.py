@@ -76,6 +76,13 @@ class RoundTripTest(CaptureTestCase):
         self.assertEqual(names, ["_under", "Alpha", "Alpha", "D:\\Tools\\x", "Mine", "Product", "Theirs",
                                  "Äpfel 日本語 👩"])
 
+    def test_records_the_account(self):
+        for number, (variables, account) in enumerate((({"UserName": "Anna", "USERDOMAIN": "KITCHEN-PC"}, "KITCHEN-PC\\Anna"),
+                                                       ({"USERNAME": "Anna"}, "Anna"))):
+            capture, _ = self.capture(self.described(name=f"pc{number}", environment=variables), name=f"c{number}")
+            record = self.description(capture)["capture"]
+            self.assertEqual((record["account"], record["session"]), (account, None))
+
     def test_a_capture_of_a_capture_is_the_same(self):
         first, _ = self.capture(self.described(self.MIX, FACTS))
         second, _ = self.capture(first, name="again")

@@ -100,6 +100,13 @@ class RedactionTest(RedactionTestCase):
         sought = numbers_as_bytes(NUMBERS)
         self.assertFalse([1 for bytes_ in hex_bytes(self.registry(folder)) if sought in bytes_])
 
+    def test_the_account_is_hidden_as_the_name_and_the_computer_are(self):
+        folder = self.redacted(environment={"USERNAME": USER, "USERDOMAIN": COMPUTER, "COMPUTERNAME": COMPUTER})
+        self.check(folder, [USER, COMPUTER])
+        hidden = self.description(folder)
+        self.assertEqual(hidden["capture"]["account"],
+                         hidden["environment"]["COMPUTERNAME"] + "\\" + hidden["user"]["name"])
+
     def test_the_same_name_has_the_same_stand_in_everywhere(self):
         folder = self.redacted(*self.everywhere())
         name = self.description(folder)["user"]["name"]

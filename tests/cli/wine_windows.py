@@ -2,7 +2,10 @@
 
 import json
 import os
+import pathlib
+import re
 import subprocess
+import tempfile
 import unittest
 
 PROGRAM = [os.environ["KESTRELBAY_RUNNER"], os.environ["KESTRELBAY_PROGRAM"]]
@@ -97,6 +100,14 @@ class WindowsTest(unittest.TestCase):
                                        "isTablet", "freeMebibytes"])
         self.assertGreaterEqual(facts["freeMebibytes"]["C"], 0)
         self.assertRegex(facts["deviceId"], r"\A[0-9a-f-]{36}\Z")
+
+    def test_capture_records_account_and_session(self):
+        with tempfile.TemporaryDirectory() as folder:
+            self.assertEqual(run_host("capture", "Z:" + folder.replace("/", "\\") + "\\pc").returncode, 0)
+            description = json.loads((pathlib.Path(folder) / "pc" / "machine.json").read_text())
+        record = description["capture"]
+        self.assertRegex(record["account"], r"\A[^\\]+\\" + re.escape(description["user"]["name"]) + r"\Z")
+        self.assertIsInstance(record["session"], int)
 
     def test_program_and_version(self):
         self.assertEqual(run_host("run", r"C:\windows\system32\hostname.exe").returncode, 0)

@@ -195,6 +195,8 @@ void Writer::WriteDescription(const CaptureInfo& info) {
                 {{"format", simulated::kCaptureFormat},
                  {"program", info.program},
                  {"time", info.time},
+                 {"account", ToUtf8(machine_.account)},
+                 {"session", machine_.session ? Json(*machine_.session) : Json()},
                  {"redacted", info.isRedacted},
                  {"notes", notes},
                  {"files", files_}}}};

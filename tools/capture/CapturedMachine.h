@@ -65,6 +65,10 @@ struct CapturedMachine {
   /** In the order in which the machine lists them; subkeys follow their key. */
   std::vector<CapturedKey> keys;
   std::u16string userSid;
+  /** The account that captures, as DOMAIN\name; empty if unknown. */
+  std::u16string account;
+  /** The session in which it captures: 0 for services; nullopt on a simulated machine. */
+  std::optional<std::uint32_t> session;
   /** Names as the machine spells them. */
   std::vector<std::pair<std::u16string, std::u16string>> environment;
   std::u16string hostPath;

@@ -80,6 +80,16 @@ void AddFolder(const std::u16string& path, Identity& identity) {
   identity.users.push_back(LastName(folder));
 }
 
+/** Adds the names of the account that captures, unless it is one in which services run on every machine. */
+void AddAccount(const CapturedMachine& machine, Identity& identity) {
+  for (const std::u16string_view service : {u"S-1-5-18", u"S-1-5-19", u"S-1-5-20"}) {
+    if (machine.userSid == service) return;
+  }
+  identity.users.push_back(LastName(machine.account));
+  const std::size_t separator = machine.account.find(u'\\');
+  if (separator != machine.account.npos) identity.computers.push_back(machine.account.substr(0, separator));
+}
+
 void AddFolders(const CapturedMachine& machine, Identity& identity) {
   AddFolder(machine.Variable(u"USERPROFILE"), identity);
   for (const std::u16string& sid : SubKeys(kProfiles))
@@ -154,6 +164,7 @@ Identity ReadIdentity(const CapturedMachine& machine) {
   AddFolders(machine, identity);
   AddVariables(machine, identity);
   AddComputers(machine, identity);
+  AddAccount(machine, identity);
   for (const platform::REGSAM view : {platform::KEY_WOW64_64KEY, platform::KEY_WOW64_32KEY})
     identity.guids.push_back(Read(u"SOFTWARE\\Microsoft\\Cryptography", u"MachineGuid", view));
   return identity;
@@ -165,6 +176,7 @@ namespace {
 template <typename Visit>
 void ForEachText(CapturedMachine& machine, Visit visit) {
   visit(machine.userSid);
+  visit(machine.account);
   visit(machine.hostPath);
   visit(machine.currentDirectory);
   for (auto& [name, value] : machine.environment) visit(value);

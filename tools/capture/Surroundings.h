@@ -22,6 +22,12 @@ std::vector<std::pair<std::u16string, std::u16string>> EnvironmentVariables();
 /** The SID, as text, whose hive HKEY_CURRENT_USER is; empty where it cannot be told. */
 std::u16string UserSid();
 
+/** The account of this process, as DOMAIN\name or name; empty if unknown. */
+std::u16string UserAccount();
+
+/** The session of this process; nullopt on a simulated machine, which has none. */
+std::optional<std::uint32_t> Session();
+
 /**
  * Reads the value at `index` of an open key, as RegEnumValueW does.
  * @param key    opened with KEY_QUERY_VALUE

@@ -16,6 +16,19 @@ std::vector<std::pair<std::u16string, std::u16string>> EnvironmentVariables() {
 
 std::u16string UserSid() { return CurrentMachine().registry.User(); }
 
+std::u16string UserAccount() {
+  const auto variable = [](std::u16string_view name) -> std::u16string {
+    for (const auto& [spelling, value] : CurrentMachine().environment.All()) {
+      if (AsciiUpper(spelling) == name) return value;
+    }
+    return {};
+  };
+  const std::u16string domain = variable(u"USERDOMAIN");
+  return domain.empty() ? variable(u"USERNAME") : domain + u'\\' + variable(u"USERNAME");
+}
+
+std::optional<std::uint32_t> Session() { return std::nullopt; }
+
 // Goes through Perform, so that a test can make this call fail as well.
 platform::LSTATUS EnumerateValue(platform::HKEY key, platform::DWORD index, CapturedValue& value) {
   constexpr platform::DWORD kQueryValue = 0x1;

@@ -16,13 +16,20 @@ std::u16string FromWide(const wchar_t* text) {
 
 std::wstring ToWindows(std::u16string_view text) { return {text.begin(), text.end()}; }
 
-/** What the process's token says of the user; empty where it says nothing. */
-std::vector<std::byte> TokenUserOf(HANDLE token) {
+/** The TOKEN_USER of this process; empty on failure. */
+std::vector<std::byte> TokenUserOfProcess() {
+  HANDLE token = nullptr;
+  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) return {};
   DWORD bytes = 0;
   GetTokenInformation(token, TokenUser, nullptr, 0, &bytes);
   std::vector<std::byte> user(bytes);
   if (!GetTokenInformation(token, TokenUser, user.data(), bytes, &bytes)) user.clear();
+  CloseHandle(token);
   return user;
+}
+
+PSID SidOf(const std::vector<std::byte>& tokenUser) {
+  return reinterpret_cast<const TOKEN_USER*>(tokenUser.data())->User.Sid;
 }
 
 }  // namespace
@@ -41,17 +48,33 @@ std::vector<std::pair<std::u16string, std::u16string>> EnvironmentVariables() {
 }
 
 std::u16string UserSid() {
-  HANDLE token = nullptr;
-  if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) return {};
-  const std::vector<std::byte> user = TokenUserOf(token);
-  CloseHandle(token);
+  const std::vector<std::byte> user = TokenUserOfProcess();
   wchar_t* text = nullptr;
-  if (user.empty() ||
-      !ConvertSidToStringSidW(reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid, &text))
-    return {};
+  if (user.empty() || !ConvertSidToStringSidW(SidOf(user), &text)) return {};
   const std::u16string sid = FromWide(text);
   LocalFree(text);
   return sid;
+}
+
+std::u16string UserAccount() {
+  const std::vector<std::byte> user = TokenUserOfProcess();
+  constexpr DWORD kNameRoomChars = 257;  // UNLEN and the null character
+  std::wstring name(kNameRoomChars, 0);
+  std::wstring domain(kNameRoomChars, 0);
+  DWORD nameChars = kNameRoomChars;
+  DWORD domainChars = kNameRoomChars;
+  SID_NAME_USE use{};
+  if (user.empty() ||
+      !LookupAccountSidW(nullptr, SidOf(user), name.data(), &nameChars, domain.data(), &domainChars, &use))
+    return {};
+  const std::u16string bareName = FromWide(name.c_str());
+  return domainChars == 0 ? bareName : FromWide(domain.c_str()) + u'\\' + bareName;
+}
+
+std::optional<std::uint32_t> Session() {
+  DWORD session = 0;
+  return ProcessIdToSessionId(GetCurrentProcessId(), &session) ? std::optional<std::uint32_t>(session)
+                                                               : std::nullopt;
 }
 
 platform::LSTATUS EnumerateValue(platform::HKEY key, platform::DWORD index, CapturedValue& value) {

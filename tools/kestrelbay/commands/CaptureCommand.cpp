@@ -64,6 +64,8 @@ capture::CapturedMachine ReadMachine(const CaptureOptions& options) {
   };
   capture::CapturedMachine machine;
   machine.userSid = capture::UserSid();
+  machine.account = capture::UserAccount();
+  machine.session = capture::Session();
   NoteRecovery(machine);
   capture::RegistryCapture(machine, keepWaiting).Run();
   capture::CaptureFacts(machine);
