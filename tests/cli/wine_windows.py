@@ -11,6 +11,7 @@ import unittest
 PROGRAM = [os.environ["KESTRELBAY_RUNNER"], os.environ["KESTRELBAY_PROGRAM"]]
 UNINSTALL = r"HKEY_LOCAL_MACHINE\Software\Microsoft\Windows\CurrentVersion\Uninstall"
 GATE = r"HKEY_LOCAL_MACHINE\Software\Classes\Installer\Products"
+INTERNET = r"HKEY_CURRENT_USER\Software\Microsoft\Windows\CurrentVersion\Internet Settings"
 SECONDS = 120
 
 
@@ -96,8 +97,9 @@ class WindowsTest(unittest.TestCase):
 
     def test_facts(self):
         facts = json.loads(run_host("facts", "--json").stdout)
-        self.assertEqual(list(facts), ["manufacturer", "productName", "deviceId", "proxyServer", "graphics",
-                                       "isTablet", "freeMebibytes"])
+        self.assertEqual([name for name in facts if name != "settings"],
+                         ["manufacturer", "productName", "deviceId", "proxyServer", "graphics",
+                          "isTablet", "freeMebibytes"])
         self.assertGreaterEqual(facts["freeMebibytes"]["C"], 0)
         self.assertRegex(facts["deviceId"], r"\A[0-9a-f-]{36}\Z")
 
@@ -108,6 +110,12 @@ class WindowsTest(unittest.TestCase):
         record = description["capture"]
         self.assertRegex(record["account"], r"\A[^\\]+\\" + re.escape(description["user"]["name"]) + r"\Z")
         self.assertIsInstance(record["session"], int)
+
+    def test_a_missing_setting_differs_from_an_invalid_one(self):
+        reg("add", INTERNET, "/v", "ProxyEnable", "/d", "maybe", "/f")
+        self.assertEqual(json.loads(run_host("facts", "--json").stdout)["settings"]["proxyServer"], "invalid")
+        reg("delete", INTERNET, "/v", "ProxyEnable", "/f")
+        self.assertEqual(json.loads(run_host("facts", "--json").stdout)["settings"]["proxyServer"], "missing")
 
     def test_program_and_version(self):
         self.assertEqual(run_host("run", r"C:\windows\system32\hostname.exe").returncode, 0)
