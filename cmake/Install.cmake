@@ -15,6 +15,18 @@ if(WIN32)
 else()
   install(TARGETS kestrelbay_machine LIBRARY DESTINATION lib)
   set_target_properties(KestrelbayGeneral PROPERTIES INSTALL_RPATH "$ORIGIN")
+  # The program writes its own completion scripts.
+  function(kestrelbay_install_completion shell place)
+    install(CODE "
+      set(file \$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/share/${place})
+      get_filename_component(folder \${file} DIRECTORY)
+      file(MAKE_DIRECTORY \${folder})
+      execute_process(COMMAND $<TARGET_FILE:kestrelbay> completion ${shell} OUTPUT_FILE \${file}
+        COMMAND_ERROR_IS_FATAL ANY)")
+  endfunction()
+  kestrelbay_install_completion(bash bash-completion/completions/kestrelbay)
+  kestrelbay_install_completion(zsh zsh/site-functions/_kestrelbay)
+  kestrelbay_install_completion(powershell powershell/kestrelbay.ps1)
 endif()
 
 include(CMakePackageConfigHelpers)

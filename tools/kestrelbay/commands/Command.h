@@ -46,10 +46,11 @@ using AddCommand = void(CLI::App& app, Command& chosen);
 /** Refuses the empty text as the value of an option or argument. */
 inline std::string RefuseEmpty(const std::string& text) { return text.empty() ? "the name is empty" : ""; }
 
-AddCommand AddBlocked, AddCapture, AddDecrypt, AddDiff, AddEncrypt, AddExplain, AddFacts, AddForget, AddIcon,
-    AddInstall, AddList, AddReport, AddRoot, AddRun, AddStart, AddUninstall, AddVersion;
-inline constexpr AddCommand* kCommands[] = {
-    AddBlocked, AddCapture, AddDecrypt, AddDiff, AddEncrypt, AddExplain, AddFacts,     AddForget, AddIcon,
-    AddInstall, AddList,    AddReport,  AddRoot, AddRun,     AddStart,   AddUninstall, AddVersion};
+AddCommand AddBlocked, AddCapture, AddCompletion, AddDecrypt, AddDiff, AddEncrypt, AddExplain, AddFacts,
+    AddForget, AddIcon, AddInstall, AddList, AddReport, AddRoot, AddRun, AddStart, AddUninstall, AddVersion;
+inline constexpr AddCommand* kCommands[] = {AddBlocked, AddCapture,   AddCompletion, AddDecrypt, AddDiff,
+                                            AddEncrypt, AddExplain,   AddFacts,      AddForget,  AddIcon,
+                                            AddInstall, AddList,      AddReport,     AddRoot,    AddRun,
+                                            AddStart,   AddUninstall, AddVersion};
 
 }  // namespace cli
