@@ -4,15 +4,9 @@
 #include <iterator>
 #include <vector>
 
+#include "inventory/AppNameLess.h"
+
 namespace kestrelbay {
-namespace {
-
-// The C runtime's tolower in the "C" locale, which folds no other letter.
-constexpr char16_t ToLowerAscii(char16_t unit) {
-  return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + (u'a' - u'A')) : unit;
-}
-
-}  // namespace
 
 std::u16string_view AppRecords::Copy(std::u16string_view text) {
   void* const memory = memory_->allocate(text.size() * sizeof(char16_t), alignof(char16_t));
@@ -41,10 +35,6 @@ void AppRecords::SortByName() {
   for (Iterator app = begin(); app != end(); ++app) order.push_back(app);
   std::ranges::stable_sort(order, AppNameLess, [](Iterator app) { return app->DisplayName; });
   for (const Iterator app : order) apps_.splice(end(), apps_, app);
-}
-
-bool AppNameLess(std::u16string_view left, std::u16string_view right) {
-  return std::ranges::lexicographical_compare(left, right, {}, ToLowerAscii, ToLowerAscii);
 }
 
 }  // namespace kestrelbay

@@ -62,7 +62,4 @@ class AppRecords {
   std::pmr::list<AppRecord> apps_{memory_.get()};
 };
 
-/** The order of a finished list: by code unit, ASCII capitals as small letters. */
-bool AppNameLess(std::u16string_view left, std::u16string_view right);
-
 }  // namespace kestrelbay

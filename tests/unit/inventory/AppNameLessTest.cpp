@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "inventory/AppRecords.h"
+#include "inventory/AppNameLess.h"
 #include "support/Records.h"
 
 namespace kestrelbay {

@@ -19,7 +19,7 @@ AppRecords ListOf(const PlainRecords& records) {
   return list;
 }
 
-InstalledAppInfo Full() {
+InstalledAppInfo EveryField() {
   return {.DisplayName = u"name",
           .InstallLocation = u"location",
           .DisplayVersion = u"version",
@@ -34,7 +34,7 @@ InstalledAppInfo Full() {
 }
 
 TEST(AppRecords, KeepsEachField) {
-  EXPECT_EQ(Describe(RecordsOf(ListOf({Full()}))), Describe(PlainRecords{Full()}));
+  EXPECT_EQ(Describe(RecordsOf(ListOf({EveryField()}))), Describe(PlainRecords{EveryField()}));
 }
 
 TEST(AppRecords, EmptyTextsStayEmptyBetweenOthers) {

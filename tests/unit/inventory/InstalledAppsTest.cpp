@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <random>
 
+#include "inventory/AppNameLess.h"
 #include "support/OnMachine.h"
 #include "support/Records.h"
 

@@ -15,13 +15,13 @@ namespace {
 using testing::ElementsAre;
 
 /** @return the list after the records are added one after another */
-PlainRecords ListOf(const PlainRecords& records) {
+PlainRecords AddAll(const PlainRecords& records) {
   Scan scan;
   for (const InstalledAppInfo& record : records) scan.AddOrMergeApp(record);
   return RecordsOf(scan.TakeApps());
 }
 
-InstalledAppInfo Full() {
+InstalledAppInfo First() {
   return {.DisplayName = u"App",
           .InstallLocation = u"C:\\App",
           .DisplayVersion = u"1.0",
@@ -36,7 +36,7 @@ InstalledAppInfo Full() {
 }
 
 InstalledAppInfo Second() {
-  InstalledAppInfo record = Full();
+  InstalledAppInfo record = First();
   record.rootKeyStr = u"HKEY_USERS";
   record.subKeyPath = u"Uninstall\\Second";
   record.InstallDate = u"20240202";
@@ -45,31 +45,31 @@ InstalledAppInfo Second() {
 }
 
 TEST(AddOrMergeApp, AppendsANewName) {
-  InstalledAppInfo other = Full();
+  InstalledAppInfo other = First();
   other.DisplayName = u"Other";
-  EXPECT_EQ(Describe(ListOf({Full(), other})), Describe(PlainRecords{Full(), other}));
+  EXPECT_EQ(Describe(AddAll({First(), other})), Describe(PlainRecords{First(), other}));
 }
 
 TEST(AddOrMergeApp, NamesThatDifferOnlyInCaseAreDifferent) {
-  InstalledAppInfo other = Full();
+  InstalledAppInfo other = First();
   other.DisplayName = u"APP";
-  EXPECT_EQ(ListOf({Full(), other}).size(), 2U);
+  EXPECT_EQ(AddAll({First(), other}).size(), 2U);
 }
 
 TEST(AddOrMergeApp, MergedRecordIsTheNewOneWithTheRegistryPathOfTheEarlier) {
   InstalledAppInfo merged = Second();
   merged.rootKeyStr = u"HKEY_LOCAL_MACHINE";
   merged.subKeyPath = u"Uninstall\\First";
-  EXPECT_EQ(Describe(ListOf({Full(), Second()})), Describe(PlainRecords{merged}));
+  EXPECT_EQ(Describe(AddAll({First(), Second()})), Describe(PlainRecords{merged}));
 }
 
 TEST(AddOrMergeApp, DateTimeAndIconTextAreThoseOfTheNewRecordEvenIfEmpty) {
-  InstalledAppInfo first = Full();
+  InstalledAppInfo first = First();
   first.IconText = "icon";
   InstalledAppInfo second = Second();
   second.InstallDate = u"";
   second.LastWriteTime = u"";
-  const PlainRecords list = ListOf({first, second});
+  const PlainRecords list = AddAll({first, second});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].InstallDate, u"");
   EXPECT_EQ(list[0].LastWriteTime, u"");
@@ -77,18 +77,18 @@ TEST(AddOrMergeApp, DateTimeAndIconTextAreThoseOfTheNewRecordEvenIfEmpty) {
 }
 
 TEST(AddOrMergeApp, MergedRecordIsAtTheEndOfTheList) {
-  InstalledAppInfo other = Full();
+  InstalledAppInfo other = First();
   other.DisplayName = u"Other";
-  InstalledAppInfo third = Full();
+  InstalledAppInfo third = First();
   third.DisplayName = u"Third";
-  EXPECT_THAT(NamesOf(ListOf({Full(), other, third, Second()})), ElementsAre(u"Other", u"Third", u"App"));
+  EXPECT_THAT(NamesOf(AddAll({First(), other, third, Second()})), ElementsAre(u"Other", u"Third", u"App"));
 }
 
 TEST(AddOrMergeApp, RegistryPathIsKeptUnlessTheEarlierHasRootAndPath) {
   for (auto field : {&InstalledAppInfo::rootKeyStr, &InstalledAppInfo::subKeyPath}) {
-    InstalledAppInfo first = Full();
+    InstalledAppInfo first = First();
     first.*field = u"";
-    const PlainRecords list = ListOf({first, Second()});
+    const PlainRecords list = AddAll({first, Second()});
     ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(list[0].rootKeyStr, u"HKEY_USERS");
     EXPECT_EQ(list[0].subKeyPath, u"Uninstall\\Second");
@@ -98,22 +98,22 @@ TEST(AddOrMergeApp, RegistryPathIsKeptUnlessTheEarlierHasRootAndPath) {
 TEST(AddOrMergeApp, DifferentViewsStayTwoRecords) {
   InstalledAppInfo second = Second();
   second.architecture = 1;
-  EXPECT_EQ(Describe(ListOf({Full(), second})), Describe(PlainRecords{Full(), second}));
+  EXPECT_EQ(Describe(AddAll({First(), second})), Describe(PlainRecords{First(), second}));
 }
 
 TEST(AddOrMergeApp, UnknownViewTakesTheOther) {
   InstalledAppInfo unknown = Second();
   unknown.architecture = 0;
-  ASSERT_EQ(ListOf({Full(), unknown}).size(), 1U);
-  EXPECT_EQ(ListOf({Full(), unknown})[0].architecture, 2);
-  ASSERT_EQ(ListOf({unknown, Full()}).size(), 1U);
-  EXPECT_EQ(ListOf({unknown, Full()})[0].architecture, 2);
+  ASSERT_EQ(AddAll({First(), unknown}).size(), 1U);
+  EXPECT_EQ(AddAll({First(), unknown})[0].architecture, 2);
+  ASSERT_EQ(AddAll({unknown, First()}).size(), 1U);
+  EXPECT_EQ(AddAll({unknown, First()})[0].architecture, 2);
 }
 
 TEST(AddOrMergeApp, MergedRecordMayHaveTheMachinesViewAndAUsersPath) {
   InstalledAppInfo user = Second();
   user.architecture = 0;
-  const PlainRecords list = ListOf({user, Full()});
+  const PlainRecords list = AddAll({user, First()});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].architecture, 2);
   EXPECT_EQ(list[0].rootKeyStr, u"HKEY_USERS");
@@ -130,29 +130,29 @@ INSTANTIATE_TEST_SUITE_P(AddOrMergeApp, AgreeingText,
 TEST_P(AgreeingText, ThatDiffersKeepsTwoRecords) {
   InstalledAppInfo second = Second();
   second.*GetParam() = u"different";
-  EXPECT_EQ(Describe(ListOf({Full(), second})), Describe(PlainRecords{Full(), second}));
+  EXPECT_EQ(Describe(AddAll({First(), second})), Describe(PlainRecords{First(), second}));
 }
 
 TEST_P(AgreeingText, ThatDiffersOnlyInCaseKeepsTwoRecords) {
-  InstalledAppInfo first = Full();
+  InstalledAppInfo first = First();
   first.*GetParam() = u"text";
   InstalledAppInfo second = Second();
   second.*GetParam() = u"Text";
-  EXPECT_EQ(ListOf({first, second}).size(), 2U);
+  EXPECT_EQ(AddAll({first, second}).size(), 2U);
 }
 
 TEST_P(AgreeingText, MissingInTheNewRecordIsTakenFromTheEarlier) {
   InstalledAppInfo second = Second();
   second.*GetParam() = u"";
-  const PlainRecords list = ListOf({Full(), second});
+  const PlainRecords list = AddAll({First(), second});
   ASSERT_EQ(list.size(), 1U);
-  EXPECT_EQ(list[0].*GetParam(), Full().*GetParam());
+  EXPECT_EQ(list[0].*GetParam(), First().*GetParam());
 }
 
 TEST_P(AgreeingText, MissingInTheEarlierStaysAsInTheNewRecord) {
-  InstalledAppInfo first = Full();
+  InstalledAppInfo first = First();
   first.*GetParam() = u"";
-  const PlainRecords list = ListOf({first, Second()});
+  const PlainRecords list = AddAll({first, Second()});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].*GetParam(), Second().*GetParam());
 }
@@ -163,20 +163,20 @@ InstalledAppInfo WithUninstall(InstalledAppInfo record, std::u16string command) 
 }
 
 TEST(AddOrMergeApp, KeepsTwoRecordsWhenBothHaveAnUninstallCommand) {
-  EXPECT_EQ(ListOf({WithUninstall(Full(), u"u.exe"), WithUninstall(Second(), u"v.exe")}).size(), 2U);
-  EXPECT_EQ(ListOf({WithUninstall(Full(), u"u.exe"), WithUninstall(Second(), u"u.exe")}).size(), 2U);
+  EXPECT_EQ(AddAll({WithUninstall(First(), u"u.exe"), WithUninstall(Second(), u"v.exe")}).size(), 2U);
+  EXPECT_EQ(AddAll({WithUninstall(First(), u"u.exe"), WithUninstall(Second(), u"u.exe")}).size(), 2U);
 }
 
 TEST(AddOrMergeApp, UninstallCommandIsComparedWithTheEarlierVersion) {
-  const PlainRecords list = ListOf({WithUninstall(Full(), u"u.exe"), WithUninstall(Second(), u"1.0")});
+  const PlainRecords list = AddAll({WithUninstall(First(), u"u.exe"), WithUninstall(Second(), u"1.0")});
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].UninstallString, u"1.0");
 }
 
 TEST(AddOrMergeApp, OneUninstallCommandServesBoth) {
-  for (const PlainRecords& records : {PlainRecords{WithUninstall(Full(), u"u.exe"), Second()},
-                                      PlainRecords{Full(), WithUninstall(Second(), u"u.exe")}}) {
-    const PlainRecords list = ListOf(records);
+  for (const PlainRecords& records : {PlainRecords{WithUninstall(First(), u"u.exe"), Second()},
+                                      PlainRecords{First(), WithUninstall(Second(), u"u.exe")}}) {
+    const PlainRecords list = AddAll(records);
     ASSERT_EQ(list.size(), 1U);
     EXPECT_EQ(list[0].UninstallString, u"u.exe");
   }
@@ -188,7 +188,7 @@ TEST(AddOrMergeApp, KeepsTheFieldsTakenBeforeADisagreement) {
   second.DisplayIcon = u"";
   second.InstallLocation = u"";
   second.DisplayVersion = u"2.0";
-  const PlainRecords list = ListOf({Full(), second});
+  const PlainRecords list = AddAll({First(), second});
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[1].architecture, 2);
   EXPECT_EQ(list[1].DisplayIcon, u"C:\\App\\app.exe");
@@ -200,7 +200,7 @@ TEST(AddOrMergeApp, KeepsTheFieldsTakenBeforeADisagreement) {
 TEST(AddOrMergeApp, CommandsThatDisagreeKeepTheVersionTaken) {
   InstalledAppInfo second = WithUninstall(Second(), u"v.exe");
   second.DisplayVersion = u"";
-  const PlainRecords list = ListOf({WithUninstall(Full(), u"u.exe"), second});
+  const PlainRecords list = AddAll({WithUninstall(First(), u"u.exe"), second});
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[1].DisplayVersion, u"1.0");
   EXPECT_EQ(list[1].UninstallString, u"v.exe");
@@ -211,7 +211,7 @@ TEST(AddOrMergeApp, TakesNoFieldAfterADisagreement) {
   second.DisplayIcon = u"different";
   second.InstallLocation = u"";
   second.DisplayVersion = u"";
-  const PlainRecords list = ListOf({WithUninstall(Full(), u"u.exe"), second});
+  const PlainRecords list = AddAll({WithUninstall(First(), u"u.exe"), second});
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[1].InstallLocation, u"");
   EXPECT_EQ(list[1].DisplayVersion, u"");
@@ -219,18 +219,18 @@ TEST(AddOrMergeApp, TakesNoFieldAfterADisagreement) {
 }
 
 TEST(AddOrMergeApp, OnlyTheFirstOfANameIsCompared) {
-  InstalledAppInfo narrow = Full();
+  InstalledAppInfo narrow = First();
   narrow.architecture = 1;
   // It agrees with the second record of the name, but only the first one is compared.
-  EXPECT_EQ(ListOf({narrow, Full(), Second()}).size(), 3U);
+  EXPECT_EQ(AddAll({narrow, First(), Second()}).size(), 3U);
 }
 
 TEST(AddOrMergeApp, AfterAMergeTheNextOneIsTheFirstOfTheName) {
-  InstalledAppInfo narrow = Full();
+  InstalledAppInfo narrow = First();
   narrow.architecture = 1;
   InstalledAppInfo unknown = Second();
   unknown.architecture = 0;
-  const PlainRecords list = ListOf({narrow, Full(), unknown, Second()});
+  const PlainRecords list = AddAll({narrow, First(), unknown, Second()});
   // The record without a view merged with the 32-bit one, which moved to the end. So the last one meets the
   // 64-bit one.
   ASSERT_EQ(list.size(), 2U);
@@ -245,7 +245,7 @@ TEST(AddOrMergeApp, ChainOfMergesKeepsTheFirstRegistryPath) {
     records.back().subKeyPath = number;
     records.back().InstallDate = number;
   }
-  const PlainRecords list = ListOf(records);
+  const PlainRecords list = AddAll(records);
   ASSERT_EQ(list.size(), 1U);
   EXPECT_EQ(list[0].subKeyPath, u"a");
   EXPECT_EQ(list[0].InstallDate, u"z");
@@ -253,8 +253,8 @@ TEST(AddOrMergeApp, ChainOfMergesKeepsTheFirstRegistryPath) {
 
 TEST(AddOrMergeApp, TenThousandOfOneNameStayOrMergeByTheRule) {
   constexpr std::size_t kCount = 10000;
-  EXPECT_EQ(ListOf(PlainRecords(kCount, WithUninstall(Full(), u"u.exe"))).size(), kCount);
-  EXPECT_EQ(ListOf(PlainRecords(kCount, Full())).size(), 1U);
+  EXPECT_EQ(AddAll(PlainRecords(kCount, WithUninstall(First(), u"u.exe"))).size(), kCount);
+  EXPECT_EQ(AddAll(PlainRecords(kCount, First())).size(), 1U);
 }
 
 InstalledAppInfo RandomRecord(std::mt19937& random) {
@@ -279,7 +279,7 @@ TEST(AddOrMergeApp, RandomListsEqualASecondImplementation) {
     std::ranges::generate(records, [&] { return RandomRecord(random); });
     PlainRecords expected;
     for (const InstalledAppInfo& record : records) AddNaively(expected, record);
-    ASSERT_EQ(Describe(ListOf(records)), Describe(expected)) << "seed " << seed;
+    ASSERT_EQ(Describe(AddAll(records)), Describe(expected)) << "seed " << seed;
   }
 }
 

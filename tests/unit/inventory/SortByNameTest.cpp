@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <random>
 
+#include "inventory/AppNameLess.h"
 #include "inventory/AppRecords.h"
 #include "support/Records.h"
 
