@@ -34,7 +34,7 @@ int OpenBeneath(int folder, const fs::path& below, int flags, unsigned mode) {
     if (descriptor >= 0) return static_cast<int>(descriptor);
     // EAGAIN: something was renamed meanwhile, and the kernel cannot tell whether the path leaves.
     if (errno == EINTR || errno == EAGAIN) continue;
-    // Old kernels do not know the call. Sandboxes of that time refuse it with EPERM.
+    // Old kernels do not have the call. Containers of that time refuse it with EPERM.
     if (errno == ENOSYS || errno == EPERM) return OpenStepByStep(folder, below, flags, mode);
     return -1;
   }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <tuple>
 
+#include "simulated/pictures/DefaultIcons.h"
 #include "simulated/pictures/IconFiles.h"
 #include "simulated/pictures/IconImage.h"
 

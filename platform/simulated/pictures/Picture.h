@@ -46,10 +46,4 @@ Picture Scaled(const Picture& picture, std::uint32_t sidePixels);
 /** Puts `picture` unscaled into the top left corner of a transparent square. */
 Picture InTopLeftCorner(Picture picture, std::uint32_t sidePixels);
 
-/** Draws the default icon of a program: a window. */
-Picture DrawWindow(std::uint32_t sidePixels);
-
-/** Draws the icon of a folder. */
-Picture DrawFolder(std::uint32_t sidePixels);
-
 }  // namespace simulated

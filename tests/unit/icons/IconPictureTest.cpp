@@ -5,6 +5,7 @@
 #include "ExtractionTest.h"
 #include "Files.h"
 #include "icons/AppIcon.h"
+#include "simulated/pictures/DefaultIcons.h"
 #include "simulated/pictures/PngFile.h"
 
 namespace kestrelbay {
