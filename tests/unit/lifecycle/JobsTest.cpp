@@ -55,16 +55,6 @@ TEST_F(RunningJobs, CallbackRunsOnTheWorkerWhileTheJobIsStillRegistered) {
   EXPECT_TRUE(AppInstall::GetInstance().jobMap.empty());
 }
 
-TEST_F(RunningJobs, CallbackReceivesTheOutcomeInItsRecord) {
-  InstallRecord installation("", "A");
-  UninstallRecord uninstall("A");
-  Run(installation);
-  Run(uninstall);
-  ASSERT_EQ(Reports().size(), 2U);
-  EXPECT_EQ(Reports()[0].result, "Fail");
-  EXPECT_EQ(Reports()[1].result, "Fail");
-}
-
 std::function<void()> startNext;
 
 TEST_F(RunningJobs, StartFromACallbackDoesNotWait) {
