@@ -24,7 +24,7 @@ std::u16string Format(const char* format, std::size_t number) {
   return {text.begin(), text.begin() + length};
 }
 
-// Spreads neighbouring numbers, so that what follows in one order is far apart in the other.
+// Spreads neighbouring numbers, so that neighbours in one order are far apart in the other.
 std::size_t Shuffled(std::size_t number) { return number * 2654435761U % 4294967291U; }
 
 Value Text(const char16_t* name, const std::u16string& text, platform::DWORD type = platform::REG_SZ) {
@@ -41,7 +41,7 @@ Value Number(const char16_t* name, std::uint32_t number) {
 void AddInstallerValues(Application& app, std::size_t number, const std::u16string& name) {
   const std::u16string digits = Format("%08zX", number);
   app.keyName = u"{" + digits + u"-A1B2-4C3D-9E8F-102030405060}";
-  // The installer's own name for a product code: groups reversed, then pairs swapped.
+  // The name that the installer uses for a product code: groups reversed, then pairs swapped.
   app.packedCode = std::u16string(digits.rbegin(), digits.rend()) + u"2B1AD3C4E9F8010203040506";
   app.values.push_back(Number(u"WindowsInstaller", 1));
   app.values.push_back(Text(u"UninstallString", u"MsiExec.exe /X" + app.keyName, platform::REG_EXPAND_SZ));

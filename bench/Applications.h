@@ -1,4 +1,4 @@
-/** Applications as installers register them, made up, so that a benchmark has as many as it wants. */
+/** Generated applications, registered like real ones, in any number. */
 #pragma once
 
 #include <string>
@@ -20,13 +20,15 @@ struct Application {
   std::u16string keyName;
   bool in32BitView;
   std::vector<Value> values;
-  std::u16string packedCode;  ///< its key below the installer's products; empty where the installer has none
+  std::u16string
+      packedCode;  ///< its key below the installer's products; empty if the installer does not manage it
   std::vector<Value> productValues;
 };
 
 /**
- * Makes one up; the same number is always the same application, and names differ. A third stand in the 32-bit
- * view, one in ten is the Windows installer's. The order of keys is not that of display names.
+ * Generates an application. The same number always gives the same application, and all names differ. A third
+ * of them is in the 32-bit view, and the installer manages one in ten. Keys and display names are not in the
+ * same order.
  */
 Application MakeApplication(std::size_t number);
 

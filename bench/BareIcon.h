@@ -1,4 +1,4 @@
-/** One extraction of an icon without the library: its calls of the port, and nothing around them. */
+/** The calls of the port in one extraction of an icon, without the library. */
 #pragma once
 
 #include <cstddef>

@@ -18,7 +18,7 @@ constexpr const BareChar* kUserData =
     BARE_TEXT("Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData");
 constexpr REGSAM kRead32 = KEY_READ | KEY_WOW64_32KEY;
 constexpr REGSAM kRead64 = KEY_READ | KEY_WOW64_64KEY;
-// The place that each digit of a packed code is taken from in a product code with its braces.
+// For each digit of a packed code, its position in a product code with braces.
 constexpr std::array<std::uint8_t, 32> kPackedFrom = {8,  7,  6,  5,  4,  3,  2,  1,  13, 12, 11,
                                                       10, 18, 17, 16, 15, 21, 20, 23, 22, 26, 25,
                                                       28, 27, 30, 29, 32, 31, 34, 33, 36, 35};
@@ -40,7 +40,7 @@ class BareKey {
   HKEY key_ = nullptr;
 };
 
-// Names with a NUL behind each, in one block.
+// Names, each with a NUL after it, in one block.
 std::vector<BareChar> ListNames(HKEY key) {
   std::vector<BareChar> names;
   std::array<BareChar, kNameChars> name;

@@ -1,2 +1,2 @@
-// bare-start: loads what kestrelbay loads, and does nothing.
+// bare-start: loads the libraries of kestrelbay, and does nothing.
 int main() {}

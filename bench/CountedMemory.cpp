@@ -9,7 +9,7 @@
 
 namespace {
 
-// Constant-initialised: the first allocations come before any constructor.
+// Constant-initialised, because the first allocations happen before any constructor.
 std::atomic<std::size_t> inUse = 0;
 std::atomic<std::size_t> peak = 0;
 
@@ -33,8 +33,8 @@ void ResetPeak() { peak = inUse.load(); }
 
 }  // namespace bench
 
-// Names that the C library keeps for a program that puts its own allocator in place: all of the process,
-// operator new of the C++ library included, comes through here.
+// The C library calls these functions for all allocations of the process, if a program defines them. operator
+// new of the C++ library does so, too.
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);

@@ -1,14 +1,15 @@
-/** What this process has allocated, whichever library asked: malloc and its kin are counted. Linux only. */
+/** The memory that this process has allocated, in any library: counts malloc and its relatives. Linux only.
+ */
 #pragma once
 
 #include <cstddef>
 
 namespace bench {
 
-/** Bytes as the allocator gave them, which is a little more than was asked for. */
+/** @return bytes as the allocator rounded them */
 std::size_t BytesInUse();
 
-/** The most that was in use at once since the latest call of ResetPeak. */
+/** @return the largest number of bytes in use at once since the latest call of ResetPeak */
 std::size_t PeakBytes();
 void ResetPeak();
 

@@ -1,4 +1,4 @@
-/** A machine with many applications: the registry of this one, or a simulated one's. */
+/** A machine with many applications: the real registry, or that of a simulated machine. */
 #pragma once
 
 #include <cstddef>
@@ -11,12 +11,12 @@ inline constexpr char16_t kUninstallKey[] = u"Software\\Microsoft\\Windows\\Curr
 inline constexpr char16_t kProductsKey[] = u"Software\\Classes\\Installer\\Products";
 
 /**
- * Registers the first `count` applications of Applications.h for as long as it lives. What was registered
- * before stays. One at a time.
+ * Registers the first `count` applications of Applications.h while it exists. Keeps all earlier entries. At
+ * most one exists at a time.
  */
 class FilledMachine {
  public:
-  /** @throws std::runtime_error where the registry does not take them; some may stay behind then */
+  /** @throws std::runtime_error if the registry refuses a call; some entries may stay then */
   explicit FilledMachine(std::size_t count);
   ~FilledMachine();
   FilledMachine(const FilledMachine&) = delete;

@@ -1,7 +1,7 @@
 /**
- * icon-floor [PROGRAM [ROUNDS]]: times the extraction of an icon beside the bare calls in it.
+ * icon-floor [PROGRAM [ROUNDS]]: compares the time of an icon extraction with that of its bare calls.
  *
- * PROGRAM is the path of an executable with an icon of 256 pixels, by default the system's notepad.
+ * PROGRAM is the path of an executable with an icon of 256 pixels, by default that of notepad.
  */
 #include <algorithm>
 #include <cstdio>

@@ -1,10 +1,10 @@
 /**
  * job-costs [JOBS [APPLICATIONS]]: the cost of jobs on a simulated machine with a stopped clock.
  *
- * Tells the time that a start takes of its caller beside the pause, what an installation takes beside its two
- * scans, that 64 jobs at once all report, and what so many installations and removals, one after the other,
- * leave allocated and open, beside what their look-ups and starts of programs leave that are made without a
- * job. Ends with status 1 if a job fails or leaks, independent of its time.
+ * Prints the time that a start costs its caller without the pause, the time of an installation and of its two
+ * scans, and the time until 64 jobs at once have reported. Compares the memory and the handles that many jobs
+ * leave with those of the same look-ups and starts without a job. Ends with status 1 if a job fails or leaks,
+ * for any time.
  */
 #include <algorithm>
 #include <chrono>
@@ -33,14 +33,14 @@ using Microseconds = std::chrono::duration<double, std::micro>;
 
 constexpr std::size_t kAtOnce = 64;
 /**
- * The machine's list of starts, 72 bytes each, and its table of handles grow in leaps, and the two runs that
- * are compared need not meet the same ones: up to 96 bytes a job were measured, either way, and less the more
- * jobs there are. What a job itself left would be there in every run.
+ * The list of starts, 72 bytes each, and the table of handles of the machine grow in steps, and the two
+ * compared runs may grow at different times: up to 96 bytes per job were measured, in both directions, and
+ * less with more jobs. A leak of a job would be the same in every run.
  */
 constexpr double kMostOwnBytes = 128;
 const std::u16string kEntry = u"HKLM\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Job";
 
-/** Counts workers that have reported and ended. One reports at a time: their table has no lock. */
+/** Counts workers that have reported and ended. One reports at a time, because their table has no lock. */
 class Ends {
  public:
   void WaitFor(std::size_t count) {
@@ -76,7 +76,7 @@ void Receive(Request*) {
   static_cast<void>(turn);
 }
 
-/** An event by which programs are held up. */
+/** An event for which programs wait. */
 class Gate {
  public:
   void Pass() {
@@ -154,7 +154,7 @@ double ScanMicroseconds() {
   return Microseconds(steady_clock::now() - begin).count() / kRounds;
 }
 
-/** Looks an application up by name, which leaves the list that it asked for. */
+/** Looks up an application by name, which leaves its list allocated. */
 void LookUp() {
   char buffer[1];
   std::int32_t size = 0;
@@ -171,7 +171,7 @@ platform::HANDLE StartProgram(const char16_t* path) {
   return execute.hProcess;
 }
 
-/** What the rules have a job leave allocated: the lists of its look-ups, and a removal's process. */
+/** Does the calls of a job that leave memory by design: its look-ups, and the start of its program. */
 double BytesOfTheRules(simulated::Machine& machine, std::size_t rounds) {
   const std::size_t before = bench::BytesInUse();
   for (std::size_t round = 0; round < rounds; ++round) {
@@ -188,7 +188,7 @@ double BytesOfTheRules(simulated::Machine& machine, std::size_t rounds) {
   return static_cast<double>(bench::BytesInUse() - before) / static_cast<double>(2 * rounds);
 }
 
-/** @return whether all of them reported a success */
+/** @return whether all jobs reported a success */
 bool RunAtOnce(simulated::Machine& machine) {
   Gate gate;
   std::vector<std::unique_ptr<InstallRecord>> requests;
@@ -203,7 +203,7 @@ bool RunAtOnce(simulated::Machine& machine) {
                          }});
     requests.push_back(std::make_unique<InstallRecord>("C:\\" + digits + ".exe", "Job" + digits));
     StartInstall(*requests.back());
-    // A start before the worker has read the table would meet it there.
+    // The table has no lock: the next start must wait until the worker has read it.
     gate.WaitForArrivals(i + 1);
   }
   const auto begin = steady_clock::now();

@@ -1,8 +1,8 @@
 /**
- * list-memory [APPLICATIONS]: what a list takes of memory at its peak, for each application, and what is left
- * when it is released.
+ * list-memory [APPLICATIONS]: the memory of a list at its peak, per application, and the memory left after
+ * its release.
  *
- * Ends with status 1 where a limit is missed: 2 KiB an application at the peak, and nothing left.
+ * Ends with status 1 if a limit is exceeded: 2 KiB per application at the peak, and nothing left.
  */
 #include <cstdint>
 #include <cstdio>
@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::size_t kPeakBytesPerApplication = 2048;
 
-// @return how many were listed
+// @return the number of listed applications
 std::size_t ListOnce() {
   InstalledAppEntry* entries = nullptr;
   std::uint32_t count = 0;
@@ -31,7 +31,7 @@ int main(int count, char** values) {
   const std::size_t applications = count > 1 ? std::strtoul(values[1], nullptr, 10) : 10000;
   InitDllLogger([](const char*, std::int32_t, const char*) {});
   const bench::FilledMachine machine(applications);
-  // What is made at the first use and kept, such as root keys, is not the list's.
+  // Objects that are created at the first use and kept, such as root keys, do not belong to the list.
   ListOnce();
   const std::size_t before = bench::BytesInUse();
   bench::ResetPeak();

@@ -1,8 +1,8 @@
 /**
- * list-times: Google Benchmark's program on the inventory, on a simulated machine.
+ * list-times: times of the inventory on a simulated machine, with Google Benchmark.
  *
- * Each time is given for one application, so that the sizes of one row compare: what grows with the list
- * shows. The bare calls are the machine's own share of List.
+ * Each time is per application, so that the sizes of one row can be compared: a difference is growth with the
+ * list. The bare calls are the part of the machine in List.
  */
 #include <benchmark/benchmark.h>
 
@@ -17,7 +17,7 @@
 
 namespace {
 
-// Filling takes longer than what is measured, and a measurement asks more than once.
+// Filling takes longer than the measured work, and one measurement asks for a machine several times.
 void UseMachine(std::size_t applications) {
   static std::unique_ptr<bench::FilledMachine> machine;
   static std::size_t filled = 0;
@@ -63,7 +63,7 @@ kestrelbay::InstalledAppInfo Record(std::size_t number, const std::u16string& na
   return record;
 }
 
-// Versions differ, so that nothing merges and the list only grows.
+// The versions differ, so that no records merge and the list only grows.
 void AddOneName(benchmark::State& state) {
   for (auto _ : state) {
     kestrelbay::Scan scan;

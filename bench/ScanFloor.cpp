@@ -1,8 +1,8 @@
 /**
- * scan-floor [APPLICATIONS [ROUNDS]]: times a scan of the inventory beside the bare registry calls in it.
+ * scan-floor [APPLICATIONS [ROUNDS]]: compares the time of a scan with that of its bare registry calls.
  *
- * Without arguments 1,000 and 10,000 applications are scanned. Acts on the registry of the machine it runs on
- * and takes out again what it put in.
+ * Without arguments it scans 1,000 and 10,000 applications. It changes the registry of this machine, and
+ * deletes its entries at the end.
  */
 #include <algorithm>
 #include <cstdio>
@@ -19,7 +19,7 @@
 
 namespace {
 
-// @return false where the machine does not list what was put in
+// @return false if the machine does not list the registered applications
 bool Compare(std::size_t applications, std::size_t rounds) {
   const bench::FilledMachine machine(applications);
   const std::size_t listed = kestrelbay::ScanInstalledApps().size();

@@ -1,4 +1,4 @@
-/** Two pieces of work timed in turns, so that what slows the machine down slows both. */
+/** Times two pieces of work in turns, so that a disturbance of the machine slows both. */
 #pragma once
 
 #include <algorithm>
@@ -20,7 +20,7 @@ double TimeMs(Work work) {
   return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
-/** Runs both once a round, and every other round the floor first. */
+/** Runs both once per round. In every other round the lower bound is first. */
 template <class Work, class Floor>
 TurnTimes TakeTurns(std::size_t rounds, Work work, Floor floor) {
   TurnTimes times;

@@ -1,4 +1,4 @@
-/** The registry's own operations, with nothing in between: here the simulated machine's. */
+/** The registry functions of the simulated machine, called directly. */
 #pragma once
 
 #include "platform/Constants.h"

@@ -1,4 +1,4 @@
-// The bare calls are those of an extraction, or the comparison of the two would say nothing.
+// The bare calls must be those of an extraction, otherwise the comparison has no meaning.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -17,13 +17,13 @@ namespace fs = std::filesystem;
 constexpr const char16_t* kPath = u"C:\\app.exe";
 
 std::vector<std::string> CallsOf(simulated::Machine& machine, const std::function<void()>& action) {
-  action();  // fetches what is fetched once
+  action();  // fetches the list that is fetched once
   machine.journal.Start();
   action();
   machine.journal.Stop();
   std::vector<std::string> names;
   for (const auto& call : machine.journal.Calls()) {
-    // The memory of the library's own objects is no call of Windows that draws anything.
+    // The memory for the library's own objects is not part of the drawing.
     if (call.name != "GdipAlloc" && call.name != "GdipFree") names.push_back(call.name);
   }
   return names;
@@ -41,7 +41,7 @@ TEST(SameIconCalls, AreMadeByTheExtractionAndTheBareOne) {
     std::string base64;
     EXPECT_TRUE(kestrelbay::IconToPngBase64(kPath, base64));
   });
-  // The bare one turns the bytes into text where they lie, so its calls come in another order at the end.
+  // The bare extraction converts the bytes in place, so its last calls are in another order.
   std::sort(bare.begin(), bare.end());
   std::sort(extraction.begin(), extraction.end());
   EXPECT_EQ(extraction, bare);

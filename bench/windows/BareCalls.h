@@ -1,4 +1,4 @@
-/** The registry's own operations, with nothing in between: here Windows' API. */
+/** The registry functions of Windows, called directly. */
 #pragma once
 
 #include <windows.h>

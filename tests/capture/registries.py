@@ -1,4 +1,4 @@
-"""Registries for the round trip: one by hand with everything that the rules tell apart, and any number at random."""
+"""Registries for the round trip: one by hand that covers all rules, and any number of random ones."""
 
 import random
 import struct
@@ -18,7 +18,7 @@ GUIDS = ["{12345678-ABCD-EF01-2345-6789ABCDEF01}", "{00000001-0002-0003-0405-060
 PACKED = ["87654321DCBA10FE32547698BADCFE10", "1000000020003000405060708090A0B0"]
 SZ, EXPAND, BINARY, DWORD, MULTI, QWORD = 1, 2, 3, 4, 7, 11
 
-# Systems differ in whether letters stand before or behind the signs between Z and a.
+# Systems differ in whether letters sort before or after the signs between Z and a.
 KEY_NAMES = ["_", "[x", "^", "`", "Zz", "aa", "App", "app2", "KB123456", "KB1234567", "kb123456", "1", "-", "{no-guid}",
              "\u00c4pfel", "\u00e4pfel2", "\u0416", "\u03c3", "\u65e5\u672c", "\U0001f469", "\ufb01", "a]b", "a b", "[HKEY",
              *GUIDS, GUIDS[0].lower()]
@@ -46,7 +46,7 @@ def record(kind, name, data_type=0, data=b""):
 
 
 def filling(keys, delete=()):
-    """What fill-registry is to do: keys by path, each a dictionary of values, each type and bytes."""
+    """The input of fill-registry: keys by path, each a dictionary of values, each type and bytes."""
     records = [record(DELETE_TREE, path) for path in delete]
     for path, values in keys.items():
         records.append(record(MAKE_KEY, path))
@@ -55,7 +55,7 @@ def filling(keys, delete=()):
 
 
 def everything():
-    """Each filter, each way to merge, both views, user hives, installer's products, odd types, long values."""
+    """Each filter, each way to merge, both views, user hives, installer products, unusual types, long values."""
     keys = {PRODUCTS: {}}
 
     def entry(name, where=UNINSTALL_64, **values):
@@ -107,7 +107,7 @@ def everything():
 
 
 class Random:
-    """What a seed makes is always the same."""
+    """The same seed always gives the same registry."""
 
     def __init__(self, seed):
         self.random = random.Random(seed)
@@ -129,7 +129,7 @@ class Random:
         return sz(words + self.random.choice(["", "", "\0tail"]), self.random.choice([SZ, SZ, EXPAND]))
 
     def values(self, **choices):
-        """Each value with its texts and how often of ten it is there."""
+        """Each value with its possible texts and its probability in tenths."""
         return {name: self.value(self.random.choice(texts)) for name, (often, texts) in choices.items()
                 if self.random.randrange(10) < often}
 

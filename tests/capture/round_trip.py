@@ -1,4 +1,4 @@
-"""A Wine prefix, captured in Wine and used on Linux: both list the same, byte for byte."""
+"""Captures a Wine prefix under Wine and uses the capture on Linux: both lists are equal, byte for byte."""
 
 import base64
 import importlib
@@ -46,7 +46,7 @@ def on_machine(*arguments, **options):
 
 
 def make_prefix(what):
-    # Wine's services hold on to the outputs of the program that first needed them.
+    # Services of Wine inherit the outputs of the program that first needs them.
     script = pathlib.Path(__file__).parent.parent / "support" / "wine-prefix"
     subprocess.run([script, what, os.environ["WINEPREFIX"]], check=True, timeout=SECONDS, **NOWHERE)
 
@@ -58,7 +58,7 @@ def setUpModule():
 
 class WineTestCase(unittest.TestCase):
     maxDiff = 4000
-    # What a test before may have left behind; a user's own hive stays.
+    # Keys that an earlier test may have left. The hive of the current user stays.
     PLACES = [UNINSTALL_32, UNINSTALL_64, USER_DATA_32, USER_DATA_64, PRODUCTS,
               rf"HKEY_USERS\.DEFAULT\{UNINSTALL}", rf"HKEY_USERS\.DEFAULT\{USER_PRODUCTS}",
               *(rf"HKEY_USERS\{hive}" for hive in HIVES[1:])]
@@ -66,7 +66,7 @@ class WineTestCase(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         subprocess.run([RUNNER, "cmd.exe", "/c", "exit", "0"], check=True, **NOWHERE)
-        # Other users' keys last as long as Wine's server, and that as long as there is a program.
+        # The keys of other users exist until Wine's server ends, which happens when its last program ends.
         cls.alive = subprocess.Popen([RUNNER, "cmd.exe"], **{**NOWHERE, "stdin": subprocess.PIPE})
 
     @classmethod
@@ -92,7 +92,7 @@ class WineTestCase(unittest.TestCase):
 
 class RoundTripTest(WineTestCase):
     def same(self, capture, *command, **options):
-        """What the machine answers, which must be what its capture does."""
+        """The answers of the machine, which those of its capture must equal."""
         here = on_machine("--json", *command, **options).stdout
         there = run(REPLAY, "--machine", str(capture), "--json", *command, **options).stdout
         self.assertEqual(here, there)
@@ -102,7 +102,7 @@ class RoundTripTest(WineTestCase):
         self.fill(everything())
         capture = self.capture()
         apps = json.loads(self.same(capture, "list"))
-        # As many as the filters let through: the comparison is of something.
+        # The number of entries that pass the filters: an empty list would be equal as well.
         self.assertEqual(len(apps), 60)
         self.assertEqual({app["architecture"] for app in apps}, {0, 1, 2})
         self.same(capture, "list", "--icons")
@@ -115,7 +115,7 @@ class RoundTripTest(WineTestCase):
         there = json.loads(run(REPLAY, "--machine", str(capture), "--json", "facts").stdout)
         free, freeThen = here.pop("freeMebibytes"), there.pop("freeMebibytes")
         self.assertEqual(here, there)
-        # Others use the disk meanwhile.
+        # Other programs use the disk at the same time.
         self.assertEqual(list(free), list(freeThen))
         for drive, mebibytes in free.items():
             self.assertAlmostEqual(mebibytes, freeThen[drive], delta=20000)
@@ -136,7 +136,7 @@ class RoundTripTest(WineTestCase):
         capture = self.capture("--redact")
         redacted = json.loads(run(REPLAY, "--machine", str(capture), "--json", "list").stdout)
         numbers = SIDS[0][len("S-1-5-21-"):-5]
-        # Names of hives are the only secrets that this registry shows in a list.
+        # A list of this registry shows no other secrets than the names of hives.
         stand_in = json.loads(json.dumps(redacted))
         for app in stand_in:
             for field in ("displayName", "displayVersion"):
@@ -164,7 +164,7 @@ class RoundTripTest(WineTestCase):
         self.assertGreater(self.compared, 0)
 
     def versions(self, capture, names):
-        """Of some of the names, each of which costs two programs; a name without a version ends in status 1."""
+        """The versions of some names, which cost two programs each. A name without a version gives status 1."""
         askable = [name for name in dict.fromkeys(names) if name.strip() and not name.startswith("-")]
         for name in askable[:2]:
             here, there = (subprocess.run([*program, "--json", "version", name], stdin=subprocess.DEVNULL, timeout=SECONDS,
@@ -178,8 +178,8 @@ class RoundTripTest(WineTestCase):
         self.fill(everything())
         text = (self.capture() / "registry" / "captured-machine.reg").read_text("utf-16")
         order = [text.index(f"\\Uninstall\\{name}]") for name in ("_", "aa")]
-        # Wine sorts by small letters and Windows by capitals: should Wine come to do as Windows does, these
-        # registries no longer show that a capture keeps the order.
+        # Wine sorts by small letters and Windows by capitals. If Wine changes that, these registries no longer prove that
+        # a capture keeps the order.
         self.assertLess(*order)
 
     def test_icons_are_drawn_the_same(self):
@@ -204,7 +204,7 @@ class RoundTripTest(WineTestCase):
             for picture in pictures:
                 self.assertTrue(picture.startswith(PICTURE), ours)
             largest = icons.largest_image(programs[ours["displayName"]], place)
-            # Each system compresses pictures in its own way, and Wine scales small ones.
+            # Each system compresses pictures in its own way, and Wine scales small images.
             if largest and largest[0] == 256:
                 here_pixels, there_pixels = (icons.decode(base64.b64decode(p[len(PICTURE):])) for p in pictures)
                 self.assertEqual(here_pixels, there_pixels, ours["displayName"])
@@ -214,7 +214,7 @@ class RoundTripTest(WineTestCase):
 
 class TargetTest(WineTestCase):
     def test_an_empty_folder_is_filled(self):
-        # A folder takes no other's place there, so that the empty one has to go first.
+        # A folder cannot replace another one there, so the empty one is removed first.
         folder = self.folder / "empty"
         folder.mkdir()
         on_machine("capture", windows_path(folder))
@@ -234,7 +234,7 @@ class ReadingOnlyTest(WineTestCase):
                 self.capture("--icons", "--redact")
         for ending in {file.suffix for file in self.folder.glob("1.*")}:
             self.assertEqual((self.folder / ("1" + ending)).read_bytes(), (self.folder / ("2" + ending)).read_bytes())
-        # Times of all keys listed among it.
+        # Includes the times of all listed keys.
         self.assertEqual(first, json.loads(on_machine("--json", "list").stdout))
 
 

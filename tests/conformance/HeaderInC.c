@@ -2,7 +2,8 @@
 
 #include "KestrelbayGeneralSDK.h"
 
-/* Every function, typed as a host would: a declaration that C reads otherwise does not compile. */
+/* Every function with its type as a host expects it. If C reads a declaration differently, this does not
+ * compile. */
 #define FUNCTIONS(X)                                                   \
   X(void, InitDllLogger, (LogCallback))                                \
   X(void, Install, (InstallRequest*, InstallCallback))                 \

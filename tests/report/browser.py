@@ -8,7 +8,7 @@ import subprocess
 import tempfile
 import urllib.request
 
-# Root has no sandbox to give up, and a browser that calls home finds nobody here.
+# Root cannot use the browser's process isolation. The other arguments keep the browser from using the network.
 ARGUMENTS = ["--headless=new", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
              "--disable-background-networking", "--disable-component-update", "--disable-sync",
              "--window-size=1180,900"]
@@ -55,11 +55,11 @@ class Browser:
         self._send("POST", "/url", {"url": file.resolve().as_uri()})
 
     def run(self, script):
-        """The value that a function body returns."""
+        """The result of a function body."""
         return self._send("POST", "/execute/sync", {"script": script, "args": []})
 
     def press(self, *keys):
-        """Types into whatever has the focus; a key is a name of KEYS or a text."""
+        """Types into the focused element. Each key is a name of KEYS or a text."""
         actions = []
         for text in (KEYS.get(key, key) for key in keys):
             for character in text:
@@ -67,13 +67,13 @@ class Browser:
         self._send("POST", "/actions", {"actions": [{"type": "key", "id": "keys", "actions": actions}]})
 
     def prefer(self, scheme):
-        """Has pages think that their reader prefers a light or a dark ground."""
+        """Sets whether the reader of the pages prefers a light or a dark background."""
         features = [{"name": "prefers-color-scheme", "value": scheme}]
         self._send("POST", "/goog/cdp/execute", {"cmd": "Emulation.setEmulatedMedia",
                                                  "params": {"features": features}})
 
     def messages(self):
-        """What pages have complained of since the last question."""
+        """The errors of pages since the last call."""
         return [entry["message"] for entry in self._send("POST", "/se/log", {"type": "browser"})]
 
     def screenshot(self):

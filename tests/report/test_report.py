@@ -20,7 +20,7 @@ GATE = "\n[HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products]\n"
 
 
 class Page(html.parser.HTMLParser):
-    """The cells of each row, the pictures, and every address that the page names."""
+    """The cells of each row, the pictures, and all addresses in the page."""
 
     def __init__(self, text):
         super().__init__()
@@ -201,7 +201,7 @@ class BrowserTest(Machine):
         self.assertTrue(self.browser.run("return document.getElementById('none').offsetParent !== null"))
 
     def test_columns_are_sorted_by_keyboard(self):
-        # From the search field the next stop is the first column's button.
+        # After the search field, the tab key reaches the button of the first column.
         self.browser.press("/", "Tab", "Tab", "Enter")
         versions = self.column(2)
         self.assertLess(versions.index("2.0.5"), versions.index("14.0.2"))

@@ -56,7 +56,7 @@ def value_line(line):
 
 
 def logical_lines(text):
-    """Lines with their continuations: bytes that go on behind a backslash, or text over a line end."""
+    """Lines with their continuations: bytes that continue after a backslash, or a text with a line end."""
     pending = ""
     for line in text.split("\n"):
         pending += line.lstrip() if pending else line

@@ -1,7 +1,7 @@
 /**
- * The Windows constants that src/ uses or is answered with, each stated once.
+ * The Windows constants that src/ passes or receives, each defined once.
  *
- * A constexpr under a Windows constant's name does not compile where windows.h came first. So the list is
+ * A constexpr with the name of a Windows constant does not compile after windows.h. So the list is
  * expanded twice: here into constants, and in the Windows binding, which defines
  * PLATFORM_CONSTANTS_LIST_ONLY, into a check of each number against windows.h.
  */

@@ -8,15 +8,15 @@
 namespace platform {
 
 /**
- * Creates an event, or opens the one that already bears the name.
+ * Creates an event, or opens the existing event of that name.
  * @param attributes    null
  * @param manualReset   true: stays signalled until it is reset; false: the wait that it ends clears it
- * @param initialState  true: starts out signalled
+ * @param initialState  true: signalled from the start
  * @param name          null or empty for an unnamed event; case counts. A name with a backslash is refused
- * with ERROR_PATH_NOT_FOUND (3), but for the prefixes "Local\\" and "Global\\". A name that another kind of
- * object bears, such as a mutex, is refused with ERROR_INVALID_HANDLE (6)
- * @return a handle that CloseHandle closes, with the last error ERROR_ALREADY_EXISTS (183) where the event
- * was there and 0 otherwise; null with the last error set on failure
+ * with ERROR_PATH_NOT_FOUND (3), except in the prefixes "Local\\" and "Global\\". The name of another kind of
+ * object, such as a mutex, is refused with ERROR_INVALID_HANDLE (6)
+ * @return a handle that CloseHandle closes, with the last error ERROR_ALREADY_EXISTS (183) if the event
+ * existed and 0 otherwise; null with the last error set on failure
  */
 HANDLE CreateEventW(void* attributes, BOOL manualReset, BOOL initialState, const char16_t* name);
 
@@ -29,7 +29,7 @@ BOOL CloseHandle(HANDLE handle);
 /**
  * Waits for one object or for all of them: an event until it is signalled, a process until it has ended.
  * @param count      1 to MAXIMUM_WAIT_OBJECTS (64)
- * @param handles    open handles, each but once
+ * @param handles    open handles, each only once
  * @param waitAll    true: for all of them at once
  * @param timeoutMs  INFINITE, or 0 to ask only
  * @return WAIT_OBJECT_0 plus the index of the first that ended the wait, WAIT_TIMEOUT, or WAIT_FAILED with

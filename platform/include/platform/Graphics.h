@@ -31,7 +31,7 @@ HRESULT CreateDXGIFactory(const GUID& iid, void** factory);
 
 /**
  * @param adapter  receives the adapter at `index`, which the caller releases; null on failure
- * @return DXGI_ERROR_NOT_FOUND behind the last one
+ * @return DXGI_ERROR_NOT_FOUND after the last one
  */
 HRESULT IDXGIFactory_EnumAdapters(IDXGIFactory* factory, UINT index, IDXGIAdapter** adapter);
 

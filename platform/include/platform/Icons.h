@@ -1,4 +1,4 @@
-/** Icons of files as the shell has them, and the bitmaps that an icon consists of. */
+/** Icons of files from the shell, and the bitmaps of an icon. */
 #pragma once
 
 #include "platform/Types.h"
@@ -45,7 +45,7 @@ struct BITMAP {
 };
 static_assert(sizeof(BITMAP) == 32);
 
-/** Reads an interface id in braces. @return negative for a text that is none */
+/** Reads an interface id in braces. @return negative for any other text */
 HRESULT IIDFromString(const char16_t* text, GUID* iid);
 
 /**
@@ -63,8 +63,8 @@ HRESULT SHGetImageList(int list, const GUID& iid, void** imageList);
  * @param attributes  used only with SHGFI_USEFILEATTRIBUTES
  * @param info        receives the icon, which DestroyIcon frees, and its index in the shell's image lists
  * @param infoBytes   size of `info`
- * @param flags       SHGFI_ICON and its like
- * @return 0 on failure, as for a file that is not there
+ * @param flags       SHGFI_ flags
+ * @return 0 on failure, as for a missing file
  */
 std::uintptr_t SHGetFileInfoW(const char16_t* path, DWORD attributes, SHFILEINFOW* info, UINT infoBytes,
                               UINT flags);

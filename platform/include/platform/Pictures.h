@@ -61,7 +61,7 @@ struct ImageCodecInfo {
 };
 static_assert(sizeof(ImageCodecInfo) == 104);
 
-/** @param token receives what GdiplusShutdown takes @param output null */
+/** @param token out: the parameter of GdiplusShutdown @param output null */
 GpStatus GdiplusStartup(std::uintptr_t* token, const GdiplusStartupInput* input, void* output);
 void GdiplusShutdown(std::uintptr_t token);
 
@@ -71,13 +71,13 @@ void GdipFree(void* memory);
 
 GpStatus GdipCreateBitmapFromHICON(HICON icon, GpBitmap** bitmap);
 /**
- * @param source   of 32 bits a pixel on the simulated machine
+ * @param source   on the simulated machine, of 32 bits per pixel
  * @param palette  null
- * @param bitmap   receives one without alpha, whose pixels read as opaque; their fourth bytes stay what they
- * were
+ * @param bitmap   out: a bitmap without alpha, whose pixels read as opaque; their fourth bytes are those of
+ * the source
  */
 GpStatus GdipCreateBitmapFromHBITMAP(HBITMAP source, HANDLE palette, GpBitmap** bitmap);
-/** @param pixels stay the caller's and must outlive the bitmap */
+/** @param pixels  borrowed; they must outlive the bitmap */
 GpStatus GdipCreateBitmapFromScan0(int width, int height, int stride, int pixelFormat, BYTE* pixels,
                                    GpBitmap** bitmap);
 GpStatus GdipDisposeImage(GpImage* image);

@@ -73,7 +73,7 @@ BOOL CreateProcessW(const char16_t* application, char16_t* commandLine, void* pr
  * Starts a program through the shell; the verb "runas" asks for elevation first.
  * @param execute  with SEE_MASK_NOCLOSEPROCESS its hProcess receives a handle that CloseHandle closes, or
  * null if the shell started no new process
- * @return 0 on failure, with the last error set: ERROR_CANCELLED (1223) where elevation was refused
+ * @return 0 on failure, with the last error set: ERROR_CANCELLED (1223) if elevation was refused
  */
 BOOL ShellExecuteExW(SHELLEXECUTEINFOW* execute);
 

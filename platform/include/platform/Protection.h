@@ -14,7 +14,7 @@ static_assert(sizeof(DATA_BLOB) == 16);
 
 /**
  * Encrypts bytes under a key of the calling user.
- * @param plain  may be of length 0, but then too has an address
+ * @param plain  may have length 0, but its address must not be null
  * @param description, entropy, reserved, prompt  null
  * @param flags  0
  * @param blob   receives bytes that LocalFree frees
@@ -24,7 +24,7 @@ BOOL CryptProtectData(DATA_BLOB* plain, const char16_t* description, DATA_BLOB* 
                       void* prompt, DWORD flags, DATA_BLOB* blob);
 
 /**
- * Decrypts what CryptProtectData gave, for the same user on the same machine.
+ * Decrypts a result of CryptProtectData, for the same user on the same machine.
  * @param description, entropy, reserved, prompt  null
  * @param flags  0
  * @param plain  receives bytes that LocalFree frees
@@ -38,18 +38,18 @@ BOOL CryptUnprotectData(DATA_BLOB* blob, char16_t** description, DATA_BLOB* entr
  * Writes bytes as base64 text with a NUL: lines of 64 characters, each ended by CR LF.
  * @param flags  CRYPT_STRING_BASE64, with CRYPT_STRING_NOCRLF for one line without an end
  * @param text   null to ask for the size
- * @param chars  in: room in characters; out: needed with the NUL where `text` is null, else written without
- * it
+ * @param chars  in: size of `text`; out: the required size with the NUL if `text` is null, otherwise the
+ * length without it
  * @return 0 on failure
  */
 BOOL CryptBinaryToStringA(const BYTE* bytes, DWORD byteCount, DWORD flags, char* text, DWORD* chars);
 
 /**
- * Reads base64 text; blanks, tabs and line ends in it are skipped, and so is what follows its padding.
- * @param chars  its length, or 0 where a NUL ends it
+ * Reads base64 text. Ignores blanks, tabs and line ends, and everything after the padding.
+ * @param chars  its length, or 0 if a NUL ends it
  * @param flags  CRYPT_STRING_BASE64
  * @param bytes  null to ask for the size
- * @param byteCount  in: room in bytes; out: needed or written; untouched for a text that is not base64
+ * @param byteCount  in: size of `bytes`; out: required or written; unchanged for a text that is not base64
  * @param skipped, usedFlags  null
  * @return 0 on failure, for a text that is not base64
  */

@@ -3,7 +3,7 @@
  *
  * Every function returns a status, ERROR_SUCCESS (0) or a Windows error number, and does not
  * change the last error of the thread. Names are UTF-16, without regard to case, and end at their first NUL.
- * A key handle may be used by any thread; what is open at the end of the process is closed by the system.
+ * Any thread may use a key handle. The system closes the open ones at the end of the process.
  */
 #pragma once
 
@@ -16,28 +16,28 @@ namespace platform {
  * @param key      an open or predefined key
  * @param subKey   path with backslashes, no leading one; null or empty asks for `key` itself
  * @param options  0
- * @param access   rights asked for, with KEY_WOW64_32KEY or KEY_WOW64_64KEY to choose the view
+ * @param access   requested rights, with KEY_WOW64_32KEY or KEY_WOW64_64KEY to choose the view
  * @param result   receives the handle, which the caller closes with RegCloseKey; null on failure.
- *                 A predefined key asked for itself is given back as it is.
+ *                 For a predefined key without a path, that key itself.
  * @return ERROR_FILE_NOT_FOUND (2) if there is no such key, ERROR_ACCESS_DENIED (5) if a right is refused
  */
 LSTATUS RegOpenKeyExW(HKEY key, const char16_t* subKey, DWORD options, REGSAM access, HKEY* result);
 
 /**
  * Closes a key handle. A predefined key is accepted and stays usable.
- * @return ERROR_INVALID_HANDLE (6) for what is no open key
+ * @return ERROR_INVALID_HANDLE (6) if `key` is not open
  */
 LSTATUS RegCloseKey(HKEY key);
 
 /**
- * Names the sub key at `index`, in the registry's own order.
+ * Returns the name of the subkey at `index`, in the order of the registry.
  * @param name         receives the name and a NUL
- * @param nameChars    in: room in characters, NUL included; out: length without it
+ * @param nameChars    in: size of `name` in characters, NUL included; out: length without it
  * @param reserved     null
- * @param className    null, or room for the key's class
+ * @param className    null, or a buffer for the class of the key
  * @param classChars   null, or its size in characters
- * @param lastWrite    null, or receives the sub key's last write time
- * @return ERROR_NO_MORE_ITEMS (259) behind the last one, ERROR_MORE_DATA (234) if the name does not fit
+ * @param lastWrite    null, or receives the last write time of the subkey
+ * @return ERROR_NO_MORE_ITEMS (259) after the last one, ERROR_MORE_DATA (234) if the name does not fit
  */
 LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, DWORD* reserved,
                       char16_t* className, DWORD* classChars, FILETIME* lastWrite);
@@ -49,16 +49,16 @@ LSTATUS RegEnumKeyExW(HKEY key, DWORD index, char16_t* name, DWORD* nameChars, D
  * @param type       null, or receives the value's type
  * @param data       null to ask only for the size, or a buffer for the stored bytes: a text need not
  *                   end in a NUL
- * @param dataBytes  in: room in bytes; out: the size of the value, even if it does not fit
+ * @param dataBytes  in: size of `data`; out: the size of the value, even if it does not fit
  * @return ERROR_FILE_NOT_FOUND (2) without such a value, ERROR_MORE_DATA (234) if it does not fit
  */
 LSTATUS RegQueryValueExW(HKEY key, const char16_t* name, DWORD* reserved, DWORD* type, BYTE* data,
                          DWORD* dataBytes);
 
 /**
- * Reads when a key was last written. The product needs nothing else of it, so every other out-parameter must
+ * Reads the last write time of a key. The product needs nothing else of it, so every other out-parameter must
  * be null: the simulated machine refuses the rest with ERROR_INVALID_PARAMETER (87).
- * @param lastWrite  null, or receives the time; untouched on failure
+ * @param lastWrite  null, or receives the time; unchanged on failure
  * @return ERROR_INVALID_HANDLE (6), ERROR_ACCESS_DENIED (5) without KEY_QUERY_VALUE, ERROR_KEY_DELETED (1018)
  */
 LSTATUS RegQueryInfoKeyW(HKEY key, char16_t* className, DWORD* classChars, DWORD* reserved, DWORD* subKeys,
@@ -68,20 +68,20 @@ LSTATUS RegQueryInfoKeyW(HKEY key, char16_t* className, DWORD* classChars, DWORD
 
 /**
  * Deletes the key at `subKey` below `key`, in the process's own view.
- * @return ERROR_ACCESS_DENIED (5) for a key that has sub keys or must not be deleted, ERROR_FILE_NOT_FOUND
+ * @return ERROR_ACCESS_DENIED (5) for a key that has subkeys or must not be deleted, ERROR_FILE_NOT_FOUND
  * (2)
  */
 LSTATUS RegDeleteKeyW(HKEY key, const char16_t* subKey);
 
 /**
- * Has an event signalled by the next change of a key, once.
+ * Signals an event at the next change of a key, once.
  * @param key           opened with KEY_NOTIFY
  * @param watchSubtree  whether changes below the key count too
- * @param filter        REG_NOTIFY_CHANGE_NAME: sub keys that come or go
+ * @param filter        REG_NOTIFY_CHANGE_NAME: added and deleted subkeys
  * @param event         cleared by this call; signalled by the change, by the deletion of the key and by
  * closing `key`. Its handle may be closed before that.
- * @param asynchronous  true, which is all that is needed of it: returns at once
- * @return ERROR_INVALID_HANDLE (6) for what is no open key or no event, ERROR_ACCESS_DENIED (5) without the
+ * @param asynchronous  true: returns at once; src/ uses no other value
+ * @return ERROR_INVALID_HANDLE (6) if key or event is not open, ERROR_ACCESS_DENIED (5) without the
  *         right, ERROR_KEY_DELETED (1018)
  */
 LSTATUS RegNotifyChangeKeyValue(HKEY key, BOOL watchSubtree, DWORD filter, HANDLE event, BOOL asynchronous);

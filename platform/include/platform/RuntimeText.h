@@ -17,16 +17,16 @@ int _vscprintf(const char* format, va_list arguments);
 
 /**
  * Formats into `buffer`, which always ends in a NUL.
- * @param bufferBytes  its size, NUL included; too little raises the invalid-parameter condition
+ * @param bufferBytes  its size, NUL included; if it is too small, the invalid-parameter handler runs
  * @return bytes written without the NUL, or -1: the content of `buffer` then depends on the runtime
  */
 int vsprintf_s(char* buffer, std::size_t bufferBytes, const char* format, va_list arguments);
 
 /**
  * Copies a text with its NUL.
- * @param bufferBytes  size of `buffer`, NUL included; too little empties `buffer` and raises the
- *                     invalid-parameter condition, whose outcome is the process-wide default
- * @return 0, or the error number of the C runtime if that condition returns
+ * @param bufferBytes  size of `buffer`, NUL included. If it is too small, `buffer` becomes empty and the
+ *                     invalid-parameter handler of the process runs; the default one ends the process
+ * @return 0, or the error number of the C runtime if the handler returns
  */
 int strcpy_s(char* buffer, std::size_t bufferBytes, const char* text);
 
@@ -41,7 +41,7 @@ int _wtoi(const char16_t* text);
  */
 LONG wcstol(const char16_t* text, char16_t** end, int base);
 
-/** Compares without regard to the case of ASCII letters. @return 0 where the texts are equal */
+/** Compares and ignores the case of ASCII letters. @return 0 if the texts are equal */
 int _wcsicmp(const char16_t* left, const char16_t* right);
 
 }  // namespace platform

@@ -26,7 +26,7 @@ HRESULT CoInitialize(void* reserved);
 void CoTaskMemFree(void* memory);
 
 /**
- * Makes an item of a parsing name.
+ * Creates an item from a parsing name.
  * @param bindContext  null
  * @param item         receives the object of interface `iid`, which the caller releases; null on failure
  */
@@ -34,20 +34,20 @@ HRESULT SHCreateItemFromParsingName(const char16_t* parsingName, void* bindConte
                                     void** item);
 
 /**
- * Asks an item for a handler, such as the enumerator of a folder's items.
+ * Returns a handler of an item, such as the enumerator of the items of a folder.
  * @param bindContext  null
  * @param handler      receives the object of interface `iid`, which the caller releases; null on failure
  */
 HRESULT IShellItem_BindToHandler(IShellItem* item, void* bindContext, const GUID& handlerId, const GUID& iid,
                                  void** handler);
 
-/** @param form one of SIGDN_ @param name receives a text that CoTaskMemFree frees; untouched on failure */
+/** @param form one of SIGDN_ @param name receives a text that CoTaskMemFree frees; unchanged on failure */
 HRESULT IShellItem_GetDisplayName(IShellItem* item, DWORD form, char16_t** name);
 
 DWORD IShellItem_Release(IShellItem* item);
 
 /**
- * Fetches the next items.
+ * Returns the next items.
  * @param items    receives up to `count` objects, which the caller releases
  * @param fetched  receives how many; may be null for a count of 1
  * @return S_OK (0) with all of them, S_FALSE (1) at the end

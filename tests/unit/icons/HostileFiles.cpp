@@ -92,7 +92,7 @@ std::string Overlapping() {
       {{u"",
         1,
         {MakeBitmap(samples::Drawing(8, 8, kInk), 32), MakeBitmap(samples::Drawing(16, 16, kInk), 32)}}});
-  const std::size_t first = kDescription + 8;  // there is one more line in the table of images
+  const std::size_t first = kDescription + 8;  // the table of images has one more entry
   const auto place = static_cast<std::uint32_t>(static_cast<unsigned char>(file[first]) |
                                                 static_cast<unsigned char>(file[first + 1]) << 8);
   Set32(file, first + 40, place + 4);
@@ -120,9 +120,9 @@ std::vector<HostileFile> HostileFiles() {
       {"cut to a half", Cut(4), false},
       {"cut to an eighth", Cut(1), false},
       {"cut to seven eighths", Cut(7), false},
-      {"table that names itself", Cyclic(), false},
+      {"table that refers to itself", Cyclic(), false},
       {"images that overlap", Overlapping(), false},
-      {"table of more lines than there are", Program(kTypes + 12, 0xFFFFFFFF), false},
+      {"table with too high a count", Program(kTypes + 12, 0xFFFFFFFF), false},
       {"resource in place of a table", Program(kTypes + 24 + 4, 0), false},
       {"address outside of all sections", Program(kDescription, 0xFFFFFFF0), false},
       {"section beyond the end of the file", Program(kSection + 20, 0xFFFFFE00), false},
@@ -130,7 +130,7 @@ std::vector<HostileFile> HostileFiles() {
       {"cut PNG", Program(png.substr(0, png.size() / 2)), false},
       {"cut bitmap", Program(MakeBitmap(samples::Drawing(256, 256, kInk), 32).bytes.substr(0, 9000)), false},
       {"bitmap of two thousand million columns", Bitmap(4, 0x7FFFFFFF), false},
-      {"bitmap of as many rows", Bitmap(8, 0x7FFFFFFE), false},
+      {"bitmap of two thousand million rows", Bitmap(8, 0x7FFFFFFE), false},
       {"bitmap of 65536 by 65536 pixels",
        Program(std::string(MakeBitmap(samples::Drawing(1, 1), 32).bytes)
                    .replace(4, 8, std::string("\0\0\1\0\0\0\2\0", 8))),
@@ -140,9 +140,9 @@ std::vector<HostileFile> HostileFiles() {
       {"PNG with less than its rows", Program(Png(256, Rows(16))), false},
       {"PNG of the largest size", Program(Png(1024, Rows(1024))), true},
       {"PNG with much more than its rows", Program(Png(256, Rows(256) + std::string(100 << 20, '\0'))), true},
-      {"PNG with texts that unfold", Program(Png(256, Rows(256), Texts("zTXt", std::string("k\0\0", 3)))),
-       true},
-      {"PNG with other texts that unfold",
+      {"PNG with texts that decompress to much more",
+       Program(Png(256, Rows(256), Texts("zTXt", std::string("k\0\0", 3)))), true},
+      {"PNG with other texts that decompress to much more",
        Program(Png(256, Rows(256), Texts("iTXt", std::string("k\0\1\0\0\0", 6)))), true}};
 }
 
