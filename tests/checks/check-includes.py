@@ -66,7 +66,7 @@ EXCEPTIONS = {
         "simulated/regfile/RegFileWriter.h",
     },
     # ... and lists values, which the port does not offer, as a port operation would.
-    "tools/capture/SurroundingsSimulated.cpp": {
+    "tools/capture/MachineCallsSimulated.cpp": {
         "simulated/directory/CurrentMachine.h",
         "simulated/port/Call.h",
         "simulated/port/LockedKey.h",

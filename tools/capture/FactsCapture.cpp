@@ -4,7 +4,7 @@
 #include <array>
 #include <set>
 
-#include "Surroundings.h"
+#include "MachineCalls.h"
 #include "Text.h"
 #include "platform/Constants.h"
 #include "platform/Files.h"

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <set>
 
-#include "Surroundings.h"
+#include "MachineCalls.h"
 #include "Text.h"
 
 namespace capture {

@@ -1,8 +1,8 @@
 #include <algorithm>
 
 #include "FixedNames.h"
+#include "MachineCalls.h"
 #include "Redaction.h"
-#include "Surroundings.h"
 #include "Text.h"
 #include "platform/Constants.h"
 #include "platform/Registry.h"

@@ -8,8 +8,8 @@
 #include "CodePages.h"
 #include "FactsCapture.h"
 #include "FixedNames.h"
+#include "MachineCalls.h"
 #include "RawIdentity.h"
-#include "Surroundings.h"
 #include "Text.h"
 
 namespace capture {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "Surroundings.h"
+#include "MachineCalls.h"
 #include "Text.h"
 #include "base/LoadTimeObjects.h"
 #include "base/RegistryKey.h"

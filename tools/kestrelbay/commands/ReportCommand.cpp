@@ -3,7 +3,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "capture/Surroundings.h"
+#include "capture/MachineCalls.h"
 #include "capture/Text.h"
 #include "commands/Command.h"
 #include "console/Base64.h"

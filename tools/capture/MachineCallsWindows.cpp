@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "Surroundings.h"
+#include "MachineCalls.h"
 
 namespace capture {
 namespace {

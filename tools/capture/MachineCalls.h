@@ -1,6 +1,6 @@
 /**
  * What a capture asks of the machine beside the port: things that the product itself never asks for. One of
- * SurroundingsWindows.cpp and SurroundingsSimulated.cpp is built.
+ * MachineCallsWindows.cpp and MachineCallsSimulated.cpp is built.
  */
 #pragma once
 

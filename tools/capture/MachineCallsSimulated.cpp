@@ -1,4 +1,4 @@
-#include "Surroundings.h"
+#include "MachineCalls.h"
 #include "Text.h"
 #include "simulated/directory/CurrentMachine.h"
 #include "simulated/port/Call.h"
