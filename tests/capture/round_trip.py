@@ -130,7 +130,7 @@ class RoundTripTest(WineTestCase):
                    bios: {"BaseBoardManufacturer": sz("Thornwick"), "SystemProductName": sz("Slate \u2013 14")}})
         self.facts(self.capture())
 
-    def test_redacted_it_lists_the_same_but_for_names(self):
+    def test_redacted_capture_lists_the_same_except_names(self):
         self.fill(everything())
         apps = json.loads(on_machine("--json", "list").stdout)
         capture = self.capture("--redact")
@@ -174,7 +174,7 @@ class RoundTripTest(WineTestCase):
             self.assertIn(here.returncode, (0, 1))
             self.compared += here.returncode == 0
 
-    def test_the_machine_lists_in_an_order_of_its_own(self):
+    def test_the_machine_has_its_own_order(self):
         self.fill(everything())
         text = (self.capture() / "registry" / "captured-machine.reg").read_text("utf-16")
         order = [text.index(f"\\Uninstall\\{name}]") for name in ("_", "aa")]
@@ -182,7 +182,7 @@ class RoundTripTest(WineTestCase):
         # a capture keeps the order.
         self.assertLess(*order)
 
-    def test_icons_are_drawn_the_same(self):
+    def test_icons_are_equal(self):
         icons = load("check-program-icons")
         programs = [icons.PROGRAMS / (name + ".exe") for name in icons.NAMES]
         programs = {path.stem: path for path in programs if path.exists()}

@@ -68,7 +68,7 @@ class RoundTripTest(CaptureTestCase):
              "\"Blob\"=hex(7777):00,01,02,03,04,05,06,07,08,09,0a,0b,0c,0d,0e,0f,10,11,12,13,14,15,16,17,18\n"
              "@=dword:00000007\n\"DisplayVersion\"=hex(b):01,00,00,00,00,00,00,00\n")
 
-    def test_lists_and_tells_the_same(self):
+    def test_capture_has_the_same_list_and_facts(self):
         machine = self.described(self.MIX, FACTS)
         capture, told = self.capture(machine)
         self.assertEqual(self.answers(machine), self.answers(capture))
@@ -116,7 +116,7 @@ class RoundTripTest(CaptureTestCase):
         self.assertEqual(re.findall(r"Uninstall\\(.)\]", self.registry(capture)), ["b", "_", "A"])
         self.assertEqual(self.answers(machine), self.answers(capture))
 
-    def test_hives_stand_where_they_were_listed_the_user_s_as_well(self):
+    def test_hives_keep_their_order_including_the_user_s(self):
         hives = ["S-1-5-21-9-9-9-1002", "S-1-5-21-1-2-3-1001", ".DEFAULT"]
         machine = self.described(*(app(hive, f"HKEY_USERS\\{hive}\\{UNINSTALL}\\App") for hive in hives),
                                  registryOrder="as listed")
@@ -125,7 +125,7 @@ class RoundTripTest(CaptureTestCase):
 
 
 class ContentTest(CaptureTestCase):
-    def test_only_what_is_read_is_taken(self):
+    def test_only_keys_that_the_library_reads_are_captured(self):
         capture, _ = self.capture(self.described(
             FACTS, app("Alpha"), key(r"HKEY_LOCAL_MACHINE\Software\Private", {"Key": "diary"}),
             key(USER_DATA + r"\S-1-5-18\Products\0\InstallProperties", {"DisplayName": "machine's"})))
@@ -135,7 +135,7 @@ class ContentTest(CaptureTestCase):
         self.assertIn(r"UserData\S-1-5-18]", text)
         self.assertIn('"ProxyServer"="proxy:8080"', text)
 
-    def test_environment_is_windows_own_and_what_texts_name(self):
+    def test_environment_has_the_variables_of_windows_and_of_texts(self):
         capture, _ = self.capture(self.described(RoundTripTest.MIX))
         self.assertEqual(set(self.description(capture)["environment"]), {"SystemRoot", "USERNAME", "Tools"})
 
@@ -160,7 +160,7 @@ class ContentTest(CaptureTestCase):
         self.assertEqual([file.name for file in (capture / "drives" / "C").iterdir()], ["small.exe"])
         self.assertRegex(told, r"big\.exe: icon file not captured: it has 67108865 bytes")
 
-    def test_icon_paths_lead_nowhere_else(self):
+    def test_icon_paths_stay_inside_the_capture(self):
         machine = self.described(app("Up", DisplayIcon="C:\\a\\..\\..\\..\\up.exe"))
         (machine / "drives" / "c" / "a").mkdir(parents=True)
         (machine / "drives" / "c" / "up.exe").write_bytes(b"MZ")
@@ -182,7 +182,7 @@ class TargetTest(CaptureTestCase):
         capture, _ = self.capture(self.described(app("Alpha")))
         self.assertTrue((capture / "machine.json").exists())
 
-    def test_anything_else_is_left_alone(self):
+    def test_other_folders_are_refused(self):
         machine = self.described(app("Alpha"))
         full = self.folder / "full"
         full.mkdir()
@@ -256,7 +256,7 @@ class BadCaptureTest(CaptureTestCase):
         file.write_bytes(b"mz" + file.read_bytes()[2:])
         self.assertIn("not as it was captured: it was changed", self.line("drives/C/a.exe"))
 
-    def test_any_damage_of_any_file_is_told_in_one_line(self):
+    def test_any_damage_of_any_file_is_reported_in_one_line(self):
         chance = random.Random(7)
         for path in sorted(path for path in self.good.rglob("*") if path.is_file()):
             data = path.read_bytes()
@@ -322,7 +322,7 @@ class BadCaptureTest(CaptureTestCase):
         names = [a["displayName"] for a in json.loads(self.output("--machine", self.good, "--json", "list"))]
         self.assertEqual(names, ["Alpha", "Beta"])
 
-    def test_newer_format_though_it_says_what_is_not_known(self):
+    def test_newer_format_with_unknown_members(self):
         changed = {**self.description(self.good), "quantumState": 1}
         changed["capture"]["format"] = 2
         (self.good / "machine.json").write_text(json.dumps(changed))
@@ -333,11 +333,11 @@ class BadCaptureTest(CaptureTestCase):
             (self.good / "machine.json").write_text(json.dumps({"capture": record}))
             self.line("machine.json")
 
-    def test_order_that_is_none(self):
+    def test_unknown_order(self):
         (self.good / "machine.json").write_text('{"registryOrder": "random"}')
         self.assertIn("registryOrder", self.line("machine.json"))
 
-    def test_what_is_done_with_it_lasts(self):
+    def test_changes_of_a_capture_last(self):
         self.output("--machine", self.good, "forget", "Alpha", "--yes")
         self.assertEqual(self.output("--machine", self.good, "--json", "list"), "[]\n")
 

@@ -36,7 +36,7 @@ class DiffTest(ListsTest):
         self.assertEqual({name: (field["before"], field["after"]) for name, field in changed["fields"].items()},
                          expected)
 
-    def test_tells_what_appeared_went_and_changed(self):
+    def test_prints_appeared_gone_and_changed_applications(self):
         before = self.pc(app("Alpha", DisplayVersion="1"), app("Beta", DisplayVersion="5"), app("Same"))
         after = self.pc(app("Alpha", DisplayVersion="2"), app("Gamma"), app("Same"))
         difference = self.diff(before, after)
@@ -90,13 +90,13 @@ class DiffTest(ListsTest):
                            [app("A", f"{ROOT}\\1", **third), app("A", f"{ROOT}\\2", **first)],
                            {"installLocation": ("C:\\2", "C:\\3")})
 
-    def test_one_of_two_of_a_name_goes(self):
+    def test_one_of_two_applications_of_a_name_is_gone(self):
         narrow = app("A", f"HKEY_LOCAL_MACHINE\\{UNINSTALL_32}\\A", DisplayVersion="1")
         difference = self.diff(self.pc(app("A", DisplayVersion="1"), narrow), self.pc(narrow))
         self.assertEqual([entry["architecture"] for entry in difference["gone"]], [2])
         self.assertEqual(difference["same"], 1)
 
-    def test_names_that_differ_in_case_are_two(self):
+    def test_names_that_differ_in_case_are_different(self):
         difference = self.diff(self.pc(app("Alpha")), self.pc(app("ALPHA")))
         self.assertEqual((len(difference["appeared"]), len(difference["gone"])), (1, 1))
 
@@ -114,7 +114,7 @@ class DiffTest(ListsTest):
             self.refusal(2, "diff", "--exit-code", good, good, stdout=full)
             self.refusal(1, "diff", good, good, stdout=full)
 
-    def test_machine_is_not_named_besides(self):
+    def test_option_machine_is_refused(self):
         file = self.saved()
         self.assertIn("omit --machine", self.refusal(2, "--machine", self.pc(), "diff", file, file))
         self.refusal(2, "diff", file)
@@ -130,7 +130,7 @@ class BadListTest(ListsTest):
             for word in (str(bad), *words):
                 self.assertIn(word, line)
 
-    def test_list_that_was_cut_off_is_refused_wherever_that_was(self):
+    def test_list_that_is_cut_off_is_refused(self):
         whole = self.saved(app("Alpha"), app("Beta")).read_bytes()
         for length in range(len(whole.rstrip())):
             with self.subTest(length=length):
@@ -138,7 +138,7 @@ class BadListTest(ListsTest):
                 bad.write_bytes(whole[:length])
                 self.assertIn("ends in the middle", self.refusal(1, "diff", bad, bad))
 
-    def test_what_is_no_list(self):
+    def test_other_files_are_refused(self):
         self.check_refused(b"\x00\x01", "bad.json:1: is not JSON from here on")
         self.check_refused(b"[\n{},\nx]", "bad.json:3: is not JSON from here on")
         self.check_refused(b"{}", "is not a list of applications")
@@ -146,7 +146,7 @@ class BadListTest(ListsTest):
         self.check_refused(b"[{}]", "application 1: has no displayName")
         self.check_refused("[]".encode("utf-16"), "is UTF-16, ")
 
-    def test_list_that_was_edited(self):
+    def test_edited_list_is_refused(self):
         entry = json.loads(self.saved(app("Alpha")).read_text(encoding="utf-8"))[0]
         for change, word in (({"displayVersion": 3}, "displayVersion is not a text"),
                              ({"architecture": "x64"}, "architecture is not a whole number"),
@@ -154,7 +154,7 @@ class BadListTest(ListsTest):
                              ({"publisher": "x"}, "has fields that no list of this version has")):
             self.check_refused(json.dumps([{**entry, **change}]).encode(), "application 1: " + word)
 
-    def test_what_cannot_be_read(self):
+    def test_unreadable_files_are_refused(self):
         file = self.saved(app("Alpha"))
         for missing in (self.folder / "none.json", self.folder):
             self.assertIn(str(missing), self.refusal(1, "diff", file, missing))

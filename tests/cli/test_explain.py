@@ -20,7 +20,7 @@ class ExplainTest(TestCase):
         self.assertEqual(len(keys), 1)
         return keys[0]
 
-    def test_each_rule_is_told_by_its_name(self):
+    def test_each_rule_has_its_text(self):
         rules = {
             "systemComponent": app("A", SystemComponent="1"),
             "noUninstallString": key(ROOT + "\\B", {"DisplayName": "B"}),
@@ -47,24 +47,24 @@ class ExplainTest(TestCase):
         self.assertEqual(numbers[0], sum(numbers[1:]))
         self.assertEqual(numbers[2], 1)
 
-    def test_name_is_found_whatever_its_case_and_blanks(self):
+    def test_name_is_found_in_any_case_and_with_any_blanks(self):
         machine = self.machine(app("Ärger  Plus\u00a0", f"{ROOT}\\x"), app("Other"))
         for name in ("Ärger  Plus\u00a0", "ärgerplus", " ÄRGER PLUS ", "X"):
             entry = self.entry(machine, name)
             self.assertEqual(entry["displayName"], "Ärger  Plus\u00a0")
         self.assertIn('not exactly the one asked for: "Ärger  Plus', self.output("--machine", machine, "explain", "x"))
 
-    def test_name_that_was_left_out_before_it_was_read_is_found(self):
+    def test_name_of_an_entry_rejected_before_its_name_is_found(self):
         machine = self.machine(app("Hidden", f"{ROOT}\\x", SystemComponent="1"))
         self.assertEqual(self.entry(machine, "Hidden")["rule"], "systemComponent")
         self.assertTrue(self.output("--machine", machine, "explain", "Hidden").endswith(
             "Nothing of that name is listed.\n"))
 
-    def test_name_that_nothing_has_is_refused(self):
+    def test_unknown_name_is_refused(self):
         self.assertIn('"Gamma"', self.refusal(1, "--machine", self.machine(app("Alpha")), "explain", "Gamma"))
         self.refusal(2, "--machine", self.machine(name="blank"), "explain", " ")
 
-    def test_what_is_no_text_tells_what_it_is(self):
+    def test_value_that_is_no_text_has_its_type(self):
         machine = self.machine(app("Alpha", DisplayVersion="x" * 300) + '"InstallDate"=hex:01,02\n')
         values = {value["name"]: value for value in self.entry(machine, "Alpha")["values"]}
         self.assertEqual((values["DisplayVersion"]["found"], values["DisplayVersion"]["bytes"]), ("tooLong", 602))
@@ -74,7 +74,7 @@ class ExplainTest(TestCase):
         for note in ("(too long: 602 bytes, 520 at most)", "(no text: type 3)", "(not there)"):
             self.assertIn(note, text)
 
-    def test_merged_entries_tell_of_each_other_and_where_each_field_came_from(self):
+    def test_merged_entries_name_each_other_and_the_source_of_each_field(self):
         user = f"{USER}\\{UNINSTALL}\\Second"
         machine = self.machine(
             app("Alpha", f"{ROOT_32}\\First", InstallLocation="C:\\Alpha"),
@@ -95,7 +95,7 @@ class ExplainTest(TestCase):
         text = self.output("--machine", machine, "explain", "Alpha")
         self.assertIn(f"merged into {user}: no value differs", text)
 
-    def test_records_that_stay_two_tell_why(self):
+    def test_records_that_disagree_name_the_field(self):
         machine = self.machine(app("Alpha", f"{ROOT}\\1", DisplayVersion="1"),
                                app("Alpha", f"{ROOT}\\2", DisplayVersion="2"),
                                app("Beta", f"{ROOT_32}\\3"), app("Beta", f"{ROOT}\\3"))
@@ -103,7 +103,7 @@ class ExplainTest(TestCase):
         self.assertIn("listed beside 3, 32-bit view: the views differ",
                       self.output("--machine", machine, "explain", "Beta"))
 
-    def test_without_the_products_key_every_name_is_answered_by_that(self):
+    def test_without_the_products_key_every_explanation_names_it(self):
         machine = self.machine()
         (machine / "registry" / "10-machine.reg").write_text(HEADER + app("Alpha"), encoding="utf-8")
         for arguments in ([], ["Alpha"]):
@@ -112,7 +112,7 @@ class ExplainTest(TestCase):
             self.assertIn("not there: without this key nothing is listed",
                           self.output("--machine", machine, "explain", *arguments))
 
-    def test_the_table_tells_what_was_read_of_the_value_that_decided(self):
+    def test_the_table_has_the_text_of_the_value_that_decided(self):
         machine = self.machine(
             app("A", SystemComponent="1x"), app("B", UninstallString="u" * 300), app("C", ParentKeyName="Parent"),
             app("D", ReleaseType="Hotfix"), key(ROOT + "\\E", {"DisplayName": "E"}))
@@ -134,13 +134,13 @@ class ExplainTest(TestCase):
             self.assertIn(f"{entry['key']['root']}\\{entry['key']['path']}", text)
         self.assertNotIn("not exactly the one", text)
 
-    def test_hive_without_the_path_is_told(self):
+    def test_hive_without_the_path_is_printed(self):
         machine = self.machine(key(f"{USER}\\Software", {}))
         unread = [entry["key"]["path"] for entry in self.explained(machine)["keys"]
                   if entry["fate"] == "unread" and entry["role"] == "uninstallKey"]
         self.assertIn(f"{USER}\\{UNINSTALL}".partition("\\")[2], unread)
 
-    def test_table_fits_the_columns_that_are_wished(self):
+    def test_table_fits_the_requested_columns(self):
         machine = self.machine(app("A name " * 30, InstallLocation="C:\\" + "x" * 200))
         table = [line for line in self.output("--machine", machine, "explain", COLUMNS="60").splitlines()
                  if not line.startswith("HKEY_")][:-1]

@@ -36,7 +36,7 @@ class FactsTest(TestCase):
                          "Free on C:    179200 MiB\n"
                          "Free on D:    700 MiB\n")
 
-    def test_what_is_not_known_is_null(self):
+    def test_unknown_facts_are_null(self):
         facts = json.loads(self.output("--machine", self.machine(), "--json", "facts"))
         self.assertEqual(facts, {"manufacturer": None, "productName": None, "deviceId": None,
                                  "proxyServer": None, "graphics": None, "isTablet": False,
@@ -73,15 +73,15 @@ class FactsTest(TestCase):
         self.assertEqual(self.answers(machine),
                          [(True, None, "yes", ""), ("proxy:80", None, "proxy:80", "")])
 
-    def test_a_setting_that_is_no_number_hides_nothing_else(self):
+    def test_a_setting_that_is_no_number_hides_no_other_fact(self):
         machine = self.machine(key(TABLET, {"IsTabletPc": "maybe"}), key(BIOS, {"SystemProductName": "M\x07"}))
         self.assertIn("Product       M\u2407\n", self.run_host("--machine", machine, "facts").stdout.decode())
 
-    def test_adapter_that_fails_keeps_its_place(self):
+    def test_adapter_that_fails_has_an_empty_name(self):
         machine = self.described(graphicsAdapters=["A", None, "C"])
         self.assertEqual(json.loads(self.output("--machine", machine, "--json", "facts"))["graphics"], "A,,C")
 
-    def test_description_that_is_wrong_is_told_by_its_member(self):
+    def test_wrong_description_is_refused_with_its_member(self):
         for number, (member, value, told) in enumerate([
                 ("disks", {"C": {"freeBytes": 2, "sizeBytes": 1}}, "disks.C"),
                 ("disks", {"C": {"freeBytes": 2}}, "disks.C.sizeBytes"),

@@ -28,7 +28,7 @@ class IconFileTest(TestCase):
             self.assertIn("C:\\Alpha\\a.ico", line)
             self.assertFalse(file.exists())
 
-    def test_no_icon_tells_where_the_names_are(self):
+    def test_missing_icon_names_the_list_command(self):
         for name in ("Bare", "alpha", "missing", "", "root", "[a,b]"):
             line = self.refusal(1, "--machine", self.pc, "icon", name)
             self.assertIn(f'no icon: nothing named "{name}"', line)
@@ -36,10 +36,10 @@ class IconFileTest(TestCase):
 
 
 class PictureTest(TestCase):
-    def test_goes_into_a_pipe_as_it_is(self):
+    def test_is_written_unchanged_into_a_pipe(self):
         self.assertEqual(self.run_host("icon", "Alpha", canned=CANNED).stdout, PICTURE)
 
-    def test_goes_to_a_file(self):
+    def test_is_written_to_a_file(self):
         file = self.folder / "α.png"
         self.assertEqual(self.output("icon", "Alpha", "-o", file, canned=CANNED),
                          f"{file}: PNG, {len(PICTURE)} bytes\n")
@@ -78,7 +78,7 @@ class PictureTest(TestCase):
                       self.refusal(1, "icon", "Alpha", "-o", link, canned=CANNED))
         self.assertEqual(os.listdir(self.folder), ["link.png"])
 
-    def test_leaves_nothing_behind_where_it_cannot_write(self):
+    def test_leaves_no_file_if_it_cannot_write(self):
         before = self.folder / "folder"
         before.mkdir()
         for file in (before, self.folder / "missing" / "a.png", before / ("x" * 300)):

@@ -33,7 +33,7 @@ class JsonTest(TestCase):
         apps = json.loads(self.output("--machine", machine, "list", "--json"))
         self.assertEqual([a["displayName"] for a in apps], ["apple", "Banana", "cherry", "Zeta", "zeta2"])
 
-    def test_other_scripts_stand_as_they_are(self):
+    def test_other_scripts_are_unchanged(self):
         names = ["Καφές", "日本語アプリ", "emoji 👩‍💻"]
         machine = self.machine(*map(app, names))
         text = self.output("--machine", machine, "list", "--json")
@@ -52,7 +52,7 @@ class JsonTest(TestCase):
     def test_nothing_installed_is_an_empty_array(self):
         self.assertEqual(json.loads(self.output("--machine", self.machine(), "list", "--json")), [])
 
-    def test_options_stand_before_or_after_the_command(self):
+    def test_options_may_be_before_or_after_the_command(self):
         machine = self.machine(app("Alpha"))
         before = self.output("--json", "--machine", machine, "list")
         self.assertEqual(before, self.output("list", "--machine", machine, "--json"))
@@ -82,7 +82,7 @@ class TableTest(TestCase):
         row = self.output("--machine", machine, "list").split("\n")[1]
         self.assertEqual(row.split(), [*LONG.split(), "1", "x64", "C:\\" + "x" * 200])
 
-    def test_fits_the_columns_that_are_wished(self):
+    def test_fits_the_requested_columns(self):
         machine = self.machine(app(LONG, InstallLocation="C:\\" + "x" * 200, DisplayVersion="1.2.3.4"),
                                app("管理ツール" * 12, InstallLocation="C:\\y"),
                                app("e\u0301" * 90), app("Short"))
@@ -99,13 +99,13 @@ class TableTest(TestCase):
         row = self.output("--machine", machine, "list", COLUMNS="30").split("\n")[1]
         self.assertRegex(row, "\\A(e\u0301){8,}\u2026 ")
 
-    def test_columns_line_up_behind_wide_and_marked_letters(self):
+    def test_columns_align_after_wide_and_marked_letters(self):
         machine = self.machine(app("日本", DisplayVersion="1.2"), app("Cafe\u0301", DisplayVersion="1.2"),
                                app("Alpha", DisplayVersion="1.2"))
         lines = self.output("--machine", machine, "list").split("\n")[1:4]
         self.assertEqual({cells(line[:line.index("1.2")]) for line in lines}, {len("Alpha  ")})
 
-    def test_control_characters_show_and_do_not_act(self):
+    def test_control_characters_are_shown_and_have_no_effect(self):
         machine = self.machine(app("Red\x1b[31m\x9b1m\u202eback\x7f", "HKEY_LOCAL_MACHINE\\" + UNINSTALL + "\\R"))
         text = self.output("--machine", machine, "list")
         self.assertIn("Red\u241b[31m\ufffd1m\ufffdback\u2421", text)

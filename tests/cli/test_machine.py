@@ -26,29 +26,29 @@ class MachineTest(TestCase):
         file.write_text("x")
         self.assertIn(str(file), self.list_refusal(file))
 
-    def test_folder_that_is_no_machine(self):
+    def test_folder_without_a_machine(self):
         (self.folder / "holiday.txt").write_text("x")
         self.assertIn(str(self.folder), self.list_refusal(self.folder))
 
-    def test_malformed_registration_file_is_told_with_its_line(self):
+    def test_malformed_registration_file_is_refused_with_its_line(self):
         machine = self.machine(app("Alpha"))
         bad = machine / "registry" / "20-bad.reg"
         bad.write_text(HEADER + "\n[HKEY_LOCAL_MACHINE\\Software\\X]\n\"a\"=nonsense\n")
         self.assertIn(f"{bad}:4: ", self.list_refusal(machine))
 
-    def test_malformed_json_is_told_with_its_line(self):
+    def test_malformed_json_is_refused_with_its_line(self):
         machine = self.machine(app("Alpha"))
         bad = machine / "machine.json"
         bad.write_text('{\n  "user": {,}\n}\n')
         self.assertIn(f"{bad}:2: ", self.list_refusal(machine))
 
-    def test_wrong_json_is_told_with_its_line_and_member(self):
+    def test_wrong_json_is_refused_with_its_line_and_member(self):
         machine = self.machine(app("Alpha"))
         bad = machine / "machine.json"
         bad.write_text('{\n  "appsFolder": [{},\n  {"name": 1}]}\n')
         self.assertIn(f"{bad}:3: appsFolder[1].name: ", self.list_refusal(machine))
 
-    def test_json_nested_however_deep(self):
+    def test_json_nested_too_deep(self):
         machine = self.machine(app("Alpha"))
         bad = machine / "machine.json"
         for start in ('"capture": {"format": 1},', ""):
@@ -99,9 +99,9 @@ class MachineTest(TestCase):
         self.assertEqual(first.returncode, 0)
         self.output("--machine", machine, "list")
 
-    def test_sample_is_used_where_none_is_named(self):
+    def test_sample_is_the_default_machine(self):
         self.assertGreater(len(json.loads(self.output("--json", "list"))), 10)
 
-    def test_line_tells_names_without_letting_them_act(self):
+    def test_names_in_messages_have_no_effect_on_the_terminal(self):
         line = self.list_refusal(self.folder / "no\x1b[31mne")
         self.assertIn("no\u241b[31mne", line)

@@ -121,13 +121,13 @@ class RedactionTest(RedactionTestCase):
         return re.search(r"Local\\([^,]*\.exe)", self.apps(folder)["Of " + self.description(folder)["user"]["name"]]
                          ["installLocation"])[1]
 
-    def test_stand_ins_have_the_length_of_what_they_hide(self):
+    def test_stand_ins_have_the_length_of_the_hidden_text(self):
         # A text that fits into the buffers of the library must still fit, and a longer one must still be too long.
         places = {f"{n}": HOME + "\\" + "x" * (n - len(HOME) - 1) for n in (259, 260)}
         folder = self.redacted(*(app(n, InstallLocation=place) for n, place in places.items()))
         self.assertEqual([len(a["installLocation"]) for a in self.apps(folder).values()], [259, 0])
 
-    def test_what_is_below_a_user_s_folder_by_other_ways(self):
+    def test_other_paths_to_a_user_s_folder(self):
         ways = ["%LOCALAPPDATA%\\Wichtelpost\\a.ico", "D:\\Profiles\\" + OTHER + "\\Wichtelpost", "c:/users/nobody/Wichtelpost",
                 "C:\\\\Users\\\\nobody\\\\Wichtelpost", '"C:\\Documents and Settings\\nobody\\Wichtelpost\\a.exe" /S']
         folder = self.redacted(*(app(f"{n}", InstallLocation=way) for n, way in enumerate(ways)))
@@ -152,13 +152,13 @@ class RedactionTest(RedactionTestCase):
         folder = self.redacted(app("useraab waaab"), environment={"USERNAME": "useraab", "COMPUTERNAME": "hostaac"})
         self.check(folder, ["useraab"])
 
-    def test_lists_as_the_machine_does_but_for_names(self):
+    def test_lists_like_the_machine_except_names(self):
         keys = [app(f"{n}", f"HKEY_USERS\\{SID}\\{UNINSTALL}\\{n}", n, DisplayVersion=f"1.{n}") for n in range(9)]
         folder = self.redacted(*keys)
         self.assertEqual(self.apps(folder), self.apps(self.original))
         self.assertTrue(self.description(folder)["capture"]["redacted"])
 
-    def test_icons_lie_where_their_paths_lead(self):
+    def test_icons_are_at_the_redacted_paths(self):
         place = HOME + "\\AppData\\Local\\Wichtelpost\\writer.exe"
         sample = json.loads(self.output("--json", "list"))
         folder = self.folder / "sample"

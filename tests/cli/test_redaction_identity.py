@@ -45,7 +45,7 @@ class IdentityTest(RedactionTestCase):
         self.assertEqual(self.left(folder, *forms), [])
         self.check(folder, [packed])
 
-    def test_forms_of_the_machine_guid_stand_for_the_same(self):
+    def test_forms_of_the_machine_guid_have_one_stand_in(self):
         plain = GUID.replace("-", "")
         folder = self.redacted(app("Dashed", DisplayVersion=GUID), app("Plain", DisplayVersion=plain),
                                entry("Raw", raw("b", uuid.UUID(GUID).bytes_le)))
@@ -59,7 +59,7 @@ class IdentityTest(RedactionTestCase):
                                app("A", InstallLocation=other))
         self.check(folder, [other])
 
-    def test_a_sid_that_stands_in_bytes_alone(self):
+    def test_a_sid_that_is_only_in_bytes(self):
         numbers = "711-82222-4294967295"
         sid = b"\1\5\0\0\0\0\0\5\x15\0\0\0" + numbers_as_bytes(numbers)
         directory = b"\1\5\0\0\0\0\0\x0c\1\0\0\0" + numbers_as_bytes("11-12-13-14")
@@ -143,7 +143,7 @@ class IdentityTest(RedactionTestCase):
         self.check(folder, [NAME])
         self.assertEqual(self.apps(folder)["A"]["installLocation"], "D:\\Tools\\bin")
 
-    def test_what_the_inventory_goes_by_stays_whatever_users_are_called(self):
+    def test_names_that_the_inventory_needs_stay_even_if_users_have_them(self):
         for name in ("Display", "Install", "Current", "Uninstall", "1", "Hotfix", "Tolvan", "Security", "Beef", "12345678", "KB123456"):
             with self.subTest(name):
                 self.doCleanups(), self.setUp()

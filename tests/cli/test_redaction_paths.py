@@ -33,7 +33,7 @@ class PathsTest(RedactionTestCase):
                     f'"{HOME}"\\{DEEP}', f'{HOME}\\"Wichtelpost Geheimprojekt" Tagebuch\\x.ico,0',
                     f'"{HOME}\\"{DEEP}', f'{HOME}\\*\\{DEEP}', f'"{HOME}\\a b.exe" Wichtelpost\\Geheimprojekt')
 
-    def test_arguments_behind_a_quoted_program_stay(self):
+    def test_arguments_after_a_quoted_program_stay(self):
         found, = self.hidden(f'"{HOME}\\Wichtelpost\\x.exe" /S --silent "/log" C:\\Windows')
         self.assertTrue(found.endswith('.exe" /S --silent "/log" C:\\Windows'), found)
 
@@ -60,7 +60,7 @@ class PathsTest(RedactionTestCase):
     def test_a_variable_that_is_not_set_may_be_the_user_s(self):
         self.hidden(f"%HausDerIlka%\\{DEEP}", f"%PUBLIC%\\..\\{USER}\\{DEEP}")
 
-    def test_a_captured_variable_that_lies_below_the_user_s_folder(self):
+    def test_a_captured_variable_below_the_user_s_folder(self):
         found, = self.hidden(f"%MyTools%\\{DEEP}", environment={"SystemRoot": "C:\\Windows", "MyTools": HOME + "\\Tools"})
         self.assertTrue(found.startswith("%MyTools%\\"))
 
@@ -78,7 +78,7 @@ class PathsTest(RedactionTestCase):
         found, = self.hidden(f"C:\\Users\\%USERNAME%\\{DEEP}")
         self.assertTrue(found.startswith("C:\\Users\\%USERNAME%\\"))
 
-    def test_a_way_round_by_a_common_folder(self):
+    def test_a_path_through_a_common_folder(self):
         self.hidden(f"C:\\Users\\Public\\..\\nobody\\{DEEP}", f'C:\\"Users"\\nobody\\{DEEP}', f"C:\\Users\\.\\nobody\\{DEEP}",
                     f"C:\\DOCUME~1\\nobody\\{DEEP}")
 

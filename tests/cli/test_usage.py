@@ -29,7 +29,7 @@ class WrongUsageTest(TestCase):
                 self.assertIn(part, line)
                 self.assertIn("kestrelbay --help", line)
 
-    def test_is_found_before_the_machine_is_looked_at(self):
+    def test_is_found_before_the_machine_is_opened(self):
         self.assertNotIn("missing", self.refusal(2, "--machine", self.folder / "missing", "nonsense"))
 
 

@@ -28,7 +28,7 @@ class ExplainTest(unittest.TestCase):
         self.assertEqual((done.returncode, done.stderr), (0, b""))
         return json.loads(done.stdout)
 
-    def test_verdicts_add_up_to_the_keys_and_the_listed_ones_to_the_list(self):
+    def test_verdicts_account_for_the_keys_and_the_list(self):
         explained = self.explained()
         self.assertEqual(sum(explained["counts"].values()), len(explained["keys"]))
         listed = json.loads(run_host("--json", "list").stdout)
@@ -36,11 +36,11 @@ class ExplainTest(unittest.TestCase):
         self.assertEqual([record["fields"]["displayName"]["text"] for record in explained["records"]],
                          [entry["displayName"] for entry in listed])
 
-    def test_name_is_found_whatever_its_case_and_blanks(self):
+    def test_name_is_found_in_any_case_and_with_any_blanks(self):
         (key,) = self.explained("EXPLAINEDж")["keys"]
         self.assertEqual((key["displayName"], key["fate"]), ("Explained Ж", "listed"))
 
-    def test_entry_that_is_left_out_tells_its_rule(self):
+    def test_entry_that_is_left_out_has_its_rule(self):
         (key,) = self.explained("hidden ж")["keys"]
         self.assertEqual((key["fate"], key["rule"]), ("left out", "systemComponent"))
         self.assertIn("left out: SystemComponent is 1", run_host("explain", "Hidden Ж").stdout.decode())

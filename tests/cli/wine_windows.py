@@ -78,7 +78,7 @@ class WindowsTest(unittest.TestCase):
     def test_log(self):
         self.assertIn("info KestrelbayGeneralSDK GetInstalledAppList:", run_host("--log", "list").stderr.decode())
 
-    def test_output_that_goes_nowhere(self):
+    def test_output_that_cannot_be_written(self):
         with open("/dev/full", "wb") as full:
             self.assertIn("cannot write", self.refusal(1, "list", stdout=full))
         reading, writing = os.pipe()

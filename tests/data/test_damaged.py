@@ -65,7 +65,7 @@ class DamagedHiveTest(RealTest):
     def test_users_hive_of_garbage(self):
         self.check_others_are_listed(lambda whole: garbage(len(whole)))
 
-    def test_users_hive_with_a_good_header_and_garbage_behind(self):
+    def test_users_hive_with_a_good_header_before_garbage(self):
         self.check_others_are_listed(lambda whole: whole[:4096] + garbage(len(whole) - 4096))
 
     def test_machines_hive(self):

@@ -96,7 +96,7 @@ class ExplainedTest(RealTest):
         volume = self.volume(volumes.machine_text(DATA), volumes.USERS, volumes.SERVICES)
         self.assertEqual(self.check_explained(volume, registry_of_whole_volume())["listed"], 25)
 
-    def test_without_the_products_key_that_is_all_there_is(self):
+    def test_without_the_products_key_only_that_key_is_explained(self):
         machine = self.exports("mssql-Uninstall.reg", products=False)
         fates = self.check_explained(machine, put(Registry(), "mssql-Uninstall.reg"))
         self.assertEqual(fates, {"unread": 1})

@@ -53,22 +53,22 @@ class ExtremesTest(TestCase):
         deep = "\\".join(["HKEY_LOCAL_MACHINE"] + ["d"] * MOST_LEVELS)
         self.check_left_out(app("Deep", deep))
 
-    def test_entry_deep_in_a_hive_is_no_entry_and_the_one_at_its_place_is(self):
+    def test_only_the_direct_subkeys_of_the_uninstall_key_are_entries(self):
         self.assertEqual(self.names(app("Inner", ROOT + "\\Alpha\\Inner")), ["Alpha", "Omega"])
 
-    def test_names_of_keys_as_long_as_can_be(self):
+    def test_longest_names_of_keys(self):
         longest = "n" * LONGEST_NAME
         self.assertEqual(self.names(app("Long", f"{ROOT}\\{longest}"), app("Longer", f"{ROOT}\\{longest[1:]}\u00fc")),
                          ["Alpha", "Long", "Longer", "Omega"])
 
-    def test_user_whose_name_is_as_long_as_can_be(self):
+    def test_longest_name_of_a_user(self):
         hive = "HKEY_USERS\\" + "u" * LONGEST_NAME
         self.assertEqual(self.names(app("Long", f"{hive}\\{UNINSTALL}\\Long")), ["Alpha", "Long", "Omega"])
 
-    def test_name_that_is_longer_is_left_out(self):
+    def test_longer_name_of_a_key_is_left_out(self):
         self.check_left_out(app("Long", ROOT + "\\" + "n" * (LONGEST_NAME + 1)))
 
-    def test_value_whose_name_is_longer_is_left_out(self):
+    def test_longer_name_of_a_value_is_left_out(self):
         self.check_left_out(key(ROOT + "\\Other", {"UninstallString": "u"}).rstrip("\n"), "\n" + long_name())
 
     def test_text_ends_at_a_nul_inside(self):
@@ -78,7 +78,7 @@ class ExtremesTest(TestCase):
     def test_text_without_its_nul_is_read_whole(self):
         self.assertEqual(self.names(self.entry_named(utf16("No"))), ["Alpha", "No", "Omega"])
 
-    def test_half_a_character_harms_nothing_else(self):
+    def test_half_a_character_affects_no_other_value(self):
         for data in (utf16("B") + b"d", b"x", b""):
             self.assertLessEqual({"Alpha", "Omega"}, set(self.names(self.entry_named(data))))
 

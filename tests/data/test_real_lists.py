@@ -90,7 +90,7 @@ class ExportTest(RealTest):
 
 
 class ProductCodeTest(RealTest):
-    def test_real_codes_are_packed_as_real_keys_have_them(self):
+    def test_real_codes_are_packed_like_real_keys(self):
         pairs = json.loads((DATA / "truth" / "packed_pairs.json").read_text(encoding="utf-8"))["pairs"]
         self.assertGreaterEqual(len(pairs), 5)
         keys = []
