@@ -114,7 +114,8 @@ void Fill(char (&field)[kBytes], const std::string& text, const char* what) {
   const std::string checked = Checked(text, what);
   if (checked.size() >= kBytes) {
     throw std::invalid_argument(std::string(what) + " has " + std::to_string(checked.size()) +
-                                " bytes, but at most " + std::to_string(kBytes - 1) + " are possible");
+                                " bytes, but at most " + std::to_string(kBytes - 1) +
+                                " are possible: shorten it");
   }
   std::memcpy(field, checked.c_str(), checked.size() + 1);
 }
@@ -323,7 +324,7 @@ class Library {
     auto job = std::make_unique<detail::Job<InstallRequest>>();
     detail::Fill(job->request.installerPath, order.installer, "the installer's path");
     detail::Fill(job->request.displayName, order.name, "the name");
-    detail::Fill(job->request.installerParams, order.parameters, "the parameters");
+    detail::Fill(job->request.installerParams, order.parameters, "the parameter text");
     return Start(std::move(job), installs, &::Install);
   }
   /**

@@ -112,7 +112,7 @@ namespace Kestrelbay
             const int limit = FieldBytes - 1;
             return RunJob("StartInstall", oneInstall, Native.GuardStartInstall, new[] {
                 Bytes(installer, "the installer's path", limit), Bytes(name, "the name", limit), new byte[1],
-                Bytes(parameters, "the parameters", limit), new byte[1], new byte[1], new byte[1] }, 4, 6);
+                Bytes(parameters, "the parameter text", limit), new byte[1], new byte[1], new byte[1] }, 4, 6);
         }
 
         /// <summary>Runs the application's uninstall command and waits until the registry changes. Removals run one
@@ -293,7 +293,7 @@ namespace Kestrelbay
             }
             if (bytes.Length - 1 > limit)
                 throw new KestrelbayException(what + " has " + (bytes.Length - 1) + " bytes of UTF-8, but at most " +
-                    limit + " are possible");
+                    limit + " are possible: shorten it");
             return bytes;
         }
     }

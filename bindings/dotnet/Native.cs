@@ -38,11 +38,16 @@ namespace Kestrelbay
         [DllImport("libdl.so.2")] static extern IntPtr dlopen(string path, int flags);
         [DllImport("libdl.so.2")] static extern IntPtr dlerror();
 
+        internal static void CheckPointerSize(int bytes)
+        {
+            if (bytes != 8)
+                throw new KestrelbayException("this is a 32-bit process, but the library is for x64: build for x64");
+        }
+
         /// <summary>Loads the libraries by full path. The imports above then find them by name.</summary>
         internal static void Load(string folder)
         {
-            if (IntPtr.Size != 8)
-                throw new KestrelbayException("this is a 32-bit process, but the library is for x64: build for x64");
+            CheckPointerSize(IntPtr.Size);
             bool isWindows = Path.DirectorySeparatorChar == '\\';
             string[] names = isWindows
                 ? new[] { "log.dll", "KestrelbayGeneral.dll", "KestrelbayGuard.dll" }

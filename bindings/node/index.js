@@ -45,7 +45,7 @@ function check(text, what, limit = Infinity) {
   }
   const bytes = Buffer.byteLength(text);
   if (bytes > limit) {
-    throw new KestrelbayError(`${what} has ${bytes} bytes of UTF-8, but at most ${limit} are possible`);
+    throw new KestrelbayError(`${what} has ${bytes} bytes of UTF-8, but at most ${limit} are possible: shorten it`);
   }
   return text;
 }
@@ -177,7 +177,7 @@ class Library extends EventEmitter {
     return this.#job('Install', INSTALL, {
       path: check(installer, "the installer's path", FIELD_BYTES - 1),
       name: check(name, 'the name', FIELD_BYTES - 1),
-      parameters: check(parameters, 'the parameters', FIELD_BYTES - 1),
+      parameters: check(parameters, 'the parameter text', FIELD_BYTES - 1),
     });
   }
 

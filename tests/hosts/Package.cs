@@ -1,6 +1,8 @@
-// The .NET package: Package.exe LIBRARIES OTHER-VERSION INCOMPLETE. Exceptions: Package.exe LIBRARIES
+// The .NET package: Package.exe LIBRARIES BAD-FOLDERS. Exceptions: Package.exe LIBRARIES
+// One folder that is refused: Package.exe --refuses FOLDER FRAGMENT
 using System;
 using System.Linq;
+using System.Reflection;
 using System.Threading.Tasks;
 using Kestrelbay;
 
@@ -24,6 +26,11 @@ static class Package
 
     static void Main(string[] arguments)
     {
+        if (arguments[0] == "--refuses")
+        {
+            Refuses(arguments[2], () => new Library(arguments[1]));
+            return;
+        }
         var library = new Library(arguments[0]);
         if (arguments.Length > 1) CheckAll(library, arguments).GetAwaiter().GetResult();
         else SurviveExceptions(library);
@@ -50,6 +57,14 @@ static class Package
         foreach (var job in jobs) Check((await job).Message == "Install path is not exist!", "message");
     }
 
+    // The package's own check before it loads anything.
+    static void CheckPointerSize(int bytes)
+    {
+        Type native = typeof(Library).Assembly.GetType("Kestrelbay.Native");
+        try { native.GetMethod("CheckPointerSize", BindingFlags.NonPublic | BindingFlags.Static).Invoke(null, new object[] { bytes }); }
+        catch (TargetInvocationException error) { throw error.InnerException; }
+    }
+
     static async Task CheckAll(Library library, string[] arguments)
     {
         int records = 0;
@@ -66,8 +81,17 @@ static class Package
         await CallWhileJobsRun(library);
 
         Refuses("is no folder", () => new Library(arguments[0] + "/nowhere"));
-        Refuses("is missing in", () => new Library(arguments[2]));
-        Refuses("at most 259", () => library.UninstallAsync(new string('é', 130)));
+        Refuses("is missing in", () => new Library(arguments[1] + "/incomplete"));
+        Refuses("cannot be loaded", () => new Library(arguments[1] + "/broken"));
+        Refuses("build for x64", () => CheckPointerSize(4));
+        CheckPointerSize(8);
+        string tooLong = new string('é', 130);
+        Refuses("the name has 260 bytes of UTF-8, but at most 259", () => library.UninstallAsync(tooLong));
+        Refuses("the name has 260", () => library.InstallAsync("a.exe", tooLong));
+        Refuses("the installer's path has 260", () => library.InstallAsync(tooLong, "a"));
+        Refuses("the parameter text has 260", () => library.InstallAsync("a.exe", "a", tooLong));
+        Outcome outcome = await library.UninstallAsync(new string('é', 129) + "e");
+        Check(outcome.Message == "Get uninstall path is empty!", "259 bytes");
         Refuses("null character", () => library.Version("a\0b"));
         Refuses("no valid Unicode", () => library.Version("\ud800"));
         Refuses("no text that this user", () => library.Decrypt("no protected text"));

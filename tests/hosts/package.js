@@ -1,9 +1,9 @@
 'use strict';
-// The Node package: package.js LIBRARIES OTHER-VERSION INCOMPLETE. Exceptions: package.js LIBRARIES
+// The Node package: package.js LIBRARIES BAD-FOLDERS. Exceptions: package.js LIBRARIES
 const assert = require('node:assert/strict');
 const { KestrelbayError, Library } = require('kestrelbay-general');
 
-const [folder, otherVersion, incomplete] = process.argv.slice(2);
+const [folder, bad] = process.argv.slice(2);
 const refusal = (fragment) => (error) => error instanceof KestrelbayError && error.message.includes(fragment);
 
 function surviveExceptions(library) {
@@ -33,7 +33,7 @@ async function callWhileJobsRun(library) {
 async function main() {
   const library = new Library(folder);
   await callWhileJobsRun(library);
-  if (!otherVersion) {
+  if (!bad) {
     surviveExceptions(library);
     console.log('survived');
     return;
@@ -55,9 +55,20 @@ async function main() {
   assert(records.some((record) => record.includes('GetInstalledAppList')));
 
   assert.throws(() => new Library(`${folder}/nowhere`), refusal('is no folder'));
-  assert.throws(() => new Library(incomplete), refusal('is missing in'));
-  assert.throws(() => new Library(otherVersion), refusal('version 9.9'));
-  await assert.rejects(library.uninstall('é'.repeat(130)), refusal('at most 259'));
+  assert.throws(() => new Library(`${bad}/incomplete`), refusal('is missing in'));
+  assert.throws(() => new Library(`${bad}/broken`), refusal('cannot be loaded'));
+  assert.throws(() => new Library(`${bad}/other`), refusal('version 9.9'));
+  assert.throws(() => new Library(`${bad}/foreign`), refusal('another version'));
+  const { arch } = process;
+  Object.defineProperty(process, 'arch', { value: 'ia32' });
+  assert.throws(() => new Library(folder), refusal('use 64-bit Node.js'));
+  Object.defineProperty(process, 'arch', { value: arch });
+  const long = 'é'.repeat(130);
+  await assert.rejects(library.uninstall(long), refusal('the name has 260 bytes of UTF-8, but at most 259'));
+  await assert.rejects(library.install('a.exe', long), refusal('the name has 260'));
+  await assert.rejects(library.install(long, 'a'), refusal("the installer's path has 260"));
+  await assert.rejects(library.install('a.exe', 'a', long), refusal('the parameter text has 260'));
+  assert.equal((await library.uninstall(`${'é'.repeat(129)}e`)).message, 'Get uninstall path is empty!');
   assert.throws(() => library.version('a\0b'), refusal('null character'));
   assert.throws(() => library.version('\ud800'), refusal('no valid Unicode'));
   assert.throws(() => library.decrypt('no protected text'), refusal('no text that this user'));

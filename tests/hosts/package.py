@@ -1,8 +1,9 @@
-"""The Python package: package.py LIBRARIES OTHER-VERSION INCOMPLETE. Exceptions: package.py LIBRARIES"""
+"""The Python package: package.py LIBRARIES BAD-FOLDERS. Exceptions: package.py LIBRARIES"""
 
 import asyncio
 import logging
 import sys
+import unittest.mock
 
 from kestrelbay_general import KestrelbayError, Library
 
@@ -32,9 +33,9 @@ async def jobs_and_calls(library):
     assert [job.result().message for job in missing] == ["Install path is not exist!"] * 2
 
 
-def main(folder, other_version=None, incomplete=None):
+def main(folder, bad=None):
     library = Library(folder)
-    if other_version is None:
+    if bad is None:
         survive_exceptions(library)
         return
     records = []
@@ -55,9 +56,18 @@ def main(folder, other_version=None, incomplete=None):
     asyncio.run(jobs_and_calls(library))
 
     refuses("is no folder", lambda: Library(folder + "/nowhere"))
-    refuses("is missing in", lambda: Library(incomplete))
-    refuses("version 9.9", lambda: Library(other_version))
-    refuses("at most 259", lambda: asyncio.run(library.uninstall("é" * 130)))
+    refuses("is missing in", lambda: Library(bad + "/incomplete"))
+    refuses("cannot be loaded", lambda: Library(bad + "/broken"))
+    refuses("version 9.9", lambda: Library(bad + "/other"))
+    refuses("another version", lambda: Library(bad + "/foreign"))
+    with unittest.mock.patch.object(sys, "maxsize", 2**31 - 1):
+        refuses("use 64-bit Python", lambda: Library(folder))
+    long = "é" * 130
+    refuses("the name has 260 bytes of UTF-8, but at most 259", lambda: asyncio.run(library.uninstall(long)))
+    refuses("the name has 260", lambda: asyncio.run(library.install("a.exe", long)))
+    refuses("the installer's path has 260", lambda: asyncio.run(library.install(long, "a")))
+    refuses("the parameter text has 260", lambda: asyncio.run(library.install("a.exe", "a", long)))
+    assert asyncio.run(library.uninstall("é" * 129 + "e")).message == "Get uninstall path is empty!"
     refuses("null character", lambda: library.version("a\0b"))
     refuses("no valid Unicode", lambda: library.version("\ud800"))
     refuses("no text that this user", lambda: library.decrypt("no protected text"))

@@ -113,7 +113,7 @@ def _encode(text: str, what: str, limit: Optional[int] = None) -> bytes:
     if b"\0" in encoded:
         raise KestrelbayError(f"{what} contains a null character: remove it")
     if limit is not None and len(encoded) > limit:
-        raise KestrelbayError(f"{what} has {len(encoded)} bytes of UTF-8, but at most {limit} are possible")
+        raise KestrelbayError(f"{what} has {len(encoded)} bytes of UTF-8, but at most {limit} are possible: shorten it")
     return encoded
 
 
@@ -200,7 +200,7 @@ class Library:
         job = _INSTALL()
         job.path = _encode(installer, "the installer's path", _FIELD_BYTES - 1)
         job.name = _encode(name, "the name", _FIELD_BYTES - 1)
-        job.parameters = _encode(parameters, "the parameters", _FIELD_BYTES - 1)
+        job.parameters = _encode(parameters, "the parameter text", _FIELD_BYTES - 1)
         return await self._job("Install", job)
 
     async def uninstall(self, name: str) -> Outcome:
