@@ -1,0 +1,84 @@
+/*
+ * KestrelbayGuard reports lack of memory, and a thread that cannot be started, as a status on Windows too.
+ * guard-exhausted READY GO: creates the file READY, and goes on when GO exists. Until then its runner has
+ * limited the memory of the process to what it has.
+ */
+#include <KestrelbayGuard.h>
+#include <windows.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+/** Without the runtime's buffers, which need memory. */
+void Print(const char* text) {
+  DWORD written = 0;
+  WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), text, static_cast<DWORD>(std::strlen(text)), &written, nullptr);
+}
+
+#define CHECK(condition)        \
+  do {                          \
+    if (!(condition)) {         \
+      Print(#condition "\r\n"); \
+      return 1;                 \
+    }                           \
+  } while (0)
+
+constexpr std::size_t kTextChars = 16 * 1024 * 1024;
+
+GuardInstallJob install{};
+GuardUninstallJob uninstall{};
+
+/** A text whose copy finds no memory. */
+int LongTextsFail(const char* text) {
+  char unchanged = 0;
+  char* output = &unchanged;
+  CHECK(GuardEncrypt(text, &output) == GUARD_NO_MEMORY && !output);
+  CHECK(GuardStartAnyExe(text, "") == GUARD_NO_MEMORY);
+  CHECK(GuardStartApp(text, "") == GUARD_NO_MEMORY);
+  return 0;
+}
+
+/** Takes all address space that is left, so that no thread finds room for its stack. */
+void TakeAddressSpace() {
+  constexpr std::size_t kMostBytes = std::size_t{1} << 30, kGranularityBytes = 64 * 1024;
+  for (std::size_t bytes = kMostBytes; bytes >= kGranularityBytes; bytes /= 2) {
+    while (VirtualAlloc(nullptr, bytes, MEM_RESERVE, PAGE_NOACCESS)) {
+    }
+  }
+}
+
+int ThreadsFail() {
+  CHECK(GuardGetInstalledAppListAsync([](InstalledAppEntry*, std::int32_t) {}, false) == GUARD_NO_THREAD);
+  CHECK(GuardGetAppIconAsync([](char*) {}, "Nobody has this") == GUARD_NO_THREAD);
+  CHECK(GuardStartAnyExeAsync("C:\\program.exe", "") == GUARD_NO_THREAD);
+  CHECK(GuardStartInstall(&install) == GUARD_NO_THREAD && !install.finished);
+  CHECK(GuardStartUninstall(&uninstall) == GUARD_NO_THREAD && !uninstall.finished);
+  return 0;
+}
+
+void WaitFor(const char* file) {
+  while (GetFileAttributesA(file) == INVALID_FILE_ATTRIBUTES) Sleep(20);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3) return 2;
+  std::int64_t mebibytes = 0;
+  char* const text = static_cast<char*>(std::malloc(kTextChars + 1));
+  if (!text || GuardInitDllLogger([](const char*, std::int32_t, const char*) {}) != 0) return 2;
+  std::memset(text, 'x', kTextChars);
+  text[kTextChars] = '\0';
+  std::strcpy(install.request.displayName, "Nobody has this");
+  std::strcpy(uninstall.request.displayName, "Nobody has this");
+  GuardGetDiskAvailableSpace("C", &mebibytes);
+  CloseHandle(CreateFileA(argv[1], GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
+  WaitFor(argv[2]);
+  TakeAddressSpace();
+  const int status = LongTextsFail(text) != 0 || ThreadsFail() != 0;
+  // Without the end of the library: its threads would need memory.
+  TerminateProcess(GetCurrentProcess(), static_cast<UINT>(status));
+}
