@@ -38,7 +38,7 @@ class AppInstall {
                              const std::string& registryPath, const std::string& para);
 
   /**
-   * Looks up the application. The spelling of the name is prescribed.
+   * Looks up the application. The spelling of the name is prescribed by the interface.
    * @param info  out: "DisplayName" and "DisplayVersion"; unchanged if the application is not found
    */
   void InquryInstallInfo(ResultMap& info, const std::string& displayName, const std::string& registryPath);

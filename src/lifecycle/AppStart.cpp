@@ -10,6 +10,7 @@
 namespace kestrelbay {
 namespace {
 
+// The texts of the log are prescribed, including their grammar.
 constexpr char kFile[] = "AppStart";
 
 }  // namespace

@@ -44,7 +44,7 @@ class AppUninstall {
   UninstallTarget GetUninstallPath(const std::string& displayName, const std::string& registryPath);
 
   /**
-   * Looks up the application. The spelling of the name is prescribed.
+   * Looks up the application. The spelling of the name is prescribed by the interface.
    * @param info  out: its name, command and registry path; unchanged if the application is not found
    */
   void InquryUnInstallInfo(ResultMap& info, const std::string& displayName, const std::string& registryPath);

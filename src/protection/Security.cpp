@@ -10,7 +10,8 @@ namespace {
 
 constexpr char kFile[] = "Security";
 
-// All records of this file have the level of information, even those of failures. That is prescribed.
+// All records of this file have the level of information, even those of failures. Level and texts are
+// prescribed.
 
 // DATA_BLOB has no const form, although Windows only reads the bytes.
 platform::DATA_BLOB BlobOf(const void* bytes, std::size_t length) {

@@ -49,7 +49,7 @@ class GivenPathJobs : public JobTest {
     EXPECT_EQ(record.ErrMsg, errMsg);
     EXPECT_EQ(record.DisplayVersion, version);
   }
-  void ExpectRemoval(const std::string& result, const std::string& errMsg) {
+  void ExpectUninstallation(const std::string& result, const std::string& errMsg) {
     UninstallRecord record("App", "any text");
     Run(record);
     EXPECT_EQ(record.Result, result);
@@ -100,7 +100,7 @@ TEST_F(GivenPathJobs, StopInTheSecondLookUpChangesNoInstallation) {
 
 TEST_F(GivenPathJobs, UninstallationWatchesTheKeyThatTheRootNames) {
   SetRemovableRoot(entryPlace, entry, false);
-  const auto calls = CallsOf([&] { ExpectRemoval("Fail", "The app is still in registry!"); });
+  const auto calls = CallsOf([&] { ExpectUninstallation("Fail", "The app is still in registry!"); });
   EXPECT_THAT(calls, testing::Contains(testing::StartsWith("CreateEventW(null, 0, 1, \"App\") = 0x")));
   EXPECT_THAT(calls,
               testing::Contains("RegOpenKeyExW(HKEY_LOCAL_MACHINE, \"Software\\Entry\", 0, 0x110) = 0"));
@@ -121,12 +121,12 @@ TEST_F(GivenPathJobs, UninstallationWatchesTheKeyThatTheRootNames) {
 
 TEST_F(GivenPathJobs, RootThatLosesItsNameCountsAsRemoved) {
   SetRemovableRoot(entryPlace, entry, true);
-  ExpectRemoval("Success", "NULL");
+  ExpectUninstallation("Success", "NULL");
 }
 
 TEST_F(GivenPathJobs, UninstallationWithoutAPathWatchesAllUsers) {
   SetRemovableRoot({}, u"HKEY_USERS", true);
-  const auto calls = CallsOf([&] { ExpectRemoval("Success", "NULL"); });
+  const auto calls = CallsOf([&] { ExpectUninstallation("Success", "NULL"); });
   EXPECT_THAT(calls, testing::Contains("RegOpenKeyExW(HKEY_USERS, \"\", 0, 0x110) = 0"));
 }
 
@@ -136,7 +136,7 @@ TEST_F(GivenPathJobs, StopInTheSecondLookUpChangesNoUninstallation) {
   log.When("application found", [&] {
     if (++looks == 2) platform::SetEvent(StopEvent);
   });
-  ExpectRemoval("Fail", "The app is still in registry!");
+  ExpectUninstallation("Fail", "The app is still in registry!");
   EXPECT_EQ(looks, 2);
 }
 
