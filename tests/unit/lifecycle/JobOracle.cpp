@@ -25,11 +25,11 @@ struct Found {
   RegistryView view = k64BitView;
 };
 
-std::optional<Found> LookUpByName(const std::string& name, bool isRemoval) {
+std::optional<Found> LookUpByName(const std::string& name, bool isUninstallation) {
   const auto apps = GetInstalledApps(false);
   for (const AppRecord& app : *apps) {
     if (WideToUtf8(app.DisplayName) != name) continue;
-    if (!isRemoval) return Found{.version = WideToUtf8(app.DisplayVersion)};
+    if (!isUninstallation) return Found{.version = WideToUtf8(app.DisplayVersion)};
     const std::string command = WideToUtf8(app.UninstallString);
     const std::string root = WideToUtf8(app.rootKeyStr);
     return Found{"", command, root, WideToUtf8(app.subKeyPath), app.architecture};
@@ -37,19 +37,19 @@ std::optional<Found> LookUpByName(const std::string& name, bool isRemoval) {
   return std::nullopt;
 }
 
-std::optional<Found> LookUpRoot(bool isRemoval) {
+std::optional<Found> LookUpRoot(bool isUninstallation) {
   const auto key = OpenKey64(LocalMachineRoot(), Utf8ToWide(""));
   if (!key) return std::nullopt;
   const auto read = [&](const char16_t* name) { return WideToUtf8(ReadRegistryValue(*key, name)); };
   if (read(u"DisplayName") != "HKEY_CURRENT_USER") return std::nullopt;
-  if (!isRemoval) return Found{.version = read(u"DisplayVersion")};
+  if (!isUninstallation) return Found{.version = read(u"DisplayVersion")};
   const std::string command = read(u"UninstallString");
   const std::string root = read(u"rootKeyStr");
   return Found{"", command, root, read(u"subKeyPath")};
 }
 
-std::optional<Found> LookUp(const std::string& name, const std::string& registryPath, bool isRemoval) {
-  return registryPath.empty() ? LookUpByName(name, isRemoval) : LookUpRoot(isRemoval);
+std::optional<Found> LookUp(const std::string& name, const std::string& registryPath, bool isUninstallation) {
+  return registryPath.empty() ? LookUpByName(name, isUninstallation) : LookUpRoot(isUninstallation);
 }
 
 // Each conversion is a call that may fail, that of the file first.
@@ -94,8 +94,8 @@ Expectation PlainInstallation(const std::string& path, const std::string& name,
   return {before->version == version ? kNotUpdated : kUpdated, version};
 }
 
-Expectation PlainRemoval(const std::string& name, const std::string& registryPath,
-                         const std::string& exePath) {
+Expectation PlainUninstallation(const std::string& name, const std::string& registryPath,
+                                const std::string& exePath) {
   const auto found = LookUp(name, registryPath, true);
   if (!found || found->command.empty()) return {kNoCommand};
   if (exePath.find(":\\") != exePath.npos && !FileExists(exePath)) return {kProgramMissing};

@@ -44,7 +44,7 @@ Expectation PlainInstallation(const std::string& path, const std::string& name,
                               const std::string& registryPath);
 
 /** @param exePath  the program in the uninstall command; its parameters are "/S" */
-Expectation PlainRemoval(const std::string& name, const std::string& registryPath,
-                         const std::string& exePath);
+Expectation PlainUninstallation(const std::string& name, const std::string& registryPath,
+                                const std::string& exePath);
 
 }  // namespace kestrelbay

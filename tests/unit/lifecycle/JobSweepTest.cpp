@@ -82,9 +82,9 @@ class Round : public JobTest {
     Finish();
     return expected;
   }
-  Expectation JudgeRemoval() {
+  Expectation JudgeUninstallation() {
     Expectation expected;
-    AmidOtherChanges([&] { expected = PlainRemoval("App", setting.registryPath, setting.exePath); });
+    AmidOtherChanges([&] { expected = PlainUninstallation("App", setting.registryPath, setting.exePath); });
     return expected;
   }
 
@@ -214,7 +214,7 @@ class JobSweep : public testing::TestWithParam<Extent> {
   }
 
   /** @return as Sweep */
-  std::size_t SweepRemoval(const Setting& setting, const RowsByCall& rows) {
+  std::size_t SweepUninstallation(const Setting& setting, const RowsByCall& rows) {
     const auto runJob = [&](Round& round, const Expectation& expected) {
       UninstallRecord record("App", setting.registryPath);
       round.RunUninstall(record);
@@ -222,7 +222,7 @@ class JobSweep : public testing::TestWithParam<Extent> {
       // The process of an uninstaller that was started stays open.
       EXPECT_EQ(round.ProcessesLeftOpen(), round.StartCount());
     };
-    return Sweep(setting, rows, runJob, &Round::JudgeRemoval);
+    return Sweep(setting, rows, runJob, &Round::JudgeUninstallation);
   }
 
   /**
@@ -284,14 +284,14 @@ TEST_P(JobSweep, Uninstallation) {
   for (const char* call : {"CreateEventW", "RegNotifyChangeKeyValue", "WaitForMultipleObjects"})
     rows.emplace(call, IsOnce() ? kStillInstalled : kUninstalled);
   rows.emplace("CloseHandle", kUninstalled);
-  EXPECT_GT(SweepRemoval({.isInstalled = true}, rows), kFewestCalls);
+  EXPECT_GT(SweepUninstallation({.isInstalled = true}, rows), kFewestCalls);
 }
 
 TEST_P(JobSweep, UninstallationByABareName) {
   RowsByCall rows{{"none", kUninstalled}, {"ShellExecuteExW", kNotStarted}, {"CloseHandle", kUninstalled}};
   for (const char* call : {"CreateEventW", "RegNotifyChangeKeyValue", "WaitForMultipleObjects"})
     rows.emplace(call, IsOnce() ? kStillInstalled : kUninstalled);
-  EXPECT_GT(SweepRemoval({.isInstalled = true, .command = u"un.exe /S", .exePath = "un.exe"}, rows),
+  EXPECT_GT(SweepUninstallation({.isInstalled = true, .command = u"un.exe /S", .exePath = "un.exe"}, rows),
             kFewestCalls);
 }
 
@@ -314,7 +314,7 @@ TEST_P(JobSweep, UninstallationByAGivenPath) {
   for (const char* call : {"CreateEventW", "RegNotifyChangeKeyValue", "WaitForMultipleObjects"})
     rows.emplace(call, IsOnce() ? kStillInstalled : kUninstalled);
   rows.emplace("CloseHandle", kUninstalled);
-  EXPECT_GT(SweepRemoval({.isInstalled = true, .registryPath = "any text"}, rows), kFewestCallsByPath);
+  EXPECT_GT(SweepUninstallation({.isInstalled = true, .registryPath = "any text"}, rows), kFewestCallsByPath);
 }
 
 }  // namespace
