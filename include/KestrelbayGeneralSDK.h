@@ -1,14 +1,15 @@
 /*
  * KestrelbayGeneral: the machine-side library of an application store.
  *
- * For x64 only. The library reports no version: this header is the agreement between host and library.
+ * For x64 only. The library reports no version: this header is the agreement between host and library. The
+ * guide docs/hosts.md has a program or the reason for each rule.
  *
  * Conventions of all functions below, unless a function says otherwise:
  *
  *  1. Language. Plain C functions with undecorated names, for C99 and C++. On x64 Windows there is one
  *     calling convention, so the declarations name none.
  *  2. Text. Every text is null-terminated UTF-8, except that GetRootDir returns bytes of the system's ANSI
- * code page. The library replaces invalid UTF-8 by U+FFFD and never refuses it.
+ *     code page. The library replaces invalid UTF-8 by U+FFFD and never refuses it.
  *  3. First call. Call InitDllLogger before any function that logs. Before it, a function that logs calls a
  *     null pointer. Each function says whether it logs.
  *  4. Pointers. The library checks none. A parameter may be null only if the function says so; otherwise the
@@ -20,17 +21,22 @@
  *  7. Errors. There are no error codes. A failure is an empty text, a count of 0, a false or negative result
  *     or an unchanged output, as each function says. The log has the details.
  *  8. Exceptions. The library catches none. Lack of memory, or a thread that cannot be started, leaves the
- *     function as an exception of the C++ runtime with which the library was built (g++'s). A host in C, or
- * of another compiler, cannot rely on catching it. If only the copy of a text for the host lacks memory, the
- *     library calls the invalid-parameter handler instead; if the handler returns, that text is null. It is
- *     the handler of the C runtime that the library imports (msvcrt.dll), not that of another runtime.
+ *     function as an exception of g++'s C++ runtime. A host of another compiler or language cannot catch it
+ *     and ends with status 0x20474343: it uses KestrelbayGuard.h. If only the copy of a text for the host
+ *     lacks memory, the library calls the invalid-parameter handler instead; if the handler returns, that
+ *     text is null. It is the handler of the C runtime that the library imports (msvcrt.dll).
  *  9. Threads. Each function may be called from any thread. Any number of them may run at once, except
  *     InitDllLogger, and except Install and Uninstall as described there under "Jobs at once". Each
- *     asynchronous call has a separate, detached thread.
+ *     asynchronous call has a separate, detached thread. Do not call the library from DllMain or a static
+ *     constructor: its threads wait for the loader lock.
  * 10. End. No function waits for a running worker, and StartAnyExeAsync has no callback. The host must not
  *     unload the library, call exit or return from main before each asynchronous call has made its callback
  *     and its thread has had a moment to end. The host may call _Exit at any time.
  * 11. Caching. The library caches nothing: each call reads the machine anew, so two calls can differ.
+ * 12. Services. In session 0 an installer shows no window and waits forever, and Windows draws no icons.
+ *     HKEY_CURRENT_USER, the proxy, the keys of Encrypt and the temporary folder are the service account's.
+ * 13. Search paths. `reg`, `explorer.exe` and an uninstall command without a folder are searched on the
+ *     process's search path: let only administrators write to its folders.
  */
 #ifndef KESTRELBAY_GENERAL_SDK_H
 #define KESTRELBAY_GENERAL_SDK_H
@@ -53,7 +59,8 @@ extern "C" {
  * Receives one log record.
  *
  * Called on the thread that logs, one call at a time, while the logger holds its lock. Every other thread
- * that logs waits meanwhile. A call from the callback to a function that logs never returns.
+ * that logs waits meanwhile. A call from the callback to a function that logs never returns. The callback
+ * must not wait for a thread that calls the library: that thread may wait for the logger.
  *
  * @param file   name of a source file of the library, without directory or ending; never null
  * @param level  3 information, 5 error (2 debug and 4 warning are reserved)
@@ -98,7 +105,8 @@ typedef struct UninstallRequest {
   char displayName[260];  /**< in: name that the application is listed under; identifies the job */
   char registryPath[260]; /**< in: leave empty. The library does not read another text, but then finds
                              nothing. */
-  char Result[260];       /**< out: "Success", "Fail", or "Cancel" if its program did not start */
+  char Result[260];       /**< out: "Success", "Fail", or "Cancel" if its program did not start, or if
+                             the shell returned no process handle */
   char ErrMsg[260];       /**< out: the reason; "NULL" after a success */
 } UninstallRequest;
 
@@ -114,7 +122,8 @@ typedef void (*UninstallCallback)(UninstallRequest* request);
  * Starts an installation. Runs the installer elevated on a new thread and waits for its end or for
  * SetStopAppEvent. The result depends on the inventory: the application appears there or changes its version.
  * The exit code of the installer is ignored. A job has no time limit. The installer starts in the current
- * directory of the host, and a relative path is relative to that directory.
+ * directory of the host, and a relative path is relative to that directory. If the shell returns no process
+ * handle, the job judges at once, while the installer still runs.
  *
  * Blocks for half a second and for the start of the thread. Starts of installations and removals wait for
  * each other. Logs at the start and on the thread of the job. A job keeps up to two inventories allocated for
@@ -142,7 +151,8 @@ KESTRELBAY_API void Install(InstallRequest* request, InstallCallback callback);
  * application is not in the inventory afterwards.
  *
  * If the program does not change the entry, for example because its user cancelled it, the job waits for
- * ever. Only SetStopAppEvent ends that wait.
+ * ever. Only SetStopAppEvent ends that wait. The wait is for an event with the name of the application: if
+ * another kind of object has that name, or the name contains a backslash, the job does not wait.
  *
  * Blocking, logging, kept inventories, jobs at once, request and callback are as in Install; removals have a
  * separate callback and table. The handle of the program stays open.
@@ -180,8 +190,9 @@ KESTRELBAY_API bool GetProductName(char* buffer, int32_t* size);
  * The proxy setting of the calling user unchanged, even a list per protocol; fails if the proxy is off.
  * Closes the process's handle of HKEY_CURRENT_USER, which Windows opens again at its next use. Another thread
  * that uses it at that moment can fail.
- * @throws std::invalid_argument, std::out_of_range  across the C boundary, if the settings of the user exist
- * but their switch is missing or no 32-bit number
+ * @throws std::invalid_argument, std::out_of_range  across the C boundary, if the user has the key
+ *         Software\Microsoft\Windows\CurrentVersion\Internet Settings, but its value ProxyEnable is missing,
+ *         as for the account LocalService, or no 32-bit number
  */
 KESTRELBAY_API bool GetProxyServer(char* buffer, int32_t* size);
 /** Names of the graphics adapters in the order of the system, joined by commas. */
@@ -201,7 +212,8 @@ KESTRELBAY_API bool GetAppVersion(const char* displayName, const char* registryP
                                   int32_t* size);
 
 /**
- * Free space of a drive. Logs its entry.
+ * Free space of a drive. Logs its entry. For a drive without a medium Windows opens a window, unless the host
+ * has called SetErrorMode(SEM_FAILCRITICALERRORS).
  *
  * @param path  its first byte is the drive letter, the rest is ignored; may be null
  * @return mebibytes free to the calling user, rounded down; -1 on failure
@@ -210,17 +222,17 @@ KESTRELBAY_API int64_t GetDiskAvailableSpace(const char* path);
 
 /**
  * Whether the machine is a tablet. Logs its entry.
- * @throws std::invalid_argument, std::out_of_range  across the C boundary, if the machine has the key of the
- *         setting but the setting is missing or no 32-bit number
+ * @throws std::invalid_argument, std::out_of_range  across the C boundary, if the machine has the key
+ *         SOFTWARE\Microsoft\Windows\Tablet PC, but its value IsTabletPc is missing or no 32-bit number
  */
 KESTRELBAY_API bool IsTabletPC(void);
 
 /**
  * Returns the directory of the host.
  *
- * The result is in the system's ANSI code page, not UTF-8. A path of the host of more than 259 bytes is cut;
- * for a longer current directory the result is empty. Logs one line for modes 1 and 2, and one if the buffer
- * is too small.
+ * The result is in the system's ANSI code page, not UTF-8. In East Asian ones the second byte of a character
+ * can be that of a backslash. A path of the host of more than 259 bytes is cut; for a longer current
+ * directory the result is empty. Logs one line for modes 1 and 2, and one if the buffer is too small.
  *
  * @param buffer  out: the directory and its NUL; never null
  * @param size    in: size of `buffer` in bytes. Pass at least the length plus one. A size equal to the length
@@ -320,12 +332,13 @@ KESTRELBAY_API void GetAppIconAsync(IconCallback callback, const char* displayNa
  * Removes the registry entry of the first application with exactly this name, below HKEY_LOCAL_MACHINE in the
  * 64-bit view. If the entry cannot be deleted, starts an elevated command and does not wait for it.
  *
- * By design an entry of a user, or of the 32-bit view, is not found there, counts as removed and stays. Logs
- * its entry and the result of the search. Each call keeps one inventory allocated for the life of the
- * process. The handle of a started command stays open.
+ * By design an entry of a user, or of the 32-bit view, is not found there, counts as removed and stays. But a
+ * key of the same path in the 64-bit view is deleted. Initialise COM, single-threaded, on this thread first:
+ * Windows needs it to start the command. Logs its entry and the result of the search. Each call keeps one
+ * inventory allocated for the life of the process. The handle of a started command stays open.
  *
- * @return true if the entry counts as removed or the command was started; false for an unknown name or a
- * command that did not start
+ * @return true if the entry counts as removed or the command was started; false for an unknown name, a
+ *         command that did not start, or one whose process handle the shell did not return
  */
 KESTRELBAY_API bool DeleteAppRegistryInfo(const char* displayName);
 
@@ -342,7 +355,8 @@ KESTRELBAY_API bool DeleteAppRegistryInfo(const char* displayName);
  *
  * @param displayName  for the inventory, exactly as listed, case included
  * @param appAlias     a second text for the apps folder; may be empty, not null
- * @return 1 if the start call succeeded, otherwise 0
+ * @return 1 if the start call succeeded; 0 otherwise, also if the shell started the program but returned no
+ *         process handle
  */
 KESTRELBAY_API int32_t StartApp(const char* displayName, const char* appAlias);
 
@@ -364,8 +378,8 @@ KESTRELBAY_API void StartAnyExeAsync(const char* exePath, const char* exeArgs);
 /* ---------------------------------------------------------------------------------------- Protection -- */
 
 /**
- * Encrypts a short secret into a text that only the same Windows user on the same machine can decrypt. Logs
- * its steps, never the secret.
+ * Encrypts a short secret into a text that only the same Windows user on the same machine can decrypt. Fails
+ * if the profile of the user is not loaded, as for some services. Logs its steps, never the secret.
  *
  * @param input   not null
  * @param output  out: a text, which the caller releases with ReleaseDllStr: base64 in lines of 64 characters,

@@ -30,6 +30,11 @@ REGISTRATION = """Windows Registry Editor Version 5.00
 "DisplayName"="Cancelled"
 "UninstallString"="%s"
 
+[HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Handless]
+"DisplayName"="Handless"
+"UninstallString"="C:\\\\handless.exe"
+"DisplayIcon"="C:\\\\handless.exe"
+
 [HKEY_LOCAL_MACHINE\\SOFTWARE\\Classes\\Installer\\Products]
 
 [HKEY_LOCAL_MACHINE\\HARDWARE\\DESCRIPTION\\System\\BIOS]
@@ -54,10 +59,11 @@ uninstaller = sys.argv[2].replace("\\", "\\\\")
 (machine / "drives" / "C").mkdir(parents=True)
 text = (REGISTRATION % (WITHOUT_NUL, LONG_NAME, uninstaller, WITHOUT_NUL, LONGEST)).replace("\n", "\r\n")
 (machine / "registry" / "claims.reg").write_bytes(text.encode("utf-16"))
-for name in ("installer.exe", "installer.msi", "slow-installer.exe", "uninstaller.exe"):
+for name in ("installer.exe", "installer.msi", "slow-installer.exe", "uninstaller.exe", "handless.exe"):
     (machine / "drives" / "C" / name).touch()
 programs = {
     "C:\\slow-installer.exe": {"steps": [{"waitMs": TEN_MINUTES_IN_MS}]},
+    "C:\\handless.exe": {"givesHandle": False, "steps": [{"waitMs": TEN_MINUTES_IN_MS}]},
     "C:\\uninstaller.exe": {"steps": [{"adds": ["C:\\ended"]}]},
 }
 description = {"currentDirectory": "C:\\", "programs": programs, "graphicsAdapters": [LONG_ADAPTER]}
