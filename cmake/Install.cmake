@@ -2,7 +2,8 @@
 # parts by where it stands itself, so the tree can be moved as a whole.
 set(package lib/cmake/KestrelbayGeneral)
 
-install(FILES include/KestrelbayGeneral.hpp include/KestrelbayGeneralSDK.h include/KestrelbayGuard.h DESTINATION include)
+install(FILES include/KestrelbayGeneral.hpp include/KestrelbayGeneralSDK.h include/KestrelbayGeneralTypes.hpp
+  include/KestrelbayGuard.h DESTINATION include)
 install(TARGETS KestrelbayGeneral KestrelbayGuard
   RUNTIME DESTINATION bin
   LIBRARY DESTINATION lib
