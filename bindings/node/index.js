@@ -75,7 +75,7 @@ function load(folder) {
     try {
       return koffi.load(file);
     } catch (error) {
-      throw new KestrelbayError(`${file} cannot be loaded: ${error.message}. ` +
+      throw new KestrelbayError(`${file} cannot be loaded: ${error.message.replace(/\.?\s*$/, '')}. ` +
         'Copy all libraries of one x64 KestrelbayGeneral package there');
     }
   });
