@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <new>
+#include <utility>
 
 namespace {
 
@@ -59,6 +61,49 @@ int ThreadsFail() {
   return 0;
 }
 
+/** Takes the heap too, and gives back `kept` small blocks. */
+class TakenHeap {
+ public:
+  explicit TakenHeap(int kept) {
+    constexpr std::size_t kSizes[] = {4096, 512, 64, 24};
+    for (const std::size_t bytes : kSizes) {
+      while (void* const block = std::malloc(bytes)) first = new (block) Block{first};
+    }
+    for (; kept > 0 && first; --kept) Release();
+  }
+  ~TakenHeap() {
+    while (first) Release();
+  }
+
+ private:
+  struct Block {
+    Block* next;
+  };
+  void Release() { std::free(std::exchange(first, first->next)); }
+  Block* first = nullptr;
+};
+
+/**
+ * A list fails as a whole, wherever memory ends. Begins with some memory: if there is none at the first
+ * exception, g++'s runtime ends the process.
+ */
+int ListFailsAsAWhole() {
+  constexpr int kMostKept = 40;
+  for (int kept = kMostKept; kept >= 0; --kept) {
+    InstalledAppEntry* entries = nullptr;
+    std::uint32_t count = 77;
+    std::int32_t status = 0;
+    {
+      const TakenHeap taken(kept);
+      status = GuardGetInstalledAppList(&entries, &count, false);
+    }
+    CHECK(status == 0 || (status == GUARD_NO_MEMORY && !entries && count == 0));
+    CHECK(status != 0 || kept > 0);
+    if (status == 0) GuardReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
+  }
+  return 0;
+}
+
 void WaitFor(const char* file) {
   while (GetFileAttributesA(file) == INVALID_FILE_ATTRIBUTES) Sleep(20);
 }
@@ -78,7 +123,7 @@ int main(int argc, char** argv) {
   CloseHandle(CreateFileA(argv[1], GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
   WaitFor(argv[2]);
   TakeAddressSpace();
-  const int status = LongTextsFail(text) != 0 || ThreadsFail() != 0;
+  const int status = LongTextsFail(text) != 0 || ThreadsFail() != 0 || ListFailsAsAWhole() != 0;
   // Without the end of the library: its threads would need memory.
   TerminateProcess(GetCurrentProcess(), static_cast<UINT>(status));
 }
