@@ -201,7 +201,7 @@ class Load : public testing::Test {
   std::u16string program = machine.Folder() + u"\\program.exe";
 };
 
-TEST_F(Load, LivesLeaveWhatIsMeantToStayAndNothingElse) {
+TEST_F(Load, LivesLeaveOnlyWhatStaysByDesign) {
   constexpr std::size_t kLives = 100;
   // The system keeps some objects from the first few lives.
   for (int life = 0; life < 5; ++life) LiveOnce();

@@ -53,26 +53,26 @@ TEST_F(Base64, ALineHas64CharactersAndEndsInCrLf) {
             Write(CountedBytes(96)));
 }
 
-TEST_F(Base64, ALastLineThatIsShortEndsInCrLfToo) {
+TEST_F(Base64, AShortLastLineEndsInCrLfToo) {
   EXPECT_EQ(kFullLine + "\r\nMDEyMzQ1\r\n", Write(CountedBytes(54)));
   // Wine writes a last group with padding after the line before it, and counts the line end that it omits.
   EXPECT_EQ(!tests::RunsOnWine(), Write(CountedBytes(49)) == kFullLine + "\r\nMA==\r\n");
 }
 
-TEST_F(Base64, WithoutLinesThereIsNoLineEndAtAll) {
+TEST_F(Base64, WithoutLinesThereIsNoLineEnd) {
   constexpr DWORD kOneLine = CRYPT_STRING_BASE64 | CRYPT_STRING_NOCRLF;
   EXPECT_EQ("AA==", Write(CountedBytes(1), kOneLine));
   EXPECT_EQ(68u, Write(CountedBytes(49), kOneLine).size());
   EXPECT_EQ(std::string::npos, Write(CountedBytes(300), kOneLine).find('\n'));
 }
 
-TEST_F(Base64, NoBytesNeedRoomForTheNulAlone) {
+TEST_F(Base64, NoBytesNeedRoomOnlyForTheNul) {
   DWORD chars = 77;
   EXPECT_NE(0, CryptBinaryToStringA(AsBytes("x"), 0, CRYPT_STRING_BASE64, nullptr, &chars));
   EXPECT_EQ(1u, chars);
 }
 
-TEST_F(Base64, TooLittleRoomFailsAndTellsTheNeed) {
+TEST_F(Base64, TooSmallABufferFailsAndReturnsTheRequiredSize) {
   char text[7] = {};
   DWORD chars = 6;
   EXPECT_EQ(0, CryptBinaryToStringA(AsBytes("x"), 1, CRYPT_STRING_BASE64, text, &chars));
@@ -107,7 +107,7 @@ const Reading kReadings[] = {
     {"=", ""},
 };
 
-TEST_P(Base64Reading, IsReadAsFarAsItGoes) {
+TEST_P(Base64Reading, IgnoresBlanksAndTextAfterThePadding) {
   const auto& [text, bytes] = GetParam();
   DWORD needed = 77;
   ASSERT_NE(0, CryptStringToBinaryA(text, 0, CRYPT_STRING_BASE64, nullptr, &needed, nullptr, nullptr));
@@ -144,7 +144,7 @@ TEST_F(Base64, AGivenLengthEndsTheText) {
   EXPECT_EQ(3u, bytes);
 }
 
-TEST_F(Base64, TooLittleRoomForTheBytesFails) {
+TEST_F(Base64, TooSmallABufferForTheBytesFails) {
   BYTE read[3] = {7, 7, 7};
   DWORD bytes = 2;
   EXPECT_EQ(0, CryptStringToBinaryA("AAEC", 0, CRYPT_STRING_BASE64, read, &bytes, nullptr, nullptr));

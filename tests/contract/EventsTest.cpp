@@ -54,20 +54,20 @@ TEST_F(Events, AnAutomaticEventIsClearedByTheWaitThatItEnds) {
   EXPECT_EQ(WAIT_TIMEOUT, Wait(event));
 }
 
-TEST_F(Events, AWaitForAnyTellsTheFirstOneSignalled) {
+TEST_F(Events, AWaitForAnyReturnsTheFirstSignalledOne) {
   const std::array<HANDLE, 3> events = {Make(false, false), Make(false, true), Make(false, true)};
   EXPECT_EQ(1u, WaitForMultipleObjects(3, events.data(), 0, 0));
   EXPECT_EQ(2u, WaitForMultipleObjects(3, events.data(), 0, 0));
   EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(3, events.data(), 0, 0));
 }
 
-TEST_F(Events, AWaitForAnyClearsThatOneAlone) {
+TEST_F(Events, AWaitForAnyClearsOnlyThatOne) {
   const std::array<HANDLE, 2> events = {Make(false, true), Make(false, true)};
   EXPECT_EQ(0u, WaitForMultipleObjects(2, events.data(), 0, 0));
   EXPECT_EQ(WAIT_OBJECT_0, Wait(events[1]));
 }
 
-TEST_F(Events, AWaitForAllNeedsThemAllAndElseClearsNone) {
+TEST_F(Events, AWaitForAllNeedsAllAndClearsNoneBefore) {
   const std::array<HANDLE, 2> events = {Make(false, true), Make(false, false)};
   EXPECT_EQ(WAIT_TIMEOUT, WaitForMultipleObjects(2, events.data(), 1, 0));
   EXPECT_NE(0, SetEvent(events[1]));
@@ -87,7 +87,7 @@ TEST_F(Events, AWaitEndsWhenAnotherThreadSignals) {
   other.join();
 }
 
-TEST_F(Events, OneSignalOfAnAutomaticEventEndsOneWaitAlone) {
+TEST_F(Events, OneSignalOfAnAutomaticEventEndsOneWait) {
   const HANDLE event = Make(false, true);
   std::array<DWORD, 2> results = {};
   std::thread first([&] { results[0] = Wait(event); });
@@ -97,7 +97,7 @@ TEST_F(Events, OneSignalOfAnAutomaticEventEndsOneWaitAlone) {
   EXPECT_EQ(WAIT_OBJECT_0 + WAIT_TIMEOUT, results[0] + results[1]);
 }
 
-TEST_F(Events, ATimeOutIsTold) { EXPECT_EQ(WAIT_TIMEOUT, Wait(Make(true, false), 10)); }
+TEST_F(Events, ATimeOutIsReturned) { EXPECT_EQ(WAIT_TIMEOUT, Wait(Make(true, false), 10)); }
 
 TEST_F(Events, AnEventIsSharedByItsName) {
   const HANDLE event = Make(true, false, u"KestrelbayContract");
@@ -110,7 +110,7 @@ TEST_F(Events, AnEventIsSharedByItsName) {
   EXPECT_EQ(WAIT_OBJECT_0, Wait(same));
 }
 
-TEST_F(Events, ANamesCaseCounts) {
+TEST_F(Events, NamesAreCaseSensitive) {
   const HANDLE event = Make(true, true, u"KestrelbayContract");
   EXPECT_EQ(WAIT_OBJECT_0, Wait(event));
   EXPECT_EQ(WAIT_TIMEOUT, Wait(Make(true, false, u"kestrelbayCONTRACT")));
@@ -143,7 +143,7 @@ TEST_F(Events, ANameWithABackslashIsRefused) {
   EXPECT_EQ(last_error::kPathNotFound, GetLastError());
 }
 
-TEST_F(Events, ANameThatAMutexBearsIsRefused) {
+TEST_F(Events, TheNameOfAMutexIsRefused) {
   tests::TestMachine machine;
   const HANDLE mutex = machine.MakeMutex(u"KestrelbayContract");
   EXPECT_EQ(nullptr, CreateEventW(nullptr, 1, 0, u"KestrelbayContract"));
@@ -154,7 +154,7 @@ TEST_F(Events, ANameThatAMutexBearsIsRefused) {
   EXPECT_EQ(0u, GetLastError());
 }
 
-TEST_F(Events, ANameMayBeginWithTheSessionsOrTheMachinesPrefix) {
+TEST_F(Events, ANameMayBeginWithLocalOrGlobal) {
   for (const char16_t* name : {u"Local\\KestrelbayOfSession", u"Global\\KestrelbayOfMachine"}) {
     Make(true, true, name);
     EXPECT_EQ(0u, GetLastError());
@@ -164,7 +164,7 @@ TEST_F(Events, ANameMayBeginWithTheSessionsOrTheMachinesPrefix) {
   }
 }
 
-TEST_F(Events, AnEmptyNameIsNone) {
+TEST_F(Events, AnEmptyNameCountsAsNoName) {
   Make(true, true, u"");
   EXPECT_EQ(WAIT_TIMEOUT, Wait(Make(true, false, u"")));
 }
@@ -188,14 +188,14 @@ TEST_F(Events, AClosedHandleIsRefused) {
   EXPECT_EQ(0, CloseHandle(event));
 }
 
-TEST(Sleep, LastsAsLongAsAskedButForATickOfTheSystem) {
+TEST(Sleep, LastsTheGivenTimeExceptOneTick) {
   constexpr std::chrono::milliseconds kPause(50), kTick(16);
   const auto before = std::chrono::steady_clock::now();
   Sleep(static_cast<DWORD>(kPause.count()));
   EXPECT_GE(std::chrono::steady_clock::now() - before, kPause - kTick);
 }
 
-TEST(Sleep, HoldsNobodyElseUp) {
+TEST(Sleep, BlocksNoOtherThread) {
   const HANDLE event = CreateEventW(nullptr, true, false, nullptr);
   std::thread other([&] { SetEvent(event); });
   while (WaitForMultipleObjects(1, &event, 0, 0) != WAIT_OBJECT_0) Sleep(0);

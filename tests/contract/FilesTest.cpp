@@ -16,19 +16,19 @@ class Files : public testing::Test {
   std::u16string folder = machine.Folder();
 };
 
-TEST_F(Files, AFileIsThereInAnyCaseAndWithEitherSlash) {
+TEST_F(Files, AFileExistsInAnyCaseAndWithEitherSlash) {
   machine.MakeFile(folder + u"\\Sub Folder\\Größe.TXT", "x");
   EXPECT_EQ(0, _waccess((folder + u"\\Sub Folder\\Größe.TXT").c_str(), 0));
   EXPECT_EQ(0, _waccess((folder + u"\\SUB folder\\GRÖßE.txt").c_str(), 0));
   EXPECT_EQ(0, _waccess((folder + u"/Sub Folder/Größe.TXT").c_str(), 0));
 }
 
-TEST_F(Files, AFolderIsThere) {
+TEST_F(Files, AFolderExists) {
   EXPECT_EQ(0, _waccess(folder.c_str(), 0));
   EXPECT_EQ(0, _waccess((folder + u"\\").c_str(), 0));
 }
 
-TEST_F(Files, WhatIsMissingIsNotThere) {
+TEST_F(Files, AMissingFileDoesNotExist) {
   machine.MakeFile(folder + u"\\file", "x");
   EXPECT_EQ(-1, _waccess((folder + u"\\missing").c_str(), 0));
   EXPECT_EQ(-1, _waccess((folder + u"\\missing\\file").c_str(), 0));
@@ -37,7 +37,7 @@ TEST_F(Files, WhatIsMissingIsNotThere) {
   EXPECT_EQ(-1, _waccess(u"Q:\\no such drive", 0));
 }
 
-TEST_F(Files, ANameIsNoPattern) {
+TEST_F(Files, ANameIsNotAPattern) {
   machine.MakeFile(folder + u"\\file", "x");
   EXPECT_EQ(-1, _waccess((folder + u"\\f*").c_str(), 0));
   EXPECT_EQ(-1, _waccess((folder + u"\\fil?").c_str(), 0));
@@ -46,7 +46,7 @@ TEST_F(Files, ANameIsNoPattern) {
 
 std::u16string Ascii(const char* text) { return {text, text + std::char_traits<char>::length(text)}; }
 
-TEST_F(Files, TheCurrentDirectoryIsTold) {
+TEST_F(Files, TheCurrentDirectoryIsReturned) {
   char buffer[260] = {};
   const DWORD length = GetCurrentDirectoryA(sizeof buffer, buffer);
   EXPECT_EQ(machine.CurrentDirectory(), Ascii(buffer));
@@ -56,20 +56,20 @@ TEST_F(Files, TheCurrentDirectoryIsTold) {
   EXPECT_EQ(Ascii(buffer), Ascii(exact));
 }
 
-TEST_F(Files, TheCurrentDirectoryWithoutRoomTellsItsNeed) {
+TEST_F(Files, ASmallBufferForTheCurrentDirectoryReturnsTheRequiredSize) {
   const auto length = static_cast<DWORD>(machine.CurrentDirectory().size());
   EXPECT_EQ(length + 1, GetCurrentDirectoryA(0, nullptr));
   char buffer[260] = {};
   EXPECT_EQ(length + 1, GetCurrentDirectoryA(length, buffer));
 }
 
-TEST_F(Files, TheProgramsOwnPathIsTold) {
+TEST_F(Files, ThePathOfTheProgramIsReturned) {
   char buffer[260] = {};
   EXPECT_EQ(machine.HostPath().size(), GetModuleFileNameA(nullptr, buffer, sizeof buffer));
   EXPECT_EQ(machine.HostPath(), Ascii(buffer));
 }
 
-TEST_F(Files, TheProgramsOwnPathIsCutToTheRoom) {
+TEST_F(Files, ThePathOfTheProgramIsCutToTheBuffer) {
   char buffer[260];
   std::fill(std::begin(buffer), std::end(buffer), '#');
   EXPECT_EQ(4u, GetModuleFileNameA(nullptr, buffer, 4));
@@ -80,7 +80,7 @@ TEST_F(Files, TheProgramsOwnPathIsCutToTheRoom) {
   EXPECT_EQ(machine.HostPath().substr(0, 3), Ascii(buffer));
 }
 
-TEST_F(Files, AnyFolderOfADriveTellsItsSpace) {
+TEST_F(Files, AnyFolderOfADriveHasItsSpace) {
   for (const auto& path : {std::u16string(u"C:/"), std::u16string(u"c:\\"), folder}) {
     std::uint64_t freeToCaller = 0;
     std::uint64_t total = 0;
@@ -92,7 +92,7 @@ TEST_F(Files, AnyFolderOfADriveTellsItsSpace) {
   }
 }
 
-TEST_F(Files, WhatIsNoFolderOfADriveHasNoSpace) {
+TEST_F(Files, AMissingDriveHasNoSpace) {
   machine.MakeFile(folder + u"\\file", "x");
   const auto problem = [](const std::u16string& path) {
     std::uint64_t sizes[3] = {7, 7, 7};

@@ -119,7 +119,7 @@ TEST_F(Icons, TextThatIsNoInterfaceIdIsRefused) {
   }
 }
 
-TEST_F(Icons, LargeListIsThereAndTheSameEachTime) {
+TEST_F(Icons, LargeListExistsAndIsTheSameEachTime) {
   ASSERT_NE(list, nullptr);
   GUID id{};
   IIDFromString(kImageListId, &id);
@@ -134,7 +134,7 @@ TEST_F(Icons, LargeListHasNoUnknownInterface) {
   EXPECT_EQ(other, nullptr);
 }
 
-TEST_F(Icons, NothingIsToldOfAFileThatIsNotThere) {
+TEST_F(Icons, AMissingFileHasNoData) {
   SHFILEINFOW info{};
   EXPECT_EQ(Ask(folder + u"\\missing.exe", info), 0U);
   EXPECT_EQ(info.hIcon, nullptr);
@@ -169,7 +169,7 @@ TEST_F(Icons, CommonIconIs32PixelsWideAndHasItsImage) {
   EXPECT_EQ(ColoursOf(info.hIcon).pixels, drawing.pixels);
 }
 
-TEST_F(Icons, SmallImageStandsInTheCornerOfTheLargeIcon) {
+TEST_F(Icons, SmallImageIsInTheCornerOfTheLargeIcon) {
   const samples::Drawing drawing(48, 48, kInk);
   const auto path = Make(samples::MakeExecutable({{u"", 1, {samples::MakeBitmap(drawing, 32)}}}));
   const samples::Drawing icon = ColoursOf(Jumbo(path));
@@ -179,7 +179,7 @@ TEST_F(Icons, SmallImageStandsInTheCornerOfTheLargeIcon) {
   EXPECT_EQ(!tests::RunsOnWine(), icon.At(48, 0) == 0 && icon.At(0, 48) == 0 && icon.At(255, 255) == 0);
 }
 
-TEST_F(Icons, ImageWithAMaskIsOpaqueWhereItShows) {
+TEST_F(Icons, ImageWithAMaskIsOpaqueInsideIt) {
   samples::Drawing drawing(32, 32, kInk);
   drawing.At(5, 6) = 0;
   const auto path = Make(samples::MakeExecutable({{u"", 1, {samples::MakeBitmap(drawing, 8)}}}));
@@ -188,7 +188,7 @@ TEST_F(Icons, ImageWithAMaskIsOpaqueWhereItShows) {
   EXPECT_EQ(!tests::RunsOnWine(), icon.At(0, 0) == kInk && icon.At(5, 6) == 0);
 }
 
-TEST_F(Icons, ProgramWithoutAnIconHasACommonOne) {
+TEST_F(Icons, ProgramWithoutAnIconHasTheCommonIcon) {
   for (const std::string& file : {samples::MakeExecutable({}), std::string("no program"), std::string()}) {
     const auto path = Make(file);
     const samples::Drawing icon = ColoursOf(Jumbo(path));
@@ -232,7 +232,7 @@ TEST_F(Icons, BitmapsOfAnIconAreDescribed) {
   DestroyIcon(icon);
 }
 
-TEST_F(Icons, BitmapsAreCopiesThatMayGoBeforeTheIcon) {
+TEST_F(Icons, BitmapsAreCopiesThatMayBeDeletedBeforeTheIcon) {
   const HICON icon = Jumbo(Make(samples::MakeExecutable({{u"", 1, {samples::MakePng(Pattern(256))}}})));
   ICONINFO info{};
   ASSERT_NE(GetIconInfo(icon, &info), 0);
@@ -263,7 +263,7 @@ TEST_F(Icons, LargeListServesThreadsAtOnce) {
   EXPECT_EQ(!tests::RunsOnWine(), isEachWhole.load());
 }
 
-TEST_F(Icons, WhatIsGoneIsRefused) {
+TEST_F(Icons, DestroyedObjectsAreRefused) {
   const HICON icon = Jumbo(Make(samples::MakeExecutable({{u"", 1, {samples::MakePng(Pattern(256))}}})));
   ICONINFO info{};
   ASSERT_NE(GetIconInfo(icon, &info), 0);

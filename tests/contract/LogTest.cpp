@@ -26,13 +26,13 @@ TEST(Log, EachLevelIsRecordedWithItsFileAndFormat) {
   EXPECT_EQ((LogRecord{'E', "SDKLog", "failed"}), records[3]);
 }
 
-TEST(Log, AFormatIsRecordedAsItStands) {
+TEST(Log, AFormatIsRecordedUnexpanded) {
   tests::TestMachine machine;
   QVSLOGI("SDKLog", "find %ws of %s and %d %n %%");
   EXPECT_EQ(std::vector<LogRecord>({{'I', "SDKLog", "find %ws of %s and %d %n %%"}}), machine.LogRecords());
 }
 
-TEST(Log, RecordsOfManyThreadsStayWhole) {
+TEST(Log, RecordsOfManyThreadsDoNotInterleave) {
   tests::TestMachine machine;
   constexpr int kThreads = 4, kRecords = 50;
   std::vector<std::thread> threads;

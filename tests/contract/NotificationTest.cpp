@@ -53,7 +53,7 @@ TEST_F(Notification, ArmingClearsTheEvent) {
   EXPECT_FALSE(TakeSignal());
 }
 
-TEST_F(Notification, ANewSubKeySignalsOnce) {
+TEST_F(Notification, ANewSubkeySignalsOnce) {
   Open();
   ASSERT_EQ(status::kSuccess, Arm());
   machine.CreateKey(kBase + u"\\New");
@@ -62,14 +62,14 @@ TEST_F(Notification, ANewSubKeySignalsOnce) {
   EXPECT_FALSE(TakeSignal());
 }
 
-TEST_F(Notification, ASubKeyThatGoesSignals) {
+TEST_F(Notification, ADeletedSubkeySignals) {
   Open();
   ASSERT_EQ(status::kSuccess, Arm());
   machine.DeleteKey(kBase + u"\\Child");
   EXPECT_TRUE(TakeSignal());
 }
 
-TEST_F(Notification, ItCanBeArmedAgain) {
+TEST_F(Notification, AWatchCanBeSetAgain) {
   Open();
   ASSERT_EQ(status::kSuccess, Arm());
   machine.CreateKey(kBase + u"\\New");
@@ -107,14 +107,14 @@ TEST_F(Notification, AnotherKeyDoesNotCount) {
   EXPECT_FALSE(TakeSignal());
 }
 
-TEST_F(Notification, AKeyFarBelowCountsWhereTheSubtreeIsWatched) {
+TEST_F(Notification, AKeyFarBelowCountsWithTheSubtree) {
   Open();
   ASSERT_EQ(status::kSuccess, Arm(true));
   machine.CreateKey(kBase + u"\\Child\\Grandchild");
   EXPECT_TRUE(TakeSignal());
 }
 
-TEST_F(Notification, AKeyFarBelowDoesNotCountElse) {
+TEST_F(Notification, AKeyFarBelowDoesNotCountWithoutTheSubtree) {
   Open();
   ASSERT_EQ(status::kSuccess, Arm(false));
   machine.CreateKey(kBase + u"\\Child\\Grandchild");
@@ -162,7 +162,7 @@ TEST_F(Notification, OneChangeUnderTwoWatchesOfOneEventIsOneSignal) {
   EXPECT_FALSE(TakeSignal());
 }
 
-TEST_F(Notification, AnEventThatIsClosedMeanwhileDoesNoHarm) {
+TEST_F(Notification, TheEventMayBeClosedWhileTheWatchIsSet) {
   Open();
   HANDLE closed = CreateEventW(nullptr, false, true, nullptr);
   ASSERT_EQ(status::kSuccess, RegNotifyChangeKeyValue(key, true, REG_NOTIFY_CHANGE_NAME, closed, true));
@@ -179,7 +179,7 @@ TEST_F(Notification, ADeepWatchOfAllUsersCanBeSet) {
   EXPECT_TRUE(TakeSignal());
 }
 
-TEST_F(Notification, TheNarrowViewIsWatchedWhereItIsStored) {
+TEST_F(Notification, The32BitViewIsWatchedWhereItIsStored) {
   const std::u16string path = kBase + u"\\Narrow";
   machine.CreateKey({path, View::Bits32});
   Open(KEY_NOTIFY | KEY_WOW64_32KEY, HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Narrow");
@@ -203,7 +203,7 @@ TEST_F(Notification, ADeletedKeyIsRefused) {
   EXPECT_EQ(status::kKeyDeleted, Arm());
 }
 
-TEST_F(Notification, WhatIsNoKeyOrNoEventIsRefused) {
+TEST_F(Notification, OtherHandlesAreRefused) {
   Open();
   const HANDLE earlier = event;
   event = CreateEventW(nullptr, false, true, nullptr);

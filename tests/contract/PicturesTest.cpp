@@ -60,13 +60,13 @@ TEST_F(Pictures, GdiPlusStarts) {
   EXPECT_NE(token, 0U);
 }
 
-TEST_F(Pictures, VersionThatIsNotThereIsRefused) {
+TEST_F(Pictures, UnknownVersionIsRefused) {
   const GdiplusStartupInput input{9, nullptr, false, false};
   std::uintptr_t other = 0;
   EXPECT_EQ(GdiplusStartup(&other, &input, nullptr), kGpUnsupportedVersion);
 }
 
-TEST_F(Pictures, BitmapOverPixelsTellsItsSizeAndFormat) {
+TEST_F(Pictures, BitmapOverPixelsHasItsSizeAndFormat) {
   ASSERT_NE(bitmap, nullptr);
   UINT width = 0;
   UINT height = 0;
@@ -79,7 +79,7 @@ TEST_F(Pictures, BitmapOverPixelsTellsItsSizeAndFormat) {
   EXPECT_EQ(format, PixelFormat32bppARGB);
 }
 
-TEST_F(Pictures, BitmapOverPixelsReadsTheCallersOwn) {
+TEST_F(Pictures, BitmapOverPixelsUsesThePixelsOfTheCaller) {
   std::uint32_t argb = 0;
   EXPECT_EQ(GdipBitmapGetPixel(bitmap, 1, 0, &argb), kGpOk);
   EXPECT_EQ(argb, 0x80000002U);
@@ -97,7 +97,7 @@ TEST_F(Pictures, PixelOutsideCannotBeRead) {
   }
 }
 
-TEST_F(Pictures, LockedRectangleGivesItsPixels) {
+TEST_F(Pictures, LockedRectangleHasItsPixels) {
   const GpRect rectangle{1, 0, 2, 3};
   BitmapData data{};
   ASSERT_EQ(GdipBitmapLockBits(bitmap, &rectangle, ImageLockModeRead, PixelFormat32bppARGB, &data), kGpOk);
@@ -131,7 +131,7 @@ TEST_F(Pictures, BitmapIsLockedOnceAtATime) {
   EXPECT_EQ(GdipBitmapUnlockBits(bitmap, &data), kGpWrongState);
 }
 
-TEST_F(Pictures, BitmapOverNothingIsNotMade) {
+TEST_F(Pictures, BitmapOfNoPixelsIsRefused) {
   constexpr int kNothing[][3] = {{0, 0, 0}, {0, 3, 16}, {4, 0, 16}, {4, 3, 3}};
   for (const auto& [width, height, stride] : kNothing) {
     GpBitmap* made = bitmap;
@@ -142,7 +142,7 @@ TEST_F(Pictures, BitmapOverNothingIsNotMade) {
   }
 }
 
-TEST_F(Pictures, BitmapOfNoIconIsNotMade) {
+TEST_F(Pictures, BitmapOfNoIconIsRefused) {
   GpBitmap* made = nullptr;
   EXPECT_EQ(GdipCreateBitmapFromHBITMAP(nullptr, nullptr, &made), kGpInvalidParameter);
   EXPECT_EQ(GdipCreateBitmapFromHICON(nullptr, &made), kGpInvalidParameter);
@@ -176,7 +176,7 @@ TEST_F(Pictures, ImageIsSavedIntoAStreamAsPng) {
   EXPECT_EQ(IStream_Release(stream), 0U);
 }
 
-TEST_F(Pictures, ImageIsNotSavedByNoEncoder) {
+TEST_F(Pictures, ImageIsNotSavedWithoutAnEncoder) {
   IStream* stream = nullptr;
   ASSERT_GE(CreateStreamOnHGlobal(nullptr, true, &stream), 0);
   const GUID none{};
@@ -186,7 +186,7 @@ TEST_F(Pictures, ImageIsNotSavedByNoEncoder) {
   EXPECT_EQ(IStream_Release(stream), 0U);
 }
 
-TEST_F(Pictures, ImageIsNotSavedIntoNoStream) {
+TEST_F(Pictures, ImageIsNotSavedWithoutAStream) {
   const GUID encoder = PngEncoder();
   EXPECT_EQ(GdipSaveImageToStream(Image(), nullptr, &encoder, nullptr), kGpInvalidParameter);
 }

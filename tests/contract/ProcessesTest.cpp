@@ -93,7 +93,7 @@ TEST_F(Processes, AMissingProgramIsNotFound) {
   EXPECT_EQ(last_error::kFileNotFound, GetLastError());
 }
 
-TEST_F(Processes, TheShellRunsAProgramAndHandsOverItsHandle) {
+TEST_F(Processes, TheShellRunsAProgramAndReturnsItsHandle) {
   machine.MakeProgram(program);
   ASSERT_NE(0, Execute(program, u"-a"));
   ExpectToEnd(execute.hProcess);
@@ -146,13 +146,13 @@ TEST_F(Processes, TheShellExpandsNoVariableInAName) {
   if (execute.hProcess) ExpectToEnd(execute.hProcess);
 }
 
-TEST_F(Processes, TheShellTakesNoParametersFromAName) {
+TEST_F(Processes, TheShellReadsNoParametersFromAName) {
   machine.MakeProgram(program);
   EXPECT_EQ(0, Execute(u"\"" + program + u"\" -a", u""));
   ExpectReason(last_error::kFileNotFound);
 }
 
-TEST_F(Processes, TheShellStartsNoFileThatIsNoProgram) {
+TEST_F(Processes, TheShellStartsOnlyPrograms) {
   const std::u16string file = machine.Folder() + u"\\Read me.kestrelbay-test";
   machine.MakeFile(file, "no program");
   EXPECT_EQ(0, Execute(file, u""));
@@ -183,7 +183,7 @@ class RegCommand : public Processes {
   const std::u16string unblanked = u"HKEY_LOCAL_MACHINE\\Software\\Kestrelbay-test";
 };
 
-TEST_F(RegCommand, DeletesAKeyWithoutABlankAndAllBelowIt) {
+TEST_F(RegCommand, DeletesAKeyWithoutABlankAndItsSubkeys) {
   machine.CreateKey(unblanked + u"\\App\\Deep");
   machine.CreateKey(unblanked + u"\\Apple");
   EXPECT_EQ(0u, Delete(unblanked + u"\\App"));
@@ -206,7 +206,7 @@ TEST_F(RegCommand, RefusesAnUnquotedKeyWithABlankAndDeletesNothing) {
   EXPECT_TRUE(machine.HasKey(unblanked + u"\\One"));
 }
 
-TEST_F(RegCommand, RefusesAKeyThatIsNotThere) {
+TEST_F(RegCommand, RefusesAMissingKey) {
   machine.CreateKey(unblanked + u"\\App");
   EXPECT_EQ(1u, Delete(unblanked + u"\\Ap"));
   EXPECT_TRUE(machine.HasKey(unblanked + u"\\App"));

@@ -44,7 +44,7 @@ class Protection : public testing::Test {
   tests::TestMachine machine;
 };
 
-TEST_F(Protection, WhatIsProtectedComesBackToTheSameUser) {
+TEST_F(Protection, ProtectedBytesAreDecryptedForTheSameUser) {
   const std::string everyByte = [] {
     std::string bytes;
     for (int byte = 0; byte < 256; ++byte) bytes.push_back(static_cast<char>(byte));
@@ -61,9 +61,9 @@ TEST_F(Protection, WhatIsProtectedComesBackToTheSameUser) {
   }
 }
 
-TEST_F(Protection, TheSameBytesGiveAnotherBlobEachTime) { EXPECT_NE(Protect("secret"), Protect("secret")); }
+TEST_F(Protection, TheSameBytesHaveAnotherBlobEachTime) { EXPECT_NE(Protect("secret"), Protect("secret")); }
 
-TEST_F(Protection, NoBytesAreProtectedLikeOthers) {
+TEST_F(Protection, NoBytesAreProtectedToo) {
   const std::string blob = Protect("");
   ASSERT_FALSE(blob.empty());
   std::string opened = "before";
@@ -71,7 +71,7 @@ TEST_F(Protection, NoBytesAreProtectedLikeOthers) {
   EXPECT_EQ("", opened);
 }
 
-TEST_F(Protection, WhatIsNoBlobIsInvalidData) {
+TEST_F(Protection, OtherBytesAreInvalidData) {
   std::string opened;
   EXPECT_EQ(last_error::kInvalidData, Unprotect("", opened));
   EXPECT_EQ(last_error::kInvalidData, Unprotect("x", opened));

@@ -77,7 +77,7 @@ TEST_F(RegistryKeys, EmptyAndNullPathOpenTheParentItself) {
   EXPECT_FALSE(Names(Open(HKEY_LOCAL_MACHINE, u"")).empty());
 }
 
-TEST_F(RegistryKeys, NamesAreFoundInAnyCaseAndKeepTheirOwn) {
+TEST_F(RegistryKeys, NamesAreCaseInsensitiveAndKeepTheirCase) {
   machine.CreateKey(std::u16string(kBase) + u"\\MiXed Ärger");
   Open(HKEY_LOCAL_MACHINE, u"SOFTWARE\\kestrelbaycontract\\mIxEd äRGER");
   EXPECT_EQ(std::vector<std::u16string>{u"MiXed Ärger"}, Names(Open(HKEY_LOCAL_MACHINE, kBelowRoot)));
@@ -88,7 +88,7 @@ TEST_F(RegistryKeys, PathMayEndInABackslash) {
   EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\"));
 }
 
-TEST_F(RegistryKeys, WhatStandsBelowTheLongestPathIsReachedByItsPartsAlone) {
+TEST_F(RegistryKeys, KeysBelowTheLongestPathOpenOnlyPartByPart) {
   std::u16string below = kBelowRoot;
   while (below.size() < 32'768) below += u"\\" + std::u16string(250, u'k');
   machine.CreateKey(u"HKEY_LOCAL_MACHINE\\" + below);
@@ -110,7 +110,7 @@ TEST_F(RegistryKeys, ViewsAreSeparateBelowSoftware) {
   EXPECT_EQ(Names32{u"Only64"}, Names(Open(HKEY_LOCAL_MACHINE, kBelowRoot)));
 }
 
-TEST_F(RegistryKeys, The32BitViewStandsBelowWow6432Node) {
+TEST_F(RegistryKeys, The32BitViewIsBelowWow6432Node) {
   machine.CreateKey({kBase, View::Bits32});
   EXPECT_EQ(status::kFileNotFound, StatusOfOpen(HKEY_LOCAL_MACHINE, kBelowRoot));
   const auto* stored = u"Software\\Wow6432Node\\KestrelbayContract";
@@ -119,14 +119,14 @@ TEST_F(RegistryKeys, The32BitViewStandsBelowWow6432Node) {
   EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, stored, KEY_READ | KEY_WOW64_64KEY));
 }
 
-TEST_F(RegistryKeys, AKeyOfAViewLeadsToItsChildrenInThatView) {
+TEST_F(RegistryKeys, AKeyOfAViewOpensItsSubkeysInThatView) {
   machine.CreateKey({kBase + std::u16string(u"\\Child"), View::Bits32});
   const HKEY base = Open(HKEY_LOCAL_MACHINE, kBelowRoot, KEY_READ | KEY_WOW64_32KEY);
   EXPECT_EQ(status::kSuccess, StatusOfOpen(base, u"Child", KEY_READ | KEY_WOW64_32KEY));
   EXPECT_EQ(status::kSuccess, StatusOfOpen(base, u"Child"));
 }
 
-TEST_F(RegistryKeys, AKeyOfBothViewsLeadsToThe32BitViewWhereItIsAskedFor) {
+TEST_F(RegistryKeys, AKeyOfBothViewsOpensThe32BitViewOnRequest) {
   machine.CreateKey({std::u16string(kBase) + u"\\Narrow", View::Bits32});
   machine.CreateKey({kBase, View::Bits64});
   const HKEY software = Open(HKEY_LOCAL_MACHINE, u"Software", KEY_READ | KEY_WOW64_64KEY);
@@ -141,7 +141,7 @@ TEST_F(RegistryKeys, AKeyOfBothViewsLeadsToThe32BitViewWhereItIsAskedFor) {
   EXPECT_EQ(status::kFileNotFound, StatusOfOpen(narrow, u"Wow6432Node\\KestrelbayContract"));
 }
 
-TEST_F(RegistryKeys, ViewsShareWhatIsNotBelowSoftware) {
+TEST_F(RegistryKeys, ViewsShareKeysOutsideSoftware) {
   machine.CreateKey(u"HKEY_LOCAL_MACHINE\\System\\KestrelbayContract");
   const auto* path = u"System\\KestrelbayContract";
   EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_32KEY));
@@ -165,14 +165,14 @@ TEST_F(RegistryKeys, ViewsShareClasses) {
             StatusOfOpen(HKEY_LOCAL_MACHINE, path, KEY_READ | KEY_WOW64_32KEY) == status::kSuccess);
 }
 
-TEST_F(RegistryKeys, SubKeysComeInOrderWithoutRegardToCase) {
+TEST_F(RegistryKeys, SubkeysAreSortedIgnoringCase) {
   const std::vector<std::u16string> expected = {u"!x", u"-a",  u"0",   u"10", u"2", u"A",  u"aa", u"AB",
                                                 u"b",  u"B c", u"{1}", u"~",  u"É", u"éa", u"Éb", u"ω"};
   MakeInReverse(expected);
   EXPECT_EQ(expected, Names(Open(HKEY_LOCAL_MACHINE, kBelowRoot)));
 }
 
-TEST_F(RegistryKeys, SubKeysComeInOrderOfTheirUpperCasedUnits) {
+TEST_F(RegistryKeys, SubkeysAreSortedByTheirUpperCase) {
   // '[' to '`' are after the letters. Sharp s, dotless i and the final sigma have no upper case. The upper
   // case of y with diaeresis is U+0178. Wine compares the lower-case characters.
   const std::vector<std::u16string> expected = {u"a",      u"b",      u"[", u"_",  u"_a", u"É", u"ß",
@@ -183,13 +183,13 @@ TEST_F(RegistryKeys, SubKeysComeInOrderOfTheirUpperCasedUnits) {
   EXPECT_TRUE(std::is_permutation(expected.begin(), expected.end(), names.begin(), names.end()));
 }
 
-TEST_F(RegistryKeys, AFinalSigmaIsALetterOfItsOwn) {
+TEST_F(RegistryKeys, AFinalSigmaIsASeparateLetter) {
   MakeInReverse({u"\u03c2", u"\u03a3"});
   EXPECT_EQ(2u, Names(Open(HKEY_LOCAL_MACHINE, kBelowRoot)).size());
   EXPECT_EQ(status::kSuccess, StatusOfOpen(Open(HKEY_LOCAL_MACHINE, kBelowRoot), u"\u03c3"));
 }
 
-TEST_F(RegistryKeys, LettersWhoseCapitalsUnicodeAddedLaterAreNamesOfTheirOwn) {
+TEST_F(RegistryKeys, LettersWhoseCapitalsUnicodeAddedLaterAreSeparateNames) {
   // Georgian, Cherokee, late Latin, Coptic and Cyrillic. Wine has a later Unicode, in which each pair is one
   // letter.
   for (const auto& [small, capital] :
@@ -207,7 +207,7 @@ TEST_F(RegistryKeys, AUserHiveMadeForTheTestIsListed) {
   EXPECT_EQ(1, std::count(names.begin(), names.end(), u"S-1-5-21-7-7-7-7777"));
 }
 
-TEST_F(RegistryKeys, TheEndOfSubKeysIsToldAlsoOfAKeyWithoutAny) {
+TEST_F(RegistryKeys, TheEndOfSubkeysIsReportedEvenWithoutSubkeys) {
   machine.CreateKey(kBase);
   std::u16string name;
   EXPECT_EQ(status::kNoMoreItems, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 0, 260, name));
@@ -216,7 +216,7 @@ TEST_F(RegistryKeys, TheEndOfSubKeysIsToldAlsoOfAKeyWithoutAny) {
   EXPECT_EQ(status::kNoMoreItems, NameAt(Open(HKEY_LOCAL_MACHINE, kBelowRoot), 1, 260, name));
 }
 
-TEST_F(RegistryKeys, ANameThatDoesNotFitIsRefusedAndTheNextIndexGoesOn) {
+TEST_F(RegistryKeys, ANameThatDoesNotFitIsRefusedAndTheNextIndexWorks) {
   for (const auto* name : {u"\\abc", u"\\abcd", u"\\ac"}) machine.CreateKey(std::u16string(kBase) + name);
   const HKEY base = Open(HKEY_LOCAL_MACHINE, kBelowRoot);
   std::u16string name;
@@ -227,7 +227,7 @@ TEST_F(RegistryKeys, ANameThatDoesNotFitIsRefusedAndTheNextIndexGoesOn) {
   EXPECT_EQ(u"ac", name);
 }
 
-TEST_F(RegistryKeys, ANameOf255CharactersFitsItsRoom) {
+TEST_F(RegistryKeys, ANameOf255CharactersFits) {
   const std::u16string longest(255, u'n');
   machine.CreateKey(kBase + std::u16string(u"\\") + longest);
   std::u16string name;
@@ -247,7 +247,7 @@ TEST_F(RegistryKeys, LastWriteTimeOfAKeyIsReported) {
   EXPECT_GT(told, kStartOf2020);
 }
 
-TEST_F(RegistryKeys, ALeafIsDeletedAndAKeyWithSubKeysIsNot) {
+TEST_F(RegistryKeys, AKeyIsDeletedOnlyWithoutSubkeys) {
   machine.SetNumber(std::u16string(kBase) + u"\\Leaf", u"Value", 1);
   EXPECT_EQ(status::kAccessDenied, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));
   EXPECT_TRUE(machine.HasKey(std::u16string(kBase) + u"\\Leaf"));
@@ -268,14 +268,14 @@ TEST_F(RegistryKeys, DeletingActsInTheNativeView) {
   EXPECT_FALSE(machine.HasKey({kBase, View::Bits32}));
 }
 
-TEST_F(RegistryKeys, DeletingASubKeyWritesTheKeyAboveIt) {
+TEST_F(RegistryKeys, DeletingASubkeyWritesItsParent) {
   machine.CreateKey(std::u16string(kBase) + u"\\Leaf");
   const auto before = machine.LastWriteTime(kBase);
   EXPECT_EQ(status::kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Leaf"));
   EXPECT_GE(machine.LastWriteTime(kBase), before);
 }
 
-TEST_F(RegistryKeys, TheHandleOfADeletedKeySaysSo) {
+TEST_F(RegistryKeys, TheHandleOfADeletedKeyReturnsKeyDeleted) {
   machine.SetNumber(kBase, u"Value", 1);
   const HKEY base = Open(HKEY_LOCAL_MACHINE, kBelowRoot);
   ASSERT_EQ(status::kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, kBelowRoot));

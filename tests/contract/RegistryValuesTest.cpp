@@ -56,7 +56,7 @@ TEST_F(RegistryValues, ATextHasItsNul) {
   EXPECT_EQ((Bytes{0x41, 0, 0xE9, 0, 0, 0}), Stored());
 }
 
-TEST_F(RegistryValues, ATextStoredWithoutNulIsReadWithoutAndTheRoomBehindItIsLeftAlone) {
+TEST_F(RegistryValues, ATextWithoutNulIsReadWithoutNul) {
   machine.SetValue(kBase, u"Text", REG_SZ, Bytes{0x41, 0, 0x42, 0});
   EXPECT_EQ(status::kSuccess, Read(u"Text", 4));
   EXPECT_EQ(4u, size);
@@ -75,7 +75,7 @@ TEST_F(RegistryValues, OddBytesAndEmbeddedNulsAreKept) {
   EXPECT_EQ(odd, Stored());
 }
 
-TEST_F(RegistryValues, AnExpandableTextIsReadAsItIsWritten) {
+TEST_F(RegistryValues, AnExpandableTextIsReadUnexpanded) {
   machine.SetText(kBase, u"Path", u"%SystemRoot%\\x", REG_EXPAND_SZ);
   EXPECT_EQ(status::kSuccess, Read(u"Path"));
   EXPECT_EQ(REG_EXPAND_SZ, type);
@@ -90,7 +90,7 @@ TEST_F(RegistryValues, AnEmptyValueHasNoBytes) {
   EXPECT_EQ(0xEE, buffer[0]);
 }
 
-TEST_F(RegistryValues, AValueThatFillsTheRoomFits) {
+TEST_F(RegistryValues, AValueThatFillsTheBufferFits) {
   machine.SetText(kBase, u"Full", std::u16string(259, u'f'));
   EXPECT_EQ(status::kSuccess, Read(u"Full"));
   EXPECT_EQ(kRoomBytes, size);
@@ -98,21 +98,21 @@ TEST_F(RegistryValues, AValueThatFillsTheRoomFits) {
   EXPECT_EQ(0, buffer[519]);
 }
 
-TEST_F(RegistryValues, OneByteTooManyIsRefusedAndItsSizeAndTypeAreTold) {
+TEST_F(RegistryValues, OneByteTooManyIsRefusedWithItsSizeAndType) {
   machine.SetValue(kBase, u"Over", REG_SZ, Bytes(kRoomBytes + 1, 0x41));
   EXPECT_EQ(status::kMoreData, Read(u"Over"));
   EXPECT_EQ(kRoomBytes + 1, size);
   EXPECT_EQ(REG_SZ, type);
 }
 
-TEST_F(RegistryValues, WithoutABufferTheSizeIsTold) {
+TEST_F(RegistryValues, WithoutABufferTheSizeIsReturned) {
   machine.SetText(kBase, u"Text", u"four");
   DWORD bytes = 0;
   EXPECT_EQ(status::kSuccess, RegQueryValueExW(base, u"Text", nullptr, nullptr, nullptr, &bytes));
   EXPECT_EQ(10u, bytes);
 }
 
-TEST_F(RegistryValues, NamesAreFoundInAnyCase) {
+TEST_F(RegistryValues, NamesAreCaseInsensitive) {
   machine.SetNumber(kBase, u"Größe", 7);
   EXPECT_EQ(status::kSuccess, Read(u"GRÖßE"));
   EXPECT_EQ(7, buffer[0]);
@@ -131,7 +131,7 @@ TEST_F(RegistryValues, TheUnnamedValueIsReadByNullAndByTheEmptyName) {
   EXPECT_EQ(9, buffer[0]);
 }
 
-TEST_F(RegistryValues, WhatIsSetBehindAnOpenHandleIsSeen) {
+TEST_F(RegistryValues, AValueSetThroughAnotherHandleIsRead) {
   machine.SetNumber(kBase, u"Number", 1);
   EXPECT_EQ(status::kSuccess, Read(u"Number"));
   machine.SetNumber(kBase, u"Number", 2);

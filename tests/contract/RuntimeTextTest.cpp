@@ -43,7 +43,7 @@ TEST(RuntimeText, FormatsAreFilledIn) {
   EXPECT_EQ("name:-7 %s"s, buffer.c_str());
 }
 
-TEST(RuntimeText, AWideTextIsWrittenAsOneByteACharacter) {
+TEST(RuntimeText, AWideTextIsWrittenAsOneBytePerCharacter) {
   std::string buffer;
   EXPECT_EQ(6, FormatInto(buffer, 64, "<%ws>", u"a\u00E9\u00FFz"));
   EXPECT_EQ("<a\xE9\xFFz>"s, buffer.c_str());
@@ -69,7 +69,7 @@ class InvalidParameter : public testing::Test {
   std::string buffer = std::string(16, '#');
 };
 
-TEST_F(InvalidParameter, AFormatWithoutRoomFailsAndLeavesTheEmptyText) {
+TEST_F(InvalidParameter, AFormatThatDoesNotFitFailsAndLeavesTheEmptyText) {
   const int result = FormatInto(buffer, 4, "%s", "four");
   // Wine fills the whole buffer and does not write the NUL.
   EXPECT_EQ(!tests::RunsOnWine(), result == -1 && buffer[0] == '\0');
@@ -87,12 +87,12 @@ TEST_F(InvalidParameter, ACopyOneShortFailsAndLeavesTheEmptyText) {
   EXPECT_EQ('#', buffer[4]);
 }
 
-TEST_F(InvalidParameter, ACopyIntoNoRoomTouchesNothing) {
+TEST_F(InvalidParameter, ACopyIntoNoRoomWritesNothing) {
   EXPECT_NE(0, strcpy_s(buffer.data(), 0, "four"));
   EXPECT_EQ('#', buffer[0]);
 }
 
-TEST_F(InvalidParameter, AHugeSizeIsTakenAtItsWord) {
+TEST_F(InvalidParameter, AHugeSizeIsAccepted) {
   EXPECT_EQ(0, strcpy_s(buffer.data(), static_cast<std::size_t>(-1), "four"));
   EXPECT_EQ("four\0#"s, buffer.substr(0, 6));
 }

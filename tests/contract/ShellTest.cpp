@@ -27,7 +27,7 @@ class Shell : public testing::Test {
   tests::TestMachine machine;
 };
 
-TEST_F(Shell, AThreadIsInitialisedOnceAndSaysSoAfterwards) {
+TEST_F(Shell, ASecondInitialisationOfAThreadReturnsFalse) {
   EXPECT_EQ(kAlreadyInitialised, CoInitialize(nullptr));
   EXPECT_EQ(kAlreadyInitialised, CoInitialize(nullptr));
 }
@@ -41,7 +41,7 @@ TEST_F(Shell, TheAppsFolderIsAnItemInAnyCase) {
   }
 }
 
-TEST_F(Shell, AFolderThatTheShellDoesNotKnowIsNoItem) {
+TEST_F(Shell, AnUnknownFolderIsNoItem) {
   IShellItem* item = nullptr;
   // Wine accepts any name as that of a file on the desktop.
   EXPECT_EQ(!tests::RunsOnWine(), Parse(u"shell:noSuchFolderHere", item) < 0);
@@ -69,7 +69,7 @@ TEST_F(Shell, TheAppsFolderIsEnumeratedToItsEnd) {
   EXPECT_EQ(0u, IEnumShellItems_Release(items));
 }
 
-TEST_F(Shell, AnItemTellsItsNameInMemoryOfItsOwn) {
+TEST_F(Shell, AnItemReturnsItsNameInNewMemory) {
   IShellItem* folder = nullptr;
   ASSERT_GE(Parse(u"shell:appsFolder", folder), S_OK);
   char16_t* name = nullptr;

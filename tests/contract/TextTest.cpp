@@ -35,7 +35,7 @@ TEST(Text, EveryLengthOfSequenceIsConvertedBothWays) {
   EXPECT_EQ(text, Narrow(wide));
 }
 
-TEST(Text, ANulThatIsCountedIsConverted) {
+TEST(Text, ACountedNulIsConverted) {
   EXPECT_EQ(u"a\0b\0"s, Widen("a\0b\0"s));
   EXPECT_EQ("a\0b\0"s, Narrow(u"a\0b\0"s));
 }
@@ -49,7 +49,7 @@ TEST(Text, AnEmptyTextConvertsToNothing) {
   EXPECT_EQ('x', text);
 }
 
-TEST(Text, TooLittleRoomConvertsToNothing) {
+TEST(Text, TooSmallABufferFails) {
   char16_t wide[2] = {};
   char text[2] = {};
   EXPECT_EQ(0, MultiByteToWideChar(CP_UTF8, 0, "abc", 3, wide, 2));
@@ -88,7 +88,7 @@ INSTANTIATE_TEST_SUITE_P(
                     InvalidText{"NulInside", "\xC3\0z"s, u"\xFFFD\0z"s}),
     [](const auto& each) { return each.param.name; });
 
-TEST(Text, WhatFollowsASequenceThatTheEndWouldCutIsKept) {
+TEST(Text, CharactersAfterAnIncompleteSequenceAreKept) {
   // For Wine the sequence includes everything up to the end, also a terminating NUL.
   EXPECT_EQ(!tests::RunsOnWine(), Widen("a\xE2z") == u"a\xFFFDz");
   EXPECT_EQ(!tests::RunsOnWine(), Widen("a\xE2\0"s) == u"a\xFFFD\0"s);
@@ -116,12 +116,12 @@ class Expansion : public testing::Test {
   char16_t expanded[300] = {};
 };
 
-TEST_F(Expansion, VariablesAreReplacedWhateverTheCase) {
+TEST_F(Expansion, VariablesAreReplacedInAnyCase) {
   EXPECT_EQ(14u, Expand(u"<%KestrelBAYcontract%>\\e"));
   EXPECT_EQ(u"<two words>\\e", std::u16string(expanded));
 }
 
-TEST_F(Expansion, WhatIsNoVariableStaysAsItIsWritten) {
+TEST_F(Expansion, UnknownVariablesStay) {
   for (const auto* text : {u"", u"plain", u"50% off", u"%NoSuchVariableHere%", u"%%", u"a%", u"%a b%c"}) {
     EXPECT_EQ(std::u16string(text).size() + 1, Expand(text));
     EXPECT_EQ(text, std::u16string(expanded));
@@ -129,7 +129,7 @@ TEST_F(Expansion, WhatIsNoVariableStaysAsItIsWritten) {
 }
 
 // Wine ends the variable at the second sign and continues after it.
-TEST_F(Expansion, SignBehindWhatIsNoVariableBeginsTheNext) {
+TEST_F(Expansion, ASignAfterAnUnknownVariableBeginsTheNext) {
   for (const auto& [text, result] :
        {std::pair{u"%NoSuchVariableHere%KestrelbayContract%", u"%NoSuchVariableHeretwo words"},
         std::pair{u"%%KestrelbayContract%", u"%two words"},
@@ -145,13 +145,13 @@ TEST_F(Expansion, ExpandedTextIsNotExpandedAgain) {
   EXPECT_EQ(u"%KestrelbayContract%", std::u16string(expanded));
 }
 
-TEST_F(Expansion, TheExactRoomSuffices) {
+TEST_F(Expansion, TheExactSizeIsEnough) {
   EXPECT_EQ(10u, Expand(u"%KestrelbayContract%", 10));
   EXPECT_EQ(u"two words", std::u16string(expanded));
   EXPECT_EQ(u'?', expanded[10]);
 }
 
-TEST_F(Expansion, TooLittleRoomTellsTheNeedAndStaysInsideTheRoom) {
+TEST_F(Expansion, TooSmallABufferReturnsTheRequiredSizeAndIsNotOverrun) {
   EXPECT_EQ(10u, Expand(u"%KestrelbayContract%", 9));
   EXPECT_EQ(u'?', expanded[9]);
   EXPECT_EQ(6u, Expand(u"plain", 3));
