@@ -73,11 +73,11 @@ std::vector<std::u16string> SplitWide(std::u16string_view text, char16_t separat
 // The expressions are case-sensitive and match the whole text, by design. So "tool.EXE" and "tool.ico,0"
 // yield the empty text. Such an application cannot be started.
 std::string ExtractExePath(std::string iconPath) {
-  const std::string path = std::regex_replace(iconPath, std::regex("\""), "");
+  iconPath = std::regex_replace(iconPath, std::regex("\""), "");
   std::smatch match;
   // Greedy: a folder that is named like a program stays in the path.
-  if (std::regex_match(path, match, std::regex("(.*\\.exe).*"))) return match[1];
-  if (std::regex_match(path, match, std::regex("(.*\\.ico)"))) {
+  if (std::regex_match(iconPath, match, std::regex("(.*\\.exe).*"))) return match[1];
+  if (std::regex_match(iconPath, match, std::regex("(.*\\.ico)"))) {
     // By design the dot is not escaped: the expression also replaces the character before "ico".
     return std::regex_replace(match[1].str(), std::regex("(.ico)$"), ".exe");
   }

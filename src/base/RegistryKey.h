@@ -30,8 +30,9 @@ inline constexpr RegistryView k64BitView = 2;
  */
 class RegistryKey {
  public:
-  /** @param rootName  borrowed by this key and by each key opened below it */
-  RegistryKey(RegistryView view, platform::HKEY handle, std::u16string_view rootName, std::u16string path);
+  /** @param nameOfRoot  borrowed by this key and by each key opened below it */
+  RegistryKey(RegistryView openedView, platform::HKEY openHandle, std::u16string_view nameOfRoot,
+              std::u16string pathBelowRoot);
   RegistryKey(const RegistryKey&) = default;
   RegistryKey& operator=(const RegistryKey&) = delete;
   /** Closes the handle, by design also HKEY_CURRENT_USER, but not HKEY_LOCAL_MACHINE and HKEY_USERS. */

@@ -57,7 +57,8 @@ std::string SystemInfo::GetProductName() {
 }
 
 std::string SystemInfo::GetProxyServer() {
-  const RegistryKey user = CurrentUserRoot();  // by design a copy, which closes HKEY_CURRENT_USER
+  // By design a copy, which closes HKEY_CURRENT_USER.
+  const RegistryKey user = CurrentUserRoot();  // NOLINT(performance-unnecessary-copy-initialization)
   const auto key = OpenKey(user, Utf8ToWide(kInternetSettingsPath));
   if (!key) {
     SDK_LOG(kLogError, kFile, "failed open registry. the path is %s.", kInternetSettingsPath);

@@ -175,6 +175,7 @@ platform::HANDLE AppUninstall::StartUninstallProcess(const std::string& appPath,
   return process;  // null, too, if the shell returned no process: that counts as not started
 }
 
+// The parameters are prescribed to be values. NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool AppUninstall::RegWatcher(std::string rootKeyStr, std::string subKeyPath, std::string architecture,
                               const std::string& displayName) {
   SDK_LOG(kLogInfo, kFile, "rootKeyStr=%s, uninstallRegPath=%s", rootKeyStr.c_str(), subKeyPath.c_str());
