@@ -25,6 +25,9 @@ struct ValueBuffer {
   platform::DWORD bytes = kValueBytes;
   platform::DWORD type = 0;
 
+  // Any access behind the end would go unnoticed.
+  static_assert(sizeof units >= kValueBytes + sizeof(std::int32_t));
+
   platform::BYTE* Data() { return reinterpret_cast<platform::BYTE*>(units.data()); }
   void EndWithZeros() { std::memset(Data() + bytes, 0, sizeof(std::int32_t)); }
 };
@@ -48,6 +51,7 @@ void WriteDecimal(std::int64_t number, std::u16string& text) {
 // gets what Windows left in the buffer.
 void Expand(const char16_t* unexpanded, std::u16string& text) {
   std::array<char16_t, kNameChars + 1> expanded{};
+  static_assert(expanded.size() > kNameChars);  // the call may fill all without a terminator
   platform::ExpandEnvironmentStringsW(unexpanded, expanded.data(), kNameChars);
   text = expanded.data();
 }
