@@ -16,6 +16,8 @@ using testing::ElementsAre;
 const std::u16string kCode = u"{12345678-ABCD-EF01-2345-6789ABCDEF01}";
 const std::u16string kPacked = u"87654321DCBA10FE32547698BADCFE10";
 const std::u16string kHive = u"HKEY_USERS\\S-1-5-21-1\\";
+/** The products of the user of this hive. */
+const std::u16string kProducts = kHive + u"Software\\Microsoft\\Installer\\Products\\";
 /** The hive of the current user, which is listed last. */
 constexpr std::string_view kOwnHive = "S-1-5-21-1000000001-";
 const std::string kUninstall = "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall";
@@ -105,7 +107,7 @@ TEST_F(Explained, ManagedEntryIsRejectedByTheFirstRuleThatApplies) {
 TEST_F(Explained, UserProductIsRejectedByTheFirstRuleThatApplies) {
   const std::u16string properties =
       kUserData64Path + u"\\S-1-5-21-1\\Products\\" + kPacked + u"\\InstallProperties";
-  machine.registry.CreateKey(kHive + u"Software\\Microsoft\\Installer\\Products\\" + kPacked);
+  machine.registry.CreateKey(kProducts + kPacked);
   SetTexts(properties, {{u"SystemComponent", u"1"}, {u"Publisher", ExcludedPublisher}});
   const auto verdictWith = [&](const Texts& values) {
     SetTexts(properties, values);
@@ -123,9 +125,12 @@ TEST_F(Explained, KeysAreInTheOrderOfTheScan) {
   machine.registry.CreateKey(kHive + u"Software");
   explanation = ExplainInstalledApps();
   std::vector<std::string> keys;
+  std::vector<ScanRoot> scanRoots;
   for (const ExplainedKey& key : explanation.keys) {
     if (key.key.path.starts_with(kOwnHive)) continue;
+    EXPECT_EQ(key.view, key.key.view);
     keys.push_back(key.key.root + '\\' + key.key.path + ' ' + std::to_string(key.view));
+    scanRoots.push_back(key.place);
   }
   EXPECT_THAT(keys, ElementsAre("HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products 0",
                                 "HKEY_LOCAL_MACHINE\\" + kUninstall + " 1",
@@ -134,6 +139,27 @@ TEST_F(Explained, KeysAreInTheOrderOfTheScan) {
                                 "HKEY_LOCAL_MACHINE\\" + kUninstall + "\\Wide 2",
                                 "HKEY_USERS\\S-1-5-21-1\\" + kUninstall + " 0",
                                 "HKEY_USERS\\S-1-5-21-1\\Software\\Microsoft\\Installer\\Products 0"));
+  EXPECT_THAT(scanRoots, ElementsAre(ScanRoot::InstallerProducts, ScanRoot::UninstallKey,
+                                     ScanRoot::UninstallKey, ScanRoot::UninstallKey, ScanRoot::UninstallKey,
+                                     ScanRoot::UninstallKey, ScanRoot::UserProducts));
+}
+
+TEST_F(Explained, UserDataIsAScanRootInBothViewsBeforeTheProductsOfTheUser) {
+  machine.registry.CreateKey(kProducts + kPacked);
+  machine.registry.CreateKey(kUserData32Path);
+  explanation = ExplainInstalledApps();
+  const auto first = std::ranges::find(explanation.keys, ScanRoot::UserData, &ExplainedKey::place);
+  ASSERT_LT(2, explanation.keys.end() - first);
+  EXPECT_EQ(first[0].key.path, "Software\\Microsoft\\Windows\\CurrentVersion\\Installer\\UserData");
+  EXPECT_EQ(first[0].view, k32BitView);
+  EXPECT_EQ(first[0].fate, Fate::Searched);
+  EXPECT_EQ(first[0].verdict, Verdict::Accepted);
+  EXPECT_EQ(first[1].place, ScanRoot::UserData);
+  EXPECT_EQ(first[1].view, k64BitView);
+  EXPECT_EQ(first[1].fate, Fate::Unread);
+  EXPECT_EQ(first[1].verdict, Verdict::Unopened);
+  EXPECT_EQ(first[1].status, 2);
+  EXPECT_TRUE(first[2].isEntry);
 }
 
 TEST(ExplainedWithoutProducts, MissingProductsKeyEndsTheScan) {
@@ -233,7 +259,7 @@ TEST_F(Explained, EntryRejectedBeforeItsNameIsReadHasAName) {
 
 TEST_F(Explained, UserProductHasEachSearchedBranch) {
   const std::u16string products = u"\\Products\\" + kPacked + u"\\InstallProperties";
-  SetTexts(kHive + u"Software\\Microsoft\\Installer\\Products\\" + kPacked, {{u"ProductName", u"Product"}});
+  SetTexts(kProducts + kPacked, {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(kUserData64Path + u"\\S-1-5-18" + products);
   SetTexts(kUserData64Path + u"\\S-1-5-21-1" + products, {{u"SystemComponent", u"1"}});
   machine.registry.CreateKey(kUserData64Path + u"\\S-1-5-21-2");
@@ -248,15 +274,51 @@ TEST_F(Explained, UserProductHasEachSearchedBranch) {
   EXPECT_TRUE(Field(AppField::DisplayVersion).source->key.path.find("S-1-5-21-4") != std::string::npos);
 }
 
-TEST_F(Explained, UserProductIsUnreadInAViewWithoutUserData) {
-  SetTexts(kHive + u"Software\\Microsoft\\Installer\\Products\\" + kPacked, {{u"ProductName", u"Product"}});
+TEST_F(Explained, UserProductIsLeftOutWithTheReasonOfEachBranch) {
+  const std::u16string own = kProducts + kPacked;
+  const auto branch = [](const std::u16string& sid) {
+    return kUserData64Path + u'\\' + sid + u"\\Products\\";
+  };
+  SetTexts(own, {{u"ProductName", u"Product"}});
+  machine.registry.Deny(own, kAllReading);
+  machine.registry.CreateKey(branch(u"1") + u"00000000000000000000000000000000");
+  machine.registry.CreateKey(branch(u"2") + kPacked);
+  SetTexts(branch(u"3") + kPacked + u"\\InstallProperties", {{u"DisplayName", u"App"}});
+  const ExplainedKey& key = Entry(std::string(kPacked.begin(), kPacked.end()), k64BitView);
+  EXPECT_EQ(key.fate, Fate::LeftOut);
+  EXPECT_EQ(key.verdict, Verdict::InNoBranch);
+  EXPECT_EQ(key.displayName, "");
+  std::vector<std::pair<std::string, Verdict>> branches;
+  for (const ExplainedBranch& judged : key.branches) branches.emplace_back(judged.sid, judged.verdict);
+  EXPECT_THAT(branches,
+              ElementsAre(std::pair("1", Verdict::NotInBranch), std::pair("2", Verdict::PropertiesUnopened),
+                          std::pair("3", Verdict::ProductKeyUnopened)));
+}
+
+TEST_F(Explained, UserProductHasThePlaceOfItsHiveAndTheViewOfUserData) {
+  SetTexts(kProducts + kPacked, {{u"ProductName", u"Product"}});
   machine.registry.CreateKey(kUserData64Path);
-  explanation = ExplainInstalledApps();
-  std::vector<Verdict> verdicts;
-  for (const ExplainedKey& key : explanation.keys) {
-    if (key.isEntry) verdicts.push_back(key.verdict);
-  }
-  EXPECT_THAT(verdicts, ElementsAre(Verdict::UserDataUnopened, Verdict::InNoBranch));
+  const ExplainedKey& key = Entry(std::string(kPacked.begin(), kPacked.end()), k64BitView);
+  EXPECT_EQ(key.place, ScanRoot::UserProducts);
+  EXPECT_EQ(key.key.root, "HKEY_USERS");
+  EXPECT_EQ(key.key.path, "S-1-5-21-1\\Software\\Microsoft\\Installer\\Products\\" +
+                              std::string(kPacked.begin(), kPacked.end()));
+  EXPECT_EQ(key.key.view, kDefaultView);
+  EXPECT_EQ(key.displayName, "Product");
+  EXPECT_EQ(key.fate, Fate::LeftOut);
+  EXPECT_EQ(key.verdict, Verdict::InNoBranch);
+  EXPECT_TRUE(key.branches.empty());
+}
+
+TEST_F(Explained, UserProductIsUnreadInAViewWithoutUserData) {
+  SetTexts(kProducts + kPacked, {{u"ProductName", u"Product"}});
+  machine.registry.CreateKey(kUserData64Path);
+  const ExplainedKey& key = Entry(std::string(kPacked.begin(), kPacked.end()), k32BitView);
+  EXPECT_EQ(key.place, ScanRoot::UserProducts);
+  EXPECT_EQ(key.fate, Fate::Unread);
+  EXPECT_EQ(key.verdict, Verdict::UserDataUnopened);
+  EXPECT_EQ(key.displayName, "Product");
+  EXPECT_TRUE(key.opens.empty());
 }
 
 TEST_F(Explained, AnObserverDoesNotChangeTheScan) {
