@@ -37,7 +37,7 @@ std::vector<AppRecord> ListMachine(const std::string& directory) {
 }
 
 std::vector<AppRecord> ReadSide(const std::string& path) {
-  return IsDirectory(path) ? ListMachine(path) : ReadSavedList(path);
+  return IsDirectory(path) ? ListMachine(path) : ParseSavedList(path, ReadWholeFile(path));
 }
 
 std::string ChangeName(AppChange change) {

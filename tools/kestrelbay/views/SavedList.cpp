@@ -5,7 +5,6 @@
 #include <nlohmann/json.hpp>
 
 #include "console/Failure.h"
-#include "console/SaveFile.h"
 
 namespace cli {
 namespace {
@@ -56,8 +55,8 @@ AppRecord ReadApp(const Json& entry, const std::string& where) {
 
 }  // namespace
 
-std::vector<AppRecord> ReadSavedList(const std::string& path) {
-  const Json list = Parse(path, ReadWholeFile(path));
+std::vector<AppRecord> ParseSavedList(const std::string& path, const std::string& text) {
+  const Json list = Parse(path, text);
   if (!list.is_array()) Refuse(path, "is not a list of applications");
   std::vector<AppRecord> apps;
   for (const Json& entry : list) {

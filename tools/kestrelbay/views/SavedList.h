@@ -8,7 +8,7 @@
 
 namespace cli {
 
-/** Reads a list. @throws Failure, with the name of the file, if it is not a complete list */
-std::vector<AppRecord> ReadSavedList(const std::string& path);
+/** Parses a list. @param path  of its file, for messages @throws Failure if it is not a complete list */
+std::vector<AppRecord> ParseSavedList(const std::string& path, const std::string& text);
 
 }  // namespace cli
