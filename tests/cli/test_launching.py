@@ -5,7 +5,7 @@ import os
 import pty
 import subprocess
 
-from kestrelbay import PROGRAM, SECONDS, UNINSTALL, UNINSTALL_32, USER, TestCase, app, environment
+from kestrelbay import PROGRAM, SECONDS, UNINSTALL, UNINSTALL_32, USER, TestCase, app, environment, key
 
 
 class LaunchingTest(TestCase):
@@ -68,6 +68,14 @@ class ForgetTest(TestCase):
         self.assertEqual(self.names(machine), ["Beta"])
         self.assertEqual(self.output("--machine", machine, "--json", "forget", "-y", "Beta"),
                          '{"removed":true}\n')
+        self.assertEqual(self.names(machine), [])
+
+    def test_keys_below_the_entry_go_in_the_same_change(self):
+        entry = f"HKEY_LOCAL_MACHINE\\{UNINSTALL}\\Alpha"
+        machine = self.machine(app("Alpha"), *(key(f"{entry}\\{name}", {"x": "y"}) for name in ("1", "2\\3", "4")))
+        self.output("--machine", machine, "forget", "Alpha", "--yes")
+        self.assertEqual(sorted(file.name for file in (machine / "registry").iterdir()),
+                         ["10-machine.reg", "~change-00000001.reg"])
         self.assertEqual(self.names(machine), [])
 
     def test_unknown_name(self):

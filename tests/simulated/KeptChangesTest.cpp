@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "MachineFolder.h"
+#include "simulated/directory/ChangeAsOne.h"
 #include "simulated/machine/KeptChanges.h"
 
 namespace simulated {
@@ -60,6 +61,54 @@ TEST_F(KeptChangesTest, EachIsAFileOfItsOwnAtOnce) {
   EXPECT_THAT(ChangeFiles(), ElementsAre("registry/~change-00000001.reg"));
   ASSERT_EQ(SetValue(*machine, u"b"), 0);
   EXPECT_THAT(ChangeFiles(), ElementsAre("registry/~change-00000001.reg", "registry/~change-00000002.reg"));
+}
+
+TEST_F(KeptChangesTest, ManyThatAreMadeAsOneAreOneFile) {
+  {
+    const auto machine = Open(Changes::Lasting);
+    const auto change = [&] {
+      ASSERT_EQ(SetValue(*machine, u"a"), 0);
+      ASSERT_EQ(SetValue(*machine, u"b"), 0);
+      EXPECT_THAT(ChangeFiles(), SizeIs(0));
+    };
+    ASSERT_EQ(ChangeAsOne(*machine, change), 0);
+    EXPECT_THAT(ChangeFiles(), ElementsAre("registry/~change-00000001.reg"));
+    ASSERT_EQ(SetValue(*machine, u"c"), 0);
+    EXPECT_THAT(ChangeFiles(), SizeIs(2));
+  }
+  const auto again = Open(Changes::Discarded);
+  EXPECT_EQ(again->registry.Find(kKey)->ValueCount(), 4U);
+}
+
+TEST_F(KeptChangesTest, NothingThatIsMadeAsOneIsNoFile) {
+  const auto machine = Open(Changes::Lasting);
+  ASSERT_EQ(ChangeAsOne(*machine, [] {}), 0);
+  EXPECT_THAT(ChangeFiles(), SizeIs(0));
+}
+
+TEST_F(KeptChangesTest, OneThatChangesFilesTooIsKeptByItself) {
+  fs::create_directories(folder / "drives" / "C");
+  const auto machine = Open(Changes::Lasting);
+  const auto change = [&] {
+    ASSERT_EQ(SetValue(*machine, u"a"), 0);
+    ASSERT_EQ(KeptMerger(*machine).Commit({{u"C:\\new"}, {}}), 0);
+    EXPECT_THAT(ChangeFiles(), SizeIs(1));
+  };
+  ASSERT_EQ(ChangeAsOne(*machine, change), 0);
+  EXPECT_THAT(ChangeFiles(), SizeIs(2));
+}
+
+TEST_F(KeptChangesTest, ManyThatCannotBeWrittenAsOneFail) {
+  Machine machine;
+  machine.keeper = [](const ProgramChanges&) { return kWriteFault; };
+  EXPECT_EQ(ChangeAsOne(machine, [&] { EXPECT_EQ(SetValue(machine, u"a"), 0); }), kWriteFault);
+  EXPECT_EQ(SetValue(machine, u"b"), kWriteFault);
+}
+
+TEST_F(KeptChangesTest, OfADiscardedMachineAreMadeAsOneInMemory) {
+  Machine machine;
+  EXPECT_EQ(ChangeAsOne(machine, [&] { EXPECT_EQ(SetValue(machine, u"a"), 0); }), 0);
+  EXPECT_EQ(machine.registry.Find(kKey)->ValueCount(), 1U);
 }
 
 TEST_F(KeptChangesTest, OfADiscardedMachineAreNotOnDisk) {

@@ -38,6 +38,11 @@ def entry(version, date):
     return f"\n[{UNINSTALL}\\Alpha]\n" + "\n".join(lines) + "\n"
 
 
+def below(*names):
+    """Keys below the entry."""
+    return "".join(f'\n[{UNINSTALL}\\Alpha\\{name}]\n"x"="y"\n' for name in names)
+
+
 class Operation:
     """What is run on which machine, and the names of the two states between which it goes."""
 
@@ -57,7 +62,8 @@ def make_machine(folder, version):
     registry, drive, setups = folder / "registry", folder / "drives" / "C", folder / "setups"
     for made in (registry, drive / "Alpha", setups):
         made.mkdir(parents=True)
-    (registry / "10.reg").write_text(HEADER + GATE + (entry(version, "20200101") if version else ""))
+    installed = entry(version, "20200101") + below("Parts", "Shell\\Open") if version else ""
+    (registry / "10.reg").write_text(HEADER + GATE + installed)
     (setups / "new.reg").write_text(HEADER + entry("2.0", "20260101"))
     (setups / "gone.reg").write_text(HEADER + f"\n[-{UNINSTALL}\\Alpha]\n")
     for name in ("setup.exe", "Alpha/remove.exe", "Alpha/old.dll"):
@@ -86,8 +92,9 @@ class Killer:
             raise AssertionError(f"not readable: {done.stderr.decode()}")
         drive = machine / "drives" / "C"
         listed = [(app["displayName"], app["displayVersion"], app["installDate"]) for app in json.loads(done.stdout)]
-        leftovers = [file.name for file in (machine / "registry").iterdir() if file.suffix not in (".reg",)]
-        return listed, sorted(str(file.relative_to(drive)) for file in drive.rglob("*")), leftovers
+        # Each operation is one file.
+        changes = sorted(file.name for file in (machine / "registry").iterdir())
+        return listed, sorted(str(file.relative_to(drive)) for file in drive.rglob("*")), changes
 
     def ends(self, operation):
         """Both states of an operation that nobody kills."""

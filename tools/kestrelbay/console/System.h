@@ -149,6 +149,12 @@ bool WasInterrupted();
 std::string WriteProblem();
 
 /**
+ * Makes all changes that `action` makes to the registry of a simulated machine last as one, or none of them.
+ * WriteProblem() reports a failure. On Windows only calls `action`.
+ */
+void ChangeAsOne(const std::function<void()>& action);
+
+/**
  * Waits until the programs of a simulated machine have ended, because they would end with this process.
  * Ctrl-C does not wait.
  */

@@ -20,6 +20,7 @@
 #include "console/SecretText.h"
 #include "console/System.h"
 #include "simulated/base/WideText.h"
+#include "simulated/directory/ChangeAsOne.h"
 #include "simulated/directory/CurrentMachine.h"
 #include "simulated/directory/MachineDirectory.h"
 
@@ -226,6 +227,10 @@ bool WasInterrupted() { return wasInterrupted != 0; }
 std::string WriteProblem() {
   const simulated::Machine* const machine = simulated::CurrentMachineOrNull();
   return machine ? machine->WriteProblem() : std::string();
+}
+
+void ChangeAsOne(const std::function<void()>& action) {
+  simulated::ChangeAsOne(simulated::CurrentMachine(), action);
 }
 
 void LeaveMachine() {

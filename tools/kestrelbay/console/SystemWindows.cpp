@@ -225,6 +225,8 @@ bool WasInterrupted() { return wasInterrupted; }
 
 std::string WriteProblem() { return {}; }
 
+void ChangeAsOne(const std::function<void()>& action) { action(); }
+
 void LeaveMachine() {}
 
 }  // namespace cli
