@@ -13,6 +13,8 @@ from kestrelbay import HEADER, PROGRAM, SECONDS, UNINSTALL, TestCase, app, envir
 
 ENTRY = f"HKEY_LOCAL_MACHINE\\{UNINSTALL}\\Alpha"
 REMOVER = r"C:\Alpha\remove.exe"
+# Root writes into every folder.
+POWERLESS = 65534 if os.geteuid() == 0 else None
 # Programs wait for this file, so that a test decides when they continue.
 GO = r"C:\go"
 
@@ -43,10 +45,10 @@ class JobTestCase(TestCase):
                 for entry in json.loads(self.output("--machine", machine, "--json", "list"))}
 
 
-    def follow(self, machine, *arguments):
+    def follow(self, machine, *arguments, user=None):
         """Starts the command line; to be used as a context."""
         return subprocess.Popen([PROGRAM, "--machine", str(machine), *arguments], stdin=subprocess.DEVNULL,
-                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment())
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment(), user=user)
 
     def read_until(self, process, awaited, lines=b""):
         """Reads standard error until it has `awaited`; `lines` is the part read before."""
@@ -221,9 +223,9 @@ class InterruptTest(JobTestCase):
     # Programs wait for a file here, so that none ends before the command line has printed its verdict.
     WAITING = {"waitsForFile": GO}
 
-    def interrupt(self, machine, *arguments, waiting, verdict):
+    def interrupt(self, machine, *arguments, waiting, verdict, user=None):
         """Interrupts a job that waits, and lets its program continue after the verdict is printed."""
-        with self.follow(machine, "--log", *arguments) as process:
+        with self.follow(machine, "--log", *arguments, user=user) as process:
             lines = self.read_until(process, waiting)
             process.send_signal(signal.SIGINT)
             lines = self.read_until(process, verdict, lines)
@@ -262,6 +264,30 @@ class InterruptTest(JobTestCase):
         self.assertIn("no longer waiting: the uninstaller goes on by itself", lines)
         self.assertIn('stopped waiting: "Alpha" is still listed with version "1.0", and the uninstaller goes on', lines)
         self.assertEqual(self.listed(machine), {})
+
+    def close(self, machine):
+        """From now on nobody can write into the machine's registry."""
+        (machine / "registry").chmod(0o555)
+        self.addCleanup((machine / "registry").chmod, 0o755)
+
+    def interrupt_on_a_closed_machine(self, program, arguments, waiting):
+        machine = self.pc(self.alpha(), programs={program: [{**self.WAITING, "merges": "setups/change.reg"}]})
+        self.setup_file(machine, "change.reg", self.alpha("2.0"))
+        self.folder.chmod(0o755)
+        self.close(machine)
+        status, output, lines = self.interrupt(machine, *arguments, waiting=waiting, user=POWERLESS,
+                                               verdict=b"kestrelbay: stopped waiting: ")
+        self.assertEqual((status, output), (1, ""))
+        self.assertRegex(lines, r"\nkestrelbay: a program could not change the machine: [^\n]*registry: cannot be "
+                                r"written \(Permission denied\); make it writable, or use a copy of the machine\n\Z")
+        self.assertEqual(self.listed(machine), {"Alpha": "1.0"})
+
+    def test_installer_that_cannot_write_after_the_first_one_is_reported(self):
+        self.interrupt_on_a_closed_machine(r"C:\setup.exe", ["install", r"C:\setup.exe", "--name", "Alpha"],
+                                           b"enter StartInstallProcessAndWait")
+
+    def test_uninstaller_that_cannot_write_after_the_first_one_is_reported(self):
+        self.interrupt_on_a_closed_machine(REMOVER, ["uninstall", "Alpha"], b"rootKeyStr=")
 
     def test_second_one_ends_the_process(self):
         machine = self.pc(programs={r"C:\setup.exe": [self.WAITING]})

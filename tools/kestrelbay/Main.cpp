@@ -101,14 +101,16 @@ ExitStatus Run(const Request& request) {
   return WasDamageReported() ? request.command.failed : session.status;
 }
 
-int RunToStatus(std::vector<std::string> arguments) {
+/** @param reported  receives the message of a failure */
+int RunToStatus(std::vector<std::string> arguments, std::string& reported) {
   ExitStatus failed = kFailed;
   try {
     const Request request = Read(std::move(arguments));
     failed = request.command.failed;
     return Run(request);
   } catch (const Failure& failure) {
-    ReportError(failure.what());
+    reported = failure.what();
+    ReportError(reported);
     return failure.status == kFailed ? failed : failure.status;
   } catch (const std::exception& error) {
     ReportError(std::string("stopped: ") + error.what());
@@ -116,12 +118,22 @@ int RunToStatus(std::vector<std::string> arguments) {
   }
 }
 
+/** Reports a change that a program could not write after the command had judged. @return the exit status */
+int ReportLateProblem(const std::string& reported, int status) {
+  const std::string problem = WriteProblem();
+  if (problem.empty() || reported.find(problem) != reported.npos) return status;
+  ReportError("a program could not change the machine: " + problem);
+  return std::max<int>(status, kFailed);
+}
+
 }  // namespace
 }  // namespace cli
 
 int main(int argc, char** argv) {
-  const int status = cli::RunToStatus(cli::Start(argc, argv));
+  std::string reported;
+  const int judged = cli::RunToStatus(cli::Start(argc, argv), reported);
   cli::LeaveMachine();
+  const int status = cli::ReportLateProblem(reported, judged);
   // Without destructors of static objects: a worker thread of the library may still use them.
   std::_Exit(status);
 }
