@@ -13,6 +13,8 @@ import time
 
 from kestrelbay import PROGRAM, SECONDS, TestCase, environment, key
 
+# Root writes into every folder.
+POWERLESS = 65534 if os.geteuid() == 0 else None
 CRYPTOGRAPHY = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Cryptography"
 
 
@@ -69,6 +71,26 @@ class SecretsTest(TestCase):
         self.refusal(1, "--machine", there, "decrypt", given=hidden)
         done = self.run_host("--machine", other, "--log", "decrypt", given=hidden)
         self.assertIn(b"errCode=-2146893813", done.stderr)
+
+    def test_machine_without_an_identity_gets_one_that_lasts(self):
+        machine = self.machine()
+        hidden = self.encrypt(b"secret", "--machine", machine).encode()
+        change = machine / "registry" / "~change-00000001.reg"
+        self.assertRegex(change.read_text("utf-16"), r'"MachineGuid"="[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}"')
+        self.assertEqual(self.output("--machine", machine, "decrypt", given=hidden), "secret")
+        # Without the identity nobody can decrypt, and the next one is another.
+        change.unlink()
+        self.assertIn("cannot decrypt: ", self.refusal(1, "--machine", machine, "decrypt", given=hidden))
+        self.encrypt(b"other", "--machine", machine)
+        self.assertIn("cannot decrypt: ", self.refusal(1, "--machine", machine, "decrypt", given=hidden))
+
+    def test_machine_that_cannot_get_an_identity_encrypts_nothing(self):
+        machine = self.machine()
+        self.folder.chmod(0o755)
+        (machine / "registry").chmod(0o555)
+        self.addCleanup((machine / "registry").chmod, 0o755)
+        line = self.refusal(1, "--machine", machine, "encrypt", given=b"secret", user=POWERLESS)
+        self.assertIn(f"the machine has no MachineGuid, and gets none: {machine}/registry: cannot be written", line)
 
     def test_neither_log_nor_error_holds_the_secret(self):
         done = self.run_host("--log", "encrypt", given=b"correct horse")
@@ -162,6 +184,7 @@ class SecretsTest(TestCase):
         text = self.output("encrypt", "--help")
         self.assertIn("On Windows only the same user on the same machine", text)
         self.assertIn("everybody who can read the machine directory can decrypt", text)
+        self.assertIn("without MachineGuid gets a random one first. If the value is changed or removed", text)
 
     @staticmethod
     def read_until(terminal, mark):

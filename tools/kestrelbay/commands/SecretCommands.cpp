@@ -82,12 +82,19 @@ void ReadInto(SecretText& input, const char* prompt, std::size_t mostBytes, cons
   }
 }
 
+[[noreturn]] void RefuseToEncrypt() {
+  const std::string problem = WriteProblem();
+  throw Failure("the text could not be protected" +
+                (problem.empty() ? "; see the reason with --log"
+                                 : ": the machine has no MachineGuid, and gets none: " + problem));
+}
+
 void EncryptInput(Session& session) {
   const StackWiper wiper;
   SecretText input(kMostPlainBytes + kLineEndBytes);
   ReadInto(input, "Text to protect: ", kMostPlainBytes, "a mebibyte");
   const LibraryText hidden(&Encrypt, input);
-  if (hidden.Get().empty()) throw Failure("the text could not be protected; see the reason with --log");
+  if (hidden.Get().empty()) RefuseToEncrypt();
   if (session.json) {
     session.out.WriteJsonLine({{"protectedText", hidden.Get()}});
   } else {
@@ -142,7 +149,10 @@ void AddEncrypt(CLI::App& app, Command& chosen) {
       "Prints a text that kestrelbay decrypt turns back. On Windows only the same user on the same machine\n"
       "can do that. On a simulated machine the key is computed from the machine's MachineGuid and the "
       "user's\n"
-      "SID, so everybody who can read the machine directory can decrypt: use it for tests only.\n"
+      "SID, so everybody who can read the machine directory can decrypt: use it for tests only. A machine\n"
+      "without MachineGuid gets a random one first. If the value is changed or removed, the machine "
+      "decrypts\n"
+      "none of its earlier texts.\n"
       "The secret has at most one mebibyte. One line end at its end is dropped. On a terminal the secret is\n"
       "asked for and not shown.");
   command->callback([&chosen] { chosen = EncryptInput; });
