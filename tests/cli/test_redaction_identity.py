@@ -102,6 +102,38 @@ class IdentityTest(RedactionTestCase):
         self.assertIn("Program Files\\\\Stays", self.registry(folder))
         self.assertIn("bin\\\\stays.exe", self.registry(folder))
 
+    def test_two_names_with_a_backslash_count_as_an_account_everywhere(self):
+        texts = ["AC\\DC", "Best of AC\\DC 2024", "bin\\tool"]
+        stay = ["bin\\tool.exe", "a\\b\\c", ".\\b", "C:\\ab"]
+        folder = self.redacted(*(app(f"{n}", DisplayName=text) for n, text in enumerate(texts + stay)))
+        names = [a["displayName"] for a in self.apps(folder).values()]
+        hidden = [name for name in names if name not in stay]
+        self.assertEqual(sorted(set(names) & set(stay)), sorted(stay))
+        self.assertEqual(sorted(map(len, hidden)), sorted(map(len, texts)))
+        self.check(folder, ["AC\\DC"])
+        # The same words everywhere.
+        words = next(name for name in hidden if len(name) == 5)
+        self.assertIn(f"Best of {words} 2024", hidden)
+
+    def test_every_name_of_a_registered_owner(self):
+        names = ["RegisteredOwner", "RegisteredUser", "RegisteredOrganization", "RegisteredCompany", "RegOwner", "RegUser",
+                 "RegOrganization", "RegCompany", "Registered Owner"]
+        folder = self.redacted(entry("A", "".join(f'{quoted(name)}="Zephyrin Quast"\n' for name in names)))
+        self.check(folder, ["Zephyrin", "Quast"])
+
+    def test_every_name_of_a_setting_for_secrets(self):
+        names = ["pass", "passphrase", "passcode", "secret", "token", "apikey", "api-key", "api_key", "serial", "licensekey",
+                 "pidkey", "productkey", "account", "login", "user", "username", "x_password", "myPasswd", "Passwort",
+                 "KENNWORT", "pwd", "db_pass", "db-pass", "clientsecret"]
+        texts = [text for name in names for text in (f"/{name}:zqgeheim", f"{name} = zqgeheim;x", f"-{name} 'zqgeheim x'")]
+        folder = self.redacted(entry("A", "".join(f'"v{n}"={quoted(text)}\n' for n, text in enumerate(texts))))
+        self.check(folder, ["zqgeheim"])
+
+    def test_a_word_that_is_no_setting_for_secrets_keeps_its_value(self):
+        texts = ["/passport:stays", "mode=stays", "user stays", "tokens=stays"]
+        folder = self.redacted(entry("A", "".join(f'"v{n}"={quoted(text)}\n' for n, text in enumerate(texts))))
+        self.assertEqual(self.registry(folder).count("stays"), len(texts))
+
     def test_credentials_without_a_scheme_and_settings_for_secrets(self):
         texts = ["berta:geheim@host", "setup /password:geheim /S", "--password=geheim", "-pwd geheim", "SA_PASSWORD=geheim",
                  'PASSWORD="geheim berta" /qn', "/user:berta", "Kennwort: geheim"]
