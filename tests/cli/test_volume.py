@@ -102,7 +102,8 @@ class VolumeTest(VolumeTestCase):
     def test_nothing_is_kept_on_a_volume(self):
         volume = self.volume("Anna")
         before = contents(volume)
-        self.run_host("--machine", volume, "forget", "Everybody's")
+        line = self.refusal(1, "--machine", volume, "forget", "Everybody's", "--yes")
+        self.assertIn(f"not removed: {volume}: a volume is never changed", line)
         self.assertEqual(contents(volume), before)
 
     def test_several_people_are_told_and_one_is_chosen(self):

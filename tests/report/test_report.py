@@ -8,6 +8,7 @@ import os
 import pathlib
 import re
 import shutil
+import stat
 import subprocess
 import tempfile
 import unittest
@@ -146,6 +147,37 @@ class PageTest(Machine):
         done = report("report", "-o", file, "--json")
         self.assertEqual(json.loads(done.stdout), {"file": str(file), "applications": 45})
         self.assertRegex(report("report", "-o", file).stdout.decode(), r"r\.html: 45 applications, \d+ bytes\n\Z")
+
+    def test_keeps_the_mode_of_the_file_that_it_replaces(self):
+        usual = os.umask(0)
+        self.addCleanup(os.umask, usual)
+        file = self.folder / "r.html"
+        for mode in (0o600, 0o640, 0o444, 0o664):
+            with self.subTest(oct(mode)):
+                file.unlink(missing_ok=True)
+                file.write_text("old")
+                file.chmod(mode)
+                self.assertEqual(report("report", "-o", file).returncode, 0)
+                self.assertIn("<html", file.read_text(encoding="utf-8"))
+                self.assertEqual(stat.S_IMODE(file.stat().st_mode), mode)
+
+    @unittest.skipUnless(shutil.which("strace"), "strace is not installed")
+    def test_a_private_file_is_private_at_every_moment(self):
+        file, trace = self.folder / "r.html", self.folder / "trace"
+        file.touch(0o600)
+        done = subprocess.run(["strace", "-f", "-o", trace, "-e", "trace=openat,open,creat,fchmod,fchmodat,chmod", PROGRAM,
+                               "report", "-o", file], capture_output=True, timeout=60)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        modes = re.findall(r"O_CREAT.*?, (0[0-7]*)\)|chmod.*?, (0[0-7]*)", trace.read_text())
+        self.assertTrue(modes)
+        self.assertEqual({mode for pair in modes for mode in pair if mode}, {"0600"})
+
+    def test_a_new_file_has_the_usual_mode(self):
+        usual = os.umask(0o027)
+        self.addCleanup(os.umask, usual)
+        file = self.folder / "r.html"
+        self.assertEqual(report("report", "-o", file).returncode, 0)
+        self.assertEqual(stat.S_IMODE(file.stat().st_mode), 0o640)
 
     def test_as_json_without_a_file_is_wrong_usage(self):
         done = report("report", "--json")
