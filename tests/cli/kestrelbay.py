@@ -6,6 +6,7 @@ import pathlib
 import pty
 import select
 import shutil
+import signal
 import struct
 import subprocess
 import tempfile
@@ -20,6 +21,7 @@ USER = r"HKEY_USERS\S-1-5-21-1-2-3-1001"
 HEADER = "Windows Registry Editor Version 5.00\n"
 GATE = "\n[HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products]\n"
 SECONDS = 60
+TEST_SECONDS = int(os.environ.get("KESTRELBAY_TEST_SECONDS", "150"))
 
 
 def quoted(text):
@@ -60,8 +62,16 @@ def cells(line):
 
 class TestCase(unittest.TestCase):
     def setUp(self):
+        # A test that waits forever fails by name.
+        signal.signal(signal.SIGALRM, self.fail_late)
+        signal.alarm(TEST_SECONDS)
+        self.addCleanup(signal.alarm, 0)
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kestrelbay-"))
         self.addCleanup(shutil.rmtree, self.folder)
+
+    @staticmethod
+    def fail_late(*_):
+        raise TimeoutError(f"the test did not end within {TEST_SECONDS} s")
 
     def machine(self, *keys, name="pc", encoding="utf-8"):
         """Writes a machine with these keys and the installer's own; returns its folder."""
