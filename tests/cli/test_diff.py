@@ -144,6 +144,7 @@ class BadListTest(ListsTest):
         self.check_refused(b"{}", "is not a list of applications")
         self.check_refused(b"[3]", "application 1: is not an application")
         self.check_refused(b"[{}]", "application 1: has no displayName")
+        self.check_refused(b"[1e999]", "bad.json: has a number that is too large")
         self.check_refused("[]".encode("utf-16"), "is UTF-16, ")
 
     def test_edited_list_is_refused(self):

@@ -25,6 +25,8 @@ Json Parse(const std::string& path, const std::string& text) {
     const auto line = std::count(text.begin(), end, '\n') + 1;
     Refuse(path + ":" + std::to_string(line),
            error.byte > text.size() ? "ends in the middle" : "is not JSON from here on");
+  } catch (const Json::out_of_range&) {
+    Refuse(path, "has a number that is too large");
   }
 }
 
