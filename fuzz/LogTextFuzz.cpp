@@ -1,5 +1,5 @@
 /**
- * The text of a log record: whatever the arguments contain, each is in its place, and nothing else is.
+ * The text of a log record: for any arguments, each is in its place, and the record contains nothing else.
  *
  * The input has up to three lines: plain text of the format, a narrow argument and a wide one.
  */

@@ -1,4 +1,4 @@
-/** machine.json: any bytes are taken or refused with one line that names the file. */
+/** machine.json: any bytes are accepted, or refused with one line that names the file. */
 #include <unistd.h>
 
 #include <cstdlib>

@@ -268,8 +268,8 @@ class Library {
     return Start(std::move(job), installs, &::Install);
   }
   /**
-   * Starts a removal; otherwise as Install. A removal that its user cancels waits until PermanentStop ends
-   * it.
+   * Starts an uninstallation; otherwise as Install. An uninstallation that its user cancels waits until
+   * PermanentStop ends it.
    */
   [[nodiscard]] std::future<Outcome> Uninstall(const std::string& name) {
     auto job = std::make_unique<detail::Job<UninstallRequest>>();

@@ -100,7 +100,7 @@ typedef struct InstallRequest {
                                 field */
 } InstallRequest;
 
-/** The parameters and results of one removal. Texts are as in InstallRequest. */
+/** The parameters and results of one uninstallation. Texts are as in InstallRequest. */
 typedef struct UninstallRequest {
   char displayName[260];  /**< in: name that the application is listed under; identifies the job */
   char registryPath[260]; /**< in: leave empty. The library does not read another text, but then finds
@@ -125,16 +125,16 @@ typedef void (*UninstallCallback)(UninstallRequest* request);
  * directory of the host, and a relative path is relative to that directory. If the shell returns no process
  * handle, the job judges at once, while the installer still runs.
  *
- * Blocks for half a second and for the start of the thread. Starts of installations and removals wait for
- * each other. Logs at the start and on the thread of the job. A job keeps up to two inventories allocated for
- * the life of the process, one for each look-up.
+ * Blocks for half a second and for the start of the thread. Starts of installations and uninstallations wait
+ * for each other. Logs at the start and on the thread of the job. A job keeps up to two inventories allocated
+ * for the life of the process, one for each look-up.
  *
- * Jobs at once: an installation and a removal do not disturb each other. Two installations share a table
- * without a lock. Each job looks itself up there when it begins and removes itself when it ends. A start that
- * writes at that moment, or a second job that ends at that moment, breaks the table: a job is lost or the
- * process crashes. It is safe to start the next job after the callback of the previous one has returned, but
- * not from inside it: the thread of the previous job ends during the half second of the start. A host that
- * runs several jobs at once accepts this risk.
+ * Jobs at once: an installation and an uninstallation do not disturb each other. Two installations share a
+ * table without a lock. Each job looks itself up there when it begins and removes itself when it ends. A
+ * start that writes at that moment, or a second job that ends at that moment, breaks the table: a job is lost
+ * or the process crashes. It is safe to start the next job after the callback of the previous one has
+ * returned, but not from inside it: the thread of the previous job ends during the half second of the start.
+ * A host that runs several jobs at once accepts this risk.
  *
  * @param request   owned by the caller; must stay valid and writable until the callback has returned. A long
  *                  version text overruns DisplayVersion, so leave room after the record (1 KiB is enough). A
@@ -146,22 +146,22 @@ typedef void (*UninstallCallback)(UninstallRequest* request);
 KESTRELBAY_API void Install(InstallRequest* request, InstallCallback callback);
 
 /**
- * Starts a removal. Runs the uninstall command of the application elevated on a new thread and waits for a
- * change of its registry entry or for SetStopAppEvent, but never for the program. The removal succeeds if the
- * application is not in the inventory afterwards.
+ * Starts an uninstallation. Runs the uninstall command of the application elevated on a new thread and waits
+ * for a change of its registry entry or for SetStopAppEvent, but never for the program. The uninstallation
+ * succeeds if the application is not in the inventory afterwards.
  *
  * If the program does not change the entry, for example because its user cancelled it, the job waits for
  * ever. Only SetStopAppEvent ends that wait. The wait is for an event with the name of the application: if
  * another kind of object has that name, or the name contains a backslash, the job does not wait.
  *
- * Blocking, logging, kept inventories, jobs at once, request and callback are as in Install; removals have a
- * separate callback and table. The handle of the program stays open.
+ * Blocking, logging, kept inventories, jobs at once, request and callback are as in Install; uninstallations
+ * have a separate callback and table. The handle of the program stays open.
  */
 KESTRELBAY_API void Uninstall(UninstallRequest* request, UninstallCallback callback);
 
 /**
- * Ends every wait of installations and removals, now and for the life of the process: the event stays set.
- * Ends no program and drops no job.
+ * Ends every wait of installations and uninstallations, now and for the life of the process: the event stays
+ * set. Ends no program and drops no job.
  *
  * Logs after it has set the event. Blocks only in the logger.
  */

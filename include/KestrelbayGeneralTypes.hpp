@@ -33,7 +33,7 @@ struct InstallOrder {
   std::string parameters = {}; /**< command-line parameters of the installer */
 };
 
-/** How an installation or a removal ended. */
+/** How an installation or an uninstallation ended. */
 struct Outcome {
   bool isSuccess = false;
   std::string result; /**< "Success", "Fail" or "Cancel" */

@@ -15,7 +15,7 @@
  *  3. Call GuardQueueLog or GuardInitDllLogger first. Before that, a function that logs calls a null pointer.
  *  4. GetAppBlackList and ReleaseDllStr throw nothing. Call them directly.
  *  5. An exception on a thread of the library cannot be caught here and ends the process: lack of memory in a
- *     running installation, removal or asynchronous call, or an exception that leaves a callback.
+ *     running installation, uninstallation or asynchronous call, or an exception that leaves a callback.
  *  6. If not even a small block of memory is free, g++'s runtime may end the process before it can raise an
  *     exception.
  */
@@ -84,7 +84,7 @@ typedef struct GuardInstallJob {
   volatile int32_t finished; /**< out: 1 when `request` has its results and is no longer used */
 } GuardInstallJob;
 
-/** A removal for hosts without a callback; as GuardInstallJob. */
+/** An uninstallation for hosts without a callback; as GuardInstallJob. */
 typedef struct GuardUninstallJob {
   UninstallRequest request;
   char room[1024];

@@ -169,7 +169,7 @@ void Drives::KeepChanges() {
 }
 
 HostFailure Drives::ChangeOnHost(const FileChanges& changes) const {
-  // A removed file cannot be brought back, so what would prevent a removal is looked for first.
+  // A removed file cannot be restored, so everything that would prevent a removal is checked first.
   for (const std::u16string& path : changes.removes) {
     const auto place = FindPlace(path);
     const int error = place ? place->root->MayRemove(place->below) : 0;

@@ -1,4 +1,4 @@
-/** Follows an installation or a removal: what is listed before and after, the wait, Ctrl-C. */
+/** Follows an installation or an uninstallation: what is listed before and after, the wait, Ctrl-C. */
 #pragma once
 
 #include <functional>
