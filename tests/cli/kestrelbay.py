@@ -21,7 +21,7 @@ USER = r"HKEY_USERS\S-1-5-21-1-2-3-1001"
 HEADER = "Windows Registry Editor Version 5.00\n"
 GATE = "\n[HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products]\n"
 SECONDS = 60
-TEST_SECONDS = int(os.environ.get("KESTRELBAY_TEST_SECONDS", "150"))
+TEST_SECONDS = int(os.environ.get("KESTRELBAY_TEST_SECONDS", "240"))
 
 
 def quoted(text):
