@@ -102,7 +102,7 @@ std::string Security::Byte2String(const std::uint8_t* bytes, std::size_t length)
   // The line breaks stay in the text, by design. If this call fails, the zeros stay: the empty text.
   std::string text(chars, '\0');
   platform::CryptBinaryToStringA(bytes, byteCount, platform::CRYPT_STRING_BASE64, text.data(), &chars);
-  return text.c_str();  // NOLINT(readability-redundant-string-cstr): it ends the text at its NUL
+  return text.c_str();
 }
 
 std::vector<std::uint8_t> Security::String2Byte(const std::string& text) {
