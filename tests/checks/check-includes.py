@@ -13,7 +13,7 @@ import tempfile
 
 from sources import expect, finish, source_files
 
-FOLDERS = ["include", "src", "platform", "tools", "tests", "bench", "fuzz", "samples"]
+FOLDERS = ["include", "src", "platform", "tools", "tests", "bench", "fuzz", "samples", "proof"]
 PUBLIC_HEADER = "KestrelbayGeneralSDK.h"
 # For each room, the rooms that it may include besides itself.
 SRC_ROOMS = {

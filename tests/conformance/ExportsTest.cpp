@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 
 #include "HostTest.h"
 
@@ -117,17 +118,27 @@ const Entered kEntered[] = {
 
 void PrintTo(const Entered& entered, std::ostream* out) { *out << entered.name; }
 
-class EntryLine : public HostTest, public testing::WithParamInterface<Entered> {};
+class EntryLine : public HostTest, public testing::WithParamInterface<Entered> {
+ protected:
+  void SetNumbers() {
+    SetTexts(u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\Tablet PC", {{u"IsTabletPc", u"0"}});
+    SetTexts(u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings",
+             {{u"ProxyEnable", u"0"}});
+  }
+};
 
 INSTANTIATE_TEST_SUITE_P(Of, EntryLine, testing::ValuesIn(kEntered),
                          [](const auto& entered) { return std::string(entered.param.name); });
 
 TEST_P(EntryLine, IsTheFirstLineOfTheExport) {
-  SetTexts(u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\Tablet PC", {{u"IsTabletPc", u"0"}});
-  SetTexts(u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings",
-           {{u"ProxyEnable", u"0"}});
+  if (!IsInUse()) SetNumbers();
   const std::string name = GetParam().name;
-  GetParam().call();
+  try {
+    GetParam().call();
+  } catch (const std::exception&) {
+    // A number of a machine in use may be missing.
+    if (!IsInUse()) throw;
+  }
   const std::vector<LogLine> lines = log.Lines();
   ASSERT_FALSE(lines.empty());
   EXPECT_EQ(lines[0].file, "KestrelbayGeneralSDK");

@@ -1,12 +1,53 @@
 #include "HostTest.h"
 
+#include <algorithm>
+
 namespace tests {
 
 using kestrelbay::ReceivedEntry;
 
-HostTest::HostTest() {
+namespace {
+
+std::vector<ReceivedEntry> ListAll(bool includeIcons) {
+  InstalledAppEntry* entries = nullptr;
+  std::uint32_t count = 0;
+  GetInstalledAppList(&entries, &count, includeIcons);
+  EXPECT_NE(entries, nullptr);
+  const std::vector<ReceivedEntry> received =
+      kestrelbay::CopyEntries(entries, static_cast<std::int32_t>(count));
+  ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
+  EXPECT_EQ(entries, nullptr);
+  return received;
+}
+
+/** Applications of others, without their icons. */
+std::vector<ReceivedEntry> others;
+
+bool IsOthers(ReceivedEntry entry) {
+  const auto isSame = [&](const ReceivedEntry& other) {
+    entry.iconText = other.iconText;
+    return entry == other;
+  };
+  return std::ranges::any_of(others, isSame);
+}
+
+}  // namespace
+
+void HideOthers() { others = ListAll(false); }
+
+bool HostTest::Prepare(TestMachine& machine) {
   machine.CreateKey(kProducts);
-  for (const KeyPath& key : machine.UninstallKeys()) machine.DeleteKey(key);
+  if (IsInUse()) {
+    const kestrelbay::LogCapture unheard;
+    HideOthers();
+  } else {
+    for (const KeyPath& key : machine.UninstallKeys()) machine.DeleteKey(key);
+  }
+  return true;
+}
+
+void HostTest::RequireNoOthers() {
+  if (!others.empty()) throw NotOnThisMachine("the list has applications of others");
 }
 
 KeyPath HostTest::Entry(const std::u16string& name, const Values& values, View view) {
@@ -27,14 +68,8 @@ void HostTest::SetTexts(const KeyPath& key, const Values& values) {
 }
 
 std::vector<ReceivedEntry> List(bool includeIcons) {
-  InstalledAppEntry* entries = nullptr;
-  std::uint32_t count = 0;
-  GetInstalledAppList(&entries, &count, includeIcons);
-  EXPECT_NE(entries, nullptr);
-  const std::vector<ReceivedEntry> received =
-      kestrelbay::CopyEntries(entries, static_cast<std::int32_t>(count));
-  ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
-  EXPECT_EQ(entries, nullptr);
+  std::vector<ReceivedEntry> received = ListAll(includeIcons);
+  std::erase_if(received, IsOthers);
   return received;
 }
 

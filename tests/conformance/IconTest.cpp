@@ -77,6 +77,7 @@ TEST_F(Icon, IsTheSameInAListAndAlone) {
 }
 
 TEST_F(Icon, IsInAnAsynchronousListOnlyOnRequest) {
+  RequireNoOthers();
   AppWith(u"App", Large());
   kestrelbay::ListReceiver receiver;
   GetInstalledAppListAsync(&kestrelbay::ListReceiver::Receive, true);

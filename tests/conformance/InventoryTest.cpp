@@ -36,6 +36,7 @@ TEST_F(Inventory, IsEmptyWithoutTheProductsKey) {
 }
 
 TEST_F(Inventory, EmptyListIsAnArrayThatMustBeReleased) {
+  RequireNoOthers();
   InstalledAppEntry* entries = nullptr;
   std::uint32_t count = 7;
   GetInstalledAppList(&entries, &count, false);
@@ -46,6 +47,7 @@ TEST_F(Inventory, EmptyListIsAnArrayThatMustBeReleased) {
 }
 
 TEST_F(Inventory, SecondReleaseFreesNothing) {
+  RequireNoOthers();
   Entry(u"A", Plain(u"App"));
   InstalledAppEntry* entries = nullptr;
   std::uint32_t count = 0;
@@ -59,6 +61,7 @@ TEST_F(Inventory, SecondReleaseFreesNothing) {
 }
 
 TEST_F(Inventory, CountOfZeroOrLessReleasesTheArrayAndNoText) {
+  RequireNoOthers();
   Entry(u"A", Plain(u"App", {{u"InstallLocation", u"C:\\App"}}));
   for (const std::int32_t count : {0, -1, INT32_MIN}) {
     InstalledAppEntry* entries = nullptr;
@@ -151,6 +154,7 @@ TEST_F(Inventory, IconTextIsANormalizedPathForAnIconFileAndEmptyForAMissingExecu
 }
 
 TEST_F(Inventory, AsynchronousListIsReportedOnceAndEqualsTheSynchronousOne) {
+  RequireNoOthers();
   Entry(u"A", Plain(u"A"));
   kestrelbay::ListReceiver receiver;
   GetInstalledAppListAsync(&kestrelbay::ListReceiver::Receive, false);
@@ -162,6 +166,7 @@ TEST_F(Inventory, AsynchronousListIsReportedOnceAndEqualsTheSynchronousOne) {
 }
 
 TEST_F(Inventory, AsynchronousEmptyListHasAnArray) {
+  RequireNoOthers();
   kestrelbay::ListReceiver receiver;
   GetInstalledAppListAsync(&kestrelbay::ListReceiver::Receive, false);
   const auto lists = receiver.WaitForLists(1);

@@ -53,6 +53,8 @@ class JobHost : public HostTest {
    */
   static Steps UninstallSteps(const KeyPath& key, const std::u16string& name);
 
+  /** The library lets the shell show its messages. */
+  const MessageCloser closer;
   const std::u16string folder = machine.Folder();
   const std::u16string setup = folder + u"\\setup.exe";
   const std::u16string uninstaller = folder + u"\\remove.exe";

@@ -26,6 +26,8 @@ class Launching : public HostTest {
     Entry(u"Tool", {{u"DisplayName", u"Tool"}, {u"UninstallString", u"u"}, {u"DisplayIcon", icon}});
   }
 
+  /** The library lets the shell show its messages. */
+  const MessageCloser closer;
   std::u16string program = machine.Folder() + u"\\the tool.exe";
 };
 

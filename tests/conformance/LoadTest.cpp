@@ -36,6 +36,16 @@ bool BecomesTrue(Condition isTrue) {
   return true;
 }
 
+/** Numbers of a machine in use may be missing, which reaches the host as an exception. */
+template <class Call>
+void AskNumber(Call call) {
+  try {
+    call();
+  } catch (const std::exception&) {
+    if (!IsInUse()) throw;
+  }
+}
+
 std::set<std::string> NamesInDefinitionFile() {
   std::ifstream file(KESTRELBAY_EXPORT_LIST);
   std::set<std::string> names;
@@ -66,6 +76,9 @@ class Life {
     return called;
   }
 
+  /** How many applications the machine lists, those of others as well. */
+  static inline std::size_t listed = 0;
+
  private:
   template <class Function>
   Function Export(const char* name) {
@@ -78,7 +91,8 @@ class Life {
     for (const char* name :
          {"GetManufacturer", "GetDeviceId", "GetProductName", "GetProxyServer", "GetGraphics"}) {
       std::int32_t size = buffer.size();
-      Export<decltype(&::GetDeviceId)>(name)(buffer.data(), &size);
+      const auto ask = Export<decltype(&::GetDeviceId)>(name);
+      AskNumber([&] { ask(buffer.data(), &size); });
     }
     std::int32_t size = buffer.size();
     EXPECT_TRUE(Export<decltype(&::GetAppVersion)>("GetAppVersion")("App", nullptr, buffer.data(), &size));
@@ -86,7 +100,7 @@ class Life {
     size = buffer.size();
     Export<decltype(&::GetRootDir)>("GetRootDir")(buffer.data(), &size, 2);
     EXPECT_GE(Export<decltype(&::GetDiskAvailableSpace)>("GetDiskAvailableSpace")("C"), 0);
-    Export<decltype(&::IsTabletPC)>("IsTabletPC")();
+    AskNumber(Export<decltype(&::IsTabletPC)>("IsTabletPC"));
   }
 
   void UseTexts() {
@@ -109,6 +123,7 @@ class Life {
     std::uint32_t count = 0;
     Export<decltype(&::GetInstalledAppList)>("GetInstalledAppList")(&entries, &count, true);
     EXPECT_GE(count, 1U);
+    listed = count;
     Export<decltype(&::ReleaseInstalledAppList)>("ReleaseInstalledAppList")(&entries,
                                                                             static_cast<std::int32_t>(count));
     const int before = callbacks;
@@ -153,11 +168,15 @@ class Load : public testing::Test {
  protected:
   Load() {
     machine.CreateKey(u"HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products");
+    if (!IsInUse()) SetNumbers();
+    machine.MakeProgram(program);
+    PrepareLives();
+  }
+
+  void SetNumbers() {
     machine.SetText(u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\Tablet PC", u"IsTabletPc", u"0");
     machine.SetText(u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Internet Settings",
                     u"ProxyEnable", u"0");
-    machine.MakeProgram(program);
-    PrepareLives();
   }
 
   /** Adds the application that each life uninstalls. */
@@ -202,16 +221,17 @@ class Load : public testing::Test {
 };
 
 TEST_F(Load, LivesLeaveOnlyWhatStaysByDesign) {
-  constexpr std::size_t kLives = 100;
+  // Applications of others take time in each life.
+  const std::size_t lives = IsInUse() ? 20 : 100;
   // The system keeps some objects from the first few lives.
   for (int life = 0; life < 5; ++life) LiveOnce();
   const ProcessFigures before = MeasureProcess();
   std::vector<ProcessFigures> after;
-  for (std::size_t life = 0; life < kLives; ++life) after.push_back(LiveOnce());
-  const ProcessFigures bare = LeftByBareLives(kLives);
+  for (std::size_t life = 0; life < lives; ++life) after.push_back(LiveOnce());
+  const ProcessFigures bare = LeftByBareLives(lives);
   const ProcessFigures end = after.back();
   std::printf("%zu lives: threads %zu -> %zu, handles %zu -> %zu, slots %zu -> %zu, memory %zu -> %zu KiB\n",
-              kLives, before.threads, end.threads, before.handles, end.handles, before.slots, end.slots,
+              lives, before.threads, end.threads, before.handles, end.handles, before.slots, end.slots,
               before.memoryBytes / 1024, end.memoryBytes / 1024);
   std::printf("of that, any library's: threads %zu, handles %zu, slots %zu, memory %zu KiB\n", bare.threads,
               bare.handles, bare.slots, bare.memoryBytes / 1024);
@@ -221,7 +241,7 @@ TEST_F(Load, LivesLeaveOnlyWhatStaysByDesign) {
   CheckHandles(before, after, bare.handles);
   // The inventories that look-ups keep. For one application they are smaller than this.
   constexpr std::size_t kBytesKept = 64 * 1024;
-  EXPECT_LT(end.memoryBytes, before.memoryBytes + kLives * kBytesKept + bare.memoryBytes);
+  EXPECT_LT(end.memoryBytes, before.memoryBytes + lives * Life::listed * kBytesKept + bare.memoryBytes);
 }
 
 }  // namespace

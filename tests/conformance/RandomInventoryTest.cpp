@@ -37,15 +37,22 @@ std::vector<ReceivedEntry> ListNaively(const PlainRegistry& registry) {
   return entries;
 }
 
+/** Leaves out what a machine in use has itself: other users, and the key of all products. */
+void KeepToNewKeys(PlainRegistry& registry) {
+  const std::u16string user = u"S-1-5-21-1";
+  std::erase_if(registry.users.subKeys, [&](const PlainKey& hive) { return hive.name != user; });
+  for (PlainKey& hive : registry.users.subKeys) hive.name = kHive.substr(kHive.rfind(u'\\') + 1);
+  registry.machine.At(kProducts.path.substr(kProducts.path.find(u'\\') + 1));
+}
+
 /** Removes all entries that a random registry could meet, while the object lives. */
 class RandomMachine {
  public:
   explicit RandomMachine(PlainRegistry& registry) {
     // Systems write the name of the folder of Windows in different case.
     machine.SetVariable(u"SystemRoot", u"C:\\Windows");
-    Clear();
-    ForEachRoot(registry, &RandomMachine::Put);
-    ForEachRoot(registry, &RandomMachine::Date);
+    if (!IsInUse()) Clear();
+    Fill(registry);
   }
 
  private:
@@ -58,6 +65,11 @@ class RandomMachine {
     for (const std::u16string& user : machine.SubKeyNames(u"HKEY_USERS")) {
       machine.DeleteKey(u"HKEY_USERS\\" + user + u"\\Software\\Microsoft\\Installer\\Products");
     }
+  }
+
+  void Fill(PlainRegistry& registry) {
+    ForEachRoot(registry, &RandomMachine::Put);
+    ForEachRoot(registry, &RandomMachine::Date);
   }
 
   void ForEachRoot(PlainRegistry& registry, Visit visit) {
@@ -89,12 +101,20 @@ class RandomMachine {
 
 TEST(RandomInventory, EqualsASecondImplementation) {
   const kestrelbay::LogCapture log;
+  if (IsInUse()) HideOthers();
   std::size_t records = 0;
   for (std::uint32_t seed = 0; seed < SeedCount(); ++seed) {
     PlainRegistry registry = kestrelbay::RandomRegistry(seed).Make();
+    if (IsInUse()) KeepToNewKeys(registry);
     const RandomMachine machine(registry);
     const std::vector<ReceivedEntry> received = List();
-    ASSERT_EQ(received, ListNaively(registry)) << "seed " << seed << "\n" << Describe(registry);
+    const std::vector<ReceivedEntry> expected = ListNaively(registry);
+    // The sort is not stable: applications of others change the order of those that have the same name.
+    const bool isEqual = IsInUse() ? std::ranges::is_permutation(received, expected) : received == expected;
+    ASSERT_TRUE(isEqual) << "seed " << seed << "\n"
+                         << testing::PrintToString(received) << "\n"
+                         << testing::PrintToString(expected) << "\n"
+                         << Describe(registry);
     records += received.size();
   }
   // A check of the test itself: the registries are neither mostly empty nor mostly filtered out.

@@ -43,7 +43,10 @@ TEST_F(Versions, AnyOtherRegistryPathHasNoVersion) {
   }
 }
 
-TEST_F(Versions, AnEmptyInventoryHasNoVersionAndDoesNotReadTheName) { EXPECT_EQ(Ask(nullptr), "(none)"); }
+TEST_F(Versions, AnEmptyInventoryHasNoVersionAndDoesNotReadTheName) {
+  RequireNoOthers();
+  EXPECT_EQ(Ask(nullptr), "(none)");
+}
 
 TEST_F(Versions, TheSizeIsComparedWithTheLengthWithoutTheNul) {
   Install(u"App", u"1.2");

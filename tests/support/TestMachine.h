@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,6 +33,22 @@ struct KeyPath {
   std::u16string path;
   View view = View::Native;
 };
+
+/**
+ * Whether others use this machine. A test then changes only keys and files that it made itself, and what
+ * needs more throws NotOnThisMachine. A simulated machine is never in use;
+ * tests/support/windows/MachineInUse.h has the rules for a real one.
+ */
+bool IsInUse();
+
+/** A test cannot run on this machine: others use it, or rights are missing. It has changed nothing. */
+class NotOnThisMachine : public std::runtime_error {
+ public:
+  explicit NotOnThisMachine(const std::string& reason) : runtime_error("not on this machine: " + reason) {}
+};
+
+/** The hive of a user below HKEY_USERS that tests add keys to; a machine in use takes no new one. */
+std::u16string HiveOfTests();
 
 /** One record of log.dll. The level is the letter D, I, W or E. */
 struct LogRecord {

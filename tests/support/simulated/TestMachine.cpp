@@ -156,6 +156,10 @@ void TestMachine::SetVariable(std::u16string_view name, std::u16string_view valu
   state->machine.environment.Set(name, value);
 }
 
+bool IsInUse() { return false; }
+
+std::u16string HiveOfTests() { return u"HKEY_USERS\\S-1-5-21-4000000000-4000000000-4000000000-1001"; }
+
 platform::HANDLE TestMachine::MakeMutex(const std::u16string& name) {
   bool made = false;
   const auto mutex =

@@ -1,5 +1,6 @@
 #include "RegistryChanges.h"
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -7,6 +8,8 @@
 #include <ranges>
 #include <stdexcept>
 #include <utility>
+
+#include "MachineInUse.h"
 
 namespace tests {
 namespace {
@@ -27,6 +30,8 @@ REGSAM ViewBits(View view) {
 }
 
 void Check(LSTATUS status, const char* what) {
+  if (status == ERROR_ACCESS_DENIED && IsInUse())
+    throw NotOnThisMachine(std::string("administrator rights are missing: ") + what);
   if (status != ERROR_SUCCESS) throw std::runtime_error(what + (": status " + std::to_string(status)));
 }
 
@@ -51,6 +56,20 @@ std::optional<KeyPath> TopmostMissing(const KeyPath& path) {
     if (!OpenKey(above, KEY_READ)) return above;
   }
   return std::nullopt;
+}
+
+/** Both views have one name for the native one. */
+bool IsSameView(View left, View right) { return (left == View::Bits32) == (right == View::Bits32); }
+
+bool BeginsWith(const std::u16string& path, const std::u16string& beginning) {
+  return path.size() >= beginning.size() &&
+         CompareStringOrdinal(Wide(path), static_cast<int>(beginning.size()), Wide(beginning),
+                              static_cast<int>(beginning.size()), TRUE) == CSTR_EQUAL &&
+         (path.size() == beginning.size() || path[beginning.size()] == u'\\');
+}
+
+[[noreturn]] void Refuse(const std::u16string& path) {
+  throw NotOnThisMachine("a key of others: " + std::string(path.begin(), path.end()));
 }
 
 /** Removes from a path as much as one registry call allows, and returns it. */
@@ -90,7 +109,11 @@ RegistryChanges::~RegistryChanges() {
 
 void RegistryChanges::CreateKey(const KeyPath& path) {
   const auto topmost = TopmostMissing(path);
-  if (!topmost) return;
+  if (!topmost) {
+    if (!IsWay(path.path)) RequireOwn(path);
+    return;
+  }
+  RequireOwnPlace(*topmost);
   WillMake(*topmost);
   auto [key, rest] = Split(path.path);
   do {
@@ -108,6 +131,7 @@ void RegistryChanges::CreateKey(const KeyPath& path) {
 void RegistryChanges::SetValue(const KeyPath& path, const std::u16string& name, DWORD type,
                                std::span<const BYTE> bytes) {
   CreateKey(path);
+  RequireOwn(path);
   OpenKey key(path, KEY_READ | KEY_WRITE);
   if (!key) throw std::runtime_error("the key may not be written to");
   earlierValues.push_back({path, name, Read(key, name)});
@@ -119,27 +143,63 @@ void RegistryChanges::SetValue(const KeyPath& path, const std::u16string& name, 
 }
 
 void RegistryChanges::DeleteLater(const KeyPath& path) {
-  if (const auto topmost = TopmostMissing(path)) WillMake(*topmost);
+  if (const auto topmost = TopmostMissing(path)) {
+    RequireOwnPlace(*topmost);
+    WillMake(*topmost);
+  }
+}
+
+bool RegistryChanges::Owns(const KeyPath& path) const {
+  return std::ranges::any_of(madeKeys, [&](const KeyPath& made) {
+    return IsSameView(made.view, path.view) && BeginsWith(path.path, made.path);
+  });
+}
+
+void RegistryChanges::RequireOwn(const KeyPath& path) const {
+  if (IsInUse() && !Owns(path)) Refuse(path.path);
+}
+
+void RegistryChanges::RequireOwnPlace(const KeyPath& topmostMissing) const {
+  if (!IsInUse() || Owns(topmostMissing)) return;
+  const std::u16string above = topmostMissing.path.substr(0, topmostMissing.path.rfind(u'\\'));
+  if (above.starts_with(u"HKEY_LOCAL_MACHINE") && !IsElevated())
+    throw NotOnThisMachine("administrator rights are missing: a key of the machine");
+  if (above == u"HKEY_USERS") throw NotOnThisMachine("Windows takes no new key directly below HKEY_USERS");
+  if (!IsContainer(above) && !IsContainer(topmostMissing.path)) Refuse(above);
 }
 
 void RegistryChanges::WillMake(const KeyPath& key) {
   madeKeys.push_back(key);
+  if (!AddToList(key)) throw std::runtime_error("the list of made keys cannot be written");
+}
+
+bool RegistryChanges::HasLeftKeys() { return std::filesystem::exists(ListPath()); }
+
+bool RegistryChanges::AddToList(const KeyPath& key) {
   std::u16string record(1, static_cast<char16_t>(u'0' + static_cast<int>(key.view)));
   record.append(key.path).push_back(u'\0');
   std::ofstream file(ListPath(), std::ios::binary | std::ios::app);
   file.write(reinterpret_cast<const char*>(record.data()),
              static_cast<std::streamsize>(record.size() * sizeof(char16_t)));
-  if (!file.flush()) throw std::runtime_error("the list of made keys cannot be written");
+  return static_cast<bool>(file.flush());
 }
 
 void RegistryChanges::DeleteMadeKeys() {
-  for (const auto& key : std::views::reverse(madeKeys)) DeleteKey(key);
-  madeKeys.clear();
+  for (const auto& key : std::views::reverse(madeKeys)) Erase(key);
   std::error_code ignored;
   std::filesystem::remove(ListPath(), ignored);
+  for (const auto& key : madeKeys) {
+    if (OpenKey(key, KEY_READ)) AddToList(key);
+  }
+  madeKeys.clear();
 }
 
 bool RegistryChanges::DeleteKey(const KeyPath& path) {
+  if (OpenKey(path, KEY_READ)) RequireOwn(path);
+  return Erase(path);
+}
+
+bool RegistryChanges::Erase(const KeyPath& path) {
   const auto cut = path.path.rfind(u'\\');
   const OpenKey parent({path.path.substr(0, cut), path.view}, KEY_ALL_ACCESS);
   return parent && RegDeleteTreeW(parent.Get(), Wide(path.path.substr(cut + 1))) == ERROR_SUCCESS;

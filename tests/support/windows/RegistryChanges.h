@@ -38,12 +38,21 @@ class RegistryChanges {
   RegistryChanges(const RegistryChanges&) = delete;
   RegistryChanges& operator=(const RegistryChanges&) = delete;
 
+  /** Whether keys of a test that ended are still there, because rights to delete them are missing. */
+  static bool HasLeftKeys();
+
   void CreateKey(const KeyPath& path);
   void SetValue(const KeyPath& path, const std::u16string& name, DWORD type, std::span<const BYTE> bytes);
+  /** @return false where there is no such key @throws NotOnThisMachine for a key of others on a machine in
+   * use */
   bool DeleteKey(const KeyPath& path);
   /** Deletes at the end a key that another program will create, and those of its parents that are missing
    * now. */
   void DeleteLater(const KeyPath& path);
+  /** Whether the key, or one above it, is one that was made or will be. */
+  bool Owns(const KeyPath& path) const;
+  /** @throws NotOnThisMachine if the machine is in use and others own the key */
+  void RequireOwn(const KeyPath& path) const;
 
  private:
   struct Value {
@@ -57,8 +66,11 @@ class RegistryChanges {
   };
 
   void WillMake(const KeyPath& key);
+  static bool AddToList(const KeyPath& key);
+  void RequireOwnPlace(const KeyPath& topmostMissing) const;
   void DeleteMadeKeys();
 
+  static bool Erase(const KeyPath& path);
   static std::optional<Value> Read(const OpenKey& key, const std::u16string& name);
   static void Restore(const EarlierValue& earlier);
 

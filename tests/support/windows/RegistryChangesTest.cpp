@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "MachineInUse.h"
+
 namespace tests {
 namespace {
 
@@ -37,6 +39,51 @@ TEST(RegistryChanges, LeaveKeysThatWereThereBefore) {
     changes.CreateKey(software);
   }
   EXPECT_TRUE(IsThere(software));
+}
+
+/** Acts as on a machine that others use. */
+class MachineInUse : public testing::Test {
+ protected:
+  MachineInUse() { SetEnvironmentVariableW(L"KESTRELBAY_DISPOSABLE_MACHINE", nullptr); }
+  ~MachineInUse() override { SetEnvironmentVariableW(L"KESTRELBAY_DISPOSABLE_MACHINE", L"1"); }
+
+  RegistryChanges changes;
+};
+
+TEST_F(MachineInUse, KeysOfOthersAreNotChanged) {
+  const KeyPath others = u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows NT";
+  const KeyPath below = u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows NT\\KestrelbayLeft";
+  EXPECT_THROW(changes.CreateKey(others), NotOnThisMachine);
+  EXPECT_THROW(changes.SetValue(others, u"Left", REG_SZ, {}), NotOnThisMachine);
+  EXPECT_THROW(changes.DeleteKey(others), NotOnThisMachine);
+  EXPECT_THROW(changes.CreateKey(below), NotOnThisMachine);
+  EXPECT_THROW(changes.DeleteLater(below), NotOnThisMachine);
+  EXPECT_FALSE(IsThere(below));
+}
+
+TEST_F(MachineInUse, KeysOfTheTestAreChangedInOneViewAlone) {
+  changes.CreateKey(kKey);
+  changes.SetValue(kKey, u"Value", REG_SZ, {});
+  EXPECT_THROW(changes.RequireOwn({kTop.path, View::Bits64}), NotOnThisMachine);
+  EXPECT_THROW(changes.RequireOwn({kTop.path + u"More", View::Bits32}), NotOnThisMachine);
+  EXPECT_TRUE(changes.DeleteKey(kTop));
+}
+
+TEST_F(MachineInUse, WithoutRightsNoKeyOfTheMachineIsMade) {
+  SetEnvironmentVariableW(L"KESTRELBAY_WITHOUT_RIGHTS", L"1");
+  EXPECT_THROW(changes.CreateKey(kTop), NotOnThisMachine);
+  EXPECT_NO_THROW(changes.CreateKey(u"HKEY_CURRENT_USER\\Software\\KestrelbayLeft"));
+  SetEnvironmentVariableW(L"KESTRELBAY_WITHOUT_RIGHTS", nullptr);
+}
+
+TEST_F(MachineInUse, AnApplicationWithANameOfATestIsAReasonNotToRun) {
+  const KeyPath entry =
+      u"HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\KestrelbayLeft";
+  TestMachine machine;
+  machine.SetText(entry, u"DisplayName", u"Other");
+  EXPECT_NO_THROW(CheckNamesOfTests(machine));
+  machine.SetText(entry, u"DisplayName", u"app");
+  EXPECT_THROW(CheckNamesOfTests(machine), NotOnThisMachine);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "MachineInUse.h"
 #include "RegistryChanges.h"
 
 namespace tests {
@@ -123,6 +124,7 @@ struct TestMachine::State {
 
 TestMachine::TestMachine() : signals(std::make_unique<Signals>()), state(std::make_unique<State>()) {
   SetVariable(u"KESTRELBAY_LOG_FILE", (state->folder / "log.txt").u16string());
+  if (IsInUse()) CheckNamesOfTests(*this);
 }
 
 TestMachine::~TestMachine() {
@@ -199,6 +201,8 @@ std::u16string TestMachine::Folder() {
 
 void TestMachine::MakeFile(const std::u16string& path, std::string_view contents) {
   const fs::path file(path);
+  if (IsInUse() && !path.starts_with(fs::temp_directory_path().u16string()))
+    throw NotOnThisMachine("a file outside of the folder of the tests");
   auto topmost = file;
   while (topmost.has_relative_path() && !fs::exists(topmost.parent_path())) topmost = topmost.parent_path();
   state->madePaths.push_back(topmost);
@@ -210,9 +214,12 @@ void TestMachine::MakeFile(const std::u16string& path, std::string_view contents
 
 void TestMachine::MakeProgram(const std::u16string& path, const std::vector<ProgramStep>& steps,
                               int exitCode) {
+  if (IsInUse() && !IsElevated())
+    throw NotOnThisMachine("administrator rights are missing: Windows would ask at each start of a program");
   MakeFile(path, "");
-  fs::copy_file(ProgramPath().parent_path() / "kestrelbay-test-program.exe", path,
-                fs::copy_options::overwrite_existing);
+  // Two files on one drive are the same file for fs::copy_file of mingw-w64.
+  if (!CopyFileW((ProgramPath().parent_path() / "kestrelbay-test-program.exe").c_str(), Wide(path), FALSE))
+    throw std::runtime_error("a program cannot be made");
   std::u16string script;
   const auto add = [&](std::u16string_view field) { script.append(field).push_back(u'\n'); };
   for (const ProgramStep& step : steps) {
@@ -220,6 +227,7 @@ void TestMachine::MakeProgram(const std::u16string& path, const std::vector<Prog
         step.kind == ProgramStep::Kind::CreateKey || step.kind == ProgramStep::Kind::SetText;
     if (makesKeys) state->registry.DeleteLater(step.key);
     const bool waits = step.kind == ProgramStep::Kind::WaitForSignal;
+    if (!waits) state->registry.RequireOwn(step.key);
     add(Decimal(static_cast<int>(step.kind)));
     add(step.key.path);
     add(Decimal(static_cast<int>(step.key.view)));
@@ -271,6 +279,10 @@ std::vector<LogRecord> TestMachine::LogRecords() {
 
 // Without a handler of the program, the C runtime of the system returns the number already.
 void TestMachine::IgnoreInvalidParameters() {}
+
+std::u16string HiveOfTests() {
+  return IsInUse() ? OwnHive() : u"HKEY_USERS\\S-1-5-21-4000000000-4000000000-4000000000-1001";
+}
 
 platform::DWORD ExitCodeOf(platform::HANDLE process) {
   DWORD exitCode = STILL_ACTIVE;
