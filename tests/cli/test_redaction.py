@@ -83,6 +83,14 @@ class RedactionTest(RedactionTestCase):
         folder, _ = self.capture(self.described(*self.everywhere()), name="open")
         self.assertEqual({secret for secret, _, _ in self.found(folder)}, set(SECRETS) - {OWNER, GUID})
 
+    def test_answers_are_those_about_the_capture_and_redacted_like_it(self):
+        folder = self.redacted(*self.everywhere(), options=["--answers"])
+        self.check(folder / "answers")
+        for command in ("list", "explain"):
+            answer = json.loads((folder / "answers" / f"{command}.json").read_text(encoding="utf-8"))
+            self.assertTrue(answer)
+            self.assertEqual(json.loads(self.run_host("--machine", folder, "--json", command).stdout), answer)
+
     def everywhere(self):
         text = f"{HOME}\\AppData\\Local\\Wichtelpost\\Geheimprojekt\\grünes Ding\\x.exe"
         both = f"{USER} {OTHER} {COMPUTER} {SID} {OTHER_SID} {text}"

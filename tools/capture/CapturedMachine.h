@@ -51,6 +51,13 @@ struct CapturedFile {
   std::string bytes;
 };
 
+/** A text of the library's answers about the machine. */
+struct CapturedAnswer {
+  std::u16string text;
+  /** The text is the path of a key. */
+  bool isPath = false;
+};
+
 /** A note for a person about something that was not captured. */
 struct CapturedNote {
   /** The key or path of the note; empty if it is about the machine. */
@@ -81,6 +88,7 @@ struct CapturedMachine {
   /** nullopt means that the enumeration failed there. */
   std::vector<std::optional<CapturedApp>> apps;
   std::vector<CapturedFile> files;
+  std::vector<CapturedAnswer> answers;
   std::vector<CapturedNote> notes;
 
   /** Returns the variable of that name in any case; empty if it is not set. */

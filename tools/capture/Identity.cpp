@@ -211,6 +211,8 @@ void Redact(CapturedMachine& machine, const Identity& identity) {
     note.place.starts_with(u"HKEY_") ? redactor.HideKey(note.place) : redactor.Hide(note.place);
   ForEachText(machine, [&](std::u16string& text) { redactor.Hide(text); });
   for (auto& [name, value] : machine.environment) redactor.HideVariable(name);
+  for (CapturedAnswer& answer : machine.answers)
+    answer.isPath ? redactor.HideKey(answer.text) : redactor.Hide(answer.text);
   for (CapturedFile& file : machine.files)
     redactor.Hide({reinterpret_cast<std::uint8_t*>(file.bytes.data()), file.bytes.size()}, Search::File);
 }

@@ -2,6 +2,7 @@
 #include <ctime>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <vector>
 
 #include "capture/CaptureWriter.h"
@@ -11,6 +12,7 @@
 #include "capture/Redaction.h"
 #include "capture/RegistryCapture.h"
 #include "capture/Text.h"
+#include "commands/Answers.h"
 #include "commands/Command.h"
 #include "console/DisplayText.h"
 #include "console/Failure.h"
@@ -28,6 +30,7 @@ struct CaptureOptions {
   std::string directory;
   bool icons = false;
   bool redact = false;
+  bool answers = false;
 };
 
 std::string Now() {
@@ -71,7 +74,6 @@ capture::CapturedMachine ReadMachine(const CaptureOptions& options) {
   capture::CaptureFacts(machine);
   capture::CaptureEnvironment(machine);
   if (options.icons) capture::CaptureIconFiles(DisplayIcons(), kMostIconBytes, machine, keepWaiting);
-  if (options.redact) capture::Redact(machine, capture::ReadIdentity(machine));
   return machine;
 }
 
@@ -93,9 +95,14 @@ void Capture(Session& session, const CaptureOptions& options) {
     capture::CheckTarget(options.directory);
     CatchInterrupt();
     capture::CapturedMachine machine = ReadMachine(options);
+    std::optional<Answers> answers;
+    if (options.answers) answers.emplace().AddTo(machine);
+    if (options.redact) capture::Redact(machine, capture::ReadIdentity(machine));
+    if (answers) answers->TakeFrom(machine);
     const capture::CaptureInfo info{"kestrelbay " KESTRELBAY_VERSION, Now(), options.redact};
     const capture::CaptureSummary summary =
         capture::WriteCapture(std::move(machine), info, options.directory);
+    if (answers) answers->Write(options.directory);
     for (const std::u16string& note : summary.notes) ReportWarning(capture::ToUtf8(note));
     Print(session, options.directory, summary);
   } catch (const capture::CaptureError& error) {
@@ -112,6 +119,8 @@ void AddCapture(CLI::App& app, Command& chosen) {
       ->required()
       ->check(RefuseEmpty);
   command->add_flag("--icons", options->icons, "Copy the files of the icons too, at most 64 MiB in all");
+  command->add_flag("--answers", options->answers,
+                    "Write what list and explain answer on this machine as well");
   command->add_flag("--redact", options->redact, "Replace names of users and of the machine");
   command->footer(
       "DIR becomes a machine directory with everything that the library reads of this machine, and nothing\n"

@@ -9,17 +9,6 @@
 namespace cli {
 namespace {
 
-nlohmann::ordered_json ToJson(const InstalledAppEntry& app) {
-  return {{"displayName", app.displayName},
-          {"installLocation", app.installLocation},
-          {"displayVersion", app.displayVersion},
-          {"displayIcon", app.displayIcon},
-          {"iconText", app.iconText},
-          {"installDate", app.installDate},
-          {"lastWriteTime", app.lastWriteTime},
-          {"architecture", app.architecture}};
-}
-
 /** Writes each object on its own line, and a long list in pieces. */
 void PrintJson(Output& out, std::span<const InstalledAppEntry> apps) {
   std::string_view before = "[\n  ";

@@ -1,8 +1,20 @@
 #include "views/Inventory.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 
 namespace cli {
+
+nlohmann::ordered_json ToJson(const InstalledAppEntry& app) {
+  return {{"displayName", app.displayName},
+          {"installLocation", app.installLocation},
+          {"displayVersion", app.displayVersion},
+          {"displayIcon", app.displayIcon},
+          {"iconText", app.iconText},
+          {"installDate", app.installDate},
+          {"lastWriteTime", app.lastWriteTime},
+          {"architecture", app.architecture}};
+}
 
 std::string ArchitectureName(std::int32_t architecture) {
   if (architecture == 1) return "x86";

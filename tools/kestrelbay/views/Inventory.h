@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <nlohmann/json_fwd.hpp>
 #include <span>
 #include <string>
 #include <string_view>
@@ -27,6 +28,9 @@ class Inventory {
   InstalledAppEntry* entries_ = nullptr;
   std::uint32_t count_ = 0;
 };
+
+/** Returns an object with the fields of the C record, in the same order. */
+nlohmann::ordered_json ToJson(const InstalledAppEntry& app);
 
 /** Returns x86 or x64; empty if it is not known. */
 std::string ArchitectureName(std::int32_t architecture);
