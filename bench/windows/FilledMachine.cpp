@@ -49,6 +49,8 @@ struct Parents {
 }  // namespace
 
 FilledMachine::FilledMachine(std::size_t count) : count_(count) {
+  // The keys above may be missing, and are not removed in the end.
+  if (count_ == 0) return;
   const Parents parents;
   for (std::size_t number = 0; number < count; ++number) {
     const Application app = MakeApplication(number);
@@ -58,6 +60,7 @@ FilledMachine::FilledMachine(std::size_t count) : count_(count) {
 }
 
 FilledMachine::~FilledMachine() {
+  if (count_ == 0) return;
   const Parents parents;
   for (std::size_t number = 0; number < count_; ++number) {
     const Application app = MakeApplication(number);

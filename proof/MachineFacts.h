@@ -1,0 +1,11 @@
+/** What the report says about the machine. */
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+namespace proof {
+
+/** Version of Windows, code pages, locale, rights, processors. Nothing that identifies the machine. */
+nlohmann::ordered_json ReadMachineFacts();
+
+}  // namespace proof
