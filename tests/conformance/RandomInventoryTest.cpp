@@ -118,7 +118,8 @@ TEST(RandomInventory, EqualsASecondImplementation) {
     records += received.size();
   }
   // A check of the test itself: the registries are neither mostly empty nor mostly filtered out.
-  EXPECT_GT(records, SeedCount() * 2);
+  // Those for a machine in use have fewer users.
+  EXPECT_GT(records, IsInUse() ? SeedCount() : SeedCount() * 2);
 }
 
 }  // namespace
