@@ -211,6 +211,34 @@ TEST(HiveRecovery, TornHeaderAndAStaleLogGiveTheLatestLogsState) {
   }
 }
 
+// Without the primary's header Windows uses the latest log alone. The one before it, if it ends where the
+// latest begins, can only add what the primary lacks.
+TEST(HiveRecovery, TornHeaderGivesWhatTheLatestLogAloneGives) {
+  for (unsigned seed = 0; seed < kSets; ++seed) {
+    SCOPED_TRACE(seed);
+    History history(seed);
+    const std::size_t split = 1 + history.Below(history.Count() - 1);
+    std::string primary = history.Primary(split);
+    primary.replace(0, kSector, kSector, '\0');
+    const std::string latest = history.Log(split, history.Count());
+    ExpectState(Recover(primary, {latest}), history, history.Count(), history.Count() - split);
+    ExpectState(Recover(primary, {history.Log(0, split), latest}), history, history.Count(), history.Count());
+  }
+}
+
+TEST(HiveRecovery, LaterEntriesOfALogWithADamagedHeaderAreReported) {
+  for (unsigned seed = 0; seed < kSets; ++seed) {
+    SCOPED_TRACE(seed);
+    History history(seed);
+    const std::size_t split = 1 + history.Below(history.Count() - 1);
+    std::string latest = history.Log(split, history.Count());
+    latest[history.Below(kSector)] ^= 1;
+    const HiveRecovery recovery = Recover(history.Primary(0), {history.Log(0, split), latest});
+    ExpectState(recovery, history, split, split);
+    EXPECT_THAT(recovery.loss, HasSubstr("later entries are left out"));
+  }
+}
+
 TEST(HiveRecovery, LogOfAnotherHiveIsNotApplied) {
   History history(1);
   HeaderFields otherName, otherIdentifier;

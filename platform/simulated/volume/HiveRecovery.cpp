@@ -75,8 +75,6 @@ struct EntryLog {
   std::uint32_t first;
   /** From the begin, one behind the other, without a gap in their numbers. */
   std::vector<Entry> run;
-  /** An undamaged entry behind the run that is no remnant: its number is higher than those of the run. */
-  bool hasMore = false;
 
   /** The number of the entry that follows the run. */
   std::uint32_t Next() const { return first + static_cast<std::uint32_t>(run.size()); }
@@ -90,12 +88,20 @@ EntryLog ReadEntryLog(HiveBytes file) {
     log.run.push_back(*entry);
     at += entry->bytes.size();
   }
-  // Entries may overlap in a forged log: the limit keeps the search from hashing it many times.
-  for (at += kSector; at < file.size() && hashedBytes < 4 * file.size() && !log.hasMore; at += kSector) {
-    const auto entry = ReadEntry(file.subspan(at), hashedBytes);
-    log.hasMore = entry && entry->sequence >= log.Next();
-  }
   return log;
+}
+
+/** Whether the log has an undamaged entry of that or a higher number. Remnants of older logs have lower ones.
+ */
+bool HasEntryFrom(std::uint32_t sequence, HiveBytes log) {
+  // Damaged entries may overlap in a forged log: the limit keeps the search from hashing it many times.
+  std::size_t hashedBytes = 0;
+  for (std::size_t at = kSector; at < log.size() && hashedBytes < 4 * log.size();) {
+    const auto entry = ReadEntry(log.subspan(at), hashedBytes);
+    if (entry && entry->sequence >= sequence) return true;
+    at += entry ? entry->bytes.size() : kSector;
+  }
+  return false;
 }
 
 /** The last two names of the path in a header, in capitals: a log is written under the hive's own path. */
@@ -129,7 +135,7 @@ bool AreOfDifferentHives(HiveBytes left, HiveBytes right) {
 
 class Recoverer {
  public:
-  Recoverer(HiveBytes primary, const std::vector<HiveBytes>& logs) : primary_(primary) {
+  Recoverer(HiveBytes primary, const std::vector<HiveBytes>& logs) : primary_(primary), allLogs_(logs) {
     result_.isHeaderBroken = !HasHiveHeader(primary);
     result_.isDirty = result_.isHeaderBroken || Read32(primary, HiveHeader::kFirstSequence) !=
                                                     Read32(primary, HiveHeader::kSecondSequence);
@@ -151,11 +157,19 @@ class Recoverer {
     if (!logs.empty()) ApplyEntries(logs);
     for (const HiveBytes log : logs_)
       if (result_.image.empty() && Read32(log, HiveHeader::kType) == kDirtySectorsLog) ApplyDirtySectors(log);
-    if (result_.image.empty() && result_.loss.empty()) result_.loss = "it has no usable log";
+    if (result_.loss.empty()) result_.loss = FindLoss();
     return std::move(result_);
   }
 
  private:
+  std::string FindLoss() const {
+    if (result_.image.empty()) return "it has no usable log";
+    const std::uint32_t next = Read32(result_.image, HiveHeader::kSecondSequence);
+    const bool hasMore =
+        std::ranges::any_of(allLogs_, [next](HiveBytes log) { return HasEntryFrom(next, log); });
+    return hasMore ? "an entry or a header of its logs is damaged, and later entries are left out" : "";
+  }
+
   /** Copies the primary file. A broken header is replaced by that of the log. */
   void Begin(HiveBytes logHeader) {
     result_.image.assign(primary_.begin(), primary_.end());
@@ -199,10 +213,7 @@ class Recoverer {
         isStopped = entry.sequence != next || !Apply(entry);
         if (!isStopped) ++next, ++result_.entries;
       }
-      isStopped = isStopped || log.hasMore;
-      if (log.hasMore) result_.loss = "an entry of its log is damaged, and those behind it are left out";
     }
-    if (isStopped && result_.loss.empty()) result_.loss = "later entries of its logs do not follow these";
     if (result_.isHeaderBroken && result_.entries == 0)
       result_.loss = "its header is that of a log without entries";
     if (result_.entries > 0 || result_.isHeaderBroken) return End(next);
@@ -282,6 +293,8 @@ class Recoverer {
   }
 
   const HiveBytes primary_;
+  const std::vector<HiveBytes>& allLogs_;
+  /** Those of this hive whose headers are whole. */
   std::vector<HiveBytes> logs_;
   std::size_t logBytes_ = 0;
   HiveRecovery result_;
