@@ -52,12 +52,23 @@ class DamagedHiveTest(RealTest):
         for pages in (2, 100, 1000):
             self.check_others_are_listed(lambda whole: whole[:pages * 4096])
 
-    def test_users_hive_with_a_broken_key(self):
-        def broken(whole):
-            root = whole.index(b"nk")
-            key = whole.index(b"nk", root + 2)
-            return whole[:key] + b"xx" + whole[key + 2:]
-        self.check_others_are_listed(broken)
+    def test_application_with_a_broken_key_is_the_only_one_lost(self):
+        whole = json.loads(self.output("--machine", self.volume(users={"tony": volumes.USERS["tony"]}),
+                                       "--no-recovery", "--json", "list"))
+
+        def broken(hive):
+            key = hive.index(b"GitHubDesktop", hive.index(b"nk\x20\0")) - 76
+            while hive[key:key + 2] != b"nk":
+                key = hive.index(b"GitHubDesktop", key + 77) - 76
+            return hive[:key] + b"xx" + hive[key + 2:]
+        volume = self.volume(users={"tony": volumes.USERS["tony"]})
+        hive = volume / "Users" / "tony" / "NTUSER.DAT"
+        hive.write_bytes(broken(hive.read_bytes()))
+        done = self.run_host("--machine", volume, "--no-recovery", "--json", "list")
+        self.assertEqual(json.loads(done.stdout), [app for app in whole if app["displayName"] != "GitHub Desktop"])
+        self.assertEqual(done.returncode, 1)
+        self.assertRegex(done.stderr.decode(), rf"\Akestrelbay: {re.escape(str(hive))}: HKEY_USERS\\[^\n]+"
+                         r"\\Uninstall\\GitHubDesktop: a key cannot be read at byte \d+; left out\n\Z")
 
     def test_users_hive_that_is_empty(self):
         self.check_others_are_listed(lambda whole: b"")

@@ -70,11 +70,6 @@ MappedFile::MappedFile(const fs::path& file) {
   begin_ = begin;
 }
 
-void MappedFile::FetchAll() const {
-  // A host without this advice fetches each page when it is read.
-  if (begin_) madvise(begin_, size_, MADV_POPULATE_READ);
-}
-
 MappedFile::~MappedFile() {
   if (begin_) munmap(begin_, size_);
 }

@@ -35,8 +35,6 @@ class MappedFile {
   MappedFile(const MappedFile&) = delete;
   MappedFile& operator=(const MappedFile&) = delete;
   std::span<const std::uint8_t> Span() const { return {static_cast<const std::uint8_t*>(begin_), size_}; }
-  /** Reads the whole file at once, for a caller that looks at most of it. */
-  void FetchAll() const;
 
  private:
   void* begin_ = nullptr;

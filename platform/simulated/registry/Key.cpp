@@ -164,13 +164,14 @@ void Key::SetValue(std::u16string_view name, platform::DWORD type, std::span<con
   auto value = LocateValue(name);
   if (value == values_.end()) value = values_.insert(value, {std::u16string(name), type, {}});
   value->type = type;
-  value->bytes.assign(bytes.begin(), bytes.end());
+  value->own.assign(bytes.begin(), bytes.end());
+  value->bytes = value->own;
   NotifyWatches(kValueChange);
 }
 
 void Key::AddValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes) {
   Fill();
-  values_.push_back({std::u16string(name), type, {bytes.begin(), bytes.end()}});
+  values_.push_back({std::u16string(name), type, bytes});
   NotifyWatches(kValueChange);
 }
 

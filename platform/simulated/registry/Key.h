@@ -84,7 +84,10 @@ class Key : public std::enable_shared_from_this<Key> {
   bool FindValue(std::u16string_view name, ValueView& value);
   /** @param bytes  copied. They must not be a view of this key's own values. */
   void SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes);
-  /** Sets a value that the key does not have, without a search for it. REQUIRES: no value of that name. */
+  /**
+   * Sets a value that the key does not have, without a search for it. REQUIRES: no value of that name.
+   * @param bytes  borrowed from a source that the tree keeps
+   */
   void AddValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes);
   bool RemoveValue(std::u16string_view name);
 
@@ -102,7 +105,9 @@ class Key : public std::enable_shared_from_this<Key> {
   struct Value {
     std::u16string name;
     platform::DWORD type;
-    std::vector<std::uint8_t> bytes;
+    std::span<const std::uint8_t> bytes;
+    /** Empty if the bytes are a source's. */
+    std::vector<std::uint8_t> own = {};
 
     ValueView View() const { return {name, type, bytes}; }
   };

@@ -37,9 +37,10 @@ struct NameLess {
   }
 };
 
-std::string PathOf(const Key& key, const std::u16string& name) {
-  std::u16string path = name;
-  for (const Key* above = &key; above->Parent(); above = above->Parent()) path = above->Name() + u'\\' + path;
+std::string PathOf(const Key& key) {
+  std::u16string path = key.Name();
+  for (const Key* above = key.Parent(); above && above->Parent(); above = above->Parent())
+    path = above->Name() + u'\\' + path;
   return ToUtf8(path);
 }
 
@@ -55,11 +56,11 @@ std::string ShownTime(std::uint64_t fileTime) {
   return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%MZ", &parts)};
 }
 
-std::shared_ptr<Hive> Hive::Open(const fs::path& file, Recovery recovery,
-                                 const HiveReader::Progress& progress, const LoadObserver& observer) {
+std::shared_ptr<Hive> Hive::Open(const fs::path& file, Recovery recovery, const LoadObserver& observer) {
   const std::shared_ptr<Hive> hive(new Hive(file, observer));
   if (recovery == Recovery::Applied) hive->Recover();
-  hive->Check(progress);
+  hive->Read();
+  if (!hive->image_.empty() || !hive->loss_.empty()) hive->newestChange_ = hive->reader_->NewestTime();
   hive->Report(observer);
   return hive;
 }
@@ -88,11 +89,10 @@ void Hive::Recover() {
   loss_ = std::move(recovery.loss);
 }
 
-void Hive::Check(const HiveReader::Progress& progress) {
+void Hive::Read() {
   const HiveBytes bytes = image_.empty() ? mapped_.Span() : HiveBytes(image_);
   try {
     reader_ = std::make_unique<HiveReader>(bytes);
-    newestChange_ = reader_->CheckAll(progress);
     if (!HasHiveHeader(bytes))
       throw HiveDamage("its header's checksum is wrong, and no log replaces the header");
   } catch (const HiveDamage& damage) {
@@ -101,7 +101,7 @@ void Hive::Check(const HiveReader::Progress& progress) {
       image_.clear();
       recoveredEntries_ = 0;
       loss_ = "its logs do not fit it";
-      return Check(progress);
+      return Read();
     }
     throw MachineError(file_.string() + ": the hive is damaged: " + damage.what() +
                        "; restore it from a backup");
@@ -109,11 +109,15 @@ void Hive::Check(const HiveReader::Progress& progress) {
 }
 
 std::optional<Hive::Node> Hive::Child(Node node, std::u16string_view name) {
-  std::optional<Node> child;
-  reader_->ForEachSubKey(node, [&](Node subKey) {
-    if (SameName(reader_->NameOf(subKey), name)) child = subKey;
-  });
-  return child;
+  for (const Node subKey : reader_->SubKeysOf(node).cells) {
+    try {
+      if (SameName(reader_->NameOf(subKey), name)) return subKey;
+    } catch (const HiveDamage&) {
+      // Reported when the key is filled.
+      continue;
+    }
+  }
+  return std::nullopt;
 }
 
 void Hive::FillLater(Key& key, Node node) {
@@ -122,24 +126,54 @@ void Hive::FillLater(Key& key, Node node) {
 }
 
 void Hive::Fill(Key& key, std::size_t place) {
+  if (isExhausted_) return;
   const auto node = static_cast<Node>(place);
-  FillValues(key, node);
-  std::vector<std::pair<std::u16string, Node>> subKeys;
-  reader_->ForEachSubKey(node, [&](Node subKey) { subKeys.emplace_back(reader_->NameOf(subKey), subKey); });
-  // Windows sorts them. Of a hive that does not, each would move those that are there already.
-  std::ranges::stable_sort(subKeys, NameLess(),
-                           [](const auto& subKey) -> std::u16string_view { return subKey.first; });
-  for (const auto& [name, subKey] : subKeys) AddSubKey(key, name, subKey);
+  try {
+    FillValues(key, node);
+    FillSubKeys(key, node);
+  } catch (const HiveExhausted& exhausted) {
+    isExhausted_ = true;
+    if (damage_)
+      damage_(file_.string() + ": " + PathOf(key) + ": " + exhausted.what() + "; the rest is left out");
+  }
 }
 
 void Hive::FillValues(Key& key, Node node) {
   std::set<std::u16string, NameLess> names;
-  reader_->ForEachValue(node, [&](Node cell) {
-    const HiveReader::Value value = reader_->ReadValue(cell);
-    if (!names.insert(value.name).second)
-      return ReportLeftOut(key, value.name, "a second value of this name");
-    key.AddValue(value.name, value.type, value.data);
-  });
+  const HiveReader::Cells values = reader_->ValuesOf(node);
+  for (const Node cell : values.cells) {
+    try {
+      const HiveReader::Value value = reader_->ReadValue(cell);
+      if (!names.insert(value.name).second)
+        ReportLeftOut(key, value.name, "a second value of this name");
+      else
+        key.AddValue(value.name, value.type, value.data);
+    } catch (const HiveDamage& damage) {
+      ReportKey(key, std::string(": ") + damage.what() + "; left out");
+    }
+  }
+  if (!values.damage.empty()) ReportKey(key, ": " + values.damage + "; values are left out");
+}
+
+void Hive::FillSubKeys(Key& key, Node node) {
+  std::vector<std::pair<std::u16string, Node>> subKeys;
+  const HiveReader::Cells listed = reader_->SubKeysOf(node);
+  for (const Node subKey : listed.cells) {
+    try {
+      subKeys.emplace_back(reader_->NameOf(subKey), subKey);
+    } catch (const HiveDamage& damage) {
+      ReportLeftOut(key, reader_->LikelyNameOf(subKey), damage.what());
+    }
+  }
+  if (!listed.damage.empty()) ReportKey(key, ": " + listed.damage + "; subkeys are left out");
+  // Windows sorts them. Of a hive that does not, each would move those that are there already.
+  std::ranges::stable_sort(subKeys, NameLess(),
+                           [](const auto& subKey) -> std::u16string_view { return subKey.first; });
+  for (const auto& [name, subKey] : subKeys) {
+    if (reader_->HasOtherParent(subKey, node))
+      ReportKey(key, ": its subkey " + ToUtf8(name) + " is another key's, so its own may be missing");
+    AddSubKey(key, name, subKey);
+  }
 }
 
 void Hive::AddSubKey(Key& key, const std::u16string& name, Node node) {
@@ -154,10 +188,14 @@ void Hive::AddSubKey(Key& key, const std::u16string& name, Node node) {
 }
 
 void Hive::ReportLeftOut(const Key& key, const std::u16string& name, const char* why) {
+  ReportKey(key, "\\" + ToUtf8(name) + ": " + why + "; left out");
+}
+
+void Hive::ReportKey(const Key& key, const std::string& what) {
   constexpr std::size_t kMostReports = 50;
   if (!damage_ || ++reports_ > kMostReports + 1) return;
   if (reports_ > kMostReports) return damage_(file_.string() + ": more keys or values are left out");
-  damage_(file_.string() + ": " + PathOf(key, name) + ": " + why + "; left out");
+  damage_(file_.string() + ": " + PathOf(key) + what);
 }
 
 }  // namespace simulated

@@ -1,4 +1,4 @@
-/** One hive file of Windows: opened, recovered in memory and checked; its keys are read on first use. */
+/** One hive file of Windows: opened and recovered in memory; its keys are read and checked on first use. */
 #pragma once
 
 #include <filesystem>
@@ -22,12 +22,12 @@ class Hive : public KeySource {
   using Node = HiveReader::Cell;
 
   /**
-   * Opens a hive and checks all of it. Reports a recovery to `observer.warning`, and to `observer.damage`
-   * what the hive may lack; later, each key that is left out when it is read. The file is never written.
+   * Opens a hive. Reports a recovery to `observer.warning`, and to `observer.damage` what the hive may lack;
+   * later, each key and value that is left out when it is read. The file is never written.
    * @throws MachineError with one line that names the file
    */
   static std::shared_ptr<Hive> Open(const std::filesystem::path& file, Recovery recovery,
-                                    const HiveReader::Progress& progress, const LoadObserver& observer);
+                                    const LoadObserver& observer);
 
   Node Root() const { return reader_->Root(); }
   std::optional<Node> Child(Node node, std::u16string_view name);
@@ -42,7 +42,7 @@ class Hive : public KeySource {
   std::size_t RecoveredEntries() const { return recoveredEntries_; }
   /** What the hive may lack although it is open; empty if nothing. */
   const std::string& Loss() const { return loss_; }
-  /** FILETIME of the key that was changed last. */
+  /** FILETIME of the key that was changed last; 0 of a hive that is not dirty. */
   std::uint64_t NewestChange() const { return newestChange_; }
 
  private:
@@ -50,10 +50,12 @@ class Hive : public KeySource {
       : file_(file), mapped_(file), damage_(observer.damage) {}
 
   void Recover();
-  void Check(const HiveReader::Progress& progress);
+  void Read();
   void Report(const LoadObserver& observer) const;
   void FillValues(Key& key, Node node);
+  void FillSubKeys(Key& key, Node node);
   void AddSubKey(Key& key, const std::u16string& name, Node node);
+  void ReportKey(const Key& key, const std::string& what);
   void ReportLeftOut(const Key& key, const std::u16string& name, const char* why);
 
   const std::filesystem::path file_;
@@ -64,8 +66,9 @@ class Hive : public KeySource {
   std::size_t recoveredEntries_ = 0;
   std::string loss_;
   std::uint64_t newestChange_ = 0;
-  Warning damage_;
+  const Warning damage_;
   std::size_t reports_ = 0;
+  bool isExhausted_ = false;
 };
 
 /** A FILETIME as "2026-11-02T14:03Z". */

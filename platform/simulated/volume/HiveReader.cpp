@@ -2,25 +2,28 @@
 
 #include <algorithm>
 
-#include "simulated/base/WideText.h"
-
 namespace simulated {
 namespace {
 
 constexpr std::size_t kBinHeaderBytes = 0x20;
+constexpr std::size_t kBinAlignment = 4096;
 /** Longer data is cut into segments of this size. */
 constexpr std::size_t kSegmentBytes = 16344;
 constexpr std::uint32_t kIsInline = 0x80000000;
+constexpr HiveReader::Cell kNoCell = 0xFFFFFFFF;
 /** A list of lists is the deepest. */
 constexpr int kDeepestList = 2;
-/** Far more than Windows allows. */
-constexpr std::size_t kDeepestKey = 2000;
+constexpr std::size_t kMostReadPerByte = 16;
+/** About the memory of a key and of a value in the registry, without name and data. */
+constexpr std::size_t kKeyBytes = 320, kValueBytes = 96;
 constexpr const char* kNoKey = "a key cannot be read";
+constexpr const char* kNoKeyList = "a list of keys cannot be read";
 constexpr const char* kNoValue = "a value cannot be read";
+constexpr const char* kNoValueList = "a list of values cannot be read";
 constexpr const char* kNoData = "a value's data cannot be read";
 
-[[noreturn]] void FailAt(std::size_t offset, const char* what) {
-  throw HiveDamage(std::string(what) + " at byte " + std::to_string(HiveHeader::kBytes + offset));
+std::string At(const char* what, std::size_t offset) {
+  return std::string(what) + " at byte " + std::to_string(HiveHeader::kBytes + offset);
 }
 
 template <typename Record>
@@ -33,9 +36,15 @@ std::u16string NameIn(HiveBytes record) {
   return name;
 }
 
+template <typename Record>
+bool HoldsName(HiveBytes record) {
+  return record.size() >= Record::kName &&
+         record.size() - Record::kName >= Read16(record, Record::kNameBytes);
+}
+
 }  // namespace
 
-HiveReader::HiveReader(HiveBytes file) : file_(file) {
+HiveReader::HiveReader(HiveBytes file) : file_(file), leftToSpend_(kMostReadPerByte * file.size()) {
   if (file.empty()) throw HiveDamage("it is empty");
   if (file.size() < 4 || Read32(file, 0) != Kind("regf"))
     throw HiveDamage("it does not begin as a hive does");
@@ -43,183 +52,168 @@ HiveReader::HiveReader(HiveBytes file) : file_(file) {
   if (binsBytes == 0 || file.size() - HiveHeader::kBytes < binsBytes)
     throw HiveDamage("it is cut off after " + std::to_string(file.size()) + " bytes");
   bins_ = file.subspan(HiveHeader::kBytes, binsBytes);
-  CheckBins();
+  KeyAt(Root());
 }
 
-void HiveReader::CheckBins() {
-  isCell_.resize(bins_.size() / 8);
-  for (std::size_t at = 0; at < bins_.size();) {
-    const HiveBytes bin = bins_.subspan(at);
-    const std::size_t size = bin.size() < kBinHeaderBytes ? 0 : Read32(bin, 8);
-    if (size == 0 || Read32(bin, 0) != Kind("hbin") || Read32(bin, 4) != at ||
-        size % HiveHeader::kBytes != 0 || size > bin.size())
-      FailAt(at, "a bin has no header");
-    CheckCellsOfBin(at, size);
-    at += size;
+void HiveReader::Spend(std::size_t bytes) {
+  if (bytes > leftToSpend_) {
+    leftToSpend_ = 0;
+    throw HiveExhausted("its keys and values would take more than 16 times its size");
   }
-}
-
-void HiveReader::CheckCellsOfBin(std::size_t at, std::size_t size) {
-  for (std::size_t cell = at + kBinHeaderBytes; cell < at + size;) {
-    const std::uint32_t stored = Read32(bins_, cell);
-    const bool isUsed = (stored & 0x80000000) != 0;
-    const std::uint32_t bytes = isUsed ? 0U - stored : stored;
-    if (bytes == 0 || bytes % 8 != 0 || bytes > at + size - cell) FailAt(cell, "a block has no size");
-    isCell_[cell / 8] = isUsed;
-    cell += bytes;
-  }
-}
-
-std::uint64_t HiveReader::CheckAll(const Progress& progress) {
-  isUnseen_ = isCell_;
-  isChecking_ = true;
-  progress_ = &progress;
-  try {
-    CheckKey(Root());
-  } catch (const HiveDamage& damage) {
-    throw HiveDamage(damage.what() + PathOfChecked());
-  }
-  isChecking_ = false;
-  isUnseen_ = {};
-  // The rest is free, or the hive's own.
-  progress(file_.size() - toldBytes_);
-  return newestTime_;
-}
-
-void HiveReader::CheckKey(Cell key) {
-  path_.push_back(key);
-  if (path_.size() > kDeepestKey) FailAt(key, "keys are nested too deep");
-  Use(key, KeyRecord::kName, kNoKey);
-  newestTime_ = std::max(newestTime_, TimeOf(key));
-  ForEachValue(key, [this](Cell value) {
-    Use(value, ValueRecord::kName, kNoValue);
-    DataOf(ValueAt(value));
-  });
-  ForEachSubKey(key, [this](Cell subKey) { CheckKey(subKey); });
-  TellProgress();
-  path_.pop_back();
-}
-
-void HiveReader::TellProgress() {
-  constexpr std::size_t kToldBytes = 1 << 16;
-  if (checkedBytes_ - toldBytes_ < kToldBytes) return;
-  (*progress_)(checkedBytes_ - toldBytes_);
-  toldBytes_ = checkedBytes_;
-}
-
-/** Empty at the root, whose name means nothing. The last key may be the damaged one. */
-std::string HiveReader::PathOfChecked() {
-  std::u16string path;
-  for (std::size_t i = 1; i < path_.size(); ++i) {
-    try {
-      path += (path.empty() ? u"" : u"\\") + NameOf(path_[i]);
-    } catch (const HiveDamage&) {
-      path += path.empty() ? u"" : u"\\";
-    }
-  }
-  return path.empty() ? "" : ", at its key " + ToUtf8(path);
+  leftToSpend_ -= bytes;
 }
 
 HiveBytes HiveReader::BytesOf(Cell cell, std::size_t leastBytes, const char* what) const {
-  if (cell % 8 != 0 || cell / 8 >= isCell_.size() || !isCell_[cell / 8]) FailAt(cell, what);
-  const std::size_t size = 0U - Read32(bins_, cell);
-  if (size < kCellHeaderBytes + leastBytes) FailAt(cell, what);
+  if (cell % 8 != 0 || cell >= bins_.size() || bins_.size() - cell < kCellHeaderBytes)
+    throw HiveDamage(At(what, cell));
+  // Negative in a cell that is in use.
+  const std::uint32_t stored = Read32(bins_, cell), size = 0U - stored;
+  if ((stored & 0x80000000) == 0 || size > bins_.size() - cell || size < kCellHeaderBytes + leastBytes)
+    throw HiveDamage(At(what, cell));
   return bins_.subspan(cell + kCellHeaderBytes, size - kCellHeaderBytes);
 }
 
-HiveBytes HiveReader::Use(Cell cell, std::size_t leastBytes, const char* what) {
-  const HiveBytes bytes = BytesOf(cell, leastBytes, what);
-  if (!isChecking_) return bytes;
-  if (!isUnseen_[cell / 8]) FailAt(cell, "a block is used twice");
-  isUnseen_[cell / 8] = false;
-  checkedBytes_ += kCellHeaderBytes + bytes.size();
-  return bytes;
-}
-
 HiveBytes HiveReader::KeyAt(Cell key) const {
-  const HiveBytes bytes = BytesOf(key, KeyRecord::kName, kNoKey);
-  if (Read16(bytes, 0) != Kind("nk") ||
-      bytes.size() - KeyRecord::kName < Read16(bytes, KeyRecord::kNameBytes))
-    FailAt(key, kNoKey);
-  return bytes;
+  const HiveBytes record = BytesOf(key, KeyRecord::kName, kNoKey);
+  if (Read16(record, 0) != Kind("nk") || !HoldsName<KeyRecord>(record)) throw HiveDamage(At(kNoKey, key));
+  return record;
 }
 
 HiveBytes HiveReader::ValueAt(Cell value) const {
-  const HiveBytes bytes = BytesOf(value, ValueRecord::kName, kNoValue);
-  if (Read16(bytes, 0) != Kind("vk") ||
-      bytes.size() - ValueRecord::kName < Read16(bytes, ValueRecord::kNameBytes))
-    FailAt(value, kNoValue);
-  return bytes;
+  const HiveBytes record = BytesOf(value, ValueRecord::kName, kNoValue);
+  if (Read16(record, 0) != Kind("vk") || !HoldsName<ValueRecord>(record))
+    throw HiveDamage(At(kNoValue, value));
+  return record;
 }
 
-std::u16string HiveReader::NameOf(Cell key) { return NameIn<KeyRecord>(KeyAt(key)); }
-
-void HiveReader::ForEachSubKey(Cell key, const VisitCell& visit) {
-  const HiveBytes bytes = KeyAt(key);
-  const std::size_t count = Read32(bytes, KeyRecord::kSubKeyCount);
-  if (count == 0) return;
-  if (VisitList(Read32(bytes, KeyRecord::kSubKeyList), kDeepestList, visit) != count)
-    FailAt(key, "a key does not have the sub keys it should");
+std::u16string HiveReader::NameOf(Cell key) {
+  std::u16string name = NameIn<KeyRecord>(KeyAt(key));
+  Spend(kKeyBytes + 2 * name.size());
+  return name;
 }
 
-/** @return how many sub keys are in the list and in those below it */
-std::size_t HiveReader::VisitList(Cell cell, int deepest, const VisitCell& visit) {
-  constexpr const char* kNoList = "a list of keys cannot be read";
-  const HiveBytes list = Use(cell, 4, kNoList);
-  const std::uint16_t kind = Read16(list, 0);
-  const bool isListOfLists = kind == Kind("ri");
-  const bool hasHashes = kind == Kind("lf") || kind == Kind("lh");
-  if ((!isListOfLists && !hasHashes && kind != Kind("li")) || deepest == 0) FailAt(cell, kNoList);
-  const std::size_t count = Read16(list, 2), step = hasHashes ? 8 : 4;
-  if ((list.size() - 4) / step < count) FailAt(cell, kNoList);
-  std::size_t subKeys = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    const Cell entry = Read32(list, 4 + i * step);
-    if (!isListOfLists) visit(entry);
-    subKeys += isListOfLists ? VisitList(entry, deepest - 1, visit) : 1;
-  }
+bool HiveReader::HasOtherParent(Cell key, Cell parent) const {
+  const Cell named = Read32(KeyAt(key), KeyRecord::kParent);
+  return named != parent && named != 0;
+}
+
+std::u16string HiveReader::LikelyNameOf(Cell key) const {
+  constexpr std::size_t kLongestName = 255;
+  const std::size_t at = std::size_t{key} + kCellHeaderBytes;
+  const HiveBytes record = bins_.subspan(std::min(at, bins_.size()));
+  const std::u16string name = HoldsName<KeyRecord>(record) ? NameIn<KeyRecord>(record) : u"";
+  const bool isLikely = !name.empty() && name.size() <= kLongestName &&
+                        std::ranges::all_of(name, [](char16_t unit) { return unit >= u' '; });
+  return isLikely ? name : u"?";
+}
+
+HiveReader::Cells HiveReader::SubKeysOf(Cell key) {
+  const HiveBytes record = KeyAt(key);
+  const std::size_t count = Read32(record, KeyRecord::kSubKeyCount);
+  const Cell list = Read32(record, KeyRecord::kSubKeyList);
+  Cells subKeys;
+  if (count == 0 && list == kNoCell) return subKeys;
+  AddSubKeys(list, kDeepestList, subKeys);
+  if (subKeys.cells.size() != count && subKeys.damage.empty())
+    subKeys.damage = "its list has " + std::to_string(subKeys.cells.size()) + " subkeys instead of " +
+                     std::to_string(count);
   return subKeys;
 }
 
-void HiveReader::ForEachValue(Cell key, const VisitCell& visit) {
-  constexpr const char* kNoList = "a list of values cannot be read";
-  const HiveBytes bytes = KeyAt(key);
-  const std::size_t count = Read32(bytes, KeyRecord::kValueCount);
-  if (count == 0) return;
-  const Cell cell = Read32(bytes, KeyRecord::kValueList);
-  const HiveBytes list = Use(cell, 0, kNoList);
-  if (list.size() / 4 < count) FailAt(cell, kNoList);
-  for (std::size_t i = 0; i < count; ++i) visit(Read32(list, i * 4));
+void HiveReader::AddSubKeys(Cell cell, int deepest, Cells& subKeys) try {
+  const HiveBytes list = BytesOf(cell, 4, kNoKeyList);
+  const std::uint16_t kind = Read16(list, 0);
+  const bool isListOfLists = kind == Kind("ri");
+  const bool hasHashes = kind == Kind("lf") || kind == Kind("lh");
+  if ((!isListOfLists && !hasHashes && kind != Kind("li")) || deepest == 0)
+    throw HiveDamage(At(kNoKeyList, cell));
+  const std::size_t step = hasHashes ? 8 : 4, room = (list.size() - 4) / step;
+  const std::size_t count = std::min<std::size_t>(Read16(list, 2), room);
+  Spend(step * count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const Cell entry = Read32(list, 4 + i * step);
+    if (isListOfLists)
+      AddSubKeys(entry, deepest - 1, subKeys);
+    else
+      subKeys.cells.push_back(entry);
+  }
+} catch (const HiveDamage& damage) {
+  subKeys.damage = damage.what();
+}
+
+HiveReader::Cells HiveReader::ValuesOf(Cell key) try {
+  const HiveBytes record = KeyAt(key);
+  const std::size_t count = Read32(record, KeyRecord::kValueCount);
+  const Cell cell = Read32(record, KeyRecord::kValueList);
+  Cells values;
+  if (count == 0 && cell == kNoCell) return values;
+  const HiveBytes list = BytesOf(cell, 0, kNoValueList);
+  const std::size_t listed = std::min(count, list.size() / 4);
+  Spend(4 * listed);
+  for (std::size_t i = 0; i < listed; ++i) values.cells.push_back(Read32(list, i * 4));
+  if (listed < count || count == 0)
+    values.damage = "its list has room for " + std::to_string(list.size() / 4) + " values instead of " +
+                    std::to_string(count);
+  return values;
+} catch (const HiveDamage& damage) {
+  return {{}, damage.what()};
 }
 
 HiveReader::Value HiveReader::ReadValue(Cell value) {
-  const HiveBytes bytes = ValueAt(value);
-  return {NameIn<ValueRecord>(bytes), Read32(bytes, ValueRecord::kType), DataOf(bytes)};
+  const HiveBytes record = ValueAt(value);
+  Value read{NameIn<ValueRecord>(record), Read32(record, ValueRecord::kType), DataOf(value, record)};
+  Spend(kValueBytes + 2 * read.name.size() + read.data.size());
+  return read;
 }
 
-HiveBytes HiveReader::DataOf(HiveBytes value) {
-  const std::uint32_t stored = Read32(value, ValueRecord::kDataBytes), bytes = stored & ~kIsInline;
-  const Cell cell = Read32(value, ValueRecord::kData);
+HiveBytes HiveReader::DataOf(Cell value, HiveBytes record) {
+  const std::uint32_t stored = Read32(record, ValueRecord::kDataBytes), bytes = stored & ~kIsInline;
   if (stored != bytes) {
-    if (bytes > 4) FailAt(static_cast<std::size_t>(value.data() - bins_.data()) - kCellHeaderBytes, kNoValue);
-    return value.subspan(ValueRecord::kData, bytes);
+    if (bytes > 4) throw HiveDamage(At(kNoValue, value));
+    return record.subspan(ValueRecord::kData, bytes);
   }
   if (bytes == 0) return {};
-  const HiveBytes data = Use(cell, 0, kNoData);
-  return data.size() >= bytes ? data.first(bytes) : JoinSegments(data, bytes, cell);
+  const Cell cell = Read32(record, ValueRecord::kData);
+  const HiveBytes data = BytesOf(cell, 0, kNoData);
+  return data.size() >= bytes ? data.first(bytes) : JoinSegments(cell, data, bytes);
 }
 
-HiveBytes HiveReader::JoinSegments(HiveBytes head, std::size_t bytes, Cell data) {
+HiveBytes HiveReader::JoinSegments(Cell data, HiveBytes head, std::size_t bytes) {
   const std::size_t segments = (bytes + kSegmentBytes - 1) / kSegmentBytes;
-  if (head.size() < 8 || Read16(head, 0) != Kind("db") || Read16(head, 2) < segments) FailAt(data, kNoData);
-  const HiveBytes list = Use(Read32(head, 4), segments * 4, kNoData);
-  joined_.clear();
+  if (head.size() < 8 || Read16(head, 0) != Kind("db") || Read16(head, 2) < segments)
+    throw HiveDamage(At(kNoData, data));
+  const auto known = joined_.find({data, bytes});
+  if (known != joined_.end()) return known->second;
+  Spend(bytes);
+  const HiveBytes list = BytesOf(Read32(head, 4), segments * 4, kNoData);
+  std::vector<std::uint8_t> joined;
+  joined.reserve(bytes);
   for (std::size_t i = 0; i < segments; ++i) {
     const std::size_t size = std::min(kSegmentBytes, bytes - i * kSegmentBytes);
-    const HiveBytes segment = Use(Read32(list, i * 4), size, kNoData).first(size);
-    if (!isChecking_) joined_.insert(joined_.end(), segment.begin(), segment.end());
+    const HiveBytes segment = BytesOf(Read32(list, i * 4), size, kNoData).first(size);
+    joined.insert(joined.end(), segment.begin(), segment.end());
   }
-  return joined_;
+  return joined_.emplace(std::pair{data, bytes}, std::move(joined)).first->second;
+}
+
+std::uint64_t HiveReader::NewestTime() const {
+  std::uint64_t newest = 0;
+  for (std::size_t bin = 0; bin + kBinHeaderBytes < bins_.size();) {
+    const std::size_t size = Read32(bins_, bin + 8), room = bins_.size() - bin;
+    const bool isDamaged = Read32(bins_, bin) != Kind("hbin") || size == 0 || size % kBinAlignment != 0;
+    const std::size_t end = bin + std::min(isDamaged ? kBinAlignment : size, room);
+    for (std::size_t cell = bin + kBinHeaderBytes; !isDamaged && cell + kCellHeaderBytes < end;) {
+      const std::uint32_t stored = Read32(bins_, cell), bytes = stored >> 31 ? 0U - stored : stored;
+      // The size of a damaged cell does not lead to the next one.
+      if (bytes < 8 || bytes > end - cell) break;
+      const bool isKey = stored >> 31 && bytes > kCellHeaderBytes + KeyRecord::kName &&
+                         Read16(bins_, cell + kCellHeaderBytes) == Kind("nk");
+      if (isKey) newest = std::max(newest, Read64(bins_, cell + kCellHeaderBytes + KeyRecord::kTime));
+      cell += bytes;
+    }
+    bin = end;
+  }
+  return newest;
 }
 
 }  // namespace simulated

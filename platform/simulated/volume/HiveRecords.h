@@ -36,6 +36,7 @@ struct KeyRecord {
   static constexpr std::size_t kFlags = 2;
   static constexpr std::uint16_t kHasLatin1Name = 0x20;
   static constexpr std::size_t kTime = 4;
+  static constexpr std::size_t kParent = 16;
   static constexpr std::size_t kSubKeyCount = 20;
   static constexpr std::size_t kSubKeyList = 28;
   static constexpr std::size_t kValueCount = 36;

@@ -97,11 +97,11 @@ class Loader {
   std::shared_ptr<Hive> Open(const fs::path& file) {
     if (!IsInside(file, volume_, machine_.drives))
       throw MachineError(file.string() + ": a link out of the volume; put the file in its place");
-    const auto progress = [this](std::size_t bytes) {
-      doneBytes_ = std::min(doneBytes_ + bytes, allBytes_);
-      if (observer_.progress) observer_.progress(doneBytes_, allBytes_);
-    };
-    return Hive::Open(file, options_.recovery, progress, observer_);
+    auto hive = Hive::Open(file, options_.recovery, observer_);
+    std::error_code failure;
+    doneBytes_ = std::min<std::uint64_t>(doneBytes_ + fs::file_size(file, failure), allBytes_);
+    if (observer_.progress) observer_.progress(doneBytes_, allBytes_);
+    return hive;
   }
   /** @return null for a hive that is left out, which is reported */
   std::shared_ptr<Hive> OpenOrReport(const fs::path& file) {
