@@ -81,14 +81,15 @@ class TestCase(unittest.TestCase):
         (registry / "10-machine.reg").write_bytes(text.encode(encoding, "surrogatepass"))
         return self.folder / name
 
-    def run_host(self, *arguments, canned=None, stdout=subprocess.PIPE, given=None, user=None, **changes):
+    def run_host(self, *arguments, canned=None, stdout=subprocess.PIPE, given=None, user=None,
+                 cwd=None, **changes):
         """Runs the command line to its end, as another user if `user` is given. Input and output are bytes."""
         if canned:
             changes = {"LD_PRELOAD": os.environ["KESTRELBAY_CANNED"],
                        "ASAN_OPTIONS": "verify_asan_link_order=0", **canned, **changes}
         stdin = {"stdin": subprocess.DEVNULL} if given is None else {"input": given}
         return subprocess.run([PROGRAM, *map(str, arguments)], **stdin, stdout=stdout,
-                              stderr=subprocess.PIPE, env=environment(**changes), timeout=SECONDS, user=user)
+                              stderr=subprocess.PIPE, env=environment(**changes), timeout=SECONDS, user=user, cwd=cwd)
 
     def output(self, *arguments, **options):
         """Standard output of a run that must succeed without a message."""

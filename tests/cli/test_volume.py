@@ -4,11 +4,16 @@ import importlib.machinery
 import importlib.util
 import json
 import pathlib
+import subprocess
+import sys
 
-import hive_logs
 from kestrelbay import UNINSTALL, TestCase, app, contents, key
 
-MAKE_VOLUME = pathlib.Path(__file__).parent.parent / "support" / "make-volume"
+TESTS = pathlib.Path(__file__).resolve().parent.parent
+SUPPORT = TESTS / "support"
+MAKE_VOLUME = SUPPORT / "make-volume"
+sys.path.append(str(SUPPORT))
+import hive_logs
 SOFTWARE = "HKEY_LOCAL_MACHINE\\SOFTWARE"
 BELOW_SOFTWARE = UNINSTALL.removeprefix("Software\\")
 SID = "S-1-5-21-1-2-3-"
@@ -144,6 +149,15 @@ class DirtyVolumeTest(VolumeTestCase):
         self.log = volume / "Users" / "Anna" / "ntuser.dat.LOG1"
         self.log.write_bytes(log)
         return volume
+
+    def test_example_of_the_readme(self):
+        subprocess.run([SUPPORT / "make-dirty-volume", "disk"], cwd=self.folder, check=True)
+        printed = ""
+        for options in ([], ["--no-recovery"]):
+            done = self.run_host("--machine", "disk", *options, "list", cwd=self.folder)
+            printed += (done.stderr + done.stdout).decode()
+        example = "".join(f"    {line}".rstrip() + "\n" for line in printed.splitlines())
+        self.assertIn(example, (TESTS.parent / "README.md").read_text(encoding="utf-8"))
 
     def test_is_recovered_and_not_written(self):
         volume = self.dirty_volume()
