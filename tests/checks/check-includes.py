@@ -60,7 +60,6 @@ EXCEPTIONS = {
         "base/LoadTimeObjects.h",
         "base/RegistryKey.h",
         "inventory/UninstallKeyScanner.h",
-        "simulated/base/Checksum.h",
         "simulated/base/UpperCase.h",
         "simulated/directory/CaptureFormat.h",
         "simulated/regfile/RegFileWriter.h",

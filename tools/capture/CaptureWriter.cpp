@@ -9,7 +9,6 @@
 #include <system_error>
 
 #include "Text.h"
-#include "simulated/base/Checksum.h"
 #include "simulated/directory/CaptureFormat.h"
 #include "simulated/regfile/RegFileWriter.h"
 
@@ -132,7 +131,7 @@ void Writer::WriteRegistry(const std::string& name, std::u16string_view root) {
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   const std::string path = "registry/" + name;
   if (!Write(path, text)) FailToWrite(path);
-  files_[path] = {{"bytes", text.size()}, {"checksum", simulated::Checksum(text)}};
+  files_[path] = {{"bytes", text.size()}, {"checksum", simulated::CaptureChecksum(text)}};
 }
 
 void Writer::WriteDriveFile(const CapturedFile& file) {
@@ -140,7 +139,7 @@ void Writer::WriteDriveFile(const CapturedFile& file) {
   std::replace(path.begin(), path.end(), '\\', '/');
   const std::string name = std::string("drives/") + path[0] + path.substr(2);
   if (Write(name, file.bytes)) {
-    files_[name] = {{"bytes", file.bytes.size()}, {"checksum", simulated::Checksum(file.bytes)}};
+    files_[name] = {{"bytes", file.bytes.size()}, {"checksum", simulated::CaptureChecksum(file.bytes)}};
     ++summary_.files;
   } else {
     // The name is not allowed on this system, or the path is too long.
