@@ -1,4 +1,4 @@
-#include "platform/Graphics.h"
+#include "platform/GraphicsAdapters.h"
 
 #include <windows.h>
 

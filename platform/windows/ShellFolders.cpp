@@ -1,4 +1,4 @@
-#include "platform/Shell.h"
+#include "platform/ShellFolders.h"
 
 #include <windows.h>
 

@@ -2,7 +2,7 @@
 
 #include "base/CommonFunc.h"
 #include "platform/Constants.h"
-#include "platform/Shell.h"
+#include "platform/ShellFolders.h"
 
 namespace kestrelbay {
 namespace {

@@ -2,7 +2,7 @@
 
 #include "base/CommonFunc.h"
 #include "platform/Constants.h"
-#include "platform/Graphics.h"
+#include "platform/GraphicsAdapters.h"
 
 namespace kestrelbay {
 namespace {

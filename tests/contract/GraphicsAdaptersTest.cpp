@@ -1,5 +1,5 @@
 // The machine's graphics adapters.
-#include "platform/Graphics.h"
+#include "platform/GraphicsAdapters.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The shell's apps folder.
-#include "platform/Shell.h"
+#include "platform/ShellFolders.h"
 
 #include <gtest/gtest.h>
 

@@ -8,8 +8,8 @@
 #include "Text.h"
 #include "platform/Constants.h"
 #include "platform/Files.h"
-#include "platform/Graphics.h"
-#include "platform/Shell.h"
+#include "platform/GraphicsAdapters.h"
+#include "platform/ShellFolders.h"
 
 namespace capture {
 namespace {

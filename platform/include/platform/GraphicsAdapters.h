@@ -1,4 +1,4 @@
-/** The machine's graphics adapters. COM objects and results are as in Shell.h. */
+/** The machine's graphics adapters. COM objects and results are as in ShellFolders.h. */
 #pragma once
 
 #include "platform/Types.h"
