@@ -126,8 +126,6 @@ class Loader {
   void LoadDefault(const fs::path& file);
   void DescribeMachine();
   void LoadUsers();
-  const UserHive& WantedUser(const std::vector<UserHive>& users) const;
-  void ChooseUser(const std::vector<UserHive>& users);
 
   const fs::path& volume_;
   const VolumeOptions& options_;
@@ -184,31 +182,7 @@ void Loader::LoadUsers() {
     Put(u"HKEY_USERS\\" + user.sid, hive);
     return false;
   });
-  ChooseUser(users);
-}
-
-const UserHive& Loader::WantedUser(const std::vector<UserHive>& users) const {
-  const std::u16string wanted = FromUtf8(*options_.user);
-  std::string names;
-  for (const UserHive& user : users) {
-    if (SameName(user.sid, wanted) || SameName(user.name, wanted)) return user;
-    names += (names.empty() ? "" : ", ") + ToUtf8(user.name);
-  }
-  throw MachineError(volume_.string() + ": no user " + *options_.user +
-                     (names.empty() ? "; the volume has no user's hive" : "; the volume has " + names));
-}
-
-void Loader::ChooseUser(const std::vector<UserHive>& users) {
-  const auto person = std::ranges::find_if(users, &UserHive::IsPerson);
-  if (!options_.user && person == users.end()) return;
-  const UserHive& user = options_.user ? WantedUser(users) : *person;
-  machine_.registry.SetUser(user.sid);
-  SetUserEnvironment(machine_, user.profile.empty() ? user.name : user.profile);
-  const auto persons = std::ranges::count_if(users, &UserHive::IsPerson);
-  if (options_.user || persons < 2 || !observer_.warning) return;
-  observer_.warning(volume_.string() + ": " + std::to_string(persons) +
-                    " people used the machine; HKEY_CURRENT_USER is " + ToUtf8(user.name) + "'s (" +
-                    ToUtf8(user.sid) + "), choose another with --user");
+  ChooseUser(users, options_.user, volume_, machine_, observer_);
 }
 
 }  // namespace

@@ -5,8 +5,10 @@
 #include <set>
 
 #include "simulated/base/FolderEntry.h"
+#include "simulated/base/MachineError.h"
 #include "simulated/base/WideText.h"
 #include "simulated/volume/RegistryTexts.h"
+#include "simulated/volume/VolumeEnvironment.h"
 
 namespace simulated {
 namespace {
@@ -145,10 +147,42 @@ class Finder {
   std::vector<UserHive> hives_;
 };
 
+const UserHive& UserNamed(const std::string& nameOrSid, const std::vector<UserHive>& users,
+                          const fs::path& root) {
+  const std::u16string wanted = FromUtf8(nameOrSid);
+  std::string names;
+  for (const UserHive& user : users) {
+    if (SameName(user.sid, wanted) || SameName(user.name, wanted)) return user;
+    names += (names.empty() ? "" : ", ") + ToUtf8(user.name);
+  }
+  throw MachineError(root.string() + ": no user " + nameOrSid +
+                     (names.empty() ? "; the volume has no user's hive" : "; the volume has " + names));
+}
+
+/** Reports which of several people it is. */
+void ReportPerson(const UserHive& user, const std::vector<UserHive>& users, const fs::path& root,
+                  const LoadObserver& observer) {
+  const auto people = std::ranges::count_if(users, &UserHive::IsPerson);
+  if (people < 2 || !observer.warning) return;
+  observer.warning(root.string() + ": " + std::to_string(people) +
+                   " people used the machine; HKEY_CURRENT_USER is " + ToUtf8(user.name) + "'s (" +
+                   ToUtf8(user.sid) + "), choose another with --user");
+}
+
 }  // namespace
 
 std::vector<UserHive> FindUserHives(const fs::path& root, Machine& machine, const LoadObserver& observer) {
   return Finder(root, machine, observer).Run();
+}
+
+void ChooseUser(const std::vector<UserHive>& users, const std::optional<std::string>& nameOrSid,
+                const fs::path& root, Machine& machine, const LoadObserver& observer) {
+  const auto person = std::ranges::find_if(users, &UserHive::IsPerson);
+  if (!nameOrSid && person == users.end()) return;
+  const UserHive& user = nameOrSid ? UserNamed(*nameOrSid, users, root) : *person;
+  machine.registry.SetUser(user.sid);
+  SetUserEnvironment(machine, user.profile.empty() ? user.name : user.profile);
+  if (!nameOrSid) ReportPerson(user, users, root, observer);
 }
 
 }  // namespace simulated

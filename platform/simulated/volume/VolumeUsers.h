@@ -1,7 +1,9 @@
-/** Finds the hives of the people and services that have a profile on a volume. */
+/** Finds the hives of the people and services that have a profile on a volume, and chooses the current user.
+ */
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,9 +29,20 @@ struct UserHive {
  * Each hive once, also if several links lead to it: those in the usual folders in the order of their names,
  * then those that only the volume's ProfileList names. Profiles from which Windows makes new ones are left
  * out. REQUIRES: SOFTWARE is in the registry, the system variables are set and the drives are mounted.
- * @param root  the volume; the volume, for messages
+ * @param root  the volume
  */
 std::vector<UserHive> FindUserHives(const std::filesystem::path& root, Machine& machine,
                                     const LoadObserver& observer);
+
+/**
+ * Makes the hive of one user HKEY_CURRENT_USER, with the user's variables: that of the user who has the name
+ * or SID; without one, that of the first person. If it chose among several people, a warning names the
+ * choice. Without a person there is no current user.
+ * @param nameOrSid  name of the profile's folder, or the SID
+ * @param root       the volume, for messages
+ * @throws MachineError if no user has the name or SID
+ */
+void ChooseUser(const std::vector<UserHive>& users, const std::optional<std::string>& nameOrSid,
+                const std::filesystem::path& root, Machine& machine, const LoadObserver& observer);
 
 }  // namespace simulated
