@@ -1,21 +1,17 @@
-#include <algorithm>
 #include <memory>
-#include <nlohmann/json.hpp>
 
 #include "commands/Command.h"
 #include "console/Failure.h"
 #include "console/SaveFile.h"
 #include "console/System.h"
+#include "views/DifferenceView.h"
 #include "views/Inventory.h"
 #include "views/ListDifference.h"
 #include "views/Messages.h"
 #include "views/SavedList.h"
-#include "views/Table.h"
 
 namespace cli {
 namespace {
-
-using Json = nlohmann::ordered_json;
 
 struct DiffOptions {
   std::string before;
@@ -40,81 +36,7 @@ std::vector<AppRecord> ReadSide(const std::string& path) {
   return IsDirectory(path) ? ListMachine(path) : ParseSavedList(path, ReadWholeFile(path));
 }
 
-std::string ChangeName(AppChange change) {
-  if (change == AppChange::Changed) return "changed";
-  return change == AppChange::Gone ? "gone" : "appeared";
-}
-
-Json ToJson(const AppRecord& app) {
-  Json json;
-  for (const ListedText& field : kListedTexts) json[field.name] = app.*field.text;
-  json["architecture"] = app.architecture;
-  return json;
-}
-
-Json ToJson(const FieldValue& value) {
-  return std::visit([](const auto& known) { return Json(known); }, value);
-}
-
-Json FieldsOf(const AppDifference& app) {
-  Json fields = Json::object();
-  for (const FieldDifference& field : app.fields)
-    fields[field.name] = {{"before", ToJson(field.before)}, {"after", ToJson(field.after)}};
-  return fields;
-}
-
-Json ToJson(const ListDifference& difference) {
-  Json json = {{"appeared", Json::array()}, {"gone", Json::array()}, {"changed", Json::array()}};
-  for (const AppDifference& app : difference.apps) {
-    Json entry = ToJson(*app.app);
-    if (app.change == AppChange::Changed) entry = {{"application", entry}, {"fields", FieldsOf(app)}};
-    json[ChangeName(app.change)].push_back(std::move(entry));
-  }
-  json["same"] = difference.same;
-  return json;
-}
-
-std::string Shown(const FieldValue& value) {
-  if (const auto* const architecture = std::get_if<std::int32_t>(&value))
-    return ArchitectureName(*architecture);
-  const auto& text = std::get<std::string>(value);
-  const bool isPicture = text.starts_with(kPictureStart);
-  return isPicture ? "PNG of " + std::to_string(text.size()) + " characters" : text;
-}
-
-void AddRows(Table& table, const AppDifference& app) {
-  const std::string& version = app.app->displayVersion;
-  const std::string architecture = ArchitectureName(app.app->architecture);
-  std::vector<FieldDifference> fields = app.fields;
-  if (app.change == AppChange::Gone) fields = {{"displayVersion", version, ""}};
-  if (app.change == AppChange::Appeared) fields = {{"displayVersion", "", version}};
-  for (const FieldDifference& field : fields) {
-    table.AddRow({ChangeName(app.change), app.app->displayName, architecture, std::string(field.name),
-                  Shown(field.before), Shown(field.after)});
-  }
-}
-
-void PrintTable(Output& out, const ListDifference& difference) {
-  Table table({{"What", false},
-               {"Name", true},
-               {"Arch", false},
-               {"Field", false},
-               {"Before", true},
-               {"After", true}});
-  for (const AppDifference& app : difference.apps) AddRows(table, app);
-  if (!difference.apps.empty()) {
-    table.Print(out, StyleOfOutput());
-    out.Write("\n");
-  }
-  const auto count = [&](AppChange change) {
-    return std::to_string(std::ranges::count(difference.apps, change, &AppDifference::change)) + ' ' +
-           ChangeName(change);
-  };
-  out.Write(count(AppChange::Appeared) + ", " + count(AppChange::Gone) + ", " + count(AppChange::Changed) +
-            ", " + std::to_string(difference.same) + " the same.\n");
-}
-
-void PrintDifference(Session& session, const DiffOptions& options) {
+void ShowDifference(Session& session, const DiffOptions& options) {
   if (session.namesMachine) {
     throw Failure("diff takes its machines as BEFORE and AFTER; omit --machine", kWrongUsage);
   }
@@ -124,9 +46,9 @@ void PrintDifference(Session& session, const DiffOptions& options) {
   const bool includeIcons = !IsDirectory(options.before) && !IsDirectory(options.after);
   const ListDifference difference = CompareLists(before, after, includeIcons);
   if (session.json) {
-    session.out.WriteJsonLine(ToJson(difference));
+    session.out.WriteJsonLine(DifferenceJson(difference));
   } else {
-    PrintTable(session.out, difference);
+    PrintDifferenceTable(session.out, difference);
   }
   if (options.setsStatus && !difference.apps.empty()) session.status = kFailed;
 }
@@ -149,7 +71,7 @@ void AddDiff(CLI::App& app, Command& chosen) {
       "Without --exit-code the exit status is 0 whether they differ or not, and 1 on trouble.\n"
       "On Windows both must be files.");
   command->callback([&chosen, options] {
-    chosen = [options](Session& session) { PrintDifference(session, *options); };
+    chosen = [options](Session& session) { ShowDifference(session, *options); };
     chosen.needsMachine = false;
     if (options->setsStatus) chosen.failed = kTrouble;
   });
