@@ -77,6 +77,7 @@ TEST_F(RunningJobs, StarterReturnsWhileTheJobRuns) {
   gate.WaitForArrivals(1);
   EXPECT_TRUE(Reports().empty());
   gate.Open();
+  WaitForEnds(1);
 }
 
 TEST_F(RunningJobs, NewCallbackReceivesTheOlderJobToo) {
