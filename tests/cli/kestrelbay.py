@@ -85,8 +85,9 @@ class TestCase(unittest.TestCase):
                  cwd=None, **changes):
         """Runs the command line to its end, as another user if `user` is given. Input and output are bytes."""
         if canned:
-            changes = {"LD_PRELOAD": os.environ["KESTRELBAY_CANNED"],
-                       "ASAN_OPTIONS": "verify_asan_link_order=0", **canned, **changes}
+            changes = {"LD_PRELOAD": os.environ["KESTRELBAY_CANNED"], **canned, **changes}
+        if "LD_PRELOAD" in changes:
+            changes["ASAN_OPTIONS"] = "verify_asan_link_order=0"
         stdin = {"stdin": subprocess.DEVNULL} if given is None else {"input": given}
         return subprocess.run([PROGRAM, *map(str, arguments)], **stdin, stdout=stdout,
                               stderr=subprocess.PIPE, env=environment(**changes), timeout=SECONDS, user=user, cwd=cwd)
