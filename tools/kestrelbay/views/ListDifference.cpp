@@ -1,7 +1,9 @@
 #include "views/ListDifference.h"
 
-#include <algorithm>
+#include <deque>
 #include <map>
+#include <optional>
+#include <set>
 
 namespace cli {
 namespace {
@@ -26,29 +28,39 @@ std::vector<FieldDifference> Differences(const AppRecord& before, const AppRecor
   return fields;
 }
 
-bool IsSameText(const std::string AppRecord::*text, const AppRecord& before, const AppRecord& after) {
-  return !(before.*text).empty() && before.*text == after.*text;
+/** Two applications of one name with equal keys are a pair. Without a key, an application is in no pair. */
+using PairKey = std::optional<std::vector<std::string>>;
+
+PairKey AllButTheIcon(const AppRecord& app) {
+  std::vector<std::string> texts = {std::to_string(app.architecture)};
+  for (const ListedText& field : kListedTexts)
+    if (field.text != &AppRecord::iconText) texts.push_back(app.*field.text);
+  return texts;
 }
 
-using IsPair = bool(const AppRecord& before, const AppRecord& after);
+/** An empty text pairs nothing. */
+template <std::string AppRecord::*kText>
+PairKey ArchitectureAnd(const AppRecord& app) {
+  if ((app.*kText).empty()) return std::nullopt;
+  return PairKey({std::to_string(app.architecture), app.*kText});
+}
 
-/** Says whether two applications of one name are the same one; the most reliable test first. */
-constexpr IsPair* kPairings[] = {
-    [](const AppRecord& before, const AppRecord& after) { return Differences(before, after, false).empty(); },
-    [](const AppRecord& before, const AppRecord& after) {
-      return before.architecture == after.architecture &&
-             IsSameText(&AppRecord::installLocation, before, after);
-    },
-    [](const AppRecord& before, const AppRecord& after) {
-      return before.architecture == after.architecture &&
-             IsSameText(&AppRecord::displayVersion, before, after);
-    },
-    [](const AppRecord& before, const AppRecord& after) { return before.architecture == after.architecture; },
-    [](const AppRecord& before, const AppRecord& after) {
-      return IsSameText(&AppRecord::installLocation, before, after);
-    },
-    [](const AppRecord&, const AppRecord&) { return true; },
-};
+PairKey Architecture(const AppRecord& app) { return PairKey({std::to_string(app.architecture)}); }
+
+PairKey Location(const AppRecord& app) {
+  if (app.installLocation.empty()) return std::nullopt;
+  return PairKey({app.installLocation});
+}
+
+PairKey Nothing(const AppRecord&) { return PairKey(std::in_place); }
+
+/** The most reliable one first. */
+constexpr PairKey (*kPairings[])(const AppRecord& app) = {&AllButTheIcon,
+                                                          &ArchitectureAnd<&AppRecord::installLocation>,
+                                                          &ArchitectureAnd<&AppRecord::displayVersion>,
+                                                          &Architecture,
+                                                          &Location,
+                                                          &Nothing};
 
 class Comparer {
  public:
@@ -56,22 +68,29 @@ class Comparer {
       : difference_(difference), includeIcons_(includeIcons) {}
 
   void Compare(SameName& group) {
-    for (IsPair* isPair : kPairings) PairAll(group, isPair);
+    for (const auto keyOf : kPairings) PairAll(group, keyOf);
     for (const AppRecord* app : group.before) difference_.apps.push_back({AppChange::Gone, app, {}});
     for (const AppRecord* app : group.after) difference_.apps.push_back({AppChange::Appeared, app, {}});
   }
 
  private:
-  /** Removes the pairs from the group and notes their differences. */
-  void PairAll(SameName& group, IsPair* isPair) {
+  /** Removes the pairs from the group and notes their differences. Equal keys are paired in list order. */
+  void PairAll(SameName& group, PairKey (*keyOf)(const AppRecord& app)) {
+    std::map<std::vector<std::string>, std::deque<const AppRecord*>> candidates;
+    for (const AppRecord* app : group.after)
+      if (const PairKey key = keyOf(*app)) candidates[*key].push_back(app);
+    std::set<const AppRecord*> paired;
     std::erase_if(group.before, [&](const AppRecord* before) {
-      const auto after = std::ranges::find_if(
-          group.after, [&](const AppRecord* candidate) { return isPair(*before, *candidate); });
-      if (after == group.after.end()) return false;
-      Note(*before, **after);
-      group.after.erase(after);
+      const PairKey key = keyOf(*before);
+      const auto found = key ? candidates.find(*key) : candidates.end();
+      if (found == candidates.end() || found->second.empty()) return false;
+      const AppRecord* const after = found->second.front();
+      found->second.pop_front();
+      Note(*before, *after);
+      paired.insert(after);
       return true;
     });
+    std::erase_if(group.after, [&](const AppRecord* app) { return paired.contains(app); });
   }
 
   void Note(const AppRecord& before, const AppRecord& after) {
