@@ -50,7 +50,8 @@ void CheckFile(const CapturedFile& captured, const Folder& directory, const std:
   if (bytes > captured.bytes) Fail(file, "not as it was captured: it is longer");
   if (captured.checksum.empty()) return;
   const FileBytes contents = ReadWholeFile(directory, path);
-  if (CaptureChecksum({reinterpret_cast<const char*>(contents.data.get()), contents.size}) != captured.checksum)
+  if (CaptureChecksum({reinterpret_cast<const char*>(contents.data.get()), contents.size}) !=
+      captured.checksum)
     Fail(file, "not as it was captured: it was changed");
 }
 
