@@ -19,8 +19,8 @@ constexpr std::uint32_t kOpaqueBlack = 0xFF000000;
 constexpr int kSmallIconPixels = 48;
 constexpr int kJumboPixels = 256;
 
-// Fetched once and kept for the life of the process. Data race by design, listed in tsan.supp: a thread that
-// extracts while another one fetches the list uses the common icon.
+// Fetched once and kept for the life of the process. Data race by design: a thread that extracts while
+// another one fetches the list uses the common icon.
 struct JumboImageList {
   platform::HIMAGELIST list = nullptr;
   bool tried = false;

@@ -3,15 +3,13 @@
 // that none is taken.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <functional>
-#include <thread>
 #include <utility>
 
 #include "base/SDKLog.h"
 #include "lifecycle/AppInstall.h"
 #include "lifecycle/AppUninstall.h"
 #include "lifecycle/LockCalls.h"
+#include "support/InTurns.h"
 
 namespace kestrelbay {
 namespace {
@@ -22,18 +20,6 @@ std::size_t LocksOf(Action action) {
   const std::size_t before = LocksTaken();
   action();
   return LocksTaken() - before;
-}
-
-/** Runs `theirs` on another thread and then `ours` on this one, without a synchronisation between them. */
-void InTurns(const std::function<void()>& theirs, const std::function<void()>& ours) {
-  std::atomic<bool> isDone = false;
-  std::thread other([&] {
-    theirs();
-    isDone.store(true, std::memory_order_relaxed);
-  });
-  while (!isDone.load(std::memory_order_relaxed)) std::this_thread::yield();
-  ours();
-  other.join();
 }
 
 template <class Request>
