@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** The file's logs. A log that cannot be read is no log. */
+/** Opens the logs of the file. Skips a log that is a link or cannot be read. */
 std::vector<std::unique_ptr<MappedFile>> OpenLogs(const fs::path& file) {
   std::vector<std::unique_ptr<MappedFile>> logs;
   for (const char* const end : {".LOG1", ".LOG2", ".LOG"}) {
@@ -97,7 +97,7 @@ void Hive::Read() {
       throw HiveDamage("its header's checksum is wrong, and no log replaces the header");
   } catch (const HiveDamage& damage) {
     if (!image_.empty() && HasHiveHeader(mapped_.Span())) {
-      // Logs that are another hive's after all, or are forged.
+      // The logs are another hive's after all, or are forged. The hive is read without them.
       image_.clear();
       recoveredEntries_ = 0;
       loss_ = "its logs do not fit it";
@@ -166,7 +166,7 @@ void Hive::FillSubKeys(Key& key, Node node) {
     }
   }
   if (!listed.damage.empty()) ReportKey(key, ": " + listed.damage + "; subkeys are left out");
-  // Windows sorts them. Of a hive that does not, each would move those that are there already.
+  // Windows stores them sorted. In an unsorted hive, each insertion would move keys that are there already.
   std::ranges::stable_sort(subKeys, NameLess(),
                            [](const auto& subKey) -> std::u16string_view { return subKey.first; });
   for (const auto& [name, subKey] : subKeys) {

@@ -16,14 +16,15 @@ namespace simulated {
 /** Whether changes that are only in a hive's logs are applied, in memory. */
 enum class Recovery { Applied, NotApplied };
 
-/** Not thread-safe: the lock of the registry that its keys are put into guards it. */
+/** Not thread-safe. The lock of the registry that holds its keys guards it. */
 class Hive : public KeySource {
  public:
   using Node = HiveReader::Cell;
 
   /**
-   * Opens a hive. Reports a recovery to `observer.warning`, and to `observer.damage` what the hive may lack;
-   * later, each key and value that is left out when it is read. The file is never written.
+   * Opens a hive. Reports a recovery to `observer.warning`, and missing changes to `observer.damage`. Later,
+   * when keys are read, reports each key and value that it leaves out to `observer.damage`, too. Never writes
+   * the file.
    * @throws MachineError with one line that names the file
    */
   static std::shared_ptr<Hive> Open(const std::filesystem::path& file, Recovery recovery,
@@ -34,15 +35,15 @@ class Hive : public KeySource {
   std::uint64_t TimeOf(Node node) { return reader_->TimeOf(node); }
   /** Fills the key from that node when the key is first used. */
   void FillLater(Key& key, Node node);
-  /** Fills it now; keys below are still filled later. */
+  /** Fills the key now. Each of its subkeys is filled when it is first used. */
   void Fill(Key& key, std::size_t node) override;
 
   const std::filesystem::path& File() const { return file_; }
-  /** Log entries that were applied. */
+  /** Number of log entries that were applied. */
   std::size_t RecoveredEntries() const { return recoveredEntries_; }
   /** What the hive may lack although it is open; empty if nothing. */
   const std::string& Loss() const { return loss_; }
-  /** FILETIME of the key that was changed last; 0 of a hive that is not dirty. */
+  /** Last write time of the key that was changed last; 0 if the hive is clean or is read without recovery. */
   std::uint64_t NewestChange() const { return newestChange_; }
 
  private:

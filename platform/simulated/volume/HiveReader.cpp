@@ -14,7 +14,7 @@ constexpr HiveReader::Cell kNoCell = 0xFFFFFFFF;
 /** A list of lists is the deepest. */
 constexpr int kDeepestList = 2;
 constexpr std::size_t kMostReadPerByte = 16;
-/** About the memory of a key and of a value in the registry, without name and data. */
+/** Approximate memory of a key, and of a value, in the registry, without name and data. */
 constexpr std::size_t kKeyBytes = 320, kValueBytes = 96;
 constexpr const char* kNoKey = "a key cannot be read";
 constexpr const char* kNoKeyList = "a list of keys cannot be read";
@@ -66,7 +66,7 @@ void HiveReader::Spend(std::size_t bytes) {
 HiveBytes HiveReader::BytesOf(Cell cell, std::size_t leastBytes, const char* what) const {
   if (cell % 8 != 0 || cell >= bins_.size() || bins_.size() - cell < kCellHeaderBytes)
     throw HiveDamage(At(what, cell));
-  // Negative in a cell that is in use.
+  // The size is negative if the cell is in use.
   const std::uint32_t stored = Read32(bins_, cell), size = 0U - stored;
   if ((stored & 0x80000000) == 0 || size > bins_.size() - cell || size < kCellHeaderBytes + leastBytes)
     throw HiveDamage(At(what, cell));
@@ -204,7 +204,7 @@ std::uint64_t HiveReader::NewestTime() const {
     const std::size_t end = bin + std::min(isDamaged ? kBinAlignment : size, room);
     for (std::size_t cell = bin + kBinHeaderBytes; !isDamaged && cell + kCellHeaderBytes < end;) {
       const std::uint32_t stored = Read32(bins_, cell), bytes = stored >> 31 ? 0U - stored : stored;
-      // The size of a damaged cell does not lead to the next one.
+      // A damaged cell has no usable size, so the next cell cannot be found.
       if (bytes < 8 || bytes > end - cell) break;
       const bool isKey = stored >> 31 && bytes > kCellHeaderBytes + KeyRecord::kName &&
                          Read16(bins_, cell + kCellHeaderBytes) == Kind("nk");

@@ -1,9 +1,9 @@
 /**
  * Reads a hive's keys and values from memory and checks each cell that it reads.
  *
- * A damaged cell costs only the key or value that needs it. Cells may be shared, which no real hive does: the
- * reader counts all that it reads and stops at 16 times the file's size, so that a forged hive costs no more
- * time and memory than its size allows. Not thread-safe.
+ * If a cell is damaged, only the key or value that needs it is lost. No real hive shares cells between keys,
+ * but a forged one may. So the reader counts all bytes that it reads and stops at 16 times the file's size,
+ * which limits time and memory. Not thread-safe.
  */
 #pragma once
 
@@ -17,13 +17,13 @@
 
 namespace simulated {
 
-/** Damage of a hive: what() names it in a few words. Thrown to the module's own callers alone. */
+/** Damage of a hive. what() names it in a few words. Hive catches it. */
 class HiveDamage : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/** The reader has read as much as the file's size allows. Each later read throws this, too. */
+/** The reader has reached its limit. Each later read throws this, too. */
 class HiveExhausted : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -31,7 +31,7 @@ class HiveExhausted : public std::runtime_error {
 
 class HiveReader {
  public:
-  /** Where a cell begins in the bins. */
+  /** Offset of a cell in the bins. */
   using Cell = std::uint32_t;
 
   /** The cells of a list that can be read. `damage` says what is missing; empty if nothing. */
@@ -42,7 +42,7 @@ class HiveReader {
   struct Value {
     std::u16string name;
     std::uint32_t type;
-    /** In the file or in the reader: valid as long as both. */
+    /** Borrowed from the file or the reader: valid while both exist. */
     HiveBytes data;
   };
 
@@ -54,14 +54,14 @@ class HiveReader {
   Cells ValuesOf(Cell key);
   /** @throws HiveDamage if the key cannot be read */
   std::u16string NameOf(Cell key);
-  /** The name of a key that cannot be read, if there is one in its place; else "?". */
+  /** For messages about a key that cannot be read: its name if the record seems to hold one, else "?". */
   std::u16string LikelyNameOf(Cell key) const;
   /** Last write time as a FILETIME. REQUIRES: NameOf has read the key, or it is the root. */
   std::uint64_t TimeOf(Cell key) const { return Read64(KeyAt(key), KeyRecord::kTime); }
   /** @throws HiveDamage if the value or its data cannot be read */
   Value ReadValue(Cell value);
 
-  /** Whether the key's record names another parent than the key that lists it. Names none: false. */
+  /** Whether the key's record names another parent than the key that lists it. False if it names none. */
   bool HasOtherParent(Cell key, Cell parent) const;
   /** The latest last write time of a key, as a FILETIME. Reads the whole file. */
   std::uint64_t NewestTime() const;
@@ -78,7 +78,7 @@ class HiveReader {
   const HiveBytes file_;
   HiveBytes bins_;
   std::size_t leftToSpend_;
-  /** Data that is stored in segments, by its cell and size. Values that share it share this. */
+  /** Joined data that was stored in segments, by cell and size. Values with the same cell use it together. */
   std::map<std::pair<Cell, std::size_t>, std::vector<std::uint8_t>> joined_;
 };
 

@@ -1,4 +1,4 @@
-/** Layout of a hive file: offsets in its header, and in key and value records behind the cell's size. */
+/** Layout of a hive file: offsets in its header, and in key and value records after the size of the cell. */
 #pragma once
 
 #include <cstddef>
@@ -11,7 +11,7 @@ namespace simulated {
 
 using HiveBytes = std::span<const std::uint8_t>;
 
-/** The header of a primary file. A log begins with its first sector. */
+/** The header of a primary file. A log begins with one sector of the same layout. */
 struct HiveHeader {
   static constexpr std::size_t kFirstSequence = 4;
   static constexpr std::size_t kSecondSequence = 8;
@@ -29,7 +29,7 @@ struct HiveHeader {
   static constexpr std::size_t kBytes = 4096;
 };
 
-/** Precedes every record: the size of its cell, negative if the cell is in use. */
+/** Bytes of the cell's size, which precedes every record. The size is negative if the cell is in use. */
 inline constexpr std::size_t kCellHeaderBytes = 4;
 
 struct KeyRecord {
@@ -55,12 +55,12 @@ struct ValueRecord {
   static constexpr std::size_t kName = 20;
 };
 
-/** The two letters that a record begins with. */
+/** The first two letters of a record, as a number. */
 constexpr std::uint16_t Kind(const char (&letters)[3]) {
   return static_cast<std::uint16_t>(letters[0] | letters[1] << 8);
 }
 
-/** The four letters that a header begins with. */
+/** The first four letters of a header, as a number. */
 constexpr std::uint32_t Kind(const char (&letters)[5]) {
   return Kind({letters[0], letters[1], '\0'}) | std::uint32_t{Kind({letters[2], letters[3], '\0'})} << 16;
 }

@@ -56,7 +56,7 @@ struct Entry {
 
 constexpr std::size_t kEntryHeaderBytes = 40;
 
-/** The entry at the begin of `log`, if both of its hashes are right. */
+/** Reads the entry at the start of `log`. Returns nothing unless both of its hashes are right. */
 std::optional<Entry> ReadEntry(HiveBytes log, std::size_t& hashedBytes) {
   if (log.size() < kEntryHeaderBytes || Read32(log, 0) != Kind("HvLE")) return std::nullopt;
   const std::size_t size = Read32(log, 4);
@@ -71,9 +71,9 @@ std::optional<Entry> ReadEntry(HiveBytes log, std::size_t& hashedBytes) {
 /** A log of Windows 8.1 and later. */
 struct EntryLog {
   HiveBytes header;
-  /** Of the entry that the log begins with. */
+  /** Sequence number of the first entry, from the log's header. */
   std::uint32_t first;
-  /** From the begin, one behind the other, without a gap in their numbers. */
+  /** The entries from the start of the log up to the first damaged one, or the first gap in the numbers. */
   std::vector<Entry> run;
 
   /** The number of the entry that follows the run. */
@@ -91,10 +91,12 @@ EntryLog ReadEntryLog(HiveBytes file) {
   return log;
 }
 
-/** Whether the log has an undamaged entry of that or a higher number. Remnants of older logs have lower ones.
+/**
+ * Whether the log has an undamaged entry with this number or a higher one. Entries that an earlier use of the
+ * log left behind have lower numbers.
  */
 bool HasEntryFrom(std::uint32_t sequence, HiveBytes log) {
-  // Damaged entries may overlap in a forged log: the limit keeps the search from hashing it many times.
+  // In a forged log damaged entries may overlap. The limit stops a search that hashes the same bytes again.
   std::size_t hashedBytes = 0;
   for (std::size_t at = kSector; at < log.size() && hashedBytes < 4 * log.size();) {
     const auto entry = ReadEntry(log.subspan(at), hashedBytes);
@@ -104,7 +106,10 @@ bool HasEntryFrom(std::uint32_t sequence, HiveBytes log) {
   return false;
 }
 
-/** The last two names of the path in a header, in capitals: a log is written under the hive's own path. */
+/**
+ * Returns the last two names of the path in a header, in upper case. Windows writes the path of the hive into
+ * the header of its log, too.
+ */
 std::u16string PlaceOf(HiveBytes header) {
   std::u16string name;
   for (std::size_t at = 0; at < HiveHeader::kFileNameBytes; at += 2) {
@@ -121,7 +126,7 @@ HiveBytes IdentifierOf(HiveBytes header) {
   return header.subspan(HiveHeader::kIdentifier, HiveHeader::kIdentifierBytes);
 }
 
-/** Whether two headers name different hives. What one of them does not name is no difference. */
+/** Whether two headers name different hives. An identifier or path that one of them lacks is not compared. */
 bool AreOfDifferentHives(HiveBytes left, HiveBytes right) {
   const auto isNamed = [](HiveBytes id) {
     return std::ranges::any_of(id, [](int byte) { return byte != 0; });
@@ -129,7 +134,7 @@ bool AreOfDifferentHives(HiveBytes left, HiveBytes right) {
   const HiveBytes leftId = IdentifierOf(left), rightId = IdentifierOf(right);
   if (isNamed(leftId) && isNamed(rightId) && !std::ranges::equal(leftId, rightId)) return true;
   const std::u16string leftPlace = PlaceOf(left), rightPlace = PlaceOf(right);
-  // The field holds the end of a long path: a name may be cut at its begin.
+  // The field holds only the end of a long path, so the first of the names may be cut at its start.
   return !leftPlace.ends_with(rightPlace) && !rightPlace.ends_with(leftPlace);
 }
 
@@ -170,7 +175,7 @@ class Recoverer {
     return hasMore ? "an entry or a header of its logs is damaged, and later entries are left out" : "";
   }
 
-  /** Copies the primary file. A broken header is replaced by that of the log. */
+  /** Copies the primary file. If its header is broken, takes the log's header instead. */
   void Begin(HiveBytes logHeader) {
     result_.image.assign(primary_.begin(), primary_.end());
     result_.image.resize(std::max(result_.image.size(), HiveHeader::kBytes));
@@ -179,7 +184,7 @@ class Recoverer {
     Put32(result_.image, HiveHeader::kType, 0);
   }
 
-  /** A hive grows by what its logs hold, and no further. */
+  /** A hive grows by at most the size of its logs. */
   bool CanGrowTo(std::size_t binsBytes) const {
     return binsBytes % HiveHeader::kBytes == 0 && binsBytes > 0 &&
            HiveHeader::kBytes + binsBytes <= std::max(primary_.size(), HiveHeader::kBytes) + logBytes_;
@@ -201,8 +206,8 @@ class Recoverer {
     DropLogsWithoutNews(logs);
     std::uint32_t next = logs.front().first;
     if (!result_.isHeaderBroken) {
-      // Windows may have written entries to the primary file without counting them: the first one may be
-      // later than the primary's number.
+      // Windows may have written entries to the primary file without raising its number. So the number of the
+      // first entry may be higher than the primary's.
       next = std::max(next, Read32(primary_, HiveHeader::kSecondSequence));
     }
     Begin(logs.back().header);
@@ -220,8 +225,10 @@ class Recoverer {
     result_.image.clear();
   }
 
-  /** Leaves out logs all of whose entries the primary has, or, without its header, that the last log does not
-   * follow. */
+  /**
+   * Drops each log whose entries are all in the primary file. If the primary's header is broken, drops each
+   * log that the next one does not continue.
+   */
   void DropLogsWithoutNews(std::vector<EntryLog>& logs) const {
     for (std::size_t i = logs.size() - 1; i > 0; --i) {
       const bool isOld = result_.isHeaderBroken
@@ -233,7 +240,7 @@ class Recoverer {
     }
   }
 
-  /** @return false, with nothing done, if a page of it is outside the hive */
+  /** @return false, with no change made, if the hive cannot grow so far or a page is outside of it */
   bool Apply(const Entry& entry) {
     if (!CanGrowTo(entry.binsBytes)) return false;
     const HiveBytes references = entry.bytes.subspan(kEntryHeaderBytes);
@@ -294,7 +301,7 @@ class Recoverer {
 
   const HiveBytes primary_;
   const std::vector<HiveBytes>& allLogs_;
-  /** Those of this hive whose headers are whole. */
+  /** The logs of this hive that have a valid header. */
   std::vector<HiveBytes> logs_;
   std::size_t logBytes_ = 0;
   HiveRecovery result_;

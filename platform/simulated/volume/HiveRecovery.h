@@ -10,19 +10,22 @@
 namespace simulated {
 
 struct HiveRecovery {
-  /** The header's sequence numbers differ, or its checksum is wrong. A clean hive is read as it is. */
+  /** Whether the header's sequence numbers differ or its checksum is wrong. Only a dirty hive is recovered.
+   */
   bool isDirty = false;
-  /** The header is none of a hive. If `image` is empty then, the hive cannot be read. */
+  /** Whether the file has no valid hive header. If `image` is empty as well, the hive cannot be read. */
   bool isHeaderBroken = false;
-  /** Log entries that were applied. A log of Windows 7 and earlier counts as one. */
+  /** Number of log entries that were applied. A log of Windows 7 or earlier counts as one. */
   std::size_t entries = 0;
-  /** What the answer may lack all the same; empty if nothing. */
+  /** Why later changes may be missing; empty if none are. */
   std::string loss;
   /** The whole recovered file; empty if no log was applied. */
   std::vector<std::uint8_t> image;
 };
 
-/** @param logs  the files NAME.LOG1, NAME.LOG2 and NAME.LOG that exist, in any order; each may hold any bytes
+/**
+ * Applies the logs of a dirty hive to a copy of it.
+ * @param logs  those of NAME.LOG1, NAME.LOG2 and NAME.LOG that exist, in any order; each may hold any bytes
  */
 HiveRecovery RecoverHive(HiveBytes primary, const std::vector<HiveBytes>& logs);
 

@@ -34,7 +34,7 @@ std::u16string Expand(const Machine& machine, std::u16string_view text) {
     if (end == text.npos) return expanded;
     const auto value = machine.environment.Find(text.substr(begin + 1, end - begin - 1));
     expanded += value ? *value : text.substr(begin, end - begin);
-    // The sign behind an unknown name may begin a known one.
+    // The percent sign after an unknown name may begin a known one.
     text.remove_prefix(value ? end + 1 : end);
   }
 }

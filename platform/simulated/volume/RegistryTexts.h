@@ -1,4 +1,4 @@
-/** Values of a machine's registry as its own volume needs them. */
+/** Reads values of the registry while a volume is loaded. */
 #pragma once
 
 #include <optional>
@@ -9,13 +9,13 @@
 
 namespace simulated {
 
-/** The characters of a text value up to its NUL; empty if there is none. */
+/** Returns the characters of a text value up to its NUL; empty if the value is missing. */
 std::u16string TextIn(Key& key, std::u16string_view name);
-/** The same of the key at that path. */
+/** The same for the key at that path; empty if the key is missing. */
 std::u16string TextAt(Machine& machine, std::u16string_view path, std::u16string_view name);
-/** A REG_DWORD; 0 if there is none. */
+/** Returns the number in a value of four bytes; 0 for any other value. */
 std::uint32_t NumberIn(Key& key, std::u16string_view name);
-/** Replaces %NAME% by the machine's variables. A name without one stays as it is. */
+/** Replaces %NAME% by the machine's variables. An unknown name stays as it is. */
 std::u16string Expand(const Machine& machine, std::u16string_view text);
 
 }  // namespace simulated

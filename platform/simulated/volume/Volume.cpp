@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** The entry at the end of these names, each in the one before, in any case. */
+/** Finds the entry at a path of names, in any case. */
 template <typename... Names>
 std::optional<fs::path> FindEntry(const fs::path& folder, std::string_view name, Names... further) {
   const auto entry = simulated::FindEntry(folder, FromUtf8(name));
@@ -27,8 +27,8 @@ std::optional<fs::path> FindEntry(const fs::path& folder, std::string_view name,
 }
 
 /**
- * The root of SYSTEM. A running Windows shows the control set in use a second time, as CurrentControlSet; the
- * hive does not hold that.
+ * The root of SYSTEM. A running Windows shows the control set in use a second time, as CurrentControlSet. The
+ * hive does not have that key.
  */
 class SystemSource : public KeySource {
  public:
@@ -47,7 +47,7 @@ class SystemSource : public KeySource {
   const std::shared_ptr<Hive> hive_;
 };
 
-/** Whether the file, links followed, is in the folder or in that of another drive. */
+/** Whether the file, after links are followed, is on the volume or on another drive. */
 bool IsInside(const fs::path& file, const fs::path& volume, const Drives& drives) {
   std::error_code failure;
   const fs::path real = fs::weakly_canonical(file, failure);
@@ -60,7 +60,7 @@ bool IsInside(const fs::path& file, const fs::path& volume, const Drives& drives
   });
 }
 
-/** Whether a file system of its own is mounted there, such as that of a disk image. */
+/** Whether a file system is mounted at the folder, such as that of a disk image. */
 bool IsMountPoint(const fs::path& folder) {
   struct stat own = {}, above = {};
   return stat(folder.c_str(), &own) == 0 && stat((folder / "..").c_str(), &above) == 0 &&
@@ -76,7 +76,7 @@ class Loader {
     const auto fileOf = [&](const char* name) { return FindEntry(folder, name).value_or(folder / name); };
     machine_.volume.emplace();
     const fs::path software = fileOf("SOFTWARE"), system = fileOf("SYSTEM");
-    // A volume made of a few hives may have none.
+    // A volume that was copied together from a few hives may lack DEFAULT.
     const auto services = FindEntry(folder, "DEFAULT");
     for (const fs::path& file : {software, system, services.value_or(fs::path())}) Expect(file);
     Put(u"HKEY_LOCAL_MACHINE\\SOFTWARE", Open(software));
@@ -103,7 +103,7 @@ class Loader {
     if (observer_.progress) observer_.progress(doneBytes_, allBytes_);
     return hive;
   }
-  /** @return null for a hive that is left out, which is reported */
+  /** @return null if the hive cannot be read, which is reported */
   std::shared_ptr<Hive> OpenOrReport(const fs::path& file) {
     try {
       return Open(file);
@@ -144,7 +144,7 @@ void Loader::LoadSystem(const fs::path& file) {
   key.FillLater(*source, hive->Root());
 }
 
-// Services without a profile, and the system itself, have this one.
+// DEFAULT is the hive of the system itself and of services without a profile.
 void Loader::LoadDefault(const fs::path& file) {
   const auto hive = OpenOrReport(file);
   if (!hive) return;

@@ -12,12 +12,12 @@ constexpr std::u16string_view kWindowsNt =
 
 std::u16string InControl(std::u16string_view path) { return std::u16string(kControl) += path; }
 
-/** Sets a variable if there is a text for it. */
+/** Sets the variable unless the text is empty. */
 void SetIfKnown(Machine& machine, std::u16string_view variable, std::u16string_view text) {
   if (!text.empty()) machine.environment.Set(variable, Expand(machine, text));
 }
 
-/** Plain texts first, as Windows does: those that are expanded may name them. */
+/** Sets plain texts first, as Windows does, because expandable texts may name them. */
 void SetFromKey(Machine& machine, std::u16string_view path) {
   Key* const key = machine.registry.Find(path);
   for (const platform::DWORD type : {platform::REG_SZ, platform::REG_EXPAND_SZ}) {
@@ -53,7 +53,7 @@ void SetSharedFolders(Machine& machine) {
   const std::u16string programData = TextAt(machine, list, u"ProgramData");
   SetIfKnown(machine, u"ProgramData", programData);
   SetIfKnown(machine, u"ALLUSERSPROFILE", programData);
-  // Windows XP.
+  // Windows XP has only the name of the folder, which is in ProfilesDirectory.
   const std::u16string allUsers = TextAt(machine, list, u"AllUsersProfile");
   if (!allUsers.empty())
     SetIfKnown(machine, u"ALLUSERSPROFILE", TextAt(machine, list, u"ProfilesDirectory") + u'\\' + allUsers);
@@ -66,7 +66,7 @@ bool Is32Bit(Machine& machine) {
   return TextAt(machine, kWindowsNt, u"BuildLabEx").find(u".x86") != std::u16string::npos;
 }
 
-/** Windows 11 still has the name of Windows 10. */
+/** The registry of Windows 11 still says Windows 10. */
 std::u16string ProductName(Machine& machine, std::u16string_view build) {
   constexpr std::u16string_view kOldName = u"Windows 10";
   constexpr std::u16string_view kFirstBuildOf11 = u"22000";
@@ -97,7 +97,7 @@ std::u16string WindowsName(Machine& machine) {
 void SetSystemEnvironment(Machine& machine) {
   const bool is32Bit = Is32Bit(machine);
   if (is32Bit) {
-    // The variable of the default environment that a 32-bit Windows does not have.
+    // A 32-bit Windows has no ProgramFiles(x86), but the default environment has.
     const auto usual = machine.environment.All();
     machine.environment.Clear();
     for (const auto& [name, value] : usual)
@@ -130,7 +130,7 @@ void SetUserEnvironment(Machine& machine, std::u16string_view profile) {
   SetIfKnown(machine, u"LOCALAPPDATA", TextAt(machine, kFolders, u"Local AppData"));
   const std::u16string systemPath = machine.environment.Find(u"Path").value_or(u"");
   SetFromKey(machine, u"HKEY_CURRENT_USER\\Environment");
-  // The one variable that Windows does not replace by the user's: the user's part follows.
+  // Windows appends the user's Path to the system's. Any other variable of the user replaces the system's.
   const std::u16string path = machine.environment.Find(u"Path").value_or(u"");
   if (!systemPath.empty() && path != systemPath) machine.environment.Set(u"Path", systemPath + u';' + path);
 }

@@ -1,4 +1,4 @@
-/** The facts and the environment of the Windows that is on a volume, as its programs see them. */
+/** Facts and environment variables of the Windows on a volume, as its programs see them. */
 #pragma once
 
 #include <string_view>
@@ -8,8 +8,8 @@
 namespace simulated {
 
 /**
- * Replaces the default variables by those that SOFTWARE and SYSTEM, which are loaded, have for all users.
- * A variable that neither tells keeps its usual value.
+ * Replaces the default variables by those that SOFTWARE and SYSTEM have for all users. A variable that
+ * neither of them has keeps its default. Call it after both hives are loaded.
  */
 void SetSystemEnvironment(Machine& machine);
 
@@ -19,7 +19,7 @@ void SetUserEnvironment(Machine& machine, std::u16string_view profile);
 /** Name and version of the volume's Windows, and whether it is a 32-bit one. */
 VolumeFacts ReadWindowsFacts(Machine& machine);
 
-/** HARDWARE is not on a disk. Maker and model are those that SYSTEM noted at the last start, if it did. */
+/** Sets maker and model, which Windows noted in SYSTEM at its last start. HARDWARE is not on the disk. */
 void SetHardware(Machine& machine);
 
 }  // namespace simulated

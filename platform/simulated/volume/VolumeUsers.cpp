@@ -26,7 +26,7 @@ struct ListedProfile {
 
 std::u16string_view LastName(std::u16string_view path) { return path.substr(path.rfind(u'\\') + 1); }
 
-/** A trailing backslash means nothing. */
+/** Returns the path of a listed profile without trailing backslashes. */
 std::u16string PathOf(const Machine& machine, Key& profile) {
   std::u16string path = Expand(machine, TextIn(profile, u"ProfileImagePath"));
   while (path.ends_with(u'\\')) path.pop_back();
@@ -42,8 +42,8 @@ ListedProfile ReadListed(const Machine& machine, Key& profile) {
 }
 
 /**
- * The profiles by their SIDs. A profile that could not be loaded is kept as SID.bak while a temporary one has
- * its place. At the next logon Windows tries the kept one again.
+ * Returns the profiles by their SIDs. If Windows cannot load a profile, it keeps the profile's key as SID.bak
+ * and uses a temporary profile. At the next logon it tries SID.bak again.
  */
 std::map<std::u16string, ListedProfile> ReadProfileList(Machine& machine) {
   constexpr std::u16string_view kLocalSystem = u"S-1-5-18";
@@ -52,7 +52,7 @@ std::map<std::u16string, ListedProfile> ReadProfileList(Machine& machine) {
       u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList");
   for (std::size_t i = 0; list && i < list->SubKeyCount(); ++i) {
     ListedProfile profile = ReadListed(machine, list->SubKeyAt(i));
-    // Its hive is DEFAULT.
+    // The hive of LocalSystem is DEFAULT.
     if (profile.path.empty() || profile.sid == kLocalSystem) continue;
     const std::size_t length = profile.sid.size();
     const bool isKept =
@@ -79,7 +79,7 @@ std::vector<fs::path> FoldersIn(const std::optional<fs::path>& folder) {
   for (fs::directory_iterator entry(*folder, failure), end; !failure && entry != end;
        entry.increment(failure)) {
     std::error_code ignored;
-    // Links are the compatibility names of a profile.
+    // A link is a compatibility name of a folder that is found by its own name.
     if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) folders.push_back(entry->path());
   }
   std::ranges::sort(folders);
@@ -141,7 +141,7 @@ class Finder {
   const fs::path root_;
   Machine& machine_;
   const LoadObserver& observer_;
-  /** By their real folders. */
+  /** The listed profiles by their real folders. */
   std::map<fs::path, ListedProfile> listed_;
   std::set<fs::path> found_;
   std::vector<UserHive> hives_;

@@ -14,22 +14,24 @@ namespace simulated {
 
 struct UserHive {
   std::filesystem::path file;
-  /** Of the profile's folder. */
+  /** Name of the profile's folder. */
   std::u16string name;
-  /** As the volume's Windows names the folder; empty if its ProfileList does not. */
+  /** Path of the folder in the volume's ProfileList; empty if the list does not have it. */
   std::u16string profile;
-  /** Empty if the volume's ProfileList does not have the folder. */
+  /** SID of the folder in the volume's ProfileList; empty if the list does not have it. */
   std::u16string sid;
 
-  /** A person, with an account of the machine, a domain or Entra ID, and not a service. */
+  /** Whether the user is a person: has an account of the machine, a domain or Entra ID. Services have none.
+   */
   bool IsPerson() const { return sid.starts_with(u"S-1-5-21-") || sid.starts_with(u"S-1-12-1-"); }
 };
 
 /**
- * Each hive once, also if several links lead to it: those in the usual folders in the order of their names,
- * then those that only the volume's ProfileList names. Profiles from which Windows makes new ones are left
- * out. REQUIRES: SOFTWARE is in the registry, the system variables are set and the drives are mounted.
- * @param root  the volume
+ * Finds each hive once, even if several links lead to it. Hives in the usual folders come first, in the order
+ * of their names, then those that only the volume's ProfileList names. Leaves out the profiles from which
+ * Windows makes new ones. REQUIRES: SOFTWARE is in the registry, the system variables are set and the drives
+ * are mounted.
+ * @param root  path of the volume, for messages
  */
 std::vector<UserHive> FindUserHives(const std::filesystem::path& root, Machine& machine,
                                     const LoadObserver& observer);
