@@ -4,8 +4,9 @@
 namespace kestrelbay::guard {
 
 /**
- * Initialises COM on this thread, single-threaded, and ends that when destroyed. Windows needs COM where
- * icons are drawn. Changes nothing if the host has initialised COM on this thread. On Linux: does nothing.
+ * Initialises COM on this thread, single-threaded. The destructor uninitialises it. Windows needs COM on a
+ * thread that draws icons. Changes nothing if the host has initialised COM on this thread. On Linux: does
+ * nothing.
  */
 class Apartment {
  public:

@@ -4,7 +4,7 @@
 
 namespace kestrelbay::guard {
 
-// Fails if the host has a multithreaded apartment here: then COM is initialised, which suffices.
+// Fails if the host has initialised COM on this thread as multithreaded. Icons can be drawn then, too.
 Apartment::Apartment() : isOurs(SUCCEEDED(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED))) {}
 
 Apartment::~Apartment() {

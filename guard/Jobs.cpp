@@ -11,7 +11,7 @@ using kestrelbay::guard::StatusOf;
 // The callback gets the address of the request, which is the address of its job.
 static_assert(offsetof(GuardInstallJob, request) == 0 && offsetof(GuardUninstallJob, request) == 0);
 
-/** The host reads `finished` on another thread: the results must be visible before it is. */
+/** The host reads `finished` on another thread: the results must be visible before it becomes 1. */
 void Finish(volatile std::int32_t& finished) {
   std::atomic_thread_fence(std::memory_order_seq_cst);
   finished = 1;

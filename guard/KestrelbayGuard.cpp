@@ -21,8 +21,8 @@ bool HasNullText(const InstalledAppEntry* entries, std::uint32_t count) {
   return false;
 }
 
-// Releases a list that may be incomplete. Under lack of memory the release may fail too: then the list is
-// lost.
+// Releases a list that may be incomplete. If memory is short, the release may fail too, and the list is
+// leaked.
 void DropList(InstalledAppEntry** entries, std::uint32_t* count) {
   StatusOf([=] { return ReleaseInstalledAppList(entries, static_cast<std::int32_t>(*count)), 0; });
   *entries = nullptr;

@@ -32,7 +32,7 @@ Queue& TheQueue() {
 void Add(const char* file, std::int32_t level, const char* text) {
   Queue& queue = TheQueue();
   const std::lock_guard held(queue.mutex);
-  // Counted first, so that a record that finds no memory counts as dropped.
+  // Counted first: if there is no memory for the record, the next call throws and the count stays.
   ++queue.dropped;
   queue.records.push_back({level, std::string(file) + ' ' + text});
   if (queue.records.size() > kMaxRecords) {

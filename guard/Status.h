@@ -13,8 +13,9 @@ namespace kestrelbay::guard {
 /**
  * Calls `call` and returns its result, or the status of the exception that left it.
  *
- * The exception's own runtime releases it, although each DLL has a runtime: an exception carries the function
- * that releases it. Runtimes of g++ compare types by name, so catching by type works across DLLs.
+ * Each DLL has its own copy of the C++ runtime. An exception carries the function that releases it, so the
+ * runtime that threw it releases it. Runtimes of g++ compare types by name, so catching by type works across
+ * DLLs.
  */
 template <class Call>
 std::int32_t StatusOf(Call call) noexcept {

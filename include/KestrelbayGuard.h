@@ -24,7 +24,7 @@
 
 #include "KestrelbayGeneralSDK.h"
 
-/* Before this header, a host may define it as what its compiler puts before imported functions. */
+/* A host may define this before the include, as the keyword of its compiler for imported functions. */
 #ifndef KESTRELBAY_GUARD_API
 #define KESTRELBAY_GUARD_API
 #endif
@@ -35,7 +35,7 @@ extern "C" {
 
 /** Why a function failed. */
 typedef enum GuardStatus {
-  GUARD_INVALID_SETTING = -1, /**< the machine's setting is missing or no 32-bit number */
+  GUARD_INVALID_SETTING = -1, /**< the setting is missing or is not a 32-bit number */
   GUARD_NO_MEMORY = -2,
   GUARD_NO_THREAD = -3,       /**< the thread of the call could not be started */
   GUARD_UNEXPECTED = -4,      /**< any other exception */
@@ -80,7 +80,7 @@ KESTRELBAY_GUARD_API int32_t GuardTakeLog(int32_t* level, char* text, int32_t* s
  */
 typedef struct GuardInstallJob {
   InstallRequest request;
-  char room[1024];           /**< for a version text that runs past `request` */
+  char room[1024];           /**< for a version text that overruns `request` */
   volatile int32_t finished; /**< out: 1 when `request` has its results and is no longer used */
 } GuardInstallJob;
 
@@ -103,7 +103,7 @@ KESTRELBAY_GUARD_API int32_t GuardStartUninstall(GuardUninstallJob* job);
 /* ----------------------------------------------------------------- Functions of KestrelbayGeneralSDK.h -- */
 
 KESTRELBAY_GUARD_API int32_t GuardInitDllLogger(LogCallback callback);
-/** After a negative result no callback comes. Keep the request valid: the library still has its address. */
+/** After a negative result there is no callback. Keep the request valid: the library keeps its address. */
 KESTRELBAY_GUARD_API int32_t GuardInstall(InstallRequest* request, InstallCallback callback);
 /** As GuardInstall. */
 KESTRELBAY_GUARD_API int32_t GuardUninstall(UninstallRequest* request, UninstallCallback callback);
@@ -112,14 +112,14 @@ KESTRELBAY_GUARD_API int32_t GuardSetStopAppEvent(void);
 KESTRELBAY_GUARD_API int32_t GuardGetManufacturer(char* buffer, int32_t* size);
 KESTRELBAY_GUARD_API int32_t GuardGetDeviceId(char* buffer, int32_t* size);
 KESTRELBAY_GUARD_API int32_t GuardGetProductName(char* buffer, int32_t* size);
-/** -1 (GUARD_INVALID_SETTING) if `ProxyEnable` is missing or no number, 0 without a proxy, 1 with one. */
+/** -1 (GUARD_INVALID_SETTING) if `ProxyEnable` is missing or not a number, 0 without a proxy, 1 with one. */
 KESTRELBAY_GUARD_API int32_t GuardGetProxyServer(char* buffer, int32_t* size);
 KESTRELBAY_GUARD_API int32_t GuardGetGraphics(char* buffer, int32_t* size);
 KESTRELBAY_GUARD_API int32_t GuardGetAppVersion(const char* displayName, const char* registryPath,
                                                 char* buffer, int32_t* size);
 /** @param mebibytes  out: the result of GetDiskAvailableSpace; -1 on failure */
 KESTRELBAY_GUARD_API int32_t GuardGetDiskAvailableSpace(const char* path, int64_t* mebibytes);
-/** -1 (GUARD_INVALID_SETTING) if `IsTabletPc` is missing or no number, 0 no tablet, 1 tablet. */
+/** -1 (GUARD_INVALID_SETTING) if `IsTabletPc` is missing or not a number, 0 no tablet, 1 tablet. */
 KESTRELBAY_GUARD_API int32_t GuardIsTabletPC(void);
 KESTRELBAY_GUARD_API int32_t GuardGetRootDir(char* buffer, int32_t* size, uint32_t mode);
 
@@ -130,9 +130,9 @@ KESTRELBAY_GUARD_API int32_t GuardGetRootDir(char* buffer, int32_t* size, uint32
 KESTRELBAY_GUARD_API int32_t GuardGetInstalledAppList(InstalledAppEntry** entries, uint32_t* count,
                                                       bool includeIcons);
 KESTRELBAY_GUARD_API int32_t GuardReleaseInstalledAppList(InstalledAppEntry** entries, int32_t count);
-/** After a negative result no callback comes. */
+/** After a negative result there is no callback. */
 KESTRELBAY_GUARD_API int32_t GuardGetInstalledAppListAsync(AppListCallback callback, bool includeIcons);
-/** After a negative result no callback comes. */
+/** After a negative result there is no callback. */
 KESTRELBAY_GUARD_API int32_t GuardGetAppIconAsync(IconCallback callback, const char* displayName);
 KESTRELBAY_GUARD_API int32_t GuardDeleteAppRegistryInfo(const char* displayName);
 
