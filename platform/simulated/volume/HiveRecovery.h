@@ -10,8 +10,7 @@
 namespace simulated {
 
 struct HiveRecovery {
-  /** Whether the header's sequence numbers differ or its checksum is wrong. Only a dirty hive is recovered.
-   */
+  /** Whether the header's sequence numbers differ or its checksum is wrong. A clean hive is not recovered. */
   bool isDirty = false;
   /** Whether the file has no valid hive header. If `image` is empty as well, the hive cannot be read. */
   bool isHeaderBroken = false;

@@ -21,8 +21,7 @@ struct UserHive {
   /** SID of the folder in the volume's ProfileList; empty if the list does not have it. */
   std::u16string sid;
 
-  /** Whether the user is a person: has an account of the machine, a domain or Entra ID. Services have none.
-   */
+  /** Whether the user is a person: an account of the machine, a domain or Entra ID, and not a service. */
   bool IsPerson() const { return sid.starts_with(u"S-1-5-21-") || sid.starts_with(u"S-1-12-1-"); }
 };
 
