@@ -63,7 +63,7 @@ void Fill(char (&field)[kBytes], const std::string& text, const char* what) {
 /** Lets the jobs of one kind run one after another, in the order of their calls. */
 class Turns {
  public:
-  /** The turn of one job. The next one comes when it is destroyed. */
+  /** The turn of one job. Its destructor lets the next job run. */
   class Turn {
    public:
     explicit Turn(Turns& all) : turns(&all), number(all.Draw()) {}
@@ -89,7 +89,7 @@ class Turns {
     changed.wait(held, [=] { return current == number; });
   }
   void End(std::uint64_t number) {
-    // A turn that was never awaited waits for those before it, so that they keep their order.
+    // A turn that was never awaited waits for the turns before it, so that they keep their order.
     Await(number);
     const std::lock_guard<std::mutex> held(mutex);
     ++current;
@@ -102,7 +102,7 @@ class Turns {
   std::uint64_t current = 0;
 };
 
-/** A request as the library needs it: at a fixed place, and with room for a version that runs past it. */
+/** A request at a fixed address, with room for a version text that overruns it. */
 template <class Request>
 struct Job {
   Request request{};
@@ -152,7 +152,7 @@ struct RawList {
   RawList(const RawList&) = delete;
   RawList& operator=(const RawList&) = delete;
   ~RawList() {
-    // The release logs, which needs memory: without it, the list is lost.
+    // The release logs, which needs memory. If memory is short, the list is leaked.
     try {
       ReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
     } catch (const std::bad_alloc&) {
@@ -182,7 +182,7 @@ inline App ToApp(const InstalledAppEntry& entry) {
 
 }  // namespace detail
 
-/** Ends the waits of all jobs. Stopping is permanent: no job can be started in this process any more. */
+/** Ends the waits of all jobs. Stopping is permanent: afterwards this process cannot start a job. */
 class PermanentStop {
  public:
   void StopForTheLifeOfThisProcess() {
@@ -195,7 +195,7 @@ class PermanentStop {
   std::atomic<bool> isStopped{false};
 };
 
-/** The library. There is one object, made on first use with the log set up, and never destroyed. */
+/** The library. The one object is made on first use, sets up the log, and is never destroyed. */
 class Library {
  public:
   static Library& Get() {
@@ -217,7 +217,7 @@ class Library {
     for (std::uint32_t i = 0; i < list.count; ++i) apps.push_back(detail::ToApp(list.entries[i]));
     return apps;
   }
-  /** List on a thread of its own. An exception arrives in the future. */
+  /** Runs List on a new thread. The future rethrows an exception of List. */
   std::future<std::vector<App>> ListAsync(bool includeIcons = false) {
     return std::async(std::launch::async, [=] { return Get().List(includeIcons); });
   }
@@ -258,7 +258,7 @@ class Library {
 
   /**
    * Starts an installation. Installations run one after another. The future is ready half a second after the
-   * end of the job, when its thread has left the library. Its destructor waits for that.
+   * end of the job, when the job's thread has left the library. The future's destructor waits for that.
    */
   [[nodiscard]] std::future<Outcome> Install(const InstallOrder& order) {
     auto job = std::make_unique<detail::Job<InstallRequest>>();
@@ -268,8 +268,8 @@ class Library {
     return Start(std::move(job), installs, &::Install);
   }
   /**
-   * Starts an uninstallation; otherwise as Install. An uninstallation that its user cancels waits until
-   * PermanentStop ends it.
+   * Starts an uninstallation, in the same way as Install. If its user cancels it, it waits until
+   * PermanentStop ends the wait.
    */
   [[nodiscard]] std::future<Outcome> Uninstall(const std::string& name) {
     auto job = std::make_unique<detail::Job<UninstallRequest>>();
@@ -303,7 +303,7 @@ class Library {
     if (!text) return std::nullopt;
     return std::string(text->View());
   }
-  /** Turns the result of Protect back; nothing on failure. */
+  /** Returns the secret that Protect was called with; nothing on failure. */
   std::optional<Secret> Unprotect(std::string_view text) {
     return Transform(&Decrypt, detail::Checked(text, "the text").c_str());
   }
@@ -335,7 +335,7 @@ class Library {
   }
 
   static std::string VersionOf(const InstallRequest& request) {
-    // Runs past its field, into the room behind the record.
+    // A long version overruns its field, into the room behind the record.
     const char* const record = reinterpret_cast<const char*>(&request);
     return record + offsetof(InstallRequest, DisplayVersion);
   }
@@ -354,12 +354,12 @@ class Library {
         detail::Turns::Turn(turns), std::move(job));
   }
 
-  /** Never frees the job: the library has its address, after a failed start too. */
+  /** Never frees the job: the library keeps its address, even after a failed start. */
   template <class Request>
   static Outcome Perform(detail::Job<Request>* job, void (*function)(Request*, void (*)(Request*))) {
     function(&job->request, &detail::Job<Request>::Finish);
     job->done.get_future().wait();
-    // The job's thread has left the library then, so that the next job, or the end of main, is safe.
+    // After this pause the job's thread has left the library, so the next job, or the end of main, is safe.
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     const Request& request = job->request;
     return {std::strcmp(request.Result, "Success") == 0, request.Result, request.ErrMsg, VersionOf(request)};

@@ -1,8 +1,8 @@
 /*
  * KestrelbayGeneral: the machine-side library of an application store.
  *
- * For x64 only. The library reports no version: this header is the agreement between host and library. The
- * guide docs/hosts.md has a program or the reason for each rule.
+ * For x64 only. The library reports no version: build a host against the header of the library that it ships
+ * with. The guide docs/hosts.md has a program or the reason for each rule.
  *
  * Conventions of all functions below, unless a function says otherwise:
  *
@@ -22,8 +22,8 @@
  *     or an unchanged output, as each function says. The log has the details.
  *  8. Exceptions. The library catches none. Lack of memory, or a thread that cannot be started, leaves the
  *     function as an exception of g++'s C++ runtime. A host of another compiler or language cannot catch it
- *     and ends with status 0x20474343: it uses KestrelbayGuard.h. If only the copy of a text for the host
- *     lacks memory, the library calls the invalid-parameter handler instead; if the handler returns, that
+ *     and ends with status 0x20474343: it uses KestrelbayGuard.h. If memory is missing only for the host's
+ *     copy of a text, the library calls the invalid-parameter handler instead; if the handler returns, that
  *     text is null. It is the handler of the C runtime that the library imports (msvcrt.dll).
  *  9. Threads. Each function may be called from any thread. Any number of them may run at once, except
  *     InitDllLogger, and except Install and Uninstall as described there under "Jobs at once". Each
@@ -90,8 +90,8 @@ KESTRELBAY_API void InitDllLogger(LogCallback callback);
 typedef struct InstallRequest {
   char installerPath[260];   /**< in: path of the installer to run, an executable; without quotes */
   char displayName[260];     /**< in: name that the application is listed under; identifies the job */
-  char registryPath[260];    /**< in: leave empty. The library does not read another text, but then finds
-                                nothing. */
+  char registryPath[260];    /**< in: leave empty. With any other text, which is not read, the library
+                                finds nothing. */
   char installerParams[260]; /**< in: command-line parameters of the installer */
   char Result[260];          /**< out: "Success" or "Fail" */
   char ErrMsg[260];          /**< out: the reason; "NULL" after a successful first installation,
@@ -103,7 +103,7 @@ typedef struct InstallRequest {
 /** The parameters and results of one uninstallation. Texts are as in InstallRequest. */
 typedef struct UninstallRequest {
   char displayName[260];  /**< in: name that the application is listed under; identifies the job */
-  char registryPath[260]; /**< in: leave empty. The library does not read another text, but then finds
+  char registryPath[260]; /**< in: leave empty. With any other text, which is not read, the library finds
                              nothing. */
   char Result[260];       /**< out: "Success", "Fail", or "Cancel" if its program did not start, or if
                              the shell returned no process handle */
@@ -111,7 +111,8 @@ typedef struct UninstallRequest {
 } UninstallRequest;
 
 /**
- * Receives the request of a finished job, on the thread of the job. The job is still in the table meanwhile.
+ * Receives the request of a finished job, on the thread of the job. The job stays in the library's table
+ * until the callback returns.
  *
  * @param request  the pointer that the host passed to Install or Uninstall
  */
@@ -151,8 +152,8 @@ KESTRELBAY_API void Install(InstallRequest* request, InstallCallback callback);
  * succeeds if the application is not in the inventory afterwards.
  *
  * If the program does not change the entry, for example because its user cancelled it, the job waits for
- * ever. Only SetStopAppEvent ends that wait. The wait is for an event with the name of the application: if
- * another kind of object has that name, or the name contains a backslash, the job does not wait.
+ * ever. Only SetStopAppEvent ends that wait. The job waits for an event with the name of the application.
+ * If another kind of object has that name, or the name contains a backslash, the job does not wait.
  *
  * Blocking, logging, kept inventories, jobs at once, request and callback are as in Install; uninstallations
  * have a separate callback and table. The handle of the program stays open.
@@ -192,7 +193,7 @@ KESTRELBAY_API bool GetProductName(char* buffer, int32_t* size);
  * that uses it at that moment can fail.
  * @throws std::invalid_argument, std::out_of_range  across the C boundary, if the user has the key
  *         Software\Microsoft\Windows\CurrentVersion\Internet Settings, but its value ProxyEnable is missing,
- *         as for the account LocalService, or no 32-bit number
+ *         as for the account LocalService, or is not a 32-bit number
  */
 KESTRELBAY_API bool GetProxyServer(char* buffer, int32_t* size);
 /** Names of the graphics adapters in the order of the system, joined by commas. */
@@ -204,7 +205,7 @@ KESTRELBAY_API bool GetGraphics(char* buffer, int32_t* size);
  * process.
  *
  * @param displayName   name exactly as listed, case included
- * @param registryPath  null or empty. The library does not read another text, but then finds no version.
+ * @param registryPath  null or empty. With any other text, which is not read, the library finds no version.
  * @param buffer, size  as for the buffer facts
  * @return false if the application is unknown or has no version, or if the buffer is null or too small
  */
@@ -223,16 +224,18 @@ KESTRELBAY_API int64_t GetDiskAvailableSpace(const char* path);
 /**
  * Whether the machine is a tablet. Logs its entry.
  * @throws std::invalid_argument, std::out_of_range  across the C boundary, if the machine has the key
- *         SOFTWARE\Microsoft\Windows\Tablet PC, but its value IsTabletPc is missing or no 32-bit number
+ *         SOFTWARE\Microsoft\Windows\Tablet PC, but its value IsTabletPc is missing or is not a 32-bit
+ *         number
  */
 KESTRELBAY_API bool IsTabletPC(void);
 
 /**
  * Returns the directory of the host.
  *
- * The result is in the system's ANSI code page, not UTF-8. In East Asian ones the second byte of a character
- * can be that of a backslash. A path of the host of more than 259 bytes is cut; for a longer current
- * directory the result is empty. Logs one line for modes 1 and 2, and one if the buffer is too small.
+ * The result is in the system's ANSI code page, not UTF-8. In East Asian code pages the second byte of a
+ * character can be 0x5C, the byte of a backslash. A path of the host of more than 259 bytes is cut; for a
+ * longer current directory the result is empty. Logs one line for modes 1 and 2, and one if the buffer is too
+ * small.
  *
  * @param buffer  out: the directory and its NUL; never null
  * @param size    in: size of `buffer` in bytes. Pass at least the length plus one. A size equal to the length
@@ -266,8 +269,8 @@ typedef struct InstalledAppEntry {
  * Lists the installed applications, sorted by name without regard to the case of ASCII letters.
  *
  * Reads the registry on the calling thread. With icons, it also draws one picture for each application that
- * has an executable. The list is empty, even without the applications of users, if the machine has no key
- * HKEY_LOCAL_MACHINE\Software\Classes\Installer\Products. Logs its entry.
+ * has an executable. If the machine has no key HKEY_LOCAL_MACHINE\Software\Classes\Installer\Products, the
+ * list is empty: even the applications of users are missing. Logs its entry.
  *
  * Does not initialise COM. Windows needs COM on the thread that draws icons: a host that asks for icons
  * initialises it first, single-threaded.
@@ -279,8 +282,9 @@ typedef struct InstalledAppEntry {
  *                      ReleaseInstalledAppList.
  * @param count         out: the number of entries; never null
  * @param includeIcons  true draws the icon of each executable as a PNG; false leaves those icon texts empty.
- *                      A displayIcon with ".exe" in exactly this case is an executable. For any other one the
- *                      icon text is its path either way, without quotes and cut at the first comma.
+ *                      A displayIcon with ".exe" in exactly this case is an executable. For any other
+ *                      displayIcon the icon text is its path, for true and for false, without quotes and cut
+ *                      at the first comma.
  */
 KESTRELBAY_API void GetInstalledAppList(InstalledAppEntry** entries, uint32_t* count, bool includeIcons);
 
@@ -345,8 +349,9 @@ KESTRELBAY_API bool DeleteAppRegistryInfo(const char* displayName);
 /* ------------------------------------------------------------------------------------------ Starting -- */
 
 /**
- * Starts an installed application: as an item of the apps folder whose name is part of either text, or
- * otherwise elevated, by the executable of its icon in the inventory. Does not wait for it.
+ * Starts an installed application, and does not wait for it. If the name of an item of the apps folder is
+ * part of either text, starts that item. Otherwise starts the executable of the application's icon in the
+ * inventory, elevated.
  *
  * Reads the apps folder, and the inventory if the folder has no such item, on the calling thread. Leaves COM
  * initialised there, single-threaded: a later multithreaded initialisation on that thread fails. Logs its

@@ -26,7 +26,7 @@ struct App {
   int architecture = 0;                                         /**< 0 unknown, 1 32-bit, 2 64-bit */
 };
 
-/** What an installation is asked for. */
+/** The parameters of an installation. */
 struct InstallOrder {
   std::string installer;       /**< path of an executable, without quotes */
   std::string name;            /**< name that the application is listed under */
@@ -47,7 +47,7 @@ struct LogRecord {
   std::string text;
 };
 
-/** A short text that is overwritten with zeros when it is destroyed. Moves, and does not copy. */
+/** A short text that is overwritten with zeros when it is destroyed. Can be moved, not copied. */
 class Secret {
  public:
   explicit Secret(std::string_view text) : size(text.size()), bytes(new char[size + 1]()) {
