@@ -14,13 +14,13 @@ namespace Kestrelbay
         const string PackageVersion = "1.0";
         const int FieldBytes = 260, RoomBytes = 1024, BufferBytes = 65536;
         const int PollMs = 20;
-        const int PauseMs = 500;  // between jobs of one kind: the thread of the one before ends meanwhile
+        const int PauseMs = 500;  // between jobs of one kind, so that the thread of the previous job can end
         const long NeverWritten = -11644473600000;
         const string Png = "data:image/png;base64,";
         static readonly SemaphoreSlim oneInstall = new SemaphoreSlim(1, 1), oneUninstall = new SemaphoreSlim(1, 1);
         static readonly DateTimeOffset epoch = new DateTimeOffset(1970, 1, 1, 0, 0, 0, TimeSpan.Zero);
 
-        /// <summary>Raised when a call returns, on its thread, and while a job runs.</summary>
+        /// <summary>Raised on the thread of a call when it returns, and on other threads while a job runs.</summary>
         public event EventHandler<LogEventArgs> Log;
 
         /// <param name="folder">holds KestrelbayGeneral.dll, KestrelbayGuard.dll and log.dll; by default the
@@ -35,7 +35,7 @@ namespace Kestrelbay
             CheckVersion(folder);
         }
 
-        // Apart from the constructor: mono searches a library when it compiles the method that calls it.
+        // Not part of the constructor: mono loads a library when it compiles the method that calls it.
         [MethodImpl(MethodImplOptions.NoInlining)]
         void CheckVersion(string folder)
         {
@@ -115,8 +115,8 @@ namespace Kestrelbay
                 Bytes(parameters, "the parameter text", limit), new byte[1], new byte[1], new byte[1] }, 4, 6);
         }
 
-        /// <summary>Runs the application's uninstall command and waits until the registry changes. Removals run one
-        /// after another. Waits forever if the user cancels the command; only StopWaiting ends that.</summary>
+        /// <summary>Runs the application's uninstall command and waits until the registry changes. Uninstallations
+        /// run one after another. Waits forever if the user cancels the command; only StopWaiting ends that.</summary>
         public Task<Outcome> UninstallAsync(string name)
         {
             return RunJob("StartUninstall", oneUninstall, Native.GuardStartUninstall, new[] {
@@ -126,13 +126,13 @@ namespace Kestrelbay
         /// <summary>Ends the wait of every job, now and for the life of the process. It cannot be undone.</summary>
         public void StopWaiting() { Call("SetStopAppEvent", Native.GuardSetStopAppEvent()); }
 
-        /// <summary>Starts an installed application; whether the start succeeded.</summary>
+        /// <summary>Starts an installed application. Returns whether the start succeeded.</summary>
         public bool Start(string name, string alias = "")
         {
             return Call("StartApp", Native.GuardStartApp(Bytes(name, "the name"), Bytes(alias, "the alias"))) == 1;
         }
 
-        /// <summary>Starts a program without elevation; whether it was started.</summary>
+        /// <summary>Starts a program without elevation. Returns whether it was started.</summary>
         public bool Run(string path, string arguments = "")
         {
             if (path.Contains("\""))
@@ -153,7 +153,7 @@ namespace Kestrelbay
             return Transform("Encrypt", Native.GuardEncrypt, secret, "the secret could not be protected");
         }
 
-        /// <summary>Turns the result of Encrypt back.</summary>
+        /// <summary>Returns the secret that Encrypt was called with.</summary>
         public string Decrypt(string protectedText)
         {
             return Transform("Decrypt", Native.GuardDecrypt, protectedText,

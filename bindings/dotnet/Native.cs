@@ -4,7 +4,7 @@ using System.Runtime.InteropServices;
 
 namespace Kestrelbay
 {
-    /// <summary>The C functions of KestrelbayGuard.h, and how they are loaded.</summary>
+    /// <summary>The C functions of KestrelbayGuard.h. Loads their libraries.</summary>
     static class Native
     {
         const string Guard = "KestrelbayGuard";
@@ -69,7 +69,7 @@ namespace Kestrelbay
             }
         }
 
-        /// <summary>Null, or why the library cannot be loaded.</summary>
+        /// <summary>Loads a library. Returns null, or the reason of the failure.</summary>
         static string Open(string path, bool isWindows)
         {
             const uint onlyItsFolderAndSystem32 = 0x100 | 0x800;

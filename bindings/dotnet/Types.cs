@@ -41,7 +41,7 @@ namespace Kestrelbay
         public bool? IsTablet { get; internal set; }
     }
 
-    /// <summary>How an installation or a removal ended.</summary>
+    /// <summary>How an installation or an uninstallation ended.</summary>
     public sealed class Outcome
     {
         public bool Success { get { return Result == "Success"; } }

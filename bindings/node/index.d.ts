@@ -32,7 +32,7 @@ export interface Facts {
   isTablet: boolean | null;
 }
 
-/** How an installation or a removal ended. */
+/** How an installation or an uninstallation ended. */
 export interface Outcome {
   success: boolean;
   result: 'Success' | 'Fail' | 'Cancel';
@@ -63,21 +63,21 @@ export class Library extends EventEmitter {
   /** Runs an installer elevated and waits until it ends. Installations run one after another. */
   install(installer: string, name: string, parameters?: string): Promise<Outcome>;
   /**
-   * Runs the application's uninstall command and waits until the registry changes. Removals run one after
-   * another. Waits forever if the user cancels the command; only stopWaiting() ends that.
+   * Runs the application's uninstall command and waits until the registry changes. Uninstallations run
+   * one after another. Waits forever if the user cancels the command; only stopWaiting() ends that.
    */
   uninstall(name: string): Promise<Outcome>;
   /** Ends the wait of every job, now and for the life of the process. It cannot be undone. */
   stopWaiting(): void;
-  /** Starts an installed application; whether the start succeeded. */
+  /** Starts an installed application. Returns whether the start succeeded. */
   start(name: string, alias?: string): boolean;
-  /** Starts a program without elevation; whether it was started. */
+  /** Starts a program without elevation. Returns whether it was started. */
   run(file: string, args?: string): boolean;
   /** Deletes the registry entry of an application; false for an unknown one. */
   forget(name: string): boolean;
   /** Protects a short secret for this user on this machine. */
   encrypt(secret: string): string;
-  /** Turns the result of encrypt() back. */
+  /** Returns the secret that encrypt() was called with. */
   decrypt(protectedText: string): string;
   /** Emitted when a call returns and while a job runs, always on the thread of the event loop. */
   on(event: 'log', listener: (record: LogRecord) => void): this;

@@ -10,7 +10,7 @@ const VERSION = require('./package.json').version.split('.').slice(0, 2).join('.
 const FIELD_BYTES = 260;
 const BUFFER_BYTES = 65536;
 const POLL_MS = 20;
-const PAUSE_MS = 500; // between jobs of one kind: the thread of the one before ends meanwhile
+const PAUSE_MS = 500; // between jobs of one kind, so that the thread of the previous job can end
 const ROOM_BYTES = 1024;
 const NEVER_WRITTEN = -11644473600000;
 const PNG = 'data:image/png;base64,';
@@ -52,7 +52,7 @@ function check(text, what, limit = Infinity) {
 
 const textAt = (buffer, offset) => buffer.toString('utf8', offset, buffer.indexOf(0, offset));
 
-/** Loads a library. Windows searches its imports in the folder of the library, not in that of node.exe. */
+/** Loads the libraries of a folder. Windows must not search their imports in the folder of node.exe. */
 function load(folder) {
   if (process.arch !== 'x64') {
     throw new KestrelbayError(`this Node.js is for ${process.arch}, but the library is for x64: use 64-bit Node.js`);

@@ -7,7 +7,7 @@
 The folder holds KestrelbayGeneral.dll, KestrelbayGuard.dll and log.dll. On Linux it holds the three shared
 libraries, and the machine is the directory that the environment variable KESTRELBAY_MACHINE names.
 
-Log records go to logging.getLogger("kestrelbay_general") when a call returns.
+Log records go to logging.getLogger("kestrelbay_general") when a call returns, and while a job runs.
 """
 
 from __future__ import annotations
@@ -32,7 +32,7 @@ __all__ = ["App", "Facts", "KestrelbayError", "Library", "Outcome"]
 _FIELD_BYTES = 260
 _BUFFER_BYTES = 65536
 _POLL_SECONDS = 0.02
-_PAUSE_SECONDS = 0.5  # between jobs of one kind: the thread of the one before ends meanwhile
+_PAUSE_SECONDS = 0.5  # between jobs of one kind, so that the thread of the previous job can end
 _NEVER_WRITTEN = -11644473600000
 _PNG = "data:image/png;base64,"
 _FAILURES = {
@@ -81,7 +81,7 @@ class Facts:
 
 @dataclass(frozen=True)
 class Outcome:
-    """How an installation or a removal ended."""
+    """How an installation or an uninstallation ended."""
 
     success: bool
     result: str  # "Success", "Fail" or "Cancel"
@@ -204,8 +204,8 @@ class Library:
         return await self._job("Install", job)
 
     async def uninstall(self, name: str) -> Outcome:
-        """Runs the application's uninstall command and waits until the registry changes. Removals run one after
-        another. Waits forever if the user cancels the command; only stop_waiting() ends that."""
+        """Runs the application's uninstall command and waits until the registry changes. Uninstallations run one
+        after another. Waits forever if the user cancels the command; only stop_waiting() ends that."""
         job = _UNINSTALL()
         job.name = _encode(name, "the name", _FIELD_BYTES - 1)
         return await self._job("Uninstall", job)
@@ -215,11 +215,11 @@ class Library:
         self._call("SetStopAppEvent")
 
     def start(self, name: str, alias: str = "") -> bool:
-        """Starts an installed application; whether the start succeeded."""
+        """Starts an installed application. Returns whether the start succeeded."""
         return self._call("StartApp", _encode(name, "the name"), _encode(alias, "the alias")) == 1
 
     def run(self, path: str, arguments: str = "") -> bool:
-        """Starts a program without elevation; whether it was started."""
+        """Starts a program without elevation. Returns whether it was started."""
         if '"' in path:
             raise KestrelbayError("the path contains a quotation mark: remove it, the library adds its own")
         return self._call("StartAnyExe", _encode(path, "the path"), _encode(arguments, "the arguments")) == 1
@@ -233,7 +233,7 @@ class Library:
         return self._transform("Encrypt", secret, "the secret could not be protected")
 
     def decrypt(self, protected: str) -> str:
-        """Turns the result of encrypt() back."""
+        """Returns the secret that encrypt() was called with."""
         return self._transform("Decrypt", protected, "this is no text that this user on this machine protected")
 
     def _transform(self, function: str, text: str, failure: str) -> str:
