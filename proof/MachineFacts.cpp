@@ -27,7 +27,7 @@ std::string TextOf(const wchar_t* name) {
   return Narrow(text);
 }
 
-/** GetVersionEx answers a program without a manifest with an older version. */
+/** Calls RtlGetVersion, because GetVersionEx reports an older version to a program without a manifest. */
 Json Version() {
   using GetVersion = LONG(WINAPI*)(OSVERSIONINFOW*);
   OSVERSIONINFOW version = {};

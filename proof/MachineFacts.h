@@ -1,4 +1,4 @@
-/** What the report says about the machine. */
+/** The facts about the machine that the report contains. */
 #pragma once
 
 #include <nlohmann/json.hpp>

@@ -2,7 +2,7 @@
  * proof [--as-is] [--without-rights] [--only=STEP]...: runs the tests on this machine and writes proof.zip.
  *
  * --as-is           does not ask for administrator rights
- * --without-rights  leaves out what needs them, also where the person has them
+ * --without-rights  leaves out tests that need them, even if the person has them
  * --only            runs only these steps
  *
  * Exit status: 0 no test failed, 1 a test failed or a step did not end, 2 the proof does not run here.
@@ -51,7 +51,7 @@ constexpr Step kSteps[] = {
     {L"jobs", Kind::Tests, L"conformance-jobs.exe"},
     {L"stop", Kind::Tests, L"conformance-stop.exe"},
     {L"load", Kind::Tests, L"load.exe"},
-    // The floor is measured on the applications that the machine has: none is added.
+    // 0 adds no applications: the floor is measured with those of the machine.
     {L"scan-floor", Kind::Timing, L"scan-floor.exe 0 15"},
     {L"icon-floor", Kind::Timing, L"icon-floor.exe \"%SystemRoot%\\notepad.exe\" 50"},
 };
@@ -163,7 +163,7 @@ Json RunStep(const Step& step, const WorkFolder& work) {
   bool isPassed = run.end == End::Exited && run.exitCode == 0;
   if (step.kind == Kind::Tests) {
     result.update(ReadReport(report));
-    // A program that could not run a test has failed, as far as it knows.
+    // A program also exits with a failure if it could not run a test. The step has not failed then.
     const bool isWhole = run.end == End::Exited && result["tests"] > 0;
     isPassed = isWhole && result["failed"].empty() && (run.exitCode == 0 || !result["notRun"].empty());
   }

@@ -31,7 +31,7 @@ class Handle {
   HANDLE handle_;
 };
 
-/** A job that ends all its processes when its last handle is closed, also because this process was killed. */
+/** A job that ends all its processes when its last handle is closed, even because this process is killed. */
 HANDLE MakeJob() {
   const HANDLE job = CreateJobObjectW(nullptr, nullptr);
   JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};

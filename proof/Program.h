@@ -1,4 +1,4 @@
-/** Programs that the proof starts. */
+/** Runs the programs of the proof. */
 #pragma once
 
 #include <chrono>
@@ -18,13 +18,13 @@ struct Run {
 /** Starts and waits for one program after another, until the person stops the proof. */
 class Programs {
  public:
-  /** From here on Ctrl-C and the closing of the window stop the program that runs, and every later one. */
+  /** From now on Ctrl-C, or closing the window, stops the running program and every later one. */
   static void CatchStop();
   static bool IsStopped();
 
   /**
-   * Runs a program to its end. It ends with all its children when the limit is over, when the person stops
-   * the proof, and when this process ends.
+   * Runs a program to its end. Ends it with all its children when the limit is over, when the person stops
+   * the proof, or when this process ends.
    * @param output  receives standard output and standard error
    */
   static Run RunToEnd(const std::wstring& commandLine, const std::filesystem::path& folder,

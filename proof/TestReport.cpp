@@ -23,7 +23,7 @@ std::string Attribute(std::string_view element, std::string_view name) {
 std::string ReasonOf(std::string_view test) {
   const auto failure = test.find("<failure ");
   if (failure == test.npos) return {};
-  // A second failure is one of the test itself.
+  // If there is a second failure, the test itself has failed.
   if (test.find("<failure ", failure + 1) != test.npos) return {};
   const std::string message = Attribute(test.substr(failure), "message");
   const auto start = message.find(kReasonStart);

@@ -7,9 +7,9 @@
 namespace proof {
 
 /**
- * Counts the tests of a report. A test that cannot run on this machine is a failure in the report that the
- * program writes; here it becomes a skipped test.
- * @return an object of tests, failed and notRun: the last two are lists, of names, and of test and reason
+ * Counts the tests of a report. The test program reports a test that cannot run on this machine as failed.
+ * Rewrites each of these as skipped in the file.
+ * @return an object: `tests` is their number, `failed` a list of names, `notRun` a list of tests with reasons
  */
 nlohmann::ordered_json ReadReport(const std::filesystem::path& path);
 

@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A folder without this file is not one of the proof.
+// A folder without this file does not belong to the proof.
 constexpr const char* kMark = "made-by-kestrelbay-proof.txt";
 
 fs::path ProgramData() {
@@ -24,7 +24,7 @@ fs::path ProgramData() {
   return folder;
 }
 
-/** Keys that only the tests use. One that exists is not ours, because ours have been removed. */
+/** Refuses keys that only the tests use. A key that exists is not ours, because ours have been removed. */
 void CheckKeys() {
   using tests::KeyPath;
   using tests::View;
@@ -45,7 +45,7 @@ void CheckKeys() {
 
 WorkFolder::WorkFolder(const fs::path& programs) : path_(ProgramData() / "KestrelbayProof") {
   std::error_code error;
-  // A run that was stopped at its very beginning leaves the folder empty.
+  // A run that was stopped before it wrote the mark leaves the folder empty.
   fs::remove(path_, error);
   if (fs::exists(path_) && !fs::exists(path_ / kMark))
     throw Refusal("the folder exists and is not of this proof: " + path_.string());

@@ -1,6 +1,6 @@
 /**
- * The folder in which the proof works. Its path is ASCII, as some tests pass paths as narrow text, and it can
- * be written to, which the folder of the kit may not allow.
+ * The folder in which the proof works. Its path is ASCII, because some tests pass paths as narrow text. The
+ * folder of the kit would not do: it may be read-only.
  */
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace proof {
 
-/** The proof does not run on this machine, or in its state. */
+/** The proof does not run on this machine, or not in the machine's present state. */
 class Refusal : public std::runtime_error {
   using runtime_error::runtime_error;
 };
@@ -18,12 +18,12 @@ class Refusal : public std::runtime_error {
 class WorkFolder {
  public:
   /**
-   * Removes what an aborted run left, and makes the folder with a copy of the programs. From then on
-   * temporary files of this process and its children are in the folder.
+   * Removes what an aborted run left. Makes the folder with a copy of the programs. Also makes it the place
+   * of temporary files of this process and its children.
    * @throws Refusal
    */
   explicit WorkFolder(const std::filesystem::path& programs);
-  /** Removes the folder, keys that tests left, and ends programs of the folder that still run. */
+  /** Ends programs of the folder that still run. Removes the folder, and the keys that tests left. */
   ~WorkFolder();
   WorkFolder(const WorkFolder&) = delete;
   WorkFolder& operator=(const WorkFolder&) = delete;

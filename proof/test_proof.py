@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""The proof kit under Wine, from its zip alone: test_proof.py KIT.zip KESTRELBAY [TEST]...
+"""Tests the proof kit under Wine, from its zip alone: test_proof.py KIT.zip KESTRELBAY [TEST]...
 
-Wine is a machine in use here: it has applications of others, and no test may change them.
+Wine plays a machine that is in use: it has other applications, and no test may change them.
 """
 
 import json
@@ -65,7 +65,7 @@ class ProofTestCase(unittest.TestCase):
             self.assertEqual(self.wine("reg.exe", "add", key, "/v", name, "/d", text, "/f")[0], 0)
 
     def unpack(self, name="kit"):
-        """The kit as a person unpacks it. @return the folder of prove.cmd"""
+        """Unpacks the kit. @return the folder of prove.cmd"""
         folder = self.folder / name
         with zipfile.ZipFile(self.kit) as zipped:
             zipped.extractall(folder)
@@ -75,7 +75,7 @@ class ProofTestCase(unittest.TestCase):
         return next(folder.iterdir())
 
     def prove(self, kit, *options):
-        """What a double click does, but for the question for rights."""
+        """Does what a double click does, but does not ask for administrator rights."""
         return self.wine("cmd.exe", "/c", "Z:" + str(kit / "prove.cmd").replace("/", "\\"), "--as-is", *options)
 
     def registry(self):
@@ -238,7 +238,7 @@ class ReadOnlyTest(ProofTestCase):
 
 
 class CheckProofTest(unittest.TestCase):
-    """check-proof on reports that somebody else wrote."""
+    """Runs check-proof on reports of other machines."""
 
     program = None
 
