@@ -1,6 +1,6 @@
 /*
- * StartApp leaves COM initialised on the thread that calls it, single-threaded. Icons leave it alone, and are
- * drawn without it here.
+ * StartApp leaves COM initialised on the thread that calls it, single-threaded. Drawing icons does not
+ * initialise COM, and works without it here.
  */
 #include <KestrelbayGeneralSDK.h>
 #include <objbase.h>
@@ -22,8 +22,8 @@ static int CountIcons(void) {
 int main(void) {
   InitDllLogger(Drop);
   if (CountIcons() == 0) return 1;
-  if (CoInitialize(NULL) != S_OK) return 2; /* nobody has done it before */
-  CoUninitialize();                         /* the thread is as new */
+  if (CoInitialize(NULL) != S_OK) return 2; /* not initialised before */
+  CoUninitialize();                         /* as before the test */
   StartApp("An application that nobody has", "");
   if (CoInitializeEx(NULL, COINIT_MULTITHREADED) != RPC_E_CHANGED_MODE) return 3;
   return CoInitialize(NULL) == S_FALSE ? 0 : 4;

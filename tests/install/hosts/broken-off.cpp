@@ -1,4 +1,5 @@
-// A list that an exception breaks off: its count is untouched, and its array too or to be released with 0.
+// An exception leaves GetInstalledAppList: the count is unchanged, and the array is unchanged or is released
+// with count 0.
 #include <KestrelbayGeneralSDK.h>
 
 #include <atomic>
@@ -15,7 +16,7 @@ std::atomic<int> blocksLeft = kEndless;
 
 }  // namespace
 
-// The library allocates by the process's own operators.
+// The library allocates with these operators of the process.
 void* operator new(std::size_t bytes) {
   void* const block = blocksLeft-- > 0 ? std::malloc(bytes) : nullptr;
   if (!block) throw std::bad_alloc();
@@ -48,7 +49,7 @@ Attempt ListWith(int blocks) {
 
 int main() {
   InitDllLogger([](const char*, std::int32_t, const char*) {});
-  Attempt first = ListWith(kEndless);  // makes what is made on first use
+  Attempt first = ListWith(kEndless);  // creates the objects of the first use
   ReleaseInstalledAppList(&first.entries, static_cast<std::int32_t>(first.count));
   bool isWithout = false;
   bool isWith = false;

@@ -1,5 +1,5 @@
-// The event of a removal has the name of the application. While a mutex has that name, the removal does not
-// wait: its program changes nothing, and without the mutex it would wait for ever.
+// The event of an uninstallation has the name of the application. While a mutex has that name, the
+// uninstallation does not wait. Its program changes nothing, so without the mutex it would wait forever.
 #include <KestrelbayGeneralSDK.h>
 #include <windows.h>
 

@@ -1,5 +1,5 @@
-// The shell starts a program and returns no handle of its process: a removal, a start and an installation do
-// not see it run.
+// The shell starts a program and returns no handle of its process: an uninstallation, a start and an
+// installation do not notice that it runs.
 #include <KestrelbayGeneralSDK.h>
 
 #include <cstdio>

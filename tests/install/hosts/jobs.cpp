@@ -1,5 +1,5 @@
-// One callback for all installations, and a stop that is for good: jobs INSTALLER, an installer that does not
-// end while the file "running" stands in the current folder.
+// All installations share one callback, and a stop is permanent.
+// jobs INSTALLER: an installer that does not end while the file "running" is in the current folder.
 #include <KestrelbayGeneralSDK.h>
 
 #include <chrono>
@@ -33,7 +33,7 @@ void Add(const Report& report) {
 void Older(InstallRequest* request) { Add({request, kOlder}); }
 void Newer(InstallRequest* request) { Add({request, kNewer}); }
 
-/** Ends the program where none comes. */
+/** Ends the program if there is no report for a minute. */
 Report NextReport() {
   std::unique_lock held(mutex);
   if (!changed.wait_for(held, std::chrono::minutes(1), [] { return !reports.empty(); })) std::_Exit(9);
@@ -54,14 +54,14 @@ int Run(const char* installer) {
   static InstallRequest refused = Request("Refused", "C:\\no such folder\\setup.exe");
   Install(&held, &Older);
   Install(&refused, &Newer);
-  if (NextReport() != Report{&refused, kNewer}) return 1;  // beside the one that runs
+  if (NextReport() != Report{&refused, kNewer}) return 1;  // while the first one runs
 
   SetStopAppEvent();
-  if (NextReport() != Report{&held, kNewer}) return 2;  // to the callback given last, not to its own
+  if (NextReport() != Report{&held, kNewer}) return 2;  // to the last callback, not to its own
 
   static InstallRequest later = Request("Later", installer);
   Install(&later, &Older);
-  return NextReport() == Report{&later, kOlder} ? 0 : 3;  // waits no longer, although its installer runs
+  return NextReport() == Report{&later, kOlder} ? 0 : 3;  // does not wait, although its installer runs
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Look-ups keep their inventory for good, of which the longest version alone has 520 bytes; a list that
-// is given back keeps nothing.
+// Each look-up keeps its inventory allocated, in which the longest version alone has 520 bytes. A list that
+// is released keeps nothing.
 #include <KestrelbayGeneralSDK.h>
 #include <malloc.h>
 
@@ -10,7 +10,7 @@ namespace {
 constexpr int kCalls = 50;
 constexpr std::size_t kInventoryBytes = 520;
 
-/** What that many calls leave allocated, once the first have filled what is made on first use. */
+/** Returns the bytes that kCalls calls leave allocated. Earlier calls create the objects of the first use. */
 template <class Call>
 std::size_t BytesKeptBy(Call call) {
   for (int i = 0; i < kCalls; ++i) call();

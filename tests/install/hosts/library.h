@@ -1,4 +1,4 @@
-/** The library as a host loads it while it runs. */
+/** Loads and unloads the library at run time, as a host may do. */
 #pragma once
 
 void LoadTheLibrary();

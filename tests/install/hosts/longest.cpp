@@ -1,6 +1,6 @@
-// No fact is longer than its source can be: longest [BYTES]. The maker's name has 260 characters of three
-// bytes and no NUL on this machine, the model's has a NUL as well, and the one adapter's, where there is one,
-// is told as BYTES.
+// The longest facts that the library returns. On this machine the maker has 260 characters of three bytes and
+// no NUL. The model has a NUL as well, which makes it too long.
+// longest [BYTES]: the length of the name of the only graphics adapter, if there is one.
 #include <KestrelbayGeneralSDK.h>
 
 #include <cstdint>

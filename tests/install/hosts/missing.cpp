@@ -1,4 +1,4 @@
-// Two functions let an exception out where the machine lacks their setting; it lacks both here.
+// Two functions throw if the machine lacks their setting. This machine lacks both.
 #include <KestrelbayGeneralSDK.h>
 
 #include <stdexcept>

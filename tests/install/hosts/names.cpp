@@ -1,4 +1,4 @@
-// A name of 87 characters of three bytes is listed and found by name, but has no room in a request.
+// A name of 87 characters of three bytes is listed and found, but does not fit into a request.
 #include <KestrelbayGeneralSDK.h>
 
 #include <cstdint>

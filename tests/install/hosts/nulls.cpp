@@ -1,4 +1,4 @@
-// Where only the copy of a text for the host lacks memory, that text is null: here nothing ends the process.
+// If memory is missing only for the host's copy of a text, the text is null, and the process continues.
 #include <KestrelbayGeneralSDK.h>
 
 #include <atomic>
@@ -14,7 +14,7 @@ std::atomic<bool> isMemoryUsedUp = false;
 
 }  // namespace
 
-// The copies alone are made by malloc.
+// Only these copies are allocated by malloc.
 extern "C" void* __libc_malloc(std::size_t bytes);
 extern "C" void* malloc(std::size_t bytes) { return isMemoryUsedUp ? nullptr : __libc_malloc(bytes); }
 void* operator new(std::size_t bytes) {
@@ -25,7 +25,7 @@ void* operator new(std::size_t bytes) {
 
 namespace {
 
-// Never destroyed: the worker may still be on its way out of the callback.
+// Never destroyed: the worker may still be in the callback.
 std::promise<bool>& isIconNull = *new std::promise<bool>;
 
 }  // namespace

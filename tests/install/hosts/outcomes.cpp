@@ -1,6 +1,6 @@
-// What a job says of its end, where it changes nothing, and how it takes its paths: outcomes INSTALLER ENDED
-// PACKAGE, an installer that ends at once where the file "running" does not stand in the current folder,
-// the file that the uninstaller of "Cancelled" leaves when it has ended, and an installer that is no program.
+// The results of jobs that change nothing, and the paths that jobs accept. outcomes INSTALLER ENDED PACKAGE:
+// an installer that ends at once if the file "running" is not in the current folder, the file that the
+// uninstaller of "Cancelled" makes when it ends, and a package that is not a program.
 #include <KestrelbayGeneralSDK.h>
 
 #include <chrono>
@@ -21,7 +21,7 @@ struct Ending {
   bool operator==(const Ending&) const = default;
 };
 
-// A new one for each job, and never freed: the job before may still be on its way out of its own.
+// A new one for each job, never freed: the previous job may still be in its callback.
 std::promise<void>* done = nullptr;
 void SetDone() { done->set_value(); }
 
@@ -34,7 +34,7 @@ bool EndsAs(const Ending& expected, const std::string& job, const char* result, 
 bool Installs(const std::string& path, const std::string& name, const Ending& expected) {
   static struct {
     InstallRequest request;
-    char room[1024];  // of "Long version"
+    char room[1024];  // for the version of "Long version"
   } job;
   job = {};
   InstallRequest& request = job.request;
@@ -56,7 +56,7 @@ bool Removes(const std::string& name, const Ending& expected) {
   return EndsAs(expected, "remove " + name, request.Result, request.ErrMsg);
 }
 
-/** Its uninstaller ends and changes nothing: the removal goes on waiting, until the stop. */
+/** The uninstaller ends and changes nothing: the uninstallation waits until the stop. */
 bool IsCancelled(const char* ended) {
   static UninstallRequest request;
   std::strcpy(request.displayName, "Cancelled");
@@ -81,7 +81,7 @@ int Run(const std::string& installer, const char* ended, const char* package) {
   if (!Installs(installer, "", {"Fail", "DisplayName is empty!"})) return 4;
   if (!Installs(installer, "New", notFound)) return 5;
   if (!Installs(installer, "Long version", {"Fail", "Update fail!"})) return 6;
-  if (!Installs(installer.substr(installer.rfind('\\') + 1), "New", notFound)) return 7;  // from here
+  if (!Installs(installer.substr(installer.rfind('\\') + 1), "New", notFound)) return 7;  // a relative path
   if (!Installs(package, "New", notFound)) return 8;
 
   if (!Removes("", {"Fail", "DisplayName is empty!"})) return 11;
@@ -107,7 +107,6 @@ void CountFailedStarts(const char*, std::int32_t, const char* text) {
 int main(int, char** arguments) {
   InitDllLogger(&CountFailedStarts);
   const int result = Run(arguments[1], arguments[2], arguments[3]);
-  const bool isLogged =
-      failedStarts == 2;  // of the package, and of "Long version", whose command is no program
+  const bool isLogged = failedStarts == 2;  // the package, and "Long version", whose command is not a program
   std::_Exit(result != 0 || isLogged ? result : 31);
 }

@@ -1,5 +1,5 @@
-// A version longer than its field runs past the record into the room behind it: room INSTALLER, with an
-// application "Long version" on the machine whose version is 260 characters of three bytes each.
+// A version that is longer than its field overruns the record into the room behind it. room INSTALLER: the
+// machine has an application "Long version", whose version is 260 characters of three bytes each.
 #include <KestrelbayGeneralSDK.h>
 
 #include <cstddef>

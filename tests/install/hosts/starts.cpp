@@ -1,4 +1,4 @@
-// Starts of installations and removals wait for each other, half a second each.
+// Starts of installations and uninstallations wait for each other, half a second each.
 #include <KestrelbayGeneralSDK.h>
 
 #include <chrono>

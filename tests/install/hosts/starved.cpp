@@ -16,7 +16,7 @@ std::atomic<bool> isMemoryUsedUp = false;
 
 }  // namespace
 
-// The library allocates by the process's own operators.
+// The library allocates with these operators of the process.
 void* operator new(std::size_t bytes) {
   void* const block = isMemoryUsedUp ? nullptr : std::malloc(bytes);
   if (!block) throw std::bad_alloc();
@@ -37,7 +37,7 @@ bool Raises(Call call) {
   return false;
 }
 
-/** Leaves room for small blocks and for no thread's stack. */
+/** Leaves memory for small blocks, but not for the stack of a thread. */
 void LimitAddressSpace() {
   rlim_t pages = 0;
   std::ifstream("/proc/self/statm") >> pages;

@@ -1,4 +1,4 @@
-// An exception that leaves a callback ends the process: the end is seen, and only that is a success here.
+// An exception that leaves a callback ends the process. Only this end is a success here.
 #include <KestrelbayGeneralSDK.h>
 
 #include <chrono>

@@ -1,6 +1,7 @@
-// Two jobs of one name, each with a record of its own; and one that is started while the callback of the one
-// before still runs, which loses its entry and ends the process. That end is seen, and only it is a success
-// here. twins INSTALLER, which does not end while the file "running" stands in the current folder.
+// Two jobs of one name each report their own request. A job that is started while the callback of the
+// previous one runs loses its table entry and ends the process: only this end is a success here.
+//
+// twins INSTALLER: an installer that does not end while the file "running" is in the current folder.
 #include <KestrelbayGeneralSDK.h>
 
 #include <chrono>
@@ -24,7 +25,7 @@ std::vector<const InstallRequest*> reports;
 int begun = 0;
 bool isStarting = false;
 
-/** Ends the program where it is in vain. */
+/** Ends the program if the condition is still false after a minute. */
 void WaitUntil(const std::function<bool()>& condition) {
   std::unique_lock held(mutex);
   if (!changed.wait_for(held, std::chrono::minutes(1), condition)) std::_Exit(9);
@@ -36,7 +37,7 @@ void Add(InstallRequest* request) {
   changed.notify_all();
 }
 
-/** A job that has begun has read its request. */
+/** Counts the jobs that have begun. They have read their requests. */
 void CountBegun(const char*, std::int32_t, const char* text) {
   if (std::string_view(text).find("InstallThreadImp begin.") == std::string_view::npos) return;
   const std::lock_guard held(mutex);
@@ -49,7 +50,7 @@ void AddAndStayForTheNext(InstallRequest* request) {
   WaitUntil([] { return isStarting; });
 }
 
-/** The next of the name is in the table and its thread not yet there: time for the one before to end. */
+/** The next job is in the table, but its thread has not begun. Gives the previous job time to end. */
 void LetTheOneBeforeEnd(const char*, std::int32_t, const char* text) {
   if (!std::string_view(text).starts_with("StartInstall:")) return;
   {
@@ -61,8 +62,8 @@ void LetTheOneBeforeEnd(const char*, std::int32_t, const char* text) {
 }
 
 void EndWell(int number) {
-  // Windows forgets the handler when it calls it, and what ends a process may come twice: from another
-  // thread, or from the library as it is taken down.
+  // Windows removes the handler before it calls it. A second signal may come from another thread, or from the
+  // library while it is unloaded.
   std::signal(number, &EndWell);
   std::remove("running");
   std::_Exit(0);

@@ -1,5 +1,4 @@
-/* Writes the longest text that is read, which has no NUL: no tool that imports registrations leaves it out.
- */
+/* Writes the longest text that the library reads. It has no NUL, and every import tool would add one. */
 #include <windows.h>
 
 static WCHAR text[261];
@@ -16,7 +15,7 @@ static int Write(const char* path, const char* name) {
 }
 
 int main(void) {
-  /* One more character behind: a NUL there would be written as well. */
+  /* One more character, because Windows would also write a NUL that follows the text. */
   for (int i = 0; i < 261; ++i) text[i] = 0x65e5;
   if (!Write("HARDWARE\\DESCRIPTION\\System\\BIOS", "BaseBoardManufacturer")) return 1;
   return Write("SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Long version", "DisplayVersion") ? 0

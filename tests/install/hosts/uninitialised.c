@@ -1,4 +1,4 @@
-/* Before InitDllLogger a function that logs faults: the fault is seen, and only that is a success here. */
+/* Before InitDllLogger a function that logs crashes. Only this crash is a success here. */
 #include <KestrelbayGeneralSDK.h>
 #include <signal.h>
 #include <stdlib.h>

@@ -1,5 +1,5 @@
-// A library that is unloaded under one of its threads takes that thread's code away. The fault is seen, and
-// only that is a success here.
+// A thread of the library crashes if the library is unloaded, because its code is gone. Only this crash is a
+// success here.
 #include <KestrelbayGeneralSDK.h>
 
 #include <chrono>
