@@ -59,7 +59,7 @@ Groups NamedFirst(const Badge& badge) {
 
 Groups NoIcon(const Badge&) { return {}; }
 
-/** A path is UTF-8 whatever the compiler takes texts for: the sample's files are named in several scripts. */
+/** The path is UTF-8 for every compiler, because files of the sample have names in several scripts. */
 struct Program {
   const char8_t* path;
   Machine machine;

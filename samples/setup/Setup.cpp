@@ -1,8 +1,8 @@
 /**
- * sample-setup NAME VERSION: a small installer for Windows, to try installing and removing on.
+ * sample-setup NAME VERSION: a small installer for Windows, to try installations and uninstallations with.
  *
- * It registers the application NAME at that version, of which it is the uninstaller itself: sample-setup
- * /remove NAME takes the registration away a second later. Ends with 1 for wrong usage, else with 0.
+ * It registers the application NAME with that version. It is also the application's uninstaller: sample-setup
+ * /remove NAME deletes the registration after a second. Ends with 1 for wrong usage, else with 0.
  */
 #include <windows.h>
 
@@ -12,7 +12,7 @@
 namespace {
 
 constexpr REGSAM kAccess = KEY_ALL_ACCESS | KEY_WOW64_64KEY;
-/** Whoever started it watches the entry by then. */
+/** Gives the library time to watch the entry after it has started this program. */
 constexpr DWORD kBeforeRemovalMs = 1000;
 
 std::wstring EntryOf(const std::wstring& name) {
@@ -43,25 +43,25 @@ void Register(const std::wstring& name, const std::wstring& version) {
   SetText(key, L"DisplayName", name);
   SetText(key, L"UninstallString", L"\"" + OwnPath() + L"\" /remove " + name);
   SetText(key, L"DisplayVersion", version);
-  // What starting the application starts; without parameters it does nothing.
+  // The library starts the application by its icon's program. Without parameters this one does nothing.
   SetText(key, L"DisplayIcon", OwnPath());
   RegCloseKey(key);
 }
 
-/** The first change of keys is what a watch is told of, so there is nothing left to list by then. */
+/** Removes the name first: a watch ends at the first change of keys, and nothing may be listed then. */
 void Unregister(const std::wstring& name) {
   Sleep(kBeforeRemovalMs);
   const std::wstring path = EntryOf(name);
   const HKEY key = CreateKey(path);
   RegDeleteValueW(key, L"DisplayName");
-  // Wine does not tell of the end of a watched key, but of one that comes below it.
+  // Wine does not signal the deletion of a watched key, but it signals a new key below it.
   RegCloseKey(CreateKey(path + L"\\Removed"));
   RegDeleteKeyExW(key, L"Removed", KEY_WOW64_64KEY, 0);
   RegCloseKey(key);
   RegDeleteKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), KEY_WOW64_64KEY, 0);
 }
 
-/** The command line behind a number of words; a name may hold blanks. */
+/** Returns the command line from a word on; a name may contain blanks. */
 std::wstring Rest(int argc, wchar_t** argv, int from) {
   std::wstring rest;
   for (int i = from; i < argc; ++i) rest.append(i == from ? L"" : L" ").append(argv[i]);
