@@ -1,7 +1,7 @@
 /**
  * hive-mutants hive|log FOLDER SEED COUNT FILE [LOG...]: reads mutants of a hive, or of its logs, and looks
- * for silent loss. mutate-hives.py runs it and says what a loss is. Each mutant is written into FOLDER and
- * opened there.
+ * for silent loss. mutate-hives.py runs it and defines a loss. Writes each mutant into FOLDER and opens it
+ * there.
  */
 #include <malloc.h>
 #include <unistd.h>
@@ -29,7 +29,7 @@ constexpr unsigned kSeconds = 5;
 constexpr std::size_t kMostMemoryPerByte = 4, kSpareBytes = 1 << 18;
 constexpr std::size_t kSector = 512;
 
-/** The names of values and of keys, with what is below. */
+/** A key: the number of its values, and its subkeys by name. */
 struct Node {
   std::size_t values = 0;
   std::map<std::u16string, Node> subKeys;
@@ -82,8 +82,7 @@ Answer ReadHive(const fs::path& file) {
   return answer;
 }
 
-/** Whether `left` has fewer keys or values at any place. A key of another name takes the place of one that is
- * gone. */
+/** Whether `left` has fewer keys or values at any place. Compares a renamed key with one that is gone. */
 bool HasLess(const Node& left, const Node& whole) {
   if (left.values < whole.values || left.subKeys.size() < whole.subKeys.size()) return true;
   std::vector<const Node*> renamed, gone;
@@ -103,7 +102,7 @@ bool HasLess(const Node& left, const Node& whole) {
 
 using Random = std::mt19937_64;
 
-/** One of the changes that disks and forgers make, at a place that tells something: zeros are left alone. */
+/** Makes one change of the kinds that disks and forgers make. Prefers a byte that is not zero. */
 void Mutate(std::string& bytes, Random& random) {
   const auto below = [&](std::size_t end) { return static_cast<std::size_t>(random() % end); };
   std::size_t at = below(bytes.size());
@@ -126,7 +125,7 @@ void Mutate(std::string& bytes, Random& random) {
       break;
     }
     case 4: {
-      // A word becomes another one of the file, such as the place of another cell.
+      // Copies another word of the file here, such as the offset of another cell.
       const std::size_t from = below(bytes.size() / 4) * 4, to = at / 4 * 4;
       if (to + 4 <= bytes.size()) bytes.replace(to, 4, bytes.substr(from, 4));
       break;
@@ -146,7 +145,7 @@ std::string Contents(const fs::path& file) {
 
 void Write(const fs::path& file, const std::string& bytes) { std::ofstream(file, std::ios::binary) << bytes; }
 
-/** Sets the header's checksum, so that the mutant is not refused for that alone. */
+/** Corrects the header's checksum, so that the mutant is not refused because of it. */
 void SetChecksum(std::string& bytes) {
   constexpr std::size_t kChecksum = 508;
   if (bytes.size() < kSector) return;
@@ -157,8 +156,8 @@ void SetChecksum(std::string& bytes) {
 }
 
 /**
- * Whether a key counts fewer values than before. Nobody can tell: Windows leaves old entries in the lists of
- * values, so those behind the last one mean nothing.
+ * Whether a key counts fewer values than before. That cannot be detected: Windows leaves old entries in the
+ * lists of values, so entries beyond the count mean nothing.
  */
 bool CountsFewerValues(const std::string& whole, const std::string& mutant) {
   constexpr std::size_t kValueCount = 36, kKeyBytes = 76;
@@ -216,7 +215,7 @@ class Runner {
     return static_cast<double>(bytes) / static_cast<double>(allBytes_);
   }
 
-  /** A damaged last entry is the same as one whose writing was torn: the state before it is right, too. */
+  /** Keeps the state before each log entry. It is correct, too: a damaged last entry may be a torn write. */
   void KeepStates() {
     for (std::size_t log = 1; log < contents_.size(); ++log) {
       const std::string& bytes = contents_[log];
@@ -230,7 +229,7 @@ class Runner {
     }
   }
 
-  /** @return whether it is as it should be. Otherwise the mutant is kept. */
+  /** @return whether the answer is correct */
   bool Judge(const Answer& answer, const std::string& whole, const std::string& mutant, std::uint64_t seed) {
     const std::size_t faults = silent_ + greedy_;
     mostTimes_ = std::max(mostTimes_, Times(answer.memory));

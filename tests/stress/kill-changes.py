@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Kills kestrelbay in the middle of changes. What it leaves must be the old machine or the new one, whole.
+"""Kills kestrelbay in the middle of changes. Afterwards the machine must be the old one or the new one, complete.
 
     kill-changes.py PROGRAM [--kills N] [--jobs N] [--seed N]
 
-Half of the kills come at a boundary of a system call, by strace's injection: before the n-th call of each kind
-that the operation makes. The others come at random times. After each kill the machine is listed, the files of its
-drive are looked at, and the operation is repeated, which must give the new machine.
+Half of the kills come at a boundary of a system call: strace kills the process before the n-th call of each kind that
+the operation makes. The others come at random times. After each kill the script lists the machine, checks the files of
+its drive, and repeats the operation, which must give the new machine.
 """
 
 import argparse
@@ -44,7 +44,7 @@ def below(*names):
 
 
 class Operation:
-    """What is run on which machine, and the names of the two states between which it goes."""
+    """A command, and the version that is installed on its machine before; None if none is."""
 
     def __init__(self, name, version, arguments):
         self.name, self.version, self.arguments = name, version, arguments
@@ -86,7 +86,7 @@ class Killer:
                               stdin=subprocess.DEVNULL, capture_output=True, timeout=SECONDS)
 
     def state(self, machine):
-        """All that the machine is: its list, and the files of its drive. Raises for one that cannot be read."""
+        """The machine's list, the files of its drive, and its changes. Raises if the machine cannot be read."""
         done = self.run(machine, ["--json", "list"])
         if done.returncode != 0:
             raise AssertionError(f"not readable: {done.stderr.decode()}")
@@ -97,7 +97,7 @@ class Killer:
         return listed, sorted(str(file.relative_to(drive)) for file in drive.rglob("*")), changes
 
     def ends(self, operation):
-        """Both states of an operation that nobody kills."""
+        """The states before and after an operation that is not killed."""
         with tempfile.TemporaryDirectory(prefix="kestrelbay-kill-") as folder:
             machine = pathlib.Path(folder) / "pc"
             make_machine(machine, operation.version)
@@ -108,7 +108,7 @@ class Killer:
             return old, self.state(machine)
 
     def boundaries(self, operation):
-        """Each call that an operation makes, as its name and its number among those of its thread."""
+        """Each call that an operation makes: its name, and its number among the calls of its thread."""
         with tempfile.TemporaryDirectory(prefix="kestrelbay-kill-") as folder:
             machine, trace = pathlib.Path(folder) / "pc", pathlib.Path(folder) / "trace"
             make_machine(machine, operation.version)
@@ -159,7 +159,7 @@ class Killer:
 
 
 def choose(killer, count, chance):
-    """Pairs of an operation and a kill: all boundaries if there are few enough, and as many random times."""
+    """Pairs of an operation and a kill: boundaries for at most half of `count`, and random times for the rest."""
     boundaries = [(operation, kill) for operation in OPERATIONS for kill in killer.boundaries(operation)]
     chance.shuffle(boundaries)
     # The calls that change something come first.
@@ -167,7 +167,7 @@ def choose(killer, count, chance):
     chosen = boundaries[:count // 2]
     while len(chosen) < count:
         operation = chance.choice(OPERATIONS)
-        # An installation and a removal wait for half a second before they begin.
+        # An installation and an uninstallation wait for half a second before they begin.
         longest = 0.08 if operation.name == "forget" else 0.75
         shortest = 0 if operation.name == "forget" or chance.random() < 0.2 else 0.5
         chosen.append((operation, chance.uniform(shortest, longest)))

@@ -30,7 +30,7 @@ TOKENS = [b"\0", b"\xff\xff\xff\xff", b"\x7f", b"\x80", b"\r\n", b"\\", b'"', b"
 
 
 def mutate(data, others, chance):
-    """A copy with one to four changes, of which many are near the beginning."""
+    """A copy with one to four changes. Many of them are near the beginning."""
     data = bytearray(data)
     for _ in range(chance.randint(1, 4)):
         at = chance.randrange(len(data) + 1)
@@ -59,7 +59,7 @@ def mutate(data, others, chance):
 
 
 def run(program, machine, *arguments):
-    """@return status, both outputs and the peak of memory in KiB"""
+    """@return exit status, standard output, standard error, and the peak of memory in KiB"""
     with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as error:
         process = subprocess.Popen([program, "--machine", str(machine), *arguments], stdin=subprocess.DEVNULL,
                                    stdout=out, stderr=error, preexec_fn=lambda: os.setpgid(0, 0))
@@ -90,7 +90,7 @@ class Texts:
         self.program, self.seed, self.count = program, options.seed, options.mutants
         files = [*sorted(sample.glob("*/*.reg")), sample / "machine.json"]
         self.files = {str(file.relative_to(sample)): file.read_bytes() for file in files}
-        # The same as Windows writes it.
+        # The same file in UTF-16, as Windows writes it.
         first = next(iter(self.files))
         self.files["registry/~utf-16.reg"] = self.files[first].decode("utf-8-sig").encode("utf-16")
         self.choices = [*self.files, *["machine.json"] * (len(self.files) // 3)]

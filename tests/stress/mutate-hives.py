@@ -1,20 +1,24 @@
 #!/usr/bin/env python3
-"""Reads many mutants of real hives and of their logs, and finds crashes, hangs, greed and silent loss.
+"""Reads many mutants of real hives and of their logs. Finds crashes, hangs, too much memory, and silent loss.
 
     mutate-hives.py HIVE-MUTANTS DATA [--mutants N] [--seed N]
 
-HIVE-MUTANTS is the program of this folder, DATA holds hives/. A mutant is a hive, or one of its logs, with one to three
-changes: bits, bytes, words, a sector of zeros, a word from elsewhere, or a cut. Half of the logs and all of the hives
-get a right checksum again, so that the changes behind it are seen.
+HIVE-MUTANTS is the program of this folder. DATA has the folder hives/. A mutant is a hive, or one of its logs, with one
+to three changes: bits, bytes, words, a sector of zeros, a word from elsewhere, or a cut. Half of the logs and all hives
+get a correct header checksum again, so that they are not refused because of it.
 
 For each mutant all keys are read. Each of these is a fault:
 
 - a crash; a read that takes more than 5 s; more memory than 4 times the files' size;
 - a silent loss: without a report and with exit status 0, a key has fewer subkeys or fewer values than it has in the
-  undamaged hive. Names, types, times and data that only differ are no loss: a hive has no checksum for them, so nobody
-  can tell. Nor can anybody tell that a key counts fewer values than it has: Windows leaves old entries in the lists, and
-  real hives have hundreds. Logs of dirty sectors have no checksum at all: their mutants may lose, but not crash.
-- of log entries, the last one may be lost without a report: Windows takes it for one whose writing was torn, too.
+  undamaged hive.
+
+These are no faults, because they cannot be detected:
+
+- Names, types, times and data that only differ: a hive has no checksum for them.
+- A key that counts fewer values than it has: Windows leaves old entries in the lists, and real hives have hundreds.
+- A loss from a log of dirty sectors, which has no checksum at all. But its mutants must not crash.
+- The loss of the last log entry: it may come from a torn write. Windows ignores it, too.
 """
 import argparse
 import collections

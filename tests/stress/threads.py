@@ -3,7 +3,7 @@
 
     threads.py LIBRARIES SAMPLE [--threads N] [--seconds N]
 
-LIBRARIES is the folder of the shared libraries, SAMPLE a machine directory.
+LIBRARIES is the folder of the shared libraries. SAMPLE is a machine directory.
 """
 
 import argparse
@@ -21,7 +21,7 @@ SOURCE = pathlib.Path(__file__).resolve().parents[2]
 
 
 def calls(library):
-    """Each call with a name; its answer is always the same."""
+    """The calls by their names. Each of them always has the same answer."""
     names = [app.name for app in library.list()]
     named = {f"version of {name}": lambda name=name: library.version(name) for name in names[:10]}
     return {
@@ -64,7 +64,7 @@ def main():
                 name = chance.choice(list(functions))
                 try:
                     answer = functions[name]()
-                except Exception as error:  # a thread that ends early would hide it
+                except Exception as error:  # otherwise the thread would end and hide it
                     answer = error
                 if answer != expected[name]:
                     wrong.append(f"{name}: {answer!r}"[:500])
