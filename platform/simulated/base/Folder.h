@@ -1,9 +1,9 @@
 /**
  * A folder of the host and the files below it. No path and no link leads out of it.
  *
- * Machine directories, volumes and captures come by mail, so each path in them is resolved below their root.
- * A link that stays below the root is followed. A path or link that leaves the root fails with EXDEV. Nothing
- * here waits for a pipe. Thread-safe.
+ * Machine directories, volumes and captures may come from others, so each path in them is resolved below
+ * their root. A link that stays below the root is followed. A path or link that leaves the root fails with
+ * EXDEV. Nothing here waits for a pipe. Thread-safe.
  */
 #pragma once
 
@@ -29,7 +29,7 @@ class Folder {
   /** Opens a folder below `parent`. @throws MachineError */
   Folder(const Folder& parent, const std::filesystem::path& below);
 
-  /** Path of an entry for a person. */
+  /** Path of an entry, for messages. */
   std::filesystem::path PathOf(const std::filesystem::path& below) const {
     return below.empty() ? path_ : path_ / below;
   }
@@ -49,32 +49,32 @@ class Folder {
   std::vector<std::string> Names(const std::filesystem::path& below) const;
 
   /**
-   * Writes a file that is there whole or not at all, also after a power failure. It replaces a file of that
-   * name. On failure the old file stays, or the new one is whole but may not last.
+   * Writes a file completely or not at all, even if the power fails. Replaces a file of that name. On failure
+   * the old file stays, or the new one is complete but may not last.
    * @return 0 or an errno
    */
   int Replace(const std::filesystem::path& below, std::span<const std::uint8_t> bytes) const;
-  /** Renames an entry within one folder, lastingly. @return 0 or an errno */
+  /** Renames an entry within one folder. The change lasts after a power failure. @return 0 or an errno */
   int Rename(const std::filesystem::path& below, const std::string& newName) const;
   /**
-   * Makes an empty file and the folders above it. A file that is there stays as it is.
-   * @param made  receives what was made, in order
+   * Makes an empty file and the folders above it. An existing file stays as it is.
+   * @param made  receives the paths of new files and folders, in order
    * @return 0 or an errno
    */
   int Create(const std::filesystem::path& below, std::vector<std::filesystem::path>& made) const;
   int MakeFolder(const std::filesystem::path& below) const;
   /**
-   * Removes a file, a link or an empty folder. A folder with entries stays, which is no failure, and an entry
-   * that is missing counts as removed.
+   * Removes a file, a link or an empty folder. It is no failure if a folder has entries, and stays, or if the
+   * entry is missing.
    * @return 0 or an errno
    */
   int Remove(const std::filesystem::path& below) const;
   /** @return 0 if Remove may succeed, or an errno */
   int MayRemove(const std::filesystem::path& below) const;
 
-  /** Whether a path is relative and has no "..", as a path in a file of somebody else must be. */
+  /** Whether a path is relative and has no "..". A path in a file from others must be so. */
   static bool IsBelow(const std::filesystem::path& path);
-  /** Names of temporary files begin so. */
+  /** Prefix of the names of temporary files. */
   static constexpr std::string_view kTemporaryPrefix = "~new-";
 
  private:

@@ -10,14 +10,14 @@
 namespace simulated {
 
 /**
- * Finds the entry of that name in any case; of several, the one in exactly this case.
+ * Finds the entry of that name in any case. If there are several, prefers the one in exactly this case.
  * @param below  the folder to look in, below `root`
  * @return the entry's path below `root`
  */
 std::optional<std::filesystem::path> FindEntry(const Folder& root, const std::filesystem::path& below,
                                                std::u16string_view name);
 
-/** The same in a folder of the host by its path. */
+/** The same in a folder of the host, which is given by its path. */
 std::optional<std::filesystem::path> FindEntry(const std::filesystem::path& folder, std::u16string_view name);
 
 }  // namespace simulated

@@ -22,7 +22,7 @@ class Clock;
 
 /** An object that a thread can wait for. Guarded by the lock of Handles. */
 struct Waitable {
-  /** A mutex is never waited for: a test makes one, which takes its name away from events. */
+  /** No thread waits for a mutex: tests create one so that no event can have its name. */
   enum class Kind { Event, Process, Thread, Mutex };
 
   Kind kind;
@@ -42,7 +42,7 @@ class Handles {
 
   platform::HANDLE Open(std::shared_ptr<Waitable> waitable);
   /**
-   * Opens the event of that name, or creates it. Tests open a mutex so as well.
+   * Opens the event of that name, or creates it. Tests also create a mutex with this function.
    * @param made  out: whether it was created
    * @return null if an object of another kind has the name
    */
@@ -56,7 +56,7 @@ class Handles {
   void Signal(Waitable& waitable, bool signalled = true);
   bool IsSignalled(const Waitable& waitable) const;
   void SetExitCode(Waitable& process, platform::DWORD exitCode);
-  /** Makes all waits look at the clock again. */
+  /** Makes all waits check the clock again. */
   void Wake();
 
   /**

@@ -1,8 +1,8 @@
 /**
  * The record of a captured machine: the member "capture" of machine.json, see docs/machine-directory.md.
  *
- * A capture is evidence: it is used whole, as it was written, or not at all. Changes that programs make to it
- * later (RegistryFolder.h) are in files of their own and are no part of it.
+ * A capture is evidence: it is used complete and as it was written, or not at all. Changes that programs make
+ * to it later (RegistryFolder.h) are in other files and are not part of it.
  */
 #pragma once
 
@@ -25,7 +25,7 @@ struct CapturedFile {
 };
 
 struct CaptureRecord {
-  /** What could not be captured as it was, each in one line for a person. */
+  /** Everything that could not be captured as it was: one line for each, for the user. */
   std::vector<std::string> notes;
   /** By their path in the machine directory, with slashes. */
   std::map<std::string, CapturedFile> files;
@@ -38,7 +38,7 @@ struct CaptureRecord {
  */
 CaptureRecord ReadCapture(const JsonShape& shape, const nlohmann::json& root);
 
-/** Whether a capture wrote a registration file, by its name. Such a file needs the machine.json beside it. */
+/** Whether the file has the name of a capture's registration file. Such a file needs a machine.json. */
 bool IsCapturesFile(const std::filesystem::path& file);
 
 /**

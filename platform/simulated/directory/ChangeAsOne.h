@@ -1,4 +1,4 @@
-/** Several operations whose changes last together. */
+/** Keeps the changes of several operations together. */
 #pragma once
 
 #include <functional>
@@ -10,9 +10,9 @@ namespace simulated {
 class Machine;
 
 /**
- * Keeps all registry changes that `action` makes as one: either all of them last or none does. They are in
- * memory at once. An operation that also changes files is kept by itself.
- * @return 0, or the keeper's error: then nothing lasts, although the memory has it
+ * Keeps all registry changes that `action` makes as one: either all of them last or none does. In memory each
+ * change is made immediately. An operation that also changes files is kept separately.
+ * @return 0, or the keeper's error: then no change lasts, although all are made in memory
  */
 platform::LSTATUS ChangeAsOne(Machine& machine, const std::function<void()>& action);
 

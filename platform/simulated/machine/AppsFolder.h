@@ -17,7 +17,7 @@ struct AppsFolderItem {
 struct AppsFolder {
   /** False for a shell that does not know the folder. */
   bool isThere = true;
-  /** In the shell's order. The enumerator fails at an empty one. */
+  /** In the shell's order. The enumerator fails at an item without a value. */
   std::vector<std::optional<AppsFolderItem>> items;
 };
 

@@ -38,7 +38,7 @@ struct LogRecord {
 
 /** What an HKEY of the port refers to. */
 struct OpenedKey {
-  /** Stays in memory while it is open, also after it was deleted. */
+  /** Stays in memory while it is open, even after it was deleted. */
   std::shared_ptr<Key> key;
   /** The rights that it was opened with. */
   platform::DWORD rights = 0;
@@ -56,7 +56,7 @@ class Machine {
   Journal journal;
   Faults faults;
   Clock clock;
-  /** The registry's open keys, but for the predefined ones. Open, use and close them under its lock. */
+  /** The registry's open keys, except the predefined ones. Open, use and close them under its lock. */
   ObjectTable<platform::HKEY, OpenedKey> keys;
   ShellIcons shellIcons;
   /** The open icons, bitmaps, images and streams. */
@@ -70,7 +70,7 @@ class Machine {
   std::vector<LogRecord> LogRecords() const;
   /** @return false if records are not collected: the caller writes the record to the log file */
   bool AddLogRecord(LogRecord record);
-  /** Why a change could not be written, and where, in one line; empty while all could. */
+  /** Why a change could not be written, and where, in one line; empty if all changes were written. */
   std::string WriteProblem() const;
   void SetWriteProblem(std::string line);
 
@@ -81,7 +81,7 @@ class Machine {
   /** Whether the user accepts the elevation prompt. */
   bool elevationGranted = true;
   AppsFolder appsFolder;
-  /** Names of the graphics adapters in the system's order. An empty one fails to describe itself. */
+  /** Names of the graphics adapters in the system's order. Empty for an adapter without a description. */
   std::vector<std::optional<std::u16string>> graphicsAdapters;
 
   /** Of a machine that is an offline Windows volume. */
