@@ -21,7 +21,7 @@ GO = r"C:\go"
 
 class JobTestCase(TestCase):
     def pc(self, *keys, programs):
-        """A machine with programs by path, each a list of steps or a description; files stand at the paths."""
+        """A machine with these programs, each a list of steps or a description. A file is at each path."""
         machine = self.machine(*keys)
         described = {path: what if isinstance(what, dict) else {"steps": what} for path, what in programs.items()}
         (machine / "machine.json").write_text(json.dumps({"programs": described}))

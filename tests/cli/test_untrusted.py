@@ -109,7 +109,7 @@ class UnwritableTest(JobTestCase):
 
 if shutil.which("strace"):
     class FullDiskTest(UnwritableTest):
-        """The same where the disk is full: its first write fails."""
+        """The same with a full disk: fsync fails with ENOSPC."""
 
         def read_only(self):
             machine = super().read_only()

@@ -1,4 +1,4 @@
-// A damaged cell costs only the key or value that needs it, which is reported by its path. Forged hives,
+// If a cell is damaged, only the key or value that needs it is lost, and its path is reported. Forged hives,
 // whose cells are shared, are read up to a limit.
 #include <gmock/gmock.h>
 #include <malloc.h>
@@ -24,16 +24,16 @@ using testing::StartsWith;
 
 namespace fs = std::filesystem;
 
-/** Paths of keys below SOFTWARE, and of values, behind a colon. Sorted. */
+/** Sorted paths of keys and values below SOFTWARE; the name of a value follows a colon. */
 using Names = std::vector<std::string>;
 
 constexpr std::size_t kPageBytes = 4096;
 constexpr std::size_t kBeforeKeysName = 76, kBeforeValuesName = 20;
 constexpr std::size_t kSizeBytes = 4;
-/** Of a key record. */
+/** Offsets in a key record. */
 constexpr std::size_t kParent = 16, kSubKeyCount = 20, kSubKeyList = 28, kValueCount = 36, kValueList = 40,
                       kNameSize = 72;
-/** Of a value record. */
+/** Offsets in a value record. */
 constexpr std::size_t kDataSize = 4, kData = 8;
 
 void AddNames(Key& key, const std::string& path, Names& names) {
@@ -81,12 +81,12 @@ class HiveDamageTest : public MachineFolder {
     EXPECT_EQ(Hive().substr(at, 2), "vk");
     return at;
   }
-  /** Where the contents of the cell begin whose offset is at `at`. */
+  /** Reads the offset of a cell at `at`. Returns the position of the cell's contents in the file. */
   std::size_t CellAt(std::size_t at) const {
     const std::span bytes(reinterpret_cast<const std::uint8_t*>(hive_.data()), hive_.size());
     return kPageBytes + Read32(bytes, at) + kSizeBytes;
   }
-  /** Changes the hive, which is written before it is read. */
+  /** Changes the hive in memory. Save writes it. */
   void Put(std::size_t at, std::string_view bytes) {
     hive_.replace(at, bytes.size(), std::string(bytes));
     isChanged_ = true;
@@ -108,7 +108,7 @@ class HiveDamageTest : public MachineFolder {
     EXPECT_THAT(Refusal(), AllOf(StartsWith((folder / kSoftware).string() + ": the hive is damaged: "),
                                  HasSubstr(what)));
   }
-  /** The rest is read, and one line reports what is wrong at which key below SOFTWARE. */
+  /** Expects that only `lost` is missing, and that one line reports `what` at the key `path`. */
   void ExpectLost(const Names& lost, std::string_view path, std::string_view what) {
     const Names left = Read();
     Names missing, added;
@@ -249,7 +249,7 @@ TEST_F(HiveDamageTest, ListLongerThanItsCellIsReadUpToItsEnd) {
 }
 
 TEST_F(HiveDamageTest, KeyBelowItselfEndsAtTheDeepestLevel) {
-  // The list's one entry becomes the key that has the list.
+  // The only entry of the list becomes the key that has the list.
   Put(CellAt(KeyAt("Above") + kSubKeyList) + 4, Hive().substr(KeyAt("Wanted") + kParent, 4));
   const Names left = Read();
   EXPECT_FALSE(std::ranges::binary_search(left, kWanted[0]));
@@ -349,7 +349,7 @@ class ForgedHiveTest : public HiveDamageTest {
     }
     Load();
   }
-  /** A list of one cell, over and over. */
+  /** A list that names the same cell in each entry. */
   static std::string ListOf(std::string_view kind, std::string_view cell) {
     std::string list = std::string(kind) + "\xff\xff";
     for (std::size_t i = 0; i < kEntries; ++i) list += cell;

@@ -9,20 +9,20 @@ struct hive_h;
 
 namespace simulated {
 
-/** What stands in the file lasts when this goes. */
+/** A hive for a test. The destructor writes it to its file. */
 class HiveFile {
  public:
-  /** An empty hive; folders above are made. */
+  /** Makes an empty hive and the folders above it. */
   explicit HiveFile(std::filesystem::path file);
   ~HiveFile();
   HiveFile(const HiveFile&) = delete;
   HiveFile& operator=(const HiveFile&) = delete;
 
-  /** A key and those above it, names in ASCII; one that is there already is not made again. */
+  /** Creates a key and the keys above it, unless they exist. Names are ASCII. */
   void Add(const std::string& path);
-  /** Replaces all values of a key, which is made if need be. */
+  /** Replaces all values of a key. Creates the key if it is missing. */
   void SetBytes(const std::string& path, const std::string& name, std::string_view bytes, int type = 3);
-  /** As UTF-16 with its NUL; characters in ASCII. */
+  /** Sets a value to UTF-16 with a NUL. The text is ASCII. */
   void SetText(const std::string& path, const std::string& name, std::string_view text);
 
  private:
@@ -33,12 +33,12 @@ class HiveFile {
 };
 
 /**
- * Gives the value of that name, the only one in the hive, data of any size as Windows stores it: cut into
- * segments, which libhivex reads and does not write.
+ * Sets the data of the only value of that name in the hive. The data may have any size: it is stored in
+ * segments, as Windows does. libhivex reads segments, but does not write them.
  */
 void SetSegmentedData(const std::filesystem::path& hive, std::string_view name, std::string_view data);
 
-/** The volume's hive at HKEY_LOCAL_MACHINE\\SOFTWARE. */
+/** Path of the volume's hive for HKEY_LOCAL_MACHINE\SOFTWARE. */
 inline constexpr const char* kSoftware = "Windows/System32/config/SOFTWARE";
 
 }  // namespace simulated

@@ -1,4 +1,4 @@
-/** A folder of its own for a test, in which it writes a machine; it goes with the test. */
+/** A folder in which a test writes a machine. Each test has another one, which is removed at its end. */
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,28 +21,28 @@ class MachineFolder : public testing::Test {
   MachineFolder();
   ~MachineFolder() override;
 
-  /** Writes a file below the folder, folders and all. */
+  /** Writes a file below the folder. Makes the folders above it. */
   void Write(const std::string& path, std::string_view bytes);
-  /** The registration file of that name, with its heading. */
+  /** Writes a registration file with that name. Adds the heading. */
   void WriteRegistry(const std::string& name, std::string_view statements);
 
   std::unique_ptr<Machine> Open(Changes changes = Changes::Discarded);
-  /** What opening it fails with; empty where it does not fail. */
+  /** Opens the machine. Returns the message of the failure; empty if it does not fail. */
   std::string Refusal();
 
-  /** The folder's files by their paths, with what is in them. */
+  /** The contents of the folder's files, by their paths. */
   std::map<std::string, std::string> Files() const;
 
   std::filesystem::path folder;
-  /** What was left out, line by line, when the machine was last opened. */
+  /** The warnings of the last opening of the machine. */
   std::vector<std::string> warnings;
-  /** The same of what is damaged. */
+  /** The reports of damage of the last opening. */
   std::vector<std::string> damages;
-  /** How far the load was each time that it was told, and the whole of it. */
+  /** Each reported progress of the load: the bytes that are done, and all bytes. */
   std::vector<std::pair<std::uint64_t, std::uint64_t>> progress;
 };
 
-/** The characters of a value, with its NUL; "(none)" where there is none. */
+/** Returns the characters of a value with its NUL; "(none)" if the value is missing. */
 std::u16string TextOf(Machine& machine, std::u16string_view path, std::u16string_view name);
 
 }  // namespace simulated

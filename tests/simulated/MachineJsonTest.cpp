@@ -1,4 +1,4 @@
-// A machine.json of another form than it should have is told with its line and the member's path.
+// A machine.json of a wrong form is reported with the line and the path of the member.
 #include <gmock/gmock.h>
 
 #include <ostream>

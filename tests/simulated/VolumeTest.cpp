@@ -25,18 +25,18 @@ const std::string kProfiles = "Microsoft\\Windows NT\\CurrentVersion\\ProfileLis
 
 class VolumeTest : public MachineFolder {
  protected:
-  /** A hive with one value in one key. */
+  /** Writes a hive with one value in one key. */
   void WriteHive(const std::string& path, const std::string& key = "Key") {
     HiveFile(folder / path).SetText(key, "value", "there");
   }
-  /** SOFTWARE, which knows the profiles with these SIDs, and SYSTEM. */
+  /** Writes SYSTEM, and SOFTWARE with the profiles of these SIDs. */
   void WriteMachine(const std::map<std::string, std::string>& profiles = {}) {
     HiveFile software(folder / kSoftware);
     software.SetText("Key", "value", "there");
     for (const auto& [sid, image] : profiles) software.SetText(kProfiles + sid, "ProfileImagePath", image);
     WriteHive(kSystem);
   }
-  /** In SOFTWARE, where the old bytes stand once; the new ones are as many. */
+  /** Replaces bytes that SOFTWARE has once by as many new ones. */
   void ReplaceInHive(std::string_view before, std::string_view after) {
     std::string hive = Files().at(kSoftware);
     const std::size_t at = hive.find(before);
@@ -231,7 +231,7 @@ TEST_F(VolumeTest, KeysThatWindowsDoesNotAllowAreLeftOutAndAllElseRead) {
   EXPECT_THAT(warnings, IsEmpty());
 }
 
-// A pair of surrogates that lost one is a name all the same, and so is one with a NUL inside.
+// A name may contain half of a surrogate pair, or a NUL.
 TEST_F(VolumeTest, NamesAreReadAsTheyStand) {
   {
     HiveFile software(folder / kSoftware);

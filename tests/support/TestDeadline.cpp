@@ -1,6 +1,5 @@
 // Ends a test program whose current test takes too long, and names the test. Many tests wait for a thread
-// without a limit of their own, and a wait that never ends would otherwise only show as a program that was
-// killed.
+// without a limit. Without this file, a wait that never ends would be reported only as a killed program.
 //
 // The variable KESTRELBAY_TEST_SECONDS sets the limit. Uses the process's alarm, because a thread would be
 // one more in tests that count threads, locks and memory.
