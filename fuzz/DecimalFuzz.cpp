@@ -1,4 +1,4 @@
-/** Decimal numbers of the registry: as std::stoi reads them. */
+/** Decimal numbers of the registry: the library must read them as std::stoi does. */
 #include <algorithm>
 #include <optional>
 #include <stdexcept>
@@ -27,7 +27,7 @@ std::string Outcome(Read read) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(data, data + size);
   fuzz::Outcome() = Outcome([&] { return kestrelbay::ParseDecimal(simulated::FromUtf8(text)); });
-  // Windows knows further digits and blanks.
+  // Windows also accepts digits and blanks outside ASCII.
   const bool isAscii = std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
   if (isAscii) {
     fuzz::Expect(fuzz::Outcome() == Outcome([&] { return std::stoi(text); }),

@@ -1,4 +1,4 @@
-/** Uninstall commands: program and parameters make up the whole command. */
+/** Uninstall commands: program and parameters together must be the whole command. */
 #include <memory>
 #include <string>
 

@@ -1,4 +1,4 @@
-// The bare calls must be those of an extraction, otherwise the comparison has no meaning.
+// The bare calls must be the same as those of an extraction. Otherwise the comparison has no meaning.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 constexpr const char16_t* kPath = u"C:\\app.exe";
 
 std::vector<std::string> CallsOf(simulated::Machine& machine, const std::function<void()>& action) {
-  action();  // fetches the list that is fetched once
+  action();  // gets the image list, which is done only once
   machine.journal.Start();
   action();
   machine.journal.Stop();

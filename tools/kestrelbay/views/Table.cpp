@@ -26,7 +26,7 @@ int CellsForFlexible(std::span<const Column> columns, std::span<const int> width
   return left;
 }
 
-/** Makes the widest ones narrower, so that all take `cells` in sum. */
+/** Makes the widest columns narrower, so that these columns together take at most `cells`. */
 void ShareOut(std::vector<int*> flexible, int cells) {
   std::sort(flexible.begin(), flexible.end(), [](const int* a, const int* b) { return *a < *b; });
   for (auto left = static_cast<int>(flexible.size()); int* width : flexible) {
