@@ -35,8 +35,8 @@
  * 11. Caching. The library caches nothing: each call reads the machine anew, so two calls can differ.
  * 12. Services. In session 0 an installer shows no window and waits forever, and Windows draws no icons.
  *     HKEY_CURRENT_USER, the proxy, the keys of Encrypt and the temporary folder are the service account's.
- * 13. Search paths. `reg`, `explorer.exe` and an uninstall command without a folder are searched on the
- *     process's search path: let only administrators write to its folders.
+ * 13. Search paths. Windows searches for `reg`, `explorer.exe` and an uninstall command without a folder on
+ *     the process's search path: let only administrators write to its folders.
  */
 #ifndef KESTRELBAY_GENERAL_SDK_H
 #define KESTRELBAY_GENERAL_SDK_H
