@@ -1,4 +1,4 @@
-// A machine directory is a closed world: neither reading nor changing it touches anything outside.
+// A machine directory is a closed world: neither reads nor changes reach a file outside of it.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kStatements = "[HKEY_LOCAL_MACHINE\\Software\\K]\n\"a\"=\"1\"\n";
 
-/** The machine is in the folder's own "pc"; beside it is what must not be touched. */
+/** The machine is in the folder "pc". Files beside it must not be touched. */
 class ClosedWorld : public MachineFolder {
  protected:
   ClosedWorld() {
@@ -140,7 +140,7 @@ TEST_F(ClosedWorld, NumberOfAChangeThatIsOutOfRangeIsRefused) {
 
 class CaptureFiles : public ClosedWorld {
  protected:
-  /** A capture that names one file. */
+  /** Writes a capture that names one file. */
   void WriteCapture(const std::string& path) {
     nlohmann::json root = {{"capture", {{"format", 1}, {"files", {{path, {{"bytes", 4}}}}}}}};
     root["capture"]["checksum"] = ChecksumOfDescription(root);

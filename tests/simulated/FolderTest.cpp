@@ -15,7 +15,7 @@
 
 namespace {
 
-/** Larger blocks of an array cannot be allocated. */
+/** The allocation of a larger array fails. */
 std::size_t largestBlock = SIZE_MAX;
 
 }  // namespace

@@ -13,19 +13,19 @@ namespace {
 constexpr std::size_t kPageBytes = 4096;
 constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
-/** Bytes of a hive that are not zero, written here and there. */
+/** The bytes of a hive; they are zero until they are written. */
 class Image {
  public:
   Image() : bytes_(2 * kPageBytes, '\0') {}
   explicit Image(std::string bytes) : bytes_(std::move(bytes)) {}
-  /** A cell of that many bytes at the end. @return where its contents begin */
+  /** Adds a cell of that many bytes at the end. @return the offset of its contents */
   std::size_t AddCell(std::size_t bytes) {
     const std::size_t at = bytes_.size(), size = (bytes + 4 + 7) / 8 * 8;
     bytes_.resize(at + size);
     Put(at, 0U - static_cast<std::uint32_t>(size));
     return at + 4;
   }
-  /** Puts where a cell stands whose contents begin at `cell`. */
+  /** Writes the offset of the cell whose contents begin at `cell`. */
   void PutCell(std::size_t at, std::size_t cell) {
     Put(at, static_cast<std::uint32_t>(cell - 4 - kPageBytes));
   }
@@ -49,7 +49,7 @@ class Image {
   std::string bytes_;
 };
 
-/** A root key without anything and its security descriptor, in one page behind the header. */
+/** A hive of one page after the header: an empty root key and its security descriptor. */
 std::string EmptyHive() {
   constexpr std::size_t kBin = kPageBytes, kRoot = kBin + 0x20, kSecurity = kRoot + 0x58,
                         kFree = kSecurity + 0x30;
@@ -132,7 +132,7 @@ void SetSegmentedData(const std::filesystem::path& hive, std::string_view name, 
   const std::size_t head = image.AddCell(8), list = image.AddCell(4 * segments);
   for (std::size_t i = 0; i < segments; ++i) {
     const std::string_view segment = data.substr(i * kSegmentBytes, kSegmentBytes);
-    // Four bytes more than are used, as Windows has them.
+    // Four unused bytes at the end, as Windows writes them.
     const std::size_t cell = image.AddCell(kSegmentBytes + 4);
     image.Put(cell, segment);
     image.PutCell(list + 4 * i, cell);

@@ -20,9 +20,9 @@ std::uint32_t Word(std::string_view bytes, std::size_t at) {
 
 std::uint32_t Turned(std::uint32_t word, int bits) { return word << bits | word >> (32 - bits); }
 
-/** Marvin32 as it is described: the message is padded to whole words by 80 and zeros. */
+/** Marvin32 by its description: the message is padded to whole words with byte 0x80 and zeros. */
 std::uint64_t Marvin(std::string text) {
-  // The seed's halves.
+  // The two halves of the seed.
   std::array<std::uint32_t, 2> state = {0x7A4E55C5, 0x82EF4D88};
   text += '\x80';
   text.resize((text.size() + 3) / 4 * 4 + 4);

@@ -1,4 +1,4 @@
-// Recovery from transaction logs, against histories that are known change by change.
+// Recovery from transaction logs, compared with histories of which each change is known.
 #include <gmock/gmock.h>
 
 #include <random>
@@ -35,7 +35,7 @@ class History {
   std::size_t Below(std::size_t end) { return random_() % end; }
   std::size_t Count() const { return entries.size(); }
 
-  /** The file after so many changes, of which `second` counts as the first one that it lacks. */
+  /** Returns the file after `done` changes. `second` is its second sequence number. */
   std::string Primary(std::size_t done, std::uint32_t second) const {
     HeaderFields fields;
     fields.first = second + 1;
@@ -48,7 +48,7 @@ class History {
   std::string Primary(std::size_t done) const {
     return Primary(done, first + static_cast<std::uint32_t>(done));
   }
-  /** The log that holds the entries from `begin` up to `end`. */
+  /** Returns a log with the entries from `begin` to before `end`. */
   std::string Log(std::size_t begin, std::size_t end, HeaderFields fields = {}) const {
     fields.type = 6;
     fields.first = fields.second = first + static_cast<std::uint32_t>(begin);
@@ -94,7 +94,7 @@ std::string BinsOf(const HiveRecovery& recovery, std::size_t bytes) {
           recovery.image.begin() + static_cast<std::ptrdiff_t>(kPage + bytes)};
 }
 
-/** Entries and bins, and a header that is whole and clean. */
+/** Checks the number of entries, the bins, and that the header is valid and clean. */
 void ExpectState(const HiveRecovery& recovery, const History& history, std::size_t done,
                  std::size_t entries) {
   EXPECT_EQ(recovery.entries, entries);
@@ -117,8 +117,7 @@ TEST(HiveRecovery, AppliesAllEntriesOfBothLogsInEitherOrder) {
     if (split < history.Count()) logs.push_back(history.Log(split, history.Count()));
     if (seed % 2 == 1) std::ranges::reverse(logs);
     const HiveRecovery recovery = Recover(history.Primary(done), logs);
-    // A log that begins with an entry that the primary already has is older as a whole, or its first entries
-    // are.
+    // The primary may already have all entries of the first log, or its first ones.
     ExpectState(recovery, history, history.Count(), history.Count() - done);
     EXPECT_THAT(recovery.loss, IsEmpty());
   }
@@ -211,8 +210,8 @@ TEST(HiveRecovery, TornHeaderAndAStaleLogGiveTheLatestLogsState) {
   }
 }
 
-// Without the primary's header Windows uses the latest log alone. The one before it, if it ends where the
-// latest begins, can only add what the primary lacks.
+// Without the primary's header Windows uses only the latest log. If the log before it ends where the latest
+// begins, it can only add changes that the primary lacks.
 TEST(HiveRecovery, TornHeaderGivesWhatTheLatestLogAloneGives) {
   for (unsigned seed = 0; seed < kSets; ++seed) {
     SCOPED_TRACE(seed);
@@ -317,7 +316,7 @@ TEST_F(SectorLogTest, LogThatIsCutOffIsNotApplied) {
 }
 
 TEST_F(SectorLogTest, TornHeaderIsRebuilt) {
-  // The first bin has the time of the last change, too.
+  // The first bin also has the time of the last change.
   fields.time = Read64(BytesOf(history.states[0]), 20);
   std::string primary = history.Primary(0);
   primary[9] ^= 1;

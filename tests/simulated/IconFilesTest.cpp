@@ -82,7 +82,7 @@ TEST(ExecutableIcon, FileCutAnywhereIsDamagedOrHasNone) {
       continue;
     }
     try {
-      // Behind the last table only filling is missing; the image is looked for next.
+      // Only padding is missing after the last table. The reader goes on to the image.
       const IconEntries entries = Find(cut);
       ASSERT_EQ(entries.size(), 1U) << length;
       EXPECT_GE(length, image.offset + image.bytes);
@@ -144,7 +144,7 @@ TEST(ExecutableIcon, OverlappingImagesAreAllRead) {
   std::string file = MakeExecutable({{u"", 1, {Image(8), Image(16)}}});
   const IconEntries apart = Find(file);
   const std::size_t descriptions = kResources + 32 + 32 + 24 + 24;
-  ASSERT_EQ(file.substr(descriptions + 4, 2), std::string("\x48\x01", 2));  // 328 bytes of the first image
+  ASSERT_EQ(file.substr(descriptions + 4, 2), std::string("\x48\x01", 2));  // the first image has 328 bytes
   Set32(file, descriptions + 40, 0x1000 + static_cast<std::uint32_t>(apart[0].offset) - 0x200 + 4);
   const IconEntries overlapping = Find(file);
   EXPECT_EQ(overlapping[1].offset, apart[0].offset + 4);
@@ -170,7 +170,7 @@ TEST(ExecutableIcon, LongTableOfLanguagesIsNotReadForEachImage) {
   std::string file = MakeExecutable({{u"", 1, std::vector<IconBytes>(kImages, Image(1))}});
   const std::size_t languages = kResources + 32 + (16 + 8 * kImages) + 24;
   for (std::size_t image = 0; image < kImages; ++image) Set32(file, languages + 40 * image + 12, 0xFFFFFFFF);
-  file.resize(file.size() + (2 << 20));  // so that all those lines are there
+  file.resize(file.size() + (2 << 20));  // so that the file has all these entries
   Set32(file, kSections + 16, static_cast<std::uint32_t>(file.size() - kResources));
   const CountingSource source(file);
   EXPECT_EQ(FindExecutableIcon(source).size(), kImages);

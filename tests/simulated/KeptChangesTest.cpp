@@ -1,4 +1,4 @@
-// Changes to a machine directory last: each whole or not at all, and many become one.
+// Changes to a machine directory last: each completely or not at all. Many changes are merged into one.
 #include <gmock/gmock.h>
 
 #include "MachineFolder.h"
@@ -233,7 +233,7 @@ class FileChangesTest : public KeptChangesTest {
     merger.SetValue(u"a", 1, kBytes);
     return merger.Commit(std::move(files));
   }
-  /** Leaves the directory as a process does that dies before it has changed the files. */
+  /** Leaves the directory in the state of a process that was killed before it changed the files. */
   void LeavePending() {
     ASSERT_EQ(Change(*Open(Changes::Lasting), {{u"C:\\App\\new.exe"}, {u"C:\\OLD.txt"}}), 0);
     fs::rename(folder / "registry/~change-00000001.reg", folder / "registry/~change-00000001.pending");

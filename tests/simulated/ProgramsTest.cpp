@@ -25,7 +25,7 @@ using simulated::MachineError;
 using simulated::UseMachine;
 using simulated::Waitable;
 
-/** Runs a program to its end. @return its exit code; nothing if it did not start or gave no handle */
+/** Runs a program to its end. @return its exit code; nothing if it did not start or returned no handle */
 std::optional<platform::DWORD> RunToEnd(const std::u16string& file, const std::u16string& parameters = u"") {
   platform::HANDLE process = nullptr;
   if (!StartPlainlyElevated(file, parameters, process) || !process) return std::nullopt;
@@ -56,7 +56,7 @@ class DescribedPrograms : public testing::Test {
     Write("machine.json", "{\"programs\": " + programs + "}");
   }
   Machine& Open(Changes changes = Changes::Lasting) const {
-    // The lock of the one before must be gone first.
+    // The previous machine must release its lock first.
     UseMachine(std::make_unique<Machine>());
     return UseMachine(simulated::OpenMachine(folder, changes));
   }

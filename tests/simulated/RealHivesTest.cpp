@@ -31,14 +31,14 @@ HiveBytes BytesOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-/** Opens it where its logs are; what is reported goes to `lines`. */
+/** Opens the hive in the folder of its logs. Adds the reports to `lines`. */
 std::shared_ptr<Hive> Open(const std::string& name, Recovery recovery, std::vector<std::string>& lines) {
   LoadObserver observer;
   observer.warning = observer.damage = [&](const std::string& line) { lines.push_back(line); };
   return Hive::Open(FileOf(name), recovery, observer);
 }
 
-/** A byte of the bins that is not the same: its place in the file, ours, and that of Windows. */
+/** A byte of the bins that differs: its offset in the file, our byte, and the byte of Windows. */
 using Difference = std::tuple<std::size_t, int, int>;
 
 std::vector<Difference> Differences(HiveBytes own, HiveBytes windows) {
@@ -70,13 +70,13 @@ TEST(RealHives, HiveOfWindows10IsRecoveredAsWindowsDidIt) {
   EXPECT_THAT(Differences(own, BytesOf(windows)), IsEmpty());
 }
 
-// Windows 7 wrote the hive again after it had recovered it, and changed two fields that hold no content.
+// After the recovery Windows 7 wrote the hive again, and changed two fields that have no content.
 TEST(RealHives, HiveOfWindows7IsRecoveredAsWindowsDidIt) {
   constexpr std::size_t kTimeOfFirstBin = HiveHeader::kBytes + 20, kLongestValueName = 60;
   const std::string windows = Contents("dirty-win7.recovered");
   const auto own = RecoverAll("dirty-win7", {".LOG1"}, 1);
   ASSERT_EQ(own.size(), windows.size());
-  // The time of each writing is in the header and in the first bin.
+  // The header and the first bin have the time of each write.
   EXPECT_EQ(Read64(own, kTimeOfFirstBin), Read64(own, HiveHeader::kTime));
   EXPECT_EQ(Read64(BytesOf(windows), kTimeOfFirstBin), Read64(BytesOf(windows), HiveHeader::kTime));
   // Windows checks the keys of a hive that it recovers. The log says that the longest name of a value of this
@@ -115,7 +115,7 @@ TEST(RealHives, DirtyHiveWithoutLogsIsReported) {
                                         testing::HasSubstr("it has no usable log"))));
 }
 
-/** Compares what libhivex reads below a node with a key. @return the number of keys */
+/** Compares a key with the node that libhivex reads. @return the number of keys */
 std::size_t Compare(hive_h* witness, hive_node_h node, Key& key) {
   EXPECT_EQ(static_cast<std::uint64_t>(hivex_node_timestamp(witness, node)), key.lastWriteTime);
   std::size_t keys = 1, valueCount = 0, subKeyCount = 0;
@@ -150,8 +150,7 @@ std::size_t Compare(hive_h* witness, hive_node_h node, Key& key) {
   return keys;
 }
 
-/** Reads a file, and compares all that it holds with what libhivex and reglookup find there. @return the keys
- */
+/** Compares all keys of a file with those that libhivex and reglookup read. @return the number of keys */
 std::size_t CompareWithWitnesses(const fs::path& file) {
   std::vector<std::string> lines;
   LoadObserver observer;

@@ -11,10 +11,10 @@ namespace simulated {
 
 /**
  * Lines "PATH,KEY,,TIME" for each key, "PATH,DWORD,NUMBER" for each number and "PATH,TYPE" for each other
- * value. Without names beyond ASCII, which reglookup shows in more than one way.
+ * value. Leaves out names beyond ASCII, because reglookup prints them in more than one way.
  */
 std::multiset<std::string> LinesOfRegLookup(const std::filesystem::path& hive);
-/** The same of a key as a root. */
+/** The same lines for a key, as the root. */
 std::multiset<std::string> LinesOfKey(Key& root);
 
 }  // namespace simulated

@@ -1,4 +1,4 @@
-// The machine that a volume was: its users, its environment, its views, and what its disk does not hold.
+// The machine of a volume: its users, its environment, its views, and facts that are not on the disk.
 #include <gmock/gmock.h>
 
 #include "HiveFile.h"
@@ -29,7 +29,7 @@ std::string Wide(std::string_view text) {
 
 class VolumeMachineTest : public MachineFolder {
  protected:
-  /** SOFTWARE with these profiles, and SYSTEM with these values of one key each. */
+  /** Writes SOFTWARE with these profiles, and SYSTEM with these values of one key each. */
   void WriteMachine(const std::map<std::string, std::string>& profiles = {},
                     const std::map<std::string, std::pair<std::string, std::string>>& system = {}) {
     HiveFile software(folder / kSoftware);
@@ -50,7 +50,7 @@ class VolumeMachineTest : public MachineFolder {
   static std::u16string OwnerOf(Machine& machine, const std::u16string& hive) {
     return TextOf(machine, hive + u"\\Key", u"value");
   }
-  /** The hives of HKEY_USERS that hold something. */
+  /** The hives of HKEY_USERS that are not empty. */
   static std::vector<std::u16string> Hives(Machine& machine) {
     std::vector<std::u16string> names;
     Key* const users = machine.registry.Find(u"HKEY_USERS");
