@@ -8,9 +8,9 @@ namespace {
 
 constexpr std::uint32_t kOpaque = 0xFF000000;
 constexpr std::uint32_t kWhite = 0xFFFFFF;
-constexpr int kSamples = 4;  // of a pixel's side, for soft edges
+constexpr int kSamples = 4;  // per side of a pixel, for soft edges
 
-/** A place on the badge: each coordinate from 0 to 1. */
+/** A point on the badge: each coordinate is from 0 to 1. */
 struct Point {
   double x;
   double y;
@@ -44,7 +44,7 @@ bool IsInShape(Shape shape, Point at) {
   }
 }
 
-/** A colour made darker towards the foot. */
+/** Makes a colour darker towards the bottom. */
 std::uint32_t Shaded(std::uint32_t colour, double y) {
   std::uint32_t shaded = 0;
   for (int shift = 0; shift < 24; shift += 8) {
@@ -54,7 +54,7 @@ std::uint32_t Shaded(std::uint32_t colour, double y) {
   return shaded;
 }
 
-/** How many of a pixel's points lie in the badge, and in its shape. */
+/** The number of a pixel's points that are in the badge, and in its shape. */
 struct Cover {
   int badge = 0;
   int shape = 0;

@@ -15,13 +15,13 @@ struct Badge {
   Shape shape;
 };
 
-/** With soft edges, a shade from top to bottom and many colours: for images that keep the alpha. */
+/** Draws soft edges, a shade from top to bottom and many colours: for images with alpha. */
 Drawing DrawSmooth(const Badge& badge, std::uint32_t sidePixels);
 
-/** With hard edges and three colours at most: for images with a mask. */
+/** Draws hard edges and at most three colours: for images with a mask. */
 Drawing DrawFlat(const Badge& badge, std::uint32_t sidePixels);
 
-/** The same in black and white, with nothing around it. */
+/** The same in black and white. The surroundings are transparent. */
 Drawing DrawBlackAndWhite(const Badge& badge, std::uint32_t sidePixels);
 
 }  // namespace samples

@@ -71,7 +71,7 @@ class ResourceSection {
     Put16(text, numbered);
   }
 
-  /** A table of names; for each a table of one language, right followed by the description it leads to. */
+  /** Adds a table of names. Each entry leads to a table of one language, which its description follows. */
   void PutNames(std::string& tables, std::string& descriptions, std::string& tail,
                 const std::vector<Named>& resources) const {
     std::size_t named = 0;
@@ -109,15 +109,15 @@ class ResourceSection {
   std::uint32_t tail_;
 };
 
-/** The optional header: what a loader needs to map the one section, and where the resources are. */
+/** Makes the optional header: the values to map the only section, and the address of the resources. */
 std::string OptionalHeader(bool is64, std::size_t resourceBytes, std::size_t imageBytes) {
   std::string text;
   Put16(text, is64 ? 0x20B : 0x10B);
   text.resize(is64 ? 24 : 28);
   Put(text, is64 ? 0x140000000 : 0x400000, is64 ? 8 : 4);
   Put32(text, 0x1000);  // alignment in memory
-  Put32(text, 0x200);   // in the file
-  Put16(text, 6);       // of the system that it is for
+  Put32(text, 0x200);   // alignment in the file
+  Put16(text, 6);       // version of the system
   text.resize(48);
   Put16(text, 6);
   text.resize(56);
@@ -153,7 +153,7 @@ std::string Headers(bool is64, std::size_t resourceBytes, std::size_t rawBytes) 
   Put32(text, rawBytes);
   Put32(text, kHeadersBytes);
   text.resize(text.size() + 12);
-  Put32(text, 0x40000040);  // data that is read
+  Put32(text, 0x40000040);  // readable data
   text.resize(kHeadersBytes);
   return text;
 }

@@ -1,4 +1,4 @@
-/** Makes executables of Windows that hold icons and nothing else: for the sample machine and for tests. */
+/** Makes Windows executables that contain only icons, for the sample machine and for tests. */
 #pragma once
 
 #include <cstdint>
@@ -29,28 +29,28 @@ struct IconBytes {
 };
 
 /**
- * A bitmap with its mask, which hides what has no alpha.
+ * Makes a bitmap with its mask. The mask hides pixels whose alpha is 0.
  * @param bits  1, 4 or 8, for a drawing of at most so many colours, or 24 or 32, which keeps the alpha
  * @throws std::invalid_argument for another depth, or for too many colours
  */
 IconBytes MakeBitmap(const Drawing& drawing, std::uint32_t bits);
 
-/** A PNG file with alpha, not compressed: that needs no library. */
+/** Makes a PNG file with alpha. It is not compressed, so no library is needed. */
 IconBytes MakePng(const Drawing& drawing);
 
 /** An icon of an executable. */
 struct IconGroup {
-  std::u16string name;  ///< in capitals; empty for one that bears a number
+  std::u16string name;  ///< in capitals; empty if the group has a number
   std::uint16_t number;
   std::vector<IconBytes> images;
 };
 
 enum class Machine { I386, Amd64 };
 
-/** @param groups in the order in which resources must stand: names sorted, then numbers */
+/** @param groups  in the order that resources must have: names sorted, then numbers */
 std::string MakeExecutable(const std::vector<IconGroup>& groups, Machine machine = Machine::Amd64);
 
-/** An .ico file. */
+/** Makes an .ico file. */
 std::string MakeIconFile(const std::vector<IconBytes>& images);
 
 }  // namespace samples

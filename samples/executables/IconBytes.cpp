@@ -12,7 +12,7 @@ constexpr std::uint32_t kColour = 0xFFFFFF;
 
 bool IsHidden(std::uint32_t argb) { return argb >> 24 == 0; }
 
-/** The colours of a drawing, each once; what is hidden is black. */
+/** Returns the colours of a drawing, each once. A hidden pixel is black. */
 std::vector<std::uint32_t> PaletteOf(const Drawing& drawing, std::uint32_t bits) {
   std::vector<std::uint32_t> palette{0};
   for (const std::uint32_t argb : drawing.pixels) {
@@ -24,7 +24,7 @@ std::vector<std::uint32_t> PaletteOf(const Drawing& drawing, std::uint32_t bits)
   return palette;
 }
 
-/** A row of numbers of some bits each, the first in the highest bits, filled up to 32 bits. */
+/** Adds a row of numbers of `bits` bits, the first in the highest bits, padded to 32 bits. */
 void PutPacked(std::string& text, const std::vector<std::uint32_t>& numbers, std::uint32_t bits) {
   std::string row;
   std::uint32_t byte = 0;
@@ -73,7 +73,7 @@ std::uint32_t CheckSum(const std::string& bytes) {
   return ~sum;
 }
 
-/** A number of PNG's, and of its compression's: the highest byte first. */
+/** A number of a PNG file or a zlib stream: the highest byte comes first. */
 std::string BigEndian32(std::uint32_t number) {
   std::string text;
   Put32(text, number);
@@ -85,7 +85,7 @@ void PutChunk(std::string& png, const std::string& typeAndData) {
   png += typeAndData + BigEndian32(CheckSum(typeAndData));
 }
 
-/** A compressed stream of blocks that are not. */
+/** Makes a zlib stream of blocks that are not compressed. */
 std::string Stored(const std::string& bytes) {
   constexpr std::size_t kBlock = 0xFFFF;
   std::string stream("\x78\x01");

@@ -1,4 +1,4 @@
-/** Numbers as Windows' files have them: the lowest byte first. */
+/** Writes numbers as Windows' files have them: the lowest byte first. */
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// DRIVE: makes the executables of the sample machine's drive C in that folder. Between them they have every
-// kind of icon that an executable can have, and some have none.
+// make-executables DRIVE: makes the executables of the sample machine's drive C in the folder DRIVE. Together
+// they have every kind of icon that an executable can have. Some have none.
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -50,7 +50,7 @@ Groups Colours16(const Badge& badge) {
 
 Groups BlackAndWhite(const Badge& badge) { return OneGroup({MakeBitmap(DrawBlackAndWhite(badge, 32), 1)}); }
 
-/** The named one is the program's; the number before it would be another. */
+/** The group with a name is the icon of the program. The group with a number is another icon. */
 Groups NamedFirst(const Badge& badge) {
   const Badge other{0x808080, Shape::Cross};
   return {{u"MAIN", 0, {MakeBitmap(DrawSmooth(badge, 48), 32), MakePng(DrawSmooth(badge, 256))}},
@@ -114,7 +114,7 @@ bool MakeAll(const std::filesystem::path& drive) {
     const std::string bytes = MakeExecutable(program.groups(program.badge), program.machine);
     isMade = Write(drive / program.path, bytes) && isMade;
   }
-  // A download that ended early: its tables lead beyond its end.
+  // A download that ended early: its tables point beyond the end of the file.
   const std::string whole = MakeExecutable(AllSizes({0x444444, Shape::Disc}));
   return Write(drive / "Program Files/Marlpit/agent.exe", whole.substr(0, whole.size() / 2)) && isMade;
 }
