@@ -64,7 +64,7 @@ int Jobs(Library& library) {
   auto installed = library.Install({installer, "Mothlight Player"});
   auto missing = library.Install({"C:\\no such file.exe", "Nobody has this"});
   CHECK(missing.get().message == "Install path is not exist!");
-  // The one before it has ended by then: jobs of a kind do not overlap.
+  // The previous job has ended: jobs of a kind do not overlap.
   CHECK(installed.wait_for(std::chrono::seconds(0)) == std::future_status::ready);
   const auto outcome = installed.get();
   CHECK(outcome.isSuccess && outcome.message == "NULL" && outcome.version == "2.6.1");

@@ -1,7 +1,7 @@
 /*
  * KestrelbayGuard reports lack of memory, and a thread that cannot be started, as a status on Windows too.
- * guard-exhausted READY GO: creates the file READY, and goes on when GO exists. Until then its runner has
- * limited the memory of the process to what it has.
+ * guard-exhausted READY GO: creates the file READY, and continues when GO exists. Between the two, its runner
+ * limits the memory of the process to the memory that it has.
  */
 #include <KestrelbayGuard.h>
 #include <windows.h>
@@ -14,7 +14,7 @@
 
 namespace {
 
-/** Without the runtime's buffers, which need memory. */
+/** Does not use the runtime's buffers, because they need memory. */
 void Print(const char* text) {
   DWORD written = 0;
   WriteFile(GetStdHandle(STD_OUTPUT_HANDLE), text, static_cast<DWORD>(std::strlen(text)), &written, nullptr);
@@ -33,7 +33,7 @@ constexpr std::size_t kTextChars = 16 * 1024 * 1024;
 GuardInstallJob install{};
 GuardUninstallJob uninstall{};
 
-/** A text whose copy finds no memory. */
+/** Passes a text for whose copy there is no memory. */
 int LongTextsFail(const char* text) {
   char unchanged = 0;
   char* output = &unchanged;
@@ -43,7 +43,7 @@ int LongTextsFail(const char* text) {
   return 0;
 }
 
-/** Takes all address space that is left, so that no thread finds room for its stack. */
+/** Takes the free address space, so that there is none for the stack of a thread. */
 void TakeAddressSpace() {
   constexpr std::size_t kMostBytes = std::size_t{1} << 30, kGranularityBytes = 64 * 1024;
   for (std::size_t bytes = kMostBytes; bytes >= kGranularityBytes; bytes /= 2) {
@@ -61,7 +61,7 @@ int ThreadsFail() {
   return 0;
 }
 
-/** Takes the heap too, and gives back `kept` small blocks. */
+/** Takes the heap too, and frees `kept` small blocks of it. */
 class TakenHeap {
  public:
   explicit TakenHeap(int kept) {
@@ -124,6 +124,6 @@ int main(int argc, char** argv) {
   WaitFor(argv[2]);
   TakeAddressSpace();
   const int status = LongTextsFail(text) != 0 || ThreadsFail() != 0 || ListFailsAsAWhole() != 0;
-  // Without the end of the library: its threads would need memory.
+  // Does not unload the library, because its threads would need memory.
   TerminateProcess(GetCurrentProcess(), static_cast<UINT>(status));
 }

@@ -16,7 +16,7 @@ std::atomic<int> blocksLeft = kEndless;
 
 }  // namespace
 
-// The library allocates by the process's own operators.
+// The library allocates with these operators of the process.
 void* operator new(std::size_t bytes) {
   void* const block = blocksLeft-- > 0 ? std::malloc(bytes) : nullptr;
   if (!block) throw std::bad_alloc();
@@ -43,7 +43,7 @@ std::int32_t StatusWith(int blocks, Call call) {
     }                                                     \
   } while (0)
 
-/** A list fails as a whole, at whichever block memory ends. */
+/** A list fails as a whole, no matter which allocation fails. */
 int ListFailsAsAWhole() {
   for (int blocks = 0;; ++blocks) {
     InstalledAppEntry* entries = nullptr;
@@ -58,7 +58,7 @@ int ListFailsAsAWhole() {
   }
 }
 
-/** Leaves room for small blocks and for no thread's stack. */
+/** Leaves memory for small blocks, but not for the stack of a thread. */
 void LimitAddressSpace() {
   rlim_t pages = 0;
   std::ifstream("/proc/self/statm") >> pages;
@@ -95,6 +95,6 @@ int CallsFailWithoutThread() {
 int main() {
   std::int64_t mebibytes = 0;
   if (GuardInitDllLogger([](const char*, std::int32_t, const char*) {}) != 0) return 1;
-  GuardGetDiskAvailableSpace("C", &mebibytes);  // loads the machine, which needs memory of its own
+  GuardGetDiskAvailableSpace("C", &mebibytes);  // loads the machine, which needs memory, too
   return CallsFailWithoutMemory() || ListFailsAsAWhole() || CallsFailWithoutThread();
 }

@@ -1,7 +1,7 @@
 /*
- * A host in C that survives the library's exceptions by KestrelbayGuard, on a machine whose two settings are
- * missing. Ends with the line of the check that failed, or 0. Also built without a C runtime, for the ABI of
- * another compiler: so it prints nothing and uses no function of the runtime.
+ * A host in C on a machine whose two settings are missing. KestrelbayGuard catches the library's exceptions.
+ * Exits with the line of the check that failed, or 0. Prints nothing and uses no function of the C runtime,
+ * because it is also built without a runtime, for the ABI of another compiler.
  */
 #include <KestrelbayGuard.h>
 #include <stddef.h>
@@ -120,6 +120,6 @@ int main(void) {
 
 #ifdef GUARD_WITHOUT_RUNTIME
 __declspec(dllimport) void ExitProcess(unsigned status);
-/* The linker enters here. */
+/* The entry point of the program without a C runtime. */
 void mainCRTStartup(void) { ExitProcess((unsigned)main()); }
 #endif
