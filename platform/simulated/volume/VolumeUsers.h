@@ -36,9 +36,9 @@ std::vector<UserHive> FindUserHives(const std::filesystem::path& root, Machine& 
                                     const LoadObserver& observer);
 
 /**
- * Makes the hive of one user HKEY_CURRENT_USER, with the user's variables: that of the user who has the name
- * or SID; without one, that of the first person. If it chose among several people, a warning names the
- * choice. Without a person there is no current user.
+ * Makes one user's hive HKEY_CURRENT_USER, and sets the user's variables. It is the user with the name or SID
+ * `nameOrSid`; if that is empty, the first person. A warning names the choice if there are several people.
+ * Without a person there is no current user.
  * @param nameOrSid  name of the profile's folder, or the SID
  * @param root       the volume, for messages
  * @throws MachineError if no user has the name or SID
