@@ -106,6 +106,19 @@ TEST_F(Processes, TheShellDoesNotFindAMissingProgram) {
   EXPECT_EQ(nullptr, execute.hProcess);
 }
 
+TEST_F(Processes, TheShellRemovesQuotesAroundAName) {
+  program = machine.Folder() + u"\\Two words.exe";
+  machine.MakeProgram(program);
+  const auto starts = [&](const std::u16string& name) {
+    const bool isStarted = Execute(name, u"") != 0;
+    if (isStarted) ExpectToEnd(execute.hProcess);
+    return isStarted;
+  };
+  EXPECT_TRUE(starts(u"\"" + program + u"\""));
+  EXPECT_EQ(!RunsOnWine(), starts(u"\"\"" + program + u"\"\""));
+  EXPECT_FALSE(starts(u"\"" + program + u"\" -a"));
+}
+
 TEST_F(Processes, TheShellFindsABareNameOnThePath) {
   const std::u16string folder = machine.Folder();
   machine.MakeProgram(folder + u"\\KestrelbayOnPath.exe");

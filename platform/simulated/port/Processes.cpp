@@ -65,8 +65,9 @@ std::optional<FoundProgram> FindAt(Machine& machine, const std::u16string& path)
 }
 
 std::u16string WithoutQuotes(std::u16string_view file) {
-  const bool quoted = file.size() >= 2 && file.front() == u'"' && file.back() == u'"';
-  return std::u16string(quoted ? file.substr(1, file.size() - 2) : file);
+  while (file.size() >= 2 && file.front() == u'"' && file.back() == u'"')
+    file = file.substr(1, file.size() - 2);
+  return std::u16string(file);
 }
 
 /** The folders in which Windows searches for a bare name, in its order. */
