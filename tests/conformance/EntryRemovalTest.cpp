@@ -66,6 +66,8 @@ TEST_F(EntryRemoval, TheCommandReceivesTheKeyWithoutQuotes) {
 
 TEST_F(EntryRemoval, AnEntryOf32BitsCountsAsDeletedAndStays) {
   const KeyPath entry = Entry(u"App", kShown, View::Bits32);
+  // The library deletes the key of this path in the other view. One of others is a reason not to run.
+  machine.DeleteKey({entry.path, View::Bits64});
   EXPECT_TRUE(DeleteAppRegistryInfo("App"));
   EXPECT_TRUE(machine.HasKey(entry));
   EXPECT_THAT(Names(), ElementsAre("App"));

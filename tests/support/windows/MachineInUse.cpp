@@ -3,6 +3,7 @@
 #include <windows.h>
 // windows.h must come first.
 #include <sddl.h>
+#include <shlobj.h>
 
 #include <algorithm>
 #include <array>
@@ -19,6 +20,10 @@ namespace {
 constexpr const char16_t* kNamesOfTests[] = {u"A\\B", u"App",    u"Bare",   u"First", u"Later",
                                              u"Mine", u"My App", u"Narrow", u"New",   u"None",
                                              u"Old",  u"Second", u"Tool",   u"\u65e5"};
+
+/** Every name that a test starts. The library starts an item whose name is a part of it. */
+constexpr const char16_t* kStartedNames[] = {u"Tool", u"No such application here", u"No such alias",
+                                             u"alias"};
 
 constexpr const char16_t* kContainers[] = {
     u"HKEY_LOCAL_MACHINE", u"HKEY_CURRENT_USER", u"Software", u"System",   u"Classes",
@@ -60,10 +65,37 @@ std::u16string TextOf(const KeyPath& path, const wchar_t* name) {
 std::vector<std::u16string> InstalledNames(TestMachine& machine) {
   std::vector<std::u16string> names;
   for (const KeyPath& key : machine.UninstallKeys()) names.push_back(TextOf(key, L"DisplayName"));
-  const std::u16string products = u"HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products";
-  for (const std::u16string& product : machine.SubKeyNames(products)) {
-    names.push_back(TextOf(products + u"\\" + product, L"ProductName"));
+  std::vector<std::u16string> lists = {u"HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products"};
+  for (const std::u16string& user : machine.SubKeyNames(u"HKEY_USERS"))
+    lists.push_back(u"HKEY_USERS\\" + user + u"\\Software\\Microsoft\\Installer\\Products");
+  for (const std::u16string& products : lists) {
+    for (const std::u16string& product : machine.SubKeyNames(products))
+      names.push_back(TextOf(products + u"\\" + product, L"ProductName"));
   }
+  return names;
+}
+
+/** The names of the items of the apps folder; none on a Windows without this folder. */
+std::vector<std::u16string> ItemNames() {
+  std::vector<std::u16string> names;
+  IShellItem* folder = nullptr;
+  IEnumShellItems* items = nullptr;
+  CoInitialize(nullptr);
+  if (SUCCEEDED(SHCreateItemFromParsingName(L"shell:appsFolder", nullptr, IID_IShellItem,
+                                            reinterpret_cast<void**>(&folder)))) {
+    folder->BindToHandler(nullptr, BHID_EnumItems, IID_IEnumShellItems, reinterpret_cast<void**>(&items));
+    folder->Release();
+  }
+  IShellItem* item = nullptr;
+  while (items && items->Next(1, &item, nullptr) == S_OK) {
+    wchar_t* name = nullptr;
+    item->GetDisplayName(SIGDN_NORMALDISPLAY, &name);
+    const std::wstring_view text(name ? name : L"");
+    names.emplace_back(text.begin(), text.end());
+    CoTaskMemFree(name);
+    item->Release();
+  }
+  if (items) items->Release();
   return names;
 }
 
@@ -94,6 +126,15 @@ void CheckNamesOfTests(TestMachine& machine) {
     if (IsOneOf(kNamesOfTests, installed))
       throw NotOnThisMachine("an application has a name that tests use: " +
                              std::string(installed.begin(), installed.end()));
+  }
+}
+
+void CheckAppsFolder() {
+  for (const std::u16string& item : ItemNames()) {
+    const auto isPart = [&](std::u16string_view started) { return started.find(item) != started.npos; };
+    if (std::ranges::any_of(kStartedNames, isPart))
+      throw NotOnThisMachine("a test would start this item of the apps folder: " +
+                             std::string(item.begin(), item.end()));
   }
 }
 

@@ -18,6 +18,12 @@ namespace tests {
  */
 void CheckNamesOfTests(TestMachine& machine);
 
+/**
+ * Throws NotOnThisMachine if the apps folder has an item that a test would start, because the library starts
+ * an item whose name is a part of the name that a host gives it.
+ */
+void CheckAppsFolder();
+
 /** Whether a key only holds keys of many applications, so that a test may add a key of its own below it. */
 bool IsContainer(const std::u16string& path);
 

@@ -8,6 +8,7 @@
 #include <ranges>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "MachineInUse.h"
 
@@ -48,14 +49,20 @@ std::u16string ReadList() {
   return list;
 }
 
-/** @return the topmost missing key of `path`; empty if the whole path exists */
-std::optional<KeyPath> TopmostMissing(const KeyPath& path) {
+/**
+ * @return the missing keys of `path`, the topmost one first: those that others may use as well once they
+ * exist, and the first one below them, which is the test's own
+ */
+std::vector<KeyPath> MissingKeys(const KeyPath& path) {
+  std::vector<KeyPath> missing;
   for (auto end = path.path.find(u'\\'); end != std::u16string::npos;) {
     end = path.path.find(u'\\', end + 1);
-    KeyPath above(path.path.substr(0, end), path.view);
-    if (!OpenKey(above, KEY_READ)) return above;
+    const KeyPath above(path.path.substr(0, end), path.view);
+    if (missing.empty() && OpenKey(above, KEY_READ)) continue;
+    missing.push_back(above);
+    if (!IsWay(above.path)) break;
   }
-  return std::nullopt;
+  return missing;
 }
 
 /** Both views have one name for the native one. */
@@ -108,13 +115,10 @@ RegistryChanges::~RegistryChanges() {
 }
 
 void RegistryChanges::CreateKey(const KeyPath& path) {
-  const auto topmost = TopmostMissing(path);
-  if (!topmost) {
+  if (!WillMake(path)) {
     if (!IsWay(path.path)) RequireOwn(path);
     return;
   }
-  RequireOwnPlace(*topmost);
-  WillMake(*topmost);
   auto [key, rest] = Split(path.path);
   do {
     const auto part = TakePart(rest);
@@ -142,16 +146,12 @@ void RegistryChanges::SetValue(const KeyPath& path, const std::u16string& name, 
         "setting a value");
 }
 
-void RegistryChanges::DeleteLater(const KeyPath& path) {
-  if (const auto topmost = TopmostMissing(path)) {
-    RequireOwnPlace(*topmost);
-    WillMake(*topmost);
-  }
-}
+void RegistryChanges::DeleteLater(const KeyPath& path) { WillMake(path); }
 
 bool RegistryChanges::Owns(const KeyPath& path) const {
   return std::ranges::any_of(madeKeys, [&](const KeyPath& made) {
-    return IsSameView(made.view, path.view) && BeginsWith(path.path, made.path);
+    const bool isIn = IsSameView(made.view, path.view) && BeginsWith(path.path, made.path);
+    return isIn && (!IsWay(made.path) || made.path.size() == path.path.size());
   });
 }
 
@@ -168,9 +168,14 @@ void RegistryChanges::RequireOwnPlace(const KeyPath& topmostMissing) const {
   if (!IsContainer(above) && !IsContainer(topmostMissing.path)) Refuse(above);
 }
 
-void RegistryChanges::WillMake(const KeyPath& key) {
-  madeKeys.push_back(key);
-  if (!AddToList(key)) throw std::runtime_error("the list of made keys cannot be written");
+bool RegistryChanges::WillMake(const KeyPath& path) {
+  const std::vector<KeyPath> missing = MissingKeys(path);
+  if (!missing.empty()) RequireOwnPlace(missing.front());
+  for (const KeyPath& key : missing) {
+    madeKeys.push_back(key);
+    if (!AddToList(key)) throw std::runtime_error("the list of made keys cannot be written");
+  }
+  return !missing.empty();
 }
 
 bool RegistryChanges::HasLeftKeys() { return std::filesystem::exists(ListPath()); }
@@ -185,11 +190,21 @@ bool RegistryChanges::AddToList(const KeyPath& key) {
 }
 
 void RegistryChanges::DeleteMadeKeys() {
-  for (const auto& key : std::views::reverse(madeKeys)) Erase(key);
+  for (const auto& key : std::views::reverse(madeKeys)) {
+    if (IsWay(key.path)) {
+      EraseEmpty(key);
+    } else {
+      Erase(key);
+    }
+  }
   std::error_code ignored;
   std::filesystem::remove(ListPath(), ignored);
+  const auto isThere = [](const KeyPath& key) { return static_cast<bool>(OpenKey(key, KEY_READ)); };
+  // Others may have begun to use a key on the way to ours. It stays then, and is nobody's mistake.
+  const bool isLeft =
+      std::ranges::any_of(madeKeys, [&](const KeyPath& key) { return !IsWay(key.path) && isThere(key); });
   for (const auto& key : madeKeys) {
-    if (OpenKey(key, KEY_READ)) AddToList(key);
+    if (isLeft && isThere(key)) AddToList(key);
   }
   madeKeys.clear();
 }
@@ -203,6 +218,18 @@ bool RegistryChanges::Erase(const KeyPath& path) {
   const auto cut = path.path.rfind(u'\\');
   const OpenKey parent({path.path.substr(0, cut), path.view}, KEY_ALL_ACCESS);
   return parent && RegDeleteTreeW(parent.Get(), Wide(path.path.substr(cut + 1))) == ERROR_SUCCESS;
+}
+
+void RegistryChanges::EraseEmpty(const KeyPath& path) {
+  const auto cut = path.path.rfind(u'\\');
+  DWORD values = 0;
+  const OpenKey key(path, KEY_READ);
+  RegQueryInfoKeyW(key.Get(), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &values, nullptr, nullptr,
+                   nullptr, nullptr);
+  const OpenKey parent({path.path.substr(0, cut), path.view}, KEY_ALL_ACCESS);
+  // Windows refuses to delete a key that has subkeys.
+  if (key && parent && values == 0)
+    RegDeleteKeyExW(parent.Get(), Wide(path.path.substr(cut + 1)), ViewBits(path.view), 0);
 }
 
 std::optional<RegistryChanges::Value> RegistryChanges::Read(const OpenKey& key, const std::u16string& name) {

@@ -65,12 +65,15 @@ class RegistryChanges {
     std::optional<Value> value;
   };
 
-  void WillMake(const KeyPath& key);
+  /** Notes the missing keys of a path, before they are made. @return whether there are any */
+  bool WillMake(const KeyPath& path);
   static bool AddToList(const KeyPath& key);
   void RequireOwnPlace(const KeyPath& topmostMissing) const;
   void DeleteMadeKeys();
 
   static bool Erase(const KeyPath& path);
+  /** Deletes a key that others may use as well, unless somebody uses it. */
+  static void EraseEmpty(const KeyPath& path);
   static std::optional<Value> Read(const OpenKey& key, const std::u16string& name);
   static void Restore(const EarlierValue& earlier);
 

@@ -41,6 +41,31 @@ TEST(RegistryChanges, LeaveKeysThatWereThereBefore) {
   EXPECT_TRUE(IsThere(software));
 }
 
+TEST(RegistryChanges, AKeyThatOthersUseByNowStays) {
+  const KeyPath shared = u"HKEY_CURRENT_USER\\Software\\UserData\\Products";
+  const KeyPath own = shared.path + u"\\KestrelbayLeft", others = shared.path + u"\\KestrelbayOther";
+  {
+    RegistryChanges changes;
+    changes.CreateKey(own);
+    HKEY key = nullptr;
+    EXPECT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, Wide(others.path.substr(others.path.find(u'\\') + 1)), &key),
+              ERROR_SUCCESS);
+    RegCloseKey(key);
+  }
+  EXPECT_FALSE(IsThere(own));
+  EXPECT_TRUE(IsThere(others));
+  EXPECT_FALSE(RegistryChanges::HasLeftKeys());
+  EXPECT_EQ(RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\UserData"), ERROR_SUCCESS);
+}
+
+TEST(RegistryChanges, KeysOnTheWayThatNobodyUsesAreDeleted) {
+  {
+    RegistryChanges changes;
+    changes.CreateKey(u"HKEY_CURRENT_USER\\Software\\UserData\\Products\\KestrelbayLeft");
+  }
+  EXPECT_FALSE(IsThere(u"HKEY_CURRENT_USER\\Software\\UserData"));
+}
+
 /** Acts as on a machine that others use. */
 class MachineInUse : public testing::Test {
  protected:

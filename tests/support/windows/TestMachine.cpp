@@ -124,7 +124,10 @@ struct TestMachine::State {
 
 TestMachine::TestMachine() : signals(std::make_unique<Signals>()), state(std::make_unique<State>()) {
   SetVariable(u"KESTRELBAY_LOG_FILE", (state->folder / "log.txt").u16string());
-  if (IsInUse()) CheckNamesOfTests(*this);
+  if (!IsInUse()) return;
+  CheckNamesOfTests(*this);
+  // Once, because a machine may have hundreds of items.
+  [[maybe_unused]] static const bool isChecked = (CheckAppsFolder(), true);
 }
 
 TestMachine::~TestMachine() {
