@@ -82,6 +82,11 @@ fs::path OwnPath() {
   return path;
 }
 
+void RequireStep(const std::wstring& name) {
+  if (std::ranges::find(kSteps, name, &Step::name) == std::end(kSteps))
+    throw Refusal("there is no step " + Utf8(name));
+}
+
 Options ReadOptions() {
   int count = 0;
   wchar_t** values = CommandLineToArgvW(GetCommandLineW(), &count);
@@ -91,6 +96,7 @@ Options ReadOptions() {
     const std::wstring value = values[at];
     if (value.starts_with(only)) {
       options.only.push_back(value.substr(only.size()));
+      RequireStep(options.only.back());
     } else if (value == L"--as-is" || value == L"--without-rights" || value == L"--pause") {
       options.asIs = true;
       options.withoutRights |= value == L"--without-rights";
@@ -105,15 +111,17 @@ Options ReadOptions() {
 }
 
 /** Runs the proof once more with administrator rights. @return its exit code; none if the person refuses */
-std::optional<int> RunElevated() {
+std::optional<int> RunElevated(const Options& options) {
   Say("Windows asks once for administrator rights. Without them some tests are left out.");
   const std::wstring path = OwnPath();
+  std::wstring parameters = L"--pause";
+  for (const std::wstring& step : options.only) parameters += L" --only=" + step;
   SHELLEXECUTEINFOW execute = {};
   execute.cbSize = sizeof execute;
   execute.fMask = SEE_MASK_NOCLOSEPROCESS;
   execute.lpVerb = L"runas";
   execute.lpFile = path.c_str();
-  execute.lpParameters = L"--pause";
+  execute.lpParameters = parameters.c_str();
   execute.nShow = SW_SHOWNORMAL;
   if (!ShellExecuteExW(&execute) || !execute.hProcess) return std::nullopt;
   Say("The proof runs in the window that has opened.");
@@ -216,6 +224,15 @@ std::string Now() {
   return text;
 }
 
+/** @return proof.zip, or the first of proof-2.zip, proof-3.zip, ... that does not exist: none is replaced */
+fs::path NewArchive(const fs::path& folder) {
+  fs::path path = folder / "proof.zip";
+  std::error_code failure;
+  for (int number = 2; fs::exists(path, failure); ++number)
+    path = folder / ("proof-" + std::to_string(number) + ".zip");
+  return path;
+}
+
 /** Writes into the first folder that can be written to. @return the path of the archive */
 fs::path WriteArchive(const Json& description, const WorkFolder& work) {
   std::vector<fs::path> folders = {OwnPath().parent_path().parent_path()};
@@ -223,12 +240,13 @@ fs::path WriteArchive(const Json& description, const WorkFolder& work) {
     folders.emplace_back(Expanded(variable));
   for (const fs::path& folder : folders) {
     try {
-      ZipFile archive(folder / "proof.zip");
+      const fs::path path = NewArchive(folder);
+      ZipFile archive(path);
       archive.Add("proof.json", description.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
       archive.AddFolder("results", work.Results());
       if (fs::exists(work.Capture())) archive.AddFolder("capture", work.Capture());
       archive.Close();
-      return folder / "proof.zip";
+      return path;
     } catch (const std::runtime_error&) {
       continue;
     }
@@ -238,9 +256,9 @@ fs::path WriteArchive(const Json& description, const WorkFolder& work) {
 
 int Prove(const Options& options) {
   if (!options.asIs && !tests::IsElevated()) {
-    if (const auto exitCode = RunElevated()) return *exitCode;
+    if (const auto exitCode = RunElevated(options)) return *exitCode;
   }
-  const HANDLE single = CreateMutexW(nullptr, FALSE, L"KestrelbayProof");
+  const HANDLE single = CreateMutexW(nullptr, FALSE, L"Global\\KestrelbayProof");
   if (!single || GetLastError() == ERROR_ALREADY_EXISTS) throw Refusal("the proof is running already");
   SetEnvironmentVariableW(L"KESTRELBAY_DISPOSABLE_MACHINE", nullptr);
   SetEnvironmentVariableW(L"KESTRELBAY_WITHOUT_RIGHTS", options.withoutRights ? L"1" : nullptr);

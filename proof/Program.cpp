@@ -73,13 +73,18 @@ Run Programs::RunToEnd(const std::wstring& commandLine, const std::filesystem::p
   }
   const Handle process(information.hProcess);
   const Handle thread(information.hThread);
+  // Old versions of Windows refuse it for a process of another job. Then only the process itself can be
+  // ended.
   AssignProcessToJobObject(job.Get(), process.Get());
   ResumeThread(thread.Get());
   const HANDLE awaited[] = {process.Get(), stopEvent};
   const DWORD wait = WaitForMultipleObjects(2, awaited, FALSE, static_cast<DWORD>(limit.count()));
   Run run;
   run.end = wait == WAIT_OBJECT_0 ? End::Exited : wait == WAIT_TIMEOUT ? End::TimedOut : End::Stopped;
-  if (run.end != End::Exited) TerminateJobObject(job.Get(), 1);
+  if (run.end != End::Exited) {
+    TerminateJobObject(job.Get(), 1);
+    TerminateProcess(process.Get(), 1);
+  }
   WaitForSingleObject(process.Get(), INFINITE);
   GetExitCodeProcess(process.Get(), &run.exitCode);
   run.time = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin);

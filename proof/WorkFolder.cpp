@@ -6,6 +6,7 @@
 #include <fstream>
 #include <thread>
 
+#include "PrivateFolder.h"
 #include "Program.h"
 #include "RegistryChanges.h"
 
@@ -47,7 +48,7 @@ WorkFolder::WorkFolder(const fs::path& programs) : path_(ProgramData() / "Kestre
   std::error_code error;
   // A run that was stopped before it wrote the mark leaves the folder empty.
   fs::remove(path_, error);
-  if (fs::exists(path_) && !fs::exists(path_ / kMark))
+  if (fs::exists(path_) && !(fs::exists(path_ / kMark) && IsOfThisUser(path_)))
     throw Refusal("the folder exists and is not of this proof: " + path_.string());
   Clear();
   if (fs::exists(path_))
@@ -55,7 +56,7 @@ WorkFolder::WorkFolder(const fs::path& programs) : path_(ProgramData() / "Kestre
                   ", which cannot be removed; start the proof as administrator");
   CheckKeys();
   error.clear();
-  fs::create_directories(path_, error);
+  if (!MakePrivateFolder(path_)) throw Refusal("the folder cannot be made: " + path_.string());
   std::ofstream(path_ / kMark) << "The proof removes this folder at its end.\r\n";
   for (const char* folder : {"bin", "results", "temp"}) fs::create_directories(path_ / folder, error);
   fs::copy(programs, path_ / "bin", fs::copy_options::recursive, error);
