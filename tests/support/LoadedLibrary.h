@@ -42,9 +42,10 @@ ProcessFigures MeasureProcess();
 void PrepareLives();
 
 /**
+ * @param throws  whether each life also throws an exception to its host
  * @return the resources that as many lives of an empty library leave, which has only the runtime that the
  *         toolchain links into each library; nothing if the runtime belongs to the process
  */
-ProcessFigures LeftByBareLives(std::size_t lives);
+ProcessFigures LeftByBareLives(std::size_t lives, bool throws);
 
 }  // namespace tests

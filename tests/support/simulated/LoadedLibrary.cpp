@@ -57,6 +57,6 @@ ProcessFigures MeasureProcess() {
 
 void PrepareLives() { simulated::CurrentMachine().clock.UseOwnTime(); }
 
-ProcessFigures LeftByBareLives(std::size_t) { return {}; }
+ProcessFigures LeftByBareLives(std::size_t, bool) { return {}; }
 
 }  // namespace tests

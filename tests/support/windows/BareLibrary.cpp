@@ -1,6 +1,7 @@
 // A library that has only the runtime of the toolchain and loads log.dll, as the real one does. Every library
 // of this toolchain leaves the resources that it leaves when it is unloaded.
 #include <memory>
+#include <stdexcept>
 
 #include "log/log.h"
 
@@ -9,6 +10,9 @@ extern "C" __declspec(dllexport) int UseRuntime() {
   static const std::unique_ptr<int> made = std::make_unique<int>(1);
   return *made;
 }
+
+/** Starts the parts of the runtime that the first exception starts. */
+extern "C" __declspec(dllexport) void Throw() { throw std::runtime_error("for the host"); }
 
 /** Never called: the import makes Windows load log.dll. */
 extern "C" __declspec(dllexport) void Log() { QVSLOGD("", ""); }

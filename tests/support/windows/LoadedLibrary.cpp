@@ -79,10 +79,15 @@ void PrepareLives() {
   if (!LoadLibraryA("shell32.dll")) throw std::runtime_error("the shell does not load");
 }
 
-ProcessFigures LeftByBareLives(std::size_t lives) {
-  const auto live = [] {
+ProcessFigures LeftByBareLives(std::size_t lives, bool throws) {
+  const auto live = [throws] {
     const LoadedLibrary library("kestrelbay-test-bare.dll");
     reinterpret_cast<int (*)()>(library.Find("UseRuntime"))();
+    try {
+      if (throws) reinterpret_cast<void (*)()>(library.Find("Throw"))();
+    } catch (const std::exception&) {
+      // Ended before the library is unloaded, as in a host.
+    }
   };
   // The system keeps some objects from the first few lives.
   for (int life = 0; life < 5; ++life) live();
