@@ -1,5 +1,5 @@
-# What `cmake --install` lays out: for who links the library, and for who runs kestrelbay. Everything finds its
-# parts by where it stands itself, so the tree can be moved as a whole.
+# What `cmake --install` installs: files for projects that link the library, and the program kestrelbay. Each file finds
+# the others by paths that are relative to its own, so the installed tree can be moved.
 set(package lib/cmake/KestrelbayGeneral)
 
 install(FILES include/KestrelbayGeneral.hpp include/KestrelbayGeneralSDK.h include/KestrelbayGeneralTypes.hpp

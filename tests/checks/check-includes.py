@@ -13,7 +13,7 @@ import tempfile
 
 from sources import expect, finish, source_files
 
-FOLDERS = ["include", "src", "platform", "tools", "tests", "bench", "fuzz", "samples", "proof"]
+FOLDERS = ["include", "src", "guard", "platform", "tools", "tests", "bench", "fuzz", "samples", "proof"]
 PUBLIC_HEADER = "KestrelbayGeneralSDK.h"
 # For each room, the rooms that it may include besides itself.
 SRC_ROOMS = {
@@ -49,6 +49,8 @@ EXCEPTIONS = {
     "tools/kestrelbay/explain/": {"base/", "inventory/"},
     # The simulated host opens the machine that the command line names.
     "tools/kestrelbay/console/SystemSimulated.cpp": {"simulated/directory/", "simulated/base/WideText.h"},
+    # Starting a program on Windows needs COM, which a host of another language may not be able to initialise.
+    "guard/ApartmentWindows.cpp": {"objbase.h"},
     # Base64 is an operation of the port.
     "tools/kestrelbay/console/Base64.cpp": {"platform/Constants.h", "platform/Protection.h"},
     # The library reports a missing and an invalid setting alike, so the command line looks which one it is.
@@ -153,9 +155,15 @@ def problem_in_public(path, kind, name):
     return None if name in {"stdbool.h", "stdint.h"} else "the public header may include stdbool.h and stdint.h"
 
 
+def problem_in_guard(path, kind, name):
+    own = kind == '"' and "/" not in name
+    return None if own or is_standard(name) else "guard/ includes itself, the public headers and the standard library"
+
+
 RULES = [
     ("include/", problem_in_public),
     ("src/", problem_in_src),
+    ("guard/", problem_in_guard),
     ("platform/include/", problem_in_port),
     ("platform/simulated/", problem_in_simulated),
     ("platform/", problem_in_platform),
@@ -202,6 +210,9 @@ def self_test():
         ("bare own header", "src/base/A.cpp", '#include "A.h"', ["A.h"]),
         ("what src may", "src/inventory/A.cpp", '#include <map>\n#include "base/B.h"\n#include "platform/C.h"', []),
         ("base looks up", "src/base/A.cpp", '#include "inventory/B.h"', ["base/ must not include inventory/"]),
+        ("guard may", "guard/A.cpp", '#include <new>\n#include "KestrelbayGuard.h"\n#include "Status.h"', []),
+        ("guard looks inside", "guard/A.cpp", '#include "base/B.h"', ["guard/ includes itself"]),
+        ("guard calls Windows", "guard/A.cpp", "#include <windows.h>", ["guard/ includes itself"]),
         ("exports may", "src/exports/A.cpp", '#include "inventory/B.h"\n#include "lifecycle/C.h"', []),
         ("nobody includes exports", "src/lifecycle/A.cpp", '#include "exports/B.h"', ["must not include exports/"]),
         ("inventory looks up", "src/inventory/A.cpp", '#include "lifecycle/B.h"', ["inventory/ must not"]),
