@@ -36,6 +36,14 @@ class Events : public testing::Test {
   std::vector<HANDLE> made;
 };
 
+TEST_F(Events, EachThreadHasItsOwnLastError) {
+  EXPECT_EQ(0, SetEvent(nullptr));
+  ASSERT_EQ(last_error::kInvalidHandle, GetLastError());
+  DWORD theirs = last_error::kInvalidHandle;
+  std::thread([&] { theirs = GetLastError(); }).join();
+  EXPECT_NE(theirs, last_error::kInvalidHandle);
+}
+
 TEST_F(Events, AManualEventStaysSignalled) {
   const HANDLE event = Make(true, false);
   EXPECT_EQ(WAIT_TIMEOUT, Wait(event));
