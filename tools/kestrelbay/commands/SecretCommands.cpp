@@ -50,7 +50,7 @@ struct WipedText {
  * linker stores on the stack when it resolves a function: copies of zeros overwrite these registers.
  */
 [[gnu::noinline]] void WipeUnusedStack() {
-  std::array<char, 64 * 1024> unused;
+  std::array<char, std::size_t{64} * 1024> unused;
   Wipe(unused.data(), unused.size());
   constexpr std::size_t kHalf = unused.size() / 2;
   for (std::size_t size = 8; size <= kHalf; size *= 2)
