@@ -41,10 +41,6 @@ extern "C" {
 
 const char* GuardVersion() { return KESTRELBAY_VERSION; }
 
-int32_t GuardInitDllLogger(LogCallback callback) {
-  return StatusOf([=] { return InitDllLogger(callback), 0; });
-}
-
 int32_t GuardInstall(InstallRequest* request, InstallCallback callback) {
   return StatusOf([=] { return Install(request, callback), 0; });
 }
@@ -109,6 +105,7 @@ int32_t GuardGetAppIconAsync(IconCallback callback, const char* displayName) {
 }
 
 int32_t GuardDeleteAppRegistryInfo(const char* displayName) {
+  const kestrelbay::guard::Apartment apartment;
   return StatusOf([=] { return DeleteAppRegistryInfo(displayName); });
 }
 

@@ -23,6 +23,10 @@ struct Queue {
   std::uint32_t dropped = 0;
 };
 
+/** Orders the calls that choose the destination. Records take only the mutex of the queue. */
+std::mutex choosing;
+bool isQueued = false;
+
 // Never destroyed: threads of the library may log until the process ends.
 Queue& TheQueue() {
   static Queue& queue = *new Queue;
@@ -45,6 +49,21 @@ void Add(const char* file, std::int32_t level, const char* text) {
 void Enqueue(const char* file, std::int32_t level, const char* text) {
   // The library's thread must not see an exception of this callback.
   StatusOf([=] { return Add(file, level, text), 0; });
+}
+
+/** Calls the library only to change the destination, because that is forbidden while a thread logs. */
+void QueueOnce() {
+  const std::lock_guard held(choosing);
+  if (isQueued) return;
+  TheQueue();
+  InitDllLogger(&Enqueue);
+  isQueued = true;
+}
+
+void Choose(LogCallback callback) {
+  const std::lock_guard held(choosing);
+  isQueued = false;
+  InitDllLogger(callback);
 }
 
 std::int32_t Take(std::int32_t* level, char* text, std::int32_t* size, std::uint32_t* dropped) {
@@ -72,7 +91,11 @@ std::int32_t Take(std::int32_t* level, char* text, std::int32_t* size, std::uint
 extern "C" {
 
 int32_t GuardQueueLog() {
-  return StatusOf([] { return TheQueue(), InitDllLogger(&Enqueue), 0; });
+  return StatusOf([] { return QueueOnce(), 0; });
+}
+
+int32_t GuardInitDllLogger(LogCallback callback) {
+  return StatusOf([=] { return Choose(callback), 0; });
 }
 
 int32_t GuardTakeLog(int32_t* level, char* text, int32_t* size, uint32_t* dropped) {

@@ -25,7 +25,9 @@ std::int32_t StatusOf(Call call) noexcept {
     return GUARD_NO_MEMORY;
   } catch (const std::system_error&) {
     return GUARD_NO_THREAD;
-  } catch (const std::logic_error&) {  // std::invalid_argument, std::out_of_range
+  } catch (const std::invalid_argument&) {
+    return GUARD_INVALID_SETTING;
+  } catch (const std::out_of_range&) {
     return GUARD_INVALID_SETTING;
   } catch (...) {
     return GUARD_UNEXPECTED;

@@ -56,7 +56,8 @@ KESTRELBAY_GUARD_API const char* GuardVersion(void);
  * Sends all log records to a queue inside this DLL. The library then never waits for the host, so a host that
  * runs callbacks on one fixed thread cannot deadlock. Keeps the newest 4096 records and drops older ones.
  *
- * Not thread-safe: same rule as InitDllLogger.
+ * Does nothing, on any thread, if records already go to the queue. The first call, and a call after
+ * GuardInitDllLogger, is not thread-safe: same rule as InitDllLogger.
  */
 KESTRELBAY_GUARD_API int32_t GuardQueueLog(void);
 
@@ -134,6 +135,7 @@ KESTRELBAY_GUARD_API int32_t GuardReleaseInstalledAppList(InstalledAppEntry** en
 KESTRELBAY_GUARD_API int32_t GuardGetInstalledAppListAsync(AppListCallback callback, bool includeIcons);
 /** After a negative result there is no callback. */
 KESTRELBAY_GUARD_API int32_t GuardGetAppIconAsync(IconCallback callback, const char* displayName);
+/** Initialises COM on this thread (single-threaded) during the call if the host has not. */
 KESTRELBAY_GUARD_API int32_t GuardDeleteAppRegistryInfo(const char* displayName);
 
 KESTRELBAY_GUARD_API int32_t GuardStartApp(const char* displayName, const char* appAlias);

@@ -8,6 +8,9 @@
 #include <cstdlib>
 #include <fstream>
 #include <new>
+#include <stdexcept>
+
+#include "Status.h"
 
 namespace {
 
@@ -67,6 +70,15 @@ void LimitAddressSpace() {
   setrlimit(RLIMIT_AS, &limit);
 }
 
+/** Only the two exceptions of an invalid setting are reported as one. */
+int OtherExceptionsAreNoSettings() {
+  using kestrelbay::guard::StatusOf;
+  CHECK(StatusOf([]() -> std::int32_t { throw std::invalid_argument(""); }) == GUARD_INVALID_SETTING);
+  CHECK(StatusOf([]() -> std::int32_t { throw std::out_of_range(""); }) == GUARD_INVALID_SETTING);
+  CHECK(StatusOf([]() -> std::int32_t { throw std::length_error(""); }) == GUARD_UNEXPECTED);
+  return 0;
+}
+
 int CallsFailWithoutMemory() {
   char buffer[1024];
   std::int32_t size = sizeof buffer;
@@ -96,5 +108,6 @@ int main() {
   std::int64_t mebibytes = 0;
   if (GuardInitDllLogger([](const char*, std::int32_t, const char*) {}) != 0) return 1;
   GuardGetDiskAvailableSpace("C", &mebibytes);  // loads the machine, which needs memory, too
-  return CallsFailWithoutMemory() || ListFailsAsAWhole() || CallsFailWithoutThread();
+  return OtherExceptionsAreNoSettings() || CallsFailWithoutMemory() || ListFailsAsAWhole() ||
+         CallsFailWithoutThread();
 }

@@ -94,6 +94,26 @@ static int QueuesRecords(void) {
   return 0;
 }
 
+static int direct = 0;
+
+static void CountDirect(const char* file, int32_t level, const char* text) {
+  (void)file, (void)level, (void)text;
+  ++direct;
+}
+
+/** A second GuardQueueLog does not call InitDllLogger, which logs; after GuardInitDllLogger it does. */
+static int KeepsDestinationOfRecords(void) {
+  while (TakeRecord() == 1) {
+  }
+  CHECK(GuardQueueLog() == 0);
+  CHECK(TakeRecord() == 0);
+  CHECK(GuardInitDllLogger(CountDirect) == 0);
+  CHECK(direct == 1 && TakeRecord() == 0);
+  CHECK(GuardQueueLog() == 0);
+  CHECK(direct == 1 && TakeRecord() == 1);
+  return 0;
+}
+
 static int FinishesJobs(void) {
   Fill(install.request.displayName, "Nobody has this");
   Fill(install.request.installerPath, "C:\\no such installer.exe");
@@ -114,8 +134,8 @@ int main(void) {
   CHECK(IsSame(GuardVersion(), KESTRELBAY_EXPECTED_VERSION));
   CHECK(GuardQueueLog() == 0);
   if ((line = SurvivesExceptions()) || (line = ListsAndTellsFacts()) || (line = KeepsSecrets())) return line;
-  if ((line = FinishesJobs())) return line;
-  return QueuesRecords();
+  if ((line = FinishesJobs()) || (line = QueuesRecords())) return line;
+  return KeepsDestinationOfRecords();
 }
 
 #ifdef GUARD_WITHOUT_RUNTIME

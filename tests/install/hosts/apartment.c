@@ -2,7 +2,7 @@
  * StartApp leaves COM initialised on the thread that calls it, single-threaded. Drawing icons does not
  * initialise COM, and works without it here.
  */
-#include <KestrelbayGeneralSDK.h>
+#include <KestrelbayGuard.h>
 #include <objbase.h>
 #include <string.h>
 
@@ -19,7 +19,30 @@ static int CountIcons(void) {
   return icons;
 }
 
+static int recordsInApartment = 0;
+
+/* Runs inside a call of the library, on its thread. */
+static void CountInApartment(const char* file, int32_t level, const char* text) {
+  (void)file, (void)level, (void)text;
+  if (CoInitializeEx(NULL, COINIT_MULTITHREADED) == RPC_E_CHANGED_MODE)
+    ++recordsInApartment;
+  else
+    CoUninitialize();
+}
+
+/* The guard initialises COM where the shell may start a command, and only during the call. */
+static int GuardInitialises(void) {
+  GuardInitDllLogger(CountInApartment);
+  recordsInApartment = 0;
+  GuardDeleteAppRegistryInfo("An application that nobody has");
+  if (recordsInApartment == 0 || CoInitialize(NULL) != S_OK) return 0;
+  CoUninitialize();
+  GuardInitDllLogger(Drop);
+  return 1;
+}
+
 int main(void) {
+  if (!GuardInitialises()) return 5;
   InitDllLogger(Drop);
   if (CountIcons() == 0) return 1;
   if (CoInitialize(NULL) != S_OK) return 2; /* not initialised before */
