@@ -18,3 +18,4 @@ endfunction()
 
 kestrelbay_import_library(KestrelbayGeneral ${PROJECT_SOURCE_DIR}/src/exports/KestrelbayGeneralSDK.def)
 kestrelbay_import_library(KestrelbayGuard ${PROJECT_SOURCE_DIR}/guard/KestrelbayGuard.def)
+kestrelbay_import_library(log ${PROJECT_SOURCE_DIR}/platform/log/log.def)

@@ -26,9 +26,14 @@ target_link_libraries(KestrelbayGeneral::KestrelbayGuard INTERFACE KestrelbayGen
 if(WIN32)
   # No host calls it: KestrelbayGeneral.dll imports it. Linked for its place alone.
   add_library(KestrelbayGeneral::log SHARED IMPORTED)
+  set(import ${prefix}/lib/liblog.dll.a)
+  if(MSVC)
+    set(import ${prefix}/lib/log.lib)
+  endif()
   set_target_properties(KestrelbayGeneral::log PROPERTIES
     IMPORTED_LOCATION ${prefix}/bin/log.dll
-    IMPORTED_IMPLIB ${prefix}/lib/liblog.dll.a)
+    IMPORTED_IMPLIB ${import})
+  unset(import)
   target_link_libraries(KestrelbayGeneral::KestrelbayGeneral INTERFACE KestrelbayGeneral::log)
 else()
   set_target_properties(KestrelbayGeneral::KestrelbayGeneral PROPERTIES

@@ -24,5 +24,6 @@ endfunction()
 kestrelbay_resources(KestrelbayGeneral KestrelbayGeneral.dll "Machine-side library of an application store")
 kestrelbay_resources(KestrelbayGuard KestrelbayGuard.dll "KestrelbayGeneral without exceptions")
 kestrelbay_resources(log log.dll "Log file of KestrelbayGeneral")
+kestrelbay_resources(sample-setup sample-setup.exe "Sample program to install and uninstall")
 kestrelbay_resources(kestrelbay kestrelbay.exe "Command line of KestrelbayGeneral"
   ${PROJECT_SOURCE_DIR}/cmake/kestrelbay.manifest)
