@@ -2,8 +2,8 @@
 # the others by paths that are relative to its own, so the installed tree can be moved.
 set(package lib/cmake/KestrelbayGeneral)
 
-install(FILES include/KestrelbayGeneral.hpp include/KestrelbayGeneralSDK.h include/KestrelbayGeneralTypes.hpp
-  include/KestrelbayGuard.h DESTINATION include)
+install(FILES include/KestrelbayGeneral.hpp include/KestrelbayGeneralJobs.hpp include/KestrelbayGeneralSDK.h
+  include/KestrelbayGeneralTypes.hpp include/KestrelbayGuard.h DESTINATION include)
 install(TARGETS KestrelbayGeneral KestrelbayGuard
   RUNTIME DESTINATION bin
   LIBRARY DESTINATION lib
@@ -11,7 +11,8 @@ install(TARGETS KestrelbayGeneral KestrelbayGuard
 set(KESTRELBAY_LIBRARY -lKestrelbayGeneral)
 if(WIN32)
   # By its file name, because -static makes the linker pass over import libraries.
-  set(KESTRELBAY_LIBRARY -l:libKestrelbayGeneral.dll.a)
+  # KestrelbayGeneral.hpp needs COM.
+  set(KESTRELBAY_LIBRARY "-l:libKestrelbayGeneral.dll.a -lole32")
   install(TARGETS log RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
 else()
   install(TARGETS kestrelbay_machine LIBRARY DESTINATION lib)

@@ -8,7 +8,7 @@
  * Every text is UTF-8. A text with a null character, or too long for a field, raises std::invalid_argument.
  * Lack of memory raises std::bad_alloc; a thread that cannot be started raises std::system_error. All
  * functions are thread-safe. Needs g++, or clang++ with libstdc++: another compiler cannot catch the
- * library's exceptions and uses KestrelbayGuard.h.
+ * library's exceptions and uses KestrelbayGuard.h. On Windows the host links ole32.
  */
 #ifndef KESTRELBAY_GENERAL_HPP
 #define KESTRELBAY_GENERAL_HPP
@@ -18,11 +18,11 @@
 #endif
 
 #include <KestrelbayGeneralSDK.h>
+#include <KestrelbayGeneralJobs.hpp>
 #include <KestrelbayGeneralTypes.hpp>
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -39,6 +39,10 @@
 #include <utility>
 #include <vector>
 
+#if !defined(__GLIBCXX__)
+#error "Another C++ library than libstdc++ cannot catch the library's exceptions: use KestrelbayGuard.h"
+#endif
+
 namespace kestrelbay::host {
 
 namespace detail {
@@ -47,6 +51,12 @@ inline std::string Checked(std::string_view text, const char* what) {
   if (text.find('\0') != text.npos)
     throw std::invalid_argument(std::string(what) + " contains a null character");
   return std::string(text);
+}
+
+inline std::string CheckedPath(std::string_view path, const char* what) {
+  if (path.find('"') != path.npos)
+    throw std::invalid_argument(std::string(what) + " contains a quotation mark: remove it");
+  return Checked(path, what);
 }
 
 template <std::size_t kBytes>
@@ -59,58 +69,6 @@ void Fill(char (&field)[kBytes], const std::string& text, const char* what) {
   }
   std::memcpy(field, checked.c_str(), checked.size() + 1);
 }
-
-/** Lets the jobs of one kind run one after another, in the order of their calls. */
-class Turns {
- public:
-  /** The turn of one job. Its destructor lets the next job run. */
-  class Turn {
-   public:
-    explicit Turn(Turns& all) : turns(&all), number(all.Draw()) {}
-    Turn(Turn&& other) noexcept : turns(std::exchange(other.turns, nullptr)), number(other.number) {}
-    Turn& operator=(Turn&&) = delete;
-    ~Turn() {
-      if (turns) turns->End(number);
-    }
-    void Await() { turns->Await(number); }
-
-   private:
-    Turns* turns;
-    std::uint64_t number;
-  };
-
- private:
-  std::uint64_t Draw() {
-    const std::lock_guard<std::mutex> held(mutex);
-    return drawn++;
-  }
-  void Await(std::uint64_t number) {
-    std::unique_lock<std::mutex> held(mutex);
-    changed.wait(held, [=] { return current == number; });
-  }
-  void End(std::uint64_t number) {
-    // A turn that was never awaited waits for the turns before it, so that they keep their order.
-    Await(number);
-    const std::lock_guard<std::mutex> held(mutex);
-    ++current;
-    changed.notify_all();
-  }
-
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::uint64_t drawn = 0;
-  std::uint64_t current = 0;
-};
-
-/** A request at a fixed address, with room for a version text that overruns it. */
-template <class Request>
-struct Job {
-  Request request{};
-  char room[1024]{};
-  std::promise<void> done;
-
-  static void Finish(Request* request) { reinterpret_cast<Job*>(request)->done.set_value(); }
-};
 
 /** Records wait here until the host takes them, so the library never waits for the host. */
 class LogQueue {
@@ -165,8 +123,19 @@ inline std::string TextOf(const char* text) {
   return text;
 }
 
+/** Nothing if the time could not be read, or if the clock has no such time. */
+inline std::optional<std::chrono::system_clock::time_point> TimeOf(const std::string& milliseconds) {
+  using Clock = std::chrono::system_clock;
+  using Duration = std::chrono::milliseconds;
+  constexpr Duration kNeverWritten(-11644473600000);
+  const Duration time(std::stoll(milliseconds));
+  const bool isInRange = time >= std::chrono::duration_cast<Duration>(Clock::duration::min()) &&
+                         time <= std::chrono::duration_cast<Duration>(Clock::duration::max());
+  if (time == kNeverWritten || !isInRange) return std::nullopt;
+  return Clock::time_point(time);
+}
+
 inline App ToApp(const InstalledAppEntry& entry) {
-  constexpr std::int64_t kNeverWritten = -11644473600000;
   App app;
   app.name = TextOf(entry.displayName);
   app.version = TextOf(entry.displayVersion);
@@ -175,8 +144,7 @@ inline App ToApp(const InstalledAppEntry& entry) {
   app.iconSource = TextOf(entry.displayIcon);
   app.iconText = TextOf(entry.iconText);
   app.architecture = entry.architecture;
-  const std::int64_t ms = std::stoll(TextOf(entry.lastWriteTime));
-  if (ms != kNeverWritten) app.changed = std::chrono::system_clock::time_point(std::chrono::milliseconds(ms));
+  app.changed = TimeOf(TextOf(entry.lastWriteTime));
   return app;
 }
 
@@ -208,8 +176,10 @@ class Library {
   /** Takes the log records since the last call; at most the newest 4096. */
   std::vector<LogRecord> TakeLog() { return detail::LogQueue::Get().Take(); }
 
-  /** Lists the installed applications, sorted by name. With icons, initialise COM on this thread first. */
+  /** Lists the installed applications, sorted by name. */
   std::vector<App> List(bool includeIcons = false) {
+    std::optional<detail::Apartment> apartment;
+    if (includeIcons) apartment.emplace();
     detail::RawList list;
     GetInstalledAppList(&list.entries, &list.count, includeIcons);
     std::vector<App> apps;
@@ -228,19 +198,11 @@ class Library {
   std::optional<std::string> Graphics() { return Fact(&GetGraphics); }
   /** Nothing if the proxy is off or the user's setting is missing or invalid. */
   std::optional<std::string> Proxy() {
-    try {
-      return Fact(&GetProxyServer);
-    } catch (const std::logic_error&) {
-      return std::nullopt;
-    }
+    return Setting([] { return Fact(&GetProxyServer); });
   }
   /** Nothing if the machine's setting is missing or invalid. */
   std::optional<bool> IsTablet() {
-    try {
-      return IsTabletPC();
-    } catch (const std::logic_error&) {
-      return std::nullopt;
-    }
+    return Setting([] { return std::optional<bool>(IsTabletPC()); });
   }
   /** Version of an application; nothing if it is not installed or has none. */
   std::optional<std::string> Version(std::string_view name) {
@@ -258,11 +220,13 @@ class Library {
 
   /**
    * Starts an installation. Installations run one after another. The future is ready half a second after the
-   * end of the job, when the job's thread has left the library. The future's destructor waits for that.
+   * end of the job, when the job's thread has left the library. The future's destructor waits for that. It
+   * has std::logic_error if PermanentStop came before the job's turn.
    */
   [[nodiscard]] std::future<Outcome> Install(const InstallOrder& order) {
     auto job = std::make_unique<detail::Job<InstallRequest>>();
-    detail::Fill(job->request.installerPath, order.installer, "the installer's path");
+    const char* const what = "the installer's path";
+    detail::Fill(job->request.installerPath, detail::CheckedPath(order.installer, what), what);
     detail::Fill(job->request.displayName, order.name, "the name");
     detail::Fill(job->request.installerParams, order.parameters, "the parameter text");
     return Start(std::move(job), installs, &::Install);
@@ -285,17 +249,18 @@ class Library {
   }
   /** Starts a program without elevation. */
   bool Run(std::string_view path, std::string_view arguments = {}) {
-    if (path.find('"') != path.npos) throw std::invalid_argument("the path contains a quotation mark");
-    return StartAnyExe(detail::Checked(path, "the path").c_str(),
+    return StartAnyExe(detail::CheckedPath(path, "the path").c_str(),
                        detail::Checked(arguments, "the arguments").c_str());
   }
   /** Deletes the registry entry of an application. */
   bool Forget(std::string_view name) {
+    const detail::Apartment apartment;
     return DeleteAppRegistryInfo(detail::Checked(name, "the name").c_str());
   }
 
   /** Protects a secret for this user on this machine; nothing on failure. */
   std::optional<std::string> Protect(const Secret& secret) {
+    if (secret.View().empty()) throw std::invalid_argument("the secret is empty: it cannot be protected");
     if (secret.View().find('\0') != std::string_view::npos) {
       throw std::invalid_argument("the secret contains a null character");
     }
@@ -310,6 +275,17 @@ class Library {
 
  private:
   Library() { InitDllLogger(&detail::LogQueue::Add); }
+
+  /** Nothing if `read` meets a setting that is missing or invalid. */
+  template <class Read>
+  static auto Setting(Read read) -> decltype(read()) {
+    try {
+      return read();
+    } catch (const std::invalid_argument&) {
+    } catch (const std::out_of_range&) {
+    }
+    return std::nullopt;
+  }
 
   template <class Function>
   static std::optional<std::string> Fact(Function function) {
@@ -344,14 +320,16 @@ class Library {
   template <class Request>
   std::future<Outcome> Start(std::unique_ptr<detail::Job<Request>> job, detail::Turns& turns,
                              void (*function)(Request*, void (*)(Request*))) {
+    ThrowIfStopped();
+    return turns.Queue([this, function, owned = std::move(job)]() mutable {
+      // Again, because the host may have stopped all jobs while this one waited for its turn.
+      ThrowIfStopped();
+      return Perform(owned.release(), function);
+    });
+  }
+
+  void ThrowIfStopped() const {
     if (stop.isStopped) throw std::logic_error("jobs were stopped for the life of this process");
-    return std::async(
-        std::launch::async,
-        [function](detail::Turns::Turn turn, std::unique_ptr<detail::Job<Request>> owned) {
-          turn.Await();
-          return Perform(owned.release(), function);
-        },
-        detail::Turns::Turn(turns), std::move(job));
   }
 
   /** Never frees the job: the library keeps its address, even after a failed start. */

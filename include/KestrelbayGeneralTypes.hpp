@@ -22,7 +22,7 @@ struct App {
   std::string installDate;
   std::string iconSource;
   std::string iconText;                                         /**< as InstalledAppEntry::iconText */
-  std::optional<std::chrono::system_clock::time_point> changed; /**< last write of the registry entry */
+  std::optional<std::chrono::system_clock::time_point> changed; /**< last write of the entry, if known */
   int architecture = 0;                                         /**< 0 unknown, 1 32-bit, 2 64-bit */
 };
 

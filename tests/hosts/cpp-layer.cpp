@@ -1,9 +1,16 @@
 // The C++ layer on the sample machine: each claim of its header. cpp-layer prints the line that failed.
+// cpp-layer empty: on a machine without applications. cpp-layer far-future: on the machine of that name.
 #include <KestrelbayGeneral.hpp>
 
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <type_traits>
 
+using kestrelbay::host::InstallOrder;
 using kestrelbay::host::Library;
 using kestrelbay::host::Secret;
 
@@ -17,6 +24,20 @@ using kestrelbay::host::Secret;
 
 static_assert(!std::is_copy_constructible_v<Secret> && std::is_nothrow_move_constructible_v<Secret>);
 static_assert(!std::is_constructible_v<Library> && !std::is_copy_constructible_v<Library>);
+
+namespace {
+
+thread_local bool areThreadsRefused = false;
+
+}  // namespace
+
+// The library's start of a thread comes here.
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*start)(void*),
+                              void* argument) noexcept {
+  if (areThreadsRefused) return EAGAIN;
+  static const auto create = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+  return create(thread, attributes, start, argument);
+}
 
 namespace {
 
@@ -59,6 +80,29 @@ int Secrets(Library& library) {
   return 0;
 }
 
+int RefusesAnEmptySecret(Library& library) {
+  CHECK(Raises<std::invalid_argument>([&] { (void)library.Protect(Secret("")); }));
+  return 0;
+}
+
+int RefusesQuotesAroundPaths(Library& library) {
+  CHECK(Raises<std::invalid_argument>([&] { (void)library.Install({"\"C:\\setup.exe\"", "a"}); }));
+  CHECK(Raises<std::invalid_argument>([&] { library.Run("\"C:\\setup.exe\""); }));
+  return 0;
+}
+
+/** A thread that cannot be started does not wait for the jobs before it, and does not stop those after it. */
+int RaisesAtOnceWithoutThread(Library& library) {
+  const InstallOrder missing{"C:\\no such file.exe", "Nobody has this"};
+  auto first = library.Install(missing);
+  areThreadsRefused = true;
+  const bool isRaised = Raises<std::system_error>([&] { (void)library.Install(missing); });
+  areThreadsRefused = false;
+  CHECK(isRaised && first.wait_for(std::chrono::seconds(0)) == std::future_status::timeout);
+  CHECK(library.Install(missing).get().message == "Install path is not exist!");
+  return 0;
+}
+
 int Jobs(Library& library) {
   const std::string installer = "C:\\Users\\Anna\\Downloads\\mothlight-setup.exe";
   auto installed = library.Install({installer, "Mothlight Player"});
@@ -70,14 +114,40 @@ int Jobs(Library& library) {
   CHECK(outcome.isSuccess && outcome.message == "NULL" && outcome.version == "2.6.1");
   CHECK(library.Uninstall("Mothlight Player").get().isSuccess);
   CHECK(Raises<std::invalid_argument>([&] { (void)library.Uninstall(std::string(260, 'x')); }));
+  library.TakeLog();
+  auto running = library.Install({"C:\\no such file.exe", "Nobody has this"});
+  while (library.TakeLog().empty()) std::this_thread::yield();
+  auto waiting = library.Install({installer, "Mothlight Player"});
   library.Stop().StopForTheLifeOfThisProcess();
+  running.get();
+  CHECK(Raises<std::logic_error>([&] { waiting.get(); }));
+  CHECK(!library.Version("Mothlight Player"));
   CHECK(Raises<std::logic_error>([&] { (void)library.Uninstall("Mothlight Player"); }));
+  return 0;
+}
+
+int OnTheSampleMachine(Library& library) {
+  return ListsAndFacts(library) || Secrets(library) || RefusesAnEmptySecret(library) ||
+         RefusesQuotesAroundPaths(library) || RaisesAtOnceWithoutThread(library) || Jobs(library);
+}
+
+int ListsNothing(Library& library) {
+  CHECK(library.List().empty() && library.ListAsync(true).get().empty());
+  return 0;
+}
+
+/** A time that the clock cannot hold is unknown, and the rest of the list is as ever. */
+int ListsATimeOfTheFarFuture(Library& library) {
+  const auto apps = library.List();
+  CHECK(apps.size() == 2 && apps[0].name == "Dated" && apps[0].changed);
+  CHECK(apps[1].name == "Far future" && !apps[1].changed);
   return 0;
 }
 
 }  // namespace
 
-int main() {
+int main(int, char** arguments) {
   Library& library = Library::Get();
-  return ListsAndFacts(library) || Secrets(library) || Jobs(library);
+  if (!arguments[1]) return OnTheSampleMachine(library);
+  return std::strcmp(arguments[1], "empty") == 0 ? ListsNothing(library) : ListsATimeOfTheFarFuture(library);
 }
