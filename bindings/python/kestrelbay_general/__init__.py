@@ -23,8 +23,9 @@ import pathlib
 import sys
 import threading
 import time
-from dataclasses import dataclass
 from typing import Any, List, Optional, Type, Union
+
+from ._types import App, Facts, KestrelbayError, Outcome
 
 __version__ = "1.0"
 __all__ = ["App", "Facts", "KestrelbayError", "Library", "Outcome"]
@@ -45,48 +46,6 @@ _log = logging.getLogger(__name__)
 _log.addHandler(logging.NullHandler())
 _levels = {2: logging.DEBUG, 3: logging.INFO, 4: logging.WARNING, 5: logging.ERROR}
 _job_locks = {"Install": threading.Lock(), "Uninstall": threading.Lock()}
-
-
-class KestrelbayError(Exception):
-    """A call that cannot be made or that failed. The message says what is wrong and what to do."""
-
-
-@dataclass(frozen=True)
-class App:
-    """An installed application. A text that the registry lacks is empty."""
-
-    name: str
-    version: str
-    location: str
-    install_date: str
-    changed: Optional[datetime.datetime]
-    architecture: Optional[int]  # 32 or 64
-    icon_source: str
-    icon: Optional[bytes]  # PNG, if list(icons=True) drew one
-    icon_path: Optional[str]  # of an icon file
-
-
-@dataclass(frozen=True)
-class Facts:
-    """The machine. A fact that the machine does not have is None."""
-
-    manufacturer: Optional[str]
-    product: Optional[str]
-    device_id: Optional[str]
-    graphics: Optional[str]
-    proxy: Optional[str]
-    is_tablet: Optional[bool]
-    host_folder: str
-
-
-@dataclass(frozen=True)
-class Outcome:
-    """How an installation or an uninstallation ended."""
-
-    success: bool
-    result: str  # "Success", "Fail" or "Cancel"
-    message: str
-    version: str = ""
 
 
 class _Entry(ctypes.Structure):
