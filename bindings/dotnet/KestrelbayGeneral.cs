@@ -1,5 +1,7 @@
+#define TRACE
 using System;
 using System.Collections.Generic;
+using System.Diagnostics;
 using System.Runtime.CompilerServices;
 using System.Runtime.InteropServices;
 using System.Text;
@@ -18,9 +20,12 @@ namespace Kestrelbay
         const long NeverWritten = -11644473600000;
         const string Png = "data:image/png;base64,";
         static readonly SemaphoreSlim oneInstall = new SemaphoreSlim(1, 1), oneUninstall = new SemaphoreSlim(1, 1);
+        static readonly Encoding strict = new UTF8Encoding(false, true);
+        static volatile bool isStopped;
         static readonly DateTimeOffset epoch = new DateTimeOffset(1970, 1, 1, 0, 0, 0, TimeSpan.Zero);
 
-        /// <summary>Raised on the thread of a call when it returns, and on other threads while a job runs.</summary>
+        /// <summary>Raised on the thread of a call when it returns, and on other threads while a job runs. An
+        /// exception of a handler goes to System.Diagnostics.Trace.</summary>
         public event EventHandler<LogEventArgs> Log;
 
         /// <param name="folder">holds KestrelbayGeneral.dll, KestrelbayGuard.dll and log.dll; by default the
@@ -94,6 +99,7 @@ namespace Kestrelbay
                 DeviceId = Fact("GetDeviceId", Native.GuardGetDeviceId),
                 Graphics = Fact("GetGraphics", Native.GuardGetGraphics),
                 Proxy = Fact("GetProxyServer", Native.GuardGetProxyServer),
+                HostFolder = HostFolder(),
                 IsTablet = tablet < 0 ? (bool?)null : tablet == 1,
             };
         }
@@ -111,7 +117,7 @@ namespace Kestrelbay
         {
             const int limit = FieldBytes - 1;
             return RunJob("StartInstall", oneInstall, Native.GuardStartInstall, new[] {
-                Bytes(installer, "the installer's path", limit), Bytes(name, "the name", limit), new byte[1],
+                PathBytes(installer, "the installer's path", limit), Bytes(name, "the name", limit), new byte[1],
                 Bytes(parameters, "the parameter text", limit), new byte[1], new byte[1], new byte[1] }, 4, 6);
         }
 
@@ -123,8 +129,13 @@ namespace Kestrelbay
                 Bytes(name, "the name", FieldBytes - 1), new byte[1], new byte[1], new byte[1] }, 2, -1);
         }
 
-        /// <summary>Ends the wait of every job, now and for the life of the process. It cannot be undone.</summary>
-        public void StopWaiting() { Call("SetStopAppEvent", Native.GuardSetStopAppEvent()); }
+        /// <summary>Ends the wait of every job for the life of the process, which then refuses jobs. It cannot be
+        /// undone.</summary>
+        public void StopWaiting()
+        {
+            isStopped = true;
+            Call("SetStopAppEvent", Native.GuardSetStopAppEvent());
+        }
 
         /// <summary>Starts an installed application. Returns whether the start succeeded.</summary>
         public bool Start(string name, string alias = "")
@@ -135,10 +146,8 @@ namespace Kestrelbay
         /// <summary>Starts a program without elevation. Returns whether it was started.</summary>
         public bool Run(string path, string arguments = "")
         {
-            if (path.Contains("\""))
-                throw new KestrelbayException("the path contains a quotation mark: remove it, the library adds its own");
             return Call("StartAnyExe",
-                Native.GuardStartAnyExe(Bytes(path, "the path"), Bytes(arguments, "the arguments"))) == 1;
+                Native.GuardStartAnyExe(PathBytes(path, "the path"), Bytes(arguments, "the arguments"))) == 1;
         }
 
         /// <summary>Deletes the registry entry of an application; false for an unknown one.</summary>
@@ -150,6 +159,7 @@ namespace Kestrelbay
         /// <summary>Protects a short secret for this user on this machine.</summary>
         public string Encrypt(string secret)
         {
+            if (secret == "") throw new KestrelbayException("the secret is empty: Decrypt could not return it");
             return Transform("Encrypt", Native.GuardEncrypt, secret, "the secret could not be protected");
         }
 
@@ -167,11 +177,30 @@ namespace Kestrelbay
         {
             IntPtr output;
             Call(name, function(Bytes(text, "the text"), out output));
-            string result = Text(output);
-            for (int i = 0; Marshal.ReadByte(output, i) != 0; ++i) Marshal.WriteByte(output, i, 0);
+            byte[] result = BytesAt(output);
+            Marshal.Copy(new byte[result.Length], 0, output, result.Length);
             Native.ReleaseDllStr(ref output);
             if (result.Length == 0) throw new KestrelbayException(failure);
-            return result;
+            try
+            {
+                return strict.GetString(result);
+            }
+            catch (DecoderFallbackException)
+            {
+                throw new KestrelbayException("the secret is no UTF-8: decrypt it with the program that encrypted it");
+            }
+            finally
+            {
+                Array.Clear(result, 0, result.Length);
+            }
+        }
+
+        string HostFolder()
+        {
+            var buffer = new StringBuilder(BufferBytes);
+            int size = BufferBytes;
+            Call("GetRootDir", Native.GuardGetRootDir(buffer, ref size, 2));
+            return buffer.ToString();
         }
 
         string Fact(string name, BufferFunction function)
@@ -189,10 +218,12 @@ namespace Kestrelbay
         {
             await one.WaitAsync().ConfigureAwait(false);
             int finished = fields.Length * FieldBytes + RoomBytes;
-            // Not released if the start fails: the library still has its address.
-            IntPtr job = Marshal.AllocHGlobal(finished + 4);
             try
             {
+                if (isStopped)
+                    throw new KestrelbayException("StopWaiting has ended the jobs of this process: start another process");
+                // Not released if the start fails: the library still has its address.
+                IntPtr job = Marshal.AllocHGlobal(finished + 4);
                 Marshal.Copy(new byte[finished + 4], 0, job, finished + 4);
                 for (int i = 0; i < fields.Length; ++i) Marshal.Copy(fields[i], 0, job + i * FieldBytes, fields[i].Length);
                 Call(name, await Task.Run(() => start(job)).ConfigureAwait(false));
@@ -249,7 +280,15 @@ namespace Kestrelbay
         void Raise(int level, string text)
         {
             var log = Log;
-            if (log != null) log(this, new LogEventArgs { Level = level, Text = text });
+            if (log == null) return;
+            try
+            {
+                log(this, new LogEventArgs { Level = level, Text = text });
+            }
+            catch (Exception error)  // would break off a job, or a call that has something to release
+            {
+                Trace.TraceError("a handler of the log failed: " + error);
+            }
         }
 
         static App ToApp(IntPtr entry)
@@ -262,20 +301,31 @@ namespace Kestrelbay
             return new App
             {
                 Name = field(0), Location = field(1), Version = field(2), IconSource = field(3), InstallDate = field(5),
-                Changed = changed == NeverWritten ? (DateTimeOffset?)null : epoch.AddMilliseconds(changed),
+                // A time that cannot be read, or after the year 9999, is unknown.
+                Changed = changed == NeverWritten || changed > (DateTimeOffset.MaxValue - epoch).TotalMilliseconds
+                    ? (DateTimeOffset?)null : epoch.AddMilliseconds(changed),
                 Architecture = architecture == 1 ? 32 : architecture == 2 ? 64 : (int?)null,
                 Icon = isPicture ? Convert.FromBase64String(icon.Substring(Png.Length)) : null,
                 IconPath = icon.Length > 0 && !isPicture ? icon : null,
             };
         }
 
-        static string Text(IntPtr text)
+        static string Text(IntPtr text) { return Encoding.UTF8.GetString(BytesAt(text)); }
+
+        static byte[] BytesAt(IntPtr text)
         {
             int length = 0;
             while (Marshal.ReadByte(text, length) != 0) ++length;
             var bytes = new byte[length];
             Marshal.Copy(text, bytes, 0, length);
-            return Encoding.UTF8.GetString(bytes);
+            return bytes;
+        }
+
+        static byte[] PathBytes(string path, string what, int limit = int.MaxValue)
+        {
+            if (path != null && path.Contains("\""))
+                throw new KestrelbayException(what + " contains a quotation mark: remove it, the library adds its own");
+            return Bytes(path, what, limit);
         }
 
         static byte[] Bytes(string text, string what, int limit = int.MaxValue)
@@ -285,7 +335,7 @@ namespace Kestrelbay
             byte[] bytes;
             try
             {
-                bytes = new UTF8Encoding(false, true).GetBytes(text + "\0");
+                bytes = strict.GetBytes(text + "\0");
             }
             catch (EncoderFallbackException error)
             {

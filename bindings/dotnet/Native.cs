@@ -1,6 +1,7 @@
 using System;
 using System.IO;
 using System.Runtime.InteropServices;
+using System.Text;
 
 namespace Kestrelbay
 {
@@ -23,6 +24,9 @@ namespace Kestrelbay
         [DllImport(Guard)] internal static extern int GuardGetAppVersion(byte[] name, byte[] key, byte[] buffer, ref int size);
         [DllImport(Guard)] internal static extern int GuardGetDiskAvailableSpace(byte[] path, out long mebibytes);
         [DllImport(Guard)] internal static extern int GuardIsTabletPC();
+        // The only text in the system's ANSI code page, so a StringBuilder converts it.
+        [DllImport(Guard, CharSet = CharSet.Ansi)]
+        internal static extern int GuardGetRootDir(StringBuilder buffer, ref int size, uint mode);
         [DllImport(Guard)] internal static extern int GuardGetInstalledAppList(
             out IntPtr entries, out uint count, [MarshalAs(UnmanagedType.I1)] bool icons);
         [DllImport(Guard)] internal static extern int GuardReleaseInstalledAppList(ref IntPtr entries, int count);

@@ -39,6 +39,8 @@ namespace Kestrelbay
         public string Graphics { get; internal set; }
         public string Proxy { get; internal set; }
         public bool? IsTablet { get; internal set; }
+        /// <summary>Folder of the program that runs.</summary>
+        public string HostFolder { get; internal set; }
     }
 
     /// <summary>How an installation or an uninstallation ended.</summary>

@@ -30,6 +30,8 @@ export interface Facts {
   graphics: string | null;
   proxy: string | null;
   isTablet: boolean | null;
+  /** Folder of the program that runs, node.exe for example. */
+  hostFolder: string;
 }
 
 /** How an installation or an uninstallation ended. */
@@ -60,14 +62,17 @@ export class Library extends EventEmitter {
   facts(): Facts;
   /** Mebibytes free to the calling user on a drive such as "C:"; null if unknown. */
   freeSpace(drive: string): number | null;
-  /** Runs an installer elevated and waits until it ends. Installations run one after another. */
+  /**
+   * Runs an installer elevated and waits until it ends. Installations run one after another. Main thread only, as
+   * uninstall and stopWaiting.
+   */
   install(installer: string, name: string, parameters?: string): Promise<Outcome>;
   /**
    * Runs the application's uninstall command and waits until the registry changes. Uninstallations run
    * one after another. Waits forever if the user cancels the command; only stopWaiting() ends that.
    */
   uninstall(name: string): Promise<Outcome>;
-  /** Ends the wait of every job, now and for the life of the process. It cannot be undone. */
+  /** Ends the wait of every job for the life of the process, which then refuses jobs. It cannot be undone. */
   stopWaiting(): void;
   /** Starts an installed application. Returns whether the start succeeded. */
   start(name: string, alias?: string): boolean;
@@ -77,8 +82,11 @@ export class Library extends EventEmitter {
   forget(name: string): boolean;
   /** Protects a short secret for this user on this machine. */
   encrypt(secret: string): string;
-  /** Returns the secret that encrypt() was called with. */
+  /** Returns the secret that encrypt() was called with. Throws if another program encrypted bytes that are no UTF-8. */
   decrypt(protectedText: string): string;
-  /** Emitted when a call returns and while a job runs, always on the thread of the event loop. */
+  /**
+   * Emitted when a call returns and while a job runs, always on the thread of the event loop. If a listener throws, the
+   * process emits a warning.
+   */
   on(event: 'log', listener: (record: LogRecord) => void): this;
 }

@@ -4,6 +4,7 @@ const { EventEmitter } = require('node:events');
 const fs = require('node:fs');
 const path = require('node:path');
 const { setTimeout: delay } = require('node:timers/promises');
+const { isMainThread } = require('node:worker_threads');
 const koffi = require('koffi');
 
 const VERSION = require('./package.json').version.split('.').slice(0, 2).join('.');
@@ -46,6 +47,13 @@ function check(text, what, limit = Infinity) {
   const bytes = Buffer.byteLength(text);
   if (bytes > limit) {
     throw new KestrelbayError(`${what} has ${bytes} bytes of UTF-8, but at most ${limit} are possible: shorten it`);
+  }
+  return text;
+}
+
+function checkPath(text, what, limit) {
+  if (check(text, what, limit).includes('"')) {
+    throw new KestrelbayError(`${what} contains a quotation mark: remove it, the library adds its own`);
   }
   return text;
 }
@@ -101,6 +109,10 @@ function declare(general, guard) {
     functions[name] = guard.func(`int32 Guard${name}(${parameters})`);
   }
   functions.Version = guard.func('str GuardVersion()');
+  if (process.platform === 'win32') {
+    functions.ToUtf16 = koffi.load('kernel32.dll').func(
+      'int MultiByteToWideChar(uint32 codePage, uint32 flags, void* from, int bytes, void* to, int units)');
+  }
   return functions;
 }
 
@@ -120,6 +132,12 @@ function toApp(entry) {
 // For all objects of this process: the library has one table for each kind of job.
 const lastJob = { Install: Promise.resolve(), Uninstall: Promise.resolve() };
 const keptJobs = new Set(); // the library has the addresses of their buffers
+let isStopped = false;
+
+function checkThread() {
+  // Each worker thread has its own copy of this module.
+  if (!isMainThread) throw new KestrelbayError('only the main thread can start and stop jobs: send it a message');
+}
 
 class Library extends EventEmitter {
   #functions;
@@ -148,7 +166,8 @@ class Library extends EventEmitter {
     const count = [0];
     this.#call('GetInstalledAppList', [entries, count, icons]);
     try {
-      return koffi.decode(entries[0], koffi.array(Entry, count[0])).map(toApp);
+      // koffi has no empty arrays.
+      return count[0] ? koffi.decode(entries[0], koffi.array(Entry, count[0])).map(toApp) : [];
     } finally {
       this.#call('ReleaseInstalledAppList', [entries, count[0]]);
     }
@@ -164,6 +183,7 @@ class Library extends EventEmitter {
       manufacturer: this.#fact('GetManufacturer'), product: this.#fact('GetProductName'),
       deviceId: this.#fact('GetDeviceId'), graphics: this.#fact('GetGraphics'),
       proxy: this.#fact('GetProxyServer'), isTablet: tablet < 0 ? null : tablet === 1,
+      hostFolder: this.#hostFolder(),
     };
   }
 
@@ -175,7 +195,7 @@ class Library extends EventEmitter {
 
   async install(installer, name, parameters = '') {
     return this.#job('Install', INSTALL, {
-      path: check(installer, "the installer's path", FIELD_BYTES - 1),
+      path: checkPath(installer, "the installer's path", FIELD_BYTES - 1),
       name: check(name, 'the name', FIELD_BYTES - 1),
       parameters: check(parameters, 'the parameter text', FIELD_BYTES - 1),
     });
@@ -186,6 +206,8 @@ class Library extends EventEmitter {
   }
 
   stopWaiting() {
+    checkThread();
+    isStopped = true;
     this.#call('SetStopAppEvent');
   }
 
@@ -194,10 +216,7 @@ class Library extends EventEmitter {
   }
 
   run(file, args = '') {
-    if (check(file, 'the path').includes('"')) {
-      throw new KestrelbayError('the path contains a quotation mark: remove it, the library adds its own');
-    }
-    return this.#call('StartAnyExe', [file, check(args, 'the arguments')]) === 1;
+    return this.#call('StartAnyExe', [checkPath(file, 'the path'), check(args, 'the arguments')]) === 1;
   }
 
   forget(name) {
@@ -205,6 +224,7 @@ class Library extends EventEmitter {
   }
 
   encrypt(secret) {
+    if (secret === '') throw new KestrelbayError('the secret is empty: decrypt() could not return it');
     return this.#transform('Encrypt', secret, 'the secret could not be protected');
   }
 
@@ -215,11 +235,17 @@ class Library extends EventEmitter {
   #transform(name, text, failure) {
     const output = [null];
     this.#call(name, [check(text, 'the text'), output]);
-    const result = koffi.decode(output[0], 'char', -1);
-    if (result) koffi.encode(output[0], koffi.array('uint8', Buffer.byteLength(result)), new Uint8Array(Buffer.byteLength(result)));
+    const bytes = koffi.decode(output[0], 'uint8', -1); // up to the null
+    if (bytes.length) koffi.encode(output[0], koffi.array('uint8', bytes.length), new Uint8Array(bytes.length));
     this.#functions.ReleaseDllStr(output);
-    if (!result) throw new KestrelbayError(failure);
-    return result;
+    if (!bytes.length) throw new KestrelbayError(failure);
+    try {
+      return new TextDecoder('utf-8', { fatal: true, ignoreBOM: true }).decode(bytes);
+    } catch {
+      throw new KestrelbayError('the secret is no UTF-8: decrypt it with the program that encrypted it');
+    } finally {
+      bytes.fill(0);
+    }
   }
 
   #fact(name, ...args) {
@@ -228,7 +254,17 @@ class Library extends EventEmitter {
     return this.#call(name, [...args, buffer, size], [-1]) === 1 ? textAt(buffer, 0) : null;
   }
 
+  #hostFolder() {
+    const buffer = Buffer.alloc(BUFFER_BYTES);
+    const size = Int32Array.of(BUFFER_BYTES);
+    this.#call('GetRootDir', [buffer, size, 2]);
+    if (!this.#functions.ToUtf16) return textAt(buffer, 0);
+    const utf16 = Buffer.alloc(2 * size[0]); // from the ANSI code page, which is 0
+    return utf16.toString('utf16le', 0, 2 * this.#functions.ToUtf16(0, 0, buffer, size[0], utf16, size[0]));
+  }
+
   #job(kind, fields, texts) {
+    checkThread();
     const buffer = Buffer.alloc(fields.length * FIELD_BYTES + ROOM_BYTES + 4);
     for (const [field, text] of Object.entries(texts)) buffer.write(text, fields.indexOf(field) * FIELD_BYTES);
     const outcome = lastJob[kind].then(() => this.#runJob(kind, fields, buffer));
@@ -237,6 +273,7 @@ class Library extends EventEmitter {
   }
 
   async #runJob(kind, fields, buffer) {
+    if (isStopped) throw new KestrelbayError('stopWaiting() has ended the jobs of this process: start another process');
     keptJobs.add(buffer);
     await new Promise((resolve, reject) => {
       // On another thread, because a start takes half a second.
@@ -268,10 +305,19 @@ class Library extends EventEmitter {
     for (;;) {
       const size = Int32Array.of(text.length);
       const taken = this.#functions.TakeLog(level, text, size, dropped);
-      if (dropped[0]) this.emit('log', { level: 'warning', text: `${dropped[0]} log records were dropped` });
+      if (dropped[0]) this.#emitLog({ level: 'warning', text: `${dropped[0]} log records were dropped` });
       if (taken === 0) return;
       if (taken < 0) text = Buffer.alloc(size[0]);
-      else this.emit('log', { level: LEVELS[level[0]] ?? 'info', text: textAt(text, 0) });
+      else this.#emitLog({ level: LEVELS[level[0]] ?? 'info', text: textAt(text, 0) });
+    }
+  }
+
+  /** An exception of a listener must not break off a job, or a call that has something to release. */
+  #emitLog(record) {
+    try {
+      this.emit('log', record);
+    } catch (error) {
+      process.emitWarning(error instanceof Error ? error : String(error));
     }
   }
 }

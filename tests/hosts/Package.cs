@@ -1,8 +1,13 @@
 // The .NET package: Package.exe LIBRARIES BAD-FOLDERS. Exceptions: Package.exe LIBRARIES
+// On a machine without applications: Package.exe LIBRARIES --empty. On the machine far-future: Package.exe LIBRARIES
+// --far-future.
 // One folder that is refused: Package.exe --refuses FOLDER FRAGMENT
 using System;
+using System.Diagnostics;
+using System.IO;
 using System.Linq;
 using System.Reflection;
+using System.Runtime.InteropServices;
 using System.Threading.Tasks;
 using Kestrelbay;
 
@@ -32,8 +37,46 @@ static class Package
             return;
         }
         var library = new Library(arguments[0]);
-        if (arguments.Length > 1) CheckAll(library, arguments).GetAwaiter().GetResult();
+        if (arguments.Contains("--empty")) Check(library.List().Count == 0 && library.List(true).Count == 0, "empty list");
+        else if (arguments.Contains("--far-future")) ListATimeOfTheFarFuture(library);
+        else if (arguments.Length > 1) CheckAll(library, arguments).GetAwaiter().GetResult();
         else SurviveExceptions(library);
+    }
+
+    static void ListATimeOfTheFarFuture(Library library)
+    {
+        var apps = library.List();
+        Check(apps.Count == 2 && apps[0].Name == "Dated" && apps[0].Changed.Value.Year == 2024, "date");
+        Check(apps[1].Name == "Far future" && apps[1].Changed == null, "date of the far future");
+    }
+
+    [DllImport("KestrelbayGuard")] static extern int GuardEncrypt(byte[] input, out IntPtr output);
+
+    // Another program may encrypt any bytes: no byte is replaced.
+    static void RefuseSecretsThatAreNoText(Library library)
+    {
+        Refuses("the secret is empty", () => library.Encrypt(""));
+        IntPtr hidden;
+        Check(GuardEncrypt(new byte[] { 0xff, 0xff, 0xff, 0 }, out hidden) == 0, "encryption");
+        Refuses("no UTF-8", () => library.Decrypt(Marshal.PtrToStringAnsi(hidden)));
+    }
+
+    // Its exception goes to the trace, and ends no call and no job.
+    static async Task SurviveAHandlerThatThrows(Library library)
+    {
+        var traced = new StringWriter();
+        var listener = new TextWriterTraceListener(traced);
+        Trace.Listeners.Add(listener);
+        EventHandler<LogEventArgs> fail = (sender, record) => { throw new InvalidOperationException("from a handler"); };
+        library.Log += fail;
+        Check(library.List().Count == 45, "list beside a handler that throws");
+        var first = library.InstallAsync("C:\\no such file.exe", "a");
+        var second = library.InstallAsync("C:\\no such file.exe", "b");
+        Check((await second).Message == "Install path is not exist!" && first.IsCompleted, "jobs one after another");
+        Check((await first).Message == "Install path is not exist!", "job beside a handler that throws");
+        library.Log -= fail;
+        Trace.Listeners.Remove(listener);
+        Check(traced.ToString().Contains("from a handler"), "trace");
     }
 
     static void SurviveExceptions(Library library)
@@ -95,5 +138,13 @@ static class Package
         Refuses("null character", () => library.Version("a\0b"));
         Refuses("no valid Unicode", () => library.Version("\ud800"));
         Refuses("no text that this user", () => library.Decrypt("no protected text"));
+        RefuseSecretsThatAreNoText(library);
+        await SurviveAHandlerThatThrows(library);
+        Refuses("the path contains a quotation mark", () => library.Run("\"a.exe\""));
+        Refuses("the installer's path contains a quot", () => library.InstallAsync("\"a.exe\"", "a"));
+        Check(library.Facts().HostFolder == "C:\\Program Files\\Baymarket", "folder of the host");
+        library.StopWaiting();
+        Refuses("has ended the jobs",
+            () => library.InstallAsync("C:\\no such file.exe", "a").GetAwaiter().GetResult());
     }
 }

@@ -1,6 +1,12 @@
 'use strict';
 // The Node package: package.js LIBRARIES BAD-FOLDERS. Exceptions: package.js LIBRARIES
+// On a machine without applications: package.js LIBRARIES --empty. On the machine far-future: package.js LIBRARIES
+// --far-future.
 const assert = require('node:assert/strict');
+const { once } = require('node:events');
+const path = require('node:path');
+const { Worker } = require('node:worker_threads');
+const koffi = require('koffi');
 const { KestrelbayError, Library } = require('kestrelbay-general');
 
 const [folder, bad] = process.argv.slice(2);
@@ -30,11 +36,78 @@ async function callWhileJobsRun(library) {
   assert.deepEqual(await Promise.all(jobs), Array(2).fill('Install path is not exist!'));
 }
 
+/** Another program may encrypt any bytes: no byte is replaced, and only these bytes are wiped. */
+function refuseSecretsThatAreNoText(library) {
+  assert.throws(() => library.encrypt(''), refusal('the secret is empty'));
+  const encrypt = koffi.load(`${folder}/libKestrelbayGuard.so`).func('int GuardEncrypt(void* input, _Out_ void** output)');
+  for (const length of [1, 3, 1000]) {
+    const hidden = [null];
+    assert.equal(encrypt(Buffer.concat([Buffer.alloc(length, 0xff), Buffer.of(0)]), hidden), 0);
+    assert.throws(() => library.decrypt(koffi.decode(hidden[0], 'char', -1)), refusal('no UTF-8'));
+  }
+  assert.equal(library.decrypt(library.encrypt('\ufeffa')), '\ufeffa');
+}
+
+/** Its error becomes a warning of the process, and ends no call and no job. */
+async function surviveAListenerThatThrows(library) {
+  const warned = once(process, 'warning');
+  const fail = () => {
+    throw new RangeError('from a listener');
+  };
+  library.on('log', fail);
+  assert.equal(library.list().length, 45);
+  const order = [];
+  const jobs = ['first', 'second'].map(async (name) => {
+    assert.equal((await library.install('C:\\no such file.exe', name)).message, 'Install path is not exist!');
+    order.push(name);
+  });
+  await Promise.all(jobs);
+  assert.deepEqual(order, ['first', 'second']);
+  library.off('log', fail);
+  assert.equal((await warned)[0].message, 'from a listener');
+}
+
+/** A worker thread does not know the jobs of another one, but may read the machine. */
+async function refuseJobsOfWorkerThreads() {
+  const worker = new Worker(`
+    const { Library } = require('kestrelbay-general');
+    const library = new Library(${JSON.stringify(folder)});
+    let stop = '';
+    try {
+      library.stopWaiting();
+    } catch (error) {
+      stop = error.message;
+    }
+    library.install('a.exe', 'a').catch((error) => {
+      require('node:worker_threads').parentPort.postMessage([library.list().length, error.message, stop]);
+    });`, { eval: true });
+  const [[count, ...messages]] = await once(worker, 'message');
+  assert.equal(count, 45);
+  assert(messages.every((message) => message.includes('only the main thread')));
+  await once(worker, 'exit');
+}
+
+function listATimeOfTheFarFuture(library) {
+  const [dated, far] = library.list();
+  assert.deepEqual([dated.name, far.name], ['Dated', 'Far future']);
+  assert.equal(dated.changed.getUTCFullYear(), 2024);
+  assert(far.changed.getUTCFullYear() > 9999); // JavaScript has such dates
+}
+
 async function main() {
   const library = new Library(folder);
+  if (bad === '--empty') {
+    assert.deepEqual([library.list(), library.list({ icons: true })], [[], []]);
+    return;
+  }
+  if (bad === '--far-future') {
+    listATimeOfTheFarFuture(library);
+    return;
+  }
   await callWhileJobsRun(library);
   if (!bad) {
     surviveExceptions(library);
+    if (process.platform === 'win32') assert.equal(library.facts().hostFolder, path.dirname(process.execPath));
     console.log('survived');
     return;
   }
@@ -72,6 +145,14 @@ async function main() {
   assert.throws(() => library.version('a\0b'), refusal('null character'));
   assert.throws(() => library.version('\ud800'), refusal('no valid Unicode'));
   assert.throws(() => library.decrypt('no protected text'), refusal('no text that this user'));
+  refuseSecretsThatAreNoText(library);
+  await surviveAListenerThatThrows(library);
+  await refuseJobsOfWorkerThreads();
+  assert.throws(() => library.run('"a.exe"'), refusal('the path contains a quotation mark'));
+  await assert.rejects(library.install('"a.exe"', 'a'), refusal("the installer's path contains a quot"));
+  assert.equal(library.facts().hostFolder, 'C:\\Program Files\\Baymarket');
+  library.stopWaiting();
+  await assert.rejects(library.install('C:\\no such file.exe', 'a'), refusal('has ended the jobs'));
 }
 
 main().catch((error) => {

@@ -1,6 +1,13 @@
-"""The Python package: package.py LIBRARIES BAD-FOLDERS. Exceptions: package.py LIBRARIES"""
+"""The Python package: package.py LIBRARIES BAD-FOLDERS. Exceptions: package.py LIBRARIES
+
+On a machine without applications: package.py LIBRARIES --empty. On the machine far-future: package.py LIBRARIES
+--far-future.
+"""
 
 import asyncio
+import contextlib
+import ctypes
+import io
 import logging
 import sys
 import unittest.mock
@@ -33,8 +40,43 @@ async def jobs_and_calls(library):
     assert [job.result().message for job in missing] == ["Install path is not exist!"] * 2
 
 
+def refuse_secrets_that_are_no_text(library):
+    """Another program may encrypt any bytes: no byte is replaced."""
+    refuses("the secret is empty", lambda: library.encrypt(""))
+    hidden = ctypes.c_char_p()
+    assert library._guard.GuardEncrypt(b"\xff\xff\xff", ctypes.byref(hidden)) == 0
+    refuses("no UTF-8", lambda: library.decrypt(hidden.value.decode()))
+
+
+def survive_a_filter_that_raises(library):
+    """Its exception is printed, as that of a handler, and ends no call and no job."""
+    def fail(record):
+        raise ValueError("from a filter")
+    logger = logging.getLogger("kestrelbay_general")
+    logger.addFilter(fail)
+    printed = io.StringIO()
+    with contextlib.redirect_stderr(printed):
+        assert len(library.list()) == 45
+        missing = asyncio.run(asyncio.wait_for(library.install(r"C:\no such file.exe", "a"), 60))
+    logger.removeFilter(fail)
+    assert missing.message == "Install path is not exist!"
+    assert "ValueError: from a filter" in printed.getvalue()
+
+
+def list_a_time_of_the_far_future(library):
+    dated, far = library.list()
+    assert (dated.name, far.name) == ("Dated", "Far future")
+    assert dated.changed.year == 2024 and far.changed is None
+
+
 def main(folder, bad=None):
     library = Library(folder)
+    if bad == "--empty":
+        assert library.list() == [] and library.list(icons=True) == []
+        return
+    if bad == "--far-future":
+        list_a_time_of_the_far_future(library)
+        return
     if bad is None:
         survive_exceptions(library)
         return
@@ -71,6 +113,13 @@ def main(folder, bad=None):
     refuses("null character", lambda: library.version("a\0b"))
     refuses("no valid Unicode", lambda: library.version("\ud800"))
     refuses("no text that this user", lambda: library.decrypt("no protected text"))
+    refuse_secrets_that_are_no_text(library)
+    survive_a_filter_that_raises(library)
+    refuses("the path contains a quotation mark", lambda: library.run('"a.exe"'))
+    refuses("the installer's path contains a quot", lambda: asyncio.run(library.install('"a.exe"', "a")))
+    assert library.facts().host_folder == r"C:\Program Files\Baymarket"
+    library.stop_waiting()
+    refuses("has ended the jobs", lambda: asyncio.run(library.install(r"C:\no such file.exe", "a")))
 
 
 main(*sys.argv[1:])

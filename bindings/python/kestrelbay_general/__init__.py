@@ -23,6 +23,7 @@ import pathlib
 import sys
 import threading
 import time
+import traceback
 from typing import Any, List, Optional, Type, Union
 
 from ._types import App, Facts, KestrelbayError, Outcome
@@ -46,6 +47,7 @@ _log = logging.getLogger(__name__)
 _log.addHandler(logging.NullHandler())
 _levels = {2: logging.DEBUG, 3: logging.INFO, 4: logging.WARNING, 5: logging.ERROR}
 _job_locks = {"Install": threading.Lock(), "Uninstall": threading.Lock()}
+_stopped = threading.Event()
 
 
 class _Entry(ctypes.Structure):
@@ -76,6 +78,12 @@ def _encode(text: str, what: str, limit: Optional[int] = None) -> bytes:
     return encoded
 
 
+def _encode_path(text: str, what: str, limit: Optional[int] = None) -> bytes:
+    if '"' in text:
+        raise KestrelbayError(f"{what} contains a quotation mark: remove it, the library adds its own")
+    return _encode(text, what, limit)
+
+
 def _decode(text: Optional[bytes]) -> str:
     return (text or b"").decode("utf-8", "replace")
 
@@ -83,12 +91,12 @@ def _decode(text: Optional[bytes]) -> str:
 def _load(folder: pathlib.Path) -> tuple[ctypes.CDLL, ctypes.CDLL]:
     if sys.maxsize < 2**32:
         raise KestrelbayError("this Python is a 32-bit program, but the library is for x64: use 64-bit Python")
+    options: dict[str, Any] = {}
     if sys.platform == "win32":
         names = ["KestrelbayGeneral.dll", "KestrelbayGuard.dll", "log.dll"]
-        options: dict[str, Any] = {"winmode": 0x100 | 0x800}  # the DLL's own folder and System32 only
+        options = {"winmode": 0x100 | 0x800}  # the DLL's own folder and System32 only
     else:
         names = ["libKestrelbayGeneral.so", "libKestrelbayGuard.so", "libkestrelbay_machine.so"]
-        options = {}
     if not folder.is_dir():
         raise KestrelbayError(f"{folder} is no folder: give the folder that holds {', '.join(names)}")
     for name in names:
@@ -129,8 +137,8 @@ class Library:
     def list(self, icons: bool = False) -> List[App]:
         """All installed applications, sorted by name. With `icons`, draws the icon of each executable."""
         entries, count = ctypes.POINTER(_Entry)(), ctypes.c_uint32()
-        self._call("GetInstalledAppList", ctypes.byref(entries), ctypes.byref(count), ctypes.c_bool(icons))
         try:
+            self._call("GetInstalledAppList", ctypes.byref(entries), ctypes.byref(count), ctypes.c_bool(icons))
             return [_app(entries[i]) for i in range(count.value)]
         finally:
             self._call("ReleaseInstalledAppList", ctypes.byref(entries), ctypes.c_int32(count.value))
@@ -157,7 +165,7 @@ class Library:
     async def install(self, installer: str, name: str, parameters: str = "") -> Outcome:
         """Runs an installer elevated and waits until it ends. Installations run one after another."""
         job = _INSTALL()
-        job.path = _encode(installer, "the installer's path", _FIELD_BYTES - 1)
+        job.path = _encode_path(installer, "the installer's path", _FIELD_BYTES - 1)
         job.name = _encode(name, "the name", _FIELD_BYTES - 1)
         job.parameters = _encode(parameters, "the parameter text", _FIELD_BYTES - 1)
         return await self._job("Install", job)
@@ -170,7 +178,8 @@ class Library:
         return await self._job("Uninstall", job)
 
     def stop_waiting(self) -> None:
-        """Ends the wait of every job, now and for the life of the process. It cannot be undone."""
+        """Ends the wait of every job for the life of the process, which then refuses jobs. It cannot be undone."""
+        _stopped.set()
         self._call("SetStopAppEvent")
 
     def start(self, name: str, alias: str = "") -> bool:
@@ -179,9 +188,7 @@ class Library:
 
     def run(self, path: str, arguments: str = "") -> bool:
         """Starts a program without elevation. Returns whether it was started."""
-        if '"' in path:
-            raise KestrelbayError("the path contains a quotation mark: remove it, the library adds its own")
-        return self._call("StartAnyExe", _encode(path, "the path"), _encode(arguments, "the arguments")) == 1
+        return self._call("StartAnyExe", _encode_path(path, "the path"), _encode(arguments, "the arguments")) == 1
 
     def forget(self, name: str) -> bool:
         """Deletes the registry entry of an application; False for an unknown one."""
@@ -189,6 +196,8 @@ class Library:
 
     def encrypt(self, secret: str) -> str:
         """Protects a short secret for this user on this machine."""
+        if not secret:
+            raise KestrelbayError("the secret is empty: decrypt() could not return it")
         return self._transform("Encrypt", secret, "the secret could not be protected")
 
     def decrypt(self, protected: str) -> str:
@@ -197,14 +206,18 @@ class Library:
 
     def _transform(self, function: str, text: str, failure: str) -> str:
         output = ctypes.c_char_p()
-        self._call(function, _encode(text, "the text"), ctypes.byref(output))
-        result = output.value or b""
-        if output:
-            ctypes.memset(output, 0, len(result))
-        self._general.ReleaseDllStr(ctypes.byref(output))
+        try:
+            self._call(function, _encode(text, "the text"), ctypes.byref(output))
+            result = output.value or b""
+        finally:
+            ctypes.memset(output, 0, len(output.value or b""))
+            self._general.ReleaseDllStr(ctypes.byref(output))
         if not result:
             raise KestrelbayError(failure)
-        return _decode(result)
+        try:
+            return result.decode()
+        except UnicodeDecodeError:
+            raise KestrelbayError("the secret is no UTF-8: decrypt it with the program that encrypted it") from None
 
     def _fact(self, function: str, *arguments: bytes) -> Optional[str]:
         buffer, size = ctypes.create_string_buffer(_BUFFER_BYTES), ctypes.c_int32(_BUFFER_BYTES)
@@ -224,18 +237,23 @@ class Library:
     def _run_job(self, kind: str, job: Any, done: "concurrent.futures.Future[Outcome]") -> None:
         with _job_locks[kind]:
             try:
-                self._call("Start" + kind, ctypes.byref(job))
-            except KestrelbayError as error:
+                done.set_result(self._perform(kind, job))
+            except BaseException as error:  # else the caller would wait forever
                 _keep.append(job)
                 done.set_exception(error)
                 return
-            while not job.finished:
-                time.sleep(_POLL_SECONDS)
-                self._forward_log()
-            result = _decode(job.result)
-            version = _decode(bytes(job)[6 * _FIELD_BYTES:].partition(b"\0")[0]) if kind == "Install" else ""
-            done.set_result(Outcome(result == "Success", result, _decode(job.message), version))
             time.sleep(_PAUSE_SECONDS)
+
+    def _perform(self, kind: str, job: Any) -> Outcome:
+        if _stopped.is_set():
+            raise KestrelbayError("stop_waiting() has ended the jobs of this process: start another process")
+        self._call("Start" + kind, ctypes.byref(job))
+        while not job.finished:
+            time.sleep(_POLL_SECONDS)
+            self._forward_log()
+        result = _decode(job.result)
+        version = _decode(bytes(job)[6 * _FIELD_BYTES:].partition(b"\0")[0]) if kind == "Install" else ""
+        return Outcome(result == "Success", result, _decode(job.message), version)
 
     def _call(self, function: str, *arguments: Any, allowed: tuple[int, ...] = ()) -> int:
         status: int = getattr(self._guard, "Guard" + function)(*arguments)
@@ -254,25 +272,40 @@ class Library:
                 text = ctypes.create_string_buffer(size.value)
                 continue
             if dropped.value:
-                _log.warning("%d log records were dropped", dropped.value)
+                _emit(logging.WARNING, f"{dropped.value} log records were dropped")
             if taken == 0:
                 return
-            _log.log(_levels.get(level.value, logging.INFO), "%s", _decode(text.value))
+            _emit(_levels.get(level.value, logging.INFO), _decode(text.value))
             size.value = len(text)
 
 
 _keep: list[Any] = []  # records of jobs that could not start: the library still has their addresses
 
 
+def _emit(level: int, message: str) -> None:
+    try:
+        _log.log(level, "%s", message)
+    except Exception:  # of a filter: as logging does with those of a handler
+        if logging.raiseExceptions:
+            traceback.print_exc()
+
+
+def _changed(milliseconds: int) -> Optional[datetime.datetime]:
+    """None if the time could not be read, or is after the year 9999."""
+    epoch = datetime.datetime(1970, 1, 1, tzinfo=datetime.timezone.utc)
+    try:
+        return None if milliseconds == _NEVER_WRITTEN else epoch + datetime.timedelta(milliseconds=milliseconds)
+    except OverflowError:
+        return None
+
+
 def _app(entry: _Entry) -> App:
     icon = _decode(entry.icon)
     is_picture = icon.startswith(_PNG)
-    changed = int(entry.changed)
-    epoch = datetime.datetime(1970, 1, 1, tzinfo=datetime.timezone.utc)
     return App(
         name=_decode(entry.name), version=_decode(entry.version), location=_decode(entry.location),
         install_date=_decode(entry.install_date), icon_source=_decode(entry.icon_source),
-        changed=None if changed == _NEVER_WRITTEN else epoch + datetime.timedelta(milliseconds=changed),
+        changed=_changed(int(entry.changed)),
         architecture={1: 32, 2: 64}.get(entry.architecture),
         icon=base64.b64decode(icon[len(_PNG):]) if is_picture else None,
         icon_path=icon if icon and not is_picture else None)
