@@ -7,6 +7,7 @@ using System.Runtime.InteropServices;
 using System.Text;
 using System.Threading;
 using System.Threading.Tasks;
+using static Kestrelbay.Texts;
 
 namespace Kestrelbay
 {
@@ -20,7 +21,6 @@ namespace Kestrelbay
         const long NeverWritten = -11644473600000;
         const string Png = "data:image/png;base64,";
         static readonly SemaphoreSlim oneInstall = new SemaphoreSlim(1, 1), oneUninstall = new SemaphoreSlim(1, 1);
-        static readonly Encoding strict = new UTF8Encoding(false, true);
         static volatile bool isStopped;
         static readonly DateTimeOffset epoch = new DateTimeOffset(1970, 1, 1, 0, 0, 0, TimeSpan.Zero);
 
@@ -183,7 +183,7 @@ namespace Kestrelbay
             if (result.Length == 0) throw new KestrelbayException(failure);
             try
             {
-                return strict.GetString(result);
+                return Utf8.GetString(result);
             }
             catch (DecoderFallbackException)
             {
@@ -308,43 +308,6 @@ namespace Kestrelbay
                 Icon = isPicture ? Convert.FromBase64String(icon.Substring(Png.Length)) : null,
                 IconPath = icon.Length > 0 && !isPicture ? icon : null,
             };
-        }
-
-        static string Text(IntPtr text) { return Encoding.UTF8.GetString(BytesAt(text)); }
-
-        static byte[] BytesAt(IntPtr text)
-        {
-            int length = 0;
-            while (Marshal.ReadByte(text, length) != 0) ++length;
-            var bytes = new byte[length];
-            Marshal.Copy(text, bytes, 0, length);
-            return bytes;
-        }
-
-        static byte[] PathBytes(string path, string what, int limit = int.MaxValue)
-        {
-            if (path != null && path.Contains("\""))
-                throw new KestrelbayException(what + " contains a quotation mark: remove it, the library adds its own");
-            return Bytes(path, what, limit);
-        }
-
-        static byte[] Bytes(string text, string what, int limit = int.MaxValue)
-        {
-            if (text == null) throw new ArgumentNullException(what);
-            if (text.IndexOf('\0') >= 0) throw new KestrelbayException(what + " contains a null character: remove it");
-            byte[] bytes;
-            try
-            {
-                bytes = strict.GetBytes(text + "\0");
-            }
-            catch (EncoderFallbackException error)
-            {
-                throw new KestrelbayException(what + " is no valid Unicode text: " + error.Message);
-            }
-            if (bytes.Length - 1 > limit)
-                throw new KestrelbayException(what + " has " + (bytes.Length - 1) + " bytes of UTF-8, but at most " +
-                    limit + " are possible: shorten it");
-            return bytes;
         }
     }
 }
