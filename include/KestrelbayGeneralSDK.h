@@ -14,8 +14,7 @@
  *     null pointer. Each function says whether it logs.
  *  4. Pointers. The library checks none. A parameter may be null only if the function says so; otherwise the
  *     process crashes.
- *  5. Ownership. Each function says who frees its memory, and with which function. Never pass memory of the
- *     library to the free() of the host.
+ *  5. Ownership. Each function says who frees its memory, and how. Never use the free() of the host for it.
  *  6. Callbacks. The arguments are valid until the callback returns. The library owns them, except requests,
  *     which the host owns. No exception may leave a callback: on a worker thread it ends the process.
  *  7. Errors. There are no error codes. A failure is an empty text, a count of 0, a false or negative result
@@ -69,9 +68,8 @@ extern "C" {
 typedef void (*LogCallback)(const char* file, int32_t level, const char* text);
 
 /**
- * Chooses the destination of log records. May be called again, but not while another thread may log.
- *
- * Logs once, to the new destination.
+ * Chooses the destination of log records. May be called again, but not while another thread may log. Logs
+ * once, to the new destination.
  *
  * @param callback  receives every record from now on. Null sends records to log.dll instead, with the file
  * and the unexpanded format of each. log.dll appends them to the file that the environment variable
@@ -90,21 +88,18 @@ KESTRELBAY_API void InitDllLogger(LogCallback callback);
 typedef struct InstallRequest {
   char installerPath[260];   /**< in: path of the installer to run, an executable; without quotes */
   char displayName[260];     /**< in: name that the application is listed under; identifies the job */
-  char registryPath[260];    /**< in: leave empty. With any other text, which is not read, the library
-                                finds nothing. */
+  char registryPath[260];    /**< in: leave empty. Another text is not read, and nothing is found. */
   char installerParams[260]; /**< in: command-line parameters of the installer */
   char Result[260];          /**< out: "Success" or "Fail" */
   char ErrMsg[260];          /**< out: the reason; "NULL" after a successful first installation,
                                 "Update success!" after an update */
-  char DisplayVersion[260];  /**< out: version found afterwards; by design the copy ignores the size of the
-                                field */
+  char DisplayVersion[260];  /**< out: version found afterwards; by design the copy ignores its size */
 } InstallRequest;
 
 /** The parameters and results of one uninstallation. Texts are as in InstallRequest. */
 typedef struct UninstallRequest {
   char displayName[260];  /**< in: name that the application is listed under; identifies the job */
-  char registryPath[260]; /**< in: leave empty. With any other text, which is not read, the library finds
-                             nothing. */
+  char registryPath[260]; /**< in: leave empty. Another text is not read, and nothing is found. */
   char Result[260];       /**< out: "Success", "Fail", or "Cancel" if its program did not start, or if
                              the shell returned no process handle */
   char ErrMsg[260];       /**< out: the reason; "NULL" after a success */
@@ -113,7 +108,6 @@ typedef struct UninstallRequest {
 /**
  * Receives the request of a finished job, on the thread of the job. The job stays in the library's table
  * until the callback returns.
- *
  * @param request  the pointer that the host passed to Install or Uninstall
  */
 typedef void (*InstallCallback)(InstallRequest* request);
@@ -124,11 +118,10 @@ typedef void (*UninstallCallback)(UninstallRequest* request);
  * SetStopAppEvent. The result depends on the inventory: the application appears there or changes its version.
  * The exit code of the installer is ignored. A job has no time limit. The installer starts in the current
  * directory of the host, and a relative path is relative to that directory. If the shell returns no process
- * handle, the job judges at once, while the installer still runs.
- *
- * Blocks for half a second and for the start of the thread. Starts of installations and uninstallations wait
- * for each other. Logs at the start and on the thread of the job. A job keeps up to two inventories allocated
- * for the life of the process, one for each look-up.
+ * handle, the job judges at once, while the installer still runs. Blocks for half a second and for the start
+ * of the thread. Starts of installations and uninstallations wait for each other. Logs at the start and on
+ * the thread of the job. A job keeps up to two inventories allocated for the life of the process, one for
+ * each look-up.
  *
  * Jobs at once: an installation and an uninstallation do not disturb each other. Two installations share a
  * table without a lock. Each job looks itself up there when it begins and removes itself when it ends. A
@@ -149,11 +142,10 @@ KESTRELBAY_API void Install(InstallRequest* request, InstallCallback callback);
 /**
  * Starts an uninstallation. Runs the uninstall command of the application elevated on a new thread and waits
  * for a change of its registry entry or for SetStopAppEvent, but never for the program. The uninstallation
- * succeeds if the application is not in the inventory afterwards.
- *
- * If the program does not change the entry, for example because its user cancelled it, the job waits for
- * ever. Only SetStopAppEvent ends that wait. The job waits for an event with the name of the application.
- * If another kind of object has that name, or the name contains a backslash, the job does not wait.
+ * succeeds if the application is not in the inventory afterwards. If the program does not change the entry,
+ * for example because its user cancelled it, the job waits for ever. Only SetStopAppEvent ends that wait. The
+ * job waits for an event with the name of the application. If another kind of object has that name, or the
+ * name contains a backslash, the job does not wait.
  *
  * Blocking, logging, kept inventories, jobs at once, request and callback are as in Install; uninstallations
  * have a separate callback and table. The handle of the program stays open.
@@ -162,9 +154,7 @@ KESTRELBAY_API void Uninstall(UninstallRequest* request, UninstallCallback callb
 
 /**
  * Ends every wait of installations and uninstallations, now and for the life of the process: the event stays
- * set. Ends no program and drops no job.
- *
- * Logs after it has set the event. Blocks only in the logger.
+ * set. Ends no program and drops no job. Logs after it has set the event. Blocks only in the logger.
  */
 KESTRELBAY_API void SetStopAppEvent(void);
 
@@ -224,24 +214,18 @@ KESTRELBAY_API int64_t GetDiskAvailableSpace(const char* path);
 /**
  * Whether the machine is a tablet. Logs its entry.
  * @throws std::invalid_argument, std::out_of_range  across the C boundary, if the machine has the key
- *         SOFTWARE\Microsoft\Windows\Tablet PC, but its value IsTabletPc is missing or is not a 32-bit
- *         number
+ *         SOFTWARE\Microsoft\Windows\Tablet PC without a 32-bit number as its value IsTabletPc
  */
 KESTRELBAY_API bool IsTabletPC(void);
 
 /**
- * Returns the directory of the host.
- *
- * The result is in the system's ANSI code page, not UTF-8. In East Asian code pages the second byte of a
- * character can be 0x5C, the byte of a backslash. A path of the host of more than 259 bytes is cut; for a
- * longer current directory the result is empty. Logs one line for modes 1 and 2, and one if the buffer is too
- * small.
+ * Returns the directory of the host in the system's ANSI code page, not in UTF-8. In East Asian code pages
+ * the second byte of a character can be 0x5C, the byte of a backslash. A path of the host of more than 259
+ * bytes is cut; for a longer current directory the result is empty. Logs one line for modes 1 and 2, and one
+ * if the buffer is too small.
  *
  * @param buffer  out: the directory and its NUL; never null
- * @param size    in: size of `buffer` in bytes. Pass at least the length plus one. A size equal to the length
- * is accepted but has no room for the NUL: the function empties `buffer` and calls the invalid-parameter
- * handler (convention 8). A negative size means no limit. out: length of the result without its NUL.
- * Unchanged if the buffer is too small; nothing else reports that.
+ * @param size    as for the buffer facts; unchanged if the buffer is too small, which nothing else reports
  * @param mode    1 the current directory; 2 the directory of the host's executable, without trailing
  *                backslash; any other number the empty text
  */
@@ -270,10 +254,9 @@ typedef struct InstalledAppEntry {
  *
  * Reads the registry on the calling thread. With icons, it also draws one picture for each application that
  * has an executable. If the machine has no key HKEY_LOCAL_MACHINE\Software\Classes\Installer\Products, the
- * list is empty: even the applications of users are missing. Logs its entry.
- *
- * Does not initialise COM. Windows needs COM on the thread that draws icons: a host that asks for icons
- * initialises it first, single-threaded.
+ * list is empty: even the applications of users are missing. Logs its entry. Does not initialise COM: a host
+ * that asks for icons initialises it first, single-threaded, because Windows needs it on the thread that
+ * draws them.
  *
  * If an exception leaves the function, `count` is unchanged, and `entries` is either unchanged or an array of
  * unknown length. So set it to null before the call, and release it with count 0: this leaks only the texts.
@@ -282,15 +265,13 @@ typedef struct InstalledAppEntry {
  *                      ReleaseInstalledAppList.
  * @param count         out: the number of entries; never null
  * @param includeIcons  true draws the icon of each executable as a PNG; false leaves those icon texts empty.
- *                      A displayIcon with ".exe" in exactly this case is an executable. For any other
- *                      displayIcon the icon text is its path, for true and for false, without quotes and cut
- *                      at the first comma.
+ *                      A displayIcon with ".exe" in exactly this case is an executable. For any other one
+ *                      the icon text is always its path, without quotes and cut at the first comma.
  */
 KESTRELBAY_API void GetInstalledAppList(InstalledAppEntry** entries, uint32_t* count, bool includeIcons);
 
 /**
  * Releases the array of GetInstalledAppList. Logs its entry.
- *
  * @param entries  in: the array; out: null. A pointer to null is allowed, null is not.
  * @param count    the count of GetInstalledAppList, cast: by design it is unsigned there, and signed here and
  * in the callback. 0 or less releases the array but none of its texts.
@@ -299,7 +280,6 @@ KESTRELBAY_API void ReleaseInstalledAppList(InstalledAppEntry** entries, int32_t
 
 /**
  * Receives a list of installed applications, once for each request, on the thread of the request.
- *
  * @param entries  first of `count` entries; never null; released by the library after the callback
  * @param count    number of entries; may be 0
  */
@@ -316,7 +296,6 @@ KESTRELBAY_API void GetInstalledAppListAsync(AppListCallback callback, bool incl
 
 /**
  * Receives the icon of one application, once for each request, on the thread of the request.
- *
  * @param iconText  an icon text as in InstalledAppEntry; "" if the application or its icon was not found;
  * null only for lack of memory (convention 8); freed by the library after the callback
  */
@@ -327,8 +306,7 @@ typedef void (*IconCallback)(char* iconText);
  * entry. Each request keeps one inventory allocated for the life of the process.
  *
  * @param callback     called exactly once, also on failure; never null
- * @param displayName  name exactly as listed, case included. Borrowed, not copied: it must stay valid until
- * the callback is called.
+ * @param displayName  name exactly as listed, case included; not copied: valid until the callback is called
  */
 KESTRELBAY_API void GetAppIconAsync(IconCallback callback, const char* displayName);
 
@@ -351,12 +329,10 @@ KESTRELBAY_API bool DeleteAppRegistryInfo(const char* displayName);
 /**
  * Starts an installed application, and does not wait for it. If the name of an item of the apps folder is
  * part of either text, starts that item. Otherwise starts the executable of the application's icon in the
- * inventory, elevated.
- *
- * Reads the apps folder, and the inventory if the folder has no such item, on the calling thread. Leaves COM
- * initialised there, single-threaded: a later multithreaded initialisation on that thread fails. Logs its
- * entry and the result of the search. A call that reads the inventory keeps it allocated, and each start
- * keeps the handles of its process open, for the life of the process.
+ * inventory, elevated. Reads the apps folder, and the inventory if the folder has no such item, on the
+ * calling thread. Leaves COM initialised there, single-threaded: a later multithreaded initialisation on that
+ * thread fails. Logs its entry and the result of the search. A call that reads the inventory keeps it
+ * allocated, and each start keeps the handles of its process open, for the life of the process.
  *
  * @param displayName  for the inventory, exactly as listed, case included
  * @param appAlias     a second text for the apps folder; may be empty, not null
@@ -386,7 +362,7 @@ KESTRELBAY_API void StartAnyExeAsync(const char* exePath, const char* exeArgs);
  * Encrypts a short secret into a text that only the same Windows user on the same machine can decrypt. Fails
  * if the profile of the user is not loaded, as for some services. Logs its steps, never the secret.
  *
- * @param input   not null
+ * @param input   not null; of an empty text Decrypt returns an empty text, as on failure
  * @param output  out: a text, which the caller releases with ReleaseDllStr: base64 in lines of 64 characters,
  *                each ended by CR LF; empty on failure; null only for lack of memory (convention 8)
  */
@@ -394,10 +370,10 @@ KESTRELBAY_API void Encrypt(const char* input, char** output);
 
 /**
  * Decrypts a text of Encrypt. Logs its steps, never the secret.
- *
  * @param input   with or without its line ends; not null
- * @param output  out: a text, which the caller releases with ReleaseDllStr; empty on failure; null only for
- * lack of memory (convention 8). The caller wipes it before the release, if that matters.
+ * @param output  out: the bytes given to Encrypt, UTF-8 or not, which the caller releases with ReleaseDllStr;
+ *                empty on failure; null only for lack of memory (convention 8). The caller wipes it before
+ *                the release, if that matters.
  */
 KESTRELBAY_API void Decrypt(const char* input, char** output);
 
@@ -405,7 +381,6 @@ KESTRELBAY_API void Decrypt(const char* input, char** output);
 
 /**
  * Returns the identifiers of the applications that a store must not offer. Does not log.
- *
  * @param table  out: a table of constant texts, the same at each call and never released; never null
  * @param count  out: the number of texts in it; never null
  */
@@ -413,7 +388,6 @@ KESTRELBAY_API void GetAppBlackList(const char* const** table, uint32_t* count);
 
 /**
  * Frees a text that a function of this library allocated for the caller. Does not log.
- *
  * @param text  in: the text; out: null. A pointer to null is allowed, null is not.
  */
 KESTRELBAY_API void ReleaseDllStr(char** text);
