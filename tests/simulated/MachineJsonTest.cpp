@@ -1,9 +1,11 @@
 // A machine.json of a wrong form is reported with the line and the path of the member.
 #include <gmock/gmock.h>
+#include <malloc.h>
 
 #include <ostream>
 
 #include "MachineFolder.h"
+#include "simulated/directory/JsonFile.h"
 
 namespace simulated {
 namespace {
@@ -139,6 +141,23 @@ TEST_F(MachineJsonTest, EveryMemberIsTaken) {
   EXPECT_EQ(machine->currentDirectory, u"C:\\here");
   EXPECT_FALSE(machine->elevationGranted);
   EXPECT_EQ(machine->registry.Find(u"HKEY_CURRENT_USER\\Software")->deniedRights, 0x10002U);
+}
+
+TEST(MachineJson, LinesOfADeepFileTakeMemoryByItsSize) {
+  constexpr std::size_t kLevels = 90, kMostPerByte = 50;
+  std::string text, end;
+  for (std::size_t i = 0; i < kLevels; ++i) {
+    text += "{\"" + std::string(1000, 'n') + "\":";
+    end += '}';
+  }
+  text += "[0";
+  for (int i = 0; i < 5000; ++i) text += ",0";
+  text += "]" + end;
+  const std::size_t before = mallinfo2().uordblks;
+  const JsonFile file =
+      ParseJsonFile({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, "file");
+  EXPECT_LT(mallinfo2().uordblks - before, kMostPerByte * text.size());
+  EXPECT_EQ(file.lines.Place("file", "missing"), "file:1");
 }
 
 }  // namespace

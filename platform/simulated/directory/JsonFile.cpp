@@ -50,8 +50,9 @@ class LineNoter {
   bool Note(int depth, json::parse_event_t event, const json& parsed) {
     using Event = json::parse_event_t;
     if (event == Event::key) {
-      const std::string above = open_.back().path;
-      member_ = above + (above.empty() ? "" : ".") + parsed.get_ref<const std::string&>();
+      const JsonLines::Hash above = open_.back().path;
+      member_ = JsonLines::Extend(JsonLines::Extend(above, above == JsonLines::kRoot ? "" : "."),
+                                  parsed.get_ref<const std::string&>());
       lines_.Set(member_, Line());
     } else if (event == Event::object_end || event == Event::array_end) {
       open_.pop_back();
@@ -64,17 +65,17 @@ class LineNoter {
 
  private:
   struct Container {
-    std::string path;
+    JsonLines::Hash path;
     bool isArray;
     std::size_t count;
   };
 
   /** Notes a value that is no member: an element of an array, or the root. */
   void NoteElement() {
-    if (open_.empty()) return lines_.Set("", Line());
+    if (open_.empty()) return lines_.Set(JsonLines::kRoot, Line());
     Container& container = open_.back();
     if (!container.isArray) return;
-    member_ = container.path + "[" + std::to_string(container.count++) + "]";
+    member_ = JsonLines::Extend(container.path, "[" + std::to_string(container.count++) + "]");
     lines_.Set(member_, Line());
   }
 
@@ -83,7 +84,7 @@ class LineNoter {
   JsonLines& lines_;
   std::size_t line_ = 1;
   /** Path of the member that began last. */
-  std::string member_;
+  JsonLines::Hash member_ = JsonLines::kRoot;
   std::vector<Container> open_;
 };
 
@@ -95,12 +96,17 @@ std::string Explanation(const std::string& message, std::string_view start) {
 
 }  // namespace
 
+JsonLines::Hash JsonLines::Extend(Hash path, std::string_view further) {
+  for (const char byte : further) path = (path ^ static_cast<unsigned char>(byte)) * 0x100000001B3;
+  return path;
+}
+
 std::string JsonLines::Place(const std::string& fileName, std::string_view member) const {
-  auto found = lines_.find(member);
+  auto found = lines_.find(Extend(kRoot, member));
   while (found == lines_.end() && !member.empty()) {
     const std::size_t end = member.find_last_of(".[");
     member = member.substr(0, end == member.npos ? 0 : end);
-    found = lines_.find(member);
+    found = lines_.find(Extend(kRoot, member));
   }
   return found == lines_.end() ? fileName : fileName + ":" + std::to_string(found->second);
 }
