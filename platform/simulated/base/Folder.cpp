@@ -20,6 +20,7 @@ namespace fs = std::filesystem;
 constexpr int kAlways = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 constexpr unsigned kFileMode = 0666;
 constexpr unsigned kFolderMode = 0777;
+constexpr int kMostAttempts = 1000;
 
 const char* Name(const fs::path& below) { return below.empty() ? "." : below.c_str(); }
 
@@ -29,11 +30,12 @@ int OpenBeneath(int folder, const fs::path& below, int flags, unsigned mode) {
   how.flags = static_cast<__u64>(flags & O_PATH ? flags | O_CLOEXEC : flags | kAlways);
   how.mode = flags & O_CREAT ? mode : 0;
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
-  while (true) {
+  for (int attempt = 1;; ++attempt) {
     const long descriptor = syscall(SYS_openat2, folder, Name(below), &how, sizeof how);
     if (descriptor >= 0) return static_cast<int>(descriptor);
-    // EAGAIN: something was renamed meanwhile, and the kernel cannot tell whether the path leaves.
-    if (errno == EINTR || errno == EAGAIN) continue;
+    // EAGAIN: something was renamed meanwhile, and the kernel cannot tell whether the path leaves. A process
+    // that renames all the time must not hold this one for ever.
+    if (errno == EINTR || (errno == EAGAIN && attempt < kMostAttempts)) continue;
     // Old kernels do not have the call. Containers of that time refuse it with EPERM.
     if (errno == ENOSYS || errno == EPERM) return OpenStepByStep(folder, below, flags, mode);
     return -1;
