@@ -202,6 +202,14 @@ class TargetTest(CaptureTestCase):
             self.output("capture", self.folder / "capture")
             self.assertEqual(stat.S_IMODE((self.folder / "capture").stat().st_mode), mode)
 
+    def test_a_link_to_an_empty_folder_stays(self):
+        link, target = self.folder / "link", self.folder / "target"
+        target.mkdir()
+        link.symlink_to(target)
+        self.output("capture", link)
+        self.assertTrue(link.is_symlink())
+        self.assertTrue((target / "machine.json").is_file())
+
     def test_a_link_to_nothing_is_named(self):
         link = self.folder / "link"
         link.symlink_to(self.folder / "nothing")

@@ -206,7 +206,11 @@ void Writer::WriteDescription(const CaptureInfo& info) {
 
 fs::path TargetPath(const std::string& directory) {
   fs::path path = fs::absolute(FromUtf8(directory)).lexically_normal();
-  return path.has_filename() ? path : path.parent_path();
+  if (!path.has_filename()) path = path.parent_path();
+  // A link to a folder stays: the folder itself is replaced.
+  std::error_code error;
+  const fs::path real = fs::canonical(path, error);
+  return !error && fs::is_symlink(path, error) ? real : path;
 }
 
 }  // namespace
