@@ -111,6 +111,9 @@ if shutil.which("strace"):
     class FullDiskTest(UnwritableTest):
         """The same with a full disk: fsync fails with ENOSPC."""
 
+        fault = "fsync:error=ENOSPC"
+        problem = "No space left on device); make room on the disk"
+
         def read_only(self):
             machine = super().read_only()
             for folder in (machine, *filter(pathlib.Path.is_dir, machine.rglob("*"))):
@@ -120,13 +123,23 @@ if shutil.which("strace"):
         def check_refused(self, machine, *arguments):
             before = contents(machine)
             done = subprocess.run(
-                ["strace", "-f", "-o", os.devnull, "-e", "trace=fsync", "-e", "inject=fsync:error=ENOSPC",
-                 PROGRAM, "--machine", str(machine), *arguments],
+                ["strace", "-f", "-o", os.devnull, "-e", f"trace={self.fault.split(':')[0]}",
+                 "-e", f"inject={self.fault}", PROGRAM, "--machine", str(machine), *arguments],
                 stdin=subprocess.DEVNULL, capture_output=True, env=environment(), timeout=SECONDS)
             self.assertEqual(done.returncode, 1, done.stderr)
-            self.assertIn(f"{machine}/registry: cannot be written (No space left on device); make room on the disk",
-                          done.stderr.decode())
+            self.assertIn(f"{machine}/registry: cannot be written ({self.problem}", done.stderr.decode())
             self.assertEqual(contents(machine), before)
 
         def test_uninstall_ends(self):
             self.check_refused(self.read_only(), "uninstall", "Alpha")
+
+        def test_forget_at_the_write(self):
+            # The first write of a thread; the message is the second.
+            self.fault, self.problem = "write:error=ENOSPC:when=1", "No space left on device); "
+            self.check_refused(self.read_only(), "forget", "Alpha", "--yes")
+
+    class ReadOnlyDiskTest(FullDiskTest):
+        """The disk became read-only before the change got its name."""
+
+        fault = "renameat:error=EROFS"
+        problem = "Read-only file system); "
