@@ -18,4 +18,12 @@ inline char16_t UpperCase(char16_t unit) {
 int CompareNames(std::u16string_view left, std::u16string_view right);
 bool SameName(std::u16string_view left, std::u16string_view right);
 
+/** The order of names in containers. */
+struct NameLess {
+  using is_transparent = void;
+  bool operator()(std::u16string_view left, std::u16string_view right) const {
+    return CompareNames(left, right) < 0;
+  }
+};
+
 }  // namespace simulated

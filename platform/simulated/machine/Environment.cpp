@@ -1,12 +1,6 @@
 #include "simulated/machine/Environment.h"
 
-#include "simulated/registry/Key.h"
-
 namespace simulated {
-
-bool Environment::Less::operator()(std::u16string_view left, std::u16string_view right) const {
-  return CompareNames(left, right) < 0;
-}
 
 Environment::Environment() {
   Set(u"SystemRoot", u"C:\\Windows");

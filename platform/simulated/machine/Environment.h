@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "simulated/base/UpperCase.h"
+
 namespace simulated {
 
 class Environment {
@@ -24,13 +26,8 @@ class Environment {
   std::vector<std::pair<std::u16string, std::u16string>> All() const;
 
  private:
-  struct Less {
-    using is_transparent = void;
-    bool operator()(std::u16string_view left, std::u16string_view right) const;
-  };
-
   mutable std::mutex lock_;
-  std::map<std::u16string, std::u16string, Less> variables_;
+  std::map<std::u16string, std::u16string, NameLess> variables_;
 };
 
 }  // namespace simulated

@@ -1,6 +1,7 @@
 #include "simulated/registry/Key.h"
 
 #include <algorithm>
+#include <numeric>
 #include <stdexcept>
 #include <unordered_map>
 #include <utility>
@@ -8,6 +9,12 @@
 #include "simulated/registry/Watches.h"
 
 namespace simulated {
+namespace {
+
+/** Below this a search without an index is as fast. */
+constexpr std::size_t kIndexedValues = 64;
+
+}  // namespace
 
 /** State of a whole tree. */
 struct Key::Shared {
@@ -150,7 +157,21 @@ ValueView Key::ValueAt(std::size_t index) {
 
 Key::Values::iterator Key::LocateValue(std::u16string_view name) {
   Fill();
-  return std::ranges::find_if(values_, [name](const Value& value) { return SameName(value.name, name); });
+  const auto isWanted = [name](const Value& value) { return SameName(value.name, name); };
+  if (values_.size() < kIndexedValues) return std::ranges::find_if(values_, isWanted);
+  const auto entry = LocateEntry(name);
+  const bool isFound = entry != index_.end() && isWanted(values_[*entry]);
+  return isFound ? values_.begin() + *entry : values_.end();
+}
+
+Key::Index::iterator Key::LocateEntry(std::u16string_view name) {
+  const auto nameOf = [this](std::uint32_t entry) -> std::u16string_view { return values_[entry].name; };
+  if (index_.size() != values_.size()) {
+    index_.resize(values_.size());
+    std::iota(index_.begin(), index_.end(), 0U);
+    std::ranges::sort(index_, NameLess(), nameOf);
+  }
+  return std::ranges::lower_bound(index_, name, NameLess(), nameOf);
 }
 
 bool Key::FindValue(std::u16string_view name, ValueView& value) {
@@ -162,7 +183,11 @@ bool Key::FindValue(std::u16string_view name, ValueView& value) {
 
 void Key::SetValue(std::u16string_view name, platform::DWORD type, std::span<const std::uint8_t> bytes) {
   auto value = LocateValue(name);
-  if (value == values_.end()) value = values_.insert(value, {std::u16string(name), type, {}});
+  if (value == values_.end()) {
+    const auto added = static_cast<std::uint32_t>(values_.size());
+    if (!index_.empty()) index_.insert(LocateEntry(name), added);
+    value = values_.insert(value, {std::u16string(name), type, {}});
+  }
   value->type = type;
   value->own.assign(bytes.begin(), bytes.end());
   value->bytes = value->own;
@@ -178,6 +203,12 @@ void Key::AddValue(std::u16string_view name, platform::DWORD type, std::span<con
 bool Key::RemoveValue(std::u16string_view name) {
   const auto value = LocateValue(name);
   if (value == values_.end()) return false;
+  if (!index_.empty()) {
+    const auto entry = LocateEntry(name);
+    const std::uint32_t removed = *entry;
+    index_.erase(entry);
+    for (std::uint32_t& later : index_) later -= later > removed ? 1U : 0U;
+  }
   values_.erase(value);
   NotifyWatches(kValueChange);
   return true;

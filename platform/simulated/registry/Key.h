@@ -112,6 +112,8 @@ class Key : public std::enable_shared_from_this<Key> {
     ValueView View() const { return {name, type, bytes}; }
   };
   using Values = std::vector<Value>;
+  /** Indexes of values in the order of their names. */
+  using Index = std::vector<std::uint32_t>;
   struct Shared;
 
   void Fill();
@@ -120,6 +122,8 @@ class Key : public std::enable_shared_from_this<Key> {
   void NotifyWatches(platform::DWORD kind);
   std::size_t PositionOf(std::u16string_view name, bool& found);
   Values::iterator LocateValue(std::u16string_view name);
+  /** The first entry whose value is not before `name`. Completes the index if the key has many values. */
+  Index::iterator LocateEntry(std::u16string_view name);
   void MarkDeleted();
 
   std::u16string name_;
@@ -134,6 +138,8 @@ class Key : public std::enable_shared_from_this<Key> {
   /** Behind the subkey that was found last, where a caller that follows a listing looks next. */
   std::size_t nextPosition_ = 0;
   Values values_;
+  /** Has all values, or none: a key with few values needs no index. */
+  Index index_;
 };
 
 }  // namespace simulated
