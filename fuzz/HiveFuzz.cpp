@@ -58,7 +58,7 @@ void Read(HiveReader& reader, HiveReader::Cell key, int level, Contents& content
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Contents contents;
   try {
-    HiveReader reader({data, size});
+    HiveReader reader({data, size}, size);
     reader.NewestTime();
     Read(reader, reader.Root(), 0, contents);
     fuzz::Outcome() = std::to_string(contents.keys) + " keys, " + std::to_string(contents.values) + " values";

@@ -26,7 +26,7 @@ HiveBytes TakeFile(HiveBytes& input) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   HiveBytes input(data, size);
   const HiveBytes primary = TakeFile(input), first = TakeFile(input), second = TakeFile(input);
-  const simulated::HiveRecovery recovery = simulated::RecoverHive(primary, {first, second});
+  const simulated::HiveRecovery recovery = simulated::RecoverHive(primary, {first, second}, u"ntuser.dat");
   fuzz::Expect(recovery.isDirty || recovery.image.empty(), "a clean hive stays as it is");
   fuzz::Expect(recovery.image.size() <= size + 2 * simulated::HiveHeader::kBytes, "a hive grows by its logs");
   fuzz::Expect(recovery.image.empty() || simulated::HasHiveHeader(recovery.image), "its header is whole");
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!recovery.loss.empty()) fuzz::Outcome() += ", " + recovery.loss;
   if (recovery.image.empty()) return 0;
   try {
-    simulated::HiveReader(recovery.image).NewestTime();
+    simulated::HiveReader(recovery.image, recovery.image.size()).NewestTime();
   } catch (const simulated::HiveDamage& damage) {
     fuzz::Outcome() += std::string("; ") + damage.what();
   }

@@ -3,6 +3,7 @@
 import importlib.machinery
 import importlib.util
 import json
+import os
 import pathlib
 import subprocess
 import sys
@@ -78,6 +79,42 @@ class VolumeTest(VolumeTestCase):
                 self.assertEqual(self.names(done), ["Everybody's", "Pavel's"])
             self.assertEqual(contents(volume), before)
 
+    def test_damage_is_noted_in_answers_and_captures(self):
+        volume = self.volume("Anna")
+        self.hive(volume, "Anna").write_bytes(b"no hive")
+        expected = ["Users/Anna/NTUSER.DAT: the hive is damaged: it does not begin as a hive does; "
+                    "restore it from a backup; it is left out"]
+        for command in ("facts", "explain"):
+            done = self.run_host("--machine", volume, command, "--json")
+            self.assertEqual((done.returncode, json.loads(done.stdout)["volume"]["damage"]), (1, expected))
+        capture = self.folder / "capture"
+        self.assertEqual(self.run_host("--machine", volume, "capture", capture).returncode, 1)
+        described = json.loads((capture / "machine.json").read_text(encoding="utf-8"))
+        self.assertEqual(described["capture"]["notes"], expected)
+        done = self.run_host("--machine", capture, "list")
+        self.assertIn(f"captured machine: {expected[0]}\n", done.stderr.decode())
+
+    def test_damage_in_a_folder_whose_name_is_no_utf8_is_noted(self):
+        volume = self.volume()
+        folder = os.path.join(os.fsencode(volume), b"Users", b"\xff")
+        os.makedirs(folder)
+        with open(os.path.join(folder, b"NTUSER.DAT"), "wb") as hive:
+            hive.write(b"no hive")
+        done = self.run_host("--machine", volume, "facts", "--json")
+        (line,) = json.loads(done.stdout)["volume"]["damage"]
+        self.assertIn("Users/\ufffd/NTUSER.DAT: the hive is damaged", line)
+
+    def test_damage_of_a_key_is_noted_when_it_is_read(self):
+        volume = self.volume("Anna")
+        hive = self.hive(volume, "Anna")
+        hive.write_bytes(hive.read_bytes().replace(b"Own", b"O\0n"))
+        whole = hive.read_bytes()
+        at = whole.index(b"O\0n") - 76
+        hive.write_bytes(whole[:at] + b"xx" + whole[at + 2:])
+        done = self.run_host("--machine", volume, "explain", "--json")
+        (line,) = json.loads(done.stdout)["volume"]["damage"]
+        self.assertRegex(line, r"\AUsers/Anna/NTUSER.DAT: HKEY_USERS.*: a key cannot be read at byte \d+; left out\Z")
+
     def test_difference_to_a_damaged_volume_tells_by_its_status(self):
         volume = self.volume("Anna")
         saved = self.folder / "saved.json"
@@ -127,7 +164,48 @@ class VolumeTest(VolumeTestCase):
         volumes.make_hive(self.software, SOFTWARE, keys)
         done = self.run_host("--machine", volume, "facts", "--json")
         self.assertEqual(json.loads(done.stdout)["volume"],
-                         {"windows": "Windows 11 Pro 23H2 (build 22631)", "bits": 64, "recovered": []})
+                         {"windows": "Windows 11 Pro 23H2 (build 22631)", "bits": 64, "recovered": [], "damage": []})
+
+    def test_facts_name_a_windows_of_32_bits(self):
+        volume = self.volume("Anna")
+        keys = volumes.SYSTEM_KEYS + key(f"{volumes.SYSTEM}\\ControlSet001\\Control\\Session Manager\\Environment",
+                                         {"PROCESSOR_ARCHITECTURE": "x86"})
+        volumes.make_hive(self.software.with_name("SYSTEM"), volumes.SYSTEM, keys)
+        done = self.run_host("--machine", volume, "facts", "--json")
+        self.assertEqual(json.loads(done.stdout)["volume"]["bits"], 32)
+
+    def test_entries_of_the_default_hive_count_twice(self):
+        # HKEY_USERS\.DEFAULT and HKEY_USERS\S-1-5-18 are one hive, and a running Windows lists both.
+        volume = self.volume()
+        volumes.make_hive(self.software.with_name("DEFAULT"), "HKEY_USERS\\User",
+                          app("Services'", f"HKEY_USERS\\User\\{UNINSTALL}\\Own"))
+        done = self.run_host("--machine", volume, "list", "--json")
+        self.assertEqual(self.names(done), ["Everybody's", "Services'", "Services'"])
+
+    def test_values_of_every_hive_expand_with_the_variables_of_the_current_user(self):
+        volume = self.volume("Anna", "Pavel")
+        texts = {"Windows": "%windir%", "Programs": "%ProgramW6432%", "Public": "%PUBLIC%", "User": "%USERNAME%"}
+
+        def apps(root, names):
+            return "".join(key(f"{root}\\{name}", {"UninstallString": "x"}) + expandable(texts[name]) for name in names)
+
+        def expandable(text):
+            data = ",".join(f"{byte:02x}" for byte in (text + "\0").encode("utf-16-le"))
+            return f'"DisplayName"=hex(2):{data}\n'
+
+        keys = key(f"{SOFTWARE}\\Classes\\Installer\\Products", {})
+        keys += key(f"{SOFTWARE}\\Microsoft\\Windows\\CurrentVersion", {"ProgramFilesDir": "P:\\Programs"})
+        keys += key(f"{SOFTWARE}\\Microsoft\\Windows NT\\CurrentVersion", {"SystemRoot": "C:\\Windows"})
+        keys += key(volumes.PROFILE_LIST[:-1], {"Public": "P:\\Public"})
+        for number, user in enumerate(["Anna", "Pavel"]):
+            keys += key(f"{volumes.PROFILE_LIST}{SID}{number}", {"ProfileImagePath": f"C:\\Users\\{user}"})
+        keys += apps(f"{SOFTWARE}\\{BELOW_SOFTWARE}", ["Windows", "Programs"])
+        volumes.make_hive(self.software, SOFTWARE, keys)
+        volumes.make_hive(self.hive(volume, "Anna"), "HKEY_USERS\\User", key("HKEY_USERS\\User\\Empty", {}))
+        volumes.make_hive(self.hive(volume, "Pavel"), "HKEY_USERS\\User",
+                          apps(f"HKEY_USERS\\User\\{UNINSTALL}", ["Public", "User"]))
+        done = self.run_host("--machine", volume, "--user", "Anna", "list", "--json")
+        self.assertEqual(sorted(self.names(done)), ["Anna", "C:\\Windows", "P:\\Programs", "P:\\Public"])
 
     def test_facts_of_a_machine_directory_have_no_volume(self):
         self.assertNotIn("volume", json.loads(self.output("facts", "--json")))

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
@@ -57,6 +58,10 @@ class FolderTest : public MachineFolder {
       return error.what();
     }
   }
+  static void WriteSparse(const fs::path& file, std::string_view begin, std::uintmax_t bytes) {
+    std::ofstream(file, std::ios::binary) << begin;
+    fs::resize_file(file, bytes);
+  }
   int StepByStep(const char* path) const {
     const FileDescriptor file(OpenStepByStep(root->Descriptor(), path, O_RDONLY, 0));
     return file ? 0 : errno;
@@ -64,6 +69,32 @@ class FolderTest : public MachineFolder {
 
   std::optional<Folder> root;
 };
+
+TEST_F(FolderTest, SparseFileIsReadUpToSixteenTimesItsBytes) {
+  WriteSparse(folder / "sparse", std::string(4096, 'x'), std::uintmax_t{40} << 30);
+  const SparseFile file(folder / "sparse");
+  EXPECT_EQ(file.StoredBytes(), 4096U);
+  EXPECT_EQ(file.Span().size(), 16 * 4096U);
+  EXPECT_EQ(file.Span()[4095], 'x');
+  EXPECT_EQ(file.Span()[4096], 0);
+}
+
+TEST_F(FolderTest, FileWithoutHolesIsReadAsAWhole) {
+  const std::string bytes(100'000, 'x');
+  Write("whole", bytes);
+  const SparseFile file(folder / "whole");
+  EXPECT_EQ(file.StoredBytes(), bytes.size());
+  EXPECT_TRUE(std::ranges::equal(file.Span(), bytes));
+}
+
+// A mapped file would end the process.
+TEST_F(FolderTest, FileThatIsShortenedMeanwhileDoesNoHarm) {
+  const std::string bytes(100'000, 'x');
+  Write("whole", bytes);
+  const SparseFile file(folder / "whole");
+  fs::resize_file(folder / "whole", 0);
+  EXPECT_TRUE(std::ranges::equal(file.Span(), bytes));
+}
 
 TEST_F(FolderTest, PathThatLeavesIsOutside) {
   for (const char* path : {"leaves", "leaves/secret.txt", "absolute", "a/dangling", "..",

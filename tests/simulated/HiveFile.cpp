@@ -6,6 +6,7 @@
 #include <cstring>
 #include <fstream>
 #include <stdexcept>
+#include <vector>
 
 namespace simulated {
 namespace {
@@ -48,6 +49,47 @@ class Image {
  private:
   std::string bytes_;
 };
+
+std::string Numbered(char letter, std::size_t number) {
+  std::string name(9, '0');
+  name[0] = letter;
+  for (std::size_t i = name.size(); --i > 0; number /= 10) name[i] = static_cast<char>('0' + number % 10);
+  return name;
+}
+
+/** Adds a key without values. @return its contents */
+std::size_t AddKey(Image& image, const std::string& name, std::size_t parent) {
+  const std::size_t key = image.AddCell(76 + name.size());
+  image.Put(key, "nk\x20");
+  image.PutCell(key + 16, parent);
+  for (const std::size_t none : {28U, 32U, 40U, 44U, 48U}) image.Put(key + none, kNone);
+  image.Put(key + 72, static_cast<std::uint32_t>(name.size()));
+  image.Put(key + 76, name);
+  return key;
+}
+
+/** Adds a list that `add` fills with the cells of `count` items. @return its contents */
+template <typename Add>
+std::size_t AddList(Image& image, std::size_t count, std::size_t headBytes, const Add& add) {
+  std::vector<std::size_t> cells;
+  for (std::size_t i = 0; i < count; ++i) cells.push_back(add(i));
+  const std::size_t list = image.AddCell(headBytes + 4 * count);
+  for (std::size_t i = 0; i < count; ++i) image.PutCell(list + headBytes + 4 * i, cells[i]);
+  return list;
+}
+
+/** Ends the bin that begins at `bin` and goes to the end, and the hive. */
+void EndBin(Image& image, std::size_t bin) {
+  const std::size_t used = image.Bytes().size(), end = (used + kPageBytes) / kPageBytes * kPageBytes;
+  image.Resize(end);
+  image.Put(used, static_cast<std::uint32_t>(end - used));
+  image.Put(bin, "hbin");
+  image.Put(bin + 4, static_cast<std::uint32_t>(bin - kPageBytes));
+  image.Put(bin + 8, static_cast<std::uint32_t>(end - bin));
+  image.Put(40, static_cast<std::uint32_t>(end - kPageBytes));
+  image.Put(508, 0U);
+  image.Put(508, image.Sum());
+}
 
 /** A hive of one page after the header: an empty root key and its security descriptor. */
 std::string EmptyHive() {
@@ -140,16 +182,43 @@ void SetSegmentedData(const std::filesystem::path& hive, std::string_view name, 
   image.Put(head, "db");
   image.Put(head + 2, static_cast<std::uint32_t>(segments));
   image.PutCell(head + 4, list);
-  const std::size_t used = image.Bytes().size(), end = (used + kPageBytes) / kPageBytes * kPageBytes;
-  image.Resize(end);
-  image.Put(used, static_cast<std::uint32_t>(end - used));
-  image.Put(bin, "hbin");
-  image.Put(bin + 4, static_cast<std::uint32_t>(bin - kPageBytes));
-  image.Put(bin + 8, static_cast<std::uint32_t>(end - bin));
   image.Put(value + 4, static_cast<std::uint32_t>(data.size()));
   image.PutCell(value + 8, head);
-  image.Put(40, static_cast<std::uint32_t>(end - kPageBytes));
-  image.Put(508, image.Sum());
+  EndBin(image, bin);
+  std::ofstream(hive, std::ios::binary) << image.Bytes();
+}
+
+void WriteWideHive(const std::filesystem::path& hive, std::size_t keys, std::size_t values) {
+  constexpr std::size_t kMostInAList = 1000, kRoot = kPageBytes + 0x20 + 4;
+  Image image(EmptyHive());
+  const std::size_t bin = image.Bytes().size();
+  image.Resize(bin + 0x20);
+  const std::size_t subKeys = AddList(image, keys / kMostInAList, 4, [&](std::size_t part) {
+    const std::size_t list = AddList(image, kMostInAList, 4, [&](std::size_t i) {
+      return AddKey(image, Numbered('K', part * kMostInAList + i), kRoot);
+    });
+    image.Put(list, "li");
+    image.Put(list + 2, std::string{static_cast<char>(kMostInAList), static_cast<char>(kMostInAList >> 8)});
+    return list;
+  });
+  const std::size_t lists = keys / kMostInAList;
+  image.Put(subKeys, "ri" + std::string{static_cast<char>(lists), static_cast<char>(lists >> 8)});
+  const std::size_t valueList = AddList(image, values, 0, [&](std::size_t i) {
+    const std::string name = Numbered('V', i);
+    const std::size_t value = image.AddCell(20 + name.size());
+    image.Put(value, "vk");
+    image.Put(value + 2, std::string{static_cast<char>(name.size())});
+    image.Put(value + 4, 0x80000004U);
+    image.Put(value + 12, 4U);
+    image.Put(value + 16, "\1");
+    image.Put(value + 20, name);
+    return value;
+  });
+  image.Put(kRoot + 20, static_cast<std::uint32_t>(keys));
+  image.PutCell(kRoot + 28, subKeys);
+  image.Put(kRoot + 36, static_cast<std::uint32_t>(values));
+  image.PutCell(kRoot + 40, valueList);
+  EndBin(image, bin);
   std::ofstream(hive, std::ios::binary) << image.Bytes();
 }
 

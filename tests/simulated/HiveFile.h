@@ -38,6 +38,9 @@ class HiveFile {
  */
 void SetSegmentedData(const std::filesystem::path& hive, std::string_view name, std::string_view data);
 
+/** Replaces the hive by one with many empty keys, K00000000 and so on, and many values, in its root. */
+void WriteWideHive(const std::filesystem::path& hive, std::size_t keys, std::size_t values);
+
 /** Path of the volume's hive for HKEY_LOCAL_MACHINE\SOFTWARE. */
 inline constexpr const char* kSoftware = "Windows/System32/config/SOFTWARE";
 

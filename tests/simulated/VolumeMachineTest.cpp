@@ -105,6 +105,51 @@ TEST_F(VolumeMachineTest, UserIsChosenByNameOrSid) {
   EXPECT_THROW(OpenAs("nobody"), MachineError);
 }
 
+// A folder may have the name of another user's SID, or of a hive of the system.
+TEST_F(VolumeMachineTest, FolderWithTheNameOfAnotherHiveIsLeftOut) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\anna"}});
+  HiveFile(folder / "Windows/System32/config/DEFAULT").SetText("Key", "value", "services");
+  WriteUser("Users/anna", "anna");
+  for (const char* const name : {"s-1-5-21-1-1001", ".Default", "S-1-5-18"})
+    WriteUser("Users/" + std::string(name), "other");
+  const auto machine = Open();
+  EXPECT_EQ(OwnerOf(*machine, u"HKEY_USERS\\S-1-5-21-1-1001"), u"anna\0"sv);
+  EXPECT_EQ(OwnerOf(*machine, u"HKEY_USERS\\.DEFAULT"), u"services\0"sv);
+  EXPECT_EQ(OwnerOf(*machine, u"HKEY_USERS\\S-1-5-18"), u"services\0"sv);
+  EXPECT_THAT(damages, ElementsAre(HasSubstr(".Default is another hive; it is left out"),
+                                   HasSubstr("S-1-5-18 is another hive; it is left out"),
+                                   HasSubstr("s-1-5-21-1-1001 is another hive; it is left out")));
+}
+
+TEST_F(VolumeMachineTest, FolderWhoseNameIsNoKeysIsLeftOut) {
+  WriteMachine();
+  WriteUser("Users/a\\b", "other");
+  EXPECT_THAT(Hives(*Open()), IsEmpty());
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("a\\b cannot be a key; it is left out")));
+}
+
+TEST_F(VolumeMachineTest, SidsOfTheListAreComparedWithoutCase) {
+  WriteMachine({{"s-1-5-21-1-1001.BAK", "C:\\Users\\anna"}, {"S-1-5-21-1-1001", "C:\\Users\\TEMP"}});
+  WriteUser("Users/anna", "anna");
+  EXPECT_EQ(OwnerOf(*Open(), u"HKEY_CURRENT_USER"), u"anna\0"sv);
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+TEST_F(VolumeMachineTest, ProfileWhoseStateIsTemporaryGivesWayToTheKeptOne) {
+  WriteMachine({{"S-1-5-21-1-1001.bak", "C:\\Users\\anna"}, {"S-1-5-21-1-1001", "C:\\Users\\other"}});
+  WriteUser("Users/anna", "anna");
+  WriteUser("Users/other", "temporary");
+  EXPECT_EQ(OwnerOf(*Open(), u"HKEY_USERS\\S-1-5-21-1-1001"), u"temporary\0"sv);
+  {
+    HiveFile software(folder / kSoftware);
+    const std::string list = kWindowsNt + "\\ProfileList\\S-1-5-21-1-1001";
+    software.SetText(list + ".bak", "ProfileImagePath", "C:\\Users\\anna");
+    software.SetText(list, "ProfileImagePath", "C:\\Users\\other");
+    software.SetBytes(list, "State", "\0\x08\0\0"sv, 4);
+  }
+  EXPECT_EQ(OwnerOf(*Open(), u"HKEY_USERS\\S-1-5-21-1-1001"), u"anna\0"sv);
+}
+
 TEST_F(VolumeMachineTest, UserOfAMachineDirectoryIsNotChosen) {
   WriteRegistry("a.reg", "");
   EXPECT_THROW(OpenAs("anna"), MachineError);
@@ -129,6 +174,84 @@ TEST_F(VolumeMachineTest, EnvironmentIsTheVolumes) {
   EXPECT_EQ(machine->environment.Find(u"PUBLIC"), u"C:\\Everybody");
   EXPECT_EQ(machine->environment.Find(u"USERNAME"), u"anna");
   EXPECT_EQ(machine->environment.Find(u"Mine"), u"C:\\Users\\anna\\x");
+}
+
+TEST_F(VolumeMachineTest, SharedFoldersAreThoseOfSoftware) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\anna"}},
+               {{kEnvironment, {"Path", "%SystemRoot%\\system32"}}});
+  {
+    HiveFile software(folder / kSoftware);
+    software.SetText(kWindowsNt, "SystemRoot", "C:\\Windows");
+    software.SetText(kCurrentVersion, "CommonFilesDir", "C:\\Programme\\Common");
+    software.SetText(kCurrentVersion, "CommonFilesDir (x86)", "C:\\Programme (x86)\\Common");
+    const std::string list = kWindowsNt + "\\ProfileList";
+    software.SetBytes(list, "ProgramData", Wide("%SystemDrive%\\Data"), kExpandable);
+    software.SetText(list + "\\S-1-5-21-1-1001", "ProfileImagePath", "C:\\Users\\anna");
+  }
+  HiveFile(folder / "Users/anna/NTUSER.DAT")
+      .SetBytes("Environment", "Path", Wide("%USERPROFILE%\\bin"), kExpandable);
+  const auto machine = Open();
+  EXPECT_EQ(machine->environment.Find(u"CommonProgramFiles"), u"C:\\Programme\\Common");
+  EXPECT_EQ(machine->environment.Find(u"CommonProgramFiles(x86)"), u"C:\\Programme (x86)\\Common");
+  EXPECT_EQ(machine->environment.Find(u"CommonProgramW6432"), u"C:\\Programme\\Common");
+  EXPECT_EQ(machine->environment.Find(u"ProgramData"), u"C:\\Data");
+  EXPECT_EQ(machine->environment.Find(u"ALLUSERSPROFILE"), u"C:\\Data");
+  EXPECT_EQ(machine->environment.Find(u"Path"), u"C:\\Windows\\system32;C:\\Users\\anna\\bin");
+}
+
+TEST_F(VolumeMachineTest, AllUsersOfWindowsXpAreBelowTheFolderOfProfiles) {
+  WriteMachine();
+  {
+    HiveFile software(folder / kSoftware);
+    const std::string list = kWindowsNt + "\\ProfileList";
+    software.SetBytes(list, "ProfilesDirectory", Wide("%SystemDrive%\\Documents and Settings"), kExpandable);
+    software.SetText(list, "AllUsersProfile", "All Users");
+  }
+  EXPECT_EQ(Open()->environment.Find(u"ALLUSERSPROFILE"), u"C:\\Documents and Settings\\All Users");
+}
+
+TEST_F(VolumeMachineTest, VariableLongerThanWindowsAllowsIsLeftOut) {
+  const std::string longest(32767, 'x'), longer(32768, 'x');
+  WriteMachine({}, {{kEnvironment, {"Longer", longer}}});
+  EXPECT_EQ(Open()->environment.Find(u"Longer"), std::nullopt);
+  EXPECT_THAT(damages, ElementsAre(AllOf(HasSubstr(folder.string() + ": the environment variable Longer"),
+                                         HasSubstr("longer than Windows allows"))));
+  WriteMachine({}, {{kEnvironment, {"Longest", longest}}});
+  EXPECT_EQ(Open()->environment.Find(u"Longest")->size(), longest.size());
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+TEST_F(VolumeMachineTest, VariablesThatDoubleEachOtherEndAtTheLimit) {
+  WriteMachine();
+  {
+    HiveFile system(folder / kSystem);
+    system.SetBytes("Select", "Current", "\1\0\0\0"sv, 4);
+    system.SetText(kEnvironment, "V0", std::string(64, 'x'));
+    for (int i = 1; i < 10; ++i) {
+      const std::string above = "%V" + std::to_string(i - 1) + "%";
+      system.SetBytes(kEnvironment, "V" + std::to_string(i), Wide(above + above), kExpandable);
+    }
+  }
+  const auto machine = Open();
+  EXPECT_EQ(machine->environment.Find(u"V8")->size(), 64U << 8);
+  EXPECT_EQ(machine->environment.Find(u"V9"), std::nullopt);
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("the environment variable V9")));
+}
+
+TEST_F(VolumeMachineTest, ManyLongVariablesEndAtAMebibyteInAll) {
+  WriteMachine();
+  {
+    HiveFile system(folder / kSystem);
+    system.SetBytes("Select", "Current", "\1\0\0\0"sv, 4);
+    system.SetText(kEnvironment, "Long", std::string(30000, 'x'));
+    for (int i = 0; i < 50; ++i)
+      system.SetBytes(kEnvironment, "V" + std::to_string(i), Wide("%Long%"), kExpandable);
+  }
+  const auto machine = Open();
+  std::size_t characters = 0;
+  for (const auto& [name, value] : machine->environment.All()) characters += name.size() + value.size();
+  EXPECT_LT(characters, (1U << 20) + 1000U);
+  EXPECT_THAT(damages, ElementsAre(HasSubstr(" others: longer than Windows allows")));
 }
 
 TEST_F(VolumeMachineTest, VolumeIsTheDriveThatItsWindowsNames) {

@@ -3,7 +3,10 @@
 
 #include <sys/stat.h>
 
+#include <numeric>
+
 #include "HiveFile.h"
+#include "HiveLogs.h"
 #include "MachineFolder.h"
 #include "simulated/machine/KeptChanges.h"
 
@@ -19,6 +22,7 @@ using testing::StartsWith;
 
 namespace fs = std::filesystem;
 
+constexpr std::size_t kPageBytes = 4096, kSectorBytes = 512;
 constexpr const char* kSystem = "Windows/System32/config/SYSTEM";
 constexpr std::u16string_view kThere = u"there\0"sv;
 const std::string kProfiles = "Microsoft\\Windows NT\\CurrentVersion\\ProfileList\\";
@@ -203,6 +207,47 @@ TEST_F(VolumeTest, ValueOfAMebibyte) {
   std::u16string expected(1 << 19, u'\x7878');
   expected.back() = u'\x7979';
   EXPECT_EQ(Value(*Open(), u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key"), expected);
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+TEST_F(VolumeTest, LogWithoutANumberIsApplied) {
+  // Windows 7 and earlier write NTUSER.DAT.LOG or, with two logs, NTUSER.DAT.LOG1.
+  for (const char* const end : {".LOG", ".log1"}) {
+    fs::remove_all(folder);
+    WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\Anna"}});
+    const std::string path = "Users/Anna/NTUSER.DAT";
+    WriteHive(path);
+    const std::string after = Files().at(path);
+    HiveFile(folder / path).SetText("Key", "value", "other");
+    const std::string before = Files().at(path);
+    ASSERT_EQ(before.size(), after.size());
+    HeaderFields fields;
+    fields.first = 6;
+    fields.second = 5;
+    fields.binsBytes = static_cast<std::uint32_t>(before.size() - kPageBytes);
+    Write(path, MakeHeader(fields) + before.substr(kSectorBytes));
+    fields.first = fields.second = 6;
+    fields.type = 1;
+    std::vector<std::size_t> sectors(after.size() / kSectorBytes - kPageBytes / kSectorBytes);
+    std::iota(sectors.begin(), sectors.end(), 0U);
+    Write(path + end, MakeSectorLog(fields, after.substr(kPageBytes), sectors));
+    EXPECT_EQ(Value(*Open(), u"HKEY_USERS\\S-1-5-21-1-1001\\Key"), kThere);
+    EXPECT_THAT(warnings, ElementsAre(HasSubstr("/NTUSER.DAT: recovered 1 log entry")));
+    EXPECT_THAT(damages, IsEmpty());
+  }
+}
+
+TEST_F(VolumeTest, ManyKeysAndValues) {
+  constexpr std::size_t kKeys = 70'000, kValues = 20'000;
+  WriteMachine();
+  WriteWideHive(folder / kSoftware, kKeys, kValues);
+  const auto machine = Open();
+  Key* const software = machine->registry.Find(u"HKEY_LOCAL_MACHINE\\SOFTWARE");
+  EXPECT_EQ(software->SubKeyCount(), kKeys);
+  EXPECT_EQ(software->ValueCount(), kValues);
+  EXPECT_NE(software->FindSubKey(u"K00069999"), nullptr);
+  ValueView value;
+  EXPECT_TRUE(software->FindValue(u"V00019999", value));
   EXPECT_THAT(damages, IsEmpty());
 }
 

@@ -26,19 +26,26 @@ inline constexpr std::uint64_t kLargestFileBytes = std::uint64_t{1} << 30;
  */
 FileBytes ReadWholeFile(const Folder& folder, const std::filesystem::path& below);
 
-/** A file mapped into memory. REQUIRES: nobody shortens the file meanwhile. */
-class MappedFile {
+/**
+ * A file of any size in memory. The holes of a sparse file take no memory and read as zeros. A file that has
+ * less than a sixteenth of its size on the disk is cut off at 16 times that: no real file is so empty.
+ * The file is not mapped, because an error of the disk would then end the process.
+ */
+class SparseFile {
  public:
-  /** @throws MachineError as ReadWholeFile does */
-  explicit MappedFile(const std::filesystem::path& file);
-  ~MappedFile();
-  MappedFile(const MappedFile&) = delete;
-  MappedFile& operator=(const MappedFile&) = delete;
-  std::span<const std::uint8_t> Span() const { return {static_cast<const std::uint8_t*>(begin_), size_}; }
+  /** @throws MachineError as ReadWholeFile does, but not for a large file */
+  explicit SparseFile(const std::filesystem::path& file);
+  ~SparseFile();
+  SparseFile(const SparseFile&) = delete;
+  SparseFile& operator=(const SparseFile&) = delete;
+  std::span<const std::uint8_t> Span() const { return {begin_, size_}; }
+  /** The bytes that are no hole. */
+  std::size_t StoredBytes() const { return storedBytes_; }
 
  private:
-  void* begin_ = nullptr;
+  std::uint8_t* begin_ = nullptr;
   std::size_t size_ = 0;
+  std::size_t storedBytes_ = 0;
 };
 
 }  // namespace simulated

@@ -23,6 +23,9 @@ struct VolumeFacts {
   std::u16string windows;
   bool is32Bit = false;
   std::vector<HiveFacts> hives;
+  /** What the answers may lack, one line each, with the file's path on the volume. Grows while keys are read.
+   */
+  std::vector<std::string> damage;
 };
 
 }  // namespace simulated

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <ctime>
+#include <new>
 #include <set>
 
 #include "simulated/base/FolderEntry.h"
@@ -16,26 +17,20 @@ namespace {
 namespace fs = std::filesystem;
 
 /** Opens the logs of the file. Skips a log that is a link or cannot be read. */
-std::vector<std::unique_ptr<MappedFile>> OpenLogs(const fs::path& file) {
-  std::vector<std::unique_ptr<MappedFile>> logs;
+std::vector<std::unique_ptr<SparseFile>> OpenLogs(const fs::path& file) {
+  std::vector<std::unique_ptr<SparseFile>> logs;
   for (const char* const end : {".LOG1", ".LOG2", ".LOG"}) {
     const auto log = FindEntry(file.parent_path(), FromUtf8(file.filename().string() + end));
     std::error_code ignored;
     if (!log || fs::is_symlink(*log, ignored)) continue;
     try {
-      logs.push_back(std::make_unique<MappedFile>(*log));
+      logs.push_back(std::make_unique<SparseFile>(*log));
     } catch (const MachineError&) {
       continue;
     }
   }
   return logs;
 }
-
-struct NameLess {
-  bool operator()(std::u16string_view left, std::u16string_view right) const {
-    return CompareNames(left, right) < 0;
-  }
-};
 
 std::string PathOf(const Key& key) {
   std::u16string path = key.Name();
@@ -83,22 +78,25 @@ void Hive::Recover() {
   std::vector<HiveBytes> bytes;
   const auto logs = OpenLogs(file_);
   for (const auto& log : logs) bytes.push_back(log->Span());
-  HiveRecovery recovery = RecoverHive(mapped_.Span(), bytes);
+  HiveRecovery recovery = RecoverHive(primary_.Span(), bytes, FromUtf8(file_.filename().string()));
   image_ = std::move(recovery.image);
+  if (!image_.empty())
+    for (const auto& log : logs) storedBytes_ += log->StoredBytes();
   recoveredEntries_ = recovery.entries;
   loss_ = std::move(recovery.loss);
 }
 
 void Hive::Read() {
-  const HiveBytes bytes = image_.empty() ? mapped_.Span() : HiveBytes(image_);
+  const HiveBytes bytes = image_.empty() ? primary_.Span() : HiveBytes(image_);
   try {
-    reader_ = std::make_unique<HiveReader>(bytes);
+    reader_ = std::make_unique<HiveReader>(bytes, storedBytes_);
     if (!HasHiveHeader(bytes))
       throw HiveDamage("its header's checksum is wrong, and no log replaces the header");
   } catch (const HiveDamage& damage) {
-    if (!image_.empty() && HasHiveHeader(mapped_.Span())) {
+    if (!image_.empty() && HasHiveHeader(primary_.Span())) {
       // The logs are another hive's after all, or are forged. The hive is read without them.
       image_.clear();
+      storedBytes_ = primary_.StoredBytes();
       recoveredEntries_ = 0;
       loss_ = "its logs do not fit it";
       return Read();
@@ -108,16 +106,19 @@ void Hive::Read() {
   }
 }
 
-std::optional<Hive::Node> Hive::Child(Node node, std::u16string_view name) {
-  for (const Node subKey : reader_->SubKeysOf(node).cells) {
-    try {
-      if (SameName(reader_->NameOf(subKey), name)) return subKey;
-    } catch (const HiveDamage&) {
-      // Reported when the key is filled.
-      continue;
+std::optional<Hive::Node> Hive::Child(const Key& key, Node node, std::u16string_view name) {
+  std::optional<Node> found;
+  ReadFor(key, [&] {
+    for (const Node subKey : reader_->SubKeysOf(node).cells) {
+      try {
+        if (!found && SameName(reader_->NameOf(subKey), name)) found = subKey;
+      } catch (const HiveDamage&) {
+        // Reported when the key is filled.
+        continue;
+      }
     }
-  }
-  return std::nullopt;
+  });
+  return found;
 }
 
 void Hive::FillLater(Key& key, Node node) {
@@ -126,15 +127,26 @@ void Hive::FillLater(Key& key, Node node) {
 }
 
 void Hive::Fill(Key& key, std::size_t place) {
-  if (isExhausted_) return;
   const auto node = static_cast<Node>(place);
-  try {
+  ReadFor(key, [&] {
     FillValues(key, node);
     FillSubKeys(key, node);
-  } catch (const HiveExhausted& exhausted) {
+  });
+}
+
+// Keys are read when a program first uses them, and the program expects no exception from the registry.
+void Hive::ReadFor(const Key& key, const std::function<void()>& read) {
+  if (isExhausted_) return;
+  const auto stop = [&](const char* why) {
     isExhausted_ = true;
-    if (damage_)
-      damage_(file_.string() + ": " + PathOf(key) + ": " + exhausted.what() + "; the rest is left out");
+    if (damage_) damage_(file_.string() + ": " + PathOf(key) + ": " + why + "; the rest is left out");
+  };
+  try {
+    read();
+  } catch (const HiveExhausted& exhausted) {
+    stop(exhausted.what());
+  } catch (const std::bad_alloc&) {
+    stop("it needs more memory than is free");
   }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -31,7 +32,8 @@ class Hive : public KeySource {
                                     const LoadObserver& observer);
 
   Node Root() const { return reader_->Root(); }
-  std::optional<Node> Child(Node node, std::u16string_view name);
+  /** @param key  the key that is filled from `node`, for reports @return nothing if there is none */
+  std::optional<Node> Child(const Key& key, Node node, std::u16string_view name);
   std::uint64_t TimeOf(Node node) { return reader_->TimeOf(node); }
   /** Fills the key from that node when the key is first used. */
   void FillLater(Key& key, Node node);
@@ -48,11 +50,13 @@ class Hive : public KeySource {
 
  private:
   Hive(const std::filesystem::path& file, const LoadObserver& observer)
-      : file_(file), mapped_(file), damage_(observer.damage) {}
+      : file_(file), primary_(file), storedBytes_(primary_.StoredBytes()), damage_(observer.damage) {}
 
   void Recover();
   void Read();
   void Report(const LoadObserver& observer) const;
+  /** Calls `read`. If limit or memory are exhausted, reports it at the key. Later calls then do nothing. */
+  void ReadFor(const Key& key, const std::function<void()>& read);
   void FillValues(Key& key, Node node);
   void FillSubKeys(Key& key, Node node);
   void AddSubKey(Key& key, const std::u16string& name, Node node);
@@ -60,7 +64,9 @@ class Hive : public KeySource {
   void ReportLeftOut(const Key& key, const std::u16string& name, const char* why);
 
   const std::filesystem::path file_;
-  const MappedFile mapped_;
+  const SparseFile primary_;
+  /** Bytes of the files that were read, without the holes of sparse files. */
+  std::size_t storedBytes_;
   /** The recovered file; empty if the file itself is read. */
   std::vector<std::uint8_t> image_;
   std::unique_ptr<HiveReader> reader_;

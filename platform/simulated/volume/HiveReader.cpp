@@ -16,15 +16,13 @@ constexpr int kDeepestList = 2;
 constexpr std::size_t kMostReadPerByte = 16;
 /** Approximate memory of a key, and of a value, in the registry, without name and data. */
 constexpr std::size_t kKeyBytes = 320, kValueBytes = 96;
+/** A damage takes about the time of reading this much. */
+constexpr std::size_t kDamageBytes = 1024;
 constexpr const char* kNoKey = "a key cannot be read";
 constexpr const char* kNoKeyList = "a list of keys cannot be read";
 constexpr const char* kNoValue = "a value cannot be read";
 constexpr const char* kNoValueList = "a list of values cannot be read";
 constexpr const char* kNoData = "a value's data cannot be read";
-
-std::string At(const char* what, std::size_t offset) {
-  return std::string(what) + " at byte " + std::to_string(HiveHeader::kBytes + offset);
-}
 
 template <typename Record>
 std::u16string NameIn(HiveBytes record) {
@@ -44,7 +42,7 @@ bool HoldsName(HiveBytes record) {
 
 }  // namespace
 
-HiveReader::HiveReader(HiveBytes file) : file_(file), leftToSpend_(kMostReadPerByte * file.size()) {
+HiveReader::HiveReader(HiveBytes file, std::size_t storedBytes) : file_(file) {
   if (file.empty()) throw HiveDamage("it is empty");
   if (file.size() < 4 || Read32(file, 0) != Kind("regf"))
     throw HiveDamage("it does not begin as a hive does");
@@ -52,6 +50,7 @@ HiveReader::HiveReader(HiveBytes file) : file_(file), leftToSpend_(kMostReadPerB
   if (binsBytes == 0 || file.size() - HiveHeader::kBytes < binsBytes)
     throw HiveDamage("it is cut off after " + std::to_string(file.size()) + " bytes");
   bins_ = file.subspan(HiveHeader::kBytes, binsBytes);
+  leftToSpend_ = kMostReadPerByte * std::min(storedBytes, binsBytes);
   KeyAt(Root());
 }
 
@@ -63,47 +62,51 @@ void HiveReader::Spend(std::size_t bytes) {
   leftToSpend_ -= bytes;
 }
 
-HiveBytes HiveReader::BytesOf(Cell cell, std::size_t leastBytes, const char* what) const {
-  if (cell % 8 != 0 || cell >= bins_.size() || bins_.size() - cell < kCellHeaderBytes)
-    throw HiveDamage(At(what, cell));
+void HiveReader::Fail(const char* what, Cell cell) {
+  Spend(kDamageBytes);
+  throw HiveDamage(std::string(what) + " at byte " + std::to_string(std::size_t{HiveHeader::kBytes} + cell));
+}
+
+HiveBytes HiveReader::BytesOf(Cell cell, std::size_t leastBytes, const char* what) {
+  if (cell % 8 != 0 || cell >= bins_.size() || bins_.size() - cell < kCellHeaderBytes) Fail(what, cell);
   // The size is negative if the cell is in use.
   const std::uint32_t stored = Read32(bins_, cell), size = 0U - stored;
   if ((stored & 0x80000000) == 0 || size > bins_.size() - cell || size < kCellHeaderBytes + leastBytes)
-    throw HiveDamage(At(what, cell));
+    Fail(what, cell);
   return bins_.subspan(cell + kCellHeaderBytes, size - kCellHeaderBytes);
 }
 
-HiveBytes HiveReader::KeyAt(Cell key) const {
+HiveBytes HiveReader::KeyAt(Cell key) {
   const HiveBytes record = BytesOf(key, KeyRecord::kName, kNoKey);
-  if (Read16(record, 0) != Kind("nk") || !HoldsName<KeyRecord>(record)) throw HiveDamage(At(kNoKey, key));
+  if (Read16(record, 0) != Kind("nk") || !HoldsName<KeyRecord>(record)) Fail(kNoKey, key);
   return record;
 }
 
-HiveBytes HiveReader::ValueAt(Cell value) const {
+HiveBytes HiveReader::ValueAt(Cell value) {
   const HiveBytes record = BytesOf(value, ValueRecord::kName, kNoValue);
-  if (Read16(record, 0) != Kind("vk") || !HoldsName<ValueRecord>(record))
-    throw HiveDamage(At(kNoValue, value));
+  if (Read16(record, 0) != Kind("vk") || !HoldsName<ValueRecord>(record)) Fail(kNoValue, value);
   return record;
 }
 
 std::u16string HiveReader::NameOf(Cell key) {
-  std::u16string name = NameIn<KeyRecord>(KeyAt(key));
-  Spend(kKeyBytes + 2 * name.size());
-  return name;
+  const HiveBytes record = KeyAt(key);
+  Spend(kKeyBytes + 2 * std::size_t{Read16(record, KeyRecord::kNameBytes)});
+  return NameIn<KeyRecord>(record);
 }
 
-bool HiveReader::HasOtherParent(Cell key, Cell parent) const {
+bool HiveReader::HasOtherParent(Cell key, Cell parent) {
   const Cell named = Read32(KeyAt(key), KeyRecord::kParent);
   return named != parent && named != 0;
 }
 
 std::u16string HiveReader::LikelyNameOf(Cell key) const {
-  constexpr std::size_t kLongestName = 255;
+  constexpr std::size_t kLongestNameBytes = 2 * 255;
   const std::size_t at = std::size_t{key} + kCellHeaderBytes;
   const HiveBytes record = bins_.subspan(std::min(at, bins_.size()));
-  const std::u16string name = HoldsName<KeyRecord>(record) ? NameIn<KeyRecord>(record) : u"";
-  const bool isLikely = !name.empty() && name.size() <= kLongestName &&
-                        std::ranges::all_of(name, [](char16_t unit) { return unit >= u' '; });
+  if (!HoldsName<KeyRecord>(record) || Read16(record, KeyRecord::kNameBytes) > kLongestNameBytes) return u"?";
+  const std::u16string name = NameIn<KeyRecord>(record);
+  const bool isLikely =
+      !name.empty() && std::ranges::all_of(name, [](char16_t unit) { return unit >= u' '; });
   return isLikely ? name : u"?";
 }
 
@@ -125,8 +128,7 @@ void HiveReader::AddSubKeys(Cell cell, int deepest, Cells& subKeys) try {
   const std::uint16_t kind = Read16(list, 0);
   const bool isListOfLists = kind == Kind("ri");
   const bool hasHashes = kind == Kind("lf") || kind == Kind("lh");
-  if ((!isListOfLists && !hasHashes && kind != Kind("li")) || deepest == 0)
-    throw HiveDamage(At(kNoKeyList, cell));
+  if ((!isListOfLists && !hasHashes && kind != Kind("li")) || deepest == 0) Fail(kNoKeyList, cell);
   const std::size_t step = hasHashes ? 8 : 4, room = (list.size() - 4) / step;
   const std::size_t count = std::min<std::size_t>(Read16(list, 2), room);
   Spend(step * count);
@@ -161,15 +163,16 @@ HiveReader::Cells HiveReader::ValuesOf(Cell key) try {
 
 HiveReader::Value HiveReader::ReadValue(Cell value) {
   const HiveBytes record = ValueAt(value);
+  Spend(kValueBytes + 2 * std::size_t{Read16(record, ValueRecord::kNameBytes)});
   Value read{NameIn<ValueRecord>(record), Read32(record, ValueRecord::kType), DataOf(value, record)};
-  Spend(kValueBytes + 2 * read.name.size() + read.data.size());
+  Spend(read.data.size());
   return read;
 }
 
 HiveBytes HiveReader::DataOf(Cell value, HiveBytes record) {
   const std::uint32_t stored = Read32(record, ValueRecord::kDataBytes), bytes = stored & ~kIsInline;
   if (stored != bytes) {
-    if (bytes > 4) throw HiveDamage(At(kNoValue, value));
+    if (bytes > 4) Fail(kNoValue, value);
     return record.subspan(ValueRecord::kData, bytes);
   }
   if (bytes == 0) return {};
@@ -180,8 +183,7 @@ HiveBytes HiveReader::DataOf(Cell value, HiveBytes record) {
 
 HiveBytes HiveReader::JoinSegments(Cell data, HiveBytes head, std::size_t bytes) {
   const std::size_t segments = (bytes + kSegmentBytes - 1) / kSegmentBytes;
-  if (head.size() < 8 || Read16(head, 0) != Kind("db") || Read16(head, 2) < segments)
-    throw HiveDamage(At(kNoData, data));
+  if (head.size() < 8 || Read16(head, 0) != Kind("db") || Read16(head, 2) < segments) Fail(kNoData, data);
   const auto known = joined_.find({data, bytes});
   if (known != joined_.end()) return known->second;
   Spend(bytes);

@@ -2,8 +2,8 @@
  * Reads a hive's keys and values from memory and checks each cell that it reads.
  *
  * If a cell is damaged, only the key or value that needs it is lost. No real hive shares cells between keys,
- * but a forged one may. So the reader counts all bytes that it reads and stops at 16 times the file's size,
- * which limits time and memory. Not thread-safe.
+ * but a forged one may. So the reader counts all bytes that it reads, and each damage that it finds, and
+ * stops at 16 times the size of the bins, which limits time and memory. Not thread-safe.
  */
 #pragma once
 
@@ -46,8 +46,12 @@ class HiveReader {
     HiveBytes data;
   };
 
-  /** @param file  whole; must outlive the reader @throws HiveDamage if header or root are damaged */
-  explicit HiveReader(HiveBytes file);
+  /**
+   * @param file         whole; must outlive the reader
+   * @param storedBytes  size of the file without the holes of a sparse file, which count as nothing
+   * @throws HiveDamage if header or root are damaged
+   */
+  HiveReader(HiveBytes file, std::size_t storedBytes);
 
   Cell Root() const { return Read32(file_, HiveHeader::kRoot); }
   Cells SubKeysOf(Cell key);
@@ -57,27 +61,29 @@ class HiveReader {
   /** For messages about a key that cannot be read: its name if the record seems to hold one, else "?". */
   std::u16string LikelyNameOf(Cell key) const;
   /** Last write time as a FILETIME. REQUIRES: NameOf has read the key, or it is the root. */
-  std::uint64_t TimeOf(Cell key) const { return Read64(KeyAt(key), KeyRecord::kTime); }
+  std::uint64_t TimeOf(Cell key) { return Read64(KeyAt(key), KeyRecord::kTime); }
   /** @throws HiveDamage if the value or its data cannot be read */
   Value ReadValue(Cell value);
 
   /** Whether the key's record names another parent than the key that lists it. False if it names none. */
-  bool HasOtherParent(Cell key, Cell parent) const;
+  bool HasOtherParent(Cell key, Cell parent);
   /** The latest last write time of a key, as a FILETIME. Reads the whole file. */
   std::uint64_t NewestTime() const;
 
  private:
   void Spend(std::size_t bytes);
-  HiveBytes BytesOf(Cell cell, std::size_t leastBytes, const char* what) const;
-  HiveBytes KeyAt(Cell key) const;
-  HiveBytes ValueAt(Cell value) const;
+  /** @throws HiveDamage, or HiveExhausted if there were too many */
+  [[noreturn]] void Fail(const char* what, Cell cell);
+  HiveBytes BytesOf(Cell cell, std::size_t leastBytes, const char* what);
+  HiveBytes KeyAt(Cell key);
+  HiveBytes ValueAt(Cell value);
   void AddSubKeys(Cell list, int deepest, Cells& subKeys);
   HiveBytes DataOf(Cell value, HiveBytes record);
   HiveBytes JoinSegments(Cell data, HiveBytes head, std::size_t bytes);
 
   const HiveBytes file_;
   HiveBytes bins_;
-  std::size_t leftToSpend_;
+  std::size_t leftToSpend_ = 0;
   /** Joined data that was stored in segments, by cell and size. Values with the same cell use it together. */
   std::map<std::pair<Cell, std::size_t>, std::vector<std::uint8_t>> joined_;
 };

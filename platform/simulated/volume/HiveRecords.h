@@ -23,6 +23,7 @@ struct HiveHeader {
   static constexpr std::size_t kFileNameBytes = 64;
   static constexpr std::size_t kIdentifier = 112;
   static constexpr std::size_t kIdentifierBytes = 16;
+  static constexpr std::size_t kSecondIdentifier = 128;
   static constexpr std::size_t kChecksum = 508;
   static constexpr std::size_t kSectorBytes = 512;
   /** The bins begin here. Offsets in a hive count from there. */

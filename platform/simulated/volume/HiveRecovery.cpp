@@ -70,24 +70,29 @@ std::optional<Entry> ReadEntry(HiveBytes log, std::size_t& hashedBytes) {
 
 /** A log of Windows 8.1 and later. */
 struct EntryLog {
-  HiveBytes header;
+  HiveBytes file;
   /** Sequence number of the first entry, from the log's header. */
   std::uint32_t first;
   /** The entries from the start of the log up to the first damaged one, or the first gap in the numbers. */
   std::vector<Entry> run;
+  /** Whether the run ends at a damaged entry, which would be the next one. */
+  bool isCut = false;
 
   /** The number of the entry that follows the run. */
   std::uint32_t Next() const { return first + static_cast<std::uint32_t>(run.size()); }
 };
 
 EntryLog ReadEntryLog(HiveBytes file) {
-  EntryLog log{file.first(kSector), Read32(file, HiveHeader::kFirstSequence), {}};
+  EntryLog log{file, Read32(file, HiveHeader::kFirstSequence), {}};
   std::size_t at = kSector, hashedBytes = 0;
   for (auto entry = ReadEntry(file.subspan(at), hashedBytes); entry && entry->sequence == log.Next();
        entry = ReadEntry(file.subspan(at), hashedBytes)) {
     log.run.push_back(*entry);
     at += entry->bytes.size();
   }
+  const HiveBytes rest = file.subspan(at);
+  log.isCut =
+      rest.size() >= kEntryHeaderBytes && Read32(rest, 0) == Kind("HvLE") && Read32(rest, 12) == log.Next();
   return log;
 }
 
@@ -126,31 +131,65 @@ HiveBytes IdentifierOf(HiveBytes header) {
   return header.subspan(HiveHeader::kIdentifier, HiveHeader::kIdentifierBytes);
 }
 
+bool IsNamed(HiveBytes identifier) {
+  return std::ranges::any_of(identifier, [](int byte) { return byte != 0; });
+}
+
+// The field holds only the end of a long path, so the first of the names may be cut at its start.
+bool AreSamePlace(std::u16string_view left, std::u16string_view right) {
+  return left.ends_with(right) || right.ends_with(left);
+}
+
 /** Whether two headers name different hives. An identifier or path that one of them lacks is not compared. */
 bool AreOfDifferentHives(HiveBytes left, HiveBytes right) {
-  const auto isNamed = [](HiveBytes id) {
-    return std::ranges::any_of(id, [](int byte) { return byte != 0; });
-  };
   const HiveBytes leftId = IdentifierOf(left), rightId = IdentifierOf(right);
-  if (isNamed(leftId) && isNamed(rightId) && !std::ranges::equal(leftId, rightId)) return true;
-  const std::u16string leftPlace = PlaceOf(left), rightPlace = PlaceOf(right);
-  // The field holds only the end of a long path, so the first of the names may be cut at its start.
-  return !leftPlace.ends_with(rightPlace) && !rightPlace.ends_with(leftPlace);
+  if (IsNamed(leftId) && IsNamed(rightId) && !std::ranges::equal(leftId, rightId)) return true;
+  return !AreSamePlace(PlaceOf(left), PlaceOf(right));
+}
+
+/** Whether the identifier of a header with a wrong checksum is one: Windows writes it twice, as a UUID. */
+bool LooksValid(HiveBytes identifier, HiveBytes second) {
+  const int version = identifier[7] >> 4, variant = identifier[8] >> 6;
+  return std::ranges::equal(identifier, second) && version >= 1 && version <= 5 && variant == 2;
+}
+
+/** Whether a log is of the hive in the file of that name, whose primary file has a broken header. */
+bool IsLogOfBroken(HiveBytes primary, HiveBytes log, std::u16string_view fileName) {
+  std::u16string name;
+  for (const char16_t unit : fileName) name += UpperCase(unit);
+  const std::u16string logPlace = PlaceOf(log);
+  if (primary.size() >= kSector && Read32(primary, 0) == Kind("regf")) {
+    const HiveBytes id = IdentifierOf(primary);
+    const bool hasId = LooksValid(id, primary.subspan(HiveHeader::kSecondIdentifier, id.size()));
+    if (hasId && IsNamed(IdentifierOf(log))) return std::ranges::equal(id, IdentifierOf(log));
+    const std::u16string place = PlaceOf(primary);
+    // Random bytes are hardly ever ASCII.
+    const bool hasPlace = place.ends_with(name) && std::ranges::all_of(place, [](char16_t unit) {
+                            return unit >= ' ' && unit < 0x7F;
+                          });
+    if (hasPlace) return AreSamePlace(place, logPlace);
+  }
+  return logPlace.empty() || logPlace.substr(logPlace.rfind(u'\\') + 1) == name;
 }
 
 class Recoverer {
  public:
-  Recoverer(HiveBytes primary, const std::vector<HiveBytes>& logs) : primary_(primary), allLogs_(logs) {
+  Recoverer(HiveBytes primary, const std::vector<HiveBytes>& logs, std::u16string_view fileName)
+      : primary_(primary), allLogs_(logs) {
     result_.isHeaderBroken = !HasHiveHeader(primary);
     result_.isDirty = result_.isHeaderBroken || Read32(primary, HiveHeader::kFirstSequence) !=
                                                     Read32(primary, HiveHeader::kSecondSequence);
     for (const HiveBytes log : logs) {
       if (!HasHiveHeader(log)) continue;
       if (Read32(log, HiveHeader::kFirstSequence) != Read32(log, HiveHeader::kSecondSequence)) continue;
-      if (!result_.isHeaderBroken && AreOfDifferentHives(primary, log)) continue;
+      if (result_.isHeaderBroken ? !IsLogOfBroken(primary, log, fileName) : AreOfDifferentHives(primary, log))
+        continue;
       logs_.push_back(log);
       logBytes_ += log.size();
     }
+    // Without the primary's header nothing says which of two different hives this is.
+    const auto isOther = [this](HiveBytes log) { return AreOfDifferentHives(logs_.front(), log); };
+    if (result_.isHeaderBroken && std::ranges::any_of(logs_, isOther)) logs_.clear();
   }
 
   HiveRecovery Run() {
@@ -175,13 +214,25 @@ class Recoverer {
     return hasMore ? "an entry or a header of its logs is damaged, and later entries are left out" : "";
   }
 
-  /** Copies the primary file. If its header is broken, takes the log's header instead. */
-  void Begin(HiveBytes logHeader) {
-    result_.image.assign(primary_.begin(), primary_.end());
-    result_.image.resize(std::max(result_.image.size(), HiveHeader::kBytes));
-    if (!result_.isHeaderBroken) return;
-    std::ranges::copy(logHeader, result_.image.begin());
-    Put32(result_.image, HiveHeader::kType, 0);
+  /** Copies header and bins of the primary file. If its header is broken, takes the log's header instead. */
+  void Begin(HiveBytes log) {
+    GrowTo(HiveHeader::kBytes);
+    if (result_.isHeaderBroken) {
+      std::ranges::copy(log.first(kSector), result_.image.begin());
+      Put32(result_.image, HiveHeader::kType, 0);
+    }
+    const std::size_t end = HiveHeader::kBytes + std::size_t{Read32(result_.image, HiveHeader::kBinsBytes)};
+    if (primary_.size() > HiveHeader::kBytes) GrowTo(std::min(primary_.size(), end));
+  }
+
+  /** Adds what the primary file has there, because Windows may have written bins that its header lacks. */
+  void GrowTo(std::size_t bytes) {
+    const std::size_t before = result_.image.size(), end = std::min(bytes, primary_.size());
+    if (bytes <= before) return;
+    result_.image.resize(bytes);
+    if (before < end)
+      std::ranges::copy(primary_.subspan(before, end - before),
+                        result_.image.begin() + static_cast<std::ptrdiff_t>(before));
   }
 
   /** A hive grows by at most the size of its logs. */
@@ -192,7 +243,7 @@ class Recoverer {
 
   void SetBinsBytes(std::size_t bytes) {
     Put32(result_.image, HiveHeader::kBinsBytes, static_cast<std::uint32_t>(bytes));
-    if (result_.image.size() < HiveHeader::kBytes + bytes) result_.image.resize(HiveHeader::kBytes + bytes);
+    GrowTo(HiveHeader::kBytes + bytes);
   }
 
   void End(std::uint32_t sequence) {
@@ -210,7 +261,7 @@ class Recoverer {
       // first entry may be higher than the primary's.
       next = std::max(next, Read32(primary_, HiveHeader::kSecondSequence));
     }
-    Begin(logs.back().header);
+    Begin(logs.back().file);
     bool isStopped = false;
     for (const EntryLog& log : logs) {
       for (const Entry& entry : log.run) {
@@ -231,13 +282,19 @@ class Recoverer {
    */
   void DropLogsWithoutNews(std::vector<EntryLog>& logs) const {
     for (std::size_t i = logs.size() - 1; i > 0; --i) {
-      const bool isOld = result_.isHeaderBroken
-                             ? logs[i - 1].Next() != logs[i].first
-                             : logs[i].first <= Read32(primary_, HiveHeader::kSecondSequence);
+      const bool isOld =
+          result_.isHeaderBroken ? logs[i - 1].Next() != logs[i].first : IsWithoutNews(logs[i - 1], logs[i]);
       if (!isOld) continue;
       logs.erase(logs.begin(), logs.begin() + static_cast<std::ptrdiff_t>(i));
       return;
     }
+  }
+
+  /** A log whose later entries are damaged is not old: what follows them must not be applied. */
+  bool IsWithoutNews(const EntryLog& log, const EntryLog& following) const {
+    const std::uint32_t wanted = Read32(primary_, HiveHeader::kSecondSequence);
+    if (following.first <= wanted) return true;
+    return log.first < wanted && log.Next() <= wanted && !log.isCut && !HasEntryFrom(wanted, log.file);
   }
 
   /** @return false, with no change made, if the hive cannot grow so far or a page is outside of it */
@@ -285,7 +342,7 @@ class Recoverer {
     for (std::size_t i = 0; i < sectors; ++i)
       if (isDirty(i)) ++dirtySectors;
     if ((log.size() - from) / kSector < dirtySectors) return;
-    Begin(log.first(kSector));
+    Begin(log);
     SetBinsBytes(binsBytes);
     for (std::size_t i = 0; i < sectors; ++i) {
       if (!isDirty(i)) continue;
@@ -314,8 +371,9 @@ bool HasHiveHeader(HiveBytes file) {
          Read32(file, HiveHeader::kChecksum) == ChecksumOf(file);
 }
 
-HiveRecovery RecoverHive(HiveBytes primary, const std::vector<HiveBytes>& logs) {
-  return Recoverer(primary, logs).Run();
+HiveRecovery RecoverHive(HiveBytes primary, const std::vector<HiveBytes>& logs,
+                         std::u16string_view fileName) {
+  return Recoverer(primary, logs, fileName).Run();
 }
 
 }  // namespace simulated

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "simulated/volume/HiveRecords.h"
@@ -18,15 +19,16 @@ struct HiveRecovery {
   std::size_t entries = 0;
   /** Why later changes may be missing; empty if none are. */
   std::string loss;
-  /** The whole recovered file; empty if no log was applied. */
+  /** The recovered header and bins; empty if no log was applied. */
   std::vector<std::uint8_t> image;
 };
 
 /**
  * Applies the logs of a dirty hive to a copy of it.
  * @param logs  those of NAME.LOG1, NAME.LOG2 and NAME.LOG that exist, in any order; each may hold any bytes
+ * @param fileName  name of the hive's file; tells its logs from others if the header is broken
  */
-HiveRecovery RecoverHive(HiveBytes primary, const std::vector<HiveBytes>& logs);
+HiveRecovery RecoverHive(HiveBytes primary, const std::vector<HiveBytes>& logs, std::u16string_view fileName);
 
 /** Whether the file begins with a hive's header whose checksum is right. */
 bool HasHiveHeader(HiveBytes file);

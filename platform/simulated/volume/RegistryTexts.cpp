@@ -6,7 +6,10 @@ namespace simulated {
 
 std::u16string TextIn(Key& key, std::u16string_view name) {
   ValueView value;
-  if (!key.FindValue(name, value)) return {};
+  return key.FindValue(name, value) ? TextOf(value) : std::u16string();
+}
+
+std::u16string TextOf(const ValueView& value) {
   std::u16string text(value.bytes.size() / 2, u'\0');
   std::memcpy(text.data(), value.bytes.data(), text.size() * 2);
   return text.substr(0, text.find(u'\0'));
@@ -25,12 +28,14 @@ std::uint32_t NumberIn(Key& key, std::u16string_view name) {
   return number;
 }
 
-std::u16string Expand(const Machine& machine, std::u16string_view text) {
+std::optional<std::u16string> Expand(const Machine& machine, std::u16string_view text) {
   std::u16string expanded;
   while (true) {
     const std::size_t begin = text.find(u'%');
     const std::size_t end = begin == text.npos ? begin : text.find(u'%', begin + 1);
     expanded += text.substr(0, end == text.npos ? end : begin);
+    // At each variable, because a text of a few variables that name each other would fill the memory.
+    if (expanded.size() > kLongestVariable) return std::nullopt;
     if (end == text.npos) return expanded;
     const auto value = machine.environment.Find(text.substr(begin + 1, end - begin - 1));
     expanded += value ? *value : text.substr(begin, end - begin);

@@ -3,6 +3,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <new>
+#include <set>
 #include <vector>
 
 #include "simulated/base/FolderEntry.h"
@@ -39,7 +41,7 @@ class SystemSource : public KeySource {
     Key* const select = key.FindSubKey(u"Select");
     std::string number = std::to_string(select ? NumberIn(*select, u"Current") : 0);
     number.insert(0, 3 - std::min<std::size_t>(3, number.size()), '0');
-    const auto current = hive_->Child(static_cast<Hive::Node>(root), FromUtf8("ControlSet" + number));
+    const auto current = hive_->Child(key, static_cast<Hive::Node>(root), FromUtf8("ControlSet" + number));
     if (current) hive_->FillLater(key.CreateSubKey(u"CurrentControlSet"), *current);
   }
 
@@ -74,7 +76,6 @@ class Loader {
 
   void Run(const fs::path& folder) {
     const auto fileOf = [&](const char* name) { return FindEntry(folder, name).value_or(folder / name); };
-    machine_.volume.emplace();
     const fs::path software = fileOf("SOFTWARE"), system = fileOf("SYSTEM");
     // A volume that was copied together from a few hives may lack DEFAULT.
     const auto services = FindEntry(folder, "DEFAULT");
@@ -97,11 +98,19 @@ class Loader {
   std::shared_ptr<Hive> Open(const fs::path& file) {
     if (!IsInside(file, volume_, machine_.drives))
       throw MachineError(file.string() + ": a link out of the volume; put the file in its place");
-    auto hive = Hive::Open(file, options_.recovery, observer_);
+    auto hive = OpenHive(file);
     std::error_code failure;
     doneBytes_ = std::min<std::uint64_t>(doneBytes_ + fs::file_size(file, failure), allBytes_);
     if (observer_.progress) observer_.progress(doneBytes_, allBytes_);
     return hive;
+  }
+  std::shared_ptr<Hive> OpenHive(const fs::path& file) try {
+    return Hive::Open(file, options_.recovery, observer_);
+  } catch (const std::bad_alloc&) {
+    throw MachineError(file.string() + ": needs more memory than is free; close other programs");
+  }
+  void Damage(const fs::path& place, const std::string& what) const {
+    if (observer_.damage) observer_.damage(place.string() + ": " + what);
   }
   /** @return null if the hive cannot be read, which is reported */
   std::shared_ptr<Hive> OpenOrReport(const fs::path& file) {
@@ -126,6 +135,7 @@ class Loader {
   void LoadDefault(const fs::path& file);
   void DescribeMachine();
   void LoadUsers();
+  bool LoadUser(UserHive& user);
 
   const fs::path& volume_;
   const VolumeOptions& options_;
@@ -133,6 +143,8 @@ class Loader {
   const LoadObserver& observer_;
   std::uint64_t doneBytes_ = 0;
   std::uint64_t allBytes_ = 0;
+  /** Names of keys of HKEY_USERS that have a hive, or would have it if it could be read. */
+  std::set<std::u16string, NameLess> taken_ = {u".DEFAULT", u"S-1-5-18"};
 };
 
 void Loader::LoadSystem(const fs::path& file) {
@@ -153,35 +165,40 @@ void Loader::LoadDefault(const fs::path& file) {
 }
 
 void Loader::DescribeMachine() {
-  SetSystemEnvironment(machine_);
+  SetSystemEnvironment(machine_, [this](const std::string& line) { Damage(volume_, line); });
   const char16_t letter = machine_.environment.Find(u"SystemDrive")->front();
   if (const auto other = machine_.drives.OnHost(std::u16string{letter, u':', u'\\'}))
     throw MachineError(other->string() + ": the volume is this drive itself; remove the folder");
   machine_.drives.Mount(letter, volume_);
   if (!IsMountPoint(volume_)) machine_.drives.HideHostSpace(letter);
-  VolumeFacts facts = ReadWindowsFacts(machine_);
-  facts.hives = std::move(machine_.volume->hives);
-  machine_.volume = std::move(facts);
+  SetWindowsFacts(machine_);
   if (machine_.volume->is32Bit) machine_.registry.HaveOneView();
   SetHardware(machine_);
+}
+
+/** @return false if the hive is left out, which is reported */
+bool Loader::LoadUser(UserHive& user) {
+  const bool isListed = !user.sid.empty();
+  if (!isListed) user.sid = user.name;
+  const std::string name = "HKEY_USERS\\" + ToUtf8(user.sid);
+  const bool isPossible = user.sid.find(u'\\') == user.sid.npos && user.sid.size() <= Key::kLongestName;
+  if (!isPossible) return Damage(user.file, name + " cannot be a key; it is left out"), false;
+  if (!taken_.insert(user.sid).second)
+    return Damage(user.file, name + " is another hive; it is left out"), false;
+  const auto hive = OpenOrReport(user.file);
+  if (!hive) return false;
+  if (!isListed && observer_.warning)
+    observer_.warning(user.file.string() + ": the volume's ProfileList has no such user; loaded as " + name);
+  Put(u"HKEY_USERS\\" + user.sid, hive);
+  return true;
 }
 
 void Loader::LoadUsers() {
   std::vector<UserHive> users = FindUserHives(volume_, machine_, observer_);
   for (const UserHive& user : users) Expect(user.file);
-  std::erase_if(users, [&](UserHive& user) {
-    const auto hive = OpenOrReport(user.file);
-    if (!hive) return true;
-    if (user.sid.empty()) {
-      if (observer_.warning)
-        observer_.warning(user.file.string() +
-                          ": the volume's ProfileList has no such user; loaded as HKEY_USERS\\" +
-                          ToUtf8(user.name));
-      user.sid = user.name;
-    }
-    Put(u"HKEY_USERS\\" + user.sid, hive);
-    return false;
-  });
+  // A folder with the name of a SID must not take the place of that user's hive.
+  std::ranges::stable_partition(users, [](const UserHive& user) { return !user.sid.empty(); });
+  std::erase_if(users, [&](UserHive& user) { return !LoadUser(user); });
   ChooseUser(users, options_.user, volume_, machine_, observer_);
 }
 
@@ -193,7 +210,16 @@ std::optional<fs::path> FindHives(const fs::path& folder) {
 
 void LoadVolume(const fs::path& volume, const fs::path& folder, const VolumeOptions& options,
                 Machine& machine, const LoadObserver& observer) {
-  Loader(volume, options, machine, observer).Run(folder);
+  machine.volume.emplace();
+  LoadObserver noting = observer;
+  noting.damage = [&machine, damage = observer.damage,
+                   begin = (volume / "").string()](const std::string& line) {
+    const std::string below = line.starts_with(begin) ? line.substr(begin.size()) : line;
+    // A file's name on the host may be no UTF-8, and JSON cannot contain that.
+    machine.volume->damage.push_back(ToUtf8(FromUtf8(below)));
+    if (damage) damage(line);
+  };
+  Loader(volume, options, machine, noting).Run(folder);
 }
 
 }  // namespace simulated

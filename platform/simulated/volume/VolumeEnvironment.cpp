@@ -1,5 +1,6 @@
 #include "simulated/volume/VolumeEnvironment.h"
 
+#include "simulated/base/WideText.h"
 #include "simulated/volume/RegistryTexts.h"
 
 namespace simulated {
@@ -12,25 +13,59 @@ constexpr std::u16string_view kWindowsNt =
 
 std::u16string InControl(std::u16string_view path) { return std::u16string(kControl) += path; }
 
-/** Sets the variable unless the text is empty. */
-void SetIfKnown(Machine& machine, std::u16string_view variable, std::u16string_view text) {
-  if (!text.empty()) machine.environment.Set(variable, Expand(machine, text));
-}
+/**
+ * Sets variables, but none that is longer than Windows allows. Of forged values there may be many: those
+ * above a mebibyte in all are left out, too. The destructor reports which.
+ */
+class Variables {
+ public:
+  Variables(Machine& machine, const Warning& damage) : machine_(machine), damage_(damage) {}
+  ~Variables() {
+    if (first_.empty() || !damage_) return;
+    const std::string more = others_ == 0 ? "" : " and " + std::to_string(others_) + " others";
+    damage_("the environment variable " + ToUtf8(first_) + more + ": longer than Windows allows; left out");
+  }
+  Variables(const Variables&) = delete;
+  Variables& operator=(const Variables&) = delete;
 
-/** Sets plain texts first, as Windows does, because expandable texts may name them. */
-void SetFromKey(Machine& machine, std::u16string_view path) {
-  Key* const key = machine.registry.Find(path);
-  for (const platform::DWORD type : {platform::REG_SZ, platform::REG_EXPAND_SZ}) {
-    for (std::size_t i = 0; key && i < key->ValueCount(); ++i) {
-      const ValueView value = key->ValueAt(i);
-      if (value.type != type || value.name.empty()) continue;
-      const std::u16string name(value.name), text = TextIn(*key, name);
-      machine.environment.Set(name, type == platform::REG_SZ ? text : Expand(machine, text));
+  bool Set(std::u16string_view name, const std::optional<std::u16string>& text) {
+    const std::size_t size = name.size() + (text ? text->size() : 0);
+    if (!text || text->size() > kLongestVariable || size > room_) return LeaveOut(name), false;
+    room_ -= size;
+    machine_.environment.Set(name, *text);
+    return true;
+  }
+  /** Sets the variable unless the text is empty. */
+  void SetIfKnown(std::u16string_view name, std::u16string_view text) {
+    if (!text.empty()) Set(name, Expand(machine_, text));
+  }
+  /** Sets plain texts first, as Windows does, because expandable texts may name them. */
+  void SetFromKey(std::u16string_view path) {
+    Key* const key = machine_.registry.Find(path);
+    for (const platform::DWORD type : {platform::REG_SZ, platform::REG_EXPAND_SZ}) {
+      for (std::size_t i = 0; key && i < key->ValueCount(); ++i) {
+        const ValueView value = key->ValueAt(i);
+        if (value.type != type || value.name.empty()) continue;
+        std::u16string text = TextOf(value);
+        Set(value.name, type == platform::REG_SZ ? std::move(text) : Expand(machine_, text));
+      }
     }
   }
-}
 
-void SetProgramFolders(Machine& machine, bool is32Bit) {
+ private:
+  void LeaveOut(std::u16string_view name) {
+    if (!first_.empty()) ++others_;
+    if (first_.empty()) first_ = name;
+  }
+
+  Machine& machine_;
+  const Warning& damage_;
+  std::size_t room_ = 1 << 20;
+  std::u16string first_;
+  std::size_t others_ = 0;
+};
+
+void SetProgramFolders(Machine& machine, bool is32Bit, Variables& variables) {
   constexpr struct {
     std::u16string_view variable, value;
     bool isOf64Bit;
@@ -44,19 +79,19 @@ void SetProgramFolders(Machine& machine, bool is32Bit) {
                   {u"CommonProgramW6432", u"CommonW6432Dir", true}};
   for (const auto& folder : kFolders)
     if (!folder.isOf64Bit || !is32Bit)
-      SetIfKnown(machine, folder.variable, TextAt(machine, kWindows, folder.value));
+      variables.SetIfKnown(folder.variable, TextAt(machine, kWindows, folder.value));
 }
 
-void SetSharedFolders(Machine& machine) {
+void SetSharedFolders(Machine& machine, Variables& variables) {
   const std::u16string list = std::u16string(kWindowsNt) + u"\\ProfileList";
-  SetIfKnown(machine, u"PUBLIC", TextAt(machine, list, u"Public"));
+  variables.SetIfKnown(u"PUBLIC", TextAt(machine, list, u"Public"));
   const std::u16string programData = TextAt(machine, list, u"ProgramData");
-  SetIfKnown(machine, u"ProgramData", programData);
-  SetIfKnown(machine, u"ALLUSERSPROFILE", programData);
+  variables.SetIfKnown(u"ProgramData", programData);
+  variables.SetIfKnown(u"ALLUSERSPROFILE", programData);
   // Windows XP has only the name of the folder, which is in ProfilesDirectory.
   const std::u16string allUsers = TextAt(machine, list, u"AllUsersProfile");
   if (!allUsers.empty())
-    SetIfKnown(machine, u"ALLUSERSPROFILE", TextAt(machine, list, u"ProfilesDirectory") + u'\\' + allUsers);
+    variables.SetIfKnown(u"ALLUSERSPROFILE", TextAt(machine, list, u"ProfilesDirectory") + u'\\' + allUsers);
 }
 
 bool Is32Bit(Machine& machine) {
@@ -94,7 +129,8 @@ std::u16string WindowsName(Machine& machine) {
 
 }  // namespace
 
-void SetSystemEnvironment(Machine& machine) {
+void SetSystemEnvironment(Machine& machine, const Warning& damage) {
+  Variables variables(machine, damage);
   const bool is32Bit = Is32Bit(machine);
   if (is32Bit) {
     // A 32-bit Windows has no ProgramFiles(x86), but the default environment has.
@@ -105,18 +141,19 @@ void SetSystemEnvironment(Machine& machine) {
   }
   const std::u16string root = TextAt(machine, kWindowsNt, u"SystemRoot");
   if (root.size() > 2 && root[1] == u':') {
-    machine.environment.Set(u"SystemRoot", root);
+    variables.Set(u"SystemRoot", root);
     machine.environment.Set(u"SystemDrive", root.substr(0, 2));
   }
   machine.environment.Set(u"windir", *machine.environment.Find(u"SystemRoot"));
-  SetIfKnown(machine, u"COMPUTERNAME",
-             TextAt(machine, InControl(u"ComputerName\\ComputerName"), u"ComputerName"));
-  SetProgramFolders(machine, is32Bit);
-  SetSharedFolders(machine);
-  SetFromKey(machine, InControl(u"Session Manager\\Environment"));
+  variables.SetIfKnown(u"COMPUTERNAME",
+                       TextAt(machine, InControl(u"ComputerName\\ComputerName"), u"ComputerName"));
+  SetProgramFolders(machine, is32Bit, variables);
+  SetSharedFolders(machine, variables);
+  variables.SetFromKey(InControl(u"Session Manager\\Environment"));
 }
 
-void SetUserEnvironment(Machine& machine, std::u16string_view profile) {
+void SetUserEnvironment(Machine& machine, std::u16string_view profile, const Warning& damage) {
+  Variables variables(machine, damage);
   const std::size_t name = profile.rfind(u'\\');
   if (profile.size() > 2 && profile[1] == u':') {
     machine.environment.Set(u"USERPROFILE", profile);
@@ -126,20 +163,19 @@ void SetUserEnvironment(Machine& machine, std::u16string_view profile) {
   machine.environment.Set(u"USERNAME", profile.substr(name == profile.npos ? 0 : name + 1));
   constexpr std::u16string_view kFolders =
       u"HKEY_CURRENT_USER\\Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
-  SetIfKnown(machine, u"APPDATA", TextAt(machine, kFolders, u"AppData"));
-  SetIfKnown(machine, u"LOCALAPPDATA", TextAt(machine, kFolders, u"Local AppData"));
+  variables.SetIfKnown(u"APPDATA", TextAt(machine, kFolders, u"AppData"));
+  variables.SetIfKnown(u"LOCALAPPDATA", TextAt(machine, kFolders, u"Local AppData"));
   const std::u16string systemPath = machine.environment.Find(u"Path").value_or(u"");
-  SetFromKey(machine, u"HKEY_CURRENT_USER\\Environment");
+  variables.SetFromKey(u"HKEY_CURRENT_USER\\Environment");
   // Windows appends the user's Path to the system's. Any other variable of the user replaces the system's.
   const std::u16string path = machine.environment.Find(u"Path").value_or(u"");
-  if (!systemPath.empty() && path != systemPath) machine.environment.Set(u"Path", systemPath + u';' + path);
+  if (systemPath.empty() || path == systemPath) return;
+  if (!variables.Set(u"Path", systemPath + u';' + path)) machine.environment.Set(u"Path", systemPath);
 }
 
-VolumeFacts ReadWindowsFacts(Machine& machine) {
-  VolumeFacts facts;
-  facts.windows = WindowsName(machine);
-  facts.is32Bit = Is32Bit(machine);
-  return facts;
+void SetWindowsFacts(Machine& machine) {
+  machine.volume->windows = WindowsName(machine);
+  machine.volume->is32Bit = Is32Bit(machine);
 }
 
 void SetHardware(Machine& machine) {

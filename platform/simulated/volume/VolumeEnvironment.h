@@ -11,13 +11,13 @@ namespace simulated {
  * Replaces the default variables by those that SOFTWARE and SYSTEM have for all users. A variable that
  * neither of them has keeps its default. Call it after both hives are loaded.
  */
-void SetSystemEnvironment(Machine& machine);
+void SetSystemEnvironment(Machine& machine, const Warning& damage);
 
 /** Adds the variables of the machine's user. @param profile  the user's folder, as a path of the machine */
-void SetUserEnvironment(Machine& machine, std::u16string_view profile);
+void SetUserEnvironment(Machine& machine, std::u16string_view profile, const Warning& damage);
 
 /** Name and version of the volume's Windows, and whether it is a 32-bit one. */
-VolumeFacts ReadWindowsFacts(Machine& machine);
+void SetWindowsFacts(Machine& machine);
 
 /** Sets maker and model, which Windows noted in SYSTEM at its last start. HARDWARE is not on the disk. */
 void SetHardware(Machine& machine);

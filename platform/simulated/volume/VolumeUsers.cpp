@@ -24,11 +24,14 @@ struct ListedProfile {
   bool isTemporary = false;
 };
 
+/** By their SIDs. */
+using Profiles = std::map<std::u16string, ListedProfile, NameLess>;
+
 std::u16string_view LastName(std::u16string_view path) { return path.substr(path.rfind(u'\\') + 1); }
 
 /** Returns the path of a listed profile without trailing backslashes. */
 std::u16string PathOf(const Machine& machine, Key& profile) {
-  std::u16string path = Expand(machine, TextIn(profile, u"ProfileImagePath"));
+  std::u16string path = Expand(machine, TextIn(profile, u"ProfileImagePath")).value_or(u"");
   while (path.ends_with(u'\\')) path.pop_back();
   return path;
 }
@@ -45,15 +48,15 @@ ListedProfile ReadListed(const Machine& machine, Key& profile) {
  * Returns the profiles by their SIDs. If Windows cannot load a profile, it keeps the profile's key as SID.bak
  * and uses a temporary profile. At the next logon it tries SID.bak again.
  */
-std::map<std::u16string, ListedProfile> ReadProfileList(Machine& machine) {
+Profiles ReadProfileList(Machine& machine) {
   constexpr std::u16string_view kLocalSystem = u"S-1-5-18";
-  std::map<std::u16string, ListedProfile> profiles, kept;
+  Profiles profiles, kept;
   Key* const list = machine.registry.Find(
       u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\ProfileList");
   for (std::size_t i = 0; list && i < list->SubKeyCount(); ++i) {
     ListedProfile profile = ReadListed(machine, list->SubKeyAt(i));
     // The hive of LocalSystem is DEFAULT.
-    if (profile.path.empty() || profile.sid == kLocalSystem) continue;
+    if (profile.path.empty() || SameName(profile.sid, kLocalSystem)) continue;
     const std::size_t length = profile.sid.size();
     const bool isKept =
         length > kBackup.size() && SameName(profile.sid.substr(length - kBackup.size()), kBackup);
@@ -171,6 +174,11 @@ void ReportPerson(const UserHive& user, const std::vector<UserHive>& users, cons
 
 }  // namespace
 
+bool UserHive::IsPerson() const {
+  const auto begins = [this](std::u16string_view with) { return SameName(sid.substr(0, with.size()), with); };
+  return begins(u"S-1-5-21-") || begins(u"S-1-12-1-");
+}
+
 std::vector<UserHive> FindUserHives(const fs::path& root, Machine& machine, const LoadObserver& observer) {
   return Finder(root, machine, observer).Run();
 }
@@ -181,7 +189,9 @@ void ChooseUser(const std::vector<UserHive>& users, const std::optional<std::str
   if (!nameOrSid && person == users.end()) return;
   const UserHive& user = nameOrSid ? UserNamed(*nameOrSid, users, root) : *person;
   machine.registry.SetUser(user.sid);
-  SetUserEnvironment(machine, user.profile.empty() ? user.name : user.profile);
+  SetUserEnvironment(machine, user.profile.empty() ? user.name : user.profile, [&](const std::string& line) {
+    if (observer.damage) observer.damage(root.string() + ": " + line);
+  });
   if (!nameOrSid) ReportPerson(user, users, root, observer);
 }
 

@@ -22,7 +22,7 @@ struct UserHive {
   std::u16string sid;
 
   /** Whether the user is a person: an account of the machine, a domain or Entra ID, and not a service. */
-  bool IsPerson() const { return sid.starts_with(u"S-1-5-21-") || sid.starts_with(u"S-1-12-1-"); }
+  bool IsPerson() const;
 };
 
 /**

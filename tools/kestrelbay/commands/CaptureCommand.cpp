@@ -47,16 +47,18 @@ std::vector<std::u16string> DisplayIcons() {
   return icons;
 }
 
-/** The capture holds what was recovered, which the hives themselves do not. */
-void NoteRecovery(capture::CapturedMachine& machine) {
+/** The capture has what was recovered, and lacks what is damaged. REQUIRES: all else is captured. */
+void NoteVolume(capture::CapturedMachine& machine) {
   const auto volume = DescribeVolume();
   if (!volume) return;
   for (const RecoveredHive& hive : volume->recovered) {
-    std::string what =
+    // A loss is among the damage.
+    if (!hive.loss.empty()) continue;
+    const std::string what =
         "recovered " + std::to_string(hive.entries) + " log entries, newest change " + hive.newestChange;
-    if (!hive.loss.empty()) what += "; " + hive.loss + ", so later changes are missing";
     machine.notes.push_back({capture::ToWide(hive.key), capture::ToWide(what)});
   }
+  for (const std::string& line : volume->damage) machine.notes.push_back({u"", capture::ToWide(line)});
 }
 
 capture::CapturedMachine ReadMachine(const CaptureOptions& options) {
@@ -69,11 +71,11 @@ capture::CapturedMachine ReadMachine(const CaptureOptions& options) {
   machine.userSid = capture::UserSid();
   machine.account = capture::UserAccount();
   machine.session = capture::Session();
-  NoteRecovery(machine);
   capture::RegistryCapture(machine, keepWaiting).Run();
   capture::CaptureFacts(machine);
   capture::CaptureEnvironment(machine);
   if (options.icons) capture::CaptureIconFiles(DisplayIcons(), kMostIconBytes, machine, keepWaiting);
+  NoteVolume(machine);
   return machine;
 }
 

@@ -133,6 +133,8 @@ struct VolumeDescription {
   bool is32Bit = false;
   /** The hives with log entries that were applied, or with a loss. */
   std::vector<RecoveredHive> recovered;
+  /** What the answers so far may lack, one line each. */
+  std::vector<std::string> damage;
 };
 
 /** Returns nullopt if the machine is not an offline Windows volume. */

@@ -205,9 +205,12 @@ void SetVolumeOptions(VolumeOptions options) {
 }
 
 std::optional<VolumeDescription> DescribeVolume() {
-  const auto& facts = simulated::CurrentMachine().volume;
+  simulated::Machine& machine = simulated::CurrentMachine();
+  // The damage of a hive is found when its keys are read, which happens under this lock.
+  const std::lock_guard guard(machine.registry.Lock());
+  const auto& facts = machine.volume;
   if (!facts) return std::nullopt;
-  VolumeDescription volume{simulated::ToUtf8(facts->windows), facts->is32Bit, {}};
+  VolumeDescription volume{simulated::ToUtf8(facts->windows), facts->is32Bit, {}, facts->damage};
   for (const simulated::HiveFacts& hive : facts->hives)
     if (hive.recoveredEntries > 0 || !hive.loss.empty())
       volume.recovered.push_back(

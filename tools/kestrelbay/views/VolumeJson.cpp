@@ -18,7 +18,8 @@ void AddVolume(nlohmann::ordered_json& json) {
                          {"loss", hive.loss.empty() ? Json() : Json(hive.loss)}});
   json["volume"] = {{"windows", volume->windows.empty() ? Json() : Json(volume->windows)},
                     {"bits", volume->is32Bit ? 32 : 64},
-                    {"recovered", recovered}};
+                    {"recovered", recovered},
+                    {"damage", volume->damage}};
 }
 
 }  // namespace cli
