@@ -22,23 +22,12 @@ constexpr std::u16string_view kOwnNames[] = {
     u"MICROSOFT", u"PRODUCTS",      u"NETWORKSERVICE", u"PUBLIC",       u"SOFTWARE",  u"SYSTEM",
     u"SYSTEM32",  u"SYSTEMPROFILE", u"UNINSTALL",      u"USERS",        u"WINDOWS",   u"WORKGROUP"};
 
-bool IsAsciiLetter(char16_t unit) { return (unit | 0x20) >= u'a' && (unit | 0x20) <= u'z'; }
 bool IsHexFigure(char16_t unit) { return IsFigure(unit) || ((unit | 0x20) >= u'a' && (unit | 0x20) <= u'f'); }
 bool IsIn(std::u16string_view signs, char16_t unit) { return signs.find(unit) != kNone; }
 
 int HexValue(char16_t unit) {
   if (IsFigure(unit)) return unit - u'0';
   return IsHexFigure(unit) ? (unit | 0x20) - u'a' + 10 : -1;
-}
-
-/** The unit there and how many units it takes: a percent escape has three, and counts as the byte that it
- * means. */
-char16_t TakeByte(std::u16string_view text, std::size_t& at) {
-  const bool isEscape =
-      text[at] == u'%' && text.size() - at > 2 && IsHexFigure(text[at + 1]) && IsHexFigure(text[at + 2]);
-  if (!isEscape) return text[at++];
-  at += 3;
-  return static_cast<char16_t>(HexValue(text[at - 2]) << 4 | HexValue(text[at - 1]));
 }
 
 /** The full-width forms of ASCII are 0xFEE0 above it. */
@@ -102,75 +91,6 @@ bool AreOneWord(char16_t left, char16_t right) {
   return IsWord(left) && IsWord(right) && (left < kAfterLatin) == (right < kAfterLatin);
 }
 
-void AddWords(std::u16string_view text, std::size_t begin, std::size_t end, PersonalParts& parts) {
-  for (std::size_t at = begin; at < end; ++at) {
-    const std::size_t word = at;
-    while (at < end && IsWord(text[at])) ++at;
-    if (at != word) parts.push_back({word, at - word, PersonalKind::Word});
-  }
-}
-
-bool IsHostUnit(char16_t unit) { return IsWord(unit) || IsIn(u"-._", unit) || unit == kMasked; }
-
-/** Returns where the host that begins there ends; `begin` if none begins there. */
-std::size_t EndOfHost(std::u16string_view text, std::size_t begin) {
-  if (begin < text.size() && text[begin] == u'[') {
-    const std::size_t close = text.find(u']', begin);
-    const auto isAddress = [](char16_t unit) {
-      return IsWord(unit) || IsIn(u".:-", unit) || unit == kMasked;
-    };
-    const bool isHost =
-        close != kNone && std::ranges::all_of(text.substr(begin + 1, close - begin - 1), isAddress);
-    return isHost ? close : begin;
-  }
-  std::size_t end = begin;
-  while (end < text.size() && IsHostUnit(text[end])) ++end;
-  while (end > begin && IsIn(u"-.", text[end - 1])) --end;
-  return end;
-}
-
-/** Returns where the last label of a domain begins, which stays if it is letters of ASCII; else the end. */
-std::size_t LastLabel(std::u16string_view text, std::size_t begin, std::size_t end) {
-  const std::size_t dot = text.substr(0, end).rfind(u'.');
-  if (dot == kNone || dot <= begin || end - dot < 3) return end;
-  return std::ranges::all_of(text.substr(dot + 1, end - dot - 1), IsAsciiLetter) ? dot + 1 : end;
-}
-
-/** Returns where the person of a mail address begins, whose sign is at `sign`; `sign` if there is none. */
-std::size_t BeginOfPerson(std::u16string_view text, std::size_t sign) {
-  std::size_t begin = sign;
-  if (begin > 0 && text[begin - 1] == u'"') {
-    const std::size_t quote = begin > 1 ? text.rfind(u'"', begin - 2) : kNone;
-    return quote == kNone ? sign : quote + 1;
-  }
-  const auto isPart = [](char16_t unit) {
-    return IsWord(unit) || IsIn(u".+-_'&!#$*=?^`{|}~", unit) || unit == kMasked;
-  };
-  while (begin > 0 && isPart(text[begin - 1])) --begin;
-  return begin;
-}
-
-bool IsLongWord(std::u16string_view text) {
-  return text.size() > 2 &&
-         std::ranges::all_of(text, [](char16_t unit) { return unit < 0x80 || unit == kMasked; });
-}
-
-/** Adds the user and the password, which have a colon between them. */
-void AddCredentials(std::u16string_view text, std::size_t begin, std::size_t end, PersonalParts& parts) {
-  const std::size_t colon = std::min(text.find(u':', begin), end);
-  if (colon > begin) parts.push_back({begin, colon - begin, PersonalKind::Word});
-  if (end > colon + 1) parts.push_back({colon + 1, end - colon - 1, PersonalKind::Word});
-}
-
-/** The endings of file names that a relative path usually has. */
-bool IsFileEnding(std::u16string_view ending) {
-  constexpr std::u16string_view kEndings[] = {u"BAT", u"BMP", u"CAB", u"CHM", u"CMD", u"COM",  u"CPL", u"DAT",
-                                              u"DLL", u"EXE", u"HTM", u"ICO", u"INF", u"INI",  u"JAR", u"JPG",
-                                              u"LNK", u"LOG", u"MSI", u"MSP", u"PDF", u"PNG",  u"PS1", u"REG",
-                                              u"SYS", u"TXT", u"URL", u"VBS", u"XML", u"HTML", u"JSON"};
-  return std::ranges::find(kEndings, ending) != std::end(kEndings);
-}
-
 /** The names of switches, properties and settings whose values are secrets or users, and words that they end
  * in. */
 bool IsSecretSetting(std::u16string_view name) {
@@ -198,25 +118,11 @@ std::size_t BeginOfValue(std::u16string_view text, std::size_t at, bool isSwitch
   return begin < text.size() ? begin : kNone;
 }
 
-/** Adds the users and passwords of a list of proxies. */
-void FindProxyCredentials(std::u16string_view text, PersonalParts& parts) {
-  const std::u16string_view ends(u"; \t\0", 4);
-  for (std::size_t at = 0, end = 0; end < text.size(); at = end + 1) {
-    end = std::min(text.find_first_of(ends, at), text.size());
-    const std::u16string_view proxy = text.substr(at, end - at);
-    const std::size_t sign = proxy.rfind(u'@');
-    if (sign == kNone) continue;
-    const std::size_t scheme = proxy.find(u"://");
-    const std::size_t name = proxy.find(u'=');
-    const bool isNamed = name != kNone && std::ranges::all_of(proxy.substr(0, name), IsAsciiLetter);
-    const std::size_t behind = scheme != kNone ? scheme + 3 : isNamed ? name + 1 : 0;
-    if (behind < sign) AddCredentials(text, at + behind, at + sign, parts);
-  }
-}
-
 }  // namespace
 
 bool IsFigure(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
+
+bool IsAsciiLetter(char16_t unit) { return (unit | 0x20) >= u'a' && (unit | 0x20) <= u'z'; }
 
 bool IsSeparator(char16_t unit) { return unit == u'\\' || unit == u'/'; }
 
@@ -230,6 +136,22 @@ bool StartsWith(std::u16string_view text, std::size_t at, std::u16string_view up
     if (Folded(text[at + i]) != upper[i]) return false;
   }
   return true;
+}
+
+char16_t TakeByte(std::u16string_view text, std::size_t& at) {
+  const bool isEscape =
+      text[at] == u'%' && text.size() - at > 2 && IsHexFigure(text[at + 1]) && IsHexFigure(text[at + 2]);
+  if (!isEscape) return text[at++];
+  at += 3;
+  return static_cast<char16_t>(HexValue(text[at - 2]) << 4 | HexValue(text[at - 1]));
+}
+
+void AddWords(std::u16string_view text, std::size_t begin, std::size_t end, PersonalParts& parts) {
+  for (std::size_t at = begin; at < end; ++at) {
+    const std::size_t word = at;
+    while (at < end && IsWord(text[at])) ++at;
+    if (at != word) parts.push_back({word, at - word, PersonalKind::Word});
+  }
 }
 
 bool IsWindowsOwnName(std::u16string_view name) {
@@ -292,46 +214,6 @@ void FindNames(std::u16string_view text, std::span<const PersonalName> names, bo
   }
 }
 
-void FindMailAddresses(std::u16string_view text, bool isText, PersonalParts& parts) {
-  for (std::size_t sign = text.find(u'@'); sign != kNone; sign = text.find(u'@', sign + 1)) {
-    const std::size_t begin = BeginOfPerson(text, sign);
-    const std::size_t end = EndOfHost(text, sign + 1);
-    if (begin == sign || end == sign + 1) continue;
-    const std::size_t last = LastLabel(text, sign + 1, end);
-    const std::u16string_view person = text.substr(begin, sign - begin);
-    const std::u16string_view host = text.substr(sign + 1, end - sign - 1);
-    const bool isLikely =
-        isText ? person.size() > 1 && host.size() > 1 : IsLongWord(person) && IsLongWord(host);
-    if (last == end && !isLikely) continue;
-    AddWords(text, begin, sign, parts);
-    AddWords(text, sign + 1, last, parts);
-  }
-}
-
-void FindAccounts(std::u16string_view text, PersonalParts& parts) {
-  const auto isName = [](char16_t unit) { return IsWord(unit) || IsIn(u"-._$", unit) || unit == kMasked; };
-  const std::u16string_view ends(u"\"<>|;,=\t\r\n\0", 11);
-  for (std::size_t sign = text.find(u'\\'); sign != kNone; sign = text.find(u'\\', sign + 1)) {
-    std::size_t begin = sign, end = sign + 1;
-    while (begin > 0 && isName(text[begin - 1])) --begin;
-    while (end < text.size() && isName(text[end])) ++end;
-    // Names of a path may have blanks, so a separator or drive before the name in the same part makes it a
-    // path.
-    const std::size_t part = begin == 0 ? kNone : text.find_last_of(ends, begin - 1);
-    const std::u16string_view before = text.substr(part + 1, begin - part - 1);
-    const bool isPath = before.find_first_of(u"\\/:%~") != kNone ||
-                        (end < text.size() && (IsSeparator(text[end]) || IsIn(u":%*", text[end])));
-    const std::u16string_view domain = text.substr(begin, sign - begin);
-    const std::u16string_view user = text.substr(sign + 1, end - sign - 1);
-    if (isPath || domain.empty() || user.empty() || domain[0] == u'.' || user[0] == u'.') continue;
-    // A name with an ending is a file in a folder.
-    const std::size_t dot = user.rfind(u'.');
-    if (dot != kNone && IsFileEnding(Folded(user.substr(dot + 1)))) continue;
-    AddWords(text, begin, sign, parts);
-    AddWords(text, sign + 1, end, parts);
-  }
-}
-
 void FindSecretSettings(std::u16string_view text, PersonalParts& parts) {
   // The sought names are ASCII. Any other unit before one can be a byte of something else.
   const auto isName = [](char16_t unit) { return unit < 0x80 && (IsWord(unit) || IsIn(u"-_", unit)); };
@@ -368,27 +250,6 @@ std::vector<std::u16string> PartsOfName(std::u16string_view name) {
       parts.emplace_back(part);
   }
   return count > 1 ? parts : std::vector<std::u16string>();
-}
-
-void FindCredentials(std::u16string_view text, bool isProxy, PersonalParts& parts) {
-  if (isProxy) return FindProxyCredentials(text, parts);
-  const std::u16string_view ends(u"/\\?#\"'<> \t\r\n\0", 13);
-  for (std::size_t at = text.find(u"://"); at != kNone; at = text.find(u"://", at + 1)) {
-    const std::size_t end = std::min(text.find_first_of(ends, at + 3), text.size());
-    const std::size_t sign = text.substr(0, end).rfind(u'@');
-    if (sign != kNone && sign > at + 3) AddCredentials(text, at + 3, sign, parts);
-  }
-  const std::u16string_view begins(u"/\\?#\"'<>()=,; \t\r\n\0", 18);
-  for (std::size_t sign = text.find(u'@'); sign != kNone; sign = text.find(u'@', sign + 1)) {
-    const std::size_t before = sign == 0 ? kNone : text.find_last_of(begins, sign - 1);
-    const std::size_t begin = before == kNone ? 0 : before + 1;
-    const std::size_t colon = text.find(u':', begin);
-    const bool isScheme = (before != kNone && text[before] == u'/') ||  // found above
-                          (colon < sign && Folded(text.substr(begin, colon - begin)) == u"MAILTO");
-    const bool isHost = EndOfHost(text, sign + 1) != sign + 1;
-    if (colon < sign && colon > begin && colon + 1 < sign && !isScheme && isHost)
-      AddCredentials(text, begin, sign, parts);
-  }
 }
 
 }  // namespace capture

@@ -9,6 +9,7 @@
 #include "FactsCapture.h"
 #include "FixedNames.h"
 #include "MachineCalls.h"
+#include "PersonalAddresses.h"
 #include "RawIdentity.h"
 #include "Text.h"
 
@@ -50,15 +51,6 @@ std::u16string Widened(std::string_view bytes) {
 
 void Mask(const PersonalParts& parts, std::u16string& text) {
   for (const PersonalPart& part : parts) text.replace(part.at, part.size, part.size, kMasked);
-}
-
-/** Adds all words that are not masked. */
-void FindAllWords(std::u16string_view text, PersonalParts& parts) {
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    const std::size_t begin = at;
-    while (at < text.size() && IsWord(text[at])) ++at;
-    if (at != begin) parts.push_back({begin, at - begin, PersonalKind::Word});
-  }
 }
 
 /** Whether a user name from a path is hidden everywhere. Short numbers are not: web addresses have them after
@@ -193,7 +185,7 @@ PersonalParts Redactor::Find(std::u16string_view text, const Manner& manner) con
   if (manner.search == Search::Text) FindAccounts(rest, parts);
   if (!manner.holdsOwner) return parts;
   Mask(parts, rest);
-  FindAllWords(rest, parts);
+  AddWords(rest, 0, rest.size(), parts);
   return parts;
 }
 
