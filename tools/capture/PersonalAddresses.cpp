@@ -8,13 +8,17 @@ namespace capture {
 namespace {
 
 constexpr std::size_t kNone = std::u16string_view::npos;
+/** A longer person, host or address is none. Without a limit, a text of many signs takes quadratic time. */
+constexpr std::size_t kLongestName = 256;
 
 bool IsIn(std::u16string_view signs, char16_t unit) { return signs.find(unit) != kNone; }
 
 bool IsHostUnit(char16_t unit) { return IsWord(unit) || IsIn(u"-._", unit) || unit == kMasked; }
 
-/** Returns where the host that begins there ends; `begin` if none begins there. */
+/** Returns where the host that begins there ends; `begin` if none begins there. It may have percent escapes.
+ */
 std::size_t EndOfHost(std::u16string_view text, std::size_t begin) {
+  text = text.substr(0, std::min(begin, text.size()) + kLongestName);
   if (begin < text.size() && text[begin] == u'[') {
     const std::size_t close = text.find(u']', begin);
     const auto isAddress = [](char16_t unit) {
@@ -25,29 +29,38 @@ std::size_t EndOfHost(std::u16string_view text, std::size_t begin) {
     return isHost ? close : begin;
   }
   std::size_t end = begin;
-  while (end < text.size() && IsHostUnit(text[end])) ++end;
+  for (std::size_t next = begin; next < text.size() && IsHostUnit(TakeByte(text, next));) end = next;
   while (end > begin && IsIn(u"-.", text[end - 1])) --end;
   return end;
 }
 
 /** Returns where the last label of a domain begins, which stays if it is letters of ASCII; else the end. */
 std::size_t LastLabel(std::u16string_view text, std::size_t begin, std::size_t end) {
-  const std::size_t dot = text.substr(0, end).rfind(u'.');
-  if (dot == kNone || dot <= begin || end - dot < 3) return end;
-  return std::ranges::all_of(text.substr(dot + 1, end - dot - 1), IsAsciiLetter) ? dot + 1 : end;
+  const std::u16string_view host = text.substr(begin, end - begin);
+  const std::size_t dot = host.rfind(u'.');
+  if (dot == kNone || dot == 0 || host.size() - dot < 3) return end;
+  return std::ranges::all_of(host.substr(dot + 1), IsAsciiLetter) ? begin + dot + 1 : end;
+}
+
+/** Returns the size of the sign of a mail address: of `@`, or of its percent escape; 0 if another unit is
+ * there. */
+std::size_t SizeOfSign(std::u16string_view text, std::size_t at) {
+  if (text[at] == u'@') return 1;
+  return text[at] == u'%' && text.substr(at, 3) == u"%40" ? 3 : 0;
 }
 
 /** Returns where the person of a mail address begins, whose sign is at `sign`; `sign` if there is none. */
 std::size_t BeginOfPerson(std::u16string_view text, std::size_t sign) {
+  const std::size_t first = sign - std::min(sign, kLongestName);
   std::size_t begin = sign;
-  if (begin > 0 && text[begin - 1] == u'"') {
-    const std::size_t quote = begin > 1 ? text.rfind(u'"', begin - 2) : kNone;
-    return quote == kNone ? sign : quote + 1;
+  if (begin > first && text[begin - 1] == u'"') {
+    const std::size_t quote = text.substr(first, begin - 1 - first).rfind(u'"');
+    return quote == kNone ? sign : first + quote + 1;
   }
   const auto isPart = [](char16_t unit) {
-    return IsWord(unit) || IsIn(u".+-_'&!#$*=?^`{|}~", unit) || unit == kMasked;
+    return IsWord(unit) || IsIn(u".+-_'&!#$*=?^`{|}~%", unit) || unit == kMasked;
   };
-  while (begin > 0 && isPart(text[begin - 1])) --begin;
+  while (begin > first && isPart(text[begin - 1])) --begin;
   return begin;
 }
 
@@ -88,66 +101,164 @@ void FindProxyCredentials(std::u16string_view text, PersonalParts& parts) {
   }
 }
 
+bool EndsWord(char16_t unit) { return unit <= u' ' || IsIn(u"\"<>", unit); }
+
+/** Returns the last sign before a host, because a password may contain signs too; nowhere if there is none.
+ */
+std::size_t LastSign(std::u16string_view text, std::size_t begin, std::size_t end) {
+  for (std::size_t sign = end; sign-- > begin;) {
+    if (text[sign] == u'@' && EndOfHost(text, sign + 1) != sign + 1) return sign;
+  }
+  return kNone;
+}
+
+/**
+ * Returns the sign behind the credentials of an address with a scheme; nowhere if it has none.
+ * @param begin  the first unit behind the scheme
+ */
+std::size_t SignOfAuthority(std::u16string_view text, std::size_t begin) {
+  const std::u16string_view rest = text.substr(begin, kLongestName);
+  const auto endsAuthority = [](char16_t unit) { return EndsWord(unit) || IsIn(u"/\\?#'", unit); };
+  const auto size = static_cast<std::size_t>(std::ranges::find_if(rest, endsAuthority) - rest.begin());
+  const std::u16string_view authority = rest.substr(0, size);
+  const std::size_t sign = authority.rfind(u'@');
+  if (sign != kNone) return sign == 0 ? kNone : begin + sign;
+  // Without a sign, a colon is before a port. If no number follows, it is before a password that contains one
+  // of the ends.
+  const std::size_t colon = authority.find(u':');
+  const bool isHost = colon == kNone || colon == 0 || authority[0] == u'[' ||
+                      std::ranges::all_of(authority.substr(colon + 1), IsFigure);
+  if (isHost) return kNone;
+  const auto word = static_cast<std::size_t>(std::ranges::find_if(rest, EndsWord) - rest.begin());
+  return LastSign(text, begin + size, begin + word);
+}
+
+/** Whether the colon is not behind a user, but behind a drive, a scheme or the host of an address. */
+bool IsOtherColon(std::u16string_view text, std::size_t begin, std::size_t colon) {
+  if (begin > 0 && text[begin - 1] == u'/') return true;
+  const bool isDrive = colon - begin == 1 && IsSeparator(text[colon + 1]);
+  const std::u16string_view scheme = text.substr(begin, colon - begin);
+  return isDrive || text.substr(colon + 1, 2) == u"//" ||
+         (scheme.size() == 6 && StartsWith(scheme, 0, u"MAILTO"));
+}
+
+/** Adds the user and password in a word of a text, such as `user:password@host`. */
+void AddPlainCredentials(std::u16string_view text, std::size_t begin, std::size_t end, PersonalParts& parts) {
+  const std::size_t sign = LastSign(text, begin, end);
+  if (sign == kNone) return;
+  std::size_t user = begin;
+  for (std::size_t at = begin; at + 1 < sign; ++at) {
+    if (IsIn(u"/\\?#'()=,;", text[at])) user = at + 1;
+    if (text[at] != u':' || at == user || IsOtherColon(text, user, at)) continue;
+    return AddCredentials(text, user, sign, parts);
+  }
+}
+
+/** Whether a path cannot go on behind this unit. */
+bool EndsPath(char16_t unit) { return unit < u' ' || IsIn(u"\"<>|;,=", unit); }
+
+bool IsDrive(std::u16string_view text, std::size_t colon) {
+  return colon > 0 && IsAsciiLetter(text[colon - 1]) && (colon == 1 || !IsWord(text[colon - 2])) &&
+         colon + 1 < text.size() && IsSeparator(text[colon + 1]);
+}
+
+/** Returns where the word of an account or path ends. A path has no colon except behind its drive. */
+std::size_t EndOfWord(std::u16string_view text, std::size_t at) {
+  for (; at < text.size(); ++at) {
+    const bool isEnd = text[at] == u' ' || EndsPath(text[at]) || (text[at] == u':' && !IsDrive(text, at));
+    if (isEnd) break;
+  }
+  return at;
+}
+
+/** Whether the word is a path, of one name behind its root or of three names. */
+bool IsPath(std::u16string_view word) {
+  std::size_t runs = 0;
+  for (std::size_t at = 0; at < word.size(); ++at) {
+    if (!IsSeparator(word[at])) continue;
+    const bool hasRoot = at == 0 ? word[at] == u'\\' : IsIn(u":%~", word[at - 1]);
+    if (hasRoot || (at > 0 && word.substr(0, at).find_first_not_of(u'.') == kNone)) return true;
+    if (at == 0 || !IsSeparator(word[at - 1])) ++runs;
+  }
+  return runs > 1;
+}
+
+bool IsSwitch(std::u16string_view word) {
+  return word.size() > 1 && IsIn(u"/-", word[0]) && IsAsciiLetter(word[1]);
+}
+
+/** Whether the word ends in a file name with a usual ending. */
+bool IsFile(std::u16string_view word) {
+  while (!word.empty() && !IsWord(word.back())) word.remove_suffix(1);
+  const std::size_t dot = word.rfind(u'.');
+  return dot != kNone && word.size() - dot <= 5 && IsFileEnding(Folded(word.substr(dot + 1)));
+}
+
+/** Adds the domain and user of a word that is no path. */
+void AddAccount(std::u16string_view text, std::size_t begin, std::size_t end, PersonalParts& parts) {
+  const std::u16string_view word = text.substr(begin, end - begin);
+  const std::size_t sign = word.find(u'\\');
+  if (sign == kNone || IsFile(word)) return;
+  const auto isName = [](char16_t unit) { return IsWord(unit) || IsIn(u"-._$&", unit) || unit == kMasked; };
+  std::size_t domain = sign;
+  while (domain > 0 && isName(word[domain - 1])) --domain;
+  const std::size_t user = word.find_first_not_of(u'\\', sign);
+  if (domain == sign || user == kNone || word[domain] == u'.' || word[user] == u'.') return;
+  // Behind a short name such as PROGRA~1, or behind a variable, it is a file in a folder.
+  const std::u16string_view before = word.substr(0, domain);
+  if (before.ends_with(u'~') || (before.ends_with(u'%') && before.find(u'%') + 1 != domain)) return;
+  AddWords(text, begin + domain, begin + sign, parts);
+  AddWords(text, begin + user, end, parts);
+}
+
 }  // namespace
 
 void FindMailAddresses(std::u16string_view text, bool isText, PersonalParts& parts) {
-  for (std::size_t sign = text.find(u'@'); sign != kNone; sign = text.find(u'@', sign + 1)) {
+  for (std::size_t sign = 0; sign < text.size(); ++sign) {
+    const std::size_t size = SizeOfSign(text, sign);
+    if (size == 0) continue;
+    const std::size_t host = sign + size;
     const std::size_t begin = BeginOfPerson(text, sign);
-    const std::size_t end = EndOfHost(text, sign + 1);
-    if (begin == sign || end == sign + 1) continue;
-    const std::size_t last = LastLabel(text, sign + 1, end);
+    const std::size_t end = EndOfHost(text, host);
+    if (begin == sign || end == host) continue;
+    const std::size_t last = LastLabel(text, host, end);
     const std::u16string_view person = text.substr(begin, sign - begin);
-    const std::u16string_view host = text.substr(sign + 1, end - sign - 1);
+    const std::u16string_view whole = text.substr(host, end - host);
     const bool isLikely =
-        isText ? person.size() > 1 && host.size() > 1 : IsLongWord(person) && IsLongWord(host);
+        isText ? person.size() > 1 && whole.size() > 1 : IsLongWord(person) && IsLongWord(whole);
     if (last == end && !isLikely) continue;
     AddWords(text, begin, sign, parts);
-    AddWords(text, sign + 1, last, parts);
+    AddWords(text, host, last, parts);
   }
 }
 
 void FindAccounts(std::u16string_view text, PersonalParts& parts) {
-  const auto isName = [](char16_t unit) { return IsWord(unit) || IsIn(u"-._$", unit) || unit == kMasked; };
-  const std::u16string_view ends(u"\"<>|;,=\t\r\n\0", 11);
-  for (std::size_t sign = text.find(u'\\'); sign != kNone; sign = text.find(u'\\', sign + 1)) {
-    std::size_t begin = sign, end = sign + 1;
-    while (begin > 0 && isName(text[begin - 1])) --begin;
-    while (end < text.size() && isName(text[end])) ++end;
-    // Names of a path may have blanks, so a separator or drive before the name in the same part makes it a
-    // path.
-    const std::size_t part = begin == 0 ? kNone : text.find_last_of(ends, begin - 1);
-    const std::u16string_view before = text.substr(part + 1, begin - part - 1);
-    const bool isPath = before.find_first_of(u"\\/:%~") != kNone ||
-                        (end < text.size() && (IsSeparator(text[end]) || IsIn(u":%*", text[end])));
-    const std::u16string_view domain = text.substr(begin, sign - begin);
-    const std::u16string_view user = text.substr(sign + 1, end - sign - 1);
-    if (isPath || domain.empty() || user.empty() || domain[0] == u'.' || user[0] == u'.') continue;
-    // A name with an ending is a file in a folder.
-    const std::size_t dot = user.rfind(u'.');
-    if (dot != kNone && IsFileEnding(Folded(user.substr(dot + 1)))) continue;
-    AddWords(text, begin, sign, parts);
-    AddWords(text, sign + 1, end, parts);
+  // Names of a path may have blanks, so a path goes on until a file name, a switch or another sign ends it.
+  bool isInPath = false;
+  for (std::size_t at = 0, end = 0; at < text.size(); at = end + 1) {
+    end = EndOfWord(text, at);
+    const std::u16string_view word = text.substr(at, end - at);
+    if (IsSwitch(word)) isInPath = false;
+    if (!isInPath && !IsPath(word)) AddAccount(text, at, end, parts);
+    // A web address has no blanks.
+    isInPath = isInPath || (IsPath(word) && (word.find(u'\\') != kNone || word.find(u':') != kNone));
+    if (IsFile(word) || (end < text.size() && text[end] != u' ')) isInPath = false;
   }
 }
 
-void FindCredentials(std::u16string_view text, bool isProxy, PersonalParts& parts) {
+void FindAddressCredentials(std::u16string_view text, bool isProxy, PersonalParts& parts) {
   if (isProxy) return FindProxyCredentials(text, parts);
-  const std::u16string_view ends(u"/\\?#\"'<> \t\r\n\0", 13);
   for (std::size_t at = text.find(u"://"); at != kNone; at = text.find(u"://", at + 1)) {
-    const std::size_t end = std::min(text.find_first_of(ends, at + 3), text.size());
-    const std::size_t sign = text.substr(0, end).rfind(u'@');
-    if (sign != kNone && sign > at + 3) AddCredentials(text, at + 3, sign, parts);
+    const std::size_t sign = SignOfAuthority(text, at + 3);
+    if (sign != kNone) AddCredentials(text, at + 3, sign, parts);
   }
-  const std::u16string_view begins(u"/\\?#\"'<>()=,; \t\r\n\0", 18);
-  for (std::size_t sign = text.find(u'@'); sign != kNone; sign = text.find(u'@', sign + 1)) {
-    const std::size_t before = sign == 0 ? kNone : text.find_last_of(begins, sign - 1);
-    const std::size_t begin = before == kNone ? 0 : before + 1;
-    const std::size_t colon = text.find(u':', begin);
-    const bool isScheme = (before != kNone && text[before] == u'/') ||  // found above
-                          (colon < sign && Folded(text.substr(begin, colon - begin)) == u"MAILTO");
-    const bool isHost = EndOfHost(text, sign + 1) != sign + 1;
-    if (colon < sign && colon > begin && colon + 1 < sign && !isScheme && isHost)
-      AddCredentials(text, begin, sign, parts);
+}
+
+void FindPlainCredentials(std::u16string_view text, PersonalParts& parts) {
+  for (std::size_t at = 0, end = 0; at < text.size(); at = end + 1) {
+    end = at;
+    while (end < text.size() && !EndsWord(text[end])) ++end;
+    AddPlainCredentials(text, at, end, parts);
   }
 }
 

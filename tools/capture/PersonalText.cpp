@@ -30,11 +30,6 @@ int HexValue(char16_t unit) {
   return IsHexFigure(unit) ? (unit | 0x20) - u'a' + 10 : -1;
 }
 
-/** The full-width forms of ASCII are 0xFEE0 above it. */
-char16_t WithoutWidth(char16_t unit) {
-  return unit > 0xFF00 && unit < 0xFF5F ? static_cast<char16_t>(unit - 0xFEE0) : unit;
-}
-
 /** The next unit of a text, which may be escaped, of full width, or UTF-8 with one byte in each unit. */
 char16_t TakeUnit(std::u16string_view text, std::size_t& at) {
   const char16_t first = TakeByte(text, at);
@@ -71,8 +66,8 @@ std::size_t SkipFigures(std::u16string_view text, std::size_t at) {
 bool IsInCode(std::u16string_view text, std::size_t begin, std::size_t end) {
   const auto isPart = [](char16_t unit) { return IsHexFigure(unit) || unit == u'-'; };
   if (!std::ranges::all_of(text.substr(begin, end - begin), isPart)) return false;
-  while (begin > 0 && isPart(text[begin - 1])) --begin;
-  while (end < text.size() && isPart(text[end])) ++end;
+  while (begin > 0 && end - begin <= kGuidChars && isPart(text[begin - 1])) --begin;
+  while (end < text.size() && end - begin <= kGuidChars && isPart(text[end])) ++end;
   const std::u16string_view code = text.substr(begin, end - begin);
   if (code.size() == kPackedGuidChars) return code.find(u'-') == kNone;
   if (code.size() != kGuidChars) return false;
@@ -95,27 +90,48 @@ bool AreOneWord(char16_t left, char16_t right) {
  * in. */
 bool IsSecretSetting(std::u16string_view name) {
   constexpr std::u16string_view kNames[] = {
-      u"PASS",   u"PASSPHRASE", u"PASSCODE", u"SECRET",     u"TOKEN",   u"APIKEY", u"API-KEY", u"API_KEY",
-      u"SERIAL", u"LICENSEKEY", u"PIDKEY",   u"PRODUCTKEY", u"ACCOUNT", u"LOGIN",  u"USER",    u"USERNAME"};
-  constexpr std::u16string_view kWords[] = {u"PASSWORD", u"PASSWD", u"PASSWORT", u"KENNWORT",
-                                            u"PWD",      u"_PASS",  u"-PASS",    u"SECRET"};
+      u"PASS",       u"PASSPHRASE", u"PASSCODE", u"PW",     u"SECRET",     u"TOKEN",
+      u"APIKEY",     u"API-KEY",    u"API_KEY",  u"SERIAL", u"LICENSEKEY", u"PIDKEY",
+      u"PRODUCTKEY", u"ACCOUNT",    u"LOGIN",    u"USER",   u"USERNAME"};
+  constexpr std::u16string_view kWords[] = {u"PASSWORD", u"PASSWD", u"PASSWORT", u"KENNWORT", u"PWD",
+                                            u"_PASS",    u"-PASS",  u"_PW",      u"-PW",      u"SECRET"};
   return std::ranges::find(kNames, name) != std::end(kNames) ||
          std::ranges::any_of(kWords, [&](std::u16string_view word) { return name.ends_with(word); });
 }
 
+/** Returns the place behind the quote there, which may be escaped with a backslash; `at` if none is there. */
+std::size_t SkipQuote(std::u16string_view text, std::size_t at) {
+  const std::size_t quote = at < text.size() && text[at] == u'\\' ? at + 1 : at;
+  return quote < text.size() && IsIn(u"\"'", text[quote]) ? quote + 1 : at;
+}
+
+std::size_t SkipBlanks(std::u16string_view text, std::size_t at) {
+  while (at < text.size() && text[at] == u' ') ++at;
+  return at;
+}
+
 /** Returns where the value of a setting begins whose name ends at `at`; nowhere if it has none. */
 std::size_t BeginOfValue(std::u16string_view text, std::size_t at, bool isSwitch) {
-  std::size_t begin = at;
-  while (begin < text.size() && text[begin] == u' ') ++begin;
+  const std::size_t name = SkipQuote(text, at);  // a name in quotes, as in JSON
+  std::size_t begin = SkipBlanks(text, name);
   const bool hasSign = begin < text.size() && IsIn(u":=", text[begin]);
   if (hasSign) {
-    ++begin;
-    while (begin < text.size() && text[begin] == u' ') ++begin;
-  } else if (begin == at || !isSwitch || begin == text.size() || IsIn(u"-/", text[begin])) {
+    begin = SkipBlanks(text, begin + 1);
+  } else if (name != at || begin == at || !isSwitch || begin == text.size() || IsIn(u"-/", text[begin])) {
     return kNone;  // a word of a text, or a switch that another one follows
   }
-  if (begin < text.size() && IsIn(u"\"'", text[begin])) ++begin;
+  begin = SkipQuote(text, begin);
   return begin < text.size() ? begin : kNone;
+}
+
+/** Returns where the value that begins there ends. */
+std::size_t EndOfValue(std::u16string_view text, std::size_t value) {
+  const bool isQuoted = IsIn(u"\"'", text[value - 1]);
+  const std::u16string_view ends =
+      isQuoted ? text.substr(value - 1, 1) : std::u16string_view(u" \t\r\n\0;&\"'", 8);
+  const std::size_t end = std::min(text.find_first_of(ends, value), text.size());
+  const bool isEscaped = isQuoted && text[value - 2] == u'\\' && end > value && text[end - 1] == u'\\';
+  return isEscaped ? end - 1 : end;
 }
 
 }  // namespace
@@ -136,6 +152,11 @@ bool StartsWith(std::u16string_view text, std::size_t at, std::u16string_view up
     if (Folded(text[at + i]) != upper[i]) return false;
   }
   return true;
+}
+
+// The full-width forms of ASCII are 0xFEE0 above it.
+char16_t WithoutWidth(char16_t unit) {
+  return unit > 0xFF00 && unit < 0xFF5F ? static_cast<char16_t>(unit - 0xFEE0) : unit;
 }
 
 char16_t TakeByte(std::u16string_view text, std::size_t& at) {
@@ -226,10 +247,7 @@ void FindSecretSettings(std::u16string_view text, PersonalParts& parts) {
     while (!name.empty() && name[0] == u'-') name.remove_prefix(1);
     const std::size_t value = IsSecretSetting(Folded(name)) ? BeginOfValue(text, end, isSwitch) : kNone;
     if (value != kNone) {
-      const bool isQuoted = text[value - 1] == u'"' || text[value - 1] == u'\'';
-      const std::u16string_view ends =
-          isQuoted ? text.substr(value - 1, 1) : std::u16string_view(u" \t\r\n\0;&\"'", 8);
-      end = std::min(text.find_first_of(ends, value), text.size());
+      end = EndOfValue(text, value);
       if (end > value) parts.push_back({value, end - value, PersonalKind::Word});
     }
     begin = end;

@@ -48,6 +48,8 @@ bool IsWord(char16_t unit);
 /** Whether the text has `upper`, which is Folded(), at `at`. */
 bool StartsWith(std::u16string_view text, std::size_t at, std::u16string_view upper);
 
+/** The full-width form of ASCII becomes ASCII; other units stay. */
+char16_t WithoutWidth(char16_t unit);
 /** Returns the unit there and advances `at` behind it. A percent escape counts as the byte that it means. */
 char16_t TakeByte(std::u16string_view text, std::size_t& at);
 /** Adds all words between two places of the text. */
@@ -74,8 +76,8 @@ void FindSids(std::u16string& text, PersonalParts& parts);
 void FindNames(std::u16string_view text, std::span<const PersonalName> names, bool withShort,
                PersonalParts& parts);
 
-/** Adds the values of switches and settings for secrets and users, such as `/password:x`, `-p x` and `PWD=x`.
- */
+/** Adds the values of switches and settings for secrets and users, such as `/password:x`, `-pwd x`, `PWD=x`
+ * and `"password": "x"`. */
 void FindSecretSettings(std::u16string_view text, PersonalParts& parts);
 
 /** Returns the parts of a person's name that have four letters or more; none if the name has only one part.

@@ -157,6 +157,8 @@ void Redactor::AddBytes(const std::string& bytes, const std::string& standIn) {
 PersonalParts Redactor::Find(std::u16string_view text, const Manner& manner) const {
   PersonalParts parts;
   std::u16string rest(text);
+  // In other data, bytes form such units by chance.
+  if (manner.search == Search::Text) std::ranges::transform(rest, rest.begin(), WithoutWidth);
   FindSids(rest, parts);
   folders_.Find(rest, manner.search != Search::File, parts);
   Mask(parts, rest);
@@ -167,7 +169,7 @@ PersonalParts Redactor::Find(std::u16string_view text, const Manner& manner) con
     rest.replace(at + 1, size - 2, size - 2, kMasked);
     at += size - 2;
   }
-  if (manner.search != Search::File) FindCredentials(rest, manner.holdsProxies, parts);
+  if (manner.search != Search::File) FindAddressCredentials(rest, manner.holdsProxies, parts);
   Mask(parts, rest);
   // After a password comes a host. Without the sign it is not taken for a mail address.
   for (const PersonalPart& part : parts) {
@@ -175,6 +177,8 @@ PersonalParts Redactor::Find(std::u16string_view text, const Manner& manner) con
     if (end < rest.size() && rest[end] == u'@') rest[end] = kMasked;
   }
   if (manner.search != Search::File) {
+    if (!manner.holdsProxies) FindPlainCredentials(rest, parts);
+    Mask(parts, rest);
     FindSecretSettings(rest, parts);
     Mask(parts, rest);
   }

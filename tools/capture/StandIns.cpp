@@ -9,7 +9,7 @@
 namespace capture {
 namespace {
 
-/** The tries for one name. If all short stand-ins are used, one of them is used twice. */
+/** The tries for one name. If all short stand-ins are used, they are used again, without more tries. */
 constexpr std::size_t kMostTries = 100000;
 
 constexpr std::u16string_view kLetters = u"abcdefghijklmnopqrstuvwxyz";
@@ -70,23 +70,31 @@ void StandIns::Avoid(std::u16string_view name) { avoided_.emplace(name); }
 bool StandIns::IsTaken(const std::u16string& standIn) const {
   const std::u16string upper = AsciiUpper(standIn);
   if (given_.contains(upper) || avoided_.contains(upper)) return true;
-  return std::ranges::any_of(avoided_, [&](const std::u16string& name) {
-    return name.size() >= kTellingChars && upper.find(name) != upper.npos;
-  });
+  // Names that begin with the same units are adjacent.
+  for (std::size_t at = 0; at + kTellingChars <= upper.size(); ++at) {
+    const std::u16string_view rest = std::u16string_view(upper).substr(at);
+    const std::u16string_view first = rest.substr(0, kTellingChars);
+    for (auto name = avoided_.lower_bound(first); name != avoided_.end() && name->starts_with(first);
+         ++name) {
+      if (rest.starts_with(*name)) return true;
+    }
+  }
+  return false;
 }
 
 const std::u16string& StandIns::Of(const std::u16string& name, Alphabet alphabet,
                                    std::u16string_view prefix) {
   const auto found = made_.find(name);
   if (found != made_.end()) return found->second;
-  std::size_t& next = next_[std::u16string(prefix) + ToWide(static_cast<unsigned long long>(name.size()))];
+  Numbering& numbering = next_[std::u16string(prefix) + ToWide(static_cast<unsigned long long>(name.size()))];
   std::u16string standIn;
-  for (std::size_t tries = 0; tries < kMostTries; ++tries) {
-    const std::size_t number = ++next;
+  for (std::size_t tries = 0;;) {
+    const std::size_t number = ++numbering.last;
     standIn = alphabet == Alphabet::Letters       ? Letters(name, number, prefix)
               : alphabet == Alphabet::Hexadecimal ? SameSigns(name, number, u"0123456789abcdef", false)
                                                   : SameSigns(name, number, u"0123456789", true);
-    if (!IsTaken(standIn)) break;
+    if (numbering.isExhausted || !IsTaken(standIn)) break;
+    numbering.isExhausted = ++tries == kMostTries;
   }
   Give(name, standIn);
   return made_[name];

@@ -1,6 +1,7 @@
 /** Replacements for names: of the same length, and different from all names. */
 #pragma once
 
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -38,12 +39,19 @@ class StandIns {
   static std::u16string Spelt(std::u16string standIn, std::u16string_view spelling);
 
  private:
+  /** The stand-ins of one length are numbered. */
+  struct Numbering {
+    std::size_t last = 0;
+    bool isExhausted = false;
+  };
+
   bool IsTaken(const std::u16string& standIn) const;
 
-  std::set<std::u16string> avoided_;
+  std::set<std::u16string, std::less<>> avoided_;
   std::set<std::u16string> given_;
   std::map<std::u16string, std::u16string> made_;
-  std::map<std::u16string, std::size_t> next_;
+  /** By prefix and length. */
+  std::map<std::u16string, Numbering> next_;
 };
 
 }  // namespace capture

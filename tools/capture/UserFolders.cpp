@@ -164,7 +164,9 @@ void UserFolders::Find(std::u16string_view text, bool withUnset, PersonalParts& 
   bool isQuoted = false;
   for (std::size_t at = 0; at < text.size();) {
     const char16_t unit = text[at];
-    const bool mayBegin = IsSeparator(unit) || unit == u'%' || IsDriveAt(text, at);
+    // Repeated separators count as one. If each one began a path, many of them would take quadratic time.
+    const bool isFirst = IsSeparator(unit) && (at == 0 || !IsSeparator(text[at - 1]));
+    const bool mayBegin = isFirst || unit == u'%' || IsDriveAt(text, at);
     const std::size_t begin = mayBegin ? FolderAt(text, at, withUnset, parts) : at;
     const std::size_t end = begin == at ? at + 1 : FindWords(text, begin, isQuoted, parts);
     for (; at < end; ++at) {
