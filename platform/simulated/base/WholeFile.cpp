@@ -71,8 +71,10 @@ bool ReadAll(int file, std::uint8_t* bytes, std::size_t at, std::size_t count) {
 }
 
 FileBytes Allocate(std::size_t size, const fs::path& file) {
+  FileBytes bytes;
   try {
-    return {std::make_unique_for_overwrite<std::uint8_t[]>(size), 0};
+    bytes.data = std::make_unique_for_overwrite<std::uint8_t[]>(size);
+    return bytes;
   } catch (const std::bad_alloc&) {
     Fail(file, "too large for the memory that is free; close other programs");
   }

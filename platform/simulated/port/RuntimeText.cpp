@@ -107,7 +107,6 @@ namespace platform {
 using simulated::Arguments;
 using simulated::CurrentMachineOrNull;
 using simulated::Failure;
-using simulated::Machine;
 using simulated::Perform;
 
 int _vscprintf(const char* format, va_list arguments) {
