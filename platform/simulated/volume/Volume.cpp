@@ -197,7 +197,7 @@ void Loader::LoadUsers() {
   std::vector<UserHive> users = FindUserHives(volume_, machine_, observer_);
   for (const UserHive& user : users) Expect(user.file);
   // A folder with the name of a SID must not take the place of that user's hive.
-  std::ranges::stable_partition(users, [](const UserHive& user) { return !user.sid.empty(); });
+  std::stable_partition(users.begin(), users.end(), [](const UserHive& user) { return !user.sid.empty(); });
   std::erase_if(users, [&](UserHive& user) { return !LoadUser(user); });
   ChooseUser(users, options_.user, volume_, machine_, observer_);
 }
