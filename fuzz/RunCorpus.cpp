@@ -1,7 +1,7 @@
 /**
- * OUTCOMES FOLDER: runs the harness once with each file of the folder, for builds without a fuzzer.
+ * OUTCOMES FOLDER...: runs the harness once with each file of the folders, for builds without a fuzzer.
  *
- * The file OUTCOMES is optional. It has lines "FILE: outcome" of files that must be in the folder.
+ * The file OUTCOMES is optional. It has lines "FILE: outcome" of files that must be in one of the folders.
  */
 #include <cstdint>
 #include <cstdio>
@@ -50,12 +50,14 @@ bool RunFile(const std::filesystem::path& path, Outcomes& expected) {
 
 int main(int count, char** values) {
   const std::span arguments(values, static_cast<std::size_t>(count));
-  if (arguments.size() != 3) return 2;
+  if (arguments.size() < 3) return 2;
   Outcomes expected = ReadOutcomes(arguments[1]);
   std::size_t files = 0, wrong = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(arguments[2])) {
-    if (!RunFile(entry.path(), expected)) ++wrong;
-    ++files;
+  for (const char* folder : arguments.subspan(2)) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+      if (!RunFile(entry.path(), expected)) ++wrong;
+      ++files;
+    }
   }
   for (const auto& [name, outcome] : expected) std::fprintf(stderr, "%s is not there\n", name.c_str());
   std::fprintf(stderr, "%zu inputs, %zu wrong\n", files, wrong);
