@@ -115,7 +115,7 @@ TEST_F(Processes, TheShellRemovesQuotesAroundAName) {
     return isStarted;
   };
   EXPECT_TRUE(starts(u"\"" + program + u"\""));
-  EXPECT_EQ(!RunsOnWine(), starts(u"\"\"" + program + u"\"\""));
+  EXPECT_EQ(!tests::RunsOnWine(), starts(u"\"\"" + program + u"\"\""));
   EXPECT_FALSE(starts(u"\"" + program + u"\" -a"));
 }
 
