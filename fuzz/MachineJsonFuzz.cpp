@@ -36,7 +36,7 @@ void CheckError(std::string_view what) {
 void CheckCapture(const simulated::MachineDescription& description) {
   if (!description.capture) return;
   try {
-    simulated::CheckFiles(*description.capture, EmptyFolder(), simulated::RegistryFolder(EmptyFolder()));
+    simulated::CheckFiles(*description.capture, EmptyFolder(), simulated::ChangeFolder(EmptyFolder()));
   } catch (const simulated::MachineError&) {
   }
 }

@@ -82,10 +82,10 @@ CaptureRecord ReadCapture(const JsonShape& shape, const json& root) {
 
 bool IsCapturesFile(const fs::path& file) { return file.filename().string().starts_with(kCapturedPrefix); }
 
-void CheckFiles(const CaptureRecord& record, const Folder& directory, const RegistryFolder& registry) {
+void CheckFiles(const CaptureRecord& record, const Folder& directory, const ChangeFolder& registry) {
   for (const auto& [path, captured] : record.files) CheckFile(captured, directory, path);
   for (const fs::path& file : registry.Files()) {
-    if (!RegistryFolder::IsChange(file) && !record.files.contains(file.string()))
+    if (!ChangeFolder::IsChange(file) && !record.files.contains(file.string()))
       Fail(directory.PathOf(file), "no part of the capture");
   }
 }

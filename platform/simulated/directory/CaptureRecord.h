@@ -2,7 +2,7 @@
  * The record of a captured machine: the member "capture" of machine.json, see docs/machine-directory.md.
  *
  * A capture is evidence: it is used complete and as it was written, or not at all. Changes that programs make
- * to it later (RegistryFolder.h) are in other files and are not part of it.
+ * to it later (ChangeFolder.h) are in other files and are not part of it.
  */
 #pragma once
 
@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "simulated/directory/ChangeFolder.h"
 #include "simulated/directory/JsonShape.h"
-#include "simulated/directory/RegistryFolder.h"
 
 namespace simulated {
 
@@ -45,6 +45,6 @@ bool IsCapturesFile(const std::filesystem::path& file);
  * Checks that the directory holds what was captured.
  * @throws MachineError for a file that is missing, that was changed, or that the capture does not have
  */
-void CheckFiles(const CaptureRecord& record, const Folder& directory, const RegistryFolder& registry);
+void CheckFiles(const CaptureRecord& record, const Folder& directory, const ChangeFolder& registry);
 
 }  // namespace simulated

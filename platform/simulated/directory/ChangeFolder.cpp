@@ -1,4 +1,4 @@
-#include "simulated/directory/RegistryFolder.h"
+#include "simulated/directory/ChangeFolder.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -71,7 +71,7 @@ std::string Explanation(const HostFailure& failure) {
 
 }  // namespace
 
-RegistryFolder::RegistryFolder(const Folder& root) : root_(root) {
+ChangeFolder::ChangeFolder(const Folder& root) : root_(root) {
   const Folder::Entry entry = root_.Look(kFolder);
   if (entry == Folder::Entry::None) return;
   const Folder folder(root_, kFolder);
@@ -88,7 +88,7 @@ RegistryFolder::RegistryFolder(const Folder& root) : root_(root) {
   for (const auto& [number, ending] : inOrder) files_.push_back(FileOf(number, ending));
 }
 
-void RegistryFolder::AddFile(const std::string& name) {
+void ChangeFolder::AddFile(const std::string& name) {
   const auto done = ChangeNumber(name, kDone);
   const auto pending = ChangeNumber(name, kPending);
   const auto number = done ? done : pending;
@@ -103,16 +103,16 @@ void RegistryFolder::AddFile(const std::string& name) {
   (done ? changes_ : pending_).push_back(*number);
 }
 
-bool RegistryFolder::IsChange(const fs::path& file) {
+bool ChangeFolder::IsChange(const fs::path& file) {
   return ChangeNumber(file, kDone) || ChangeNumber(file, kPending);
 }
 
-std::uint64_t RegistryFolder::NextNumber() const {
+std::uint64_t ChangeFolder::NextNumber() const {
   const std::uint64_t lastDone = changes_.empty() ? 0 : changes_.back();
   return std::max(lastDone, pending_.empty() ? 0 : pending_.back()) + 1;
 }
 
-void RegistryFolder::FinishPending(const Drives& drives) {
+void ChangeFolder::FinishPending(const Drives& drives) {
   // In their order: a later operation may undo an earlier one.
   while (!pending_.empty()) {
     const std::uint64_t number = pending_.front();
@@ -125,14 +125,14 @@ void RegistryFolder::FinishPending(const Drives& drives) {
   }
 }
 
-void RegistryFolder::ApplyPending(Drives& drives) const {
+void ChangeFolder::ApplyPending(Drives& drives) const {
   for (const std::uint64_t number : pending_)
     drives.ChangeInMemory(ReadFileChanges(ReadWholeFile(root_, FileOf(number, kPending)).Span()));
 }
 
 // The last change's file becomes the one of all before any other goes: those that are left are merged before
 // it, and it overrules them.
-void RegistryFolder::FoldChanges() {
+void ChangeFolder::FoldChanges() {
   for (const std::string& name : root_.Names(kFolder))
     if (name.starts_with(Folder::kTemporaryPrefix)) root_.Remove(fs::path(kFolder) / name);
   if (changes_.size() <= kMostChangeFiles || !pending_.empty()) return;
@@ -149,13 +149,13 @@ void RegistryFolder::FoldChanges() {
   changes_ = {changes_.back()};
 }
 
-int RegistryFolder::MakeFolder() const {
+int ChangeFolder::MakeFolder() const {
   const int error = root_.MakeFolder(kFolder);
   return error == EEXIST ? 0 : error;
 }
 
-platform::LSTATUS RegistryFolder::Keep(const ProgramChanges& changes, const Drives& drives,
-                                       std::string& problem) {
+platform::LSTATUS ChangeFolder::Keep(const ProgramChanges& changes, const Drives& drives,
+                                     std::string& problem) {
   try {
     const HostFailure failure = Write(changes, WriteChangeFile(changes), drives);
     if (failure.error != 0) problem = Explanation(failure);
@@ -166,8 +166,8 @@ platform::LSTATUS RegistryFolder::Keep(const ProgramChanges& changes, const Driv
   }
 }
 
-HostFailure RegistryFolder::Write(const ProgramChanges& changes, const std::vector<std::uint8_t>& file,
-                                  const Drives& drives) {
+HostFailure ChangeFolder::Write(const ProgramChanges& changes, const std::vector<std::uint8_t>& file,
+                                const Drives& drives) {
   if (const int error = MakeFolder(); error != 0) return {error, root_.PathOf(kFolder)};
   const std::uint64_t number = NextNumber();
   const bool hasFiles = !changes.files.IsEmpty();

@@ -18,14 +18,14 @@
 
 namespace simulated {
 
-class RegistryFolder {
+class ChangeFolder {
  public:
   /**
    * Lists the files. The folder need not exist; the first change makes it.
    * @param root  the machine directory; the caller owns it
    * @throws MachineError for a folder that cannot be read and for a change whose number is out of range
    */
-  explicit RegistryFolder(const Folder& root);
+  explicit ChangeFolder(const Folder& root);
 
   /** Files below the root in the order in which they are merged: by name, byte by byte, then the changes. */
   const std::vector<std::filesystem::path>& Files() const { return files_; }

@@ -13,8 +13,8 @@
 #include "simulated/base/WholeFile.h"
 #include "simulated/base/WideText.h"
 #include "simulated/base/WindowsNumbers.h"
+#include "simulated/directory/ChangeFolder.h"
 #include "simulated/directory/MachineJson.h"
-#include "simulated/directory/RegistryFolder.h"
 #include "simulated/regfile/RegFile.h"
 #include "simulated/regfile/RegistryMerger.h"
 
@@ -104,17 +104,17 @@ bool IsMachineDirectory(const Folder& directory) {
 /** Lives as long as the machine of a directory. The descriptor of the directory has its lock. */
 struct OpenDirectory {
   Folder directory;
-  std::optional<RegistryFolder> registry;
+  std::optional<ChangeFolder> registry;
 };
 
-void CheckCapture(const CaptureRecord& capture, const Folder& directory, const RegistryFolder& registry,
+void CheckCapture(const CaptureRecord& capture, const Folder& directory, const ChangeFolder& registry,
                   const LoadObserver& observer) {
   CheckFiles(capture, directory, registry);
   if (!observer.warning) return;
   for (const std::string& note : capture.notes) observer.warning("captured machine: " + note);
 }
 
-MachineDescription ReadDescription(const Folder& directory, const RegistryFolder& registry,
+MachineDescription ReadDescription(const Folder& directory, const ChangeFolder& registry,
                                    const std::string& fileName) {
   if (directory.Look(kDescription) != Folder::Entry::None)
     return ParseMachineJson(ReadWholeFile(directory, kDescription).Span(), fileName);
@@ -123,7 +123,7 @@ MachineDescription ReadDescription(const Folder& directory, const RegistryFolder
   return {};
 }
 
-void LoadMachine(const Folder& directory, const RegistryFolder& registry, Machine& machine,
+void LoadMachine(const Folder& directory, const ChangeFolder& registry, Machine& machine,
                  const LoadObserver& observer) {
   const std::string fileName = directory.PathOf(kDescription).string();
   const MachineDescription description = ReadDescription(directory, registry, fileName);
@@ -154,7 +154,7 @@ void KeepChanges(const std::shared_ptr<OpenDirectory>& held, Machine& machine) {
 void LoadDirectory(const std::shared_ptr<OpenDirectory>& held, Changes changes, Machine& machine,
                    const LoadObserver& observer) {
   Lock(held->directory, changes == Changes::Lasting);
-  RegistryFolder& registry = held->registry.emplace(held->directory);
+  ChangeFolder& registry = held->registry.emplace(held->directory);
   LoadMachine(held->directory, registry, machine, observer);
   if (changes == Changes::Lasting) KeepChanges(held, machine);
   registry.ApplyPending(machine.drives);
