@@ -53,6 +53,8 @@ EXCEPTIONS = {
     "guard/ApartmentWindows.cpp": {"objbase.h"},
     # Base64 is an operation of the port.
     "tools/kestrelbay/console/Base64.cpp": {"platform/Constants.h", "platform/Protection.h"},
+    # The C interface draws the icons of executables only, and the report shows those of .ico files too.
+    "tools/kestrelbay/commands/ReportCommand.cpp": {"icons/IconPicture.h"},
     # The library reports a missing and an invalid setting alike, so the command line looks which one it is.
     "tools/kestrelbay/console/Setting.cpp": {"platform/Constants.h", "platform/Registry.h"},
     # A capture reads the machine through the port and writes the simulated machine's own form. It reads the keys

@@ -9,6 +9,7 @@ import pathlib
 import re
 import shutil
 import stat
+import struct
 import subprocess
 import tempfile
 import unittest
@@ -86,24 +87,34 @@ class PageTest(Machine):
         self.assertEqual([row[5] for row in rows], [app["installLocation"] for app in listed])
         pictures = [app["iconText"] for app in listed if app["iconText"].startswith("data:")]
         self.assertGreater(len(pictures), 15)
-        self.assertEqual([row[0] for row in rows if row[0].startswith("data:image/png")], pictures)
+        self.assertEqual([row[0] for row, app in zip(rows, listed) if app["iconText"].startswith("data:")], pictures)
 
     def test_needs_nothing_but_itself(self):
         page = Page(report("report").stdout.decode())
         self.assertTrue(page.addresses)
         self.assertEqual([a for a in page.addresses if not a.startswith("data:")], [])
 
-    def test_icon_files_that_are_there_are_in_the_page(self):
+    def test_icon_files_that_are_there_are_drawn_into_the_page(self):
         pc = self.machine(("There", {"DisplayIcon": "C:\\a.ico"}), ("Missing", {"DisplayIcon": "C:\\b.ico"}),
-                          ("Other", {"DisplayIcon": "C:\\c.ico"}), ("Big", {"DisplayIcon": "C:\\d.ico"}))
+                          ("Other", {"DisplayIcon": "C:\\c.ico"}), ("Damaged", {"DisplayIcon": "C:\\d.ico"}),
+                          ("Picture", {"DisplayIcon": "C:\\e.png"}))
         drive = pc / "drives" / "C"
         drive.mkdir(parents=True)
-        (drive / "A.ICO").write_bytes(b"\0\0\1\0icon")
+        pixels = b"\x10\x20\x30\xff" * 16 * 16
+        image = struct.pack("<IiiHHIIiiII", 40, 16, 32, 1, 32, 0, 0, 0, 0, 0, 0) + pixels + bytes(16 * 4)
+        entry = struct.pack("<BBBBHHII", 16, 16, 0, 0, 1, 32, len(image), 22)
+        file = b"\0\0\1\0\1\0" + entry + image + b"mark of the machine"
+        (drive / "A.ICO").write_bytes(file)
         (drive / "c.ico").write_bytes(b"<svg onload=alert(1)>")
-        (drive / "d.ico").write_bytes(b"\0\0\1\0" + bytes(1 << 20))
+        (drive / "d.ico").write_bytes(b"\0\0\1\0icon")
+        (drive / "e.png").write_bytes(b"\x89PNG\r\n\x1a\n" + b"mark of the machine")
         pictures = {row[1]: row[0] for row in self.page(pc).rows[1:]}
-        self.assertEqual(pictures, {"There": "data:image/x-icon;base64,AAABAGljb24=", "Missing": "", "Other": "",
-                                    "Big": ""})
+        drawn = pictures.pop("There")
+        self.assertEqual(pictures, {"Missing": "", "Other": "", "Damaged": "", "Picture": ""})
+        self.assertTrue(drawn.startswith("data:image/png;base64,"), drawn[:40])
+        bytes_ = base64.b64decode(drawn.partition(",")[2], validate=True)
+        self.assertTrue(bytes_.startswith(b"\x89PNG\r\n\x1a\n"))
+        self.assertNotIn(b"mark", bytes_)
 
     def test_a_data_url_of_the_registry_does_not_get_into_the_page(self):
         svg = "data:image/svg+xml;base64,PHN2Zz4="

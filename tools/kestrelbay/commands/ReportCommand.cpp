@@ -1,52 +1,41 @@
+#include <array>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "capture/MachineCalls.h"
 #include "capture/Text.h"
 #include "commands/Command.h"
-#include "console/Base64.h"
 #include "console/DisplayText.h"
 #include "console/Failure.h"
 #include "console/SaveFile.h"
+#include "icons/IconPicture.h"
 #include "views/Inventory.h"
 #include "views/ReportPage.h"
 
 namespace cli {
 namespace {
 
-constexpr std::size_t kMostIconBytes = 1 << 20;
-
-/** Returns the type of a picture that browsers show; empty for any other file. */
-std::string PictureType(std::string_view bytes) {
-  if (bytes.starts_with(std::string_view("\0\0\1\0", 4))) return "image/x-icon";
-  return bytes.starts_with("\x89PNG\r\n\x1a\n") ? "image/png" : "";
-}
-
-/** Reads a file of the machine; nullopt if it does not exist, is too large, or cannot be read. */
-std::optional<std::string> ReadMachineFile(const std::string& path) {
-  const auto file = capture::FindMachineFile(capture::ToWide(path));
-  std::error_code error;
-  if (!file || std::filesystem::file_size(*file, error) > kMostIconBytes) return std::nullopt;
+/** Whether the file of the machine exists and begins as an .ico file does. */
+bool IsIconFile(const std::u16string& path) {
+  const auto file = capture::FindMachineFile(path);
+  if (!file) return false;
+  std::array<char, 4> head{};
   std::ifstream stream(*file, std::ios::binary);
-  std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-  return stream ? std::optional(std::move(bytes)) : std::nullopt;
-}
-
-/** A picture as a data URL; empty for bytes that are not a picture. */
-std::string DataUrl(const std::optional<std::string>& bytes) {
-  const std::string type = bytes ? PictureType(*bytes) : "";
-  return type.empty() ? "" : "data:" + type + ";base64," + ToBase64(*bytes);
+  stream.read(head.data(), head.size());
+  return stream && head == std::array<char, 4>{0, 0, 1, 0};
 }
 
 /**
- * Only data URLs that this program makes get into the page: a text of the registry may be a data URL too, and
- * then of any type.
+ * Returns a data URL; empty if there is no picture. Only pictures that were drawn here get into the page: a
+ * browser decodes them, and a file or text of the machine may have any bytes.
  */
-std::string PictureOf(std::string_view icon) {
-  if (!icon.starts_with(kPictureStart)) return DataUrl(ReadMachineFile(std::string(icon)));
-  return DataUrl(FromBase64(icon.substr(kPictureStart.size())));
+std::string PictureOf(const std::string& icon) {
+  if (icon.starts_with(kPictureStart)) return icon;
+  const std::u16string path = capture::ToWide(icon);
+  std::string base64;
+  if (!IsIconFile(path) || !kestrelbay::IconToPngBase64(path, base64)) return {};
+  return std::string(kPictureStart) + base64.c_str();
 }
 
 ReportRow RowOf(const InstalledAppEntry& app) {
@@ -58,7 +47,7 @@ ReportRow RowOf(const InstalledAppEntry& app) {
                 app.installLocation,
                 "",
                 std::string(icon.starts_with(kPictureStart) ? "" : icon)};
-  if (!icon.empty()) row.picture = PictureOf(icon);
+  if (!icon.empty()) row.picture = PictureOf(app.iconText);
   return row;
 }
 
