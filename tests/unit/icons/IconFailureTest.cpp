@@ -3,7 +3,9 @@
 
 #include "ExtractionTest.h"
 #include "Files.h"
+#include "icons/GdiPlusBitmap.h"
 #include "icons/IconPicture.h"
+#include "platform/Constants.h"
 
 namespace kestrelbay {
 namespace {
@@ -79,6 +81,58 @@ TEST_F(IconFailure, GdiPlusIsUsedAndShutDownEvenIfItsStartFailed) {
 TEST_F(IconFailure, StreamStaysAfterAFailedSave) {
   EXPECT_THAT(NamesWhere("GdipSaveImageToStream"), Not(Contains("IStream_Release")));
   ExpectClosed(1);
+}
+
+/** A bitmap of four pixels, and GDI+ for its life. */
+class IconSave : public IconFailure {
+ protected:
+  IconSave() {
+    const platform::GdiplusStartupInput input{1, nullptr, false, false};
+    platform::GdiplusStartup(&token, &input, nullptr);
+    const platform::BitmapData locked{2, 2, 8, platform::PixelFormat32bppARGB, pixels.data(), 0};
+    bitmap = GdiPlusBitmap::OverPixels(locked);
+  }
+  ~IconSave() override {
+    bitmap.reset();
+    platform::GdiplusShutdown(token);
+  }
+
+  std::uintptr_t token = 0;
+  std::vector<std::uint32_t> pixels = std::vector<std::uint32_t>(4, 0xFF3366CC);
+  std::unique_ptr<GdiPlusBitmap> bitmap;
+  std::vector<std::uint8_t> png = {7};
+};
+
+TEST_F(IconSave, ReturnsTrueAndTheBytes) {
+  EXPECT_TRUE(SaveBitmapAsPng(*bitmap, png));
+  EXPECT_GT(png.size(), 8U);
+  EXPECT_EQ(bitmap->lastStatus, 0);
+}
+
+TEST_F(IconSave, ThatFailsReturnsFalseKeepsTheBytesAndSetsTheStatus) {
+  machine.faults.FailNth(1, Faults::Extent::Once, "GdipSaveImageToStream");
+  EXPECT_FALSE(SaveBitmapAsPng(*bitmap, png));
+  EXPECT_THAT(png, ElementsAre(7));
+  EXPECT_NE(bitmap->lastStatus, 0);
+}
+
+TEST_F(IconSave, WithoutItsMemoryReturnsFalse) {
+  machine.faults.FailNth(1, Faults::Extent::Once, "GlobalLock");
+  EXPECT_FALSE(SaveBitmapAsPng(*bitmap, png));
+}
+
+TEST_F(IconFailure, PictureWithoutBytesIsAFailure) {
+  machine.faults.FailNth(1, Faults::Extent::Once, "GlobalSize");
+  std::string base64 = "before";
+  EXPECT_FALSE(IconToPngBase64(kPath, base64));
+  EXPECT_TRUE(machine.faults.Fired());
+  EXPECT_EQ(base64, "before");
+}
+
+TEST_F(IconFailure, IconOfFewColoursThatCannotBeAllocatedIsAFailure) {
+  machine.pictures.displayBits = 24;
+  EXPECT_THAT(NamesWhere("GdipAlloc"), Not(Contains("GdipSaveImageToStream")));
+  ExpectClosed();
 }
 
 TEST_F(IconFailure, SaveIsTriedWithoutAStream) {

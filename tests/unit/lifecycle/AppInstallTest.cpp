@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include <cstddef>
 
 #include "base/LoadTimeObjects.h"
@@ -267,6 +269,15 @@ TEST_F(AppInstallTest, FailedWaitCountsAsAnEndedInstaller) {
   EXPECT_EQ(simulated::Handles::Shared().OpenCount(simulated::Waitable::Kind::Process), before);
   held.Open();
   machine.programs.WaitForAll();
+}
+
+TEST_F(AppInstallTest, RefusedElevationReturnsFalseAndWaitsForNothing) {
+  SetInstaller(u"1.0");
+  machine.elevationGranted = false;
+  const auto calls =
+      CallsOf([] { EXPECT_FALSE(AppInstall::GetInstance().StartInstallProcessAndWait(kSetup, "")); });
+  EXPECT_TRUE(std::ranges::none_of(
+      calls, [](const std::string& call) { return call.starts_with("WaitForMultipleObjects"); }));
 }
 
 TEST_F(AppInstallTest, LongVersionOverrunsItsField) {
