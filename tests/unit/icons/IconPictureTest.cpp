@@ -76,6 +76,13 @@ TEST_F(IconPicture, ShellIsAskedForIconAndDisplayName) {
               testing::HasSubstr("(256, 256, 1024, 0x26200a)"));
 }
 
+TEST_F(IconPicture, StreamFreesItsMemoryWhenItIsReleased) {
+  MakeProgram({MakePng(Pattern(256, 256, true))});
+  const auto made = CallsTo("CreateStreamOnHGlobal", CallsOf([] { Draw(); }));
+  ASSERT_EQ(made.size(), 1U);
+  EXPECT_THAT(made[0], testing::StartsWith("CreateStreamOnHGlobal(null, 1"));
+}
+
 TEST_F(IconPicture, ColourBitmapIsDeletedBeforeTheMask) {
   MakeProgram({MakePng(Pattern(256, 256, true))});
   const auto calls = CallsOf([] { Draw(); });
