@@ -51,7 +51,8 @@ class Scratch {
   const fs::path& Path() const { return path_; }
 
   void TakePlace() {
-    std::error_code error, ignored;
+    std::error_code error;
+    std::error_code ignored;
     if (mode_) fs::permissions(path_, *mode_, error);
     if (!error) fs::rename(path_, target_, error);
     // Windows renames no folder over another one, so the empty target is removed first.
@@ -232,7 +233,7 @@ void CheckTarget(const std::string& directory) {
 CaptureSummary WriteCapture(CapturedMachine machine, const CaptureInfo& info, const std::string& directory) {
   CheckTarget(directory);
   Scratch scratch(TargetPath(directory));
-  const CaptureSummary summary = Writer(machine, scratch.Path()).Run(info);
+  CaptureSummary summary = Writer(machine, scratch.Path()).Run(info);
   scratch.TakePlace();
   return summary;
 }

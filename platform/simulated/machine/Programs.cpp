@@ -22,8 +22,8 @@ std::optional<Program> Programs::Find(std::u16string_view path) const {
 }
 
 StartedProgram Programs::Run(const Program& program, ProgramStart start) {
-  const StartedProgram started{std::make_shared<Waitable>(Waitable{.kind = Waitable::Kind::Process}),
-                               std::make_shared<Waitable>(Waitable{.kind = Waitable::Kind::Thread})};
+  StartedProgram started{std::make_shared<Waitable>(Waitable{.kind = Waitable::Kind::Process}),
+                         std::make_shared<Waitable>(Waitable{.kind = Waitable::Kind::Thread})};
   const std::lock_guard guard(lock_);
   std::thread([this, run = program.run, started]() mutable {
     Handles& handles = Handles::Shared();

@@ -1,4 +1,4 @@
-#include <CLI/Validators.hpp>
+#include <CLI/App.hpp>
 #include <memory>
 #include <nlohmann/json.hpp>
 

@@ -38,7 +38,7 @@ Answer AskSafely(const char* label, const Setting& setting, Ask ask) {
 }
 
 Json AskText(TextFact fact) {
-  std::vector<char> buffer(64 * 1024);
+  std::vector<char> buffer(std::size_t{64} * 1024);
   auto size = static_cast<std::int32_t>(buffer.size());
   return fact(buffer.data(), &size) ? Json(buffer.data()) : Json();
 }

@@ -12,7 +12,7 @@ namespace cli {
 namespace {
 
 void PrintRoot(Session& session, std::uint32_t mode) {
-  std::vector<char> buffer(32 * 1024);
+  std::vector<char> buffer(std::size_t{32} * 1024);
   auto size = static_cast<std::int32_t>(buffer.size());
   GetRootDir(buffer.data(), &size, mode);
   const std::string root = FromAnsi(buffer.data());

@@ -11,7 +11,7 @@ namespace cli {
 namespace {
 
 void PrintVersion(Session& session, const std::string& name) {
-  std::vector<char> buffer(4 * 1024);
+  std::vector<char> buffer(std::size_t{4} * 1024);
   auto size = static_cast<std::int32_t>(buffer.size());
   if (!GetAppVersion(name.c_str(), nullptr, buffer.data(), &size)) {
     throw Failure("no version: nothing named \"" + name +

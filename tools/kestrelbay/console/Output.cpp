@@ -11,7 +11,7 @@
 namespace cli {
 namespace {
 
-constexpr std::size_t kPieceBytes = 64 * 1024;
+constexpr std::size_t kPieceBytes = std::size_t{64} * 1024;
 
 /** The escape of JSON for a character that acts on a terminal. Line feeds and tabs are between values. */
 std::string JsonEscape(char32_t code) {

@@ -11,7 +11,7 @@
 namespace cli {
 namespace {
 
-constexpr int kGapCells = 2;
+constexpr std::size_t kGapCells = 2;
 /** A narrower flexible column shows too little. */
 constexpr int kNarrowestCells = 8;
 /** If lines may have any width, one long text must not push the next column far to the right. */
@@ -19,7 +19,7 @@ constexpr int kWidestPadding = 40;
 
 /** Returns the cells for the flexible columns among the first `widths.size()` columns. */
 int CellsForFlexible(std::span<const Column> columns, std::span<const int> widths, int lineCells) {
-  int left = lineCells - kGapCells * (static_cast<int>(widths.size()) - 1);
+  int left = lineCells - static_cast<int>(kGapCells) * (static_cast<int>(widths.size()) - 1);
   for (std::size_t i = 0; i < widths.size(); ++i) {
     if (!columns[i].flexible) left -= widths[i];
   }
@@ -61,12 +61,12 @@ std::string Line(std::span<const std::string> cells, std::span<const int> widths
   std::size_t gap = 0;
   for (std::size_t i = 0; i < widths.size(); ++i) {
     if (cells[i].empty()) {
-      gap += static_cast<std::size_t>(widths[i] + kGapCells);
+      gap += static_cast<std::size_t>(widths[i]) + kGapCells;
       continue;
     }
     const std::string text = mayCut ? CutToWidth(cells[i], widths[i]) : cells[i];
     line.append(gap, ' ').append(text);
-    gap = static_cast<std::size_t>(std::max(0, widths[i] - DisplayWidth(text)) + kGapCells);
+    gap = static_cast<std::size_t>(std::max(0, widths[i] - DisplayWidth(text))) + kGapCells;
   }
   return line;
 }
