@@ -16,7 +16,9 @@ if(WIN32)
   install(TARGETS log RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
 else()
   install(TARGETS kestrelbay_machine LIBRARY DESTINATION lib)
-  set_target_properties(KestrelbayGeneral PROPERTIES INSTALL_RPATH "$ORIGIN")
+  # In the build as well: cmake --install pads a path of the build with zeros, so its length would stay in the file.
+  set_target_properties(KestrelbayGeneral KestrelbayGuard PROPERTIES
+    INSTALL_RPATH "$ORIGIN" BUILD_WITH_INSTALL_RPATH ON)
   # The program writes its own completion scripts.
   function(kestrelbay_install_completion shell place)
     install(CODE "
