@@ -54,8 +54,11 @@ class Variables {
 
  private:
   void LeaveOut(std::u16string_view name) {
-    if (!first_.empty()) ++others_;
-    if (first_.empty()) first_ = name;
+    if (first_.empty()) {
+      first_ = name;
+    } else {
+      ++others_;
+    }
   }
 
   Machine& machine_;
