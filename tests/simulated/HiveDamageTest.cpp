@@ -122,12 +122,25 @@ TEST_F(HiveDamageTest, ListLongerThanItsCellIsReadUpToItsEnd) {
   EXPECT_EQ(Read(), whole);
 }
 
-TEST_F(HiveDamageTest, KeyBelowItselfEndsAtTheDeepestLevel) {
+TEST_F(HiveDamageTest, KeyBelowItselfIsLost) {
   // The only entry of the list becomes the key that has the list.
   Put(CellAt(KeyAt("Above") + kSubKeyList) + 4, Hive().substr(KeyAt("Wanted") + kParent, 4));
+  ExpectLost(kWanted, "Above\\Above", "it is the same key or above it; left out");
+}
+
+TEST_F(HiveDamageTest, RootBelowAKeyIsLost) {
+  Put(CellAt(KeyAt("Above") + kSubKeyList) + 4, Hive().substr(KeyAt("Above") + kParent, 4));
   const Names left = Read();
-  EXPECT_FALSE(std::ranges::binary_search(left, kWanted[0]));
-  EXPECT_THAT(damages.front(), HasSubstr("SOFTWARE\\Above: its subkey Above is another key's"));
+  EXPECT_EQ(left.size(), whole.size() - kWanted.size());
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("it is the same key or above it; left out")));
+}
+
+TEST_F(HiveDamageTest, KeysWhoseParentsFormARingAreRead) {
+  Put(KeyAt("Above") + kParent, Hive().substr(KeyAt("Wanted") + kParent, 4));
+  Put(KeyAt("Wanted") + kParent, Hive().substr(KeyAt("Key100") + kParent, 4));
+  EXPECT_EQ(Read(), whole);
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("its subkey Above is another key's"),
+                                   HasSubstr("its subkey Wanted is another key's")));
 }
 
 TEST_F(HiveDamageTest, ValuesWithoutTheirListAreLost) {

@@ -181,15 +181,17 @@ void Hive::FillSubKeys(Key& key, Node node) {
   // Windows stores them sorted. In an unsorted hive, each insertion would move keys that are there already.
   std::ranges::stable_sort(subKeys, NameLess(),
                            [](const auto& subKey) -> std::u16string_view { return subKey.first; });
-  for (const auto& [name, subKey] : subKeys) {
-    if (reader_->HasOtherParent(subKey, node))
-      ReportKey(key, ": its subkey " + ToUtf8(name) + " is another key's, so its own may be missing");
-    AddSubKey(key, name, subKey);
-  }
+  for (const auto& [name, subKey] : subKeys) AddSubKey(key, node, name, subKey);
 }
 
-void Hive::AddSubKey(Key& key, const std::u16string& name, Node node) {
+void Hive::AddSubKey(Key& key, Node parent, const std::u16string& name, Node node) {
   try {
+    if (reader_->HasOtherParent(node, parent)) {
+      // The hive would be read again and again below this key.
+      if (reader_->IsAtOrAbove(node, parent))
+        return ReportLeftOut(key, name, "it is the same key or above it");
+      ReportKey(key, ": its subkey " + ToUtf8(name) + " is another key's, so its own may be missing");
+    }
     const std::size_t before = key.SubKeyCount();
     Key& subKey = key.CreateSubKey(name);
     if (key.SubKeyCount() == before) return ReportLeftOut(key, name, "a second key of this name");

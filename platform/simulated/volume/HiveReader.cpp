@@ -70,7 +70,8 @@ void HiveReader::Fail(const char* what, Cell cell) {
 HiveBytes HiveReader::BytesOf(Cell cell, std::size_t leastBytes, const char* what) {
   if (cell % 8 != 0 || cell >= bins_.size() || bins_.size() - cell < kCellHeaderBytes) Fail(what, cell);
   // The size is negative if the cell is in use.
-  const std::uint32_t stored = Read32(bins_, cell), size = 0U - stored;
+  const std::uint32_t stored = Read32(bins_, cell);
+  const std::uint32_t size = 0U - stored;
   if ((stored & 0x80000000) == 0 || size > bins_.size() - cell || size < kCellHeaderBytes + leastBytes)
     Fail(what, cell);
   return bins_.subspan(cell + kCellHeaderBytes, size - kCellHeaderBytes);
@@ -96,11 +97,22 @@ std::u16string HiveReader::NameOf(Cell key) {
 
 bool HiveReader::HasOtherParent(Cell key, Cell parent) {
   const Cell named = Read32(KeyAt(key), KeyRecord::kParent);
-  return named != parent && named != 0;
+  return named != parent && (named != 0 || key == Root());
+}
+
+bool HiveReader::IsAtOrAbove(Cell above, Cell key) {
+  // Windows allows no deeper key. Forged parents may form a ring.
+  constexpr int kDeepestKey = 512;
+  for (int depth = 0; depth < kDeepestKey && key != above; ++depth) {
+    Spend(sizeof(Cell));
+    if (key == Root()) return false;
+    key = Read32(KeyAt(key), KeyRecord::kParent);
+  }
+  return key == above;
 }
 
 std::u16string HiveReader::LikelyNameOf(Cell key) const {
-  constexpr std::size_t kLongestNameBytes = 2 * 255;
+  constexpr std::size_t kLongestNameBytes = std::size_t{2} * 255;
   const std::size_t at = std::size_t{key} + kCellHeaderBytes;
   const HiveBytes record = bins_.subspan(std::min(at, bins_.size()));
   if (!HoldsName<KeyRecord>(record) || Read16(record, KeyRecord::kNameBytes) > kLongestNameBytes) return u"?";
@@ -129,7 +141,8 @@ void HiveReader::AddSubKeys(Cell cell, int deepest, Cells& subKeys) try {
   const bool isListOfLists = kind == Kind("ri");
   const bool hasHashes = kind == Kind("lf") || kind == Kind("lh");
   if ((!isListOfLists && !hasHashes && kind != Kind("li")) || deepest == 0) Fail(kNoKeyList, cell);
-  const std::size_t step = hasHashes ? 8 : 4, room = (list.size() - 4) / step;
+  const std::size_t step = hasHashes ? 8 : 4;
+  const std::size_t room = (list.size() - 4) / step;
   const std::size_t count = std::min<std::size_t>(Read16(list, 2), room);
   Spend(step * count);
   for (std::size_t i = 0; i < count; ++i) {
@@ -170,7 +183,8 @@ HiveReader::Value HiveReader::ReadValue(Cell value) {
 }
 
 HiveBytes HiveReader::DataOf(Cell value, HiveBytes record) {
-  const std::uint32_t stored = Read32(record, ValueRecord::kDataBytes), bytes = stored & ~kIsInline;
+  const std::uint32_t stored = Read32(record, ValueRecord::kDataBytes);
+  const std::uint32_t bytes = stored & ~kIsInline;
   if (stored != bytes) {
     if (bytes > 4) Fail(kNoValue, value);
     return record.subspan(ValueRecord::kData, bytes);
@@ -201,11 +215,13 @@ HiveBytes HiveReader::JoinSegments(Cell data, HiveBytes head, std::size_t bytes)
 std::uint64_t HiveReader::NewestTime() const {
   std::uint64_t newest = 0;
   for (std::size_t bin = 0; bin + kBinHeaderBytes < bins_.size();) {
-    const std::size_t size = Read32(bins_, bin + 8), room = bins_.size() - bin;
+    const std::size_t size = Read32(bins_, bin + 8);
+    const std::size_t room = bins_.size() - bin;
     const bool isDamaged = Read32(bins_, bin) != Kind("hbin") || size == 0 || size % kBinAlignment != 0;
     const std::size_t end = bin + std::min(isDamaged ? kBinAlignment : size, room);
     for (std::size_t cell = bin + kBinHeaderBytes; !isDamaged && cell + kCellHeaderBytes < end;) {
-      const std::uint32_t stored = Read32(bins_, cell), bytes = stored >> 31 ? 0U - stored : stored;
+      const std::uint32_t stored = Read32(bins_, cell);
+      const std::uint32_t bytes = stored >> 31 ? 0U - stored : stored;
       // A damaged cell has no usable size, so the next cell cannot be found.
       if (bytes < 8 || bytes > end - cell) break;
       const bool isKey = stored >> 31 && bytes > kCellHeaderBytes + KeyRecord::kName &&

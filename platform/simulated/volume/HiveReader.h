@@ -67,6 +67,8 @@ class HiveReader {
 
   /** Whether the key's record names another parent than the key that lists it. False if it names none. */
   bool HasOtherParent(Cell key, Cell parent);
+  /** Whether `above` is `key` or a key above it, by the parents that the records name. */
+  bool IsAtOrAbove(Cell above, Cell key);
   /** The latest last write time of a key, as a FILETIME. Reads the whole file. */
   std::uint64_t NewestTime() const;
 
@@ -77,7 +79,7 @@ class HiveReader {
   HiveBytes BytesOf(Cell cell, std::size_t leastBytes, const char* what);
   HiveBytes KeyAt(Cell key);
   HiveBytes ValueAt(Cell value);
-  void AddSubKeys(Cell list, int deepest, Cells& subKeys);
+  void AddSubKeys(Cell cell, int deepest, Cells& subKeys);
   HiveBytes DataOf(Cell value, HiveBytes record);
   HiveBytes JoinSegments(Cell data, HiveBytes head, std::size_t bytes);
 
