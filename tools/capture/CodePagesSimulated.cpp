@@ -17,7 +17,8 @@ std::string Convert(const char* codePage, std::u16string_view text) {
   // iconv does not change its input, although the parameter is not const.
   char* from = reinterpret_cast<char*>(const_cast<char16_t*>(text.data()));
   char* to = narrow.data();
-  std::size_t fromBytes = text.size() * sizeof(char16_t), toBytes = narrow.size();
+  std::size_t fromBytes = text.size() * sizeof(char16_t);
+  std::size_t toBytes = narrow.size();
   const bool isWhole = iconv(converter, &from, &fromBytes, &to, &toBytes) == 0;
   iconv_close(converter);
   return isWhole ? narrow.substr(0, narrow.size() - toBytes) : std::string();

@@ -36,8 +36,10 @@ std::uint64_t NumberAt(std::span<const std::uint8_t> bytes, std::size_t at) {
 /** Returns how many numbers of the SID that begins there identify the machine or user; 0 if none begins
  * there. */
 std::size_t PersonalNumbersAt(std::span<const std::uint8_t> bytes, std::size_t at) {
-  constexpr std::uint64_t kMachines = 21, kDirectory = 1;
-  constexpr std::uint8_t kNtAuthority = 5, kDirectoryAuthority = 12;
+  constexpr std::uint64_t kMachines = 21;
+  constexpr std::uint64_t kDirectory = 1;
+  constexpr std::uint8_t kNtAuthority = 5;
+  constexpr std::uint8_t kDirectoryAuthority = 12;
   const std::span<const std::uint8_t> head = bytes.subspan(at, kSidHeadBytes);
   const bool isSid =
       head[0] == 1 && head[1] >= 4 && head[1] <= kMostNumbers &&

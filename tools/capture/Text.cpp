@@ -41,7 +41,8 @@ std::u16string AsciiUpper(std::u16string_view text) {
 
 char16_t Folded(char16_t unit) {
   // Both lower-case forms of sigma are one letter in a name, but two letters for the registry.
-  constexpr char16_t kFinalSigma = 0x03C2, kSigma = 0x03A3;
+  constexpr char16_t kFinalSigma = 0x03C2;
+  constexpr char16_t kSigma = 0x03A3;
   return unit == kFinalSigma ? kSigma : simulated::UpperCase(unit);
 }
 

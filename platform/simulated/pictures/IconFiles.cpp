@@ -42,7 +42,8 @@ class Executable {
     const std::uint16_t optionalBytes = Read16(start, 20);
     if (sectionCount > kMostSections) throw DamagedIcon("more sections than an executable can have");
     ReadResourceAddress(ReadAt(file, header + 24u, optionalBytes));
-    const Bytes table = ReadAt(file, std::uint64_t{header} + 24 + optionalBytes, sectionCount * 40u);
+    const Bytes table =
+        ReadAt(file, std::uint64_t{header} + 24 + optionalBytes, std::size_t{sectionCount} * 40);
     for (std::size_t at = 0; at < table.size(); at += 40) {
       sections_.push_back({Read32(table, at + 12), Read32(table, at + 16), Read32(table, at + 20)});
     }
@@ -71,10 +72,11 @@ class Executable {
   void ReadResourceAddress(const Bytes& optional) {
     if (optional.size() < 2) throw DamagedIcon("no optional header");
     const std::size_t directories = Read16(optional, 0) == 0x20B ? 112 : 96;
+    constexpr std::size_t kEntryBytes = 8;
     if (optional.size() < directories) throw DamagedIcon("the optional header is cut");
     hasPages_ = Read32(optional, 32) >= 0x1000;
-    if (Read32(optional, directories - 4) <= 2 || optional.size() < directories + 3 * 8) return;
-    resources_ = Read32(optional, directories + 2 * 8);
+    if (Read32(optional, directories - 4) <= 2 || optional.size() < directories + 3 * kEntryBytes) return;
+    resources_ = Read32(optional, directories + 2 * kEntryBytes);
   }
 
   const ByteSource& file_;

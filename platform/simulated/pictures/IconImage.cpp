@@ -99,13 +99,14 @@ std::uint32_t PackedBits(Bytes row, std::uint32_t x, std::uint32_t bits) {
 std::uint32_t FromFiveBits(std::uint32_t five) { return five << 3 | five >> 2; }
 
 std::uint32_t PixelColour(Bytes bytes, const Layout& layout, Bytes row, std::uint32_t x) {
+  const std::size_t at = std::size_t{x} * layout.bits / 8;
   switch (layout.bits) {
     case 32:
-      return Read32(row, x * 4);
+      return Read32(row, at);
     case 24:
-      return kOpaque | Read16(row, x * 3) | std::uint32_t{row[x * 3 + 2]} << 16;
+      return kOpaque | Read16(row, at) | std::uint32_t{row[at + 2]} << 16;
     case 16: {
-      const std::uint32_t pixel = Read16(row, x * 2);
+      const std::uint32_t pixel = Read16(row, at);
       return kOpaque | FromFiveBits(pixel >> 10 & 31) << 16 | FromFiveBits(pixel >> 5 & 31) << 8 |
              FromFiveBits(pixel & 31);
     }

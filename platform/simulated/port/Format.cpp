@@ -57,8 +57,8 @@ bool Convert(std::string_view& format, ArgumentList& arguments, std::string& tex
 
 }  // namespace
 
-std::optional<std::string> Format(const char* format, va_list given) {
-  ArgumentList arguments(given);
+std::optional<std::string> Format(const char* format, va_list arguments) {
+  ArgumentList list(arguments);
   std::string text;
   for (std::string_view rest = format; !rest.empty();) {
     const std::size_t plain = std::min(rest.find('%'), rest.size());
@@ -66,7 +66,7 @@ std::optional<std::string> Format(const char* format, va_list given) {
     rest.remove_prefix(plain);
     if (rest.empty()) break;
     rest.remove_prefix(1);
-    if (!Convert(rest, arguments, text)) return std::nullopt;
+    if (!Convert(rest, list, text)) return std::nullopt;
   }
   return text;
 }

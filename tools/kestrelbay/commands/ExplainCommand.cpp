@@ -13,7 +13,6 @@
 namespace cli {
 namespace {
 
-using kestrelbay::AppField;
 using kestrelbay::ExplainedKey;
 using kestrelbay::Explanation;
 using kestrelbay::Fate;
