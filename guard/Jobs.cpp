@@ -2,7 +2,7 @@
 #include <cstddef>
 
 #include "KestrelbayGuard.h"
-#include "Status.h"
+#include "StatusOfException.h"
 
 namespace {
 

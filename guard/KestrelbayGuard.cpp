@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "Apartment.h"
-#include "Status.h"
+#include "StatusOfException.h"
 
 using kestrelbay::guard::StatusOf;
 

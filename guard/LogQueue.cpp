@@ -4,7 +4,7 @@
 #include <string>
 
 #include "KestrelbayGuard.h"
-#include "Status.h"
+#include "StatusOfException.h"
 
 namespace {
 

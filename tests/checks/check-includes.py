@@ -212,7 +212,7 @@ def self_test():
         ("bare own header", "src/base/A.cpp", '#include "A.h"', ["A.h"]),
         ("what src may", "src/inventory/A.cpp", '#include <map>\n#include "base/B.h"\n#include "platform/C.h"', []),
         ("base looks up", "src/base/A.cpp", '#include "inventory/B.h"', ["base/ must not include inventory/"]),
-        ("guard may", "guard/A.cpp", '#include <new>\n#include "KestrelbayGuard.h"\n#include "Status.h"', []),
+        ("guard may", "guard/A.cpp", '#include <new>\n#include "KestrelbayGuard.h"\n#include "Apartment.h"', []),
         ("guard looks inside", "guard/A.cpp", '#include "base/B.h"', ["guard/ includes itself"]),
         ("guard calls Windows", "guard/A.cpp", "#include <windows.h>", ["guard/ includes itself"]),
         ("exports may", "src/exports/A.cpp", '#include "inventory/B.h"\n#include "lifecycle/C.h"', []),

@@ -10,7 +10,7 @@
 #include <new>
 #include <stdexcept>
 
-#include "Status.h"
+#include "StatusOfException.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "MachineFolder.h"
-#include "simulated/directory/ChangeAsOne.h"
+#include "simulated/directory/GroupedChanges.h"
 #include "simulated/machine/KeptChanges.h"
 
 namespace simulated {

@@ -20,8 +20,8 @@
 #include "console/SecretText.h"
 #include "console/System.h"
 #include "simulated/base/WideText.h"
-#include "simulated/directory/ChangeAsOne.h"
 #include "simulated/directory/CurrentMachine.h"
+#include "simulated/directory/GroupedChanges.h"
 #include "simulated/directory/MachineDirectory.h"
 
 namespace cli {

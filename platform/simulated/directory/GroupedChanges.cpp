@@ -1,4 +1,4 @@
-#include "simulated/directory/ChangeAsOne.h"
+#include "simulated/directory/GroupedChanges.h"
 
 #include <mutex>
 
