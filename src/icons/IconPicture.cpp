@@ -1,13 +1,12 @@
 #include "icons/IconPicture.h"
 
-#include <algorithm>
 #include <memory>
 
 #include "icons/GdiPlusBitmap.h"
+#include "icons/PngEncoder.h"
 #include "platform/Constants.h"
 #include "platform/Pictures.h"
 #include "platform/Protection.h"
-#include "platform/RuntimeText.h"
 
 namespace kestrelbay {
 namespace {
@@ -104,20 +103,6 @@ bool SaveColorBitmapAsPng(platform::HICON icon, platform::HBITMAP color, std::ve
   return target && SaveBitmapAsPng(*target, png);
 }
 
-// Returns the zero id if there is no such encoder. The save is tried all the same, and fails.
-platform::GUID FindPngEncoder() {
-  platform::UINT count = 0;
-  platform::UINT bytes = 0;
-  platform::GdipGetImageEncodersSize(&count, &bytes);
-  // The encoders' texts follow the records in the same block.
-  std::vector<platform::ImageCodecInfo> encoders(bytes / sizeof(platform::ImageCodecInfo) + 1);
-  if (platform::GdipGetImageEncoders(count, bytes, encoders.data()) != 0) return {};
-  for (platform::UINT at = 0; at < count; ++at) {
-    if (platform::_wcsicmp(encoders[at].MimeType, u"image/png") == 0) return encoders[at].Clsid;
-  }
-  return {};
-}
-
 // The text keeps the size that the first call returned, including the NUL.
 bool EncodeBase64(const std::vector<std::uint8_t>& bytes, std::string& base64) {
   const auto byteCount = static_cast<platform::DWORD>(bytes.size());
@@ -132,27 +117,6 @@ bool EncodeBase64(const std::vector<std::uint8_t>& bytes, std::string& base64) {
 }
 
 }  // namespace
-
-bool SaveBitmapAsPng(GdiPlusBitmap& bitmap, std::vector<std::uint8_t>& png) {
-  IStream* stream = nullptr;
-  platform::CreateStreamOnHGlobal(nullptr, true, &stream);
-  const platform::GUID encoder = FindPngEncoder();
-  const platform::GpStatus status =
-      platform::GdipSaveImageToStream(bitmap.Image(), stream, &encoder, nullptr);
-  if (status != 0) {
-    bitmap.lastStatus = status;
-    return false;  // by design the stream is not released
-  }
-  platform::HANDLE memory = nullptr;
-  platform::GetHGlobalFromStream(stream, &memory);
-  // By design the size is narrowed to 32 bits.
-  png.resize(static_cast<std::size_t>(static_cast<std::int32_t>(platform::GlobalSize(memory))));
-  const auto* const bytes = static_cast<const std::uint8_t*>(platform::GlobalLock(memory));
-  if (bytes) std::copy_n(bytes, png.size(), png.begin());
-  platform::GlobalUnlock(memory);
-  platform::IStream_Release(stream);
-  return bytes != nullptr;
-}
 
 bool IconToPng(platform::HICON icon, std::vector<std::uint8_t>& png) {
   platform::ICONINFO bitmaps{};

@@ -13,8 +13,6 @@
 
 namespace kestrelbay {
 
-class GdiPlusBitmap;
-
 /**
  * @param path    of the executable
  * @param base64  out: the PNG in base64. Its last character is a NUL, because the conversion counts the NUL:
@@ -24,8 +22,5 @@ bool IconToPngBase64(const std::u16string& path, std::string& base64);
 
 /** @param icon  null fails @param png  out: the bytes of the file */
 bool IconToPng(platform::HICON icon, std::vector<std::uint8_t>& png);
-
-/** @param png  out: the bytes of the file */
-bool SaveBitmapAsPng(GdiPlusBitmap& bitmap, std::vector<std::uint8_t>& png);
 
 }  // namespace kestrelbay

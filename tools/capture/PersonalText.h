@@ -76,10 +76,6 @@ void FindSids(std::u16string& text, PersonalParts& parts);
 void FindNames(std::u16string_view text, std::span<const PersonalName> names, bool withShort,
                PersonalParts& parts);
 
-/** Adds the values of switches and settings for secrets and users, such as `/password:x`, `-pwd x`, `PWD=x`
- * and `"password": "x"`. */
-void FindSecretSettings(std::u16string_view text, PersonalParts& parts);
-
 /** Returns the parts of a person's name that have four letters or more; none if the name has only one part.
  */
 std::vector<std::u16string> PartsOfName(std::u16string_view name);

@@ -9,6 +9,7 @@
 #include "FactsCapture.h"
 #include "FixedNames.h"
 #include "MachineCalls.h"
+#include "Passwords.h"
 #include "PersonalAddresses.h"
 #include "RawIdentity.h"
 #include "Text.h"

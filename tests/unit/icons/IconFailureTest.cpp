@@ -5,6 +5,7 @@
 #include "Files.h"
 #include "icons/GdiPlusBitmap.h"
 #include "icons/IconPicture.h"
+#include "icons/PngEncoder.h"
 #include "platform/Constants.h"
 
 namespace kestrelbay {
