@@ -15,13 +15,19 @@
 namespace {
 
 constexpr int kEndless = 1'000'000'000;
+/** Blocks of operator new, and of malloc, that do not fail. */
 std::atomic<int> blocksLeft = kEndless;
+std::atomic<int> textsLeft = kEndless;
 
 }  // namespace
 
-// The library allocates with these operators of the process.
+extern "C" void* __libc_malloc(std::size_t bytes);  // NOLINT: the C runtime's name
+
+// The library allocates the texts of a host with the malloc of the process, everything else with these
+// operators.
+extern "C" void* malloc(std::size_t bytes) { return textsLeft-- > 0 ? __libc_malloc(bytes) : nullptr; }
 void* operator new(std::size_t bytes) {
-  void* const block = blocksLeft-- > 0 ? std::malloc(bytes) : nullptr;
+  void* const block = blocksLeft-- > 0 ? __libc_malloc(bytes) : nullptr;
   if (!block) throw std::bad_alloc();
   return block;
 }
@@ -47,18 +53,31 @@ std::int32_t StatusWith(int blocks, Call call) {
   } while (0)
 
 /** A list fails as a whole, no matter which allocation fails. */
-int ListFailsAsAWhole() {
+int ListFailsAsAWhole(std::atomic<int>& left, int fewest) {
+  InstalledAppEntry other{};
   for (int blocks = 0;; ++blocks) {
-    InstalledAppEntry* entries = nullptr;
+    InstalledAppEntry* entries = &other;
     std::uint32_t count = 77;
-    const std::int32_t status =
-        StatusWith(blocks, [&] { return GuardGetInstalledAppList(&entries, &count, false); });
+    left = blocks;
+    const std::int32_t status = GuardGetInstalledAppList(&entries, &count, false);
+    left = kEndless;
     if (status == 0) {
-      CHECK(count > 0 && blocks > 10);
+      CHECK(count > 0 && blocks >= fewest);
       return GuardReleaseInstalledAppList(&entries, static_cast<std::int32_t>(count));
     }
     CHECK(status == GUARD_NO_MEMORY && !entries && count == 0);
   }
+}
+
+/** The text of a secret that has no memory is null and the status says so. */
+int SecretFailsWithoutMemory() {
+  char unchanged = 0;
+  char* text = &unchanged;
+  textsLeft = 0;
+  const std::int32_t status = GuardEncrypt("a secret", &text);
+  textsLeft = kEndless;
+  CHECK(status == GUARD_NO_MEMORY && !text);
+  return 0;
 }
 
 /** Leaves memory for small blocks, but not for the stack of a thread. */
@@ -82,13 +101,22 @@ int OtherExceptionsAreNoSettings() {
 int CallsFailWithoutMemory() {
   char buffer[1024];
   std::int32_t size = sizeof buffer;
-  char* text = nullptr;
+  char* text = buffer;
+  std::int64_t mebibytes = 7;
   CHECK(StatusWith(0, [&] { return GuardGetDeviceId(buffer, &size); }) == GUARD_NO_MEMORY);
   CHECK(StatusWith(0, [] { return GuardIsTabletPC(); }) == GUARD_NO_MEMORY);
   CHECK(StatusWith(0, [&] { return GuardEncrypt("a secret that is no short text", &text); }) ==
         GUARD_NO_MEMORY);
   CHECK(!text);
+  CHECK(StatusWith(0, [&] { return GuardGetDiskAvailableSpace("C", &mebibytes); }) == GUARD_NO_MEMORY);
+  CHECK(mebibytes == -1);
   CHECK(StatusWith(0, [] { return GuardStartAnyExe("C:\\program.exe", ""); }) == GUARD_NO_MEMORY);
+  return 0;
+}
+
+int ProgramsAreStarted() {
+  CHECK(GuardStartAnyExe("C:\\tool.exe", "") == 1);
+  CHECK(GuardStartApp("Tool", "") == 1);
   return 0;
 }
 
@@ -99,6 +127,8 @@ int CallsFailWithoutThread() {
   CHECK(GuardGetInstalledAppListAsync([](InstalledAppEntry*, std::int32_t) {}, false) == GUARD_NO_THREAD);
   CHECK(GuardStartAnyExeAsync("C:\\program.exe", "") == GUARD_NO_THREAD);
   CHECK(GuardStartInstall(&job) == GUARD_NO_THREAD && !job.finished);
+  const rlimit unlimited = {RLIM_INFINITY, RLIM_INFINITY};
+  setrlimit(RLIMIT_AS, &unlimited);
   return 0;
 }
 
@@ -108,6 +138,9 @@ int main() {
   std::int64_t mebibytes = 0;
   if (GuardInitDllLogger([](const char*, std::int32_t, const char*) {}) != 0) return 1;
   GuardGetDiskAvailableSpace("C", &mebibytes);  // loads the machine, which needs memory, too
-  return OtherExceptionsAreNoSettings() || CallsFailWithoutMemory() || ListFailsAsAWhole() ||
-         CallsFailWithoutThread();
+  constexpr int kFewestBlocks = 10;
+  constexpr int kFewestTexts = 7;  // of the only application
+  return OtherExceptionsAreNoSettings() || CallsFailWithoutMemory() || SecretFailsWithoutMemory() ||
+         ListFailsAsAWhole(blocksLeft, kFewestBlocks) || ListFailsAsAWhole(textsLeft, kFewestTexts) ||
+         CallsFailWithoutThread() || ProgramsAreStarted();
 }

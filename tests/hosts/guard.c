@@ -91,6 +91,8 @@ static int QueuesRecords(void) {
   size = sizeof buffer;
   CHECK(GuardTakeLog(&level, buffer, &size, &dropped) == 1);
   CHECK(dropped == 5000 - 4096);
+  CHECK(GuardTakeLog(&level, buffer, &size, &dropped) == 1);
+  CHECK(dropped == 0);
   return 0;
 }
 

@@ -90,6 +90,52 @@ TEST_F(HiveDamageTest, KeyOutsideTheHiveIsLost) {
   ExpectLost(kWanted, "Above\\?", "a key cannot be read");
 }
 
+TEST_F(HiveDamageTest, KeyBetweenTwoCellsIsLost) {
+  // A copy of the key four bytes behind the start of a cell. Windows aligns cells to eight.
+  const std::size_t forged = ValueAt("Forged") + kData;
+  const std::string wanted = Hive().substr(KeyAt("Wanted"), kBeforeKeysName + 6);
+  const std::string offset = Hive().substr(forged, kSizeBytes);
+  Put(CellAt(forged), LittleEndian(0U - 88) + wanted);
+  std::string between = offset;
+  between[0] = static_cast<char>(between[0] + 4);
+  Put(CellAt(KeyAt("Above") + kSubKeyList) + 4, between);
+  ExpectLost(kWanted, "Above\\Wanted", "a key cannot be read");
+}
+
+TEST_F(HiveDamageTest, ListInACellWithoutRoomIsLost) {
+  Put(CellAt(KeyAt("Above") + kSubKeyList) - kSizeBytes, "\xfc\xff\xff\xff");
+  ExpectLost(kWanted, "Above", "a list of keys cannot be read");
+}
+
+TEST_F(HiveDamageTest, SecondKeyOfANameIsLost) {
+  const std::size_t list = CellAt(KeyAt("Many") + kSubKeyList);
+  Put(list + 12, Hive().substr(list + 4, 8));
+  ExpectLost({"Many\\Key1", "Many\\Key1:value"}, "Many\\Key0", "a second key of this name; left out");
+}
+
+TEST_F(HiveDamageTest, SecondValueOfANameIsLost) {
+  {
+    HiveFile software(folder / kSoftware);
+    software.SetText("Two", "First", "a");
+    software.SetText("Two", "Second", "b");
+  }
+  Load();
+  whole = Read();
+  const std::size_t list = CellAt(KeyAt("Two") + kValueList);
+  Put(list + 4, Hive().substr(list, 4));
+  ExpectLost({"Two:Second"}, "Two\\First", "a second value of this name; left out");
+}
+
+TEST_F(HiveDamageTest, ReportsEndAfterFiftyWithALineThatSaysSo) {
+  const std::size_t list = CellAt(KeyAt("Many") + kSubKeyList);
+  for (const std::size_t damaged : {50U, 51U, 60U}) {
+    for (std::size_t i = 0; i < damaged; ++i) Put(list + 4 + 8 * i, "\xf8\xff\xff\xff");
+    Read();
+    EXPECT_EQ(damages.size(), std::min<std::size_t>(damaged, 51));
+    EXPECT_EQ(damages.back().ends_with("SOFTWARE: more keys or values are left out"), damaged > 50);
+  }
+}
+
 TEST_F(HiveDamageTest, KeyOfAnotherParentIsReadAndReported) {
   Put(KeyAt("Wanted") + kParent, Hive().substr(KeyAt("Key100") + kParent, 4));
   ExpectLost({}, "Above", "its subkey Wanted is another key's");

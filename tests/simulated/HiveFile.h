@@ -20,7 +20,7 @@ class HiveFile {
 
   /** Creates a key and the keys above it, unless they exist. Names are ASCII. */
   void Add(const std::string& path);
-  /** Replaces all values of a key. Creates the key if it is missing. */
+  /** Sets a value. Creates the key if it is missing. */
   void SetBytes(const std::string& path, const std::string& name, std::string_view bytes, int type = 3);
   /** Sets a value to UTF-16 with a NUL. The text is ASCII. */
   void SetText(const std::string& path, const std::string& name, std::string_view text);

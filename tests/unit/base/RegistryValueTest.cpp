@@ -78,9 +78,13 @@ TEST_F(RegistryValue, NumberIsSignedDecimalText) {
 }
 
 TEST_F(RegistryValue, ShortNumberIsCompletedWithZeros) {
-  EXPECT_EQ(ReadBytes(kNumber, {0x39, 0x30}), u"12345");
-  EXPECT_EQ(ReadBytes(kNumber, {0xFF}), u"255");
-  EXPECT_EQ(ReadBytes(kNumber, {}), u"0");
+  const auto read = [this](const std::vector<std::uint8_t>& bytes) {
+    ReadText(std::u16string(259, u'\uFFFF'));  // leaves other bytes where the number will be
+    return ReadBytes(kNumber, bytes);
+  };
+  EXPECT_EQ(read({0x39, 0x30}), u"12345");
+  EXPECT_EQ(read({0xFF}), u"255");
+  EXPECT_EQ(read({}), u"0");
 }
 
 TEST_F(RegistryValue, LongNumberIsItsFirstFourBytes) {

@@ -29,6 +29,37 @@ TEST(StartWorker, WorkerIsDetached) {
   EXPECT_FALSE(worker.joinable());
 }
 
+/** Whether this thread is detached. */
+bool IsDetached() {
+  pthread_attr_t attributes;
+  int state = PTHREAD_CREATE_JOINABLE;
+  pthread_getattr_np(pthread_self(), &attributes);
+  pthread_attr_getdetachstate(&attributes, &state);
+  pthread_attr_destroy(&attributes);
+  return state == PTHREAD_CREATE_DETACHED;
+}
+
+TEST(StartWorker, BodyRunsOnlyAfterItsThreadWasDetached) {
+  constexpr int kStarts = 200;
+  std::latch done(kStarts);
+  std::atomic<int> early = 0;
+  for (int start = 0; start < kStarts; ++start) {
+    Start([&] {
+      early += !IsDetached();
+      done.count_down();
+    });
+  }
+  done.wait();
+  EXPECT_EQ(early, 0);
+}
+
+TEST(Handshake, SignalHoldsItsLock) {
+  Handshake handshake;
+  const std::size_t before = LocksTaken();
+  handshake.Signal();
+  EXPECT_EQ(LocksTaken() - before, 1U);
+}
+
 TEST(StartWorker, ReturnsWhileTheBodyStillRuns) {
   std::latch release(1);
   std::latch done(1);

@@ -7,6 +7,7 @@
 #include "icons/IconPicture.h"
 #include "icons/PngEncoder.h"
 #include "platform/Constants.h"
+#include "simulated/pictures/PngFile.h"
 
 namespace kestrelbay {
 namespace {
@@ -108,6 +109,31 @@ TEST_F(IconSave, ReturnsTrueAndTheBytes) {
   EXPECT_TRUE(SaveBitmapAsPng(*bitmap, png));
   EXPECT_GT(png.size(), 8U);
   EXPECT_EQ(bitmap->lastStatus, 0);
+}
+
+TEST_F(IconSave, KeepsWidthAndHeight) {
+  std::vector<std::uint32_t> six = {0xFF000001, 0xFF000002, 0xFF000003, 0xFF000004, 0xFF000005, 0xFF000006};
+  const platform::BitmapData locked{3, 2, 12, platform::PixelFormat32bppARGB, six.data(), 0};
+  bitmap = GdiPlusBitmap::OverPixels(locked);
+  ASSERT_TRUE(SaveBitmapAsPng(*bitmap, png));
+  const auto picture = simulated::DecodePng(png, 3);
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture->width, 3U);
+  EXPECT_EQ(picture->height, 2U);
+  EXPECT_EQ(picture->At(2, 1), 0xFF000006);
+}
+
+TEST_F(IconSave, OfAnIconKeepsItsWidthAndHeight) {
+  simulated::Picture wide(300, 260);
+  wide.At(49, 49) = 0xFF123456;  // so the icon is none of 48 pixels
+  const auto icon = machine.pictures.icons.Open(
+      std::make_shared<simulated::Icon>(simulated::Icon{std::make_shared<const simulated::Picture>(wide)}));
+  ASSERT_TRUE(IconToPng(icon, png));
+  const auto picture = simulated::DecodePng(png, 300);
+  ASSERT_TRUE(picture);
+  EXPECT_EQ(picture->width, 300U);
+  EXPECT_EQ(picture->height, 260U);
+  machine.pictures.icons.Close(icon);
 }
 
 TEST_F(IconSave, ThatFailsReturnsFalseKeepsTheBytesAndSetsTheStatus) {

@@ -47,10 +47,11 @@ TEST(AppNameLess, FoldsToSmallLettersAndNotToCapitals) {
   EXPECT_TRUE(AppNameLess(u"_", u"A"));
   EXPECT_TRUE(AppNameLess(u"[", u"Z"));
   EXPECT_TRUE(AppNameLess(u"@", u"a"));
+  EXPECT_TRUE(AppNameLess(u"@", u"_"));
 }
 
 std::vector<std::u16string> RandomNames(std::mt19937& random, std::size_t count) {
-  constexpr char16_t kAlphabet[] = u"aAzZ_[09\u00c9\u00e9\u0410\uFF21";
+  constexpr char16_t kAlphabet[] = u"aAzZ_[@`{09\u00c9\u00e9\u0410\uFF21";
   constexpr char16_t kSurrogates[] = {0xD800, 0xDC00};
   std::vector<std::u16string> names(count);
   for (std::u16string& name : names) {

@@ -2,6 +2,7 @@
 
 #include "base/CommonFunc.h"
 #include "inventory/InstalledApps.h"
+#include "inventory/InventoryScan.h"
 #include "support/OnMachine.h"
 #include "support/Records.h"
 
@@ -50,6 +51,13 @@ class InventoryCalls : public OnMachine {
 TEST_F(InventoryCalls, WithoutTheProductsKeyNoOtherCallIsMade) {
   SetTexts(kUninstall64Path + u"\\App", {{u"DisplayName", u"App"}, {u"UninstallString", u"u"}});
   EXPECT_THAT(CallsOfScan(), ElementsAre("RegOpenKeyExW(HKLM, \"<Products>\", 0, 0x20019) = 2"));
+}
+
+TEST_F(InventoryCalls, LeaveNoKeyOpenAlthoughTheScanIsKept) {
+  machine.registry.CreateKey(kProductsPath);
+  Scan scan;
+  ScanInventory(scan);
+  EXPECT_EQ(machine.OpenKeys(), 0U);
 }
 
 TEST_F(InventoryCalls, OfAnEmptyMachineAreTheOpensInOrder) {

@@ -40,8 +40,10 @@ TEST(PackProductCode, TextOfAnotherFormIsEmpty) {
 TEST(JudgeUpdate, ComparesTheWholeNameWithTheFormOfAKnowledgeBaseName) {
   EXPECT_EQ(JudgeUpdate(u"KB123456", u"", u""), Verdict::KnowledgeBaseName);
   EXPECT_EQ(JudgeUpdate(u"KB000000", u"", u""), Verdict::KnowledgeBaseName);
-  for (const char16_t* name : {u"KB1234567", u"KB12345", u"kb123456", u"Windows6.1-KB123456", u"KB12345a",
-                               u"KB", u"", u"KB123456 ", u"KB12345\uFF16"}) {
+  EXPECT_EQ(JudgeUpdate(u"KB999999", u"", u""), Verdict::KnowledgeBaseName);
+  for (const char16_t* name :
+       {u"KB1234567", u"KB12345", u"kb123456", u"Windows6.1-KB123456", u"KB12345a", u"KB", u"", u"KB123456 ",
+        u"KB12345\uFF16", u"KBa12345", u"KB 12345", u"KB12345/", u"KB12345:"}) {
     EXPECT_EQ(JudgeUpdate(name, u"", u""), Verdict::Accepted);
   }
 }

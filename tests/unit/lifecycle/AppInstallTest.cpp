@@ -300,5 +300,13 @@ TEST_F(AppInstallTest, FirstRecordOfTheNameCounts) {
   EXPECT_EQ(info["DisplayVersion"], "1.0");
 }
 
+TEST_F(AppInstallTest, LookUpFillsNameAndVersion) {
+  AddApp(u"App", u"1.0");
+  ResultMap info;
+  AppInstall::GetInstance().InquryInstallInfo(info, "App", "");
+  EXPECT_THAT(info, testing::UnorderedElementsAre(testing::Pair("DisplayName", "App"),
+                                                  testing::Pair("DisplayVersion", "1.0")));
+}
+
 }  // namespace
 }  // namespace kestrelbay

@@ -16,6 +16,8 @@ namespace {
 using testing::ElementsAre;
 using testing::FieldsAre;
 
+static_assert(APPSRC_NONE == 0 && APPSRC_FOLDER == 1 && APPSRC_REGISTRY == 2);
+
 class AppStarting : public OnMachine {
  protected:
   AppStarting() {

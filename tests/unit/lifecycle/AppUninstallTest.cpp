@@ -199,6 +199,17 @@ TEST_F(AppUninstallTest, GivenRegistryPathFindsNothing) {
                                 "given registry path."));
 }
 
+TEST_F(AppUninstallTest, LookUpFillsFiveResults) {
+  AddApp(u"App", u"1.0", u"C:\\Apps\\App\\un.exe /S");
+  ResultMap info;
+  AppUninstall::GetInstance().InquryUnInstallInfo(info, "App", "");
+  EXPECT_THAT(info, UnorderedElementsAre(
+                        Pair("DisplayName", "App"), Pair("UninstallString", "C:\\Apps\\App\\un.exe /S"),
+                        Pair("rootKeyStr", "HKEY_LOCAL_MACHINE"),
+                        Pair("subKeyPath", "Software\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\App"),
+                        Pair("architecture", "X64")));
+}
+
 TEST_F(AppUninstallTest, LookUpFillsFiveResultsAndTheFailureTwoMore) {
   AddApp(u"App", u"1.0", u"C:\\Apps\\App\\un.exe /S");
   SetUninstaller([] {});

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "KestrelbayGeneralSDK.h"
+#include "protection/Security.h"
 #include "simulated/directory/CurrentMachine.h"
 
 namespace {
@@ -30,8 +31,18 @@ __attribute__((no_sanitize("address"))) std::size_t CountOf(std::string_view tex
 /** The text to search for in freed blocks; empty to search for nothing. */
 std::string_view sought;
 std::size_t blocksThatHeldIt = 0;
+bool leavesMarks = false;
+
+constexpr std::string_view kMark = "left by the allocator";
+
+/** Leaves a mark on the stack, as an allocator may leave parts of a block there. */
+__attribute__((noinline)) void LeaveMark() {
+  volatile char bytes[512];
+  for (std::size_t at = 0; at < sizeof bytes; ++at) bytes[at] = kMark[at % kMark.size()];
+}
 
 void Free(void* block) {
+  if (leavesMarks) LeaveMark();
   if (block && !sought.empty()) {
     blocksThatHeldIt += CountOf(sought, static_cast<char*>(block), malloc_usable_size(block)) != 0;
   }
@@ -149,6 +160,16 @@ TEST_P(SecretTraces, AreWipedAfterADecryption) {
   EXPECT_EQ(plain, GetParam());
   EXPECT_EQ(stack.CountPieces(GetParam()), 0U);
   EXPECT_EQ(blocksThatHeldIt, 0U);
+}
+
+TEST(SecretText, WipesTheStackAfterItsTextWasFreed) {
+  OpenStack stack;
+  stack.Run([] {
+    const SecretText text{std::string(kSecrets[1])};
+    leavesMarks = true;
+  });
+  leavesMarks = false;
+  EXPECT_EQ(stack.Count(kMark), 0U);
 }
 
 TEST_P(SecretTraces, AreWipedWhenTheLogCallbackThrows) {

@@ -246,5 +246,13 @@ TEST(Wipe, ReplacesTheTextByZeros) {
   EXPECT_EQ(text, std::string(length, '\0'));
 }
 
+TEST(Wipe, WritesNothingBehindTheText) {
+  std::string text = "secret#";
+  for (const std::size_t length : {text.size() - 1, std::size_t{0}}) {
+    Wipe(text.data(), length);
+    EXPECT_EQ(text.back(), '#');
+  }
+}
+
 }  // namespace
 }  // namespace kestrelbay
