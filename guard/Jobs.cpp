@@ -13,8 +13,8 @@ static_assert(offsetof(GuardInstallJob, request) == 0 && offsetof(GuardUninstall
 
 /** The host reads `finished` on another thread: the results must be visible before it becomes 1. */
 void Finish(volatile std::int32_t& finished) {
-  std::atomic_thread_fence(std::memory_order_seq_cst);
-  finished = 1;
+  // Volatile is for hosts in C. An atomic_ref cannot refer to it.
+  std::atomic_ref(const_cast<std::int32_t&>(finished)).store(1);
 }
 
 void FinishInstall(InstallRequest* request) { Finish(reinterpret_cast<GuardInstallJob*>(request)->finished); }
