@@ -19,6 +19,7 @@ bool IsAtOrBelow(std::u16string_view path, std::u16string_view top) {
 template <typename Map>
 std::vector<const typename Map::value_type*> InOrder(const Map& map) {
   std::vector<const typename Map::value_type*> entries;
+  entries.reserve(map.size());
   for (const auto& entry : map) entries.push_back(&entry);
   std::ranges::sort(entries, {}, [](const auto* entry) { return entry->second.order; });
   return entries;
