@@ -38,7 +38,7 @@ class Hive : public KeySource {
   /** Fills the key from that node when the key is first used. */
   void FillLater(Key& key, Node node);
   /** Fills the key now. Each of its subkeys is filled when it is first used. */
-  void Fill(Key& key, std::size_t node) override;
+  void Fill(Key& key, std::size_t place) override;
 
   const std::filesystem::path& File() const { return file_; }
   /** Number of log entries that were applied. */
