@@ -1,6 +1,6 @@
 // The .NET package: Package.exe LIBRARIES BAD-FOLDERS. Exceptions: Package.exe LIBRARIES
-// On a machine without applications: Package.exe LIBRARIES --empty. On the machine far-future: Package.exe LIBRARIES
-// --far-future.
+// On a machine without applications: Package.exe LIBRARIES --empty. On the machine outside: Package.exe LIBRARIES
+// --outside.
 // One folder that is refused: Package.exe --refuses FOLDER FRAGMENT
 using System;
 using System.Diagnostics;
@@ -38,7 +38,7 @@ static class Package
         }
         var library = new Library(arguments[0]);
         if (arguments.Contains("--empty")) Check(library.List().Count == 0 && library.List(true).Count == 0, "empty list");
-        else if (arguments.Contains("--far-future")) ListATimeOfTheFarFuture(library);
+        else if (arguments.Contains("--outside")) ListATimeOfTheFarFuture(library);
         else if (arguments.Length > 1) CheckAll(library, arguments).GetAwaiter().GetResult();
         else SurviveExceptions(library);
     }

@@ -1,5 +1,5 @@
 // The C++ layer on the sample machine: each claim of its header. cpp-layer prints the line that failed.
-// cpp-layer empty: on a machine without applications. cpp-layer far-future: on the machine of that name.
+// cpp-layer empty: on a machine without applications. cpp-layer outside: on the machine of that name.
 #include <KestrelbayGeneral.hpp>
 
 #include <dlfcn.h>

@@ -1,7 +1,7 @@
 'use strict';
 // The Node package: package.js LIBRARIES BAD-FOLDERS. Exceptions: package.js LIBRARIES
-// On a machine without applications: package.js LIBRARIES --empty. On the machine far-future: package.js LIBRARIES
-// --far-future.
+// On a machine without applications: package.js LIBRARIES --empty. On the machine outside: package.js LIBRARIES
+// --outside.
 const assert = require('node:assert/strict');
 const { once } = require('node:events');
 const path = require('node:path');
@@ -100,7 +100,7 @@ async function main() {
     assert.deepEqual([library.list(), library.list({ icons: true })], [[], []]);
     return;
   }
-  if (bad === '--far-future') {
+  if (bad === '--outside') {
     listATimeOfTheFarFuture(library);
     return;
   }

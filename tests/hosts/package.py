@@ -1,7 +1,7 @@
 """The Python package: package.py LIBRARIES BAD-FOLDERS. Exceptions: package.py LIBRARIES
 
-On a machine without applications: package.py LIBRARIES --empty. On the machine far-future: package.py LIBRARIES
---far-future.
+On a machine without applications: package.py LIBRARIES --empty. On the machine outside: package.py LIBRARIES
+--outside.
 """
 
 import asyncio
@@ -74,7 +74,7 @@ def main(folder, bad=None):
     if bad == "--empty":
         assert library.list() == [] and library.list(icons=True) == []
         return
-    if bad == "--far-future":
+    if bad == "--outside":
         list_a_time_of_the_far_future(library)
         return
     if bad is None:
