@@ -4,9 +4,9 @@
 namespace kestrelbay::guard {
 
 /**
- * Initialises COM on this thread, single-threaded. The destructor uninitialises it. Windows needs COM on a
- * thread that draws icons or starts a command through the shell. Changes nothing if the host has initialised
- * COM on this thread. On Linux: does nothing.
+ * Initialises COM on this thread, single-threaded. The destructor uninitialises it. Microsoft's
+ * documentation asks for COM on a thread that draws icons or starts a command through the shell. Changes
+ * nothing if the host has initialised COM on this thread. On Linux: does nothing.
  */
 class Apartment {
  public:

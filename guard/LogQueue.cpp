@@ -2,6 +2,7 @@
 #include <deque>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "KestrelbayGuard.h"
 #include "StatusOfException.h"
@@ -69,11 +70,8 @@ void Choose(LogCallback callback) {
 std::int32_t Take(std::int32_t* level, char* text, std::int32_t* size, std::uint32_t* dropped) {
   Queue& queue = TheQueue();
   const std::lock_guard held(queue.mutex);
-  *dropped = queue.dropped;
-  if (queue.records.empty()) {
-    queue.dropped = 0;
-    return 0;
-  }
+  *dropped = std::exchange(queue.dropped, 0);
+  if (queue.records.empty()) return 0;
   const Record& oldest = queue.records.front();
   const auto bytes = static_cast<std::int32_t>(oldest.text.size() + 1);
   const bool hasRoom = *size >= bytes;
@@ -82,7 +80,6 @@ std::int32_t Take(std::int32_t* level, char* text, std::int32_t* size, std::uint
   *level = oldest.level;
   std::memcpy(text, oldest.text.c_str(), static_cast<std::size_t>(bytes));
   queue.records.pop_front();
-  queue.dropped = 0;
   return 1;
 }
 

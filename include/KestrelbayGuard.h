@@ -56,6 +56,8 @@ KESTRELBAY_GUARD_API const char* GuardVersion(void);
  * Sends all log records to a queue inside this DLL. The library then never waits for the host, so a host that
  * runs callbacks on one fixed thread cannot deadlock. Keeps the newest 4096 records and drops older ones.
  *
+ * Keep this DLL loaded afterwards: the library calls it for each record.
+ *
  * Does nothing, on any thread, if records already go to the queue. The first call, and a call after
  * GuardInitDllLogger, is not thread-safe: same rule as InitDllLogger.
  */
@@ -67,7 +69,7 @@ KESTRELBAY_GUARD_API int32_t GuardQueueLog(void);
  * @param level     out: level of the record
  * @param text      out: source file, blank, text of the record; null-terminated UTF-8
  * @param size      in: size of `text` in bytes. out: length of the text plus one
- * @param dropped   out: number of records dropped since the last call
+ * @param dropped   out: number of records dropped since the last call, whatever its result
  * @return 1 if a record was taken; 0 if the queue is empty; GUARD_BUFFER_TOO_SMALL if `text` is too small:
  *         `size` is set, and the record stays in the queue
  */
