@@ -7,8 +7,9 @@
  *
  * Every text is UTF-8. A text with a null character, or too long for a field, raises std::invalid_argument.
  * Lack of memory raises std::bad_alloc; a thread that cannot be started raises std::system_error. All
- * functions are thread-safe. Needs g++, or clang++ with libstdc++: another compiler cannot catch the
- * library's exceptions and uses KestrelbayGuard.h. On Windows the host links ole32.
+ * functions are thread-safe. One module of a process may include this header: another DLL would have a second
+ * queue of records and a second order of jobs. Needs g++, or clang++ with libstdc++: another compiler cannot
+ * catch the library's exceptions and uses KestrelbayGuard.h. On Windows the host links ole32.
  */
 #ifndef KESTRELBAY_GENERAL_HPP
 #define KESTRELBAY_GENERAL_HPP
@@ -21,6 +22,7 @@
 #include <KestrelbayGeneralJobs.hpp>
 #include <KestrelbayGeneralTypes.hpp>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstddef>
@@ -242,7 +244,10 @@ class Library {
   }
   PermanentStop& Stop() { return stop; }
 
-  /** Starts an installed application. Leaves COM initialised on this thread, single-threaded. */
+  /**
+   * Starts an installed application. Blocks while a person answers the prompt for elevation. Leaves COM
+   * initialised on this thread, single-threaded.
+   */
   bool StartInstalled(std::string_view name, std::string_view alias = {}) {
     return StartApp(detail::Checked(name, "the name").c_str(), detail::Checked(alias, "the alias").c_str()) ==
            1;
@@ -252,10 +257,22 @@ class Library {
     return StartAnyExe(detail::CheckedPath(path, "the path").c_str(),
                        detail::Checked(arguments, "the arguments").c_str());
   }
-  /** Deletes the registry entry of an application. */
+  /**
+   * Deletes the first entry of List() with this name; false for an unknown one. True may only mean that an
+   * elevated command was started. Blocks as StartInstalled. Raises std::invalid_argument for an entry of a
+   * user or of the 32-bit view: for it, the library deletes nothing, or the entry of another application.
+   */
   bool Forget(std::string_view name) {
+    const std::string checked = detail::Checked(name, "the name");
+    const std::vector<App> apps = List();
+    const auto first =
+        std::find_if(apps.begin(), apps.end(), [&](const App& app) { return app.name == name; });
+    if (first != apps.end() && first->architecture != 2) {
+      throw std::invalid_argument(
+          "this entry is of a user or of the 32-bit view: the library cannot delete it");
+    }
     const detail::Apartment apartment;
-    return DeleteAppRegistryInfo(detail::Checked(name, "the name").c_str());
+    return DeleteAppRegistryInfo(checked.c_str());
   }
 
   /** Protects a secret for this user on this machine; nothing on failure. */

@@ -220,9 +220,10 @@ KESTRELBAY_API bool IsTabletPC(void);
 
 /**
  * Returns the directory of the host in the system's ANSI code page, not in UTF-8. In East Asian code pages
- * the second byte of a character can be 0x5C, the byte of a backslash. A path of the host of more than 259
- * bytes is cut; for a longer current directory the result is empty. Logs one line for modes 1 and 2, and one
- * if the buffer is too small.
+ * the second byte of a character can be 0x5C, the byte of a backslash. Characters outside the code page are
+ * lost, most of them as "?". A path of the host of more than 259 bytes is cut; for a longer current directory
+ * the result is empty. A host can use a function of its language instead. Logs one line for modes 1 and 2,
+ * and one if the buffer is too small.
  *
  * @param buffer  out: the directory and its NUL; never null
  * @param size    as for the buffer facts; unchanged if the buffer is too small, which nothing else reports
@@ -255,8 +256,8 @@ typedef struct InstalledAppEntry {
  * Reads the registry on the calling thread. With icons, it also draws one picture for each application that
  * has an executable. If the machine has no key HKEY_LOCAL_MACHINE\Software\Classes\Installer\Products, the
  * list is empty: even the applications of users are missing. Logs its entry. Does not initialise COM: a host
- * that asks for icons initialises it first, single-threaded, because Windows needs it on the thread that
- * draws them.
+ * that asks for icons initialises it first, single-threaded, because Microsoft's documentation asks for it on
+ * the thread that draws them.
  *
  * If an exception leaves the function, `count` is unchanged, and `entries` is either unchanged or an array of
  * unknown length. So set it to null before the call, and release it with count 0: this leaks only the texts.

@@ -91,6 +91,22 @@ int RefusesQuotesAroundPaths(Library& library) {
   return 0;
 }
 
+std::ptrdiff_t CountOf(Library& library, const std::string& name) {
+  const auto apps = library.List();
+  return std::count_if(apps.begin(), apps.end(), [&](const auto& app) { return app.name == name; });
+}
+
+/** For such an entry the library deletes nothing, or the entry of another application. */
+int ForgetsOnlyEntriesOfThe64BitView(Library& library) {
+  for (const char* name : {"Bramblefont Manager", "Confetti Chat 🎉"}) {
+    CHECK(Raises<std::invalid_argument>([&] { library.Forget(name); }));
+    CHECK(CountOf(library, name) == 2);
+  }
+  CHECK(library.Forget("Umberline Accounting") && CountOf(library, "Umberline Accounting") == 0);
+  CHECK(!library.Forget("Umberline Accounting"));
+  return 0;
+}
+
 /** A thread that cannot be started does not wait for the jobs before it, and does not stop those after it. */
 int RaisesAtOnceWithoutThread(Library& library) {
   const InstallOrder missing{"C:\\no such file.exe", "Nobody has this"};
@@ -128,7 +144,8 @@ int Jobs(Library& library) {
 
 int OnTheSampleMachine(Library& library) {
   return ListsAndFacts(library) || Secrets(library) || RefusesAnEmptySecret(library) ||
-         RefusesQuotesAroundPaths(library) || RaisesAtOnceWithoutThread(library) || Jobs(library);
+         RefusesQuotesAroundPaths(library) || RaisesAtOnceWithoutThread(library) ||
+         ForgetsOnlyEntriesOfThe64BitView(library) || Jobs(library);
 }
 
 int ListsNothing(Library& library) {
@@ -137,10 +154,11 @@ int ListsNothing(Library& library) {
 }
 
 /** A time that the clock cannot hold is unknown, and the rest of the list is as ever. */
-int ListsATimeOfTheFarFuture(Library& library) {
+int ListsTimesOutsideTheClock(Library& library) {
   const auto apps = library.List();
-  CHECK(apps.size() == 2 && apps[0].name == "Dated" && apps[0].changed);
+  CHECK(apps.size() == 3 && apps[0].name == "Dated" && apps[0].changed);
   CHECK(apps[1].name == "Far future" && !apps[1].changed);
+  CHECK(apps[2].name == "Far past" && !apps[2].changed);
   return 0;
 }
 
@@ -149,5 +167,5 @@ int ListsATimeOfTheFarFuture(Library& library) {
 int main(int, char** arguments) {
   Library& library = Library::Get();
   if (!arguments[1]) return OnTheSampleMachine(library);
-  return std::strcmp(arguments[1], "empty") == 0 ? ListsNothing(library) : ListsATimeOfTheFarFuture(library);
+  return std::strcmp(arguments[1], "empty") == 0 ? ListsNothing(library) : ListsTimesOutsideTheClock(library);
 }
