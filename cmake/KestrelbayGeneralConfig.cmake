@@ -4,39 +4,32 @@
 if(TARGET KestrelbayGeneral::KestrelbayGeneral)
   return()
 endif()
-get_filename_component(prefix ${CMAKE_CURRENT_LIST_DIR}/../../.. ABSOLUTE)
-foreach(name KestrelbayGeneral KestrelbayGuard)
+
+# A function, because this file runs in the scope of the host: its variables would replace those of the host.
+function(_kestrelbay_import name)
+  get_filename_component(prefix ${CMAKE_CURRENT_LIST_DIR}/../../.. ABSOLUTE)
   add_library(KestrelbayGeneral::${name} SHARED IMPORTED)
   set_target_properties(KestrelbayGeneral::${name} PROPERTIES INTERFACE_INCLUDE_DIRECTORIES ${prefix}/include)
   if(WIN32)
-    set(import ${prefix}/lib/lib${name}.dll.a)
+    set(import lib${name}.dll.a)
     if(MSVC)
-      set(import ${prefix}/lib/${name}.lib)
+      set(import ${name}.lib)
     endif()
     set_target_properties(KestrelbayGeneral::${name} PROPERTIES
       IMPORTED_LOCATION ${prefix}/bin/${name}.dll
-      IMPORTED_IMPLIB ${import})
-    unset(import)
+      IMPORTED_IMPLIB ${prefix}/lib/${import})
   else()
-    set_target_properties(KestrelbayGeneral::${name} PROPERTIES IMPORTED_LOCATION ${prefix}/lib/lib${name}.so)
+    set_target_properties(KestrelbayGeneral::${name} PROPERTIES
+      IMPORTED_LOCATION ${prefix}/lib/lib${name}.so
+      IMPORTED_LINK_DEPENDENT_LIBRARIES ${prefix}/lib/libkestrelbay_machine.so)
   endif()
-endforeach()
-unset(name)
+endfunction()
+
+_kestrelbay_import(KestrelbayGeneral)
+_kestrelbay_import(KestrelbayGuard)
 target_link_libraries(KestrelbayGeneral::KestrelbayGuard INTERFACE KestrelbayGeneral::KestrelbayGeneral)
 if(WIN32)
   # No host calls it: KestrelbayGeneral.dll imports it. Linked for its place alone.
-  add_library(KestrelbayGeneral::log SHARED IMPORTED)
-  set(import ${prefix}/lib/liblog.dll.a)
-  if(MSVC)
-    set(import ${prefix}/lib/log.lib)
-  endif()
-  set_target_properties(KestrelbayGeneral::log PROPERTIES
-    IMPORTED_LOCATION ${prefix}/bin/log.dll
-    IMPORTED_IMPLIB ${import})
-  unset(import)
+  _kestrelbay_import(log)
   target_link_libraries(KestrelbayGeneral::KestrelbayGeneral INTERFACE KestrelbayGeneral::log)
-else()
-  set_target_properties(KestrelbayGeneral::KestrelbayGeneral PROPERTIES
-    IMPORTED_LINK_DEPENDENT_LIBRARIES ${prefix}/lib/libkestrelbay_machine.so)
 endif()
-unset(prefix)
