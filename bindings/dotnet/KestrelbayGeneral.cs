@@ -2,6 +2,7 @@
 using System;
 using System.Collections.Generic;
 using System.Diagnostics;
+using System.Linq;
 using System.Runtime.CompilerServices;
 using System.Runtime.InteropServices;
 using System.Text;
@@ -11,7 +12,7 @@ using static Kestrelbay.Texts;
 
 namespace Kestrelbay
 {
-    /// <summary>The library. Thread-safe. Loaded once and never unloaded.</summary>
+    /// <summary>The library. Thread-safe. Loaded once for the process and never unloaded.</summary>
     public sealed class Library
     {
         const string PackageVersion = "1.0";
@@ -24,9 +25,9 @@ namespace Kestrelbay
         static volatile bool isStopped;
         static readonly DateTimeOffset epoch = new DateTimeOffset(1970, 1, 1, 0, 0, 0, TimeSpan.Zero);
 
-        /// <summary>Raised on the thread of a call when it returns, and on other threads while a job runs. An
-        /// exception of a handler goes to System.Diagnostics.Trace.</summary>
-        public event EventHandler<LogEventArgs> Log;
+        /// <summary>Raised for all objects, on the thread of a call when it returns, and on other threads while a job
+        /// runs. Has no sender. An exception of a handler goes to System.Diagnostics.Trace.</summary>
+        public static event EventHandler<LogEventArgs> Log;
 
         /// <param name="folder">holds KestrelbayGeneral.dll, KestrelbayGuard.dll and log.dll; by default the
         /// environment variable KESTRELBAY_LIBRARY_DIR</param>
@@ -34,7 +35,7 @@ namespace Kestrelbay
         public Library(string folder = null)
         {
             folder = folder ?? Environment.GetEnvironmentVariable("KESTRELBAY_LIBRARY_DIR");
-            if (folder == null)
+            if (string.IsNullOrEmpty(folder))
                 throw new KestrelbayException("give the folder of KestrelbayGeneral.dll, or set KESTRELBAY_LIBRARY_DIR");
             Native.Load(folder);
             CheckVersion(folder);
@@ -44,20 +45,16 @@ namespace Kestrelbay
         [MethodImpl(MethodImplOptions.NoInlining)]
         void CheckVersion(string folder)
         {
-            string found;
+            string found = "unknown";
             try
             {
                 found = Text(Native.GuardVersion());
-                Call("QueueLog", Native.GuardQueueLog());
             }
-            catch (EntryPointNotFoundException error)
-            {
-                throw new KestrelbayException("the libraries in " + folder + " are of another version: " +
-                    error.Message + ". Install version " + PackageVersion);
-            }
+            catch (EntryPointNotFoundException) { }  // without this function it has another version
             if (found != PackageVersion)
                 throw new KestrelbayException("the libraries in " + folder + " have version " + found +
                     ", this package " + PackageVersion + ": install the same version of both");
+            Call("QueueLog", Native.GuardQueueLog());
         }
 
         /// <summary>All installed applications, sorted by name.</summary>
@@ -112,7 +109,8 @@ namespace Kestrelbay
             return mebibytes < 0 ? (long?)null : mebibytes;
         }
 
-        /// <summary>Runs an installer elevated and waits until it ends. Installations run one after another.</summary>
+        /// <summary>Runs an installer elevated and waits until it ends. Does not wait if the shell starts it without a
+        /// handle of its process. Installations run one after another.</summary>
         public Task<Outcome> InstallAsync(string installer, string name, string parameters = "")
         {
             const int limit = FieldBytes - 1;
@@ -137,7 +135,8 @@ namespace Kestrelbay
             Call("SetStopAppEvent", Native.GuardSetStopAppEvent());
         }
 
-        /// <summary>Starts an installed application. Returns whether the start succeeded.</summary>
+        /// <summary>Starts an installed application. Returns whether the start succeeded. Blocks while a person answers
+        /// the prompt for elevation. Leaves COM initialised on this thread, single-threaded.</summary>
         public bool Start(string name, string alias = "")
         {
             return Call("StartApp", Native.GuardStartApp(Bytes(name, "the name"), Bytes(alias, "the alias"))) == 1;
@@ -150,10 +149,15 @@ namespace Kestrelbay
                 Native.GuardStartAnyExe(PathBytes(path, "the path"), Bytes(arguments, "the arguments"))) == 1;
         }
 
-        /// <summary>Deletes the registry entry of an application; false for an unknown one.</summary>
+        /// <summary>Deletes the first entry of List() with this name; false for an unknown one. True may only mean that
+        /// an elevated command was started. Throws for an entry of a user or of the 32-bit view. Blocks as Start.</summary>
         public bool Forget(string name)
         {
-            return Call("DeleteAppRegistryInfo", Native.GuardDeleteAppRegistryInfo(Bytes(name, "the name"))) == 1;
+            byte[] text = Bytes(name, "the name");
+            App first = List().FirstOrDefault(app => app.Name == name);
+            if (first != null && first.Architecture != 64)
+                throw new KestrelbayException("this entry is of a user or of the 32-bit view: the library cannot delete it");
+            return Call("DeleteAppRegistryInfo", Native.GuardDeleteAppRegistryInfo(text)) == 1;
         }
 
         /// <summary>Protects a short secret for this user on this machine.</summary>
@@ -200,7 +204,8 @@ namespace Kestrelbay
             var buffer = new StringBuilder(BufferBytes);
             int size = BufferBytes;
             Call("GetRootDir", Native.GuardGetRootDir(buffer, ref size, 2));
-            return buffer.ToString();
+            // For a character outside the code page; no path contains it.
+            return buffer.ToString().Contains("?") ? null : buffer.ToString();
         }
 
         string Fact(string name, BufferFunction function)
@@ -277,17 +282,19 @@ namespace Kestrelbay
             }
         }
 
-        void Raise(int level, string text)
+        static void Raise(int level, string text)
         {
-            var log = Log;
-            if (log == null) return;
-            try
+            if (Log == null) return;
+            foreach (EventHandler<LogEventArgs> handler in Log.GetInvocationList())
             {
-                log(this, new LogEventArgs { Level = level, Text = text });
-            }
-            catch (Exception error)  // would break off a job, or a call that has something to release
-            {
-                Trace.TraceError("a handler of the log failed: " + error);
+                try
+                {
+                    handler(null, new LogEventArgs { Level = level, Text = text });
+                }
+                catch (Exception error)  // would break off a job, or a call that has something to release
+                {
+                    Trace.TraceError("a handler of the log failed: " + error);
+                }
             }
         }
 
@@ -301,8 +308,9 @@ namespace Kestrelbay
             return new App
             {
                 Name = field(0), Location = field(1), Version = field(2), IconSource = field(3), InstallDate = field(5),
-                // A time that cannot be read, or after the year 9999, is unknown.
-                Changed = changed == NeverWritten || changed > (DateTimeOffset.MaxValue - epoch).TotalMilliseconds
+                // A time that cannot be read, or is not in the years 1 to 9999, is unknown.
+                Changed = changed == NeverWritten || changed > (DateTimeOffset.MaxValue - epoch).TotalMilliseconds ||
+                    changed < (DateTimeOffset.MinValue - epoch).TotalMilliseconds
                     ? (DateTimeOffset?)null : epoch.AddMilliseconds(changed),
                 Architecture = architecture == 1 ? 32 : architecture == 2 ? 64 : (int?)null,
                 Icon = isPicture ? Convert.FromBase64String(icon.Substring(Png.Length)) : null,

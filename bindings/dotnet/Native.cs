@@ -1,5 +1,6 @@
 using System;
 using System.IO;
+using System.Runtime.CompilerServices;
 using System.Runtime.InteropServices;
 using System.Text;
 
@@ -42,6 +43,8 @@ namespace Kestrelbay
         [DllImport("libdl.so.2")] static extern IntPtr dlopen(string path, int flags);
         [DllImport("libdl.so.2")] static extern IntPtr dlerror();
 
+        static string loadedFolder;  // a process has one library of a name
+
         internal static void CheckPointerSize(int bytes)
         {
             if (bytes != 8)
@@ -49,6 +52,7 @@ namespace Kestrelbay
         }
 
         /// <summary>Loads the libraries by full path. The imports above then find them by name.</summary>
+        [MethodImpl(MethodImplOptions.Synchronized)]
         internal static void Load(string folder)
         {
             CheckPointerSize(IntPtr.Size);
@@ -64,12 +68,17 @@ namespace Kestrelbay
                     throw new KestrelbayException(name + " is missing in " + folder +
                         ": copy it there from the KestrelbayGeneral package");
             }
+            string full = Path.GetFullPath(Path.Combine(folder, "."));
+            var comparison = isWindows ? StringComparison.OrdinalIgnoreCase : StringComparison.Ordinal;
+            if (loadedFolder != null && !full.Equals(loadedFolder, comparison))
+                throw new KestrelbayException("the library is already loaded from " + loadedFolder + ": a process has one");
             foreach (string name in names)
             {
-                string reason = Open(Path.GetFullPath(Path.Combine(folder, name)), isWindows);
+                string reason = Open(Path.Combine(full, name), isWindows);
                 if (reason != null)
                     throw new KestrelbayException(name + " in " + folder + " cannot be loaded: " + reason +
                         ". Copy all libraries of one x64 KestrelbayGeneral package there");
+                loadedFolder = full;
             }
         }
 
@@ -80,7 +89,14 @@ namespace Kestrelbay
             const int now = 2, global = 0x100;
             if (!isWindows) return dlopen(path, now | global) != IntPtr.Zero ? null : Marshal.PtrToStringAnsi(dlerror());
             if (LoadLibraryExW(path, IntPtr.Zero, onlyItsFolderAndSystem32) != IntPtr.Zero) return null;
-            return new System.ComponentModel.Win32Exception(Marshal.GetLastWin32Error()).Message;
+            return ReasonOf(Marshal.GetLastWin32Error());
+        }
+
+        internal static string ReasonOf(int error)
+        {
+            const int badFormat = 193;
+            return error == badFormat ? "this is not an x64 process (build for x64), or the file is damaged"
+                : new System.ComponentModel.Win32Exception(error).Message;
         }
     }
 }

@@ -39,7 +39,7 @@ namespace Kestrelbay
         public string Graphics { get; internal set; }
         public string Proxy { get; internal set; }
         public bool? IsTablet { get; internal set; }
-        /// <summary>Folder of the program that runs.</summary>
+        /// <summary>Folder of the program that runs; null if it has a character outside the code page.</summary>
         public string HostFolder { get; internal set; }
     }
 
@@ -56,7 +56,7 @@ namespace Kestrelbay
 
     public sealed class LogEventArgs : EventArgs
     {
-        /// <summary>3 information, 5 error.</summary>
+        /// <summary>3 information, 4 warning, 5 error.</summary>
         public int Level { get; internal set; }
         public string Text { get; internal set; }
     }

@@ -1,5 +1,4 @@
 /// <reference types="node" />
-import { EventEmitter } from 'node:events';
 
 /** A call that cannot be made or that failed. The message says what is wrong and what to do. */
 export class KestrelbayError extends Error {}
@@ -30,8 +29,8 @@ export interface Facts {
   graphics: string | null;
   proxy: string | null;
   isTablet: boolean | null;
-  /** Folder of the program that runs, node.exe for example. */
-  hostFolder: string;
+  /** Folder of node.exe; null if it has a character outside the code page. process.execPath has its whole path. */
+  hostFolder: string | null;
 }
 
 /** How an installation or an uninstallation ended. */
@@ -48,11 +47,11 @@ export interface LogRecord {
   text: string;
 }
 
-/** The library. Loaded once and never unloaded. */
-export class Library extends EventEmitter {
+/** The library. Loaded once for the process and never unloaded. */
+export class Library {
   /**
    * @param folder holds KestrelbayGeneral.dll, KestrelbayGuard.dll and log.dll; by default the environment
-   *   variable KESTRELBAY_LIBRARY_DIR
+   *   variable KESTRELBAY_LIBRARY_DIR. All objects and all threads use the same one.
    */
   constructor(folder?: string);
   /** All installed applications, sorted by name. With `icons`, draws the icon of each executable. */
@@ -63,8 +62,8 @@ export class Library extends EventEmitter {
   /** Mebibytes free to the calling user on a drive such as "C:"; null if unknown. */
   freeSpace(drive: string): number | null;
   /**
-   * Runs an installer elevated and waits until it ends. Installations run one after another. Main thread only, as
-   * uninstall and stopWaiting.
+   * Runs an installer elevated and waits until it ends. Does not wait if the shell starts it without a handle of its
+   * process. Installations run one after another. Main thread only, as uninstall and stopWaiting.
    */
   install(installer: string, name: string, parameters?: string): Promise<Outcome>;
   /**
@@ -74,19 +73,27 @@ export class Library extends EventEmitter {
   uninstall(name: string): Promise<Outcome>;
   /** Ends the wait of every job for the life of the process, which then refuses jobs. It cannot be undone. */
   stopWaiting(): void;
-  /** Starts an installed application. Returns whether the start succeeded. */
+  /**
+   * Starts an installed application. Returns whether the start succeeded. Blocks the event loop while a person answers
+   * the prompt for elevation. Leaves COM initialised on this thread, single-threaded.
+   */
   start(name: string, alias?: string): boolean;
   /** Starts a program without elevation. Returns whether it was started. */
   run(file: string, args?: string): boolean;
-  /** Deletes the registry entry of an application; false for an unknown one. */
+  /**
+   * Deletes the first entry of list() with this name; false for an unknown one. True may only mean that an elevated
+   * command was started. Throws for an entry of a user or of the 32-bit view. Blocks as start().
+   */
   forget(name: string): boolean;
   /** Protects a short secret for this user on this machine. */
   encrypt(secret: string): string;
   /** Returns the secret that encrypt() was called with. Throws if another program encrypted bytes that are no UTF-8. */
   decrypt(protectedText: string): string;
   /**
-   * Emitted when a call returns and while a job runs, always on the thread of the event loop. If a listener throws, the
-   * process emits a warning.
+   * The listener gets the records of all objects, when a call returns and while a job runs, on this thread. Until a
+   * thread listens, the newest 4096 wait. If threads listen, each record goes to one of them. If a listener throws,
+   * the process emits a warning.
    */
   on(event: 'log', listener: (record: LogRecord) => void): this;
+  off(event: 'log', listener: (record: LogRecord) => void): this;
 }

@@ -1,6 +1,5 @@
 'use strict';
 
-const { EventEmitter } = require('node:events');
 const fs = require('node:fs');
 const path = require('node:path');
 const { setTimeout: delay } = require('node:timers/promises');
@@ -25,7 +24,7 @@ const FAILURES = {
 const INSTALL = ['path', 'name', 'key', 'parameters', 'result', 'message', 'version'];
 const UNINSTALL = ['name', 'key', 'result', 'message'];
 
-const Entry = koffi.struct('KestrelbayEntry', {
+const Entry = koffi.struct({
   name: 'str', location: 'str', version: 'str', iconSource: 'str', icon: 'str', installDate: 'str',
   changed: 'str', architecture: 'int32',
 });
@@ -37,6 +36,15 @@ class KestrelbayError extends Error {
     this.name = 'KestrelbayError';
   }
 }
+
+/** Shared by all copies of this module on this thread: a process has one library, with one table of jobs per kind. */
+const shared = (globalThis[Symbol.for('kestrelbay-general')] ??= {
+  folder: null,
+  listeners: new Set(),
+  lastJob: { Install: Promise.resolve(), Uninstall: Promise.resolve() },
+  keptJobs: new Set(), // the library has the addresses of their buffers
+  isStopped: false,
+});
 
 function check(text, what, limit = Infinity) {
   if (typeof text !== 'string') throw new KestrelbayError(`${what} must be a string, not ${typeof text}`);
@@ -77,11 +85,17 @@ function load(folder) {
       throw new KestrelbayError(`${name} is missing in ${folder}: copy it there from the KestrelbayGeneral package`);
     }
   }
+  const full = fs.realpathSync.native(folder);
+  if ((shared.folder ?? full) !== full) {
+    throw new KestrelbayError(`the library is already loaded from ${shared.folder}: a process has one`);
+  }
   // Each one is loaded before the library that imports it, so that Windows finds it in memory.
   return names.map((name) => {
-    const file = path.resolve(folder, name);
+    const file = path.join(full, name);
     try {
-      return koffi.load(file);
+      const library = koffi.load(file);
+      shared.folder = full;
+      return library;
     } catch (error) {
       throw new KestrelbayError(`${file} cannot be loaded: ${error.message.replace(/\.?\s*$/, '')}. ` +
         'Copy all libraries of one x64 KestrelbayGeneral package there');
@@ -108,7 +122,6 @@ function declare(general, guard) {
   for (const [name, parameters] of Object.entries(prototypes)) {
     functions[name] = guard.func(`int32 Guard${name}(${parameters})`);
   }
-  functions.Version = guard.func('str GuardVersion()');
   if (process.platform === 'win32') {
     functions.ToUtf16 = koffi.load('kernel32.dll').func(
       'int MultiByteToWideChar(uint32 codePage, uint32 flags, void* from, int bytes, void* to, int units)');
@@ -129,36 +142,37 @@ function toApp(entry) {
   };
 }
 
-// For all objects of this process: the library has one table for each kind of job.
-const lastJob = { Install: Promise.resolve(), Uninstall: Promise.resolve() };
-const keptJobs = new Set(); // the library has the addresses of their buffers
-let isStopped = false;
-
 function checkThread() {
   // Each worker thread has its own copy of this module.
   if (!isMainThread) throw new KestrelbayError('only the main thread can start and stop jobs: send it a message');
 }
 
-class Library extends EventEmitter {
+class Library {
   #functions;
 
   constructor(folder = process.env.KESTRELBAY_LIBRARY_DIR) {
-    super();
     if (!folder) throw new KestrelbayError('give the folder of KestrelbayGeneral.dll, or set KESTRELBAY_LIBRARY_DIR');
     const libraries = load(folder);
-    let found;
+    let found = 'unknown';
     try {
-      this.#functions = declare(libraries[1], libraries[2]);
-      found = this.#functions.Version();
-    } catch (error) {
-      throw new KestrelbayError(`the libraries in ${folder} are of another version: ${error.message}. ` +
-        `Install version ${VERSION}`);
-    }
+      found = libraries[2].func('str GuardVersion()')();
+    } catch {} // without this function it has another version
     if (found !== VERSION) {
       throw new KestrelbayError(`the libraries in ${folder} have version ${found}, this package ${VERSION}: ` +
         'install the same version of both');
     }
+    this.#functions = declare(libraries[1], libraries[2]);
     this.#call('QueueLog');
+  }
+
+  on(event, listener) {
+    if (event === 'log') shared.listeners.add(listener);
+    return this;
+  }
+
+  off(event, listener) {
+    if (event === 'log') shared.listeners.delete(listener);
+    return this;
   }
 
   list({ icons = false } = {}) {
@@ -207,7 +221,7 @@ class Library extends EventEmitter {
 
   stopWaiting() {
     checkThread();
-    isStopped = true;
+    shared.isStopped = true;
     this.#call('SetStopAppEvent');
   }
 
@@ -220,7 +234,12 @@ class Library extends EventEmitter {
   }
 
   forget(name) {
-    return this.#call('DeleteAppRegistryInfo', [check(name, 'the name')]) === 1;
+    check(name, 'the name');
+    const first = this.list().find((app) => app.name === name);
+    if (first && first.architecture !== 64) {
+      throw new KestrelbayError('this entry is of a user or of the 32-bit view: the library cannot delete it');
+    }
+    return this.#call('DeleteAppRegistryInfo', [name]) === 1;
   }
 
   encrypt(secret) {
@@ -258,6 +277,8 @@ class Library extends EventEmitter {
     const buffer = Buffer.alloc(BUFFER_BYTES);
     const size = Int32Array.of(BUFFER_BYTES);
     this.#call('GetRootDir', [buffer, size, 2]);
+    // For a character outside the code page; no path contains it.
+    if (buffer.includes('?')) return null;
     if (!this.#functions.ToUtf16) return textAt(buffer, 0);
     const utf16 = Buffer.alloc(2 * size[0]); // from the ANSI code page, which is 0
     return utf16.toString('utf16le', 0, 2 * this.#functions.ToUtf16(0, 0, buffer, size[0], utf16, size[0]));
@@ -267,14 +288,16 @@ class Library extends EventEmitter {
     checkThread();
     const buffer = Buffer.alloc(fields.length * FIELD_BYTES + ROOM_BYTES + 4);
     for (const [field, text] of Object.entries(texts)) buffer.write(text, fields.indexOf(field) * FIELD_BYTES);
-    const outcome = lastJob[kind].then(() => this.#runJob(kind, fields, buffer));
-    lastJob[kind] = outcome.then(() => delay(PAUSE_MS), () => delay(PAUSE_MS));
+    const outcome = shared.lastJob[kind].then(() => this.#runJob(kind, fields, buffer));
+    shared.lastJob[kind] = outcome.then(() => delay(PAUSE_MS), () => delay(PAUSE_MS));
     return outcome;
   }
 
   async #runJob(kind, fields, buffer) {
-    if (isStopped) throw new KestrelbayError('stopWaiting() has ended the jobs of this process: start another process');
-    keptJobs.add(buffer);
+    if (shared.isStopped) {
+      throw new KestrelbayError('stopWaiting() has ended the jobs of this process: start another process');
+    }
+    shared.keptJobs.add(buffer);
     await new Promise((resolve, reject) => {
       // On another thread, because a start takes half a second.
       this.#functions[`Start${kind}`].async(buffer, (error, status) =>
@@ -285,7 +308,7 @@ class Library extends EventEmitter {
       this.#forwardLog();
     }
     this.#forwardLog();
-    keptJobs.delete(buffer);
+    shared.keptJobs.delete(buffer);
     const text = (field) => (fields.includes(field) ? textAt(buffer, fields.indexOf(field) * FIELD_BYTES) : '');
     const result = text('result');
     return { success: result === 'Success', result, message: text('message'), version: text('version') };
@@ -298,24 +321,28 @@ class Library extends EventEmitter {
     return status;
   }
 
+  /** Without a listener on this thread, the records stay for another thread. */
   #forwardLog() {
+    if (!shared.listeners.size) return;
     const level = new Int32Array(1);
     const dropped = new Uint32Array(1);
     let text = Buffer.alloc(BUFFER_BYTES);
     for (;;) {
       const size = Int32Array.of(text.length);
       const taken = this.#functions.TakeLog(level, text, size, dropped);
-      if (dropped[0]) this.#emitLog({ level: 'warning', text: `${dropped[0]} log records were dropped` });
+      if (dropped[0]) emitLog({ level: 'warning', text: `${dropped[0]} log records were dropped` });
       if (taken === 0) return;
       if (taken < 0) text = Buffer.alloc(size[0]);
-      else this.#emitLog({ level: LEVELS[level[0]] ?? 'info', text: textAt(text, 0) });
+      else emitLog({ level: LEVELS[level[0]] ?? 'info', text: textAt(text, 0) });
     }
   }
+}
 
-  /** An exception of a listener must not break off a job, or a call that has something to release. */
-  #emitLog(record) {
+/** An exception of a listener must not break off a job, or a call that has something to release. */
+function emitLog(record) {
+  for (const listener of shared.listeners) {
     try {
-      this.emit('log', record);
+      listener(record);
     } catch (error) {
       process.emitWarning(error instanceof Error ? error : String(error));
     }

@@ -1,4 +1,4 @@
-// The .NET package: Package.exe LIBRARIES BAD-FOLDERS. Exceptions: Package.exe LIBRARIES
+// The .NET package: Package.exe LIBRARIES OTHER-LIBRARIES. Exceptions: Package.exe LIBRARIES
 // On a machine without applications: Package.exe LIBRARIES --empty. On the machine outside: Package.exe LIBRARIES
 // --outside.
 // One folder that is refused: Package.exe --refuses FOLDER FRAGMENT
@@ -38,16 +38,51 @@ static class Package
         }
         var library = new Library(arguments[0]);
         if (arguments.Contains("--empty")) Check(library.List().Count == 0 && library.List(true).Count == 0, "empty list");
-        else if (arguments.Contains("--outside")) ListATimeOfTheFarFuture(library);
+        else if (arguments.Contains("--outside")) KnowNoValueOutsideTheLanguage(library);
         else if (arguments.Length > 1) CheckAll(library, arguments).GetAwaiter().GetResult();
         else SurviveExceptions(library);
     }
 
-    static void ListATimeOfTheFarFuture(Library library)
+    static void KnowNoValueOutsideTheLanguage(Library library)
     {
         var apps = library.List();
-        Check(apps.Count == 2 && apps[0].Name == "Dated" && apps[0].Changed.Value.Year == 2024, "date");
+        Check(apps.Count == 3 && apps[0].Name == "Dated" && apps[0].Changed.Value.Year == 2024, "date");
         Check(apps[1].Name == "Far future" && apps[1].Changed == null, "date of the far future");
+        Check(apps[2].Name == "Far past" && apps[2].Changed == null, "date of the far past");
+        Check(library.Facts().HostFolder == null, "folder of the host with a character that the code page lacks");
+    }
+
+    // For another one the library deletes nothing, or the entry of another application.
+    static void ForgetOnlyEntriesOfThe64BitView(Library library)
+    {
+        Func<string, int> count = name => library.List().Count(app => app.Name == name);
+        foreach (string name in new[] { "Bramblefont Manager", "Confetti Chat \U0001F389" })
+        {
+            Refuses("of a user or of the 32-bit view", () => library.Forget(name));
+            Check(count(name) == 2, "refusal to forget " + name);
+        }
+        Check(library.Forget("Umberline Accounting") && count("Umberline Accounting") == 0, "forget");
+        Check(!library.Forget("Umberline Accounting"), "forget again");
+    }
+
+    // A process has one library: .NET would use the first one for a second folder.
+    static void RefuseAnotherFolder(string folder, string other)
+    {
+        Refuses("already loaded from " + Path.GetFullPath(folder), () => new Library(other));
+        Check(new Library(Path.Combine(folder, ".") + Path.DirectorySeparatorChar).List().Count == 45, "the same folder");
+    }
+
+    // A handler gets the records, whichever object takes them from the library.
+    static void SendRecordsOfAllObjectsToEachHandler(string folder)
+    {
+        int first = 0, second = 0;
+        EventHandler<LogEventArgs> one = (sender, record) => ++first, two = (sender, record) => ++second;
+        Library.Log += one;
+        Library.Log += two;
+        new Library(folder).FreeSpace("C");
+        Library.Log -= one;
+        Library.Log -= two;
+        Check(first > 0 && first == second, "records of another object");
     }
 
     [DllImport("KestrelbayGuard")] static extern int GuardEncrypt(byte[] input, out IntPtr output);
@@ -68,13 +103,18 @@ static class Package
         var listener = new TextWriterTraceListener(traced);
         Trace.Listeners.Add(listener);
         EventHandler<LogEventArgs> fail = (sender, record) => { throw new InvalidOperationException("from a handler"); };
-        library.Log += fail;
+        int reached = 0;
+        EventHandler<LogEventArgs> next = (sender, record) => ++reached;
+        Library.Log += fail;
+        Library.Log += next;
         Check(library.List().Count == 45, "list beside a handler that throws");
         var first = library.InstallAsync("C:\\no such file.exe", "a");
         var second = library.InstallAsync("C:\\no such file.exe", "b");
         Check((await second).Message == "Install path is not exist!" && first.IsCompleted, "jobs one after another");
         Check((await first).Message == "Install path is not exist!", "job beside a handler that throws");
-        library.Log -= fail;
+        Library.Log -= fail;
+        Library.Log -= next;
+        Check(reached > 0, "the next handler");
         Trace.Listeners.Remove(listener);
         Check(traced.ToString().Contains("from a handler"), "trace");
     }
@@ -100,18 +140,17 @@ static class Package
         foreach (var job in jobs) Check((await job).Message == "Install path is not exist!", "message");
     }
 
-    // The package's own check before it loads anything.
-    static void CheckPointerSize(int bytes)
+    static object CallNative(string name, int argument)
     {
         Type native = typeof(Library).Assembly.GetType("Kestrelbay.Native");
-        try { native.GetMethod("CheckPointerSize", BindingFlags.NonPublic | BindingFlags.Static).Invoke(null, new object[] { bytes }); }
+        try { return native.GetMethod(name, BindingFlags.NonPublic | BindingFlags.Static).Invoke(null, new object[] { argument }); }
         catch (TargetInvocationException error) { throw error.InnerException; }
     }
 
     static async Task CheckAll(Library library, string[] arguments)
     {
         int records = 0;
-        library.Log += (sender, record) => records += record.Text.Contains("GetInstalledAppList") ? 1 : 0;
+        Library.Log += (sender, record) => records += record.Text.Contains("GetInstalledAppList") ? 1 : 0;
         var apps = library.List(true);
         Check(apps.Count == 45 && apps.Any(app => app.Changed != null), "list");
         Check(apps.All(app => app.Icon == null || app.Icon[1] == 'P'), "icons");
@@ -123,11 +162,13 @@ static class Package
         Check(records > 0, "log");
         await CallWhileJobsRun(library);
 
-        Refuses("is no folder", () => new Library(arguments[0] + "/nowhere"));
-        Refuses("is missing in", () => new Library(arguments[1] + "/incomplete"));
-        Refuses("cannot be loaded", () => new Library(arguments[1] + "/broken"));
-        Refuses("build for x64", () => CheckPointerSize(4));
-        CheckPointerSize(8);
+        RefuseAnotherFolder(arguments[0], arguments[1]);
+        SendRecordsOfAllObjectsToEachHandler(arguments[0]);
+        Refuses("build for x64", () => CallNative("CheckPointerSize", 4));
+        CallNative("CheckPointerSize", 8);
+        // A process for ARM64 has 8 bytes too: Windows then reports this error for the DLL.
+        Check(((string)CallNative("ReasonOf", 193)).Contains("build for x64"), "advice for ARM64");
+        Check(!((string)CallNative("ReasonOf", 5)).Contains("x64"), "another error");
         string tooLong = new string('é', 130);
         Refuses("the name has 260 bytes of UTF-8, but at most 259", () => library.UninstallAsync(tooLong));
         Refuses("the name has 260", () => library.InstallAsync("a.exe", tooLong));
@@ -143,6 +184,7 @@ static class Package
         Refuses("the path contains a quotation mark", () => library.Run("\"a.exe\""));
         Refuses("the installer's path contains a quot", () => library.InstallAsync("\"a.exe\"", "a"));
         Check(library.Facts().HostFolder == "C:\\Program Files\\Baymarket", "folder of the host");
+        ForgetOnlyEntriesOfThe64BitView(library);
         library.StopWaiting();
         Refuses("has ended the jobs",
             () => library.InstallAsync("C:\\no such file.exe", "a").GetAwaiter().GetResult());

@@ -1,15 +1,16 @@
 'use strict';
-// The Node package: package.js LIBRARIES BAD-FOLDERS. Exceptions: package.js LIBRARIES
+// The Node package: package.js LIBRARIES OTHER-LIBRARIES. Exceptions: package.js LIBRARIES
 // On a machine without applications: package.js LIBRARIES --empty. On the machine outside: package.js LIBRARIES
-// --outside.
+// --outside. One folder that is refused: package.js --refuses FOLDER FRAGMENT
 const assert = require('node:assert/strict');
 const { once } = require('node:events');
+const fs = require('node:fs');
 const path = require('node:path');
 const { Worker } = require('node:worker_threads');
 const koffi = require('koffi');
 const { KestrelbayError, Library } = require('kestrelbay-general');
 
-const [folder, bad] = process.argv.slice(2);
+const [folder, other, fragmentOfRefusal] = process.argv.slice(2);
 const refusal = (fragment) => (error) => error instanceof KestrelbayError && error.message.includes(fragment);
 
 function surviveExceptions(library) {
@@ -87,25 +88,87 @@ async function refuseJobsOfWorkerThreads() {
   await once(worker, 'exit');
 }
 
-function listATimeOfTheFarFuture(library) {
-  const [dated, far] = library.list();
-  assert.deepEqual([dated.name, far.name], ['Dated', 'Far future']);
+/** JavaScript has dates of the far future and past. */
+function knowNoValueOutsideTheLanguage(library) {
+  const [dated, future, past] = library.list();
+  assert.deepEqual([dated.name, future.name, past.name], ['Dated', 'Far future', 'Far past']);
   assert.equal(dated.changed.getUTCFullYear(), 2024);
-  assert(far.changed.getUTCFullYear() > 9999); // JavaScript has such dates
+  assert(future.changed.getUTCFullYear() > 9999);
+  assert(past.changed.getUTCFullYear() < 0);
+  assert.equal(library.facts().hostFolder, null); // the code page lacks a character of it
+}
+
+/** For another one the library deletes nothing, or the entry of another application. */
+function forgetOnlyEntriesOfThe64BitView(library) {
+  const count = (name) => library.list().filter((app) => app.name === name).length;
+  for (const name of ['Bramblefont Manager', 'Confetti Chat 🎉']) {
+    assert.throws(() => library.forget(name), refusal('of a user or of the 32-bit view'));
+    assert.equal(count(name), 2);
+  }
+  assert.equal(library.forget('Umberline Accounting'), true);
+  assert.equal(count('Umberline Accounting'), 0);
+  assert.equal(library.forget('Umberline Accounting'), false);
+}
+
+/** A process has one library: one of a second folder would break the first one. */
+function refuseAnotherFolder(library) {
+  assert.throws(() => new Library(other), refusal(`already loaded from ${fs.realpathSync(folder)}`));
+  assert.equal(library.list().length, 45);
+  assert.equal(new Library(path.join(folder, '.', path.sep)).list().length, 45);
+}
+
+/** Each listener gets the records of all objects, whichever takes them from the library. */
+function sendRecordsOfOneObjectToTheListenersOfAll(library) {
+  const counts = [0, 0];
+  const silent = new Library(folder);
+  const listeners = [library, new Library(folder)].map((object, i) => {
+    const listener = () => ++counts[i];
+    object.on('log', listener);
+    return () => object.off('log', listener);
+  });
+  silent.freeSpace('C');
+  assert(counts[0] > 0 && counts[0] === counts[1]);
+  for (const remove of listeners) remove();
+  const before = [...counts];
+  silent.freeSpace('C');
+  assert.deepEqual(counts, before);
+}
+
+/** As a bundler or a second installation loads it: both copies have one order of jobs and one log. */
+async function shareTheLibraryBetweenCopiesOfThisModule(library) {
+  const file = require.resolve('kestrelbay-general');
+  delete require.cache[file];
+  const copy = new (require('kestrelbay-general').Library)(folder);
+  let records = 0;
+  const listener = () => ++records;
+  library.on('log', listener);
+  assert.equal(copy.list().length, 45);
+  assert(records > 0);
+  library.off('log', listener);
+  const ends = [];
+  await Promise.all([library, copy].map(async (object) => {
+    await object.install('C:\\no such file.exe', 'a');
+    ends.push(Date.now());
+  }));
+  assert(ends[1] - ends[0] >= 900); // the pause between jobs and the start of the second one
 }
 
 async function main() {
+  if (folder === '--refuses') {
+    assert.throws(() => new Library(other), refusal(fragmentOfRefusal));
+    return;
+  }
   const library = new Library(folder);
-  if (bad === '--empty') {
+  if (other === '--empty') {
     assert.deepEqual([library.list(), library.list({ icons: true })], [[], []]);
     return;
   }
-  if (bad === '--outside') {
-    listATimeOfTheFarFuture(library);
+  if (other === '--outside') {
+    knowNoValueOutsideTheLanguage(library);
     return;
   }
   await callWhileJobsRun(library);
-  if (!bad) {
+  if (!other) {
     surviveExceptions(library);
     if (process.platform === 'win32') assert.equal(library.facts().hostFolder, path.dirname(process.execPath));
     console.log('survived');
@@ -127,11 +190,7 @@ async function main() {
   assert.equal(library.forget('Nobody has this'), false);
   assert(records.some((record) => record.includes('GetInstalledAppList')));
 
-  assert.throws(() => new Library(`${folder}/nowhere`), refusal('is no folder'));
-  assert.throws(() => new Library(`${bad}/incomplete`), refusal('is missing in'));
-  assert.throws(() => new Library(`${bad}/broken`), refusal('cannot be loaded'));
-  assert.throws(() => new Library(`${bad}/other`), refusal('version 9.9'));
-  assert.throws(() => new Library(`${bad}/foreign`), refusal('another version'));
+  refuseAnotherFolder(library);
   const { arch } = process;
   Object.defineProperty(process, 'arch', { value: 'ia32' });
   assert.throws(() => new Library(folder), refusal('use 64-bit Node.js'));
@@ -147,10 +206,13 @@ async function main() {
   assert.throws(() => library.decrypt('no protected text'), refusal('no text that this user'));
   refuseSecretsThatAreNoText(library);
   await surviveAListenerThatThrows(library);
+  sendRecordsOfOneObjectToTheListenersOfAll(library);
+  await shareTheLibraryBetweenCopiesOfThisModule(library);
   await refuseJobsOfWorkerThreads();
   assert.throws(() => library.run('"a.exe"'), refusal('the path contains a quotation mark'));
   await assert.rejects(library.install('"a.exe"', 'a'), refusal("the installer's path contains a quot"));
   assert.equal(library.facts().hostFolder, 'C:\\Program Files\\Baymarket');
+  forgetOnlyEntriesOfThe64BitView(library);
   library.stopWaiting();
   await assert.rejects(library.install('C:\\no such file.exe', 'a'), refusal('has ended the jobs'));
 }

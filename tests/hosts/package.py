@@ -1,7 +1,7 @@
-"""The Python package: package.py LIBRARIES BAD-FOLDERS. Exceptions: package.py LIBRARIES
+"""The Python package: package.py LIBRARIES OTHER-LIBRARIES. Exceptions: package.py LIBRARIES
 
 On a machine without applications: package.py LIBRARIES --empty. On the machine outside: package.py LIBRARIES
---outside.
+--outside. One folder that is refused: package.py --refuses FOLDER FRAGMENT
 """
 
 import asyncio
@@ -9,7 +9,10 @@ import contextlib
 import ctypes
 import io
 import logging
+import os
+import pathlib
 import sys
+import sysconfig
 import unittest.mock
 
 from kestrelbay_general import KestrelbayError, Library
@@ -63,21 +66,65 @@ def survive_a_filter_that_raises(library):
     assert "ValueError: from a filter" in printed.getvalue()
 
 
-def list_a_time_of_the_far_future(library):
-    dated, far = library.list()
-    assert (dated.name, far.name) == ("Dated", "Far future")
-    assert dated.changed.year == 2024 and far.changed is None
+def know_no_value_outside_the_language(library):
+    dated, future, past = library.list()
+    assert (dated.name, future.name, past.name) == ("Dated", "Far future", "Far past")
+    assert dated.changed.year == 2024 and future.changed is None and past.changed is None
+    assert library.facts().host_folder is None  # the code page lacks a character of it
 
 
-def main(folder, bad=None):
+def forget_only_entries_of_the_64_bit_view(library):
+    """For another one the library deletes nothing, or the entry of another application."""
+    def count(name):
+        return [app.name for app in library.list()].count(name)
+    for name in ("Bramblefont Manager", "Confetti Chat \N{PARTY POPPER}"):
+        refuses("of a user or of the 32-bit view", lambda: library.forget(name))
+        assert count(name) == 2
+    assert library.forget("Umberline Accounting") is True and count("Umberline Accounting") == 0
+    assert library.forget("Umberline Accounting") is False
+
+
+def refuse_another_folder(library, folder, other):
+    """A process has one library: one of a second folder would break the first one."""
+    refuses(f"already loaded from {pathlib.Path(folder).resolve()}", lambda: Library(other))
+    assert len(library.list()) == 45
+    assert len(Library(os.path.join(folder, ".")).list()) == 45
+
+
+def refuse_texts_of_a_wrong_type(library):
+    refuses("the name must be a str, not NoneType", lambda: library.version(None))
+    refuses("the text must be a str, not bytes", lambda: library.decrypt(b"protected"))
+    refuses("the text must be a str, not NoneType", lambda: library.encrypt(None))
+    refuses("the path must be a str, not int", lambda: library.run(5))
+    missing = pathlib.PureWindowsPath(r"C:\no such file.exe")
+    assert asyncio.run(library.install(missing, "a")).message == "Install path is not exist!"
+    assert library.run(missing) is False
+
+
+def refuse_another_processor(folder):
+    for kind, size in (("win-arm64", 2**63 - 1), ("linux-x86_64", 2**31 - 1)):
+        with unittest.mock.patch.object(sysconfig, "get_platform", lambda: kind), \
+                unittest.mock.patch.object(sys, "maxsize", size):
+            refuses("use Python for x64", lambda: Library(folder))
+
+
+def refuse_no_folder():
+    with unittest.mock.patch.dict(os.environ, {"KESTRELBAY_LIBRARY_DIR": ""}):
+        refuses("give the folder", Library)
+
+
+def main(folder, other=None, fragment=None):
+    if folder == "--refuses":
+        refuses(fragment, lambda: Library(other))
+        return
     library = Library(folder)
-    if bad == "--empty":
+    if other == "--empty":
         assert library.list() == [] and library.list(icons=True) == []
         return
-    if bad == "--outside":
-        list_a_time_of_the_far_future(library)
+    if other == "--outside":
+        know_no_value_outside_the_language(library)
         return
-    if bad is None:
+    if other is None:
         survive_exceptions(library)
         return
     records = []
@@ -97,13 +144,10 @@ def main(folder, bad=None):
     assert any("GetInstalledAppList" in record for record in records)
     asyncio.run(jobs_and_calls(library))
 
-    refuses("is no folder", lambda: Library(folder + "/nowhere"))
-    refuses("is missing in", lambda: Library(bad + "/incomplete"))
-    refuses("cannot be loaded", lambda: Library(bad + "/broken"))
-    refuses("version 9.9", lambda: Library(bad + "/other"))
-    refuses("another version", lambda: Library(bad + "/foreign"))
-    with unittest.mock.patch.object(sys, "maxsize", 2**31 - 1):
-        refuses("use 64-bit Python", lambda: Library(folder))
+    refuse_another_folder(library, folder, other)
+    refuse_another_processor(folder)
+    refuse_no_folder()
+    refuse_texts_of_a_wrong_type(library)
     long = "é" * 130
     refuses("the name has 260 bytes of UTF-8, but at most 259", lambda: asyncio.run(library.uninstall(long)))
     refuses("the name has 260", lambda: asyncio.run(library.install("a.exe", long)))
@@ -118,6 +162,7 @@ def main(folder, bad=None):
     refuses("the path contains a quotation mark", lambda: library.run('"a.exe"'))
     refuses("the installer's path contains a quot", lambda: asyncio.run(library.install('"a.exe"', "a")))
     assert library.facts().host_folder == r"C:\Program Files\Baymarket"
+    forget_only_entries_of_the_64_bit_view(library)
     library.stop_waiting()
     refuses("has ended the jobs", lambda: asyncio.run(library.install(r"C:\no such file.exe", "a")))
 

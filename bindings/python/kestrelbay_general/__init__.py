@@ -21,6 +21,7 @@ import logging
 import os
 import pathlib
 import sys
+import sysconfig
 import threading
 import time
 import traceback
@@ -43,11 +44,14 @@ _FAILURES = {
     -3: "a thread could not be started",
     -4: "unexpected exception in the library",
 }
+_Path = Union[str, "os.PathLike[str]"]
 _log = logging.getLogger(__name__)
 _log.addHandler(logging.NullHandler())
 _levels = {2: logging.DEBUG, 3: logging.INFO, 4: logging.WARNING, 5: logging.ERROR}
 _job_locks = {"Install": threading.Lock(), "Uninstall": threading.Lock()}
 _stopped = threading.Event()
+_loading = threading.Lock()
+_folder: Optional[pathlib.Path] = None  # of the libraries, which a process has once
 
 
 class _Entry(ctypes.Structure):
@@ -67,6 +71,8 @@ _UNINSTALL = _job_type("name", "key", "result", "message")
 
 
 def _encode(text: str, what: str, limit: Optional[int] = None) -> bytes:
+    if not isinstance(text, str):
+        raise KestrelbayError(f"{what} must be a str, not {type(text).__name__}")
     try:
         encoded = text.encode("utf-8")
     except UnicodeEncodeError as error:
@@ -78,10 +84,11 @@ def _encode(text: str, what: str, limit: Optional[int] = None) -> bytes:
     return encoded
 
 
-def _encode_path(text: str, what: str, limit: Optional[int] = None) -> bytes:
-    if '"' in text:
+def _encode_path(path: _Path, what: str, limit: Optional[int] = None) -> bytes:
+    encoded = _encode(os.fspath(path) if isinstance(path, os.PathLike) else path, what, limit)
+    if b'"' in encoded:
         raise KestrelbayError(f"{what} contains a quotation mark: remove it, the library adds its own")
-    return _encode(text, what, limit)
+    return encoded
 
 
 def _decode(text: Optional[bytes]) -> str:
@@ -89,8 +96,10 @@ def _decode(text: Optional[bytes]) -> str:
 
 
 def _load(folder: pathlib.Path) -> tuple[ctypes.CDLL, ctypes.CDLL]:
-    if sys.maxsize < 2**32:
-        raise KestrelbayError("this Python is a 32-bit program, but the library is for x64: use 64-bit Python")
+    global _folder
+    kind = sysconfig.get_platform()
+    if sys.maxsize < 2**32 or not kind.endswith(("amd64", "x86_64")):
+        raise KestrelbayError(f"this Python is for {kind}, but the library is for x64: use Python for x64")
     options: dict[str, Any] = {}
     if sys.platform == "win32":
         names = ["KestrelbayGeneral.dll", "KestrelbayGuard.dll", "log.dll"]
@@ -102,33 +111,36 @@ def _load(folder: pathlib.Path) -> tuple[ctypes.CDLL, ctypes.CDLL]:
     for name in names:
         if not (folder / name).is_file():
             raise KestrelbayError(f"{name} is missing in {folder}: copy it there from the KestrelbayGeneral package")
-    loaded = []
-    for name in names[:2]:
-        try:
-            loaded.append(ctypes.CDLL(str((folder / name).resolve()), **options))
-        except OSError as error:
-            raise KestrelbayError(f"{folder / name} cannot be loaded: {error}. "
-                                  "Copy all libraries of one x64 KestrelbayGeneral package there") from None
+    with _loading:
+        if _folder not in (None, folder):
+            raise KestrelbayError(f"the library is already loaded from {_folder}: a process has one")
+        loaded = []
+        for name in names[:2]:
+            try:
+                loaded.append(ctypes.CDLL(str(folder / name), **options))
+            except OSError as error:
+                raise KestrelbayError(f"{folder / name} cannot be loaded: {error}. "
+                                      "Copy all libraries of one x64 KestrelbayGeneral package there") from None
+            _folder = folder
     return loaded[0], loaded[1]
 
 
 class Library:
     """The library. Thread-safe. Loaded once and never unloaded."""
 
-    def __init__(self, folder: Union[str, "os.PathLike[str]", None] = None) -> None:
+    def __init__(self, folder: Optional[_Path] = None) -> None:
         """Loads the library from `folder`, else from the environment variable KESTRELBAY_LIBRARY_DIR."""
-        chosen = folder if folder is not None else os.environ.get("KESTRELBAY_LIBRARY_DIR")
-        if chosen is None:
+        chosen = os.environ.get("KESTRELBAY_LIBRARY_DIR") if folder is None else folder
+        if not chosen:
             raise KestrelbayError("give the folder of KestrelbayGeneral.dll, or set KESTRELBAY_LIBRARY_DIR")
-        path = pathlib.Path(chosen)
+        path = pathlib.Path(chosen).resolve()
         self._general, self._guard = _load(path)
+        self._general.ReleaseDllStr.restype = None
         try:
             self._guard.GuardVersion.restype = ctypes.c_char_p
             found = _decode(self._guard.GuardVersion())
-            self._general.ReleaseDllStr.restype = None
-        except AttributeError as error:
-            raise KestrelbayError(f"the libraries in {path} are of another version: {error}. "
-                                  f"Install version {__version__}") from None
+        except AttributeError:
+            found = "unknown"
         if found != __version__:
             raise KestrelbayError(f"the libraries in {path} have version {found}, this package {__version__}: "
                                   "install the same version of both")
@@ -162,8 +174,9 @@ class Library:
         self._call("GetDiskAvailableSpace", _encode(drive, "the drive"), ctypes.byref(mebibytes))
         return mebibytes.value if mebibytes.value >= 0 else None
 
-    async def install(self, installer: str, name: str, parameters: str = "") -> Outcome:
-        """Runs an installer elevated and waits until it ends. Installations run one after another."""
+    async def install(self, installer: _Path, name: str, parameters: str = "") -> Outcome:
+        """Runs an installer elevated and waits until it ends. Does not wait if the shell starts it without a handle
+        of its process. Installations run one after another."""
         job = _INSTALL()
         job.path = _encode_path(installer, "the installer's path", _FIELD_BYTES - 1)
         job.name = _encode(name, "the name", _FIELD_BYTES - 1)
@@ -183,20 +196,26 @@ class Library:
         self._call("SetStopAppEvent")
 
     def start(self, name: str, alias: str = "") -> bool:
-        """Starts an installed application. Returns whether the start succeeded."""
+        """Starts an installed application. Returns whether the start succeeded. Blocks while a person answers the
+        prompt for elevation. Leaves COM initialised on this thread, single-threaded."""
         return self._call("StartApp", _encode(name, "the name"), _encode(alias, "the alias")) == 1
 
-    def run(self, path: str, arguments: str = "") -> bool:
+    def run(self, path: _Path, arguments: str = "") -> bool:
         """Starts a program without elevation. Returns whether it was started."""
         return self._call("StartAnyExe", _encode_path(path, "the path"), _encode(arguments, "the arguments")) == 1
 
     def forget(self, name: str) -> bool:
-        """Deletes the registry entry of an application; False for an unknown one."""
-        return self._call("DeleteAppRegistryInfo", _encode(name, "the name")) == 1
+        """Deletes the first entry of list() with this name; False for an unknown one. True may only mean that an
+        elevated command was started. Raises for an entry of a user or of the 32-bit view. Blocks as start()."""
+        encoded = _encode(name, "the name")
+        first = next((app for app in self.list() if app.name == name), None)
+        if first and first.architecture != 64:
+            raise KestrelbayError("this entry is of a user or of the 32-bit view: the library cannot delete it")
+        return self._call("DeleteAppRegistryInfo", encoded) == 1
 
     def encrypt(self, secret: str) -> str:
         """Protects a short secret for this user on this machine."""
-        if not secret:
+        if secret == "":
             raise KestrelbayError("the secret is empty: decrypt() could not return it")
         return self._transform("Encrypt", secret, "the secret could not be protected")
 
@@ -224,10 +243,11 @@ class Library:
         found = self._call(function, *arguments, buffer, ctypes.byref(size), allowed=(-1,))
         return _decode(buffer.value) if found == 1 else None
 
-    def _host_folder(self) -> str:
+    def _host_folder(self) -> Optional[str]:
         buffer, size = ctypes.create_string_buffer(_BUFFER_BYTES), ctypes.c_int32(_BUFFER_BYTES)
         self._call("GetRootDir", buffer, ctypes.byref(size), ctypes.c_uint32(2))
-        return buffer.value.decode("mbcs" if sys.platform == "win32" else "utf-8", "replace")
+        text = buffer.value.decode("mbcs" if sys.platform == "win32" else "utf-8", "replace")
+        return None if "?" in text else text  # for a character outside the code page; no path contains it
 
     async def _job(self, kind: str, job: Any) -> Outcome:
         done: "concurrent.futures.Future[Outcome]" = concurrent.futures.Future()
@@ -268,14 +288,14 @@ class Library:
         while True:
             taken = self._guard.GuardTakeLog(
                 ctypes.byref(level), text, ctypes.byref(size), ctypes.byref(dropped))
-            if taken < 0:
-                text = ctypes.create_string_buffer(size.value)
-                continue
             if dropped.value:
                 _emit(logging.WARNING, f"{dropped.value} log records were dropped")
             if taken == 0:
                 return
-            _emit(_levels.get(level.value, logging.INFO), _decode(text.value))
+            if taken < 0:
+                text = ctypes.create_string_buffer(size.value)
+            else:
+                _emit(_levels.get(level.value, logging.INFO), _decode(text.value))
             size.value = len(text)
 
 

@@ -36,7 +36,7 @@ class Facts:
     graphics: Optional[str]
     proxy: Optional[str]
     is_tablet: Optional[bool]
-    host_folder: str
+    host_folder: Optional[str]  # None if it has a character outside the code page; sys.executable has its path
 
 
 @dataclass(frozen=True)
