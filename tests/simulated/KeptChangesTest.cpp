@@ -71,7 +71,7 @@ TEST_F(KeptChangesTest, ManyThatAreMadeAsOneAreOneFile) {
       ASSERT_EQ(SetValue(*machine, u"b"), 0);
       EXPECT_THAT(ChangeFiles(), SizeIs(0));
     };
-    ASSERT_EQ(ChangeAsOne(*machine, change), 0);
+    ASSERT_EQ(GroupChanges(*machine, change), 0);
     EXPECT_THAT(ChangeFiles(), ElementsAre("registry/~change-00000001.reg"));
     ASSERT_EQ(SetValue(*machine, u"c"), 0);
     EXPECT_THAT(ChangeFiles(), SizeIs(2));
@@ -82,7 +82,7 @@ TEST_F(KeptChangesTest, ManyThatAreMadeAsOneAreOneFile) {
 
 TEST_F(KeptChangesTest, NothingThatIsMadeAsOneIsNoFile) {
   const auto machine = Open(Changes::Lasting);
-  ASSERT_EQ(ChangeAsOne(*machine, [] {}), 0);
+  ASSERT_EQ(GroupChanges(*machine, [] {}), 0);
   EXPECT_THAT(ChangeFiles(), SizeIs(0));
 }
 
@@ -94,20 +94,20 @@ TEST_F(KeptChangesTest, OneThatChangesFilesTooIsKeptByItself) {
     ASSERT_EQ(KeptMerger(*machine).Commit({{u"C:\\new"}, {}}), 0);
     EXPECT_THAT(ChangeFiles(), SizeIs(1));
   };
-  ASSERT_EQ(ChangeAsOne(*machine, change), 0);
+  ASSERT_EQ(GroupChanges(*machine, change), 0);
   EXPECT_THAT(ChangeFiles(), SizeIs(2));
 }
 
 TEST_F(KeptChangesTest, ManyThatCannotBeWrittenAsOneFail) {
   Machine machine;
   machine.keeper = [](const ProgramChanges&) { return kWriteFault; };
-  EXPECT_EQ(ChangeAsOne(machine, [&] { EXPECT_EQ(SetValue(machine, u"a"), 0); }), kWriteFault);
+  EXPECT_EQ(GroupChanges(machine, [&] { EXPECT_EQ(SetValue(machine, u"a"), 0); }), kWriteFault);
   EXPECT_EQ(SetValue(machine, u"b"), kWriteFault);
 }
 
 TEST_F(KeptChangesTest, OfADiscardedMachineAreMadeAsOneInMemory) {
   Machine machine;
-  EXPECT_EQ(ChangeAsOne(machine, [&] { EXPECT_EQ(SetValue(machine, u"a"), 0); }), 0);
+  EXPECT_EQ(GroupChanges(machine, [&] { EXPECT_EQ(SetValue(machine, u"a"), 0); }), 0);
   EXPECT_EQ(machine.registry.Find(kKey)->ValueCount(), 1U);
 }
 

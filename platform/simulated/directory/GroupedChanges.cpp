@@ -6,7 +6,7 @@
 
 namespace simulated {
 
-platform::LSTATUS ChangeAsOne(Machine& machine, const std::function<void()>& action) {
+platform::LSTATUS GroupChanges(Machine& machine, const std::function<void()>& action) {
   ProgramChanges all;
   // Changes are made under the lock of the registry, so nobody uses the keeper while it is replaced.
   std::unique_lock lock(machine.registry.Lock());

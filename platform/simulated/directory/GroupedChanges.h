@@ -1,4 +1,4 @@
-/** Keeps the changes of several operations together. */
+/** Keeps the changes of several operations of one program together. */
 #pragma once
 
 #include <functional>
@@ -14,6 +14,6 @@ class Machine;
  * change is made immediately. An operation that also changes files is kept separately.
  * @return 0, or the keeper's error: then no change lasts, although all are made in memory
  */
-platform::LSTATUS ChangeAsOne(Machine& machine, const std::function<void()>& action);
+platform::LSTATUS GroupChanges(Machine& machine, const std::function<void()>& action);
 
 }  // namespace simulated

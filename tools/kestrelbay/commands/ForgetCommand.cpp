@@ -43,7 +43,7 @@ void Forget(Session& session, const ForgetOptions& options) {
   // The library deletes the keys below an entry one by one. A process that ends in between must not leave
   // half of it.
   bool isDeleted = false;
-  ChangeAsOne([&] { isDeleted = DeleteAppRegistryInfo(options.name.c_str()); });
+  GroupChanges([&] { isDeleted = DeleteAppRegistryInfo(options.name.c_str()); });
   if (const std::string problem = WriteProblem(); !problem.empty()) throw Failure("not removed: " + problem);
   if (!isDeleted) {
     throw Failure(

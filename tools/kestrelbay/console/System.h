@@ -154,7 +154,7 @@ std::string WriteProblem();
  * Makes all changes that `action` makes to the registry of a simulated machine last as one, or none of them.
  * WriteProblem() reports a failure. On Windows only calls `action`.
  */
-void ChangeAsOne(const std::function<void()>& action);
+void GroupChanges(const std::function<void()>& action);
 
 /**
  * Waits until the programs of a simulated machine have ended, because they would end with this process.

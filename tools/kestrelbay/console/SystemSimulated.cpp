@@ -232,8 +232,8 @@ std::string WriteProblem() {
   return machine ? machine->WriteProblem() : std::string();
 }
 
-void ChangeAsOne(const std::function<void()>& action) {
-  simulated::ChangeAsOne(simulated::CurrentMachine(), action);
+void GroupChanges(const std::function<void()>& action) {
+  simulated::GroupChanges(simulated::CurrentMachine(), action);
 }
 
 void LeaveMachine() {

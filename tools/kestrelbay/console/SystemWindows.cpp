@@ -225,7 +225,7 @@ bool WasInterrupted() { return wasInterrupted; }
 
 std::string WriteProblem() { return {}; }
 
-void ChangeAsOne(const std::function<void()>& action) { action(); }
+void GroupChanges(const std::function<void()>& action) { action(); }
 
 void LeaveMachine() {}
 
