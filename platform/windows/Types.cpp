@@ -41,7 +41,7 @@ PLATFORM_RESULTS(CHECK_RESULT)
 using Gdiplus::ImageLockModeRead;
 PLATFORM_PICTURE_CONSTANTS(CHECK_PICTURE_CONSTANT)
 
-// Windows writes these as numbers cast to HKEY, and a pointer is no constant expression: as numbers they are.
+// Windows writes these as numbers cast to HKEY. A pointer is not a constant expression, but a number is.
 #define HKEY std::intptr_t
 #define CHECK_PREDEFINED_KEY(name, number) static_assert((name) == PredefinedKeyBits(number), #name);
 PLATFORM_PREDEFINED_KEYS(CHECK_PREDEFINED_KEY)

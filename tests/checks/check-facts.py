@@ -62,7 +62,7 @@ def problems_of_row(declared, existing, header, cells):
         return
     operation, _, evidence, source, named = cells
     if operation.strip("`") not in declared.get(header, []):
-        yield f"{operation} is no operation of {header}"
+        yield f"{operation} is not an operation of {header}"
     if evidence not in CLASSES:
         yield f"class {evidence or 'missing'}: W, D, R or B"
     if not source:
@@ -98,8 +98,8 @@ def self_test():
     fixtures = [
         ("a good row", good, []),
         ("no row", "", ["Open has no row"]),
-        ("another header's row", "## B.h\n\n" + good, ["`Open` is no operation of B.h", "Open has no row"]),
-        ("unknown operation", good + "\n" + good.replace("`Open`", "`Old`"), ["`Old` is no operation"]),
+        ("another header's row", "## B.h\n\n" + good, ["`Open` is not an operation of B.h", "Open has no row"]),
+        ("unknown operation", good + "\n" + good.replace("`Open`", "`Old`"), ["`Old` is not an operation"]),
         ("nothing yet", good.replace("| W |", "| N |"), ["class N"]),
         ("no class", good.replace("| W |", "|  |"), ["class missing"]),
         ("no source", good.replace("a.c test_open", ""), ["no source"]),

@@ -133,7 +133,8 @@ TEST_F(ClosedWorld, NumberOfAChangeThatIsOutOfRangeIsRefused) {
   for (const char* name : {"~change-18446744073709551615.reg", "~change-99999999999999999999999999.reg",
                            "~change-1000000000000.pending", "~change-1.reg"}) {
     WriteRegistry(name, kStatements);
-    EXPECT_THAT(Refusal(), StartsWith((folder / "registry" / name).string() + ": no change was ever given"));
+    EXPECT_THAT(Refusal(),
+                StartsWith((folder / "registry" / name).string() + ": its number is out of range"));
     fs::remove(folder / "registry" / name);
   }
 }

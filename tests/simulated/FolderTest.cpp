@@ -144,7 +144,7 @@ TEST_F(FolderTest, PipeIsNoFileAndIsNotWaitedFor) {
   ASSERT_EQ(mkfifo((folder / "root/pipe").c_str(), 0666), 0);
   EXPECT_EQ(root->Look("pipe"), Entry::Other);
   EXPECT_FALSE(root->OpenFile("pipe"));
-  EXPECT_THAT(ReadError("pipe"), HasSubstr("root/pipe: no file; "));
+  EXPECT_THAT(ReadError("pipe"), HasSubstr("root/pipe: not a regular file; "));
 }
 
 TEST_F(FolderTest, FileOfMoreThanAGibibyteIsRefusedByItsName) {

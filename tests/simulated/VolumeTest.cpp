@@ -185,7 +185,7 @@ TEST_F(VolumeTest, PipeInPlaceOfAHiveIsNotWaitedFor) {
   fs::create_directories(folder / "Users/Anna");
   ASSERT_EQ(mkfifo((folder / "Users/Anna/NTUSER.DAT").c_str(), 0600), 0);
   Open();
-  EXPECT_THAT(damages, ElementsAre(HasSubstr("/Anna/NTUSER.DAT: no file; ")));
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("/Anna/NTUSER.DAT: not a regular file; ")));
 }
 
 TEST_F(VolumeTest, ProgressEndsWithTheWholeAndNeverGoesBack) {

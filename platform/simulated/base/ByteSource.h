@@ -27,7 +27,7 @@ class MemorySource : public ByteSource {
   std::span<const std::uint8_t> bytes_;
 };
 
-/** A regular file of the host. Without a descriptor, or if the path is no regular file, it has no bytes. */
+/** A regular file of the host; empty without a descriptor, or if the path is not a regular file. */
 class FileSource : public ByteSource {
  public:
   explicit FileSource(FileDescriptor file) : descriptor_(std::move(file)) {}

@@ -64,8 +64,8 @@ class Folder {
   int Create(const std::filesystem::path& below, std::vector<std::filesystem::path>& made) const;
   int MakeFolder(const std::filesystem::path& below) const;
   /**
-   * Removes a file, a link or an empty folder. It is no failure if a folder has entries, and stays, or if the
-   * entry is missing.
+   * Removes a file, a link or an empty folder. It is not a failure if a folder has entries, and stays, or if
+   * the entry is missing.
    * @return 0 or an errno
    */
   int Remove(const std::filesystem::path& below) const;

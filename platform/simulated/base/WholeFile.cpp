@@ -30,11 +30,11 @@ namespace fs = std::filesystem;
 std::uint64_t CheckFile(const FileDescriptor& in, const fs::path& file) {
   struct stat status {};
   if (!in || fstat(in.Get(), &status) != 0) FailRead(file, errno);
-  if (!S_ISREG(status.st_mode)) Fail(file, "no file; put one in its place");
+  if (!S_ISREG(status.st_mode)) Fail(file, "not a regular file; put one in its place");
   return static_cast<std::uint64_t>(status.st_size);
 }
 
-/** A part of a file that is no hole. */
+/** A part of a file outside the holes. */
 struct Extent {
   std::size_t at, bytes;
 };
@@ -88,7 +88,7 @@ FileBytes ReadWholeFile(const Folder& folder, const fs::path& below) {
   if (!in && errno == EXDEV)
     Fail(file, "leads out of " + folder.Path().string() + "; put the file itself there");
   const std::uint64_t size = CheckFile(in, file);
-  if (size > kLargestFileBytes) Fail(file, "larger than 1 GiB, as no such file is; replace it");
+  if (size > kLargestFileBytes) Fail(file, "larger than 1 GiB; replace it");
   FileBytes bytes = Allocate(static_cast<std::size_t>(size), file);
   while (bytes.size < size) {
     const ssize_t count = read(in.Get(), bytes.data.get() + bytes.size, size - bytes.size);

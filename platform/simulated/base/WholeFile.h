@@ -17,7 +17,10 @@ struct FileBytes {
   std::span<const std::uint8_t> Span() const { return {data.get(), size}; }
 };
 
-/** Larger files are refused: no real one is larger, and a sparse one costs its sender nothing. */
+/**
+ * Larger files are refused. No real registration file is larger, and a sparse file of any size is easy to
+ * send.
+ */
 inline constexpr std::uint64_t kLargestFileBytes = std::uint64_t{1} << 30;
 
 /**
@@ -39,7 +42,7 @@ class SparseFile {
   SparseFile(const SparseFile&) = delete;
   SparseFile& operator=(const SparseFile&) = delete;
   std::span<const std::uint8_t> Span() const { return {begin_, size_}; }
-  /** The bytes that are no hole. */
+  /** The bytes outside the holes. */
   std::size_t StoredBytes() const { return storedBytes_; }
 
  private:

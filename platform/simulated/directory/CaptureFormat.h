@@ -12,7 +12,7 @@ namespace simulated {
 inline constexpr std::uint32_t kCaptureFormat = 1;
 
 /**
- * Detects accidental changes of a captured file. It is no protection against tampering.
+ * Detects accidental changes of a captured file. It does not protect against tampering.
  * @return FNV-1a of 64 bits, as 16 hexadecimal digits
  */
 inline std::string CaptureChecksum(std::string_view bytes) {

@@ -23,7 +23,7 @@ constexpr std::size_t kMostChangeFiles = 64;
 constexpr std::string_view kChangePrefix = "~change-";
 constexpr std::string_view kDone = ".reg";
 constexpr std::string_view kPending = ".pending";
-/** Far more changes than a machine ever sees, and far from where numbers wrap. */
+/** More changes than any machine has, and far below the overflow of a number. */
 constexpr std::uint64_t kGreatestNumber = 999'999'999'999;
 
 bool IsRegFile(const fs::path& file) {
@@ -96,10 +96,10 @@ void ChangeFolder::AddFile(const std::string& name) {
     if (IsRegFile(name)) files_.push_back(fs::path(kFolder) / name);
     return;
   }
-  // Also for a number that is written in two ways, of which one would be lost.
+  // ~change-1.reg and ~change-00000001.reg have the same number: one of them would be lost.
   if (*number > kGreatestNumber || name != NameOf(*number, done ? kDone : kPending))
     throw MachineError(root_.PathOf(kFolder).string() + "/" + name +
-                       ": no change was ever given this number; rename or remove the file");
+                       ": its number is out of range or not padded to 8 digits; rename or remove the file");
   (done ? changes_ : pending_).push_back(*number);
 }
 
@@ -130,8 +130,8 @@ void ChangeFolder::ApplyPending(Drives& drives) const {
     drives.ChangeInMemory(ReadFileChanges(ReadWholeFile(root_, FileOf(number, kPending)).Span()));
 }
 
-// The last change's file becomes the one of all before any other goes: those that are left are merged before
-// it, and it overrules them.
+// Writes all changes into the file of the last one, then removes the others. After a crash in between, the
+// others are merged first and the last file overrides them.
 void ChangeFolder::FoldChanges() {
   for (const std::string& name : root_.Names(kFolder))
     if (name.starts_with(Folder::kTemporaryPrefix)) root_.Remove(fs::path(kFolder) / name);
@@ -173,7 +173,7 @@ HostFailure ChangeFolder::Write(const ProgramChanges& changes, const std::vector
   const bool hasFiles = !changes.files.IsEmpty();
   const fs::path written = FileOf(number, hasFiles ? kPending : kDone);
   if (const int error = root_.Replace(written, file); error != 0) {
-    // It may be there whole, and only not certain to last.
+    // The file may be complete but not yet synced to disk.
     if (root_.Look(written) == Folder::Entry::File) root_.Remove(written);
     return {error, root_.PathOf(kFolder)};
   }
@@ -183,8 +183,7 @@ HostFailure ChangeFolder::Write(const ProgramChanges& changes, const std::vector
       root_.Remove(written);
       return failure;
     }
-    // The operation is complete from here on: the next process gives a file that keeps its name the other
-    // one.
+    // The operation is complete now. If the rename fails, the next process renames the file.
     if (root_.Rename(written, NameOf(number, kDone)) != 0) {
       pending_.push_back(number);
       return {};

@@ -70,7 +70,7 @@ class LineNoter {
     std::size_t count;
   };
 
-  /** Notes a value that is no member: an element of an array, or the root. */
+  /** Notes a value that is not a member: an element of an array, or the root. */
   void NoteElement() {
     if (open_.empty()) return lines_.Set(JsonLines::kRoot, Line());
     Container& container = open_.back();

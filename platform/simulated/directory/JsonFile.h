@@ -35,7 +35,7 @@ struct JsonFile {
 /**
  * Reads a JSON text.
  * @param fileName  begins each error
- * @throws MachineError "file:line: ..." for a text that is no JSON or is nested deeper than any member is
+ * @throws MachineError "file:line: ..." for a text that is not JSON or is nested deeper than any member is
  */
 JsonFile ParseJsonFile(std::span<const std::uint8_t> bytes, const std::string& fileName);
 

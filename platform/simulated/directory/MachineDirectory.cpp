@@ -171,7 +171,7 @@ void LoadDescribedVolume(const Folder& directory, const fs::path& hives, VolumeO
   MachineDescription description;
   if (directory.Look(kDescription) != Folder::Entry::None)
     description = ParseMachineJson(ReadWholeFile(directory, kDescription).Span(), fileName);
-  if (description.capture) Fail(fileName, "a Windows volume is no capture; remove \"capture\"");
+  if (description.capture) Fail(fileName, "a Windows volume is not a capture; remove \"capture\"");
   if (!options.user && description.userSid) options.user = ToUtf8(*description.userSid);
   machine.drives.SetWarning(observer.warning);
   MountDrives(directory, machine.drives);

@@ -44,7 +44,7 @@ struct MachineDescription {
 /**
  * Reads the file from memory.
  * @param fileName  begins each error
- * @throws MachineError "file:line: ..." for a text that is no JSON, "file:line: member: ..." for another
+ * @throws MachineError "file:line: ..." for a text that is not JSON, "file:line: member: ..." for another
  * shape
  */
 MachineDescription ParseMachineJson(std::span<const std::uint8_t> bytes, const std::string& fileName);

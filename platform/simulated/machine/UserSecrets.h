@@ -15,7 +15,7 @@ namespace simulated {
  * Encrypts and decrypts for one user of one machine.
  *
  * The key is derived from the two identities and is stored nowhere, so a copy of a machine directory gives
- * the same answers everywhere. The key is no protection from a person who can read the machine directory.
+ * the same answers everywhere. The key does not protect from a person who can read the machine directory.
  */
 class UserSecrets {
  public:
@@ -33,8 +33,8 @@ class UserSecrets {
   std::vector<std::uint8_t> Protect(std::span<const std::uint8_t> plain) const;
   /**
    * @param plain  receives the bytes; untouched on failure
-   * @return 0, ERROR_INVALID_DATA for bytes that are no intact blob, NTE_BAD_KEY_STATE for a blob of another
-   * user
+   * @return 0, ERROR_INVALID_DATA for bytes that are not an intact blob, NTE_BAD_KEY_STATE for a blob of
+   * another user
    */
   platform::DWORD Unprotect(std::span<const std::uint8_t> blob, std::vector<std::uint8_t>& plain) const;
 

@@ -31,7 +31,7 @@ using IconEntries = std::vector<IconEntry>;
  * Finds an icon of an executable.
  * @param index  counted as Windows does: from 0, in the order of the resource table, in which the sorted
  * named groups are before the sorted numbered ones
- * @return empty if the file is no executable, or has fewer icons
+ * @return empty if the file is not an executable, or has fewer icons
  * @throws DamagedIcon if a table is damaged
  */
 IconEntries FindExecutableIcon(const ByteSource& file, std::size_t index = 0);

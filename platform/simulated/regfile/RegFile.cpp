@@ -196,7 +196,7 @@ std::optional<std::uint64_t> Parser::TakeTimeComment() {
   std::uint64_t time = 0;
   const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), time);
   if (!cursor_.IsAtLineEnd() || result.ec != std::errc())
-    cursor_.Fail(cursor_.At(), "the last write time is no 64-bit decimal number; write a FILETIME");
+    cursor_.Fail(cursor_.At(), "the last write time is not a 64-bit decimal number; write a FILETIME");
   return time;
 }
 

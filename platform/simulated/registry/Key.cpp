@@ -20,7 +20,7 @@ constexpr std::size_t kIndexedValues = 64;
 struct Key::Shared {
   Watches watches;
   std::vector<std::shared_ptr<KeySource>> sources;
-  /** Keys that are being filled now. Filling adds keys, but it is no change that a watch must report. */
+  /** Keys that are being filled now. Filling adds keys, but watches do not report it. */
   int filling = 0;
   bool listsAsMade = false;
   /** The subkeys of each key in the order of their creation, if the tree lists so. */

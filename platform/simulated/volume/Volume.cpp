@@ -215,7 +215,7 @@ void LoadVolume(const fs::path& volume, const fs::path& folder, const VolumeOpti
   noting.damage = [&machine, damage = observer.damage,
                    begin = (volume / "").string()](const std::string& line) {
     const std::string below = line.starts_with(begin) ? line.substr(begin.size()) : line;
-    // A file's name on the host may be no UTF-8, and JSON cannot contain that.
+    // A file's name on the host can be invalid UTF-8, which JSON cannot contain.
     machine.volume->damage.push_back(ToUtf8(FromUtf8(below)));
     if (damage) damage(line);
   };
