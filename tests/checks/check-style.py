@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Checks the form of the sources: no function over 60 lines, no catch in src/, and the format of clang-format.
+"""Checks the form of the sources: no function over 60 lines, no file over 400, no catch in src/, and the format of
+clang-format.
 
 usage: check-style.py ROOT | --self-test
 """
@@ -10,11 +11,11 @@ import subprocess
 import sys
 import tempfile
 
-from sources import expect, finish, source_files
+from sources import SUFFIXES, expect, finish, source_files
 
 LONGEST_FUNCTION = 60
-MEASURED = ["src", "platform", "tools", "samples"]
-FORMATTED = ["include", "src", "platform", "tools", "tests", "bench", "fuzz", "samples"]
+LONGEST_FILE = 400
+FOLDERS = ["include", "src", "guard", "platform", "tools", "tests", "bench", "fuzz", "samples", "proof"]
 NOT_CODE = re.compile(
     r'//[^\n]*|/\*.*?\*/|R"(\w*)\(.*?\)\1"|"(?:\\.|[^"\\\n])*"|(?<![0-9a-fA-F])\'(?:\\.|[^\'\\\n])+\'', re.DOTALL
 )
@@ -46,11 +47,18 @@ def functions(code):
         head_start = match.end()
 
 
-def long_functions(root):
-    for path in source_files(root, MEASURED):
+def long_functions(root, files):
+    for path in files:
         for line, lines in functions(without_comments_and_texts(path.read_text(encoding="utf-8"))):
             if lines > LONGEST_FUNCTION:
                 yield f"{path.relative_to(root)}:{line}: {lines} lines in one function, {LONGEST_FUNCTION} at most"
+
+
+def long_files(root, files):
+    for path in files:
+        lines = path.read_text(encoding="utf-8").count("\n")
+        if lines > LONGEST_FILE:
+            yield f"{path.relative_to(root)}: {lines} lines in one file, {LONGEST_FILE} at most"
 
 
 def caught(root):
@@ -72,8 +80,9 @@ def unformatted(files):
 
 
 def check(root):
-    files = list(source_files(root, FORMATTED))
-    return list(long_functions(root)) + list(caught(root)) + unformatted(files), len(files)
+    files = list(source_files(root, FOLDERS, SUFFIXES | {".hpp"}))
+    problems = [*long_functions(root, files), *long_files(root, files), *caught(root), *unformatted(files)]
+    return problems, len(files)
 
 
 def self_test():
@@ -87,6 +96,8 @@ def self_test():
         ("many short ones", "namespace a {\nvoid Work() {\n  Step();\n}\n" + "void Go() { Step(); }\n" * 70 + "}  // namespace a\n", []),
         ("braces in texts", 'void Work() {\n  Say("}");\n' + body * 58 + "}\n", ["A.cpp:1: 61 lines"]),
         ("after a directive", "#define A(x) x\nvoid Work() {\n" + body * 59 + "}\n", ["A.cpp:2: 61 lines"]),
+        ("400 lines in a file pass", "int a;\n" * 400, []),
+        ("401 lines in a file fail", "int a;\n" * 401, ["A.cpp: 401 lines in one file"]),
         ("catch", "void Work() {\n  try {\n    Step();\n  } catch (...) {  // why\n  }\n}\n", ["A.cpp:4: src/ catches"]),
         ("no catch", "// catch\nconst char* text = \"catch\";\nint catches = 0;\n", []),
         ("format", "void  Work( ) {}\n", ["A.cpp:1:5: error"]),
@@ -98,7 +109,8 @@ def self_test():
             path.write_text(text, encoding="utf-8")
             (path.parent / ".clang-format").write_text("BasedOnStyle: Google\n", encoding="utf-8")
             folder = pathlib.Path(root)
-            problems = check(folder)[0] if name == "format" else [*long_functions(folder), *caught(folder)]
+            measured = [*long_functions(folder, [path]), *long_files(folder, [path]), *caught(folder)]
+            problems = check(folder)[0] if name == "format" else measured
             expect(name, problems, *fragments)
     finish([], len(texts))
 

@@ -6,11 +6,11 @@ import sys
 SUFFIXES = {".h", ".cpp", ".c"}
 
 
-def source_files(root, folders):
+def source_files(root, folders, suffixes=SUFFIXES):
     """Every C and C++ file below the named folders of the tree, in a stable order."""
     for folder in folders:
         for path in sorted((pathlib.Path(root) / folder).rglob("*")):
-            if path.suffix in SUFFIXES:
+            if path.suffix in suffixes:
                 yield path
 
 
