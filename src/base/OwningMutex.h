@@ -6,7 +6,7 @@
 namespace kestrelbay {
 
 /**
- * A standard mutex whose destructor does something on every toolchain.
+ * A standard mutex whose destructor frees its resources on every toolchain.
  *
  * The standard mutexes of mingw-w64 are trivially destructible, although the runtime allocates a block for
  * the first lock and an event for the first wait. Without this destructor, each load of the library leaks

@@ -69,7 +69,7 @@ platform::REGSAM ReadAccess(RegistryView view) {
       return platform::KEY_READ | platform::KEY_WOW64_32KEY;
     case k64BitView:
       return platform::KEY_READ | platform::KEY_WOW64_64KEY;
-    default:  // also a number that is no view
+    default:  // also for a number that is not a view
       return platform::KEY_READ;
   }
 }

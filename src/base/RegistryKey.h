@@ -94,8 +94,8 @@ std::u16string ReadRegistryValue(const RegistryKey& key, const char16_t* name);
 inline constexpr platform::DWORD kUnreadableNamesInARow = 0x10000;
 
 /**
- * @return the names of the subkeys in the order of the registry. Skips a name that cannot be read; 65,536 of
- *         these in a row end the list, because the key itself was deleted then.
+ * @return the names of the subkeys in the order of the registry. Skips a name that cannot be read.
+ *         kUnreadableNamesInARow of these end the list, because the key itself was deleted then.
  */
 std::vector<std::u16string> ListSubKeyNames(const RegistryKey& key);
 

@@ -103,6 +103,7 @@ bool AppInstall::StartInstallProcessAndWait(const std::string& appPath, const st
           para.c_str());
   platform::HANDLE process = nullptr;
   if (!StartElevated(appPath, para, platform::SW_SHOW, process)) {
+    // Also if the user refuses the elevation prompt. Only an uninstallation has the result "Cancel".
     SDK_LOG(kLogError, kFile, "Create process failed: %d", platform::GetLastError());
     return false;
   }
