@@ -171,7 +171,7 @@ namespace Kestrelbay
         public string Decrypt(string protectedText)
         {
             return Transform("Decrypt", Native.GuardDecrypt, protectedText,
-                "this is no text that this user on this machine protected");
+                "this is not a text that this user on this machine protected");
         }
 
         delegate int BufferFunction(byte[] buffer, ref int size);
@@ -191,7 +191,7 @@ namespace Kestrelbay
             }
             catch (DecoderFallbackException)
             {
-                throw new KestrelbayException("the secret is no UTF-8: decrypt it with the program that encrypted it");
+                throw new KestrelbayException("the secret is not UTF-8: decrypt it with the program that encrypted it");
             }
             finally
             {
@@ -226,7 +226,7 @@ namespace Kestrelbay
             try
             {
                 if (isStopped)
-                    throw new KestrelbayException("StopWaiting has ended the jobs of this process: start another process");
+                    throw new KestrelbayException("jobs cannot start after StopWaiting: use another process");
                 // Not released if the start fails: the library still has its address.
                 IntPtr job = Marshal.AllocHGlobal(finished + 4);
                 Marshal.Copy(new byte[finished + 4], 0, job, finished + 4);
@@ -262,7 +262,7 @@ namespace Kestrelbay
             ForwardLog();
             if (status >= 0) return status;
             throw new KestrelbayException(name + ": " + (
-                status == -1 ? "the machine's setting is missing or no number" :
+                status == -1 ? "the machine's setting is missing or not a number" :
                 status == -2 ? "out of memory" :
                 status == -3 ? "a thread could not be started" : "unexpected exception in the library"));
         }

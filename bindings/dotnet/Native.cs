@@ -61,7 +61,7 @@ namespace Kestrelbay
                 ? new[] { "log.dll", "KestrelbayGeneral.dll", "KestrelbayGuard.dll" }
                 : new[] { "libkestrelbay_machine.so", "libKestrelbayGeneral.so", "libKestrelbayGuard.so" };
             if (!Directory.Exists(folder))
-                throw new KestrelbayException(folder + " is no folder: give the folder that holds " + string.Join(", ", names));
+                throw new KestrelbayException(folder + " is not a folder: give the folder that holds " + string.Join(", ", names));
             foreach (string name in names)
             {
                 if (!File.Exists(Path.Combine(folder, name)))

@@ -7,7 +7,7 @@ namespace Kestrelbay
     /// <summary>Null-terminated texts of the library.</summary>
     static class Texts
     {
-        /// <summary>Replaces nothing: throws where bytes are no UTF-8, or a text is no Unicode.</summary>
+        /// <summary>Replaces nothing: throws if bytes are not UTF-8, or a text is not Unicode.</summary>
         internal static readonly Encoding Utf8 = new UTF8Encoding(false, true);
 
         internal static string Text(IntPtr text) { return Encoding.UTF8.GetString(BytesAt(text)); }
@@ -39,7 +39,7 @@ namespace Kestrelbay
             }
             catch (EncoderFallbackException error)
             {
-                throw new KestrelbayException(what + " is no valid Unicode text: " + error.Message);
+                throw new KestrelbayException(what + " is not valid Unicode text: " + error.Message);
             }
             if (bytes.Length - 1 > limit)
                 throw new KestrelbayException(what + " has " + (bytes.Length - 1) + " bytes of UTF-8, but at most " +

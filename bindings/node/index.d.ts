@@ -87,7 +87,7 @@ export class Library {
   forget(name: string): boolean;
   /** Protects a short secret for this user on this machine. */
   encrypt(secret: string): string;
-  /** Returns the secret that encrypt() was called with. Throws if another program encrypted bytes that are no UTF-8. */
+  /** Returns the secret that encrypt() was called with. Throws if another program encrypted bytes that are not UTF-8. */
   decrypt(protectedText: string): string;
   /**
    * The listener gets the records of all objects, when a call returns and while a job runs, on this thread. Until a

@@ -16,7 +16,7 @@ const NEVER_WRITTEN = -11644473600000;
 const PNG = 'data:image/png;base64,';
 const LEVELS = { 2: 'debug', 3: 'info', 4: 'warning', 5: 'error' };
 const FAILURES = {
-  [-1]: "the machine's setting is missing or no number",
+  [-1]: "the machine's setting is missing or not a number",
   [-2]: 'out of memory',
   [-3]: 'a thread could not be started',
   [-4]: 'unexpected exception in the library',
@@ -50,7 +50,7 @@ function check(text, what, limit = Infinity) {
   if (typeof text !== 'string') throw new KestrelbayError(`${what} must be a string, not ${typeof text}`);
   if (text.includes('\0')) throw new KestrelbayError(`${what} contains a null character: remove it`);
   if (/[\ud800-\udbff](?![\udc00-\udfff])|(?<![\ud800-\udbff])[\udc00-\udfff]/.test(text)) {
-    throw new KestrelbayError(`${what} is no valid Unicode text: it contains half of a surrogate pair`);
+    throw new KestrelbayError(`${what} is not valid Unicode text: it contains half of a surrogate pair`);
   }
   const bytes = Buffer.byteLength(text);
   if (bytes > limit) {
@@ -78,7 +78,7 @@ function load(folder) {
     ? ['log.dll', 'KestrelbayGeneral.dll', 'KestrelbayGuard.dll']
     : ['libkestrelbay_machine.so', 'libKestrelbayGeneral.so', 'libKestrelbayGuard.so'];
   if (!fs.existsSync(folder) || !fs.statSync(folder).isDirectory()) {
-    throw new KestrelbayError(`${folder} is no folder: give the folder that holds ${names.join(', ')}`);
+    throw new KestrelbayError(`${folder} is not a folder: give the folder that holds ${names.join(', ')}`);
   }
   for (const name of names) {
     if (!fs.existsSync(path.join(folder, name))) {
@@ -248,7 +248,7 @@ class Library {
   }
 
   decrypt(protectedText) {
-    return this.#transform('Decrypt', protectedText, 'this is no text that this user on this machine protected');
+    return this.#transform('Decrypt', protectedText, 'this is not a text that this user on this machine protected');
   }
 
   #transform(name, text, failure) {
@@ -261,7 +261,7 @@ class Library {
     try {
       return new TextDecoder('utf-8', { fatal: true, ignoreBOM: true }).decode(bytes);
     } catch {
-      throw new KestrelbayError('the secret is no UTF-8: decrypt it with the program that encrypted it');
+      throw new KestrelbayError('the secret is not UTF-8: decrypt it with the program that encrypted it');
     } finally {
       bytes.fill(0);
     }
@@ -295,7 +295,7 @@ class Library {
 
   async #runJob(kind, fields, buffer) {
     if (shared.isStopped) {
-      throw new KestrelbayError('stopWaiting() has ended the jobs of this process: start another process');
+      throw new KestrelbayError('jobs cannot start after stopWaiting(): use another process');
     }
     shared.keptJobs.add(buffer);
     await new Promise((resolve, reject) => {

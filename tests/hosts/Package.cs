@@ -93,7 +93,7 @@ static class Package
         Refuses("the secret is empty", () => library.Encrypt(""));
         IntPtr hidden;
         Check(GuardEncrypt(new byte[] { 0xff, 0xff, 0xff, 0 }, out hidden) == 0, "encryption");
-        Refuses("no UTF-8", () => library.Decrypt(Marshal.PtrToStringAnsi(hidden)));
+        Refuses("not UTF-8", () => library.Decrypt(Marshal.PtrToStringAnsi(hidden)));
     }
 
     // Its exception goes to the trace, and ends no call and no job.
@@ -177,8 +177,8 @@ static class Package
         Outcome outcome = await library.UninstallAsync(new string('é', 129) + "e");
         Check(outcome.Message == "Get uninstall path is empty!", "259 bytes");
         Refuses("null character", () => library.Version("a\0b"));
-        Refuses("no valid Unicode", () => library.Version("\ud800"));
-        Refuses("no text that this user", () => library.Decrypt("no protected text"));
+        Refuses("not valid Unicode", () => library.Version("\ud800"));
+        Refuses("not a text that this user", () => library.Decrypt("no protected text"));
         RefuseSecretsThatAreNoText(library);
         await SurviveAHandlerThatThrows(library);
         Refuses("the path contains a quotation mark", () => library.Run("\"a.exe\""));
@@ -186,7 +186,7 @@ static class Package
         Check(library.Facts().HostFolder == "C:\\Program Files\\Baymarket", "folder of the host");
         ForgetOnlyEntriesOfThe64BitView(library);
         library.StopWaiting();
-        Refuses("has ended the jobs",
+        Refuses("jobs cannot start after",
             () => library.InstallAsync("C:\\no such file.exe", "a").GetAwaiter().GetResult());
     }
 }

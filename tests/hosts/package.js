@@ -44,7 +44,7 @@ function refuseSecretsThatAreNoText(library) {
   for (const length of [1, 3, 1000]) {
     const hidden = [null];
     assert.equal(encrypt(Buffer.concat([Buffer.alloc(length, 0xff), Buffer.of(0)]), hidden), 0);
-    assert.throws(() => library.decrypt(koffi.decode(hidden[0], 'char', -1)), refusal('no UTF-8'));
+    assert.throws(() => library.decrypt(koffi.decode(hidden[0], 'char', -1)), refusal('not UTF-8'));
   }
   assert.equal(library.decrypt(library.encrypt('\ufeffa')), '\ufeffa');
 }
@@ -202,8 +202,8 @@ async function main() {
   await assert.rejects(library.install('a.exe', 'a', long), refusal('the parameter text has 260'));
   assert.equal((await library.uninstall(`${'é'.repeat(129)}e`)).message, 'Get uninstall path is empty!');
   assert.throws(() => library.version('a\0b'), refusal('null character'));
-  assert.throws(() => library.version('\ud800'), refusal('no valid Unicode'));
-  assert.throws(() => library.decrypt('no protected text'), refusal('no text that this user'));
+  assert.throws(() => library.version('\ud800'), refusal('not valid Unicode'));
+  assert.throws(() => library.decrypt('no protected text'), refusal('not a text that this user'));
   refuseSecretsThatAreNoText(library);
   await surviveAListenerThatThrows(library);
   sendRecordsOfOneObjectToTheListenersOfAll(library);
@@ -214,7 +214,7 @@ async function main() {
   assert.equal(library.facts().hostFolder, 'C:\\Program Files\\Baymarket');
   forgetOnlyEntriesOfThe64BitView(library);
   library.stopWaiting();
-  await assert.rejects(library.install('C:\\no such file.exe', 'a'), refusal('has ended the jobs'));
+  await assert.rejects(library.install('C:\\no such file.exe', 'a'), refusal('jobs cannot start after'));
 }
 
 main().catch((error) => {

@@ -48,7 +48,7 @@ def refuse_secrets_that_are_no_text(library):
     refuses("the secret is empty", lambda: library.encrypt(""))
     hidden = ctypes.c_char_p()
     assert library._guard.GuardEncrypt(b"\xff\xff\xff", ctypes.byref(hidden)) == 0
-    refuses("no UTF-8", lambda: library.decrypt(hidden.value.decode()))
+    refuses("not UTF-8", lambda: library.decrypt(hidden.value.decode()))
 
 
 def survive_a_filter_that_raises(library):
@@ -155,8 +155,8 @@ def main(folder, other=None, fragment=None):
     refuses("the parameter text has 260", lambda: asyncio.run(library.install("a.exe", "a", long)))
     assert asyncio.run(library.uninstall("é" * 129 + "e")).message == "Get uninstall path is empty!"
     refuses("null character", lambda: library.version("a\0b"))
-    refuses("no valid Unicode", lambda: library.version("\ud800"))
-    refuses("no text that this user", lambda: library.decrypt("no protected text"))
+    refuses("not valid Unicode", lambda: library.version("\ud800"))
+    refuses("not a text that this user", lambda: library.decrypt("no protected text"))
     refuse_secrets_that_are_no_text(library)
     survive_a_filter_that_raises(library)
     refuses("the path contains a quotation mark", lambda: library.run('"a.exe"'))
@@ -164,7 +164,7 @@ def main(folder, other=None, fragment=None):
     assert library.facts().host_folder == r"C:\Program Files\Baymarket"
     forget_only_entries_of_the_64_bit_view(library)
     library.stop_waiting()
-    refuses("has ended the jobs", lambda: asyncio.run(library.install(r"C:\no such file.exe", "a")))
+    refuses("jobs cannot start after", lambda: asyncio.run(library.install(r"C:\no such file.exe", "a")))
 
 
 main(*sys.argv[1:])

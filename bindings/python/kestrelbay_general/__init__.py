@@ -39,7 +39,7 @@ _PAUSE_SECONDS = 0.5  # between jobs of one kind, so that the thread of the prev
 _NEVER_WRITTEN = -11644473600000
 _PNG = "data:image/png;base64,"
 _FAILURES = {
-    -1: "the machine's setting is missing or no number",
+    -1: "the machine's setting is missing or not a number",
     -2: "out of memory",
     -3: "a thread could not be started",
     -4: "unexpected exception in the library",
@@ -76,7 +76,7 @@ def _encode(text: str, what: str, limit: Optional[int] = None) -> bytes:
     try:
         encoded = text.encode("utf-8")
     except UnicodeEncodeError as error:
-        raise KestrelbayError(f"{what} is no valid Unicode text: {error.reason}") from None
+        raise KestrelbayError(f"{what} is not valid Unicode text: {error.reason}") from None
     if b"\0" in encoded:
         raise KestrelbayError(f"{what} contains a null character: remove it")
     if limit is not None and len(encoded) > limit:
@@ -107,7 +107,7 @@ def _load(folder: pathlib.Path) -> tuple[ctypes.CDLL, ctypes.CDLL]:
     else:
         names = ["libKestrelbayGeneral.so", "libKestrelbayGuard.so", "libkestrelbay_machine.so"]
     if not folder.is_dir():
-        raise KestrelbayError(f"{folder} is no folder: give the folder that holds {', '.join(names)}")
+        raise KestrelbayError(f"{folder} is not a folder: give the folder that holds {', '.join(names)}")
     for name in names:
         if not (folder / name).is_file():
             raise KestrelbayError(f"{name} is missing in {folder}: copy it there from the KestrelbayGeneral package")
@@ -221,7 +221,7 @@ class Library:
 
     def decrypt(self, protected: str) -> str:
         """Returns the secret that encrypt() was called with."""
-        return self._transform("Decrypt", protected, "this is no text that this user on this machine protected")
+        return self._transform("Decrypt", protected, "this is not a text that this user on this machine protected")
 
     def _transform(self, function: str, text: str, failure: str) -> str:
         output = ctypes.c_char_p()
@@ -236,7 +236,7 @@ class Library:
         try:
             return result.decode()
         except UnicodeDecodeError:
-            raise KestrelbayError("the secret is no UTF-8: decrypt it with the program that encrypted it") from None
+            raise KestrelbayError("the secret is not UTF-8: decrypt it with the program that encrypted it") from None
 
     def _fact(self, function: str, *arguments: bytes) -> Optional[str]:
         buffer, size = ctypes.create_string_buffer(_BUFFER_BYTES), ctypes.c_int32(_BUFFER_BYTES)
@@ -266,7 +266,7 @@ class Library:
 
     def _perform(self, kind: str, job: Any) -> Outcome:
         if _stopped.is_set():
-            raise KestrelbayError("stop_waiting() has ended the jobs of this process: start another process")
+            raise KestrelbayError("jobs cannot start after stop_waiting(): use another process")
         self._call("Start" + kind, ctypes.byref(job))
         while not job.finished:
             time.sleep(_POLL_SECONDS)
