@@ -194,7 +194,7 @@ bool IsFile(std::u16string_view word) {
   return dot != kNone && word.size() - dot <= 5 && IsFileEnding(Folded(word.substr(dot + 1)));
 }
 
-/** Adds the domain and user of a word that is no path. */
+/** Adds the domain and user of a word that is not a path. */
 void AddAccount(std::u16string_view text, std::size_t begin, std::size_t end, PersonalParts& parts) {
   const std::u16string_view word = text.substr(begin, end - begin);
   const std::size_t sign = word.find(u'\\');

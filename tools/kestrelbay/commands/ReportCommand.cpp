@@ -80,7 +80,7 @@ void AddReport(CLI::App& app, Command& chosen) {
       ->check(RefuseEmpty);
   command->footer(
       "The page is one HTML file that needs no network and no other file. Without -o it goes to standard\n"
-      "output. The page contains the icon files of the machine that can be read.");
+      "output. The page also shows the machine's .ico files that can be read; it contains them as PNG.");
   command->callback([&chosen, file] { chosen = [file](Session& session) { PrintReport(session, *file); }; });
 }
 

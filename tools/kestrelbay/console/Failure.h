@@ -1,4 +1,4 @@
-/** How a command ends if it cannot do what it was asked. */
+/** The exit statuses of the commands, and the exception that ends a command with one of them. */
 #pragma once
 
 #include <stdexcept>

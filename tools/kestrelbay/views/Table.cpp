@@ -17,7 +17,7 @@ constexpr int kNarrowestCells = 8;
 /** If lines may have any width, one long text must not push the next column far to the right. */
 constexpr int kWidestPadding = 40;
 
-/** Returns the cells for the flexible columns among the first `widths.size()` columns. */
+/** Returns the screen cells for the flexible columns among the first `widths.size()` columns. */
 int CellsForFlexible(std::span<const Column> columns, std::span<const int> widths, int lineCells) {
   int left = lineCells - static_cast<int>(kGapCells) * (static_cast<int>(widths.size()) - 1);
   for (std::size_t i = 0; i < widths.size(); ++i) {
@@ -56,52 +56,52 @@ std::vector<int> FitColumns(std::span<const Column> columns, std::vector<int> wi
   return widths;
 }
 
-std::string Line(std::span<const std::string> cells, std::span<const int> widths, bool mayCut) {
+std::string Line(std::span<const std::string> fields, std::span<const int> widths, bool mayCut) {
   std::string line;
   std::size_t gap = 0;
   for (std::size_t i = 0; i < widths.size(); ++i) {
-    if (cells[i].empty()) {
+    if (fields[i].empty()) {
       gap += static_cast<std::size_t>(widths[i]) + kGapCells;
       continue;
     }
-    const std::string text = mayCut ? CutToWidth(cells[i], widths[i]) : cells[i];
+    const std::string text = mayCut ? CutToWidth(fields[i], widths[i]) : fields[i];
     line.append(gap, ' ').append(text);
     gap = static_cast<std::size_t>(std::max(0, widths[i] - DisplayWidth(text))) + kGapCells;
   }
   return line;
 }
 
-/** Returns the width of a table; 0 for any width. */
-int OutputColumns() {
-  int columns = 0;
+/** Returns the width of a line in cells; 0 for any width. */
+int CellsOfLine() {
+  int cells = 0;
   if (const char* wish = std::getenv("COLUMNS")) {
-    std::from_chars(wish, wish + std::string_view(wish).size(), columns);
+    std::from_chars(wish, wish + std::string_view(wish).size(), cells);
   }
-  if (columns > 0) return columns;
+  if (cells > 0) return cells;
   return IsTerminal(Stream::Out) ? TerminalColumns() : 0;
 }
 
 }  // namespace
 
-TableStyle StyleOfOutput() { return {OutputColumns(), UsesColour(Stream::Out)}; }
+TableStyle StyleOfOutput() { return {CellsOfLine(), UsesColour(Stream::Out)}; }
 
 Table::Table(std::vector<Column> columns) : columns_(std::move(columns)) {
   for (const Column& column : columns_) widest_.push_back(DisplayWidth(column.title));
 }
 
-void Table::AddRow(std::vector<std::string> cells) {
+void Table::AddRow(std::vector<std::string> fields) {
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    cells[i] = Printable(cells[i]);
-    widest_[i] = std::max(widest_[i], DisplayWidth(cells[i]));
+    fields[i] = Printable(fields[i]);
+    widest_[i] = std::max(widest_[i], DisplayWidth(fields[i]));
   }
-  rows_.push_back(std::move(cells));
+  rows_.push_back(std::move(fields));
 }
 
 void Table::Print(Output& out, TableStyle style) const {
-  const bool mayCut = style.columns > 0;
+  const bool mayCut = style.lineCells > 0;
   std::vector<int> widths = widest_;
   if (mayCut) {
-    widths = FitColumns(columns_, widths, style.columns);
+    widths = FitColumns(columns_, widths, style.lineCells);
   } else {
     for (int& width : widths) width = std::min(width, kWidestPadding);
   }

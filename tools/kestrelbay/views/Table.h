@@ -15,8 +15,8 @@ struct Column {
 };
 
 struct TableStyle {
-  /** The width of a line in cells; 0 for any width, so that nothing is cut off. */
-  int columns = 0;
+  /** The width of a line in screen cells; 0 for any width, so that nothing is cut off. */
+  int lineCells = 0;
   bool colour = false;
 };
 
@@ -27,8 +27,8 @@ class Table {
  public:
   explicit Table(std::vector<Column> columns);
 
-  /** @param cells  one text for each column; made Printable */
-  void AddRow(std::vector<std::string> cells);
+  /** @param fields  one text for each column; made Printable */
+  void AddRow(std::vector<std::string> fields);
 
   /**
    * If lines are too narrow, the widest flexible columns become narrower. If that is not enough, columns are
