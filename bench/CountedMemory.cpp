@@ -33,8 +33,8 @@ void ResetPeak() { peak = inUse.load(); }
 
 }  // namespace bench
 
-// The C library calls these functions for all allocations of the process, if a program defines them. operator
-// new of the C++ library does so, too.
+// A program may replace these functions; operator new calls them, too. memalign, valloc and pvalloc are not
+// counted.
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);

@@ -1,4 +1,4 @@
-/** The bare scan is a lower bound only if it makes exactly the calls of the scan. */
+/** The bare scan is a lower bound only if it makes exactly the registry calls of the scan. */
 #include <gtest/gtest.h>
 
 #include "BareScan.h"
@@ -16,7 +16,7 @@ std::vector<std::string> CallsOf(Work work) {
   journal.Stop();
   std::vector<std::string> calls;
   for (const simulated::JournalCall& call : journal.Calls()) {
-    // Only the scan expands variables: that is its own work and not a call of the registry.
+    // Only the scan also expands variables, which is not a registry call.
     if (call.name.starts_with("Reg")) calls.push_back(call.name + ' ' + call.arguments + ' ' + call.result);
   }
   return calls;
