@@ -23,7 +23,7 @@ if(KESTRELBAY_TESTS)
   set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
   set(gtest_force_shared_crt ON CACHE BOOL "" FORCE)
   add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
-  # Optimising the framework takes longer than the tests gain.
+  # Optimising the framework takes longer than it saves in the tests.
   foreach(library gtest gtest_main gmock)
     target_compile_options(${library} PRIVATE $<$<CXX_COMPILER_ID:GNU,Clang>:-O0;-g1>)
   endforeach()

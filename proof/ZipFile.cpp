@@ -7,7 +7,7 @@
 namespace proof {
 namespace {
 
-// Names are UTF-8 by this flag.
+// This flag says that names are UTF-8.
 constexpr std::uint16_t kUtf8Names = 0x800;
 constexpr std::uint16_t kVersion = 20;
 // 1980-01-01, the earliest date of a zip archive.

@@ -87,7 +87,7 @@ TEST_F(RegistryCaptureTest, NotesAnUnreadableValueAndCapturesTheOthers) {
   EXPECT_TRUE(Find(kUninstall + u"\\App"));
 }
 
-TEST_F(RegistryCaptureTest, EndsTheKeyAndNotTheCaptureIfNoValueCanBeRead) {
+TEST_F(RegistryCaptureTest, SkipsTheValuesAndContinuesIfNoValueCanBeRead) {
   machine.faults.FailNth(1, Faults::Extent::Onwards, "RegEnumValueW");
   Capture();
   ASSERT_TRUE(Find(kUninstall + u"\\App"));
@@ -95,7 +95,7 @@ TEST_F(RegistryCaptureTest, EndsTheKeyAndNotTheCaptureIfNoValueCanBeRead) {
 }
 
 TEST_F(RegistryCaptureTest, NotesAKeyThatIsDeletedBetweenListingAndOpening) {
-  // The key of the uninstall keys is opened, and then the application's, which is gone by then.
+  // Deletes the application's key after it was listed and before it is opened.
   RegistryCapture(captured, [this] {
     const bool isListed = Find(kUninstall) != nullptr;
     if (isListed) machine.registry.RemoveKey(kUninstall + u"\\App");

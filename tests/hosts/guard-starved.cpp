@@ -105,7 +105,7 @@ int CallsFailWithoutMemory() {
   std::int64_t mebibytes = 7;
   CHECK(StatusWith(0, [&] { return GuardGetDeviceId(buffer, &size); }) == GUARD_NO_MEMORY);
   CHECK(StatusWith(0, [] { return GuardIsTabletPC(); }) == GUARD_NO_MEMORY);
-  CHECK(StatusWith(0, [&] { return GuardEncrypt("a secret that is no short text", &text); }) ==
+  CHECK(StatusWith(0, [&] { return GuardEncrypt("a secret that is not a short text", &text); }) ==
         GUARD_NO_MEMORY);
   CHECK(!text);
   CHECK(StatusWith(0, [&] { return GuardGetDiskAvailableSpace("C", &mebibytes); }) == GUARD_NO_MEMORY);

@@ -205,7 +205,8 @@ class Runner {
   bool Report() const {
     std::printf(
         "%zu same, %zu reported, %zu refused, %zu changed only, %zu as after a torn write, %zu with fewer "
-        "values counted, %zu silent losses, %zu beyond the memory, memory at most %.2f times the files\n",
+        "values counted, %zu silent losses, %zu above the memory limit, memory at most %.2f times the "
+        "files\n",
         same_, reported_, refused_, changed_, torn_, uncounted_, silent_, greedy_, mostTimes_);
     return silent_ == 0 && greedy_ == 0;
   }

@@ -13,7 +13,7 @@ For each mutant all keys are read. Each of these is a fault:
 - a silent loss: without a report and with exit status 0, a key has fewer subkeys or fewer values than it has in the
   undamaged hive.
 
-These are no faults, because they cannot be detected:
+These are not faults, because they cannot be detected:
 
 - Names, types, times and data that only differ: a hive has no checksum for them.
 - A key that counts fewer values than it has: Windows leaves old entries in the lists, and real hives have hundreds.
@@ -68,7 +68,7 @@ class Runner:
 
     def add(self, name, done, may_lose):
         numbers = re.findall(r"(\d+) (same|reported|refused|changed only|as after a torn write|"
-                             r"with fewer values counted|silent losses|beyond the memory)", done.stdout)
+                             r"with fewer values counted|silent losses|above the memory limit)", done.stdout)
         for number, kind in numbers:
             self.counts["lost, without a checksum" if may_lose and kind == "silent losses" else kind] += int(number)
         most = re.search(r"memory at most ([\d.]+)", done.stdout)

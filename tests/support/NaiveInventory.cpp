@@ -47,7 +47,7 @@ std::vector<Text> Groups(const Text& code) {
   return groups;
 }
 
-/** @return empty for a text that is no product code */
+/** @return empty for a text that is not a product code */
 Text Pack(const Text& code) {
   const std::vector<Text> groups = Groups(code);
   if (groups.size() != 5 || groups[3].size() % 2 == 1 || groups[4].size() % 2 == 1) return {};

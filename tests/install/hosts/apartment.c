@@ -30,7 +30,10 @@ static void CountInApartment(const char* file, int32_t level, const char* text) 
     CoUninitialize();
 }
 
-/* The guard initialises COM where the shell may start a command, and only during the call. */
+/*
+ * GuardDeleteAppRegistryInfo initialises COM for the duration of the call, because the shell may start a
+ * command.
+ */
 static int GuardInitialises(void) {
   GuardInitDllLogger(CountInApartment);
   recordsInApartment = 0;

@@ -1,5 +1,5 @@
-// The shell starts a program and returns no handle of its process: an uninstallation, a start and an
-// installation do not notice that it runs.
+// The shell starts the program but returns no process handle. Install, Uninstall and StartApp then behave as
+// if it does not run.
 #include <KestrelbayGeneralSDK.h>
 
 #include <cstdio>
@@ -16,7 +16,7 @@ InstallRequest& install = *new InstallRequest{};
 UninstallRequest& uninstall = *new UninstallRequest{};
 
 bool InstallationJudgesAtOnce() {
-  // This program runs for ten minutes.
+  // The program runs for ten minutes, so a wait would be noticed.
   std::strcpy(install.installerPath, "C:\\handless.exe");
   std::strcpy(install.displayName, "New");
   Install(&install, [](InstallRequest*) { installed.set_value(); });

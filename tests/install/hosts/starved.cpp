@@ -58,7 +58,7 @@ int main() {
   const bool lacksMemory =
       Raises<std::bad_alloc>([&] { GetDeviceId(buffer, &size); }) &&
       Raises<std::bad_alloc>([] { IsTabletPC(); }) &&
-      Raises<std::bad_alloc>([&] { Encrypt("a secret that is no short text", &text); }) &&
+      Raises<std::bad_alloc>([&] { Encrypt("a secret that is not a short text", &text); }) &&
       Raises<std::bad_alloc>([] { StartAnyExe("C:\\program.exe", ""); });
   isMemoryUsedUp = false;
   if (!lacksMemory) return 1;

@@ -1,5 +1,6 @@
-// A library that has only the runtime of the toolchain and loads log.dll, as the real one does. Every library
-// of this toolchain leaves the resources that it leaves when it is unloaded.
+// A library that has only the runtime of the toolchain and loads log.dll, as the real one does. At unload,
+// any library of this toolchain leaves the resources that this library leaves. A test compares the real
+// library with it.
 #include <memory>
 #include <stdexcept>
 

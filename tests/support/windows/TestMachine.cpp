@@ -126,7 +126,7 @@ TestMachine::TestMachine() : signals(std::make_unique<Signals>()), state(std::ma
   SetVariable(u"KESTRELBAY_LOG_FILE", (state->folder / "log.txt").u16string());
   if (!IsInUse()) return;
   CheckNamesOfTests(*this);
-  // Once, because a machine may have hundreds of items.
+  // Once, because a machine may have hundreds of items in the apps folder.
   [[maybe_unused]] static const bool isChecked = (CheckAppsFolder(), true);
 }
 
@@ -280,7 +280,7 @@ std::vector<LogRecord> TestMachine::LogRecords() {
   return records;
 }
 
-// Without a handler of the program, the C runtime of the system returns the number already.
+// The system's C runtime already returns the error number if the program has no handler.
 void TestMachine::IgnoreInvalidParameters() {}
 
 std::u16string HiveOfTests() {

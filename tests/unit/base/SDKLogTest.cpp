@@ -33,7 +33,7 @@ class CallbackMode : public OnMachine {
   LogCapture log;
 };
 
-TEST_F(CallbackMode, LineIsFunctionColonLineBlankMessage) {
+TEST_F(CallbackMode, RecordIsFunctionColonLineNumberBlankMessage) {
   SDKLog::GetInstance().Log(3, "CommonFunc", "GetRootDir", 333, "%s-%d", "text", 7);
   EXPECT_THAT(log.Lines(), ElementsAre(LogLine{"CommonFunc", 3, "GetRootDir:333 text-7"}));
 }
@@ -151,7 +151,8 @@ TEST_F(DllMode, FormatIsPassedUnexpanded) {
 std::latch* recordIsHeld = nullptr;
 std::latch* recordMayEnd = nullptr;
 
-/** A host's callback that holds the first record, and so the lock of the logger, until a test releases it. */
+/** A host's callback that blocks in the record that ends in "hold", and so holds the logger's lock, until the
+ * test releases it. */
 void HoldRecord(const char*, std::int32_t, const char* text) {
   if (!std::string(text).ends_with("hold")) return;
   recordIsHeld->count_down();
@@ -250,19 +251,19 @@ class BeforeInitialisationDeathTest : public testing::Test {
   BeforeInitialisationDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
 };
 
-[[noreturn]] void ExitTellingWhether(bool fine) { std::_Exit(fine ? 0 : 1); }
+[[noreturn]] void ExitWithZeroIf(bool fine) { std::_Exit(fine ? 0 : 1); }
 
 TEST_F(BeforeInitialisationDeathTest, LogsToACallbackThatIsNull) {
-  EXPECT_EXIT(ExitTellingWhether(!SDKLog::GetInstance().useLogDll && !SDKLog::GetInstance().logCallback),
+  EXPECT_EXIT(ExitWithZeroIf(!SDKLog::GetInstance().useLogDll && !SDKLog::GetInstance().logCallback),
               testing::ExitedWithCode(0), "");
 }
 
-TEST_F(BeforeInitialisationDeathTest, LogCallFaults) {
+TEST_F(BeforeInitialisationDeathTest, LogCrashesBeforeInitialisation) {
   EXPECT_DEATH(SDKLog::GetInstance().Log(3, "F", "G", 1, "m"), "");
   EXPECT_DEATH(SetStopAppEvent(), "");
 }
 
-[[noreturn]] void ExitTellingWhetherItsOwnFailureBlocksTheLogger() {
+[[noreturn]] void ExitWithZeroIfItsOwnFailureBlocksTheLogger() {
   simulated::Faults& faults = simulated::CurrentMachine().faults;
   faults.FailNth(1, Faults::Extent::Once, "vsprintf_s");
   std::atomic<pid_t> logger = 0;
@@ -272,15 +273,15 @@ TEST_F(BeforeInitialisationDeathTest, LogCallFaults) {
     SDKLog::GetInstance().Log(3, "F", "G", 1, "%d", 5);
     done = true;
   }).detach();
-  // After the failure, a thread can wait for nothing but that lock.
+  // After the failure, a thread can wait for nothing but the logger's lock.
   while (!done && !(faults.Fired() && Sleeps(logger))) std::this_thread::yield();
-  ExitTellingWhether(!done);
+  ExitWithZeroIf(!done);
 }
 
 // The lock is not recursive: the logger deadlocks when it logs its own failure.
-TEST(SDKLogDeathTest, FailedFormattingOfARecordDoesNotGoOnSilently) {
+TEST(SDKLogDeathTest, FailedFormattingDeadlocksTheLogger) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_EXIT(ExitTellingWhetherItsOwnFailureBlocksTheLogger(), testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(ExitWithZeroIfItsOwnFailureBlocksTheLogger(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(BeforeInitialisationDeathTest, ExportsThatNeverLogAreSafe) {
@@ -291,7 +292,7 @@ TEST_F(BeforeInitialisationDeathTest, ExportsThatNeverLogAreSafe) {
         GetAppBlackList(&table, &count);
         char* text = static_cast<char*>(std::malloc(1));
         ReleaseDllStr(&text);
-        ExitTellingWhether(count == 2 && text == nullptr);
+        ExitWithZeroIf(count == 2 && text == nullptr);
       },
       testing::ExitedWithCode(0), "");
 }
