@@ -1,0 +1,153 @@
+// The users of a volume: whose hives are read, and which user is the current one.
+#include "VolumeMachineFixture.h"
+
+namespace simulated {
+namespace {
+
+using namespace std::string_view_literals;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace fs = std::filesystem;
+
+using VolumeUsersTest = VolumeMachineTest;
+
+TEST_F(VolumeUsersTest, AccountOfEntraIdIsAPerson) {
+  WriteMachine({{"S-1-12-1-7-8-9-10", "C:\\Users\\anna"}});
+  WriteUser("Users/anna", "anna");
+  const auto machine = Open();
+  EXPECT_EQ(machine->registry.User(), u"S-1-12-1-7-8-9-10");
+  EXPECT_THAT(warnings, IsEmpty());
+}
+
+TEST_F(VolumeUsersTest, UserIsChosenByNameOrSid) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\anna"}, {"S-1-5-21-1-1002", "C:\\Users\\pavel"}});
+  WriteUser("Users/anna", "anna");
+  WriteUser("Users/pavel", "pavel");
+  EXPECT_EQ(OwnerOf(*Open(), u"HKEY_CURRENT_USER"), u"anna\0"sv);
+  EXPECT_THAT(warnings, ElementsAre(AllOf(HasSubstr("anna's (S-1-5-21-1-1001)"), HasSubstr("--user"))));
+  EXPECT_EQ(OwnerOf(*OpenAs("PAVEL"), u"HKEY_CURRENT_USER"), u"pavel\0"sv);
+  EXPECT_EQ(OwnerOf(*OpenAs("S-1-5-21-1-1002"), u"HKEY_CURRENT_USER"), u"pavel\0"sv);
+  EXPECT_EQ(OpenAs("pavel")->environment.Find(u"USERPROFILE"), u"C:\\Users\\pavel");
+  EXPECT_THROW(OpenAs("nobody"), MachineError);
+}
+
+// A folder may have the name of another user's SID, or of a hive of the system.
+TEST_F(VolumeUsersTest, FolderWithTheNameOfAnotherHiveIsLeftOut) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\anna"}});
+  HiveFile(folder / "Windows/System32/config/DEFAULT").SetText("Key", "value", "services");
+  WriteUser("Users/anna", "anna");
+  for (const char* const name : {"s-1-5-21-1-1001", ".Default", "S-1-5-18"})
+    WriteUser("Users/" + std::string(name), "other");
+  const auto machine = Open();
+  EXPECT_EQ(OwnerOf(*machine, u"HKEY_USERS\\S-1-5-21-1-1001"), u"anna\0"sv);
+  EXPECT_EQ(OwnerOf(*machine, u"HKEY_USERS\\.DEFAULT"), u"services\0"sv);
+  EXPECT_EQ(OwnerOf(*machine, u"HKEY_USERS\\S-1-5-18"), u"services\0"sv);
+  EXPECT_THAT(damages, ElementsAre(HasSubstr(".Default is another hive; it is left out"),
+                                   HasSubstr("S-1-5-18 is another hive; it is left out"),
+                                   HasSubstr("s-1-5-21-1-1001 is another hive; it is left out")));
+}
+
+TEST_F(VolumeUsersTest, FolderWhoseNameIsNoKeysIsLeftOut) {
+  WriteMachine();
+  WriteUser("Users/a\\b", "other");
+  EXPECT_THAT(Hives(*Open()), IsEmpty());
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("a\\b cannot be a key; it is left out")));
+}
+
+TEST_F(VolumeUsersTest, SidsOfTheListAreComparedWithoutCase) {
+  WriteMachine({{"s-1-5-21-1-1001.BAK", "C:\\Users\\anna"}, {"S-1-5-21-1-1001", "C:\\Users\\TEMP"}});
+  WriteUser("Users/anna", "anna");
+  EXPECT_EQ(OwnerOf(*Open(), u"HKEY_CURRENT_USER"), u"anna\0"sv);
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+TEST_F(VolumeUsersTest, ProfileWhoseStateIsTemporaryGivesWayToTheKeptOne) {
+  WriteMachine({{"S-1-5-21-1-1001.bak", "C:\\Users\\anna"}, {"S-1-5-21-1-1001", "C:\\Users\\other"}});
+  WriteUser("Users/anna", "anna");
+  WriteUser("Users/other", "temporary");
+  EXPECT_EQ(OwnerOf(*Open(), u"HKEY_USERS\\S-1-5-21-1-1001"), u"temporary\0"sv);
+  {
+    HiveFile software(folder / kSoftware);
+    const std::string list = kWindowsNt + "\\ProfileList\\S-1-5-21-1-1001";
+    software.SetText(list + ".bak", "ProfileImagePath", "C:\\Users\\anna");
+    software.SetText(list, "ProfileImagePath", "C:\\Users\\other");
+    software.SetBytes(list, "State", "\0\x08\0\0"sv, 4);
+  }
+  EXPECT_EQ(OwnerOf(*Open(), u"HKEY_USERS\\S-1-5-21-1-1001"), u"anna\0"sv);
+}
+
+TEST_F(VolumeUsersTest, UserOfAMachineDirectoryIsNotChosen) {
+  WriteRegistry("a.reg", "");
+  EXPECT_THROW(OpenAs("anna"), MachineError);
+}
+
+TEST_F(VolumeUsersTest, ProfilePathMayEndInABackslash) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\anna\\"}});
+  WriteUser("Users/anna", "anna");
+  EXPECT_EQ(OwnerOf(*Open(), u"HKEY_USERS\\S-1-5-21-1-1001"), u"anna\0"sv);
+  EXPECT_THAT(warnings, IsEmpty());
+}
+
+TEST_F(VolumeUsersTest, ProfileOnAnotherDriveIsReadThereAndNotByItsNameHere) {
+  WriteMachine({{"S-1-5-21-1-1001", "D:\\Users\\anna"}});
+  WriteUser("Users/anna", "other");
+  EXPECT_EQ(OwnerOf(*Open(), u"HKEY_USERS\\anna"), u"other\0"sv);
+  EXPECT_THAT(warnings,
+              ElementsAre(HasSubstr("is on another drive"), HasSubstr("ProfileList has no such user")));
+  WriteUser("drives/D/Users/anna", "anna");
+  EXPECT_EQ(OwnerOf(*Open(), u"HKEY_USERS\\S-1-5-21-1-1001"), u"anna\0"sv);
+}
+
+TEST_F(VolumeUsersTest, ProfileOutsideTheUsualFoldersIsFound) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Profiles\\anna"}});
+  WriteUser("Profiles/anna", "anna");
+  EXPECT_EQ(OwnerOf(*Open(), u"HKEY_USERS\\S-1-5-21-1-1001"), u"anna\0"sv);
+}
+
+TEST_F(VolumeUsersTest, LoneBackupOfAProfileIsThatProfile) {
+  WriteMachine({{"S-1-5-21-1-1001.bak", "C:\\Users\\anna"}});
+  WriteUser("Users/anna", "anna");
+  EXPECT_EQ(OwnerOf(*Open(), u"HKEY_CURRENT_USER"), u"anna\0"sv);
+  EXPECT_THAT(warnings, IsEmpty());
+}
+
+TEST_F(VolumeUsersTest, TemporaryProfileGivesWayToTheKeptOne) {
+  WriteMachine({{"S-1-5-21-1-1001.bak", "C:\\Users\\anna"}, {"S-1-5-21-1-1001", "C:\\Users\\TEMP"}});
+  WriteUser("Users/anna", "anna");
+  WriteUser("Users/TEMP", "temporary");
+  const auto machine = Open();
+  EXPECT_EQ(OwnerOf(*machine, u"HKEY_USERS\\S-1-5-21-1-1001"), u"anna\0"sv);
+  EXPECT_THAT(Hives(*machine), ElementsAre(u"S-1-5-21-1-1001", u"TEMP"));
+}
+
+TEST_F(VolumeUsersTest, LinkedProfileFoldersAreReadOnce) {
+  for (const auto& [link, real] :
+       {std::pair{"Documents and Settings", "Users"}, {"Users", "Documents and Settings"}}) {
+    fs::remove_all(folder);
+    WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\anna"}});
+    WriteUser(std::string(real) + "/anna", "anna");
+    fs::create_directory_symlink(real, folder / link);
+    const auto machine = Open();
+    EXPECT_THAT(Hives(*machine), ElementsAre(u"S-1-5-21-1-1001"));
+    EXPECT_THAT(warnings, IsEmpty());
+  }
+}
+
+TEST_F(VolumeUsersTest, HiveBehindALinkOutOfTheVolumeIsLeftOut) {
+  fs::create_directories(folder / "outside");
+  HiveFile(folder / "outside/NTUSER.DAT").SetText("Key", "value", "other");
+  const fs::path top = folder;
+  folder = top / "volume";
+  WriteMachine();
+  fs::create_directories(folder / "Users/anna");
+  fs::create_symlink(top / "outside/NTUSER.DAT", folder / "Users/anna/NTUSER.DAT");
+  EXPECT_THAT(Hives(*Open()), IsEmpty());
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("a link out of the volume")));
+  folder = top;
+}
+
+}  // namespace
+}  // namespace simulated
