@@ -107,8 +107,24 @@ TEST(HiveRecovery, TornHeaderAndAStaleLogGiveTheLatestLogsState) {
     History history(seed);
     std::string primary = history.Primary(4);
     primary.replace(0, kSector, kSector, '\0');
-    ExpectState(Recover(primary, {history.Log(0, 2), history.Log(4, history.Count())}), history,
-                history.Count(), history.Count() - 4);
+    const HiveRecovery recovery = Recover(primary, {history.Log(0, 2), history.Log(4, history.Count())});
+    ExpectState(recovery, history, history.Count(), history.Count() - 4);
+    EXPECT_THAT(recovery.loss, IsEmpty());
+  }
+}
+
+TEST(HiveRecovery, TornHeaderAndALogWithADamagedLastEntryIsALoss) {
+  for (unsigned seed = 0; seed < kSets; ++seed) {
+    SCOPED_TRACE(seed);
+    History history(seed);
+    const std::size_t split = 1 + history.Below(history.Count() - 1);
+    std::string primary = history.Primary(0);
+    primary.replace(0, kSector, kSector, '\0');
+    history.entries[split - 1][history.Below(40)] ^= 1;
+    const HiveRecovery recovery =
+        Recover(primary, {history.Log(0, split), history.Log(split, history.Count())});
+    EXPECT_EQ(recovery.entries, history.Count() - split);
+    EXPECT_THAT(recovery.loss, HasSubstr("earlier entries are left out"));
   }
 }
 
@@ -138,6 +154,39 @@ TEST(HiveRecovery, LaterEntriesOfALogWithADamagedHeaderAreReported) {
     ExpectState(recovery, history, split, split);
     EXPECT_THAT(recovery.loss, HasSubstr("later entries are left out"));
   }
+}
+
+TEST(HiveRecovery, EarlierEntriesOfALogWithADamagedHeaderAreReported) {
+  for (unsigned seed = 0; seed < kSets; ++seed) {
+    SCOPED_TRACE(seed);
+    History history(seed);
+    const std::size_t split = 1 + history.Below(history.Count() - 1);
+    std::string earlier = history.Log(0, split);
+    earlier[history.Below(kSector)] ^= 1;
+    const std::string latest = history.Log(split, history.Count());
+    std::string torn = history.Primary(split);
+    torn.replace(0, kSector, kSector, '\0');
+    // Nothing says whether the primary has the entries of the damaged log.
+    for (const std::string& primary : {history.Primary(split, history.first), torn}) {
+      const HiveRecovery recovery = Recover(primary, {earlier, latest});
+      EXPECT_EQ(recovery.entries, history.Count() - split);
+      EXPECT_THAT(recovery.loss, HasSubstr("earlier entries are left out"));
+    }
+    // The primary's number says so.
+    EXPECT_THAT(Recover(history.Primary(split), {earlier, latest}).loss, IsEmpty());
+  }
+}
+
+TEST(HiveRecovery, LogThatWasNotWrittenToItsEndIsNotApplied) {
+  History history(1);
+  std::string log = history.Log(0, history.Count());
+  HeaderFields fields;
+  fields.type = 6;
+  fields.first = history.first;
+  fields.second = history.first - 1;
+  fields.binsBytes = static_cast<std::uint32_t>(history.states[0].size());
+  log.replace(0, kSector, MakeHeader(fields));
+  EXPECT_THAT(Recover(history.Primary(0), {log}).image, IsEmpty());
 }
 
 TEST(HiveRecovery, LogOfAnotherHiveIsNotApplied) {
@@ -180,6 +229,18 @@ TEST(HiveRecovery, LogThatFollowsADamagedOneWithAGapIsNotApplied) {
   }
 }
 
+TEST(HiveRecovery, NoDamagedByteOfAnEntrysHeaderMakesItsLogAnOldOne) {
+  for (std::size_t at = 0; at < 40; ++at) {
+    SCOPED_TRACE(at);
+    History history(1);
+    history.entries[2][at] ^= 1;
+    const HiveRecovery recovery =
+        Recover(history.Primary(2), {history.Log(0, 3), history.Log(3, history.Count())});
+    EXPECT_THAT(recovery.image, IsEmpty());
+    EXPECT_THAT(recovery.loss, HasSubstr("no usable log"));
+  }
+}
+
 TEST(HiveRecovery, CopiesOnlyHeaderAndBins) {
   History history(1);
   const std::string primary = history.Primary(0) + history.Noise(10 * kPage);
@@ -215,6 +276,14 @@ TEST(HiveRecovery, EntryThatGrowsTheHiveBeyondItsLogsIsNotApplied) {
   const HiveRecovery recovery = Recover(history.Primary(0), {log});
   EXPECT_THAT(recovery.image, IsEmpty());
   EXPECT_NE(recovery.loss, "");
+}
+
+TEST(HiveRecovery, EntryWhoseBinsEndInsideAPageIsNotApplied) {
+  History history(1);
+  const auto bins = static_cast<std::uint32_t>(history.states[0].size() + kSector);
+  const std::string log =
+      history.Log(0, 0) + MakeEntry(history.first, bins, {{0, history.Noise(2 * kSector)}});
+  EXPECT_THAT(Recover(history.Primary(0), {log}).image, IsEmpty());
 }
 
 TEST(HiveRecovery, EntryWithAPageOutsideTheHiveIsNotApplied) {
@@ -254,6 +323,29 @@ TEST_F(SectorLogTest, DirtySectorsAreApplied) {
 TEST_F(SectorLogTest, LogOfAnotherChangeIsNotApplied) {
   fields.time = 8;
   EXPECT_THAT(Recover(history.Primary(0), {Log()}).loss, HasSubstr("no usable log"));
+}
+
+TEST_F(SectorLogTest, LogWithALowerNumberThanThePrimarysIsNotApplied) {
+  fields.first = fields.second = history.first - 1;
+  EXPECT_THAT(Recover(history.Primary(0), {Log()}).loss, HasSubstr("no usable log"));
+}
+
+// Windows keeps to the log of the header's time. It writes the other one after a failed write of the hive.
+TEST_F(SectorLogTest, LaterLogIsReportedAndNotApplied) {
+  const std::string log = Log();
+  HeaderFields later = fields;
+  for (const std::uint64_t time : {6U, 8U}) {
+    later.time = time;
+    for (const std::uint32_t number : {fields.first, fields.first + 1}) {
+      later.first = later.second = number;
+      const std::string other = MakeSectorLog(later, history.Noise(after.size()), sectors);
+      for (const auto& logs : {std::vector{log, other}, {other, log}}) {
+        const HiveRecovery recovery = Recover(history.Primary(0), logs);
+        EXPECT_TRUE(BinsOf(recovery, after.size()) == after);
+        EXPECT_EQ(recovery.loss, time == 6 ? "" : "a later log is left out, as on Windows");
+      }
+    }
+  }
 }
 
 TEST_F(SectorLogTest, LogThatIsCutOffIsNotApplied) {

@@ -107,6 +107,16 @@ TEST(RealHives, EntriesOfBothLogsAreApplied) {
   }
 }
 
+// LOG2 has entries 238 to 240, LOG1 those after them, and the hive's own number is 213.
+TEST(RealHives, EarlierEntriesOfALogWithADamagedHeaderAreReported) {
+  const std::string hive = Contents("ntuser-rathbun-win11"), later = Contents("ntuser-rathbun-win11.LOG1");
+  std::string earlier = Contents("ntuser-rathbun-win11.LOG2");
+  earlier[12] ^= 1;
+  const HiveRecovery recovery = RecoverHive(BytesOf(hive), {BytesOf(later), BytesOf(earlier)}, u"NTUSER.DAT");
+  EXPECT_EQ(recovery.entries, 2U);
+  EXPECT_THAT(recovery.loss, testing::HasSubstr("earlier entries are left out"));
+}
+
 TEST(RealHives, DirtyHiveWithoutLogsIsReported) {
   std::vector<std::string> lines;
   Open("ntuser-tony-2022-02", Recovery::Applied, lines);

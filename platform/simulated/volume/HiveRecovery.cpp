@@ -91,21 +91,22 @@ EntryLog ReadEntryLog(HiveBytes file) {
     at += entry->bytes.size();
   }
   const HiveBytes rest = file.subspan(at);
-  log.isCut =
-      rest.size() >= kEntryHeaderBytes && Read32(rest, 0) == Kind("HvLE") && Read32(rest, 12) == log.Next();
+  // The damage may be in the signature or in the number. A remnant has a right hash and another number.
+  log.isCut = rest.size() >= kEntryHeaderBytes &&
+              (Read32(rest, 12) == log.Next() ||
+               (Read32(rest, 0) == Kind("HvLE") && HashOf(rest.first(32)) != Read64(rest, 32)));
   return log;
 }
 
-/**
- * Whether the log has an undamaged entry with this number or a higher one. Entries that an earlier use of the
- * log left behind have lower numbers.
- */
-bool HasEntryFrom(std::uint32_t sequence, HiveBytes log) {
+constexpr std::uint64_t kNoEnd = std::uint64_t{1} << 32;
+
+/** Whether the log has an undamaged entry with a number from `first` to before `end`. */
+bool HasEntry(HiveBytes log, std::uint32_t first, std::uint64_t end) {
   // In a forged log damaged entries may overlap. The limit stops a search that hashes the same bytes again.
   std::size_t hashedBytes = 0;
   for (std::size_t at = kSector; at < log.size() && hashedBytes < 4 * log.size();) {
     const auto entry = ReadEntry(log.subspan(at), hashedBytes);
-    if (entry && entry->sequence >= sequence) return true;
+    if (entry && entry->sequence >= first && entry->sequence < end) return true;
     at += entry ? entry->bytes.size() : kSector;
   }
   return false;
@@ -179,9 +180,13 @@ class Recoverer {
     result_.isHeaderBroken = !HasHiveHeader(primary);
     result_.isDirty = result_.isHeaderBroken || Read32(primary, HiveHeader::kFirstSequence) !=
                                                     Read32(primary, HiveHeader::kSecondSequence);
+    if (!result_.isHeaderBroken) wanted_ = Read32(primary, HiveHeader::kSecondSequence);
     for (const HiveBytes log : logs) {
-      if (!HasHiveHeader(log)) continue;
-      if (Read32(log, HiveHeader::kFirstSequence) != Read32(log, HiveHeader::kSecondSequence)) continue;
+      if (!HasHiveHeader(log) ||
+          Read32(log, HiveHeader::kFirstSequence) != Read32(log, HiveHeader::kSecondSequence)) {
+        damagedLogs_.push_back(log);
+        continue;
+      }
       if (result_.isHeaderBroken ? !IsLogOfBroken(primary, log, fileName) : AreOfDifferentHives(primary, log))
         continue;
       logs_.push_back(log);
@@ -209,9 +214,12 @@ class Recoverer {
   std::string FindLoss() const {
     if (result_.image.empty()) return "it has no usable log";
     const std::uint32_t next = Read32(result_.image, HiveHeader::kSecondSequence);
-    const bool hasMore =
-        std::ranges::any_of(allLogs_, [next](HiveBytes log) { return HasEntryFrom(next, log); });
-    return hasMore ? "an entry or a header of its logs is damaged, and later entries are left out" : "";
+    // Entries that an earlier use of a log left behind have lower numbers.
+    const auto hasLater = [next](HiveBytes log) { return HasEntry(log, next, kNoEnd); };
+    if (std::ranges::any_of(allLogs_, hasLater))
+      return "an entry or a header of its logs is damaged, and later entries are left out";
+    const auto hasEarlier = [this](HiveBytes log) { return HasEntry(log, wanted_, firstApplied_); };
+    return std::ranges::any_of(damagedLogs_, hasEarlier) ? kEarlierLeftOut : "";
   }
 
   /** Copies header and bins of the primary file. If its header is broken, takes the log's header instead. */
@@ -255,12 +263,10 @@ class Recoverer {
   /** @param logs  at least one; the one with the earliest entries comes first */
   void ApplyEntries(std::vector<EntryLog>& logs) {
     DropLogsWithoutNews(logs);
-    std::uint32_t next = logs.front().first;
-    if (!result_.isHeaderBroken) {
-      // Windows may have written entries to the primary file without raising its number. So the number of the
-      // first entry may be higher than the primary's.
-      next = std::max(next, Read32(primary_, HiveHeader::kSecondSequence));
-    }
+    // Windows may have written entries to the primary file without raising its number. So the number of the
+    // first entry may be higher than the primary's.
+    firstApplied_ = std::max(logs.front().first, wanted_);
+    std::uint32_t next = firstApplied_;
     Begin(logs.back().file);
     bool isStopped = false;
     for (const EntryLog& log : logs) {
@@ -280,11 +286,12 @@ class Recoverer {
    * Drops each log whose entries are all in the primary file. If the primary's header is broken, drops each
    * log that the next one does not continue.
    */
-  void DropLogsWithoutNews(std::vector<EntryLog>& logs) const {
+  void DropLogsWithoutNews(std::vector<EntryLog>& logs) {
     for (std::size_t i = logs.size() - 1; i > 0; --i) {
       const bool isOld =
           result_.isHeaderBroken ? logs[i - 1].Next() != logs[i].first : IsWithoutNews(logs[i - 1], logs[i]);
       if (!isOld) continue;
+      if (result_.isHeaderBroken && logs[i - 1].isCut) result_.loss = kEarlierLeftOut;
       logs.erase(logs.begin(), logs.begin() + static_cast<std::ptrdiff_t>(i));
       return;
     }
@@ -292,9 +299,8 @@ class Recoverer {
 
   /** A log whose later entries are damaged is not old: what follows them must not be applied. */
   bool IsWithoutNews(const EntryLog& log, const EntryLog& following) const {
-    const std::uint32_t wanted = Read32(primary_, HiveHeader::kSecondSequence);
-    if (following.first <= wanted) return true;
-    return log.first < wanted && log.Next() <= wanted && !log.isCut && !HasEntryFrom(wanted, log.file);
+    if (following.first <= wanted_) return true;
+    return log.first < wanted_ && log.Next() <= wanted_ && !log.isCut && !HasEntry(log.file, wanted_, kNoEnd);
   }
 
   /** @return false, with no change made, if the hive cannot grow so far or a page is outside of it */
@@ -324,7 +330,7 @@ class Recoverer {
     constexpr std::size_t kTimeOfFirstBin = HiveHeader::kBytes + 20;
     if (!result_.isHeaderBroken)
       return Read64(log, HiveHeader::kTime) == Read64(primary_, HiveHeader::kTime) &&
-             Read32(log, HiveHeader::kFirstSequence) >= Read32(primary_, HiveHeader::kSecondSequence);
+             Read32(log, HiveHeader::kFirstSequence) >= wanted_;
     return primary_.size() >= kTimeOfFirstBin + 8 &&
            Read64(log, HiveHeader::kTime) == Read64(primary_, kTimeOfFirstBin);
   }
@@ -352,15 +358,27 @@ class Recoverer {
       from += kSector;
     }
     result_.entries = 1;
-    result_.loss.clear();
+    const auto isLater = [log](HiveBytes other) {
+      return Read32(other, HiveHeader::kType) == kDirtySectorsLog &&
+             Read64(other, HiveHeader::kTime) > Read64(log, HiveHeader::kTime);
+    };
+    if (std::ranges::any_of(logs_, isLater)) result_.loss = "a later log is left out, as on Windows";
     End(Read32(log, HiveHeader::kFirstSequence));
   }
 
+  static constexpr const char* kEarlierLeftOut =
+      "an entry or a header of its logs is damaged, and earlier entries are left out";
+
   const HiveBytes primary_;
   const std::vector<HiveBytes>& allLogs_;
+  /** The logs without a valid header. Nothing says whether the primary has their entries. */
+  std::vector<HiveBytes> damagedLogs_;
   /** The logs of this hive that have a valid header. */
   std::vector<HiveBytes> logs_;
   std::size_t logBytes_ = 0;
+  /** Number of the first entry that the primary may lack; 0 if its header is broken. */
+  std::uint32_t wanted_ = 0;
+  std::uint32_t firstApplied_ = 0;
   HiveRecovery result_;
 };
 
