@@ -7,8 +7,9 @@ import os
 import pathlib
 import subprocess
 import sys
+import unittest
 
-from kestrelbay import UNINSTALL, TestCase, app, contents, key
+from kestrelbay import PROGRAM, UNINSTALL, TestCase, app, contents, environment, key
 
 TESTS = pathlib.Path(__file__).resolve().parent.parent
 SUPPORT = TESTS / "support"
@@ -18,6 +19,11 @@ import hive_logs
 SOFTWARE = "HKEY_LOCAL_MACHINE\\SOFTWARE"
 BELOW_SOFTWARE = UNINSTALL.removeprefix("Software\\")
 SID = "S-1-5-21-1-2-3-"
+# Root may read every file.
+POWERLESS = 65534 if os.geteuid() == 0 else None
+# A program that is run so sees mounts that nobody else sees.
+OWN_MOUNTS = ["unshare", "--map-root-user", "--mount"]
+MAY_MOUNT = subprocess.run([*OWN_MOUNTS, "true"], stderr=subprocess.DEVNULL, check=False).returncode == 0
 
 
 def load_make_volume():
@@ -132,6 +138,27 @@ class VolumeTest(VolumeTestCase):
             self.assertIn(f"{self.software}: ", self.refusal(1, "--machine", volume, "list", "--json"))
             self.assertEqual(contents(volume), before)
 
+    def test_folder_that_cannot_be_read_is_reported(self):
+        volume = self.volume("Anna", "Pavel")
+        self.folder.chmod(0o755)
+        for closed, names in ((volume / "Users" / "Anna", ["Everybody's", "Pavel's"]),
+                              (volume / "Users", ["Everybody's"])):
+            closed.chmod(0)
+            done = self.run_host("--machine", volume, "list", "--json", user=POWERLESS)
+            closed.chmod(0o755)
+            self.assertEqual((done.returncode, self.names(done)), (1, names))
+            self.assertRegex(done.stderr.decode(), rf"\Akestrelbay: {closed}: cannot be read [^\n]+ are left out\n\Z")
+
+    def test_hive_that_cannot_be_read_is_reported(self):
+        volume = self.volume("Anna", "Pavel")
+        self.folder.chmod(0o755)
+        for closed in (self.hive(volume, "Anna"), volume / "Users" / "Anna"):
+            closed.chmod(0o444 if closed.is_dir() else 0)
+            done = self.run_host("--machine", volume, "list", "--json", user=POWERLESS)
+            closed.chmod(0o755)
+            self.assertEqual((done.returncode, self.names(done)), (1, ["Everybody's", "Pavel's"]))
+            self.assertIn(f"kestrelbay: {self.hive(volume, 'Anna')}: ", done.stderr.decode())
+
     def test_missing_hive_is_told_and_does_no_harm(self):
         volume = self.volume("Anna")
         system = self.software.with_name("SYSTEM")
@@ -206,6 +233,16 @@ class VolumeTest(VolumeTestCase):
                           apps(f"HKEY_USERS\\User\\{UNINSTALL}", ["Public", "User"]))
         done = self.run_host("--machine", volume, "--user", "Anna", "list", "--json")
         self.assertEqual(sorted(self.names(done)), ["Anna", "C:\\Windows", "P:\\Programs", "P:\\Public"])
+
+    @unittest.skipUnless(MAY_MOUNT, "this account may not mount anything")
+    def test_free_space_of_a_mounted_image_is_that_of_the_volume(self):
+        volume = self.volume("Anna")
+        mounted = self.folder / "mounted"
+        mounted.mkdir()
+        script = 'mount -t tmpfs -o size=9m none "$2" && cp -r "$1"/. "$2" && exec "$3" --machine "$2" facts --json'
+        done = subprocess.run([*OWN_MOUNTS, "sh", "-c", script, "sh", volume, mounted, PROGRAM],
+                              stdout=subprocess.PIPE, env=environment(), timeout=60, check=True)
+        self.assertEqual(json.loads(done.stdout)["freeMebibytes"], {"C": 8})
 
     def test_facts_of_a_machine_directory_have_no_volume(self):
         self.assertNotIn("volume", json.loads(self.output("facts", "--json")))

@@ -55,7 +55,9 @@ class HiveDamageTest : public MachineFolder {
       software.SetText("Above\\Wanted", "Number", "a text of some length");
       software.SetBytes("Holder", "Forged", std::string(100, 'x'));
       for (int i = 0; i < 200; ++i) software.SetText("Many\\Key" + std::to_string(i), "value", "text");
-      HiveFile(folder / "Windows/System32/config/SYSTEM").Add("Key");
+      HiveFile system(folder / "Windows/System32/config/SYSTEM");
+      system.Add("ControlSet001");
+      system.SetBytes("Select", "Current", LittleEndian(1), 4);
     }
     Load();
     whole = Read();

@@ -109,7 +109,8 @@ TEST(RealHives, EntriesOfBothLogsAreApplied) {
 
 // LOG2 has entries 238 to 240, LOG1 those after them, and the hive's own number is 213.
 TEST(RealHives, EarlierEntriesOfALogWithADamagedHeaderAreReported) {
-  const std::string hive = Contents("ntuser-rathbun-win11"), later = Contents("ntuser-rathbun-win11.LOG1");
+  const std::string hive = Contents("ntuser-rathbun-win11");
+  const std::string later = Contents("ntuser-rathbun-win11.LOG1");
   std::string earlier = Contents("ntuser-rathbun-win11.LOG2");
   earlier[12] ^= 1;
   const HiveRecovery recovery = RecoverHive(BytesOf(hive), {BytesOf(later), BytesOf(earlier)}, u"NTUSER.DAT");

@@ -29,11 +29,12 @@ class VolumeMachineTest : public MachineFolder {
     for (const auto& [sid, image] : profiles)
       software.SetBytes(kWindowsNt + "\\ProfileList\\" + sid, "ProfileImagePath", Wide(image), kExpandable);
     HiveFile hive(folder / kSystem);
+    hive.Add("ControlSet001");
     hive.SetBytes("Select", "Current", std::string_view("\1\0\0\0", 4), 4);
     for (const auto& [key, value] : system) hive.SetBytes(key, value.first, Wide(value.second), kExpandable);
   }
-  void WriteUser(const std::string& path, const std::string& owner) {
-    HiveFile(folder / path / "NTUSER.DAT").SetText("Key", "value", owner);
+  void WriteUser(const std::string& path, const std::string& owner, const char* name = "NTUSER.DAT") {
+    HiveFile(folder / path / name).SetText("Key", "value", owner);
   }
   std::unique_ptr<Machine> OpenAs(const std::string& user) {
     VolumeOptions options;

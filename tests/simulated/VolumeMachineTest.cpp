@@ -1,4 +1,6 @@
 // The machine of a volume: its environment, its views, and facts that are not on the disk.
+#include <chrono>
+
 #include "VolumeMachineFixture.h"
 
 namespace simulated {
@@ -142,6 +144,47 @@ TEST_F(VolumeMachineTest, VolumeIsTheDriveThatItsWindowsNames) {
   const auto machine = Open();
   EXPECT_TRUE(machine->drives.Exists(u"D:\\Windows\\System32\\config\\SOFTWARE"));
   EXPECT_EQ(machine->environment.Find(u"SystemDrive"), u"D:");
+}
+
+TEST_F(VolumeMachineTest, VariableDoesNotChangeTheVolumesDrive) {
+  for (const char* const drive : {"", "D:", "?"}) {
+    WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\anna"}}, {{kEnvironment, {"SystemDrive", drive}}});
+    WriteUser("Users/anna", "anna");
+    const auto machine = Open();
+    EXPECT_TRUE(machine->drives.Exists(u"C:\\Users\\anna"));
+    EXPECT_EQ(OwnerOf(*machine, u"HKEY_USERS\\S-1-5-21-1-1001"), u"anna\0"sv);
+    EXPECT_THAT(warnings, IsEmpty());
+  }
+}
+
+TEST_F(VolumeMachineTest, SystemRootWithoutADriveIsNotUsed) {
+  WriteMachine();
+  HiveFile(folder / kSoftware).SetText(kWindowsNt, "SystemRoot", "?:\\Windows");
+  const auto machine = Open();
+  EXPECT_TRUE(machine->drives.Exists(u"C:\\Windows"));
+  EXPECT_EQ(machine->environment.Find(u"SystemRoot"), u"C:\\Windows");
+}
+
+TEST_F(VolumeMachineTest, PlainVariableIsSetBeforeAnExpandableOneThatNamesIt) {
+  WriteMachine();
+  {
+    HiveFile system(folder / kSystem);
+    system.SetBytes("Select", "Current", "\1\0\0\0"sv, 4);
+    system.SetBytes(kEnvironment, "Expanded", Wide("%Plain%"), kExpandable);
+    system.SetText(kEnvironment, "Plain", "x");
+  }
+  EXPECT_EQ(Open()->environment.Find(u"Expanded"), u"x");
+}
+
+// Each missing folder once took two copies of the path before it.
+TEST_F(VolumeMachineTest, PathOfManyMissingFoldersIsLookedUpInLinearTime) {
+  WriteMachine();
+  const auto machine = Open();
+  std::u16string path = u"C:";
+  for (int i = 0; i < 16'000; ++i) path += u"\\a";
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_FALSE(machine->drives.Exists(path));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
 }
 
 TEST_F(VolumeMachineTest, ViewsOf32BitWindowsAreTheSame) {

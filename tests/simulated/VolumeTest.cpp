@@ -33,12 +33,19 @@ class VolumeTest : public MachineFolder {
   void WriteHive(const std::string& path, const std::string& key = "Key") {
     HiveFile(folder / path).SetText(key, "value", "there");
   }
+  /** Writes SYSTEM with an empty control set. */
+  void WriteSystem(const std::string& path = kSystem) {
+    HiveFile system(folder / path);
+    system.SetText("Key", "value", "there");
+    system.Add("ControlSet001");
+    system.SetBytes("Select", "Default", "\1\0\0\0"sv, 4);
+  }
   /** Writes SYSTEM, and SOFTWARE with the profiles of these SIDs. */
   void WriteMachine(const std::map<std::string, std::string>& profiles = {}) {
     HiveFile software(folder / kSoftware);
     software.SetText("Key", "value", "there");
     for (const auto& [sid, image] : profiles) software.SetText(kProfiles + sid, "ProfileImagePath", image);
-    WriteHive(kSystem);
+    WriteSystem();
   }
   /** Replaces bytes that SOFTWARE has once by as many new ones. */
   void ReplaceInHive(std::string_view before, std::string_view after) {
@@ -84,6 +91,35 @@ TEST_F(VolumeTest, ControlSetInUseIsSeenAsTheCurrentOne) {
   EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Key"), kThere);
 }
 
+TEST_F(VolumeTest, ControlSetOfTheNextStartIsTheDefaultOne) {
+  WriteMachine();
+  {
+    HiveFile system(folder / kSystem);
+    system.SetText("ControlSet001\\Key", "value", "there");
+    system.SetText("ControlSet002\\Key", "value", "other");
+    system.SetBytes("Select", "Current", "\2\0\0\0"sv, 4);
+    system.SetBytes("Select", "Default", "\1\0\0\0"sv, 4);
+  }
+  EXPECT_EQ(Value(*Open(), u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Key"), kThere);
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+TEST_F(VolumeTest, MissingControlSetIsReported) {
+  WriteMachine();
+  HiveFile(folder / kSystem).SetText("ControlSet001\\Key", "value", "there");
+  Open();
+  EXPECT_THAT(damages,
+              ElementsAre(HasSubstr("SYSTEM: it has no control set for the next start (ControlSet000)")));
+  {
+    HiveFile system(folder / kSystem);
+    system.Add("ControlSet001");
+    system.SetBytes("Select", "Current", "\7\0\0\0"sv, 4);
+  }
+  EXPECT_EQ(Open()->registry.Find(u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet"), nullptr);
+  EXPECT_THAT(damages,
+              ElementsAre(HasSubstr("SYSTEM: it has no control set for the next start (ControlSet007)")));
+}
+
 TEST_F(VolumeTest, ProfilesOfEveryPlaceAreLoadedUnderTheirSids) {
   WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\Anna"},
                 {"S-1-5-21-1-1002", "%SystemDrive%\\Documents and Settings\\Pavel"},
@@ -126,7 +162,7 @@ TEST_F(VolumeTest, NamesAreFoundInWhateverCase) {
     software.SetText("Key", "value", "there");
     software.SetText(kProfiles + "S-1-5-21-1-1001", "ProfileImagePath", "C:\\Users\\ANNA");
   }
-  WriteHive("WINDOWS/system32/CONFIG/System");
+  WriteSystem("WINDOWS/system32/CONFIG/System");
   WriteHive("users/anna/ntuser.dat");
   const auto machine = Open();
   EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key"), kThere);
@@ -210,31 +246,78 @@ TEST_F(VolumeTest, ValueOfAMebibyte) {
   EXPECT_THAT(damages, IsEmpty());
 }
 
-TEST_F(VolumeTest, LogWithoutANumberIsApplied) {
-  // Windows 7 and earlier write NTUSER.DAT.LOG or, with two logs, NTUSER.DAT.LOG1.
-  for (const char* const end : {".LOG", ".log1"}) {
-    fs::remove_all(folder);
+/** A user whose hive is dirty: its log has the value "there", the file another one. */
+class DirtyUserTest : public VolumeTest {
+ protected:
+  static constexpr const char* kHive = "Users/Anna/NTUSER.DAT";
+
+  DirtyUserTest() {
     WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\Anna"}});
-    const std::string path = "Users/Anna/NTUSER.DAT";
-    WriteHive(path);
-    const std::string after = Files().at(path);
-    HiveFile(folder / path).SetText("Key", "value", "other");
-    const std::string before = Files().at(path);
-    ASSERT_EQ(before.size(), after.size());
-    HeaderFields fields;
+    WriteHive(kHive);
+    const std::string after = Files().at(kHive);
+    HiveFile(folder / kHive).SetText("Key", "value", "other");
+    const std::string before = Files().at(kHive);
     fields.first = 6;
     fields.second = 5;
     fields.binsBytes = static_cast<std::uint32_t>(before.size() - kPageBytes);
-    Write(path, MakeHeader(fields) + before.substr(kSectorBytes));
+    Write(kHive, MakeHeader(fields) + before.substr(kSectorBytes));
+    bins = after.substr(kPageBytes);
+  }
+  /** Returns a log with all sectors of `bins`. */
+  std::string Log() {
     fields.first = fields.second = 6;
     fields.type = 1;
-    std::vector<std::size_t> sectors(after.size() / kSectorBytes - kPageBytes / kSectorBytes);
+    std::vector<std::size_t> sectors(bins.size() / kSectorBytes);
     std::iota(sectors.begin(), sectors.end(), 0U);
-    Write(path + end, MakeSectorLog(fields, after.substr(kPageBytes), sectors));
-    EXPECT_EQ(Value(*Open(), u"HKEY_USERS\\S-1-5-21-1-1001\\Key"), kThere);
+    return MakeSectorLog(fields, bins, sectors);
+  }
+  std::u16string UsersValue() { return Value(*Open(), u"HKEY_USERS\\S-1-5-21-1-1001\\Key"); }
+
+  HeaderFields fields;
+  std::string bins;
+};
+
+// Windows 7 and earlier write NTUSER.DAT.LOG or, with two logs, NTUSER.DAT.LOG1.
+TEST_F(DirtyUserTest, LogWithoutANumberIsApplied) {
+  for (const char* const end : {".LOG", ".log1"}) {
+    Write(std::string(kHive) + end, Log());
+    EXPECT_EQ(UsersValue(), kThere);
     EXPECT_THAT(warnings, ElementsAre(HasSubstr("/NTUSER.DAT: recovered 1 log entry")));
     EXPECT_THAT(damages, IsEmpty());
+    fs::remove(folder / (std::string(kHive) + end));
   }
+}
+
+TEST_F(DirtyUserTest, LogThatIsALinkOrCannotBeReadIsReported) {
+  Write(std::string(kHive) + ".LOG1", Log());
+  const fs::path other = folder / (std::string(kHive) + ".LOG2");
+  const auto expectReport = [&] {
+    EXPECT_EQ(UsersValue(), kThere);
+    EXPECT_THAT(damages, ElementsAre(HasSubstr("; NTUSER.DAT.LOG2 is a link or cannot be read, ")));
+    fs::remove(other);
+  };
+  fs::create_directory(other);
+  expectReport();
+  ASSERT_EQ(mkfifo(other.c_str(), 0600), 0);
+  expectReport();
+  for (const char* const target : {"NTUSER.DAT.LOG1", "NTUSER.DAT.LOG2", "missing"}) {
+    fs::create_symlink(target, other);
+    expectReport();
+  }
+}
+
+TEST_F(DirtyUserTest, UnreadableLogOfACleanHiveIsNotReported) {
+  WriteHive(kHive);
+  fs::create_directory(folder / (std::string(kHive) + ".LOG1"));
+  EXPECT_EQ(UsersValue(), kThere);
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+TEST_F(DirtyUserTest, LogThatDestroysTheHiveIsNotApplied) {
+  bins.assign(bins.size(), 'x');
+  Write(std::string(kHive) + ".LOG1", Log());
+  EXPECT_EQ(UsersValue(), u"other\0"sv);
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("its logs do not fit it")));
 }
 
 TEST_F(VolumeTest, ManyKeysAndValues) {
@@ -266,7 +349,7 @@ TEST_F(VolumeTest, KeysThatWindowsDoesNotAllowAreLeftOutAndAllElseRead) {
     software.Add(std::string(256, 'n'));
     software.Add(std::string(255, 'n'));
   }
-  WriteHive(kSystem);
+  WriteSystem();
   const auto machine = Open();
   EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key"), kThere);
   EXPECT_EQ(machine->registry.Find(u"HKEY_LOCAL_MACHINE\\SOFTWARE")->SubKeyCount(), 2U);
@@ -283,7 +366,7 @@ TEST_F(VolumeTest, NamesAreReadAsTheyStand) {
     software.SetText("n\xC4\x80y", "value", "there");
     software.SetText("\xC3\xA4mter", "a_b", "there");
   }
-  WriteHive(kSystem);
+  WriteSystem();
   ReplaceInHive("n\0\x00\x01y\0"sv, "n\0\x00\xD8y\0"sv);
   ReplaceInHive("a_b"sv, "a\0b"sv);
   const auto machine = Open();

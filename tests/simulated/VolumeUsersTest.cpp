@@ -1,5 +1,6 @@
 // The users of a volume: whose hives are read, and which user is the current one.
 #include "VolumeMachineFixture.h"
+#include "simulated/base/WideText.h"
 
 namespace simulated {
 namespace {
@@ -121,6 +122,68 @@ TEST_F(VolumeUsersTest, TemporaryProfileGivesWayToTheKeptOne) {
   const auto machine = Open();
   EXPECT_EQ(OwnerOf(*machine, u"HKEY_USERS\\S-1-5-21-1-1001"), u"anna\0"sv);
   EXPECT_THAT(Hives(*machine), ElementsAre(u"S-1-5-21-1-1001", u"TEMP"));
+}
+
+TEST_F(VolumeUsersTest, ProfileNamedAsWindowsNamesTemporaryOnesGivesWayToTheKeptOne) {
+  WriteMachine({{"S-1-5-21-1-1001.bak", "C:\\Users\\anna"}, {"S-1-5-21-1-1001", "C:\\Users\\Temp.PC.000"}});
+  WriteUser("Users/anna", "anna");
+  WriteUser("Users/Temp.PC.000", "temporary");
+  EXPECT_EQ(OwnerOf(*Open(), u"HKEY_USERS\\S-1-5-21-1-1001"), u"anna\0"sv);
+}
+
+TEST_F(VolumeUsersTest, MandatoryProfilesHiveReplacesTheOther) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\anna"}, {"S-1-5-21-1-1002", "C:\\Users\\pavel"}});
+  WriteUser("Users/anna", "mandatory", "ntuser.man");
+  WriteUser("Users/anna", "other");
+  WriteUser("Users/pavel", "mandatory", "NTUSER.MAN");
+  const auto machine = Open();
+  EXPECT_EQ(OwnerOf(*machine, u"HKEY_USERS\\S-1-5-21-1-1001"), u"mandatory\0"sv);
+  EXPECT_EQ(OwnerOf(*machine, u"HKEY_USERS\\S-1-5-21-1-1002"), u"mandatory\0"sv);
+}
+
+TEST_F(VolumeUsersTest, FolderOfTwoUsersIsReportedAndEitherIsChosen) {
+  WriteMachine({{"S-1-12-1-7-8-9-10", "C:\\Users\\anna"}, {"S-1-5-21-1-1001", "C:\\Users\\ANNA"}});
+  WriteUser("Users/anna", "anna");
+  EXPECT_THAT(Hives(*Open()), ElementsAre(u"S-1-12-1-7-8-9-10"));
+  EXPECT_THAT(warnings, ElementsAre(AllOf(HasSubstr("Users/anna: the folder of two users"),
+                                          HasSubstr("read as S-1-12-1-7-8-9-10's"),
+                                          HasSubstr("choose S-1-5-21-1-1001 with --user"))));
+  for (const char* const sid : {"S-1-12-1-7-8-9-10", "s-1-5-21-1-1001"}) {
+    const auto machine = OpenAs(sid);
+    EXPECT_TRUE(SameName(machine->registry.User(), FromUtf8(sid)));
+    EXPECT_EQ(OwnerOf(*machine, u"HKEY_CURRENT_USER"), u"anna\0"sv);
+    EXPECT_EQ(Hives(*machine).size(), 1U);
+  }
+}
+
+TEST_F(VolumeUsersTest, ProfilePathLongerThanWindowsAllowsIsReported) {
+  std::string path = "C:";
+  while (path.size() < 260) path += "\\a";
+  WriteMachine({{"S-1-5-21-1-1001", path}, {"S-1-5-21-1-1002", path + "b"}});
+  Open();
+  EXPECT_THAT(damages,
+              ElementsAre(AllOf(HasSubstr("S-1-5-21-1-1002"), HasSubstr("longer than Windows allows"))));
+}
+
+// Its hive is DEFAULT, and so is not in its folder.
+TEST_F(VolumeUsersTest, ListedProfileOfTheSystemItselfIsSkipped) {
+  WriteMachine({{"S-1-5-18", "%SystemRoot%\\System32\\config\\systemprofile"}});
+  WriteUser("Windows/System32/config/systemprofile", "other");
+  EXPECT_THAT(Hives(*Open()), IsEmpty());
+  EXPECT_THAT(damages, IsEmpty());
+  EXPECT_THAT(warnings, IsEmpty());
+}
+
+// The hive exists, so what it has is missing in the answer.
+TEST_F(VolumeUsersTest, HiveThatIsALinkToItselfIsDamage) {
+  WriteMachine();
+  for (const char* const user : {"anna", "pavel"}) {
+    fs::create_directories(folder / "Users" / user);
+    fs::create_symlink("NTUSER.DAT", folder / "Users" / user / "NTUSER.DAT");
+  }
+  EXPECT_THAT(Hives(*Open()), IsEmpty());
+  EXPECT_THAT(damages,
+              ElementsAre(HasSubstr("Users/anna/NTUSER.DAT: "), HasSubstr("Users/pavel/NTUSER.DAT: ")));
 }
 
 TEST_F(VolumeUsersTest, LinkedProfileFoldersAreReadOnce) {

@@ -122,10 +122,15 @@ std::optional<Drives::Place> Drives::FindPlace(std::u16string_view path) const {
     if (mount == mounts_.end()) return std::nullopt;
     place.root = mount->second;
   }
+  std::string missing;
   for (std::size_t i = 1; i < names.size(); ++i) {
-    const auto entry = FindEntry(*place.root, place.below, names[i]);
-    place.below = entry.value_or(place.below / ToUtf8(names[i]));
+    const auto entry = missing.empty() ? FindEntry(*place.root, place.below, names[i]) : std::nullopt;
+    if (entry)
+      place.below = *entry;
+    else
+      missing += (missing.empty() ? "" : "/") + ToUtf8(names[i]);
   }
+  if (!missing.empty()) place.below /= missing;
   return place;
 }
 

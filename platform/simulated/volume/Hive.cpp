@@ -16,18 +16,23 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/** Opens the logs of the file. Skips a log that is a link or cannot be read. */
-std::vector<std::unique_ptr<SparseFile>> OpenLogs(const fs::path& file) {
+/**
+ * Opens the logs of the file.
+ * @param unusable  receives the name of a log that is a link or cannot be read
+ */
+std::vector<std::unique_ptr<SparseFile>> OpenLogs(const fs::path& file, std::string& unusable) {
   std::vector<std::unique_ptr<SparseFile>> logs;
   for (const char* const end : {".LOG1", ".LOG2", ".LOG"}) {
     const auto log = FindEntry(file.parent_path(), FromUtf8(file.filename().string() + end));
     std::error_code ignored;
-    if (!log || fs::is_symlink(*log, ignored)) continue;
+    if (!log) continue;
+    bool isUsable = !fs::is_symlink(*log, ignored);
     try {
-      logs.push_back(std::make_unique<SparseFile>(*log));
+      if (isUsable) logs.push_back(std::make_unique<SparseFile>(*log));
     } catch (const MachineError&) {
-      continue;
+      isUsable = false;
     }
+    if (!isUsable) unusable = log->filename().string();
   }
   return logs;
 }
@@ -68,7 +73,7 @@ void Hive::Report(const LoadObserver& observer) const {
                                : "recovered " + std::to_string(recoveredEntries_) + " log entries";
   const std::string line = file_.string() + ": " + what + ", " + newest;
   if (!loss_.empty()) {
-    if (observer.damage) observer.damage(line + "; " + loss_ + ", so later changes are missing");
+    if (observer.damage) observer.damage(line + "; " + loss_ + ", so changes are missing");
   } else if (!image_.empty() && observer.warning) {
     observer.warning(line);
   }
@@ -76,7 +81,8 @@ void Hive::Report(const LoadObserver& observer) const {
 
 void Hive::Recover() {
   std::vector<HiveBytes> bytes;
-  const auto logs = OpenLogs(file_);
+  std::string unusable;
+  const auto logs = OpenLogs(file_, unusable);
   for (const auto& log : logs) bytes.push_back(log->Span());
   HiveRecovery recovery = RecoverHive(primary_.Span(), bytes, FromUtf8(file_.filename().string()));
   image_ = std::move(recovery.image);
@@ -84,6 +90,7 @@ void Hive::Recover() {
     for (const auto& log : logs) storedBytes_ += log->StoredBytes();
   recoveredEntries_ = recovery.entries;
   loss_ = std::move(recovery.loss);
+  if (recovery.isDirty && !unusable.empty()) loss_ = unusable + " is a link or cannot be read";
 }
 
 void Hive::Read() {

@@ -28,25 +28,39 @@ std::optional<fs::path> FindEntry(const fs::path& folder, std::string_view name,
     return entry ? FindEntry(*entry, further...) : std::nullopt;
 }
 
+/** Returns the name of the control set of the next start. */
+std::string NextControlSet(Key& system) {
+  std::uint32_t set = 0;
+  Key* const select = system.FindSubKey(u"Select");
+  // Windows starts with the default one, and notes it as the current one then.
+  for (const char16_t* const name : {u"Default", u"Current"})
+    if (select && set == 0) set = NumberIn(*select, name);
+  const std::string number = std::to_string(set);
+  return "ControlSet" + std::string(3 - std::min<std::size_t>(3, number.size()), '0') + number;
+}
+
 /**
  * The root of SYSTEM. A running Windows shows the control set in use a second time, as CurrentControlSet. The
  * hive does not have that key.
  */
 class SystemSource : public KeySource {
  public:
-  explicit SystemSource(std::shared_ptr<Hive> hive) : hive_(std::move(hive)) {}
+  SystemSource(std::shared_ptr<Hive> hive, const Warning& damage) : hive_(std::move(hive)), damage_(damage) {}
 
   void Fill(Key& key, std::size_t root) override {
     hive_->Fill(key, root);
-    Key* const select = key.FindSubKey(u"Select");
-    std::string number = std::to_string(select ? NumberIn(*select, u"Current") : 0);
-    number.insert(0, 3 - std::min<std::size_t>(3, number.size()), '0');
-    const auto current = hive_->Child(key, static_cast<Hive::Node>(root), FromUtf8("ControlSet" + number));
-    if (current) hive_->FillLater(key.CreateSubKey(u"CurrentControlSet"), *current);
+    const std::string name = NextControlSet(key);
+    const auto set = hive_->Child(key, static_cast<Hive::Node>(root), FromUtf8(name));
+    if (set)
+      hive_->FillLater(key.CreateSubKey(u"CurrentControlSet"), *set);
+    else if (damage_)
+      damage_(hive_->File().string() + ": it has no control set for the next start (" + name +
+              "); CurrentControlSet is left out");
   }
 
  private:
   const std::shared_ptr<Hive> hive_;
+  const Warning damage_;
 };
 
 /** Whether the file, after links are followed, is on the volume or on another drive. */
@@ -118,7 +132,8 @@ class Loader {
       return Open(file);
     } catch (const MachineError& error) {
       std::error_code failure;
-      const Warning& report = fs::exists(file, failure) ? observer_.damage : observer_.warning;
+      const bool isMissing = fs::symlink_status(file, failure).type() == fs::file_type::not_found;
+      const Warning& report = isMissing ? observer_.warning : observer_.damage;
       if (report) report(std::string(error.what()) + "; it is left out");
       return nullptr;
     }
@@ -141,6 +156,8 @@ class Loader {
   const VolumeOptions& options_;
   Machine& machine_;
   const LoadObserver& observer_;
+  /** Letter of the volume's drive. */
+  char16_t letter_ = u'C';
   std::uint64_t doneBytes_ = 0;
   std::uint64_t allBytes_ = 0;
   /** Names of keys of HKEY_USERS that have a hive, or would have it if it could be read. */
@@ -151,7 +168,7 @@ void Loader::LoadSystem(const fs::path& file) {
   const auto hive = OpenOrReport(file);
   if (!hive) return;
   Key& key = Put(u"HKEY_LOCAL_MACHINE\\SYSTEM", hive);
-  const auto source = std::make_shared<SystemSource>(hive);
+  const auto source = std::make_shared<SystemSource>(hive, observer_.damage);
   key.KeepSource(source);
   key.FillLater(*source, hive->Root());
 }
@@ -165,12 +182,11 @@ void Loader::LoadDefault(const fs::path& file) {
 }
 
 void Loader::DescribeMachine() {
-  SetSystemEnvironment(machine_, [this](const std::string& line) { Damage(volume_, line); });
-  const char16_t letter = machine_.environment.Find(u"SystemDrive")->front();
-  if (const auto other = machine_.drives.OnHost(std::u16string{letter, u':', u'\\'}))
+  letter_ = SetSystemEnvironment(machine_, [this](const std::string& line) { Damage(volume_, line); });
+  if (const auto other = machine_.drives.OnHost(std::u16string{letter_, u':', u'\\'}))
     throw MachineError(other->string() + ": the volume is this drive itself; remove the folder");
-  machine_.drives.Mount(letter, volume_);
-  if (!IsMountPoint(volume_)) machine_.drives.HideHostSpace(letter);
+  machine_.drives.Mount(letter_, volume_);
+  if (!IsMountPoint(volume_)) machine_.drives.HideHostSpace(letter_);
   SetWindowsFacts(machine_);
   if (machine_.volume->is32Bit) machine_.registry.HaveOneView();
   SetHardware(machine_);
@@ -194,7 +210,7 @@ bool Loader::LoadUser(UserHive& user) {
 }
 
 void Loader::LoadUsers() {
-  std::vector<UserHive> users = FindUserHives(volume_, machine_, observer_);
+  std::vector<UserHive> users = FindUserHives(volume_, letter_, options_.user, machine_, observer_);
   for (const UserHive& user : users) Expect(user.file);
   // A folder with the name of a SID must not take the place of that user's hive.
   std::stable_partition(users.begin(), users.end(), [](const UserHive& user) { return !user.sid.empty(); });

@@ -1,5 +1,6 @@
 #include "simulated/volume/VolumeEnvironment.h"
 
+#include "simulated/base/UpperCase.h"
 #include "simulated/base/WideText.h"
 #include "simulated/volume/RegistryTexts.h"
 
@@ -132,7 +133,7 @@ std::u16string WindowsName(Machine& machine) {
 
 }  // namespace
 
-void SetSystemEnvironment(Machine& machine, const Warning& damage) {
+char16_t SetSystemEnvironment(Machine& machine, const Warning& damage) {
   Variables variables(machine, damage);
   const bool is32Bit = Is32Bit(machine);
   if (is32Bit) {
@@ -143,7 +144,9 @@ void SetSystemEnvironment(Machine& machine, const Warning& damage) {
       if (!SameName(name, u"ProgramFiles(x86)")) machine.environment.Set(name, value);
   }
   const std::u16string root = TextAt(machine, kWindowsNt, u"SystemRoot");
-  if (root.size() > 2 && root[1] == u':') {
+  const char16_t letter = root.size() > 2 && root[1] == u':' ? UpperCase(root[0]) : u'\0';
+  const bool hasDrive = letter >= u'A' && letter <= u'Z';
+  if (hasDrive) {
     variables.Set(u"SystemRoot", root);
     machine.environment.Set(u"SystemDrive", root.substr(0, 2));
   }
@@ -153,6 +156,7 @@ void SetSystemEnvironment(Machine& machine, const Warning& damage) {
   SetProgramFolders(machine, is32Bit, variables);
   SetSharedFolders(machine, variables);
   variables.SetFromKey(InControl(u"Session Manager\\Environment"));
+  return hasDrive ? letter : u'C';
 }
 
 void SetUserEnvironment(Machine& machine, std::u16string_view profile, const Warning& damage) {
@@ -191,7 +195,7 @@ void SetHardware(Machine& machine) {
   bios.lastWriteTime = from->lastWriteTime;
   for (std::size_t i = 0; i < from->ValueCount(); ++i) {
     const ValueView value = from->ValueAt(i);
-    bios.SetValue(value.name, value.type, value.bytes);
+    bios.AddValue(value.name, value.type, value.bytes);
   }
 }
 

@@ -10,8 +10,9 @@ namespace simulated {
 /**
  * Replaces the default variables by those that SOFTWARE and SYSTEM have for all users. A variable that
  * neither of them has keeps its default. Call it after both hives are loaded.
+ * @return the letter of the drive of SOFTWARE's SystemRoot; C without one
  */
-void SetSystemEnvironment(Machine& machine, const Warning& damage);
+char16_t SetSystemEnvironment(Machine& machine, const Warning& damage);
 
 /** Adds the variables of the machine's user. @param profile  the user's folder, as a path of the machine */
 void SetUserEnvironment(Machine& machine, std::u16string_view profile, const Warning& damage);

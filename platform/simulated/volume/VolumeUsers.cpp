@@ -75,64 +75,105 @@ bool IsTemplate(const fs::path& folder) {
   return SameName(name, u"Default") || SameName(name, u"Default User");
 }
 
-std::vector<fs::path> FoldersIn(const std::optional<fs::path>& folder) {
-  std::vector<fs::path> folders;
+/** Returns the path without links, or as it is if it cannot be followed. */
+fs::path RealPath(const fs::path& path) {
   std::error_code failure;
-  if (!folder) return folders;
-  for (fs::directory_iterator entry(*folder, failure), end; !failure && entry != end;
-       entry.increment(failure)) {
-    std::error_code ignored;
-    // A link is a compatibility name of a folder that is found by its own name.
-    if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) folders.push_back(entry->path());
-  }
-  std::ranges::sort(folders);
-  return folders;
+  fs::path real = fs::weakly_canonical(path, failure);
+  return failure ? path : real;
 }
 
 class Finder {
  public:
-  Finder(const fs::path& root, Machine& machine, const LoadObserver& observer)
-      : root_(fs::weakly_canonical(root)), machine_(machine), observer_(observer) {}
+  Finder(const fs::path& root, char16_t letter, const std::optional<std::string>& wanted, Machine& machine,
+         const LoadObserver& observer)
+      : root_(fs::weakly_canonical(root)),
+        drive_{letter, u':'},
+        wanted_(FromUtf8(wanted.value_or(""))),
+        machine_(machine),
+        observer_(observer) {}
 
   std::vector<UserHive> Run() {
     ReadList();
-    const std::u16string drive = *machine_.environment.Find(u"SystemDrive");
-    for (const char16_t* const place : {u"\\Users", u"\\Documents and Settings"})
-      for (const fs::path& folder : FoldersIn(machine_.drives.OnHost(drive + place))) Add(folder);
-    const std::u16string windows = *machine_.environment.Find(u"SystemRoot");
-    for (const fs::path& folder : FoldersIn(machine_.drives.OnHost(windows + u"\\ServiceProfiles")))
-      Add(folder);
+    for (const char16_t* const place :
+         {u"\\Users", u"\\Documents and Settings", u"\\Windows\\ServiceProfiles"})
+      for (const fs::path& folder : FoldersIn(machine_.drives.OnHost(drive_ + place))) Add(folder);
     for (const auto& [folder, profile] : listed_) Add(folder);
     return std::move(hives_);
   }
 
  private:
   void ReadList() {
+    constexpr std::size_t kLongestPath = 260;
     for (const auto& [sid, profile] : ReadProfileList(machine_)) {
+      if (profile.path.size() > kLongestPath) {
+        Report(observer_.damage, root_,
+               "the profile path of " + ToUtf8(sid) + " is longer than Windows allows; it is left out");
+        continue;
+      }
       const auto folder = machine_.drives.OnHost(profile.path);
-      std::error_code failure;
       if (folder) {
-        listed_.emplace(fs::weakly_canonical(*folder, failure), profile);
-      } else if (IsOnOtherDrive(profile.path) && observer_.warning) {
-        observer_.warning(root_.string() + ": the profile " + ToUtf8(profile.path) + " of " + ToUtf8(sid) +
-                          " is on another drive; add its files as drives/" +
-                          ToUtf8(profile.path.substr(0, 1)));
+        List(RealPath(*folder), profile);
+      } else if (IsOnOtherDrive(profile.path)) {
+        Report(observer_.warning, root_,
+               "the profile " + ToUtf8(profile.path) + " of " + ToUtf8(sid) +
+                   " is on another drive; add its files as drives/" + ToUtf8(profile.path.substr(0, 1)));
       }
     }
   }
 
+  /** A hive can be one key only. The first SID of a folder has it, unless another one is wanted. */
+  void List(const fs::path& folder, ListedProfile profile) {
+    const auto [listed, isNew] = listed_.emplace(folder, profile);
+    if (isNew) return;
+    if (SameName(profile.sid, wanted_)) std::swap(listed->second, profile);
+    Report(observer_.warning, folder,
+           "the folder of two users; it is read as " + ToUtf8(listed->second.sid) + "'s, choose " +
+               ToUtf8(profile.sid) + " with --user");
+  }
+
   bool IsOnOtherDrive(const std::u16string& path) const {
-    return path.size() > 2 && path[1] == u':' &&
-           !SameName(path.substr(0, 2), *machine_.environment.Find(u"SystemDrive"));
+    return path.size() > 2 && path[1] == u':' && !SameName(path.substr(0, 2), drive_);
+  }
+
+  static void Report(const Warning& report, const fs::path& place, const std::string& what) {
+    if (report) report(place.string() + ": " + what);
+  }
+
+  void ReportUnreadable(const fs::path& folder, const std::error_code& failure) {
+    const bool isMissing =
+        failure == std::errc::no_such_file_or_directory || failure == std::errc::not_a_directory;
+    if (!failure || isMissing) return;
+    Report(observer_.damage, folder,
+           "cannot be read (" + failure.message() + "); make it readable; its hives are left out");
+  }
+
+  std::vector<fs::path> FoldersIn(const std::optional<fs::path>& folder) {
+    std::vector<fs::path> folders;
+    std::error_code failure;
+    if (!folder) return folders;
+    for (fs::directory_iterator entry(*folder, failure), end; !failure && entry != end;
+         entry.increment(failure)) {
+      std::error_code ignored;
+      // A link is a compatibility name of a folder that is found by its own name.
+      if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) folders.push_back(entry->path());
+    }
+    ReportUnreadable(*folder, failure);
+    std::ranges::sort(folders);
+    return folders;
   }
 
   void Add(const fs::path& folder) {
-    const auto file = IsTemplate(folder) ? std::nullopt : FindEntry(folder, u"NTUSER.DAT");
-    if (!file) return;
+    const fs::path real = RealPath(folder);
+    if (IsTemplate(folder) || !visited_.insert(real).second) return;
     std::error_code failure;
-    const fs::path real = fs::weakly_canonical(*file, failure);
-    if (!found_.insert(real).second) return;
-    const auto profile = listed_.find(fs::weakly_canonical(folder, failure));
+    const fs::directory_iterator entries(folder, failure);
+    ReportUnreadable(folder, failure);
+    // Windows loads a mandatory profile's hive instead of the other.
+    auto file = FindEntry(folder, u"NTUSER.MAN");
+    if (!file) file = FindEntry(folder, u"NTUSER.DAT");
+    if (!file) return;
+    if (!found_.insert(RealPath(*file)).second) return;
+    const auto profile = listed_.find(real);
     UserHive hive{*file, FromUtf8(folder.filename().string()), {}, {}};
     if (profile != listed_.end()) {
       hive.profile = profile->second.path;
@@ -142,10 +183,15 @@ class Finder {
   }
 
   const fs::path root_;
+  const std::u16string drive_;
+  const std::u16string wanted_;
   Machine& machine_;
   const LoadObserver& observer_;
   /** The listed profiles by their real folders. */
   std::map<fs::path, ListedProfile> listed_;
+  /** Real paths of the folders. */
+  std::set<fs::path> visited_;
+  /** Real paths of the hives. */
   std::set<fs::path> found_;
   std::vector<UserHive> hives_;
 };
@@ -179,8 +225,10 @@ bool UserHive::IsPerson() const {
   return begins(u"S-1-5-21-") || begins(u"S-1-12-1-");
 }
 
-std::vector<UserHive> FindUserHives(const fs::path& root, Machine& machine, const LoadObserver& observer) {
-  return Finder(root, machine, observer).Run();
+std::vector<UserHive> FindUserHives(const fs::path& root, char16_t letter,
+                                    const std::optional<std::string>& wanted, Machine& machine,
+                                    const LoadObserver& observer) {
+  return Finder(root, letter, wanted, machine, observer).Run();
 }
 
 void ChooseUser(const std::vector<UserHive>& users, const std::optional<std::string>& nameOrSid,

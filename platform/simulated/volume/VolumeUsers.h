@@ -30,9 +30,12 @@ struct UserHive {
  * of their names, then those that only the volume's ProfileList names. Leaves out the profiles from which
  * Windows makes new ones. REQUIRES: SOFTWARE is in the registry, the system variables are set and the drives
  * are mounted.
- * @param root  path of the volume, for messages
+ * @param root    path of the volume, for messages
+ * @param letter  the volume's drive
+ * @param wanted  if it is a SID, its profile is preferred to others with the same folder
  */
-std::vector<UserHive> FindUserHives(const std::filesystem::path& root, Machine& machine,
+std::vector<UserHive> FindUserHives(const std::filesystem::path& root, char16_t letter,
+                                    const std::optional<std::string>& wanted, Machine& machine,
                                     const LoadObserver& observer);
 
 /**
