@@ -16,7 +16,7 @@ class Apartment {
   Apartment& operator=(const Apartment&) = delete;
 
  private:
-  bool isOurs;
+  [[maybe_unused]] bool isOurs = false;  // not used on Linux
 };
 
 }  // namespace kestrelbay::guard

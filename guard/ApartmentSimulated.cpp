@@ -2,7 +2,7 @@
 
 namespace kestrelbay::guard {
 
-Apartment::Apartment() : isOurs(false) {}
+Apartment::Apartment() = default;
 
 Apartment::~Apartment() = default;
 
