@@ -19,11 +19,8 @@ namespace Kestrelbay
         const int FieldBytes = 260, RoomBytes = 1024, BufferBytes = 65536;
         const int PollMs = 20;
         const int PauseMs = 500;  // between jobs of one kind, so that the thread of the previous job can end
-        const long NeverWritten = -11644473600000;
-        const string Png = "data:image/png;base64,";
         static readonly SemaphoreSlim oneInstall = new SemaphoreSlim(1, 1), oneUninstall = new SemaphoreSlim(1, 1);
         static volatile bool isStopped;
-        static readonly DateTimeOffset epoch = new DateTimeOffset(1970, 1, 1, 0, 0, 0, TimeSpan.Zero);
 
         /// <summary>Raised for all objects, on the thread of a call when it returns, and on other threads while a job
         /// runs. Has no sender. An exception of a handler goes to System.Diagnostics.Trace.</summary>
@@ -67,7 +64,7 @@ namespace Kestrelbay
             try
             {
                 var apps = new List<App>();
-                for (int i = 0; i < count; ++i) apps.Add(ToApp(entries + i * 8 * IntPtr.Size));
+                for (int i = 0; i < count; ++i) apps.Add(Entry.ToApp(entries + i * 8 * IntPtr.Size));
                 return apps;
             }
             finally
@@ -296,26 +293,6 @@ namespace Kestrelbay
                     Trace.TraceError("a handler of the log failed: " + error);
                 }
             }
-        }
-
-        static App ToApp(IntPtr entry)
-        {
-            Func<int, string> field = i => Text(Marshal.ReadIntPtr(entry, i * IntPtr.Size));
-            string icon = field(4);
-            bool isPicture = icon.StartsWith(Png, StringComparison.Ordinal);
-            long changed = long.Parse(field(6), System.Globalization.CultureInfo.InvariantCulture);
-            int architecture = Marshal.ReadInt32(entry, 7 * IntPtr.Size);
-            return new App
-            {
-                Name = field(0), Location = field(1), Version = field(2), IconSource = field(3), InstallDate = field(5),
-                // A time that cannot be read, or is not in the years 1 to 9999, is unknown.
-                Changed = changed == NeverWritten || changed > (DateTimeOffset.MaxValue - epoch).TotalMilliseconds ||
-                    changed < (DateTimeOffset.MinValue - epoch).TotalMilliseconds
-                    ? (DateTimeOffset?)null : epoch.AddMilliseconds(changed),
-                Architecture = architecture == 1 ? 32 : architecture == 2 ? 64 : (int?)null,
-                Icon = isPicture ? Convert.FromBase64String(icon.Substring(Png.Length)) : null,
-                IconPath = icon.Length > 0 && !isPicture ? icon : null,
-            };
         }
     }
 }

@@ -136,8 +136,10 @@ function sendRecordsOfOneObjectToTheListenersOfAll(library) {
 
 /** As a bundler or a second installation loads it: both copies have one order of jobs and one log. */
 async function shareTheLibraryBetweenCopiesOfThisModule(library) {
-  const file = require.resolve('kestrelbay-general');
-  delete require.cache[file];
+  const folderOfModule = path.dirname(require.resolve('kestrelbay-general'));
+  for (const file of Object.keys(require.cache)) {
+    if (path.dirname(file) === folderOfModule) delete require.cache[file];
+  }
   const copy = new (require('kestrelbay-general').Library)(folder);
   let records = 0;
   const listener = () => ++records;
@@ -217,7 +219,7 @@ async function main() {
   await assert.rejects(library.install('C:\\no such file.exe', 'a'), refusal('jobs cannot start after'));
 }
 
-main().catch((error) => {
-  console.error(error);
-  process.exitCode = 1;
-});
+process.exitCode = 1; // Node also ends when nothing can settle the promise of main any more
+main().then(() => {
+  process.exitCode = 0;
+}, console.error);

@@ -21,18 +21,17 @@ import logging
 import os
 import pathlib
 import sys
-import sysconfig
 import threading
 import time
 import traceback
-from typing import Any, List, Optional, Type, Union
+from typing import Any, List, Optional
 
+from ._native import FIELD_BYTES, INSTALL, UNINSTALL, AnyPath, Entry, decode, encode, encode_path, load
 from ._types import App, Facts, KestrelbayError, Outcome
 
 __version__ = "1.0"
 __all__ = ["App", "Facts", "KestrelbayError", "Library", "Outcome"]
 
-_FIELD_BYTES = 260
 _BUFFER_BYTES = 65536
 _POLL_SECONDS = 0.02
 _PAUSE_SECONDS = 0.5  # between jobs of one kind, so that the thread of the previous job can end
@@ -44,101 +43,27 @@ _FAILURES = {
     -3: "a thread could not be started",
     -4: "unexpected exception in the library",
 }
-_Path = Union[str, "os.PathLike[str]"]
 _log = logging.getLogger(__name__)
 _log.addHandler(logging.NullHandler())
 _levels = {2: logging.DEBUG, 3: logging.INFO, 4: logging.WARNING, 5: logging.ERROR}
 _job_locks = {"Install": threading.Lock(), "Uninstall": threading.Lock()}
 _stopped = threading.Event()
-_loading = threading.Lock()
-_folder: Optional[pathlib.Path] = None  # of the libraries, which a process has once
-
-
-class _Entry(ctypes.Structure):
-    _fields_ = [(name, ctypes.c_char_p) for name in (
-        "name", "location", "version", "icon_source", "icon", "install_date", "changed")] + [
-        ("architecture", ctypes.c_int32)]
-
-
-def _job_type(*fields: str) -> Type[ctypes.Structure]:
-    layout = [(name, ctypes.c_char * _FIELD_BYTES) for name in fields]
-    extra = [("room", ctypes.c_char * 1024), ("finished", ctypes.c_int32)]
-    return type("Job", (ctypes.Structure,), {"_fields_": layout + extra})
-
-
-_INSTALL = _job_type("path", "name", "key", "parameters", "result", "message", "version")
-_UNINSTALL = _job_type("name", "key", "result", "message")
-
-
-def _encode(text: str, what: str, limit: Optional[int] = None) -> bytes:
-    if not isinstance(text, str):
-        raise KestrelbayError(f"{what} must be a str, not {type(text).__name__}")
-    try:
-        encoded = text.encode("utf-8")
-    except UnicodeEncodeError as error:
-        raise KestrelbayError(f"{what} is not valid Unicode text: {error.reason}") from None
-    if b"\0" in encoded:
-        raise KestrelbayError(f"{what} contains a null character: remove it")
-    if limit is not None and len(encoded) > limit:
-        raise KestrelbayError(f"{what} has {len(encoded)} bytes of UTF-8, but at most {limit} are possible: shorten it")
-    return encoded
-
-
-def _encode_path(path: _Path, what: str, limit: Optional[int] = None) -> bytes:
-    encoded = _encode(os.fspath(path) if isinstance(path, os.PathLike) else path, what, limit)
-    if b'"' in encoded:
-        raise KestrelbayError(f"{what} contains a quotation mark: remove it, the library adds its own")
-    return encoded
-
-
-def _decode(text: Optional[bytes]) -> str:
-    return (text or b"").decode("utf-8", "replace")
-
-
-def _load(folder: pathlib.Path) -> tuple[ctypes.CDLL, ctypes.CDLL]:
-    global _folder
-    kind = sysconfig.get_platform()
-    if sys.maxsize < 2**32 or not kind.endswith(("amd64", "x86_64")):
-        raise KestrelbayError(f"this Python is for {kind}, but the library is for x64: use Python for x64")
-    options: dict[str, Any] = {}
-    if sys.platform == "win32":
-        names = ["KestrelbayGeneral.dll", "KestrelbayGuard.dll", "log.dll"]
-        options = {"winmode": 0x100 | 0x800}  # the DLL's own folder and System32 only
-    else:
-        names = ["libKestrelbayGeneral.so", "libKestrelbayGuard.so", "libkestrelbay_machine.so"]
-    if not folder.is_dir():
-        raise KestrelbayError(f"{folder} is not a folder: give the folder that holds {', '.join(names)}")
-    for name in names:
-        if not (folder / name).is_file():
-            raise KestrelbayError(f"{name} is missing in {folder}: copy it there from the KestrelbayGeneral package")
-    with _loading:
-        if _folder not in (None, folder):
-            raise KestrelbayError(f"the library is already loaded from {_folder}: a process has one")
-        loaded = []
-        for name in names[:2]:
-            try:
-                loaded.append(ctypes.CDLL(str(folder / name), **options))
-            except OSError as error:
-                raise KestrelbayError(f"{folder / name} cannot be loaded: {error}. "
-                                      "Copy all libraries of one x64 KestrelbayGeneral package there") from None
-            _folder = folder
-    return loaded[0], loaded[1]
 
 
 class Library:
     """The library. Thread-safe. Loaded once and never unloaded."""
 
-    def __init__(self, folder: Optional[_Path] = None) -> None:
+    def __init__(self, folder: Optional[AnyPath] = None) -> None:
         """Loads the library from `folder`, else from the environment variable KESTRELBAY_LIBRARY_DIR."""
         chosen = os.environ.get("KESTRELBAY_LIBRARY_DIR") if folder is None else folder
         if not chosen:
             raise KestrelbayError("give the folder of KestrelbayGeneral.dll, or set KESTRELBAY_LIBRARY_DIR")
         path = pathlib.Path(chosen).resolve()
-        self._general, self._guard = _load(path)
+        self._general, self._guard = load(path)
         self._general.ReleaseDllStr.restype = None
         try:
             self._guard.GuardVersion.restype = ctypes.c_char_p
-            found = _decode(self._guard.GuardVersion())
+            found = decode(self._guard.GuardVersion())
         except AttributeError:
             found = "unknown"
         if found != __version__:
@@ -148,7 +73,7 @@ class Library:
 
     def list(self, icons: bool = False) -> List[App]:
         """All installed applications, sorted by name. With `icons`, draws the icon of each executable."""
-        entries, count = ctypes.POINTER(_Entry)(), ctypes.c_uint32()
+        entries, count = ctypes.POINTER(Entry)(), ctypes.c_uint32()
         try:
             self._call("GetInstalledAppList", ctypes.byref(entries), ctypes.byref(count), ctypes.c_bool(icons))
             return [_app(entries[i]) for i in range(count.value)]
@@ -157,7 +82,7 @@ class Library:
 
     def version(self, name: str) -> Optional[str]:
         """Version of an application; None if it is not installed or has none."""
-        return self._fact("GetAppVersion", _encode(name, "the name"), b"")
+        return self._fact("GetAppVersion", encode(name, "the name"), b"")
 
     def facts(self) -> Facts:
         """Facts about the machine."""
@@ -171,23 +96,23 @@ class Library:
     def free_space(self, drive: str) -> Optional[int]:
         """Mebibytes free to the calling user on a drive such as "C:"; None if unknown."""
         mebibytes = ctypes.c_int64()
-        self._call("GetDiskAvailableSpace", _encode(drive, "the drive"), ctypes.byref(mebibytes))
+        self._call("GetDiskAvailableSpace", encode(drive, "the drive"), ctypes.byref(mebibytes))
         return mebibytes.value if mebibytes.value >= 0 else None
 
-    async def install(self, installer: _Path, name: str, parameters: str = "") -> Outcome:
+    async def install(self, installer: AnyPath, name: str, parameters: str = "") -> Outcome:
         """Runs an installer elevated and waits until it ends. Does not wait if the shell starts it without a handle
         of its process. Installations run one after another."""
-        job = _INSTALL()
-        job.path = _encode_path(installer, "the installer's path", _FIELD_BYTES - 1)
-        job.name = _encode(name, "the name", _FIELD_BYTES - 1)
-        job.parameters = _encode(parameters, "the parameter text", _FIELD_BYTES - 1)
+        job = INSTALL()
+        job.path = encode_path(installer, "the installer's path", FIELD_BYTES - 1)
+        job.name = encode(name, "the name", FIELD_BYTES - 1)
+        job.parameters = encode(parameters, "the parameter text", FIELD_BYTES - 1)
         return await self._job("Install", job)
 
     async def uninstall(self, name: str) -> Outcome:
         """Runs the application's uninstall command and waits until the registry changes. Uninstallations run one
         after another. Waits forever if the user cancels the command; only stop_waiting() ends that."""
-        job = _UNINSTALL()
-        job.name = _encode(name, "the name", _FIELD_BYTES - 1)
+        job = UNINSTALL()
+        job.name = encode(name, "the name", FIELD_BYTES - 1)
         return await self._job("Uninstall", job)
 
     def stop_waiting(self) -> None:
@@ -198,16 +123,16 @@ class Library:
     def start(self, name: str, alias: str = "") -> bool:
         """Starts an installed application. Returns whether the start succeeded. Blocks while a person answers the
         prompt for elevation. Leaves COM initialised on this thread, single-threaded."""
-        return self._call("StartApp", _encode(name, "the name"), _encode(alias, "the alias")) == 1
+        return self._call("StartApp", encode(name, "the name"), encode(alias, "the alias")) == 1
 
-    def run(self, path: _Path, arguments: str = "") -> bool:
+    def run(self, path: AnyPath, arguments: str = "") -> bool:
         """Starts a program without elevation. Returns whether it was started."""
-        return self._call("StartAnyExe", _encode_path(path, "the path"), _encode(arguments, "the arguments")) == 1
+        return self._call("StartAnyExe", encode_path(path, "the path"), encode(arguments, "the arguments")) == 1
 
     def forget(self, name: str) -> bool:
         """Deletes the first entry of list() with this name; False for an unknown one. True may only mean that an
         elevated command was started. Raises for an entry of a user or of the 32-bit view. Blocks as start()."""
-        encoded = _encode(name, "the name")
+        encoded = encode(name, "the name")
         first = next((app for app in self.list() if app.name == name), None)
         if first and first.architecture != 64:
             raise KestrelbayError("this entry is of a user or of the 32-bit view: the library cannot delete it")
@@ -226,7 +151,7 @@ class Library:
     def _transform(self, function: str, text: str, failure: str) -> str:
         output = ctypes.c_char_p()
         try:
-            self._call(function, _encode(text, "the text"), ctypes.byref(output))
+            self._call(function, encode(text, "the text"), ctypes.byref(output))
             result = output.value or b""
         finally:
             ctypes.memset(output, 0, len(output.value or b""))
@@ -241,7 +166,7 @@ class Library:
     def _fact(self, function: str, *arguments: bytes) -> Optional[str]:
         buffer, size = ctypes.create_string_buffer(_BUFFER_BYTES), ctypes.c_int32(_BUFFER_BYTES)
         found = self._call(function, *arguments, buffer, ctypes.byref(size), allowed=(-1,))
-        return _decode(buffer.value) if found == 1 else None
+        return decode(buffer.value) if found == 1 else None
 
     def _host_folder(self) -> Optional[str]:
         buffer, size = ctypes.create_string_buffer(_BUFFER_BYTES), ctypes.c_int32(_BUFFER_BYTES)
@@ -271,9 +196,9 @@ class Library:
         while not job.finished:
             time.sleep(_POLL_SECONDS)
             self._forward_log()
-        result = _decode(job.result)
-        version = _decode(bytes(job)[6 * _FIELD_BYTES:].partition(b"\0")[0]) if kind == "Install" else ""
-        return Outcome(result == "Success", result, _decode(job.message), version)
+        result = decode(job.result)
+        version = decode(bytes(job)[6 * FIELD_BYTES:].partition(b"\0")[0]) if kind == "Install" else ""
+        return Outcome(result == "Success", result, decode(job.message), version)
 
     def _call(self, function: str, *arguments: Any, allowed: tuple[int, ...] = ()) -> int:
         status: int = getattr(self._guard, "Guard" + function)(*arguments)
@@ -295,7 +220,7 @@ class Library:
             if taken < 0:
                 text = ctypes.create_string_buffer(size.value)
             else:
-                _emit(_levels.get(level.value, logging.INFO), _decode(text.value))
+                _emit(_levels.get(level.value, logging.INFO), decode(text.value))
             size.value = len(text)
 
 
@@ -311,7 +236,7 @@ def _emit(level: int, message: str) -> None:
 
 
 def _changed(milliseconds: int) -> Optional[datetime.datetime]:
-    """None if the time could not be read, or is after the year 9999."""
+    """None if the time could not be read, or is not in the years 1 to 9999."""
     epoch = datetime.datetime(1970, 1, 1, tzinfo=datetime.timezone.utc)
     try:
         return None if milliseconds == _NEVER_WRITTEN else epoch + datetime.timedelta(milliseconds=milliseconds)
@@ -319,12 +244,12 @@ def _changed(milliseconds: int) -> Optional[datetime.datetime]:
         return None
 
 
-def _app(entry: _Entry) -> App:
-    icon = _decode(entry.icon)
+def _app(entry: Entry) -> App:
+    icon = decode(entry.icon)
     is_picture = icon.startswith(_PNG)
     return App(
-        name=_decode(entry.name), version=_decode(entry.version), location=_decode(entry.location),
-        install_date=_decode(entry.install_date), icon_source=_decode(entry.icon_source),
+        name=decode(entry.name), version=decode(entry.version), location=decode(entry.location),
+        install_date=decode(entry.install_date), icon_source=decode(entry.icon_source),
         changed=_changed(int(entry.changed)),
         architecture={1: 32, 2: 64}.get(entry.architecture),
         icon=base64.b64decode(icon[len(_PNG):]) if is_picture else None,
