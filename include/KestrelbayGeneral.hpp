@@ -223,7 +223,8 @@ class Library {
   /**
    * Starts an installation. Installations run one after another. The future is ready half a second after the
    * end of the job, when the job's thread has left the library. The future's destructor waits for that. It
-   * has std::logic_error if PermanentStop came before the job's turn.
+   * has std::logic_error if PermanentStop came before the job's turn. If the shell starts the installer
+   * without a handle of its process, the job does not wait for it.
    */
   [[nodiscard]] std::future<Outcome> Install(const InstallOrder& order) {
     auto job = std::make_unique<detail::Job<InstallRequest>>();

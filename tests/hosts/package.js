@@ -68,8 +68,11 @@ async function surviveAListenerThatThrows(library) {
   assert.equal((await warned)[0].message, 'from a listener');
 }
 
-/** A worker thread does not know the jobs of another one, but may read the machine. */
-async function refuseJobsOfWorkerThreads() {
+/** A worker thread does not know the jobs of another one, but may read the machine. It leaves the log to listeners. */
+async function refuseJobsOfWorkerThreads(library) {
+  const records = [];
+  const listener = (record) => records.push(record.text);
+  library.on('log', listener);
   const worker = new Worker(`
     const { Library } = require('kestrelbay-general');
     const library = new Library(${JSON.stringify(folder)});
@@ -86,6 +89,9 @@ async function refuseJobsOfWorkerThreads() {
   assert.equal(count, 45);
   assert(messages.every((message) => message.includes('only the main thread')));
   await once(worker, 'exit');
+  library.freeSpace('C');
+  library.off('log', listener);
+  assert(records.some((record) => record.includes('GetInstalledAppList')));
 }
 
 /** JavaScript has dates of the far future and past. */
@@ -210,7 +216,7 @@ async function main() {
   await surviveAListenerThatThrows(library);
   sendRecordsOfOneObjectToTheListenersOfAll(library);
   await shareTheLibraryBetweenCopiesOfThisModule(library);
-  await refuseJobsOfWorkerThreads();
+  await refuseJobsOfWorkerThreads(library);
   assert.throws(() => library.run('"a.exe"'), refusal('the path contains a quotation mark'));
   await assert.rejects(library.install('"a.exe"', 'a'), refusal("the installer's path contains a quot"));
   assert.equal(library.facts().hostFolder, 'C:\\Program Files\\Baymarket');
