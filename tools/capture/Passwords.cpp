@@ -24,9 +24,9 @@ bool IsSecretSetting(std::u16string_view name) {
          std::ranges::any_of(kWords, [&](std::u16string_view word) { return name.ends_with(word); });
 }
 
-/** Returns the place behind the quote there, which may be escaped with a backslash; `at` if none is there. */
+/** Returns the place behind the quote there, which may be escaped with backslashes; `at` if none is there. */
 std::size_t SkipQuote(std::u16string_view text, std::size_t at) {
-  const std::size_t quote = at < text.size() && text[at] == u'\\' ? at + 1 : at;
+  const std::size_t quote = text.find_first_not_of(u'\\', at);
   return quote < text.size() && IsIn(u"\"'", text[quote]) ? quote + 1 : at;
 }
 
@@ -49,14 +49,33 @@ std::size_t BeginOfValue(std::u16string_view text, std::size_t at, bool isSwitch
   return begin < text.size() ? begin : kNone;
 }
 
+/** Returns how many backslashes are before the place. */
+std::size_t CountBackslashes(std::u16string_view text, std::size_t at) {
+  const std::u16string_view before = text.substr(0, at);
+  return at - (before.find_last_not_of(u'\\') + 1);
+}
+
+/**
+ * Returns where the value ends that begins behind a quote. The quote that closes it has as many backslashes
+ * as the one that opens it. If the text within is escaped too, each of its backslashes is there twice.
+ */
+std::size_t EndOfQuotedValue(std::u16string_view text, std::size_t value) {
+  const char16_t quote = text[value - 1];
+  const std::size_t backslashes = CountBackslashes(text, value - 1);
+  for (std::size_t end = value; (end = text.find(quote, end)) != kNone; ++end) {
+    const std::size_t count = CountBackslashes(text.substr(value), end - value);
+    if (count % (2 * backslashes + 2) != backslashes) continue;
+    const bool isDoubled = backslashes == 0 && end + 1 < text.size() && text[end + 1] == quote;
+    if (!isDoubled) return end - backslashes;
+    ++end;
+  }
+  return text.size();
+}
+
 /** Returns where the value that begins there ends. */
 std::size_t EndOfValue(std::u16string_view text, std::size_t value) {
-  const bool isQuoted = IsIn(u"\"'", text[value - 1]);
-  const std::u16string_view ends =
-      isQuoted ? text.substr(value - 1, 1) : std::u16string_view(u" \t\r\n\0;&\"'", 8);
-  const std::size_t end = std::min(text.find_first_of(ends, value), text.size());
-  const bool isEscaped = isQuoted && text[value - 2] == u'\\' && end > value && text[end - 1] == u'\\';
-  return isEscaped ? end - 1 : end;
+  if (IsIn(u"\"'", text[value - 1])) return EndOfQuotedValue(text, value);
+  return std::min(text.find_first_of(std::u16string_view(u" \t\r\n\0;&\"", 8), value), text.size());
 }
 
 }  // namespace

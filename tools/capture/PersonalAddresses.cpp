@@ -8,7 +8,7 @@ namespace capture {
 namespace {
 
 constexpr std::size_t kNone = std::u16string_view::npos;
-/** A longer person, host or address is none. Without a limit, a text of many signs takes quadratic time. */
+/** A longer person or host is none. Without a limit, a text of many signs takes quadratic time. */
 constexpr std::size_t kLongestName = 256;
 
 bool IsIn(std::u16string_view signs, char16_t unit) { return signs.find(unit) != kNone; }
@@ -101,13 +101,22 @@ void FindProxyCredentials(std::u16string_view text, PersonalParts& parts) {
   }
 }
 
-bool EndsWord(char16_t unit) { return unit <= u' ' || IsIn(u"\"<>", unit); }
+/** Returns where the word ends that is there. A password may contain any unit except a blank. */
+std::size_t EndOfCredentials(std::u16string_view text, std::size_t at) {
+  while (at < text.size() && text[at] > u' ') ++at;
+  return at;
+}
+
+/** Whether a host begins there. It may be a variable. */
+bool IsHostAt(std::u16string_view text, std::size_t at) {
+  return at < text.size() && (IsIn(u"%$", text[at]) || EndOfHost(text, at) != at);
+}
 
 /** Returns the last sign before a host, because a password may contain signs too; nowhere if there is none.
  */
 std::size_t LastSign(std::u16string_view text, std::size_t begin, std::size_t end) {
   for (std::size_t sign = end; sign-- > begin;) {
-    if (text[sign] == u'@' && EndOfHost(text, sign + 1) != sign + 1) return sign;
+    if (text[sign] == u'@' && IsHostAt(text, sign + 1)) return sign;
   }
   return kNone;
 }
@@ -115,10 +124,11 @@ std::size_t LastSign(std::u16string_view text, std::size_t begin, std::size_t en
 /**
  * Returns the sign behind the credentials of an address with a scheme; nowhere if it has none.
  * @param begin  the first unit behind the scheme
+ * @param last  the last sign of the word; nowhere if it has none
  */
-std::size_t SignOfAuthority(std::u16string_view text, std::size_t begin) {
-  const std::u16string_view rest = text.substr(begin, kLongestName);
-  const auto endsAuthority = [](char16_t unit) { return EndsWord(unit) || IsIn(u"/\\?#'", unit); };
+std::size_t SignOfAuthority(std::u16string_view text, std::size_t begin, std::size_t last) {
+  const std::u16string_view rest = text.substr(begin);
+  const auto endsAuthority = [](char16_t unit) { return unit <= u' ' || IsIn(u"/\\?#'\"<>", unit); };
   const auto size = static_cast<std::size_t>(std::ranges::find_if(rest, endsAuthority) - rest.begin());
   const std::u16string_view authority = rest.substr(0, size);
   const std::size_t sign = authority.rfind(u'@');
@@ -127,30 +137,36 @@ std::size_t SignOfAuthority(std::u16string_view text, std::size_t begin) {
   // of the ends.
   const std::size_t colon = authority.find(u':');
   const bool isHost = colon == kNone || colon == 0 || authority[0] == u'[' ||
-                      std::ranges::all_of(authority.substr(colon + 1), IsFigure);
-  if (isHost) return kNone;
-  const auto word = static_cast<std::size_t>(std::ranges::find_if(rest, EndsWord) - rest.begin());
-  return LastSign(text, begin + size, begin + word);
+                      (colon + 1 != size && std::ranges::all_of(authority.substr(colon + 1), IsFigure));
+  return isHost || last == kNone || last < begin + size ? kNone : last;
 }
 
-/** Whether the colon is not behind a user, but behind a drive, a scheme or the host of an address. */
+/** Whether the colon is not behind a user, but behind a drive, a scheme, the host of an address, or the name
+ * of a text in quotes or brackets. */
 bool IsOtherColon(std::u16string_view text, std::size_t begin, std::size_t colon) {
-  if (begin > 0 && text[begin - 1] == u'/') return true;
+  if ((begin > 0 && text[begin - 1] == u'/') || IsIn(u"\"<", text[colon + 1])) return true;
   const bool isDrive = colon - begin == 1 && IsSeparator(text[colon + 1]);
   const std::u16string_view scheme = text.substr(begin, colon - begin);
   return isDrive || text.substr(colon + 1, 2) == u"//" ||
          (scheme.size() == 6 && StartsWith(scheme, 0, u"MAILTO"));
 }
 
+/** Returns where a text ends that begins behind a quote or bracket: before the one that closes it. */
+std::size_t EndOfQuoted(std::u16string_view text, std::size_t begin, std::size_t end) {
+  const std::size_t pair = begin == 0 ? kNone : std::u16string_view(u"\"<").find(text[begin - 1]);
+  return pair == kNone ? end : std::min(text.substr(0, end).find(u"\">"[pair], begin), end);
+}
+
 /** Adds the user and password in a word of a text, such as `user:password@host`. */
 void AddPlainCredentials(std::u16string_view text, std::size_t begin, std::size_t end, PersonalParts& parts) {
-  const std::size_t sign = LastSign(text, begin, end);
-  if (sign == kNone) return;
   std::size_t user = begin;
-  for (std::size_t at = begin; at + 1 < sign; ++at) {
-    if (IsIn(u"/\\?#'()=,;", text[at])) user = at + 1;
+  for (std::size_t at = begin; at + 1 < end; ++at) {
+    if (IsIn(u"/\\?#'()=,;\"<>", text[at])) user = at + 1;
     if (text[at] != u':' || at == user || IsOtherColon(text, user, at)) continue;
-    return AddCredentials(text, user, sign, parts);
+    const std::size_t quoted = EndOfQuoted(text, user, end);
+    const std::size_t sign = LastSign(text, at + 2, quoted);
+    if (sign != kNone) AddCredentials(text, user, sign, parts);
+    at = quoted - 1;
   }
 }
 
@@ -248,16 +264,25 @@ void FindAccounts(std::u16string_view text, PersonalParts& parts) {
 
 void FindAddressCredentials(std::u16string_view text, bool isProxy, PersonalParts& parts) {
   if (isProxy) return FindProxyCredentials(text, parts);
-  for (std::size_t at = text.find(u"://"); at != kNone; at = text.find(u"://", at + 1)) {
-    const std::size_t sign = SignOfAuthority(text, at + 3);
-    if (sign != kNone) AddCredentials(text, at + 3, sign, parts);
+  std::size_t word = 0;
+  std::size_t last = kNone;
+  for (std::size_t at = text.find(u"://"); at != kNone; at = text.find(u"://", at)) {
+    at += 3;
+    // Once for all addresses of a word, because a password may be as long as the text.
+    if (at > word) {
+      word = EndOfCredentials(text, at);
+      last = LastSign(text, at, word);
+    }
+    const std::size_t sign = SignOfAuthority(text, at, last);
+    if (sign == kNone) continue;
+    AddCredentials(text, at, sign, parts);
+    at = sign;
   }
 }
 
 void FindPlainCredentials(std::u16string_view text, PersonalParts& parts) {
   for (std::size_t at = 0, end = 0; at < text.size(); at = end + 1) {
-    end = at;
-    while (end < text.size() && !EndsWord(text[end])) ++end;
+    end = EndOfCredentials(text, at);
     AddPlainCredentials(text, at, end, parts);
   }
 }

@@ -28,7 +28,10 @@ void FindAccounts(std::u16string_view text, PersonalParts& parts);
  */
 void FindAddressCredentials(std::u16string_view text, bool isProxy, PersonalParts& parts);
 
-/** Adds the user and password of `user:password@host`. The password ends at the last sign before a blank. */
+/**
+ * Adds the user and password of `user:password@host`. The password ends at the last sign before a blank, or
+ * before the quote or bracket that closes the one before the user.
+ */
 void FindPlainCredentials(std::u16string_view text, PersonalParts& parts);
 
 }  // namespace capture
