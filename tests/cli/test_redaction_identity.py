@@ -80,6 +80,34 @@ class IdentityTest(RedactionTestCase):
         self.check(folder, ["Wichtelwerke", "Unbekannt", "Berta", "XY Z"])
         self.assertIn("XYlophon", self.registry(folder))
 
+    def test_an_owner_of_signs_only_changes_no_text(self):
+        for owner in (" ", ".", "-", "?!"):
+            with self.subTest(owner):
+                self.doCleanups(), self.setUp()
+                folder = self.redacted(app("A b-c?!", "HKEY_USERS\\S-1-5-18\\" + UNINSTALL + "\\A", DisplayVersion="1.2.3"),
+                                       key(CURRENT, {"RegisteredOwner": owner}), entry("B", f'"RegOwner"={quoted(owner)}\n'))
+                self.assertEqual(self.apps(folder)["A b-c?!"]["displayVersion"], "1.2.3")
+                self.assertIn("HKEY_USERS\\S-1-5-18\\", self.registry(folder))
+
+    def test_an_owner_with_signs_at_its_ends_is_found_without_them(self):
+        folder = self.redacted(entry("A", '"RegOwner"="Zephyrin "\n"RegUser"="(Quastel)"\n'
+                                          '"x"="Report of Zephyrin and Quastel"\n'))
+        self.check(folder, ["Zephyrin", "Quastel"])
+
+    def test_names_in_every_script_of_the_code_pages_in_any_case(self):
+        texts = {"Παύλος Ιωάννου": ["cp1253", "cp737"], "ИванПетров": ["cp866", "cp1251"],
+                 "Bērziņš": ["cp1257", "cp775"], "Łukaszówna": ["cp1250", "cp852"], "Gökçeğüş": ["cp1254", "cp857"]}
+        for name, pages in texts.items():
+            with self.subTest(name):
+                self.doCleanups(), self.setUp()
+                forms = [form.encode(page) for form in (name, name.upper(), name.lower(), name.swapcase()) for page in pages
+                         if len(form.encode(page, "ignore")) == len(name)]
+                escaped = "".join(f"%{byte:02X}" for byte in forms[0]).encode()
+                folder = self.redacted(entry("A", "".join(raw(f"v{n}", b"\1" * n + form) for n, form in enumerate([*forms, escaped]))),
+                                       environment={"USERNAME": name, "SystemRoot": "C:\\Windows"})
+                self.assertGreater(len(forms), 5)
+                self.assertEqual(self.left(folder, *forms, escaped), [])
+
     def test_mail_addresses(self):
         folder = self.redacted(entry("A", '"Contact"="mailto:berta.unbekannt+x@firma-wichtel.example; and"\n'
                                      + raw("b", "berta@wichtel.example".encode("utf-16-le"))

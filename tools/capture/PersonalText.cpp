@@ -46,12 +46,23 @@ char16_t TakeUnit(std::u16string_view text, std::size_t& at) {
   return WithoutWidth(static_cast<char16_t>(unit));
 }
 
+/** The next character of a narrow text in the code page, Folded(); 0 if it is none. */
+char16_t TakeCharacter(std::u16string_view text, std::size_t& at, const CodePage& page) {
+  const char16_t first = TakeByte(text, at);
+  if (first > 0xFF) return 0;
+  if (page[first] != 0 || at >= text.size() || page.size() <= 0x100) return page[first];
+  const char16_t second = TakeByte(text, at);
+  return second > 0xFF ? u'\0' : page[std::size_t{first} << 8 | second];
+}
+
 /** Returns how much of the text the name takes there, in any of its forms; 0 if another text is there. */
-std::size_t SizeAt(std::u16string_view text, std::size_t at, const std::u16string& name) {
-  if (StartsWith(text, at, name)) return name.size();
+std::size_t SizeAt(std::u16string_view text, std::size_t at, const PersonalName& name) {
+  if (!name.page && StartsWith(text, at, name.text)) return name.text.size();
   std::size_t end = at;
-  for (const char16_t unit : name) {
-    if (end >= text.size() || Folded(TakeUnit(text, end)) != unit) return 0;
+  for (const char16_t unit : name.text) {
+    if (end >= text.size()) return 0;
+    const char16_t found = name.page ? TakeCharacter(text, end, *name.page) : Folded(TakeUnit(text, end));
+    if (found != unit) return 0;
   }
   return end - at;
 }
@@ -76,13 +87,21 @@ bool IsInCode(std::u16string_view text, std::size_t begin, std::size_t end) {
   return true;
 }
 
+/** Returns a number for the script of the unit, by its block of 256. Latin has the first ones, and the
+ * scripts of eastern Asia have many. */
+int ScriptOf(char16_t unit) {
+  constexpr char16_t kAfterLatin = 0x250;
+  constexpr char16_t kEasternAsia = 0x2E80;
+  if (unit < kAfterLatin) return 0;
+  return unit < kEasternAsia ? unit >> 8 : kEasternAsia >> 8;
+}
+
 /**
- * Whether two adjacent units belong to one word. Latin letters and other scripts do not, because the second
- * one is often another value that the bytes behind a name are.
+ * Whether two adjacent units belong to one word. Those of two scripts do not, because the bytes before or
+ * behind a name in other data are often a unit of another script.
  */
 bool AreOneWord(char16_t left, char16_t right) {
-  constexpr char16_t kAfterLatin = 0x250;
-  return IsWord(left) && IsWord(right) && (left < kAfterLatin) == (right < kAfterLatin);
+  return IsWord(left) && IsWord(right) && ScriptOf(left) == ScriptOf(right);
 }
 
 }  // namespace
@@ -162,7 +181,7 @@ void FindNames(std::u16string_view text, std::span<const PersonalName> names, bo
                PersonalParts& parts) {
   std::vector<bool> begins(0x10000);
   for (const PersonalName& name : names) {
-    begins[name.text[0]] = true;
+    for (const char16_t unit : name.begins) begins[unit] = true;
     // As an escape, each letter begins with a percent sign. A form of full width begins with these units.
     begins[u'%'] = true;
     std::fill(begins.begin() + 0xFF01, begins.begin() + 0xFF5F, true);
@@ -172,7 +191,7 @@ void FindNames(std::u16string_view text, std::span<const PersonalName> names, bo
   for (std::size_t at = 0; at < text.size(); ++at) {
     if (!begins[Folded(text[at])]) continue;
     for (const PersonalName& name : names) {
-      const std::size_t end = at + SizeAt(text, at, name.text);
+      const std::size_t end = at + SizeAt(text, at, name);
       if (end == at) continue;
       const bool isWord = (at == 0 || !AreOneWord(text[at - 1], text[at])) &&
                           (end == text.size() || !AreOneWord(text[end - 1], text[end]));
@@ -188,18 +207,15 @@ void FindNames(std::u16string_view text, std::span<const PersonalName> names, bo
 
 std::vector<std::u16string> PartsOfName(std::u16string_view name) {
   std::vector<std::u16string> parts;
-  std::size_t count = 0;
   for (std::size_t at = 0; at < name.size(); ++at) {
     const std::size_t begin = at;
     while (at < name.size() && IsWord(name[at])) ++at;
-    if (at == begin) continue;
-    ++count;
     const std::u16string_view part = name.substr(begin, at - begin);
     const bool isCommon = std::ranges::find(kCommonNames, part) != std::end(kCommonNames);
-    if (part.size() >= kTellingChars && !isCommon && !std::ranges::all_of(part, IsFigure))
-      parts.emplace_back(part);
+    const bool isPart = part.size() >= kTellingChars && part.size() < name.size();
+    if (isPart && !isCommon && !std::ranges::all_of(part, IsFigure)) parts.emplace_back(part);
   }
-  return count > 1 ? parts : std::vector<std::u16string>();
+  return parts;
 }
 
 }  // namespace capture

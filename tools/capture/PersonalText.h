@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "CodePages.h"
+
 namespace capture {
 
 /** NamePart: one part of a person's name, such as the surname. */
@@ -29,6 +31,10 @@ struct PersonalName {
   PersonalKind kind;
   /** Whether it is also found inside words. */
   bool inWords;
+  /** The units with which it begins in a text, Folded(). */
+  std::u16string begins;
+  /** The code page of the texts in which it is found; null for UTF-16 and UTF-8. Borrowed. */
+  const CodePage* page = nullptr;
 };
 
 /**
@@ -76,8 +82,7 @@ void FindSids(std::u16string& text, PersonalParts& parts);
 void FindNames(std::u16string_view text, std::span<const PersonalName> names, bool withShort,
                PersonalParts& parts);
 
-/** Returns the parts of a person's name that have four letters or more; none if the name has only one part.
- */
+/** Returns the parts of a person's name that have four letters or more and are not the whole name. */
 std::vector<std::u16string> PartsOfName(std::u16string_view name);
 
 }  // namespace capture

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <set>
 
 #include "CodePages.h"
 #include "FactsCapture.h"
@@ -48,6 +47,15 @@ std::u16string Widened(std::string_view bytes) {
   std::u16string text;
   for (const char byte : bytes) text += static_cast<unsigned char>(byte);
   return text;
+}
+
+/** Returns the bytes with which the character begins in the code page, Folded(). */
+std::u16string FirstBytes(const CodePage& page, char16_t character) {
+  std::u16string bytes;
+  for (std::size_t code = 0; code < page.size(); ++code) {
+    if (page[code] == character) bytes += Folded(static_cast<char16_t>(code > 0xFF ? code >> 8 : code));
+  }
+  return bytes;
 }
 
 void Mask(const PersonalParts& parts, std::u16string& text) {
@@ -102,7 +110,10 @@ void Redactor::EndLearning() {
     if (kind != PersonalKind::User) continue;
     for (std::u16string& part : PartsOfName(name)) names_.emplace(std::move(part), PersonalKind::NamePart);
   }
-  std::erase_if(names_, [](const auto& name) { return IsWindowsOwnName(name.first) || name.first.empty(); });
+  // A name of signs only, such as "-", is in every text and identifies nobody.
+  std::erase_if(names_, [](const auto& name) {
+    return IsWindowsOwnName(name.first) || std::ranges::none_of(name.first, IsWord);
+  });
   for (const auto& [name, kind] : names_) standIns_.Avoid(name);
   for (const auto& [name, kind] : names_) {
     AddName(name, kind);
@@ -133,20 +144,17 @@ void Redactor::EndLearning() {
 void Redactor::AddName(const std::u16string& text, PersonalKind kind) {
   const bool inWords =
       kind != PersonalKind::Organization && kind != PersonalKind::NamePart && IsSoughtInWords(text);
-  wide_.push_back({text, kind, inWords});
-  // In a code page, letters above ASCII are found in lower case and upper case only.
-  std::u16string lower = text;
-  for (char16_t unit = 0xFFFF; unit != 0; --unit) {
-    if (Folded(unit) != unit) std::ranges::replace(lower, Folded(unit), unit);
+  wide_.push_back({text, kind, inWords, text.substr(0, 1)});
+  narrow_.push_back(wide_.back());
+  if (std::ranges::all_of(text, [](char16_t unit) { return unit < 0x80; })) return;
+  // Characters of four bytes are compared by their bytes.
+  const std::u16string utf8 = Folded(Widened(ToUtf8(text)));
+  narrow_.push_back({utf8, kind, inWords, utf8.substr(0, 1)});
+  for (const CodePage& page : CodePages()) {
+    const auto hasUnit = [&](char16_t unit) { return std::ranges::find(page, unit) != page.end(); };
+    if (std::ranges::all_of(text, hasUnit))
+      narrow_.push_back({text, kind, inWords, FirstBytes(page, text[0]), &page});
   }
-  std::u16string title = lower;
-  title[0] = text[0];
-  std::set<std::u16string> forms{text};
-  for (const std::u16string& spelling : {text, lower, title}) {
-    forms.insert(Folded(Widened(ToUtf8(spelling))));
-    for (const std::string& narrow : InCodePages(spelling)) forms.insert(Folded(Widened(narrow)));
-  }
-  for (const std::u16string& form : forms) narrow_.push_back({form, kind, inWords});
 }
 
 void Redactor::AddBytes(const std::string& bytes, const std::string& standIn) {

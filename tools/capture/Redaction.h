@@ -86,7 +86,8 @@ class Redactor {
   StandIns standIns_;
   std::map<std::u16string, PersonalKind> names_;
   PersonalNames wide_;
-  /** The names as they are in narrow texts: their bytes in each code page, one byte in each unit. */
+  /** The names as they are found in narrow texts, with one byte in each unit: in UTF-8 and in each code page.
+   */
   PersonalNames narrow_;
   /** The bytes of the machine's part of a SID or of its GUID, with the bytes that replace them. */
   std::vector<std::pair<std::string, std::string>> raw_;
