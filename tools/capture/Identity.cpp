@@ -41,13 +41,11 @@ std::u16string Read(std::u16string_view path, const char16_t* name,
   return status == 0 && isText ? Expanded(text.c_str()) : std::u16string();
 }
 
-std::vector<std::u16string> SubKeys(std::u16string_view path) {
+std::vector<std::u16string> SubKeys(HKEY root, std::u16string_view path) {
   std::vector<std::u16string> names;
   HKEY key = nullptr;
   const DWORD access = platform::KEY_READ | platform::KEY_WOW64_64KEY;
-  if (platform::RegOpenKeyExW(platform::HKEY_LOCAL_MACHINE, std::u16string(path).c_str(), 0, access, &key) !=
-      0)
-    return names;
+  if (platform::RegOpenKeyExW(root, std::u16string(path).c_str(), 0, access, &key) != 0) return names;
   char16_t name[260];
   for (DWORD index = 0, chars = 260;
        platform::RegEnumKeyExW(key, index, name, &chars, nullptr, nullptr, nullptr, nullptr) == 0;
@@ -92,10 +90,18 @@ void AddAccount(const CapturedMachine& machine, Identity& identity) {
 
 void AddFolders(const CapturedMachine& machine, Identity& identity) {
   AddFolder(machine.Variable(u"USERPROFILE"), identity);
-  for (const std::u16string& sid : SubKeys(kProfiles))
+  for (const std::u16string& sid : SubKeys(platform::HKEY_LOCAL_MACHINE, kProfiles))
     AddFolder(Read(std::u16string(kProfiles) + u"\\" + sid, u"ProfileImagePath"), identity);
   const std::u16string root = FolderOf(Read(kProfiles, u"ProfilesDirectory"));
   if (!root.empty()) identity.places.roots.push_back(root);
+}
+
+/** Adds the names of hives that are no SIDs. On a volume, a profile without a SID has the name of its folder.
+ */
+void AddHives(Identity& identity) {
+  for (const std::u16string& name : SubKeys(platform::HKEY_USERS, u"")) {
+    if (!name.starts_with(u"S-1-") && name != u".DEFAULT") identity.users.push_back(name);
+  }
 }
 
 void AddVariables(const CapturedMachine& machine, Identity& identity) {
@@ -162,6 +168,7 @@ Identity ReadIdentity(const CapturedMachine& machine) {
   identity.users = {machine.Variable(u"USERNAME")};
   AddOwners(machine, identity);
   AddFolders(machine, identity);
+  AddHives(identity);
   AddVariables(machine, identity);
   AddComputers(machine, identity);
   AddAccount(machine, identity);
@@ -171,6 +178,9 @@ Identity ReadIdentity(const CapturedMachine& machine) {
 }
 
 namespace {
+
+/** Whether the note is about a key. */
+bool IsKey(const CapturedNote& note) { return note.place.starts_with(u"HKEY_"); }
 
 /** Visits all texts except paths of keys and names of variables. */
 template <typename Visit>
@@ -191,6 +201,14 @@ void ForEachText(CapturedMachine& machine, Visit visit) {
     if (app && app->id) visit(*app->id);
   }
   for (CapturedFile& file : machine.files) visit(file.path);
+  for (CapturedNote& note : machine.notes) {
+    visit(note.what);
+    if (IsKey(note)) continue;
+    // A file of a volume has a relative path, and user folders are found behind a separator only.
+    note.place.insert(0, u"\\");
+    visit(note.place);
+    note.place.erase(0, 1);
+  }
 }
 
 }  // namespace
@@ -207,8 +225,9 @@ void Redact(CapturedMachine& machine, const Identity& identity) {
     redactor.HideKey(key.path);
     for (CapturedValue& value : key.values) redactor.Hide(value);
   }
-  for (CapturedNote& note : machine.notes)
-    note.place.starts_with(u"HKEY_") ? redactor.HideKey(note.place) : redactor.Hide(note.place);
+  for (CapturedNote& note : machine.notes) {
+    if (IsKey(note)) redactor.HideKey(note.place);
+  }
   ForEachText(machine, [&](std::u16string& text) { redactor.Hide(text); });
   for (auto& [name, value] : machine.environment) redactor.HideVariable(name);
   for (CapturedAnswer& answer : machine.answers)

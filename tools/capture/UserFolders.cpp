@@ -49,8 +49,9 @@ constexpr std::u16string_view kUsersVariables[] = {u"USERPROFILE", u"APPDATA", u
                                                    u"HOMESHARE"};
 /** Names in every user folder. */
 constexpr std::u16string_view kCommonFolders[] = {
-    u"APPDATA", u"LOCAL", u"LOCALLOW", u"ROAMING", u"PROGRAMS", u"PROGRAM",   u"FILES",     u"TEMP",
-    u"DESKTOP", u"START", u"MENU",     u"CACHE",   u"PACKAGE",  u"DOCUMENTS", u"DOWNLOADS", u"MICROSOFT"};
+    u"APPDATA", u"LOCAL",     u"LOCALLOW",  u"ROAMING",   u"PROGRAMS", u"PROGRAM",
+    u"FILES",   u"TEMP",      u"DESKTOP",   u"START",     u"MENU",     u"CACHE",
+    u"PACKAGE", u"DOCUMENTS", u"DOWNLOADS", u"MICROSOFT", u"NTUSER"};
 /** Endings that stay. ".exe" in a path decides how an icon is drawn. */
 constexpr std::u16string_view kExtensions[] = {u"BAT", u"BMP", u"CMD", u"COM", u"CPL", u"DAT", u"DLL", u"EXE",
                                                u"HTM", u"ICO", u"INF", u"INI", u"JAR", u"JPG", u"LNK", u"LOG",

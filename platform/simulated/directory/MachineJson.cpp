@@ -68,7 +68,9 @@ void Reader::ReadMember(const std::string& name, const json& value) {
 void Reader::ReadUser(const json& value) {
   for (const auto& [name, member] : Object(value, "user").items()) {
     const std::u16string text = Text(member, "user." + name);
-    if (name == "sid" && !text.starts_with(u"S-1-")) Fail("user.sid", "no SID; write it as S-1-5-21-...");
+    // A profile of a volume may have no SID: its hive has the name of its folder.
+    const bool isKey = text.size() <= Key::kLongestName && text.find(u'\\') == text.npos;
+    if (name == "sid" && !isKey) Fail("user.sid", "no name of a hive; write it as S-1-5-21-...");
     if (name != "sid" && name != "name") Fail("user." + name, "unknown; a user has a name and a sid");
     (name == "sid" ? description_.userSid : description_.userName) = text;
   }

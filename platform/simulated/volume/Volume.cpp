@@ -228,9 +228,11 @@ void LoadVolume(const fs::path& volume, const fs::path& folder, const VolumeOpti
                 Machine& machine, const LoadObserver& observer) {
   machine.volume.emplace();
   LoadObserver noting = observer;
-  noting.damage = [&machine, damage = observer.damage,
-                   begin = (volume / "").string()](const std::string& line) {
-    const std::string below = line.starts_with(begin) ? line.substr(begin.size()) : line;
+  noting.damage = [&machine, damage = observer.damage, volume](const std::string& line) {
+    // Without the volume's own path, which is the host's.
+    std::string_view below = line;
+    for (const std::string& begin : {(volume / "").string(), volume.string() + ": "})
+      if (below.starts_with(begin)) below.remove_prefix(begin.size());
     // A file's name on the host can be invalid UTF-8, which JSON cannot contain.
     machine.volume->damage.push_back(ToUtf8(FromUtf8(below)));
     if (damage) damage(line);

@@ -58,7 +58,13 @@ void NoteVolume(capture::CapturedMachine& machine) {
         "recovered " + std::to_string(hive.entries) + " log entries, newest change " + hive.newestChange;
     machine.notes.push_back({capture::ToWide(hive.key), capture::ToWide(what)});
   }
-  for (const std::string& line : volume->damage) machine.notes.push_back({u"", capture::ToWide(line)});
+  for (const std::string& line : volume->damage) {
+    // Most lines begin with the path of a file.
+    const std::size_t colon = line.find(": ");
+    const std::string place = colon == line.npos ? "" : line.substr(0, colon);
+    const std::string what = colon == line.npos ? line : line.substr(colon + 2);
+    machine.notes.push_back({capture::ToWide(place), capture::ToWide(what)});
+  }
 }
 
 capture::CapturedMachine ReadMachine(const CaptureOptions& options) {
