@@ -1,8 +1,10 @@
 #include "commands/Answers.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <numeric>
 
+#include "capture/FixedNames.h"
 #include "capture/Text.h"
 #include "console/SaveFile.h"
 #include "explain/ExplainJson.h"
@@ -30,12 +32,29 @@ Json ExplainAll() {
   return ToJson(part);
 }
 
-/** Visits each text, always in the same order. A text of the member "path" is the path of a key. */
+/** Whether the member of an explanation has words of this program, which are the same on every machine. */
+bool HasFixedWords(std::string_view member) {
+  constexpr std::string_view kMembers[] = {"root",  "role",  "fate",         "rule",
+                                           "found", "field", "disagreement", "filled"};
+  return std::ranges::find(kMembers, member) != std::end(kMembers);
+}
+
+/** Whether the member has the name of a value by which the library finds it. */
+bool IsFixedName(std::string_view member, const Json& text) {
+  return (member == "name" || member == "value") && text.is_string() &&
+         capture::IsFixedValueName(capture::ToWide(text.get<std::string>()));
+}
+
+/** Visits each text of the machine, always in the same order. Says whether it is the path of a key. */
 template <typename Node, typename Visit>
-void ForEachText(Node& node, Visit visit, bool isPath = false) {
-  if (node.is_string()) return visit(node, isPath);
+void ForEachText(Node& node, Visit visit, std::string_view member = {}) {
+  if (HasFixedWords(member) || IsFixedName(member, node)) return;
+  const bool isKey = member == "registryKey";
+  if (node.is_string()) return visit(node, isKey || member == "path");
   if (!node.is_structured()) return;
-  for (auto& [name, child] : node.items()) ForEachText(child, visit, node.is_object() && name == "path");
+  // Elements of a list, and the text of the field registryKey, belong to the member above them.
+  const bool isPart = node.is_array() || isKey;
+  for (auto& [name, child] : node.items()) ForEachText(child, visit, isPart ? member : name);
 }
 
 }  // namespace
