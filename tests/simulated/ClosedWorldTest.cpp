@@ -139,6 +139,15 @@ TEST_F(ClosedWorld, NumberOfAChangeThatIsOutOfRangeIsRefused) {
   }
 }
 
+TEST_F(ClosedWorld, TwoChangesOfOneNumberAreRefused) {
+  WriteRegistry("~change-00000007.reg", kStatements);
+  WriteRegistry("~change-00000007.pending", kStatements);
+  const fs::path file = folder / "registry/~change-00000007.pending";
+  EXPECT_THAT(Refusal(), StartsWith(file.string() + ": another change has this number; "));
+  fs::remove(file);
+  EXPECT_NO_THROW(Open(Changes::Lasting));
+}
+
 class CaptureFiles : public ClosedWorld {
  protected:
   /** Writes a capture that names one file. */

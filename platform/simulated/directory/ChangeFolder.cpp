@@ -85,6 +85,11 @@ ChangeFolder::ChangeFolder(const Folder& root) : root_(root) {
   for (const std::uint64_t number : changes_) inOrder.emplace_back(number, kDone);
   for (const std::uint64_t number : pending_) inOrder.emplace_back(number, kPending);
   std::ranges::sort(inOrder);
+  // A finished operation would replace the other change.
+  const auto twin = std::ranges::adjacent_find(inOrder, {}, [](const auto& change) { return change.first; });
+  if (twin != inOrder.end())
+    throw MachineError(root_.PathOf(FileOf(twin->first, kPending)).string() +
+                       ": another change has this number; rename or remove one of the files");
   for (const auto& [number, ending] : inOrder) files_.push_back(FileOf(number, ending));
 }
 

@@ -23,7 +23,8 @@ class ChangeFolder {
   /**
    * Lists the files. The folder need not exist; the first change makes it.
    * @param root  the machine directory; the caller owns it
-   * @throws MachineError for a folder that cannot be read and for a change whose number is out of range
+   * @throws MachineError for a folder that cannot be read, for a change whose number is out of range, and for
+   * two changes of one number
    */
   explicit ChangeFolder(const Folder& root);
 
