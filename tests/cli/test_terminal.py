@@ -55,7 +55,8 @@ class TerminalTest(TestCase):
         self.assertNotRegex(sent, "[\x1b\u202e]")
 
     def test_table_shows_characters_without_width_and_tags(self):
-        hidden = ["\u200b", "\u200d", "\u2060", "\ufeff", "\u180e", "\U000e0041", "\U000e007f", "\u3164"]
+        hidden = ["\u200b", "\u200d", "\u2060", "\ufeff", "\u180e", "\U000e0041", "\U000e007f", "\u3164", "\u00ad", "\u17b4",
+                  "\u17b5", "\u2065", "\ufff0", "\ufff8", "\U0001bca0", "\U0001bca3", "\U0001d173", "\U0001d17a"]
         pc = self.machine(*(app(f"A{c}{n}") for n, c in enumerate(hidden)), name="odd")
         text = self.output("--machine", pc, "list")
         for n, character in enumerate(hidden):

@@ -44,12 +44,13 @@ bool ChangesLayout(char32_t code) {
  * to FE0F, E0100 to E01EF) are not among them: they change what the character before them looks like.
  */
 bool IsInvisible(char32_t code) {
-  const bool isZeroWidth = IsIn(code, 0x200B, 0x200D) || IsIn(code, 0x2060, 0x2064) || code == 0xFEFF ||
-                           IsIn(code, 0x206A, 0x206F) || IsIn(code, 0xFFF9, 0xFFFB) || code == 0x180E ||
-                           code == 0x034F;
+  const bool isZeroWidth = IsIn(code, 0x200B, 0x200D) || IsIn(code, 0x2060, 0x206F) || code == 0xFEFF ||
+                           IsIn(code, 0xFFF0, 0xFFFB) || code == 0x180E || code == 0x034F || code == 0xAD;
+  const bool isVowel = IsIn(code, 0x17B4, 0x17B5);
+  const bool isFormat = IsIn(code, 0x1BCA0, 0x1BCA3) || IsIn(code, 0x1D173, 0x1D17A);
   const bool isFiller = code == 0x115F || code == 0x1160 || code == 0x3164 || code == 0xFFA0;
   const bool isTag = IsIn(code, 0xE0000, 0xE00FF) || IsIn(code, 0xE01F0, 0xE0FFF);
-  return isZeroWidth || isFiller || isTag;
+  return isZeroWidth || isVowel || isFormat || isFiller || isTag;
 }
 
 char32_t Shown(char32_t code) {

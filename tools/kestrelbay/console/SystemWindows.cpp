@@ -126,7 +126,13 @@ int TerminalColumns() {
 
 WriteResult Write(Stream stream, std::string_view bytes, std::string& reason) {
   const HANDLE handle = StreamHandle(stream);
-  if (IsTerminal(stream)) return WriteConsole(handle, ToWide(CP_UTF8, bytes), reason);
+  if (IsTerminal(stream)) {
+    // It may be a secret.
+    std::wstring wide = ToWide(CP_UTF8, bytes);
+    const WriteResult result = WriteConsole(handle, wide, reason);
+    Wipe(wide.data(), wide.size() * sizeof(wchar_t));
+    return result;
+  }
   while (!bytes.empty()) {
     DWORD written = 0;
     if (!WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr)) {
