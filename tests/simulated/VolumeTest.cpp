@@ -108,8 +108,7 @@ TEST_F(VolumeTest, MissingControlSetIsReported) {
   WriteMachine();
   HiveFile(folder / kSystem).SetText("ControlSet001\\Key", "value", "there");
   Open();
-  EXPECT_THAT(damages,
-              ElementsAre(HasSubstr("SYSTEM: it has no control set for the next start (ControlSet000)")));
+  EXPECT_THAT(damages, IsEmpty()) << "no control set is named";
   {
     HiveFile system(folder / kSystem);
     system.Add("ControlSet001");

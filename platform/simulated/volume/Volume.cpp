@@ -28,13 +28,14 @@ std::optional<fs::path> FindEntry(const fs::path& folder, std::string_view name,
     return entry ? FindEntry(*entry, further...) : std::nullopt;
 }
 
-/** Returns the name of the control set of the next start. */
+/** Returns the name of the control set of the next start; empty if the hive names none. */
 std::string NextControlSet(Key& system) {
   std::uint32_t set = 0;
   Key* const select = system.FindSubKey(u"Select");
   // Windows starts with the default one, and notes it as the current one then.
   for (const char16_t* const name : {u"Default", u"Current"})
     if (select && set == 0) set = NumberIn(*select, name);
+  if (set == 0) return {};
   const std::string number = std::to_string(set);
   return "ControlSet" + std::string(3 - std::min<std::size_t>(3, number.size()), '0') + number;
 }
@@ -50,6 +51,8 @@ class SystemSource : public KeySource {
   void Fill(Key& key, std::size_t root) override {
     hive_->Fill(key, root);
     const std::string name = NextControlSet(key);
+    // The hive may be part of a disk that never started. A list that lost Select is reported as damage.
+    if (name.empty()) return;
     const auto set = hive_->Child(key, static_cast<Hive::Node>(root), FromUtf8(name));
     if (set)
       hive_->FillLater(key.CreateSubKey(u"CurrentControlSet"), *set);
