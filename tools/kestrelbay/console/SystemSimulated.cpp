@@ -146,7 +146,7 @@ std::string AskLine(const std::string& question) {
 
 void AskSecret(const std::string& question, SecretText& secret) {
   // Before the question, because a person may type as soon as the question shows.
-  const QuietTerminal quiet;
+  const QuietTerminal terminal;
   std::string reason;
   Write(Stream::Error, question, reason);
   std::size_t count = 0;
