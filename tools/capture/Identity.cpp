@@ -100,7 +100,7 @@ void AddFolders(const CapturedMachine& machine, Identity& identity) {
  */
 void AddHives(Identity& identity) {
   for (const std::u16string& name : SubKeys(platform::HKEY_USERS, u"")) {
-    if (!name.starts_with(u"S-1-") && name != u".DEFAULT") identity.users.push_back(name);
+    if (!name.starts_with(u"S-1-") && Folded(name) != u".DEFAULT") identity.users.push_back(name);
   }
 }
 
