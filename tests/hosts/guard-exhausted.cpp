@@ -66,28 +66,61 @@ struct Block {
   Block* next;
 };
 
-/** Takes the heap too, and frees `kept` blocks of 512 bytes of it. */
+/** Takes the heap too. */
 class TakenHeap {
  public:
-  explicit TakenHeap(int kept) {
-    for (const std::size_t bytes : {4096U, 512U}) Take(large_, bytes);
-    for (const std::size_t bytes : {64U, 24U}) Take(small_, bytes);
-    for (; kept > 0 && large_; --kept) Release(large_);
+  TakenHeap() {
+    constexpr int kHoles = 200;
+    constexpr std::size_t kHoleBytes = 96;
+    for (int i = 0; i < kHoles; ++i) Take(holes_, kHoleBytes);
+    for (const std::size_t bytes : {4096U, 512U})
+      while (Take(large_, bytes)) {
+      }
+    for (const std::size_t bytes : {64U, 24U})
+      while (Take(small_, bytes)) {
+      }
   }
   ~TakenHeap() {
-    while (large_) Release(large_);
-    while (small_) Release(small_);
+    for (Block** const first : {&large_, &small_, &holes_})
+      while (*first) Release(*first);
+  }
+  /** Frees blocks of 512 bytes. */
+  void FreeLarge(int count) {
+    for (; count > 0 && large_; --count) Release(large_);
+  }
+  /** Frees every second block of 96 bytes, so that no two of them become a larger one. */
+  void FreeHoles() {
+    for (Block* block = holes_; block && block->next; block = block->next) Release(block->next);
   }
 
  private:
-  static void Take(Block*& first, std::size_t bytes) {
-    while (void* const block = std::malloc(bytes)) first = new (block) Block{first};
+  static bool Take(Block*& first, std::size_t bytes) {
+    void* const block = std::malloc(bytes);
+    if (block) first = new (block) Block{first};
+    return block != nullptr;
   }
   static void Release(Block*& first) { std::free(std::exchange(first, first->next)); }
 
+  Block* holes_ = nullptr;
   Block* large_ = nullptr;
   Block* small_ = nullptr;
 };
+
+/**
+ * An exception for which there is no memory. The runtime then takes it from a pool, whose lock needs a small
+ * block at its first use. Without that block the process ends, as the header says.
+ */
+int ExceptionNeedsOnlyASmallBlock(const char* text) {
+  char* output = nullptr;
+  std::int32_t status = 0;
+  {
+    TakenHeap taken;
+    taken.FreeHoles();
+    status = GuardEncrypt(text, &output);
+  }
+  CHECK(status == GUARD_NO_MEMORY && !output);
+  return 0;
+}
 
 void SetText(HKEY root, const char* path, const char* name, const std::string& text) {
   RegSetKeyValueA(root, path, name, REG_SZ, text.c_str(), static_cast<DWORD>(text.size() + 1));
@@ -102,18 +135,16 @@ void RegisterApplication() {
     SetText(HKEY_LOCAL_MACHINE, key.c_str(), name, longText);
 }
 
-/**
- * A list fails as a whole, wherever memory ends. One block is free always: without any memory the runtimes of
- * g++ and of Wine end the process.
- */
+/** A list fails as a whole, wherever memory ends. REQUIRES: the runtime's pool has its lock. */
 int ListFailsAsAWhole() {
   constexpr int kMostKept = 40;
-  for (int kept = kMostKept; kept > 0; --kept) {
+  for (int kept = kMostKept; kept >= 0; --kept) {
     InstalledAppEntry* entries = nullptr;
     std::uint32_t count = 77;
     std::int32_t status = 0;
     {
-      const TakenHeap taken(kept);
+      TakenHeap taken;
+      taken.FreeLarge(kept);
       status = GuardGetInstalledAppList(&entries, &count, false);
     }
     CHECK(status == 0 || (status == GUARD_NO_MEMORY && !entries && count == 0));
@@ -144,7 +175,8 @@ int main(int argc, char** argv) {
   CloseHandle(CreateFileA(argv[1], GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
   WaitFor(argv[2]);
   TakeAddressSpace();
-  const int status = LongTextsFail(text) != 0 || ThreadsFail() != 0 || ListFailsAsAWhole() != 0;
+  const int status = LongTextsFail(text) != 0 || ThreadsFail() != 0 ||
+                     ExceptionNeedsOnlyASmallBlock(text) != 0 || ListFailsAsAWhole() != 0;
   // Does not unload the library, because its threads would need memory.
   TerminateProcess(GetCurrentProcess(), static_cast<UINT>(status));
 }
