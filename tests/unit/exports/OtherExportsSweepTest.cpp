@@ -81,8 +81,8 @@ TEST_P(OtherExportsSweep, AFactIsCompleteOrFailsAndWritesNothing) {
   using Fact = bool (*)(char*, std::int32_t*);
   const std::pair<Fact, std::string> facts[] = {
       {&GetDeviceId, "id"}, {&GetProxyServer, "proxy"}, {&GetGraphics, "A,B"}};
-  for (const auto& [fact, whole] : facts) {
-    Sweep(5, [&](Machine&) {
+  for (const auto& expected : facts) {
+    Sweep(5, [fact = expected.first, &whole = expected.second](Machine&) {
       char buffer[16] = "#";
       std::int32_t size = sizeof buffer;
       bool isTold = false;

@@ -165,10 +165,12 @@ TEST_P(SecretTraces, AreWipedAfterADecryption) {
 TEST(SecretText, WipesTheStackAfterItsTextWasFreed) {
   OpenStack stack;
   stack.Run([] {
-    const SecretText text{std::string(kSecrets[1])};
-    leavesMarks = true;
+    {
+      const SecretText text{std::string(kSecrets[1])};
+      leavesMarks = true;
+    }
+    leavesMarks = false;
   });
-  leavesMarks = false;
   EXPECT_EQ(stack.Count(kMark), 0U);
 }
 
