@@ -49,7 +49,7 @@ void ScanBlock(const char* begin, const char* end, const char* name) {
 }  // namespace
 
 // The command line ends by _Exit, after all its objects that hold a secret are gone.
-extern "C" [[noreturn]] void _Exit(int status) {
+extern "C" [[gnu::noreturn]] void _Exit(int status) {
   sought = std::getenv("SCAN_FOR");
   soughtBytes = sought ? std::strlen(sought) : 0;
   for (std::size_t at = 0; at + 1 < soughtBytes; ++at) {
