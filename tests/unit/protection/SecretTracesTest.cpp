@@ -31,7 +31,7 @@ __attribute__((no_sanitize("address"))) std::size_t CountOf(std::string_view tex
 /** The text to search for in freed blocks; empty to search for nothing. */
 std::string_view sought;
 std::size_t blocksThatHeldIt = 0;
-bool leavesMarks = false;
+[[maybe_unused]] bool leavesMarks = false;
 
 constexpr std::string_view kMark = "left by the allocator";
 
@@ -162,6 +162,8 @@ TEST_P(SecretTraces, AreWipedAfterADecryption) {
   EXPECT_EQ(blocksThatHeldIt, 0U);
 }
 
+// A sanitizer leaves gaps around the variables of a function, and a wipe of a variable does not reach them.
+#ifndef __SANITIZE_ADDRESS__
 TEST(SecretText, WipesTheStackAfterItsTextWasFreed) {
   OpenStack stack;
   stack.Run([] {
@@ -173,6 +175,7 @@ TEST(SecretText, WipesTheStackAfterItsTextWasFreed) {
   });
   EXPECT_EQ(stack.Count(kMark), 0U);
 }
+#endif
 
 TEST_P(SecretTraces, AreWipedWhenTheLogCallbackThrows) {
   InitDllLogger([](const char*, std::int32_t, const char* text) {
