@@ -69,7 +69,7 @@ KESTRELBAY_GUARD_API int32_t GuardQueueLog(void);
  * @param level     out: level of the record
  * @param text      out: source file, blank, text of the record; null-terminated UTF-8
  * @param size      in: size of `text` in bytes. out: length of the text plus one
- * @param dropped   out: number of records dropped since the last call, whatever its result
+ * @param dropped   out: number of records dropped since the last call, also if that failed
  * @return 1 if a record was taken; 0 if the queue is empty; GUARD_BUFFER_TOO_SMALL if `text` is too small:
  *         `size` is set, and the record stays in the queue
  */
