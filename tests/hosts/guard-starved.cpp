@@ -25,7 +25,9 @@ extern "C" void* __libc_malloc(std::size_t bytes);  // NOLINT: the C runtime's n
 
 // The library allocates the texts of a host with the malloc of the process, everything else with these
 // operators.
-extern "C" void* malloc(std::size_t bytes) { return textsLeft-- > 0 ? __libc_malloc(bytes) : nullptr; }
+extern "C" [[gnu::visibility("default")]] void* malloc(std::size_t bytes) {
+  return textsLeft-- > 0 ? __libc_malloc(bytes) : nullptr;
+}
 void* operator new(std::size_t bytes) {
   void* const block = blocksLeft-- > 0 ? __libc_malloc(bytes) : nullptr;
   if (!block) throw std::bad_alloc();
