@@ -83,6 +83,7 @@ void Hive::Recover() {
   std::vector<HiveBytes> bytes;
   std::string unusable;
   const auto logs = OpenLogs(file_, unusable);
+  bytes.reserve(logs.size());
   for (const auto& log : logs) bytes.push_back(log->Span());
   HiveRecovery recovery = RecoverHive(primary_.Span(), bytes, FromUtf8(file_.filename().string()));
   image_ = std::move(recovery.image);
