@@ -189,6 +189,31 @@ TEST_F(HiveDamageTest, KeysWhoseParentsFormARingAreRead) {
                                    HasSubstr("its subkey Wanted is another key's")));
 }
 
+TEST_F(HiveDamageTest, DamagedParentOfTheKeyAboveLosesNothing) {
+  Put(KeyAt("Wanted") + kParent, Hive().substr(KeyAt("Key100") + kParent, 4));
+  Put(KeyAt("Above") + kParent, "\0\0\0\0"sv);
+  ExpectLost({}, "Above", "its subkey Wanted is another key's");
+  Put(KeyAt("Above") + kParent, "\xf8\xff\xff\x7f");
+  EXPECT_EQ(Read(), whole);
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("its subkey Above is another key's"),
+                                   HasSubstr("its subkey Wanted is another key's")));
+}
+
+TEST_F(HiveDamageTest, KeyThatListsAKeyAboveItIsNotFollowed) {
+  const std::string above = Hive().substr(KeyAt("Wanted") + kParent, 4);
+  const std::string wanted = Hive().substr(CellAt(KeyAt("Above") + kSubKeyList) + 4, 4);
+  Put(CellAt(ValueAt("Forged") + kData), "li\1\0"s + above);
+  Put(KeyAt("Wanted") + kSubKeyCount, "\1\0\0\0"sv);
+  Put(KeyAt("Wanted") + kSubKeyList, Hive().substr(ValueAt("Forged") + kData, 4));
+  Put(KeyAt("Above") + kParent, "\0\0\0\0"sv);
+  ExpectLost({}, "Above\\Wanted\\Above", "it is the same key or above it; left out");
+  // Each of the two names the other as its parent.
+  Put(KeyAt("Above") + kParent, wanted);
+  EXPECT_EQ(Read(), whole);
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("its subkey Above is another key's"),
+                                   HasSubstr("Wanted\\Above: it is the same key or above it; left out")));
+}
+
 TEST_F(HiveDamageTest, ValuesWithoutTheirListAreLost) {
   Put(KeyAt("Wanted") + kValueList, "\0\0\0\x70"sv);
   ExpectLost(kNumber, "Above\\Wanted", "a list of values cannot be read");

@@ -57,6 +57,8 @@ class Key : public std::enable_shared_from_this<Key> {
 
   /** Makes `source` fill this key before its values or subkeys are first read. */
   void FillLater(KeySource& source, std::size_t place);
+  /** The place given to FillLater, also after the key was filled; 0 for a key without a source. */
+  std::size_t Place() const { return place_; }
   /** Keeps a source of the tree's keys alive as long as the tree. */
   void KeepSource(std::shared_ptr<KeySource> source);
 

@@ -44,6 +44,13 @@ std::string PathOf(const Key& key) {
   return ToUtf8(path);
 }
 
+/** Whether `key` or a key above it was filled from `node`. The parents that a hive names may be damaged. */
+bool IsFilledFrom(const Key* key, Hive::Node node) {
+  // Only a forged hive has a key at 0, which is the place of the keys above its root.
+  while (key && key->Place() != node) key = key->Parent();
+  return key != nullptr;
+}
+
 }  // namespace
 
 std::string ShownTime(std::uint64_t fileTime) {
@@ -193,13 +200,11 @@ void Hive::FillSubKeys(Key& key, Node node) {
 }
 
 void Hive::AddSubKey(Key& key, Node parent, const std::u16string& name, Node node) {
+  // The hive would be read again and again below this key.
+  if (IsFilledFrom(&key, node)) return ReportLeftOut(key, name, "it is the same key or above it");
+  if (reader_->HasOtherParent(node, parent))
+    ReportKey(key, ": its subkey " + ToUtf8(name) + " is another key's, so its own may be missing");
   try {
-    if (reader_->HasOtherParent(node, parent)) {
-      // The hive would be read again and again below this key.
-      if (reader_->IsAtOrAbove(node, parent))
-        return ReportLeftOut(key, name, "it is the same key or above it");
-      ReportKey(key, ": its subkey " + ToUtf8(name) + " is another key's, so its own may be missing");
-    }
     const std::size_t before = key.SubKeyCount();
     Key& subKey = key.CreateSubKey(name);
     if (key.SubKeyCount() == before) return ReportLeftOut(key, name, "a second key of this name");

@@ -97,18 +97,7 @@ std::u16string HiveReader::NameOf(Cell key) {
 
 bool HiveReader::HasOtherParent(Cell key, Cell parent) {
   const Cell named = Read32(KeyAt(key), KeyRecord::kParent);
-  return named != parent && (named != 0 || key == Root());
-}
-
-bool HiveReader::IsAtOrAbove(Cell above, Cell key) {
-  // Windows allows no deeper key. Forged parents may form a ring.
-  constexpr int kDeepestKey = 512;
-  for (int depth = 0; depth < kDeepestKey && key != above; ++depth) {
-    Spend(sizeof(Cell));
-    if (key == Root()) return false;
-    key = Read32(KeyAt(key), KeyRecord::kParent);
-  }
-  return key == above;
+  return named != parent && named != 0;
 }
 
 std::u16string HiveReader::LikelyNameOf(Cell key) const {

@@ -67,8 +67,6 @@ class HiveReader {
 
   /** Whether the key's record names another parent than the key that lists it. False if it names none. */
   bool HasOtherParent(Cell key, Cell parent);
-  /** Whether `above` is `key` or a key above it, by the parents that the records name. */
-  bool IsAtOrAbove(Cell above, Cell key);
   /** The latest last write time of a key, as a FILETIME. Reads the whole file. */
   std::uint64_t NewestTime() const;
 
