@@ -91,7 +91,7 @@ HiveBytes HiveReader::ValueAt(Cell value) {
 
 std::u16string HiveReader::NameOf(Cell key) {
   const HiveBytes record = KeyAt(key);
-  Spend(kKeyBytes + 2 * std::size_t{Read16(record, KeyRecord::kNameBytes)});
+  Spend(2 * std::size_t{Read16(record, KeyRecord::kNameBytes)});
   return NameIn<KeyRecord>(record);
 }
 
@@ -133,7 +133,8 @@ void HiveReader::AddSubKeys(Cell cell, int deepest, Cells& subKeys) try {
   const std::size_t step = hasHashes ? 8 : 4;
   const std::size_t room = (list.size() - 4) / step;
   const std::size_t count = std::min<std::size_t>(Read16(list, 2), room);
-  Spend(step * count);
+  // The limit counts each listed key before its cell is kept. A forged list names one key many times.
+  Spend((isListOfLists ? step : step + kKeyBytes) * count);
   for (std::size_t i = 0; i < count; ++i) {
     const Cell entry = Read32(list, 4 + i * step);
     if (isListOfLists)
