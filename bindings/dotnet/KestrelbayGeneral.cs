@@ -1,7 +1,5 @@
-#define TRACE
 using System;
 using System.Collections.Generic;
-using System.Diagnostics;
 using System.Linq;
 using System.Runtime.CompilerServices;
 using System.Runtime.InteropServices;
@@ -13,18 +11,14 @@ using static Kestrelbay.Texts;
 namespace Kestrelbay
 {
     /// <summary>The library. Thread-safe. Loaded once for the process and never unloaded.</summary>
-    public sealed class Library
+    public sealed partial class Library
     {
         const string PackageVersion = "1.0";
         const int FieldBytes = 260, RoomBytes = 1024, BufferBytes = 65536;
         const int PollMs = 20;
-        const int PauseMs = 500;  // between jobs of one kind, so that the thread of the previous job can end
+        const int PauseMs = 500;  // after a job, so that its thread can leave the library
         static readonly SemaphoreSlim oneInstall = new SemaphoreSlim(1, 1), oneUninstall = new SemaphoreSlim(1, 1);
         static volatile bool isStopped;
-
-        /// <summary>Raised for all objects, on the thread of a call when it returns, and on other threads while a job
-        /// runs. Has no sender. An exception of a handler goes to System.Diagnostics.Trace.</summary>
-        public static event EventHandler<LogEventArgs> Log;
 
         /// <param name="folder">holds KestrelbayGeneral.dll, KestrelbayGuard.dll and log.dll; by default the
         /// environment variable KESTRELBAY_LIBRARY_DIR</param>
@@ -234,6 +228,8 @@ namespace Kestrelbay
                     await Task.Delay(PollMs).ConfigureAwait(false);
                     ForwardLog();
                 }
+                await Task.Delay(PauseMs).ConfigureAwait(false);
+                ForwardLog();
                 var outcome = new Outcome
                 {
                     Result = Text(job + result * FieldBytes), Message = Text(job + (result + 1) * FieldBytes),
@@ -244,14 +240,8 @@ namespace Kestrelbay
             }
             finally
             {
-                ReleaseLater(one);
+                one.Release();
             }
-        }
-
-        static async void ReleaseLater(SemaphoreSlim one)
-        {
-            await Task.Delay(PauseMs).ConfigureAwait(false);
-            one.Release();
         }
 
         int Call(string name, int status)
@@ -262,37 +252,6 @@ namespace Kestrelbay
                 status == -1 ? "the machine's setting is missing or not a number" :
                 status == -2 ? "out of memory" :
                 status == -3 ? "a thread could not be started" : "unexpected exception in the library"));
-        }
-
-        void ForwardLog()
-        {
-            var text = new byte[BufferBytes];
-            for (;;)
-            {
-                int level, size = text.Length;
-                uint dropped;
-                int taken = Native.GuardTakeLog(out level, text, ref size, out dropped);
-                if (dropped != 0) Raise(4, dropped + " log records were dropped");
-                if (taken == 0) return;
-                if (taken < 0) text = new byte[size];
-                else Raise(level, Encoding.UTF8.GetString(text, 0, size - 1));
-            }
-        }
-
-        static void Raise(int level, string text)
-        {
-            if (Log == null) return;
-            foreach (EventHandler<LogEventArgs> handler in Log.GetInvocationList())
-            {
-                try
-                {
-                    handler(null, new LogEventArgs { Level = level, Text = text });
-                }
-                catch (Exception error)  // would break off a job, or a call that has something to release
-                {
-                    Trace.TraceError("a handler of the log failed: " + error);
-                }
-            }
         }
     }
 }

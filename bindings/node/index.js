@@ -9,7 +9,7 @@ const VERSION = require('./package.json').version.split('.').slice(0, 2).join('.
 const FIELD_BYTES = 260;
 const BUFFER_BYTES = 65536;
 const POLL_MS = 20;
-const PAUSE_MS = 500; // between jobs of one kind, so that the thread of the previous job can end
+const PAUSE_MS = 500; // after a job, so that its thread can leave the library
 const ROOM_BYTES = 1024;
 const NEVER_WRITTEN = -11644473600000;
 const PNG = 'data:image/png;base64,';
@@ -210,7 +210,7 @@ class Library {
     const buffer = Buffer.alloc(fields.length * FIELD_BYTES + ROOM_BYTES + 4);
     for (const [field, text] of Object.entries(texts)) buffer.write(text, fields.indexOf(field) * FIELD_BYTES);
     const outcome = shared.lastJob[kind].then(() => this.#runJob(kind, fields, buffer));
-    shared.lastJob[kind] = outcome.then(() => delay(PAUSE_MS), () => delay(PAUSE_MS));
+    shared.lastJob[kind] = outcome.catch(() => {});
     return outcome;
   }
 
@@ -228,6 +228,7 @@ class Library {
       await delay(POLL_MS);
       this.#forwardLog();
     }
+    await delay(PAUSE_MS);
     this.#forwardLog();
     shared.keptJobs.delete(buffer);
     const text = (field) => (fields.includes(field) ? textAt(buffer, fields.indexOf(field) * FIELD_BYTES) : '');
@@ -242,19 +243,29 @@ class Library {
     return status;
   }
 
-  /** Without a listener on this thread, the records stay for another thread. */
+  /**
+   * Without a listener on this thread, the records stay for another thread. Those of calls that a listener makes wait
+   * for the next call: the listener would get its own without end.
+   */
   #forwardLog() {
-    if (!shared.listeners.size) return;
+    if (!shared.listeners.size || shared.isForwarding) return;
+    shared.isForwarding = true;
+    for (const record of this.#takeLog()) emitLog(record);
+    shared.isForwarding = false;
+  }
+
+  #takeLog() {
+    const records = [];
     const level = new Int32Array(1);
     const dropped = new Uint32Array(1);
     let text = Buffer.alloc(BUFFER_BYTES);
     for (;;) {
       const size = Int32Array.of(text.length);
       const taken = this.#functions.TakeLog(level, text, size, dropped);
-      if (dropped[0]) emitLog({ level: 'warning', text: `${dropped[0]} log records were dropped` });
-      if (taken === 0) return;
+      if (dropped[0]) records.push({ level: 'warning', text: `${dropped[0]} log records were dropped` });
+      if (taken === 0) return records;
       if (taken < 0) text = Buffer.alloc(size[0]);
-      else emitLog({ level: LEVELS[level[0]] ?? 'info', text: textAt(text, 0) });
+      else records.push({ level: LEVELS[level[0]] ?? 'info', text: textAt(text, 0) });
     }
   }
 }

@@ -17,6 +17,7 @@ class KestrelbayError extends Error {
 const shared = (globalThis[Symbol.for('kestrelbay-general')] ??= {
   folder: null,
   listeners: new Set(),
+  isForwarding: false,
   lastJob: { Install: Promise.resolve(), Uninstall: Promise.resolve() },
   keptJobs: new Set(), // the library has the addresses of their buffers
   isStopped: false,

@@ -38,15 +38,27 @@ static class Package
         }
         var library = new Library(arguments[0]);
         if (arguments.Contains("--empty")) Check(library.List().Count == 0 && library.List(true).Count == 0, "empty list");
-        else if (arguments.Contains("--outside")) KnowNoValueOutsideTheLanguage(library);
+        else if (arguments.Contains("--outside")) CheckOutside(library).GetAwaiter().GetResult();
         else if (arguments.Length > 1) CheckAll(library, arguments).GetAwaiter().GetResult();
         else SurviveExceptions(library);
+    }
+
+    static async Task CheckOutside(Library library)
+    {
+        KnowNoValueOutsideTheLanguage(library);
+        await GiveRoomToAVersionThatOverrunsTheRecord(library);
+    }
+
+    static async Task GiveRoomToAVersionThatOverrunsTheRecord(Library library)
+    {
+        Outcome outcome = await library.InstallAsync("C:\\installer.exe", "Long version");
+        Check(outcome.Message == "Update fail!" && outcome.Version == new string('日', 259), "room");
     }
 
     static void KnowNoValueOutsideTheLanguage(Library library)
     {
         var apps = library.List();
-        Check(apps.Count == 3 && apps[0].Name == "Dated" && apps[0].Changed.Value.Year == 2024, "date");
+        Check(apps.Count == 4 && apps[0].Name == "Dated" && apps[0].Changed.Value.Year == 2024, "date");
         Check(apps[1].Name == "Far future" && apps[1].Changed == null, "date of the far future");
         Check(apps[2].Name == "Far past" && apps[2].Changed == null, "date of the far past");
         Check(library.Facts().HostFolder == null, "folder of the host with a character that the code page lacks");
@@ -119,6 +131,50 @@ static class Package
         Check(traced.ToString().Contains("from a handler"), "trace");
     }
 
+    static volatile bool isOver;
+
+    // Raises without a call between, which the thread that removes would seldom meet at the right moment.
+    static async Task SurviveAHandlerThatIsRemovedMeanwhile()
+    {
+        MethodInfo method = typeof(Library).GetMethod("Raise", BindingFlags.NonPublic | BindingFlags.Static);
+        var raise = (Action<LogEventArgs>)Delegate.CreateDelegate(typeof(Action<LogEventArgs>), method);
+        EventHandler<LogEventArgs> handler = (sender, record) => { };
+        Task removes = Task.Run(() => { while (!isOver) { Library.Log += handler; Library.Log -= handler; } });
+        for (int i = 0; i < 3000000; ++i) raise(null);
+        isOver = true;
+        await removes;
+    }
+
+    // The records of its calls wait for the next call: a handler does not get its own without end.
+    static void LetAHandlerCallTheLibrary(Library library)
+    {
+        int calls = 0, depth = 0, deepest = 0, later = 0;
+        EventHandler<LogEventArgs> call = (sender, record) =>
+        {
+            deepest = Math.Max(deepest, ++depth);
+            if (++calls < 100) library.FreeSpace("C");
+            --depth;
+        };
+        EventHandler<LogEventArgs> count = (sender, record) =>
+            later += record.Text.Contains("enter GetDiskAvailableSpace") ? 1 : 0;
+        Library.Log += call;
+        library.Start("Nobody has this");
+        Library.Log -= call;
+        Check(calls > 0 && deepest == 1, "a handler that calls the library");
+        Library.Log += count;
+        library.Start("Nobody has this");
+        Library.Log -= count;
+        Check(later == calls, "records of the calls of a handler");
+    }
+
+    // It leaves shortly after it reports the results. A start takes half a second, and the pause does.
+    static async Task EndAJobAfterItsThreadHasLeftTheLibrary(Library library)
+    {
+        var time = Stopwatch.StartNew();
+        await library.InstallAsync("C:\\no such file.exe", "a");
+        Check(time.ElapsedMilliseconds >= 950, "a job that ends before its thread has left the library");
+    }
+
     static void SurviveExceptions(Library library)
     {
         for (int i = 0; i < 500; ++i)  // each call meets two exceptions
@@ -149,6 +205,9 @@ static class Package
 
     static async Task CheckAll(Library library, string[] arguments)
     {
+        await SurviveAHandlerThatIsRemovedMeanwhile();
+        LetAHandlerCallTheLibrary(library);
+        await EndAJobAfterItsThreadHasLeftTheLibrary(library);
         int records = 0;
         Library.Log += (sender, record) => records += record.Text.Contains("GetInstalledAppList") ? 1 : 0;
         var apps = library.List(true);

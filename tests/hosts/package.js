@@ -37,6 +37,13 @@ async function callWhileJobsRun(library) {
   assert.deepEqual(await Promise.all(jobs), Array(2).fill('Install path is not exist!'));
 }
 
+/** It leaves shortly after it reports the results. A start takes half a second, and the pause does. */
+async function endAJobAfterItsThreadHasLeftTheLibrary(library) {
+  const begin = Date.now();
+  await library.install('C:\\no such file.exe', 'a');
+  assert(Date.now() - begin >= 950);
+}
+
 /** Another program may encrypt any bytes: no byte is replaced, and only these bytes are wiped. */
 function refuseSecretsThatAreNoText(library) {
   assert.throws(() => library.encrypt(''), refusal('the secret is empty'));
@@ -68,6 +75,27 @@ async function surviveAListenerThatThrows(library) {
   assert.equal((await warned)[0].message, 'from a listener');
 }
 
+/** The records of its calls wait for the next call: a listener does not get its own without end. */
+function letAListenerCallTheLibrary(library) {
+  let [calls, depth, deepest] = [0, 0, 0];
+  const call = () => {
+    ++calls;
+    deepest = Math.max(deepest, ++depth);
+    library.freeSpace('C');
+    --depth;
+  };
+  library.on('log', call);
+  library.start('Nobody has this');
+  library.off('log', call);
+  assert(calls > 0 && deepest === 1);
+  const later = [];
+  const listener = (record) => later.push(record.text);
+  library.on('log', listener);
+  library.start('Nobody has this');
+  library.off('log', listener);
+  assert.equal(later.filter((text) => text.includes('enter GetDiskAvailableSpace')).length, calls);
+}
+
 /** A worker thread does not know the jobs of another one, but may read the machine. It leaves the log to listeners. */
 async function refuseJobsOfWorkerThreads(library) {
   const records = [];
@@ -96,12 +124,18 @@ async function refuseJobsOfWorkerThreads(library) {
 
 /** JavaScript has dates of the far future and past. */
 function knowNoValueOutsideTheLanguage(library) {
-  const [dated, future, past] = library.list();
-  assert.deepEqual([dated.name, future.name, past.name], ['Dated', 'Far future', 'Far past']);
+  const apps = library.list();
+  assert.deepEqual(apps.map((app) => app.name), ['Dated', 'Far future', 'Far past', 'Long version']);
+  const [dated, future, past] = apps;
   assert.equal(dated.changed.getUTCFullYear(), 2024);
   assert(future.changed.getUTCFullYear() > 9999);
   assert(past.changed.getUTCFullYear() < 0);
   assert.equal(library.facts().hostFolder, null); // the code page lacks a character of it
+}
+
+async function giveRoomToAVersionThatOverrunsTheRecord(library) {
+  const outcome = await library.install('C:\\installer.exe', 'Long version');
+  assert.deepEqual([outcome.message, outcome.version], ['Update fail!', '日'.repeat(259)]);
 }
 
 /** For another one the library deletes nothing, or the entry of another application. */
@@ -173,6 +207,7 @@ async function main() {
   }
   if (other === '--outside') {
     knowNoValueOutsideTheLanguage(library);
+    await giveRoomToAVersionThatOverrunsTheRecord(library);
     return;
   }
   await callWhileJobsRun(library);
@@ -213,7 +248,9 @@ async function main() {
   assert.throws(() => library.version('\ud800'), refusal('not valid Unicode'));
   assert.throws(() => library.decrypt('no protected text'), refusal('not a text that this user'));
   refuseSecretsThatAreNoText(library);
+  await endAJobAfterItsThreadHasLeftTheLibrary(library);
   await surviveAListenerThatThrows(library);
+  letAListenerCallTheLibrary(library);
   sendRecordsOfOneObjectToTheListenersOfAll(library);
   await shareTheLibraryBetweenCopiesOfThisModule(library);
   await refuseJobsOfWorkerThreads(library);

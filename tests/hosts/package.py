@@ -13,6 +13,7 @@ import os
 import pathlib
 import sys
 import sysconfig
+import time
 import unittest.mock
 
 from kestrelbay_general import KestrelbayError, Library
@@ -43,6 +44,13 @@ async def jobs_and_calls(library):
     assert [job.result().message for job in missing] == ["Install path is not exist!"] * 2
 
 
+def end_a_job_after_its_thread_has_left_the_library(library):
+    """It leaves shortly after it reports the results. A start takes half a second, and the pause does."""
+    begin = time.monotonic()
+    asyncio.run(library.install(r"C:\no such file.exe", "a"))
+    assert time.monotonic() - begin >= 0.95
+
+
 def refuse_secrets_that_are_no_text(library):
     """Another program may encrypt any bytes: no byte is replaced."""
     refuses("the secret is empty", lambda: library.encrypt(""))
@@ -66,11 +74,43 @@ def survive_a_filter_that_raises(library):
     assert "ValueError: from a filter" in printed.getvalue()
 
 
+@contextlib.contextmanager
+def handled_by(emit):
+    handler = logging.Handler()
+    handler.emit = lambda record: emit(record.getMessage())
+    logging.getLogger("kestrelbay_general").addHandler(handler)
+    yield
+    logging.getLogger("kestrelbay_general").removeHandler(handler)
+
+
+def let_a_handler_call_the_library(library):
+    """The records of its calls wait for the next call: a handler does not get its own without end."""
+    calls, depth, deepest, later = 0, 0, 0, []
+
+    def call(_):
+        nonlocal calls, depth, deepest
+        calls, depth = calls + 1, depth + 1
+        deepest = max(deepest, depth)
+        library.free_space("C")
+        depth -= 1
+    with handled_by(call):
+        library.start("Nobody has this")
+    assert calls > 0 and deepest == 1
+    with handled_by(later.append):
+        library.start("Nobody has this")
+    assert sum("enter GetDiskAvailableSpace" in record for record in later) == calls
+
+
 def know_no_value_outside_the_language(library):
-    dated, future, past = library.list()
-    assert (dated.name, future.name, past.name) == ("Dated", "Far future", "Far past")
+    dated, future, past, long = library.list()
+    assert (dated.name, future.name, past.name, long.name) == ("Dated", "Far future", "Far past", "Long version")
     assert dated.changed.year == 2024 and future.changed is None and past.changed is None
     assert library.facts().host_folder is None  # the code page lacks a character of it
+
+
+def give_room_to_a_version_that_overruns_the_record(library):
+    outcome = asyncio.run(library.install(r"C:\installer.exe", "Long version"))
+    assert (outcome.message, outcome.version) == ("Update fail!", "日" * 259)
 
 
 def forget_only_entries_of_the_64_bit_view(library):
@@ -123,17 +163,15 @@ def main(folder, other=None, fragment=None):
         return
     if other == "--outside":
         know_no_value_outside_the_language(library)
+        give_room_to_a_version_that_overruns_the_record(library)
         return
     if other is None:
         survive_exceptions(library)
         return
-    records = []
-    handler = logging.Handler()
-    handler.emit = lambda record: records.append(record.getMessage())
-    logging.getLogger("kestrelbay_general").addHandler(handler)
     logging.getLogger("kestrelbay_general").setLevel(logging.DEBUG)
-
-    apps = library.list(icons=True)
+    records = []
+    with handled_by(records.append):
+        apps = library.list(icons=True)
     assert len(apps) == 45 and sum(app.changed is not None for app in apps) > 0
     assert all(app.icon is None or app.icon.startswith(b"\x89PNG") for app in apps)
     assert library.version("Inkwhistle PDF Viewer") and library.version("Nobody has this") is None
@@ -143,6 +181,8 @@ def main(folder, other=None, fragment=None):
     assert library.start("Nobody has this") is False and library.forget("Nobody has this") is False
     assert any("GetInstalledAppList" in record for record in records)
     asyncio.run(jobs_and_calls(library))
+    end_a_job_after_its_thread_has_left_the_library(library)
+    let_a_handler_call_the_library(library)
 
     refuse_another_folder(library, folder, other)
     refuse_another_processor(folder)

@@ -34,7 +34,7 @@ __all__ = ["App", "Facts", "KestrelbayError", "Library", "Outcome"]
 
 _BUFFER_BYTES = 65536
 _POLL_SECONDS = 0.02
-_PAUSE_SECONDS = 0.5  # between jobs of one kind, so that the thread of the previous job can end
+_PAUSE_SECONDS = 0.5  # after a job, so that its thread can leave the library
 _NEVER_WRITTEN = -11644473600000
 _PNG = "data:image/png;base64,"
 _FAILURES = {
@@ -48,6 +48,7 @@ _log.addHandler(logging.NullHandler())
 _levels = {2: logging.DEBUG, 3: logging.INFO, 4: logging.WARNING, 5: logging.ERROR}
 _job_locks = {"Install": threading.Lock(), "Uninstall": threading.Lock()}
 _stopped = threading.Event()
+_forwarding = threading.local()
 
 
 class Library:
@@ -186,8 +187,6 @@ class Library:
             except BaseException as error:  # else the caller would wait forever
                 _keep.append(job)
                 done.set_exception(error)
-                return
-            time.sleep(_PAUSE_SECONDS)
 
     def _perform(self, kind: str, job: Any) -> Outcome:
         if _stopped.is_set():
@@ -196,6 +195,8 @@ class Library:
         while not job.finished:
             time.sleep(_POLL_SECONDS)
             self._forward_log()
+        time.sleep(_PAUSE_SECONDS)
+        self._forward_log()
         result = decode(job.result)
         version = decode(bytes(job)[6 * FIELD_BYTES:].partition(b"\0")[0]) if kind == "Install" else ""
         return Outcome(result == "Success", result, decode(job.message), version)
@@ -208,19 +209,31 @@ class Library:
         return status
 
     def _forward_log(self) -> None:
+        """Records of calls that a handler makes wait for the next call: the handler would get its own without end."""
+        if getattr(_forwarding, "is_active", False):
+            return
+        _forwarding.is_active = True
+        try:
+            for level, message in self._take_log():
+                _emit(level, message)
+        finally:
+            _forwarding.is_active = False
+
+    def _take_log(self) -> List[tuple[int, str]]:
+        records = []
         level, size, dropped = ctypes.c_int32(), ctypes.c_int32(_BUFFER_BYTES), ctypes.c_uint32()
         text = ctypes.create_string_buffer(_BUFFER_BYTES)
         while True:
             taken = self._guard.GuardTakeLog(
                 ctypes.byref(level), text, ctypes.byref(size), ctypes.byref(dropped))
             if dropped.value:
-                _emit(logging.WARNING, f"{dropped.value} log records were dropped")
+                records.append((logging.WARNING, f"{dropped.value} log records were dropped"))
             if taken == 0:
-                return
+                return records
             if taken < 0:
                 text = ctypes.create_string_buffer(size.value)
             else:
-                _emit(_levels.get(level.value, logging.INFO), decode(text.value))
+                records.append((_levels.get(level.value, logging.INFO), decode(text.value)))
             size.value = len(text)
 
 
