@@ -157,10 +157,21 @@ int ListsNothing(Library& library) {
 /** A time that the clock cannot hold is unknown, and the rest of the list is as ever. */
 int ListsTimesOutsideTheClock(Library& library) {
   const auto apps = library.List();
-  CHECK(apps.size() == 3 && apps[0].name == "Dated" && apps[0].changed);
+  CHECK(apps.size() == 4 && apps[0].name == "Dated" && apps[0].changed);
   CHECK(apps[1].name == "Far future" && !apps[1].changed);
   CHECK(apps[2].name == "Far past" && !apps[2].changed);
   return 0;
+}
+
+int GivesRoomToAVersionThatOverrunsTheRecord(Library& library) {
+  const auto outcome = library.Install({"C:\\installer.exe", "Long version"}).get();
+  CHECK(outcome.message == "Update fail!" && outcome.version == library.Version("Long version"));
+  CHECK(outcome.version.size() == 3 * 259);
+  return 0;
+}
+
+int OnTheMachineOutside(Library& library) {
+  return ListsTimesOutsideTheClock(library) || GivesRoomToAVersionThatOverrunsTheRecord(library);
 }
 
 }  // namespace
@@ -168,5 +179,5 @@ int ListsTimesOutsideTheClock(Library& library) {
 int main(int, char** arguments) {
   Library& library = Library::Get();
   if (!arguments[1]) return OnTheSampleMachine(library);
-  return std::strcmp(arguments[1], "empty") == 0 ? ListsNothing(library) : ListsTimesOutsideTheClock(library);
+  return std::strcmp(arguments[1], "empty") == 0 ? ListsNothing(library) : OnTheMachineOutside(library);
 }
