@@ -5,7 +5,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -51,7 +50,7 @@ struct LogRecord {
 class Secret {
  public:
   explicit Secret(std::string_view text) : size(text.size()), bytes(new char[size + 1]()) {
-    std::memcpy(bytes.get(), text.data(), size);
+    text.copy(bytes.get(), size);  // unlike memcpy, also for a text of null
   }
   Secret(Secret&& other) noexcept : size(std::exchange(other.size, 0)), bytes(std::move(other.bytes)) {}
   Secret& operator=(Secret&& other) noexcept {

@@ -10,8 +10,8 @@
  *
  *  1. A function GuardX calls X of KestrelbayGeneralSDK.h with the same parameters, text rules, ownership and
  *     threads. It differs only in what this header says.
- *  2. Each function returns int32_t. A negative result is a GuardStatus and means that an exception was
- *     caught. 0 or 1 is the result of X (false or true); 0 if X returns nothing.
+ *  2. Each function except GuardVersion returns int32_t. A negative result is a GuardStatus and means that an
+ *     exception was caught. 0 or 1 is the result of X (false or true); 0 if X returns nothing.
  *  3. Call GuardQueueLog or GuardInitDllLogger first. Before that, a function that logs calls a null pointer.
  *  4. GetAppBlackList and ReleaseDllStr throw nothing. Call them directly.
  *  5. An exception on a thread of the library cannot be caught here and ends the process: lack of memory in a

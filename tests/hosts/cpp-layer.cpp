@@ -83,6 +83,8 @@ int Secrets(Library& library) {
 
 int RefusesAnEmptySecret(Library& library) {
   CHECK(Raises<std::invalid_argument>([&] { (void)library.Protect(Secret("")); }));
+  const Secret empty{std::string_view()};
+  CHECK(empty.View().empty());
   return 0;
 }
 
