@@ -138,12 +138,50 @@ static int FinishesJobs(void) {
   return 0;
 }
 
+static InstallRequest installCalled;
+static UninstallRequest uninstallCalled;
+static const void* volatile reported = NULL;
+
+static void ReportInstall(InstallRequest* request) { reported = request; }
+static void ReportUninstall(UninstallRequest* request) { reported = request; }
+
+static int ReportsJobsToCallbacks(void) {
+  Fill(installCalled.displayName, "Nobody has this");
+  Fill(installCalled.installerPath, "C:\\no such installer.exe");
+  CHECK(GuardInstall(&installCalled, ReportInstall) == 0);
+  while (reported != &installCalled) {
+  }
+  CHECK(IsSame(installCalled.ErrMsg, "Install path is not exist!"));
+  Fill(uninstallCalled.displayName, "Nobody has this");
+  CHECK(GuardUninstall(&uninstallCalled, ReportUninstall) == 0);
+  while (reported != &uninstallCalled) {
+  }
+  CHECK(IsSame(uninstallCalled.ErrMsg, "Get uninstall path is empty!"));
+  return 0;
+}
+
+static volatile int icons = 0;
+
+static void ReceiveIcon(char* text) {
+  Fill(buffer, text);
+  ++icons;
+}
+
+static int FindsIcons(void) {
+  CHECK(GuardGetAppIconAsync(ReceiveIcon, "Guarded") == 0);
+  while (!icons) {
+  }
+  CHECK(IsSame(buffer, "C:\\guarded.ico"));
+  return 0;
+}
+
 int main(void) {
   int line;
   CHECK(IsSame(GuardVersion(), KESTRELBAY_EXPECTED_VERSION));
   CHECK(GuardQueueLog() == 0);
   if ((line = SurvivesExceptions()) || (line = ListsAndTellsFacts()) || (line = KeepsSecrets())) return line;
-  if ((line = FinishesJobs()) || (line = QueuesRecords())) return line;
+  if ((line = FinishesJobs()) || (line = ReportsJobsToCallbacks()) || (line = FindsIcons())) return line;
+  if ((line = QueuesRecords())) return line;
   if ((line = ReportsDroppedRecordsOnce())) return line;
   return KeepsDestinationOfRecords();
 }
