@@ -9,10 +9,12 @@ install(TARGETS KestrelbayGeneral KestrelbayGuard
   LIBRARY DESTINATION lib
   ARCHIVE DESTINATION lib)
 set(KESTRELBAY_LIBRARY -lKestrelbayGeneral)
+set(KESTRELBAY_GUARD_LIBRARY -lKestrelbayGuard)
 if(WIN32)
   # By its file name, because -static makes the linker pass over import libraries.
   # KestrelbayGeneral.hpp needs COM.
   set(KESTRELBAY_LIBRARY "-l:libKestrelbayGeneral.dll.a -lole32")
+  set(KESTRELBAY_GUARD_LIBRARY -l:libKestrelbayGuard.dll.a)
   install(TARGETS log RUNTIME DESTINATION bin ARCHIVE DESTINATION lib)
 else()
   install(TARGETS kestrelbay_machine LIBRARY DESTINATION lib)
@@ -36,7 +38,9 @@ endif()
 include(CMakePackageConfigHelpers)
 write_basic_package_version_file(${CMAKE_BINARY_DIR}/KestrelbayGeneralConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
-configure_file(cmake/KestrelbayGeneral.pc.in ${CMAKE_BINARY_DIR}/KestrelbayGeneral.pc @ONLY)
+foreach(name KestrelbayGeneral KestrelbayGuard)
+  configure_file(cmake/${name}.pc.in ${CMAKE_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${CMAKE_BINARY_DIR}/${name}.pc DESTINATION lib/pkgconfig)
+endforeach()
 install(FILES cmake/KestrelbayGeneralConfig.cmake ${CMAKE_BINARY_DIR}/KestrelbayGeneralConfigVersion.cmake
   DESTINATION ${package})
-install(FILES ${CMAKE_BINARY_DIR}/KestrelbayGeneral.pc DESTINATION lib/pkgconfig)
