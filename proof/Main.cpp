@@ -50,6 +50,7 @@ constexpr Step kSteps[] = {
     {L"random-registry", Kind::Tests, L"conformance.exe --gtest_filter=RandomInventory.*"},
     {L"jobs", Kind::Tests, L"conformance-jobs.exe"},
     {L"stop", Kind::Tests, L"conformance-stop.exe"},
+    {L"guard", Kind::Tests, L"guard-of-used-machine.exe"},
     {L"load", Kind::Tests, L"load.exe"},
     // 0 adds no applications: the floor is measured with those of the machine.
     {L"scan-floor", Kind::Timing, L"scan-floor.exe 0 15"},

@@ -11,8 +11,11 @@ namespace {
 
 HANDLE stopEvent = nullptr;
 
-BOOL WINAPI Stop(DWORD) {
+BOOL WINAPI Stop(DWORD reason) {
   SetEvent(stopEvent);
+  // Windows ends the process when this returns, but for the two keys. The cleanup needs the seconds that
+  // Windows gives to this handler. The end of main ends this thread.
+  if (reason != CTRL_C_EVENT && reason != CTRL_BREAK_EVENT) Sleep(INFINITE);
   return TRUE;
 }
 

@@ -117,10 +117,10 @@ class ProofTest(ProofTestCase):
         self.assertEqual(status, 0, output)
         self.assertEqual(self.registry(), registry)
         self.assertEqual(self.files(), files)
-        self.assertIn("[1/9] capture ...", output)
+        self.assertIn("[1/10] capture ...", output)
         report, names = self.report(kit)
         steps = {step["name"]: step for step in report["steps"]}
-        self.assertEqual(len(steps), 9)
+        self.assertEqual(len(steps), 10)
         for step in steps.values():
             self.assertTrue(step["passed"], step)
             for test in step.get("notRun", []):
@@ -129,7 +129,8 @@ class ProofTest(ProofTestCase):
         for name in ("contract", "conformance", "jobs"):
             self.assertLess(len(steps[name]["notRun"]), steps[name]["tests"] / 4, steps[name]["notRun"])
             self.assertIn(f"results/{name}.xml", names)
-        self.assertEqual(steps["random-registry"]["notRun"], [])
+        for name in ("random-registry", "guard"):
+            self.assertEqual(steps[name]["notRun"], [])
         self.assertIn("capture/machine.json", names)
         status, told = self.check_proof(kit)
         self.assertIn("list: 3 applications, 0 differences", told)
@@ -207,6 +208,24 @@ class ProofTest(ProofTestCase):
         self.assertEqual(status, 0, output)
         self.assertEqual(self.registry(), registry)
         self.assertEqual(self.files(), files)
+
+    def test_a_closed_window_lets_the_proof_clean_up(self):
+        kit = self.unpack()
+        registry, files = self.registry(), self.files()
+        closer = self.folder / "close-window.exe"
+        subprocess.run(["x86_64-w64-mingw32-gcc", "-Wall", "-Werror", "-static", HERE / "close-window.c", "-o", closer],
+                       check=True)
+        command = f"{kit / 'bin' / 'proof.exe'} --as-is --only=jobs"
+        status, output = self.wine(closer, command)
+        self.assertEqual(status, 0, output)
+        self.assertEqual(self.registry(), registry)
+        self.assertEqual(self.files(), files)
+
+    def test_without_its_programs_it_says_that_the_zip_is_packed(self):
+        kit = self.unpack()
+        shutil.rmtree(kit / "bin")
+        status, output = self.prove(kit)
+        self.assertEqual((status, output.count("Unpack the whole zip first")), (2, 1), output)
 
     def test_a_key_that_a_killed_run_did_not_make_stays(self):
         work = self.prefix / "drive_c" / "ProgramData" / "KestrelbayProof"
