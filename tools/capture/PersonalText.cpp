@@ -8,19 +8,8 @@ namespace capture {
 namespace {
 
 constexpr std::size_t kNone = std::u16string_view::npos;
-/** kTellingChars of names that are numbers: years, versions and dates have short numbers by chance. */
-constexpr std::size_t kTellingFigures = 6;
 constexpr std::size_t kGuidChars = 36;
 constexpr std::size_t kPackedGuidChars = 32;
-
-/** Names of users on many machines. They are found only as words of their own, because other words contain
- * them. */
-constexpr std::u16string_view kCommonNames[] = {u"ADMIN", u"ADMINISTRATOR", u"GUEST", u"HOME",   u"OWNER",
-                                                u"ROOT",  u"TEST",          u"USER",  u"OFFICE", u"WORK"};
-constexpr std::u16string_view kOwnNames[] = {
-    u"ALL USERS", u"CLASSES",       u"DEFAULT",        u"DEFAULT USER", u"INSTALLER", u"LOCALSERVICE",
-    u"MICROSOFT", u"PRODUCTS",      u"NETWORKSERVICE", u"PUBLIC",       u"SOFTWARE",  u"SYSTEM",
-    u"SYSTEM32",  u"SYSTEMPROFILE", u"UNINSTALL",      u"USERS",        u"WINDOWS",   u"WORKGROUP"};
 
 bool IsHexFigure(char16_t unit) { return IsFigure(unit) || ((unit | 0x20) >= u'a' && (unit | 0x20) <= u'f'); }
 
@@ -145,16 +134,6 @@ void AddWords(std::u16string_view text, std::size_t begin, std::size_t end, Pers
   }
 }
 
-bool IsWindowsOwnName(std::u16string_view name) {
-  return std::ranges::find(kOwnNames, name) != std::end(kOwnNames);
-}
-
-bool IsSoughtInWords(std::u16string_view name) {
-  const bool isNumber = std::ranges::all_of(name, IsFigure);
-  return name.size() >= (isNumber ? kTellingFigures : kTellingChars) &&
-         std::ranges::find(kCommonNames, name) == std::end(kCommonNames);
-}
-
 // S-1-5-21: three numbers of the machine or domain. S-1-12-1: four numbers of a directory user.
 void FindSids(std::u16string& text, PersonalParts& parts) {
   for (std::size_t at = text.find(u'-'); at != kNone; at = text.find(u'-', at + 1)) {
@@ -203,19 +182,6 @@ void FindNames(std::u16string_view text, std::span<const PersonalName> names, bo
       }
     }
   }
-}
-
-std::vector<std::u16string> PartsOfName(std::u16string_view name) {
-  std::vector<std::u16string> parts;
-  for (std::size_t at = 0; at < name.size(); ++at) {
-    const std::size_t begin = at;
-    while (at < name.size() && IsWord(name[at])) ++at;
-    const std::u16string_view part = name.substr(begin, at - begin);
-    const bool isCommon = std::ranges::find(kCommonNames, part) != std::end(kCommonNames);
-    const bool isPart = part.size() >= kTellingChars && part.size() < name.size();
-    if (isPart && !isCommon && !std::ranges::all_of(part, IsFigure)) parts.emplace_back(part);
-  }
-  return parts;
 }
 
 }  // namespace capture
