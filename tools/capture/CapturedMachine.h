@@ -65,7 +65,6 @@ struct CapturedNote {
   std::u16string what;
 
   std::u16string Line() const { return place.empty() ? what : place + u": " + what; }
-  bool operator==(const CapturedNote&) const = default;
 };
 
 struct CapturedMachine {

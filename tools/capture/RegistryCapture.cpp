@@ -256,9 +256,7 @@ void RegistryCapture::ReadNames(HKEY key, const std::u16string& path, Names& nam
 void RegistryCapture::Add(CapturedKey key) { machine_.keys.push_back(std::move(key)); }
 
 void RegistryCapture::Note(const std::u16string& path, std::u16string_view what) {
-  CapturedNote note{path, std::u16string(what)};
-  if (std::ranges::find(machine_.notes, note) == machine_.notes.end())
-    machine_.notes.push_back(std::move(note));
+  if (noted_.emplace(path, what).second) machine_.notes.push_back({path, std::u16string(what)});
 }
 
 }  // namespace capture

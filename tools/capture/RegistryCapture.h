@@ -6,6 +6,7 @@
 #pragma once
 
 #include <functional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -68,6 +69,8 @@ class RegistryCapture {
   void Note(const std::u16string& path, std::u16string_view what);
 
   CapturedMachine& machine_;
+  /** The places and texts of its notes. */
+  std::set<std::pair<std::u16string, std::u16string>> noted_;
   const std::function<void()> poll_;
 };
 
