@@ -80,6 +80,11 @@ class IdentityTest(RedactionTestCase):
         self.check(folder, ["Wichtelwerke", "Unbekannt", "Berta", "XY Z"])
         self.assertIn("XYlophon", self.registry(folder))
 
+    def test_the_name_of_an_organization_is_hidden_inside_words(self):
+        folder = self.redacted(key(CURRENT, {"RegisteredOrganization": "Wichtel"}),
+                               app("WichtelVPN", InstallLocation="D:\\MyWichtelApps"))
+        self.check(folder, ["Wichtel"])
+
     def test_an_owner_of_signs_only_changes_no_text(self):
         for owner in (" ", ".", "-", "?!"):
             with self.subTest(owner):
@@ -234,13 +239,22 @@ class IdentityTest(RedactionTestCase):
         folder = self.redacted(app("A", HelpLink="https://site.example/users/1/x", DisplayVersion="1.0"))
         self.assertEqual(self.apps(folder)["A"]["displayVersion"], "1.0")
 
-    def test_pictures_are_left_as_they_are(self):
-        data = b"MZ" + bytes(range(256)) * 3 + b"\1a@b.cd %x%\\yz"
-        machine = self.described(app("A", DisplayIcon="C:\\a.exe"))
+    def redacted_icon(self, data):
+        machine = self.described(app("A", DisplayIcon="C:\\a.exe"), environment={"USERNAME": NAME, "SystemRoot": "C:\\Windows"})
         (machine / "drives" / "C").mkdir(parents=True)
         (machine / "drives" / "C" / "a.exe").write_bytes(data)
         folder, _ = self.capture(machine, "--icons", "--redact")
-        self.assertEqual((folder / "drives" / "C" / "a.exe").read_bytes(), data)
+        self.check(folder, [NAME])
+        return (folder / "drives" / "C" / "a.exe").read_bytes()
+
+    def test_pictures_are_left_as_they_are(self):
+        data = b"MZ" + bytes(range(256)) * 3 + b"\1a@b.cd %x%\\yz"
+        self.assertEqual(self.redacted_icon(data), data)
+
+    def test_names_in_icon_files_are_hidden(self):
+        names = [NAME.encode(encoding) for encoding in ("utf-8", "utf-16-le", "utf-16-be", "cp1252")]
+        data = self.redacted_icon(b"MZ\0" + b"\0".join(names) + b"\0end")
+        self.assertEqual((len(data), data[:3], data[-4:]), (sum(map(len, names)) + 10, b"MZ\0", b"\0end"))
 
 
 if __name__ == "__main__":

@@ -142,8 +142,7 @@ void Redactor::EndLearning() {
 }
 
 void Redactor::AddName(const std::u16string& text, PersonalKind kind) {
-  const bool inWords =
-      kind != PersonalKind::Organization && kind != PersonalKind::NamePart && IsSoughtInWords(text);
+  const bool inWords = kind != PersonalKind::NamePart && IsSoughtInWords(text);
   wide_.push_back({text, kind, inWords, text.substr(0, 1)});
   narrow_.push_back(wide_.back());
   if (std::ranges::all_of(text, [](char16_t unit) { return unit < 0x80; })) return;
