@@ -57,19 +57,22 @@ std::size_t CountBackslashes(std::u16string_view text, std::size_t at) {
 
 /**
  * Returns where the value ends that begins behind a quote. The quote that closes it has as many backslashes
- * as the one that opens it. If the text within is escaped too, each of its backslashes is there twice.
+ * as the one that opens it. If the text within is escaped too, each of its backslashes is there twice. A
+ * value without such a quote ends with its string: a value of the registry may have several.
  */
 std::size_t EndOfQuotedValue(std::u16string_view text, std::size_t value) {
   const char16_t quote = text[value - 1];
+  const char16_t ends[] = {quote, u'\0'};
   const std::size_t backslashes = CountBackslashes(text, value - 1);
-  for (std::size_t end = value; (end = text.find(quote, end)) != kNone; ++end) {
+  std::size_t end = value;
+  for (; (end = text.find_first_of(ends, end, 2)) != kNone && text[end] == quote; ++end) {
     const std::size_t count = CountBackslashes(text.substr(value), end - value);
     if (count % (2 * backslashes + 2) != backslashes) continue;
     const bool isDoubled = backslashes == 0 && end + 1 < text.size() && text[end + 1] == quote;
     if (!isDoubled) return end - backslashes;
     ++end;
   }
-  return text.size();
+  return std::min(end, text.size());
 }
 
 /** Returns where the value that begins there ends. */
