@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
+
+#include "capture/PersonalAddresses.h"
 
 namespace capture {
 namespace {
@@ -114,6 +117,16 @@ TEST(Identity, LacksAnAccountOfServices) {
   const Identity identity = ReadIdentity(machine);
   EXPECT_EQ(std::ranges::count(identity.users, u"LOCAL SERVICE"), 0);
   EXPECT_EQ(std::ranges::count(identity.computers, u"NT AUTHORITY"), 0);
+}
+
+TEST(Accounts, AreSoughtInLinearTime) {
+  constexpr std::size_t kSize = 1 << 19;
+  const std::u16string text = std::u16string(kSize, u'.') + u"a" + std::u16string(kSize, u'\\');
+  PersonalParts parts;
+  const auto begin = std::chrono::steady_clock::now();
+  FindAccounts(text, parts);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
+  EXPECT_TRUE(parts.empty());
 }
 
 TEST_F(RedactorTest, BytesKeepTheirLength) {

@@ -122,8 +122,8 @@ std::size_t LastSign(std::u16string_view text, std::size_t begin, std::size_t en
 }
 
 /**
- * Returns the sign behind the credentials of an address with a scheme; nowhere if it has none.
- * @param begin  the first unit behind the scheme
+ * Returns the sign behind the credentials of an address that begins with two slashes; nowhere if it has none.
+ * @param begin  the first unit behind the slashes
  * @param last  the last sign of the word; nowhere if it has none
  */
 std::size_t SignOfAuthority(std::u16string_view text, std::size_t begin, std::size_t last) {
@@ -144,7 +144,7 @@ std::size_t SignOfAuthority(std::u16string_view text, std::size_t begin, std::si
 /** Whether the colon is not behind a user, but behind a drive, a scheme, the host of an address, or the name
  * of a text in quotes or brackets. */
 bool IsOtherColon(std::u16string_view text, std::size_t begin, std::size_t colon) {
-  if ((begin > 0 && text[begin - 1] == u'/') || IsIn(u"\"<", text[colon + 1])) return true;
+  if (text.substr(0, begin).ends_with(u"//") || IsIn(u"\"<", text[colon + 1])) return true;
   const bool isDrive = colon - begin == 1 && IsSeparator(text[colon + 1]);
   const std::u16string_view scheme = text.substr(begin, colon - begin);
   return isDrive || text.substr(colon + 1, 2) == u"//" ||
@@ -190,10 +190,11 @@ std::size_t EndOfWord(std::u16string_view text, std::size_t at) {
 /** Whether the word is a path, of one name behind its root or of three names. */
 bool IsPath(std::u16string_view word) {
   std::size_t runs = 0;
+  const std::size_t behindDots = word.find_first_not_of(u'.');
   for (std::size_t at = 0; at < word.size(); ++at) {
     if (!IsSeparator(word[at])) continue;
-    const bool hasRoot = at == 0 ? word[at] == u'\\' : IsIn(u":%~", word[at - 1]);
-    if (hasRoot || (at > 0 && word.substr(0, at).find_first_not_of(u'.') == kNone)) return true;
+    const bool hasRoot = at == 0 ? word[at] == u'\\' : at == behindDots || IsIn(u":%~", word[at - 1]);
+    if (hasRoot) return true;
     if (at == 0 || !IsSeparator(word[at - 1])) ++runs;
   }
   return runs > 1;
@@ -240,8 +241,8 @@ void FindMailAddresses(std::u16string_view text, bool isText, PersonalParts& par
     const std::size_t last = LastLabel(text, host, end);
     const std::u16string_view person = text.substr(begin, sign - begin);
     const std::u16string_view whole = text.substr(host, end - host);
-    const bool isLikely =
-        isText ? person.size() > 1 && whole.size() > 1 : IsLongWord(person) && IsLongWord(whole);
+    const bool isLikely = isText ? whole.find(u'.', 1) != kNone || (person.size() > 1 && whole.size() > 1)
+                                 : IsLongWord(person) && IsLongWord(whole);
     if (last == end && !isLikely) continue;
     AddWords(text, begin, sign, parts);
     AddWords(text, host, last, parts);
@@ -266,8 +267,8 @@ void FindAddressCredentials(std::u16string_view text, bool isProxy, PersonalPart
   if (isProxy) return FindProxyCredentials(text, parts);
   std::size_t word = 0;
   std::size_t last = kNone;
-  for (std::size_t at = text.find(u"://"); at != kNone; at = text.find(u"://", at)) {
-    at += 3;
+  for (std::size_t at = text.find(u"//"); at != kNone; at = text.find(u"//", at)) {
+    at += 2;
     // Once for all addresses of a word, because a password may be as long as the text.
     if (at > word) {
       word = EndOfCredentials(text, at);

@@ -185,8 +185,8 @@ PersonalParts Redactor::Find(std::u16string_view text, const Manner& manner) con
     if (end < rest.size() && rest[end] == u'@') rest[end] = kMasked;
   }
   if (manner.search != Search::File) {
+    // Not masked between: `password:a@b` may be a user and a password, or a setting whose value has a sign.
     if (!manner.holdsProxies) FindPlainCredentials(rest, parts);
-    Mask(parts, rest);
     FindSecretSettings(rest, parts);
     Mask(parts, rest);
   }
