@@ -3,6 +3,7 @@
 
 const fs = require('node:fs');
 const path = require('node:path');
+const { getEnvironmentData, setEnvironmentData } = require('node:worker_threads');
 const koffi = require('koffi');
 
 /** A call that cannot be made or that failed. The message says what is wrong and what to do. */
@@ -15,13 +16,14 @@ class KestrelbayError extends Error {
 
 /** Shared by all copies of this module on this thread: a process has one library, with one table of jobs per kind. */
 const shared = (globalThis[Symbol.for('kestrelbay-general')] ??= {
-  folder: null,
   listeners: new Set(),
   isForwarding: false,
   lastJob: { Install: Promise.resolve(), Uninstall: Promise.resolve() },
   keptJobs: new Set(), // the library has the addresses of their buffers
   isStopped: false,
 });
+
+const FOLDER = 'kestrelbay-general folder'; // of the loaded libraries; known to this thread and those that it starts
 
 /** Loads the libraries of a folder. Windows must not search their imports in the folder of node.exe. */
 function load(folder) {
@@ -41,15 +43,14 @@ function load(folder) {
     }
   }
   const full = fs.realpathSync.native(folder);
-  if ((shared.folder ?? full) !== full) {
-    throw new KestrelbayError(`the library is already loaded from ${shared.folder}: a process has one`);
-  }
+  const loaded = getEnvironmentData(FOLDER) ?? full;
+  if (loaded !== full) throw new KestrelbayError(`the library is already loaded from ${loaded}: a process has one`);
   // Each one is loaded before the library that imports it, so that Windows finds it in memory.
   return names.map((name) => {
     const file = path.join(full, name);
     try {
       const library = koffi.load(file);
-      shared.folder = full;
+      setEnvironmentData(FOLDER, full);
       return library;
     } catch (error) {
       throw new KestrelbayError(`${file} cannot be loaded: ${error.message.replace(/\.?\s*$/, '')}. ` +

@@ -96,13 +96,22 @@ function letAListenerCallTheLibrary(library) {
   assert.equal(later.filter((text) => text.includes('enter GetDiskAvailableSpace')).length, calls);
 }
 
-/** A worker thread does not know the jobs of another one, but may read the machine. It leaves the log to listeners. */
+/**
+ * A worker thread does not know the jobs of another one, but may read the machine, from the same folder. It leaves the
+ * log to listeners.
+ */
 async function refuseJobsOfWorkerThreads(library) {
   const records = [];
   const listener = (record) => records.push(record.text);
   library.on('log', listener);
   const worker = new Worker(`
     const { Library } = require('kestrelbay-general');
+    let second = '';
+    try {
+      new Library(${JSON.stringify(other)});
+    } catch (error) {
+      second = error.message;
+    }
     const library = new Library(${JSON.stringify(folder)});
     let stop = '';
     try {
@@ -111,10 +120,11 @@ async function refuseJobsOfWorkerThreads(library) {
       stop = error.message;
     }
     library.install('a.exe', 'a').catch((error) => {
-      require('node:worker_threads').parentPort.postMessage([library.list().length, error.message, stop]);
+      require('node:worker_threads').parentPort.postMessage([library.list().length, second, error.message, stop]);
     });`, { eval: true });
-  const [[count, ...messages]] = await once(worker, 'message');
+  const [[count, second, ...messages]] = await once(worker, 'message');
   assert.equal(count, 45);
+  assert(second.includes('already loaded from'));
   assert(messages.every((message) => message.includes('only the main thread')));
   await once(worker, 'exit');
   library.freeSpace('C');
