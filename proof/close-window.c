@@ -1,5 +1,5 @@
 /*
- * Starts a proof and closes its window as Windows does, while a step runs: close-window COMMAND-LINE. A
+ * Starts a proof and closes its window as Windows does, while a test has keys: close-window COMMAND-LINE. A
  * thread of the proof calls its handlers. When they return, Windows ends the proof. Exit status: 0 if the
  * proof has ended by itself before, 1 if it was ended, 2 if it did not run.
  *
@@ -10,9 +10,10 @@
 static const DWORD kStoppedProof = 2;
 static const DWORD kPatienceMs = 60000;
 
-static BOOL StepRuns(void) {
+static BOOL HasMadeKeys(void) {
   WCHAR path[MAX_PATH];
-  ExpandEnvironmentStringsW(L"%ProgramData%\\KestrelbayProof\\results\\jobs.txt", path, MAX_PATH);
+  ExpandEnvironmentStringsW(L"%ProgramData%\\KestrelbayProof\\temp\\kestrelbay-test-keys.bin", path,
+                            MAX_PATH);
   return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES;
 }
 
@@ -33,7 +34,7 @@ int main(int count, char** arguments) {
   PROCESS_INFORMATION proof;
   if (count != 2) return 2;
   if (!CreateProcessA(NULL, arguments[1], NULL, NULL, FALSE, 0, NULL, NULL, &startup, &proof)) return 2;
-  while (!StepRuns()) {
+  while (!HasMadeKeys()) {
     if (WaitForSingleObject(proof.hProcess, 20) != WAIT_TIMEOUT) return 2;
   }
   return CloseWindowOf(proof.hProcess) == kStoppedProof ? 0 : 1;
