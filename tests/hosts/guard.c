@@ -140,37 +140,39 @@ static int FinishesJobs(void) {
 
 static InstallRequest installCalled;
 static UninstallRequest uninstallCalled;
-static const void* volatile reported = NULL;
+static const void* reported = NULL;
 
-static void ReportInstall(InstallRequest* request) { reported = request; }
-static void ReportUninstall(UninstallRequest* request) { reported = request; }
+/* C99 has no atomic variables. These are of the compilers that build this host. */
+static void Report(const void* what) { __atomic_store_n(&reported, what, __ATOMIC_RELEASE); }
+static void WaitForReport(const void* what) {
+  while (__atomic_load_n(&reported, __ATOMIC_ACQUIRE) != what) {
+  }
+}
+
+static void ReportInstall(InstallRequest* request) { Report(request); }
+static void ReportUninstall(UninstallRequest* request) { Report(request); }
 
 static int ReportsJobsToCallbacks(void) {
   Fill(installCalled.displayName, "Nobody has this");
   Fill(installCalled.installerPath, "C:\\no such installer.exe");
   CHECK(GuardInstall(&installCalled, ReportInstall) == 0);
-  while (reported != &installCalled) {
-  }
+  WaitForReport(&installCalled);
   CHECK(IsSame(installCalled.ErrMsg, "Install path is not exist!"));
   Fill(uninstallCalled.displayName, "Nobody has this");
   CHECK(GuardUninstall(&uninstallCalled, ReportUninstall) == 0);
-  while (reported != &uninstallCalled) {
-  }
+  WaitForReport(&uninstallCalled);
   CHECK(IsSame(uninstallCalled.ErrMsg, "Get uninstall path is empty!"));
   return 0;
 }
 
-static volatile int icons = 0;
-
 static void ReceiveIcon(char* text) {
   Fill(buffer, text);
-  ++icons;
+  Report(buffer);
 }
 
 static int FindsIcons(void) {
   CHECK(GuardGetAppIconAsync(ReceiveIcon, "Guarded") == 0);
-  while (!icons) {
-  }
+  WaitForReport(buffer);
   CHECK(IsSame(buffer, "C:\\guarded.ico"));
   return 0;
 }
