@@ -18,9 +18,9 @@ struct Contents {
 };
 
 void ReadValues(HiveReader& reader, HiveReader::Cell key, Contents& contents) {
-  const HiveReader::Cells values = reader.ValuesOf(key);
+  const auto values = reader.ValuesOf(key);
   if (!values.damage.empty()) ++contents.damages;
-  for (const HiveReader::Cell value : values.cells) {
+  for (const HiveReader::Cell value : values.items) {
     try {
       const HiveReader::Value read = reader.ReadValue(value);
       ++contents.values;
@@ -38,12 +38,13 @@ void Read(HiveReader& reader, HiveReader::Cell key, int level, Contents& content
   ++contents.keys;
   reader.TimeOf(key);
   ReadValues(reader, key, contents);
-  const HiveReader::Cells subKeys = reader.SubKeysOf(key);
+  const auto subKeys = reader.SubKeysOf(key);
   if (!subKeys.damage.empty()) ++contents.damages;
-  for (const HiveReader::Cell subKey : subKeys.cells) {
+  for (const auto& [subKey, nameHash] : subKeys.items) {
     try {
       reader.LikelyNameOf(subKey);
-      reader.NameOf(subKey);
+      const std::u16string name = reader.NameOf(subKey);
+      if (nameHash && !HiveReader::IsNameHash(*nameHash, name)) ++contents.damages;
       if (reader.HasOtherParent(subKey, key)) ++contents.damages;
     } catch (const HiveDamage&) {
       ++contents.damages;

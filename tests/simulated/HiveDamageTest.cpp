@@ -90,6 +90,38 @@ TEST_F(HiveDamageTest, KeyOutsideTheHiveIsLost) {
   ExpectLost(kWanted, "Above\\?", "a key cannot be read");
 }
 
+TEST_F(HiveDamageTest, KeyWithAnotherNameThanItsListHasIsReadAndReported) {
+  for (const auto& [name, reported] : {std::pair{"Wansed"sv, "Wansed"}, {"\xD7"sv, "\u00D7anted"}}) {
+    const std::size_t at = KeyAt("Wanted") + kBeforeKeysName;
+    Put(at, name);
+    EXPECT_EQ(Read().size(), whole.size());
+    EXPECT_THAT(damages,
+                ElementsAre(AllOf(HasSubstr("SOFTWARE\\Above\\"s + reported + ": "),
+                                  HasSubstr("the hash of another name, so this name may be damaged"))));
+    Put(at, "Wanted");
+  }
+  Put(KeyAt("Wanted") + kBeforeKeysName, "WANTED");
+  Read();
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+// Windows hashes the units in upper case, and libhivex the signed bytes of the UTF-8 name.
+TEST_F(HiveDamageTest, HashOfANameBeyondAsciiMayBeThatOfEitherWriter) {
+  HiveFile(folder / kSoftware).Add("\xC3\xA4m");
+  Load();
+  const std::size_t hash = CellAt(CellAt(0x24) + kSubKeyList) + 8;
+  ASSERT_EQ(Hive().substr(hash, 4),
+            LittleEndian(static_cast<std::uint32_t>(((0xC3 - 256) * 37 + 0xA4 - 256) * 37 + 'M')));
+  Read();
+  EXPECT_THAT(damages, IsEmpty());
+  Put(hash, LittleEndian(u'\u00C4' * 37 + 'M'));
+  Read();
+  EXPECT_THAT(damages, IsEmpty());
+  Put(hash, LittleEndian(u'\u00C4' * 37 + 'N'));
+  EXPECT_EQ(Read(), Names{"\u00E4m"});
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("this name may be damaged")));
+}
+
 TEST_F(HiveDamageTest, KeyBetweenTwoCellsIsLost) {
   // A copy of the key four bytes behind the start of a cell. Windows aligns cells to eight.
   const std::size_t forged = ValueAt("Forged") + kData;

@@ -362,11 +362,13 @@ TEST_F(VolumeTest, KeysThatWindowsDoesNotAllowAreLeftOutAndAllElseRead) {
 TEST_F(VolumeTest, NamesAreReadAsTheyStand) {
   {
     HiveFile software(folder / kSoftware);
-    software.SetText("n\xC4\x80y", "value", "there");
     software.SetText("\xC3\xA4mter", "a_b", "there");
+    software.SetText("n\xC4\x80y", "value", "there");
   }
   WriteSystem();
   ReplaceInHive("n\0\x00\x01y\0"sv, "n\0\x00\xD8y\0"sv);
+  // The hash of the name, too.
+  ReplaceInHive("\x53\xf6\x3a\x00"sv, "\x77\xd9\x20\x00"sv);
   ReplaceInHive("a_b"sv, "a\0b"sv);
   const auto machine = Open();
   EXPECT_EQ(Value(*machine, u"HKEY_LOCAL_MACHINE\\SOFTWARE\\n\xD800y"), kThere);

@@ -32,7 +32,7 @@ constexpr std::size_t kSector = 512;
 /** A key: the number of its values, and its subkeys by name. */
 struct Node {
   std::size_t values = 0;
-  std::map<std::u16string, Node> subKeys;
+  std::map<std::u16string, Node, simulated::NameLess> subKeys;
 
   bool operator==(const Node&) const = default;
 };
@@ -82,8 +82,11 @@ Answer ReadHive(const fs::path& file) {
   return answer;
 }
 
-/** Whether `left` has fewer keys or values at any place. Compares a renamed key with one that is gone. */
-bool HasLess(const Node& left, const Node& whole) {
+/**
+ * Whether `left` has fewer keys or values at any place. A renamed key is gone if names have hashes. Otherwise
+ * a change of its name cannot be detected, and it is compared with a key that is gone.
+ */
+bool HasLess(const Node& left, const Node& whole, bool namesHaveHashes) {
   if (left.values < whole.values || left.subKeys.size() < whole.subKeys.size()) return true;
   std::vector<const Node*> renamed, gone;
   for (const auto& [name, node] : left.subKeys)
@@ -92,11 +95,12 @@ bool HasLess(const Node& left, const Node& whole) {
     const auto found = left.subKeys.find(name);
     if (found == left.subKeys.end())
       gone.push_back(&node);
-    else if (HasLess(found->second, node))
+    else if (HasLess(found->second, node, namesHaveHashes))
       return true;
   }
+  if (namesHaveHashes && !gone.empty()) return true;
   for (std::size_t i = 0; i < gone.size(); ++i)
-    if (HasLess(*renamed[i], *gone[i])) return true;
+    if (HasLess(*renamed[i], *gone[i], namesHaveHashes)) return true;
   return false;
 }
 
@@ -173,6 +177,17 @@ bool CountsFewerValues(const std::string& whole, const std::string& mutant) {
   return false;
 }
 
+/** Whether each list of subkeys has the hashes of their names. */
+bool HasNameHashes(const std::string& hive) {
+  constexpr std::size_t kFirstCell = 4096 + 32, kSizeBytes = 4;
+  bool hasHashes = false;
+  for (std::size_t at = kFirstCell + kSizeBytes; at + 2 <= hive.size(); at += 8) {
+    if (hive.compare(at, 2, "lf") == 0 || hive.compare(at, 2, "li") == 0) return false;
+    if (hive.compare(at, 2, "lh") == 0) hasHashes = true;
+  }
+  return hasHashes;
+}
+
 class Runner {
  public:
   Runner(const fs::path& folder, const std::vector<fs::path>& files) : hive_(folder / "hive") {
@@ -183,8 +198,9 @@ class Runner {
       Write(names_.back(), contents_.back());
     }
     whole_ = ReadHive(hive_);
-    std::fprintf(stderr, "whole: %zu reports, memory %.2f times the files\n", whole_.reports,
-                 Times(whole_.memory));
+    namesHaveHashes_ = HasNameHashes(contents_[0]);
+    std::fprintf(stderr, "whole: %zu reports, memory %.2f times the files, names %s hashes\n", whole_.reports,
+                 Times(whole_.memory), namesHaveHashes_ ? "with" : "without");
     if (files.size() > 1) KeepStates();
   }
 
@@ -246,7 +262,7 @@ class Runner {
       ++same_;
     } else if (std::ranges::find(states_, answer.root) != states_.end()) {
       ++torn_;
-    } else if (!HasLess(answer.root, whole_.root)) {
+    } else if (!HasLess(answer.root, whole_.root, namesHaveHashes_)) {
       ++changed_;
     } else if (CountsFewerValues(whole, mutant)) {
       ++uncounted_;
@@ -262,6 +278,7 @@ class Runner {
   std::vector<std::string> contents_;
   std::size_t allBytes_ = 0;
   Answer whole_;
+  bool namesHaveHashes_ = false;
   std::vector<Node> states_;
   std::size_t same_ = 0, reported_ = 0, refused_ = 0, changed_ = 0, torn_ = 0, uncounted_ = 0, silent_ = 0,
               greedy_ = 0;

@@ -11,11 +11,12 @@ For each mutant all keys are read. Each of these is a fault:
 
 - a crash; a read that takes more than 5 s; more memory than 4 times the files' size;
 - a silent loss: without a report and with exit status 0, a key has fewer subkeys or fewer values than it has in the
-  undamaged hive.
+  undamaged hive, or another name if its hive has the hashes of all names.
 
 These are not faults, because they cannot be detected:
 
-- Names, types, times and data that only differ: a hive has no checksum for them.
+- Types, times and data that only differ: a hive has no checksum for them. Hives of the format of Windows 2000 have no
+  hashes of names, either.
 - A key that counts fewer values than it has: Windows leaves old entries in the lists, and real hives have hundreds.
 - A loss from a log of dirty sectors, which has no checksum at all. But its mutants must not crash.
 - The loss of the last log entry: it may come from a torn write. Windows ignores it, too.

@@ -124,9 +124,9 @@ void Hive::Read() {
 std::optional<Hive::Node> Hive::Child(const Key& key, Node node, std::u16string_view name) {
   std::optional<Node> found;
   ReadFor(key, [&] {
-    for (const Node subKey : reader_->SubKeysOf(node).cells) {
+    for (const auto& subKey : reader_->SubKeysOf(node).items) {
       try {
-        if (!found && SameName(reader_->NameOf(subKey), name)) found = subKey;
+        if (!found && SameName(reader_->NameOf(subKey.key), name)) found = subKey.key;
       } catch (const HiveDamage&) {
         // Reported when the key is filled.
         continue;
@@ -167,8 +167,8 @@ void Hive::ReadFor(const Key& key, const std::function<void()>& read) {
 
 void Hive::FillValues(Key& key, Node node) {
   std::set<std::u16string, NameLess> names;
-  const HiveReader::Cells values = reader_->ValuesOf(node);
-  for (const Node cell : values.cells) {
+  const auto values = reader_->ValuesOf(node);
+  for (const Node cell : values.items) {
     try {
       const HiveReader::Value value = reader_->ReadValue(cell);
       if (!names.insert(value.name).second)
@@ -183,13 +183,13 @@ void Hive::FillValues(Key& key, Node node) {
 }
 
 void Hive::FillSubKeys(Key& key, Node node) {
-  std::vector<std::pair<std::u16string, Node>> subKeys;
-  const HiveReader::Cells listed = reader_->SubKeysOf(node);
-  for (const Node subKey : listed.cells) {
+  std::vector<std::pair<std::u16string, HiveReader::SubKey>> subKeys;
+  const auto listed = reader_->SubKeysOf(node);
+  for (const HiveReader::SubKey& subKey : listed.items) {
     try {
-      subKeys.emplace_back(reader_->NameOf(subKey), subKey);
+      subKeys.emplace_back(reader_->NameOf(subKey.key), subKey);
     } catch (const HiveDamage& damage) {
-      ReportLeftOut(key, reader_->LikelyNameOf(subKey), damage.what());
+      ReportLeftOut(key, reader_->LikelyNameOf(subKey.key), damage.what());
     }
   }
   if (!listed.damage.empty()) ReportKey(key, ": " + listed.damage + "; subkeys are left out");
@@ -199,7 +199,8 @@ void Hive::FillSubKeys(Key& key, Node node) {
   for (const auto& [name, subKey] : subKeys) AddSubKey(key, node, name, subKey);
 }
 
-void Hive::AddSubKey(Key& key, Node parent, const std::u16string& name, Node node) {
+void Hive::AddSubKey(Key& key, Node parent, const std::u16string& name, const HiveReader::SubKey& listed) {
+  const Node node = listed.key;
   // The hive would be read again and again below this key.
   if (IsFilledFrom(&key, node)) return ReportLeftOut(key, name, "it is the same key or above it");
   if (reader_->HasOtherParent(node, parent))
@@ -209,6 +210,8 @@ void Hive::AddSubKey(Key& key, Node parent, const std::u16string& name, Node nod
     Key& subKey = key.CreateSubKey(name);
     if (key.SubKeyCount() == before) return ReportLeftOut(key, name, "a second key of this name");
     FillLater(subKey, node);
+    if (listed.nameHash && !HiveReader::IsNameHash(*listed.nameHash, name))
+      ReportKey(subKey, ": its list has the hash of another name, so this name may be damaged");
   } catch (const std::length_error& impossible) {
     ReportLeftOut(key, name, impossible.what());
   }

@@ -59,7 +59,7 @@ class Hive : public KeySource {
   void ReadFor(const Key& key, const std::function<void()>& read);
   void FillValues(Key& key, Node node);
   void FillSubKeys(Key& key, Node node);
-  void AddSubKey(Key& key, Node parent, const std::u16string& name, Node node);
+  void AddSubKey(Key& key, Node parent, const std::u16string& name, const HiveReader::SubKey& listed);
   void ReportKey(const Key& key, const std::string& what);
   void ReportLeftOut(const Key& key, const std::u16string& name, const char* why);
 

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "simulated/base/UpperCase.h"
+#include "simulated/base/WideText.h"
+
 namespace simulated {
 namespace {
 
@@ -95,6 +98,20 @@ std::u16string HiveReader::NameOf(Cell key) {
   return NameIn<KeyRecord>(record);
 }
 
+bool HiveReader::IsNameHash(std::uint32_t hash, const std::u16string& name) {
+  std::uint32_t ofWindows = 0, ofBytes = 0;
+  for (const char16_t unit : name) ofWindows = ofWindows * 37 + UpperCase(unit);
+  if (hash == ofWindows) return true;
+  // libhivex, which edits hives offline, hashes the signed bytes of the UTF-8 name.
+  for (const char byte : ToUtf8(name)) {
+    const auto number = static_cast<signed char>(byte);
+    const bool isAscii = number >= 0;
+    ofBytes = ofBytes * 37 +
+              (isAscii ? UpperCase(static_cast<char16_t>(number)) : static_cast<std::uint32_t>(number));
+  }
+  return hash == ofBytes;
+}
+
 bool HiveReader::HasOtherParent(Cell key, Cell parent) {
   const Cell named = Read32(KeyAt(key), KeyRecord::kParent);
   return named != parent && named != 0;
@@ -111,51 +128,53 @@ std::u16string HiveReader::LikelyNameOf(Cell key) const {
   return isLikely ? name : u"?";
 }
 
-HiveReader::Cells HiveReader::SubKeysOf(Cell key) {
+HiveReader::List<HiveReader::SubKey> HiveReader::SubKeysOf(Cell key) {
   const HiveBytes record = KeyAt(key);
   const std::size_t count = Read32(record, KeyRecord::kSubKeyCount);
   const Cell list = Read32(record, KeyRecord::kSubKeyList);
-  Cells subKeys;
+  List<SubKey> subKeys;
   if (count == 0 && list == kNoCell) return subKeys;
   AddSubKeys(list, kDeepestList, subKeys);
-  if (subKeys.cells.size() != count && subKeys.damage.empty())
-    subKeys.damage = "its list has " + std::to_string(subKeys.cells.size()) + " subkeys instead of " +
+  if (subKeys.items.size() != count && subKeys.damage.empty())
+    subKeys.damage = "its list has " + std::to_string(subKeys.items.size()) + " subkeys instead of " +
                      std::to_string(count);
   return subKeys;
 }
 
-void HiveReader::AddSubKeys(Cell cell, int deepest, Cells& subKeys) try {
+void HiveReader::AddSubKeys(Cell cell, int deepest, List<SubKey>& subKeys) try {
   const HiveBytes list = BytesOf(cell, 4, kNoKeyList);
   const std::uint16_t kind = Read16(list, 0);
   const bool isListOfLists = kind == Kind("ri");
-  const bool hasHashes = kind == Kind("lf") || kind == Kind("lh");
-  if ((!isListOfLists && !hasHashes && kind != Kind("li")) || deepest == 0) Fail(kNoKeyList, cell);
-  const std::size_t step = hasHashes ? 8 : 4;
+  const bool hasHashes = kind == Kind("lh"), hasHints = kind == Kind("lf");
+  if ((!isListOfLists && !hasHashes && !hasHints && kind != Kind("li")) || deepest == 0)
+    Fail(kNoKeyList, cell);
+  const std::size_t step = hasHashes || hasHints ? 8 : 4;
   const std::size_t room = (list.size() - 4) / step;
   const std::size_t count = std::min<std::size_t>(Read16(list, 2), room);
   // The limit counts each listed key before its cell is kept. A forged list names one key many times.
   Spend((isListOfLists ? step : step + kKeyBytes) * count);
   for (std::size_t i = 0; i < count; ++i) {
-    const Cell entry = Read32(list, 4 + i * step);
+    const std::size_t at = 4 + i * step;
+    const Cell entry = Read32(list, at);
     if (isListOfLists)
       AddSubKeys(entry, deepest - 1, subKeys);
     else
-      subKeys.cells.push_back(entry);
+      subKeys.items.push_back({entry, hasHashes ? std::optional(Read32(list, at + 4)) : std::nullopt});
   }
 } catch (const HiveDamage& damage) {
   subKeys.damage = damage.what();
 }
 
-HiveReader::Cells HiveReader::ValuesOf(Cell key) try {
+HiveReader::List<HiveReader::Cell> HiveReader::ValuesOf(Cell key) try {
   const HiveBytes record = KeyAt(key);
   const std::size_t count = Read32(record, KeyRecord::kValueCount);
   const Cell cell = Read32(record, KeyRecord::kValueList);
-  Cells values;
+  List<Cell> values;
   if (count == 0 && cell == kNoCell) return values;
   const HiveBytes list = BytesOf(cell, 0, kNoValueList);
   const std::size_t listed = std::min(count, list.size() / 4);
   Spend(4 * listed);
-  for (std::size_t i = 0; i < listed; ++i) values.cells.push_back(Read32(list, i * 4));
+  for (std::size_t i = 0; i < listed; ++i) values.items.push_back(Read32(list, i * 4));
   if (listed < count || count == 0)
     values.damage = "its list has room for " + std::to_string(list.size() / 4) + " values instead of " +
                     std::to_string(count);

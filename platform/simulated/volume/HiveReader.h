@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -34,9 +35,15 @@ class HiveReader {
   /** Offset of a cell in the bins. */
   using Cell = std::uint32_t;
 
-  /** The cells of a list that can be read. `damage` says what is missing; empty if nothing. */
-  struct Cells {
-    std::vector<Cell> cells;
+  struct SubKey {
+    Cell key;
+    /** Lists of Windows XP and later have it. */
+    std::optional<std::uint32_t> nameHash;
+  };
+  /** The part of a list that can be read. `damage` says what is missing; empty if nothing. */
+  template <typename Item>
+  struct List {
+    std::vector<Item> items;
     std::string damage;
   };
   struct Value {
@@ -54,8 +61,8 @@ class HiveReader {
   HiveReader(HiveBytes file, std::size_t storedBytes);
 
   Cell Root() const { return Read32(file_, HiveHeader::kRoot); }
-  Cells SubKeysOf(Cell key);
-  Cells ValuesOf(Cell key);
+  List<SubKey> SubKeysOf(Cell key);
+  List<Cell> ValuesOf(Cell key);
   /** @throws HiveDamage if the key cannot be read */
   std::u16string NameOf(Cell key);
   /** For messages about a key that cannot be read: its name if the record seems to hold one, else "?". */
@@ -65,6 +72,8 @@ class HiveReader {
   /** @throws HiveDamage if the value or its data cannot be read */
   Value ReadValue(Cell value);
 
+  /** Whether `hash` is the one of that name in a list of subkeys. */
+  static bool IsNameHash(std::uint32_t hash, const std::u16string& name);
   /** Whether the key's record names another parent than the key that lists it. False if it names none. */
   bool HasOtherParent(Cell key, Cell parent);
   /** The latest last write time of a key, as a FILETIME. Reads the whole file. */
@@ -77,7 +86,7 @@ class HiveReader {
   HiveBytes BytesOf(Cell cell, std::size_t leastBytes, const char* what);
   HiveBytes KeyAt(Cell key);
   HiveBytes ValueAt(Cell value);
-  void AddSubKeys(Cell cell, int deepest, Cells& subKeys);
+  void AddSubKeys(Cell cell, int deepest, List<SubKey>& subKeys);
   HiveBytes DataOf(Cell value, HiveBytes record);
   HiveBytes JoinSegments(Cell data, HiveBytes head, std::size_t bytes);
 
