@@ -19,6 +19,15 @@ class TornTimeTest : public testing::Test {
   std::string primary;
 };
 
+TEST(HiveLogOwner, LaterEntriesOfAnotherHiveAreNotMissing) {
+  const History history(1), longer(1, 16);
+  HeaderFields other;
+  other.identifier = 2;
+  const HiveRecovery recovery = Recover(history.Primary(0), {history.Log(0, 8), longer.Log(8, 16, other)});
+  ExpectState(recovery, history, 8, 8);
+  EXPECT_EQ(recovery.loss, "");
+}
+
 TEST_F(TornTimeTest, LogOfTheHiveIsApplied) {
   ExpectState(Recover(primary, {LogWith({})}), history, history.Count(), history.Count());
 }

@@ -176,7 +176,7 @@ bool IsLogOfBroken(HiveBytes primary, HiveBytes log, std::u16string_view fileNam
 class Recoverer {
  public:
   Recoverer(HiveBytes primary, const std::vector<HiveBytes>& logs, std::u16string_view fileName)
-      : primary_(primary), allLogs_(logs) {
+      : primary_(primary) {
     result_.isHeaderBroken = !HasHiveHeader(primary);
     result_.isDirty = result_.isHeaderBroken || Read32(primary, HiveHeader::kFirstSequence) !=
                                                     Read32(primary, HiveHeader::kSecondSequence);
@@ -216,7 +216,7 @@ class Recoverer {
     const std::uint32_t next = Read32(result_.image, HiveHeader::kSecondSequence);
     // Entries that an earlier use of a log left behind have lower numbers.
     const auto hasLater = [next](HiveBytes log) { return HasEntry(log, next, kNoEnd); };
-    if (std::ranges::any_of(allLogs_, hasLater))
+    if (std::ranges::any_of(logs_, hasLater) || std::ranges::any_of(damagedLogs_, hasLater))
       return "an entry or a header of its logs is damaged, and later entries are left out";
     const auto hasEarlier = [this](HiveBytes log) { return HasEntry(log, wanted_, firstApplied_); };
     return std::ranges::any_of(damagedLogs_, hasEarlier) ? kEarlierLeftOut : "";
@@ -370,7 +370,6 @@ class Recoverer {
       "an entry or a header of its logs is damaged, and earlier entries are left out";
 
   const HiveBytes primary_;
-  const std::vector<HiveBytes>& allLogs_;
   /** The logs without a valid header. Nothing says whether the primary has their entries. */
   std::vector<HiveBytes> damagedLogs_;
   /** The logs of this hive that have a valid header. */
