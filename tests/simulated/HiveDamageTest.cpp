@@ -317,6 +317,15 @@ TEST_F(HiveDamageTest, HiveWithAnotherChecksumIsRefused) {
   ExpectRefused("its header's checksum is wrong");
 }
 
+TEST_F(HiveDamageTest, AdviceWithoutRecoveryIsToRecover) {
+  Put(12, "x");
+  Save();
+  VolumeOptions options;
+  options.recovery = Recovery::NotApplied;
+  EXPECT_THAT([&] { OpenMachine(folder, Changes::Discarded, {}, options); },
+              testing::ThrowsMessage<MachineError>(HasSubstr("; leave out --no-recovery, or restore it")));
+}
+
 TEST_F(HiveDamageTest, ValuesMayShareTheirData) {
   Put(ValueAt("Number") + kData, Hive().substr(ValueAt("Forged") + kData, 4));
   EXPECT_EQ(Read(), whole);

@@ -66,7 +66,7 @@ std::string ShownTime(std::uint64_t fileTime) {
 std::shared_ptr<Hive> Hive::Open(const fs::path& file, Recovery recovery, const LoadObserver& observer) {
   const std::shared_ptr<Hive> hive(new Hive(file, observer));
   if (recovery == Recovery::Applied) hive->Recover();
-  hive->Read();
+  hive->Read(recovery);
   if (!hive->image_.empty() || !hive->loss_.empty()) hive->newestChange_ = hive->reader_->NewestTime();
   hive->Report(observer);
   return hive;
@@ -80,7 +80,7 @@ void Hive::Report(const LoadObserver& observer) const {
                                : "recovered " + std::to_string(recoveredEntries_) + " log entries";
   const std::string line = file_.string() + ": " + what + ", " + newest;
   if (!loss_.empty()) {
-    if (observer.damage) observer.damage(line + "; " + loss_ + ", so changes are missing");
+    if (observer.damage) observer.damage(line + "; " + loss_ + ", so changes may be missing");
   } else if (!image_.empty() && observer.warning) {
     observer.warning(line);
   }
@@ -101,7 +101,7 @@ void Hive::Recover() {
   if (recovery.isDirty && !unusable.empty()) loss_ = unusable + " is a link or cannot be read";
 }
 
-void Hive::Read() {
+void Hive::Read(Recovery recovery) {
   const HiveBytes bytes = image_.empty() ? primary_.Span() : HiveBytes(image_);
   try {
     reader_ = std::make_unique<HiveReader>(bytes, storedBytes_);
@@ -114,10 +114,12 @@ void Hive::Read() {
       storedBytes_ = primary_.StoredBytes();
       recoveredEntries_ = 0;
       loss_ = "its logs do not fit it";
-      return Read();
+      return Read(recovery);
     }
-    throw MachineError(file_.string() + ": the hive is damaged: " + damage.what() +
-                       "; restore it from a backup");
+    const char* const advice = recovery == Recovery::Applied
+                                   ? "; restore it from a backup"
+                                   : "; leave out --no-recovery, or restore it from a backup";
+    throw MachineError(file_.string() + ": the hive is damaged: " + damage.what() + advice);
   }
 }
 

@@ -53,7 +53,7 @@ class Hive : public KeySource {
       : file_(file), primary_(file), storedBytes_(primary_.StoredBytes()), damage_(observer.damage) {}
 
   void Recover();
-  void Read();
+  void Read(Recovery recovery);
   void Report(const LoadObserver& observer) const;
   /** Calls `read`. If limit or memory are exhausted, reports it at the key. Later calls then do nothing. */
   void ReadFor(const Key& key, const std::function<void()>& read);
