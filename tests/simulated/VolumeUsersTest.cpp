@@ -199,6 +199,71 @@ TEST_F(VolumeUsersTest, LinkedProfileFoldersAreReadOnce) {
   }
 }
 
+TEST_F(VolumeUsersTest, ProfileFolderBehindALinkIsReadLast) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\pavel"}});
+  WriteUser("Data/bob", "bob");
+  WriteUser("Users/pavel", "pavel");
+  fs::create_directory_symlink("../Data/bob", folder / "Users/bob");
+  const auto machine = Open();
+  EXPECT_EQ(OwnerOf(*machine, u"HKEY_USERS\\bob"), u"bob\0"sv);
+  EXPECT_THAT(Hives(*machine), ElementsAre(u"bob", u"S-1-5-21-1-1001"));
+  EXPECT_THAT(warnings, ElementsAre(HasSubstr("bob/NTUSER.DAT: the volume's ProfileList has no such user")));
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+TEST_F(VolumeUsersTest, LinksThatWindowsMakesAreNeitherReadNorDamage) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\anna"}});
+  WriteUser("Users/anna", "anna");
+  WriteUser("Users/Default", "template");
+  fs::create_directory_symlink("/ProgramData", folder / "Users/All Users");
+  fs::create_directory_symlink("/Users/Default", folder / "Users/Default User");
+  fs::create_directory_symlink("Default", folder / "Users/Another");
+  fs::create_directory_symlink("Users", folder / "Documents and Settings");
+  EXPECT_THAT(Hives(*Open()), ElementsAre(u"S-1-5-21-1-1001"));
+  EXPECT_THAT(warnings, IsEmpty());
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+TEST_F(VolumeUsersTest, ProfileFolderBehindALinkOutOfTheVolumeIsDamage) {
+  const fs::path top = folder;
+  HiveFile(top / "outside/NTUSER.DAT").SetText("Key", "value", "other");
+  folder = top / "volume";
+  for (const char* const place : {"Users", "Profiles"}) {
+    for (const char* const listed : {"Users", "Profiles"}) {
+      fs::remove_all(folder);
+      WriteMachine({{"S-1-5-21-1-1001", "C:\\" + std::string(listed) + "\\anna"}});
+      fs::create_directories(folder / place);
+      fs::create_directory_symlink(top / "outside", folder / place / "anna");
+      const auto machine = Open();
+      EXPECT_THAT(Hives(*machine), IsEmpty());
+      // Nobody looks at a link that is neither listed nor in a usual folder.
+      const std::string line = std::string(place) + "/anna: leads out of ";
+      if (std::string_view(place) == "Users" || std::string_view(listed) == place)
+        EXPECT_THAT(machine->volume->damage, ElementsAre(testing::StartsWith(line)));
+      else
+        EXPECT_THAT(machine->volume->damage, IsEmpty());
+    }
+  }
+  folder = top;
+}
+
+// Answers and captures have no path of the host.
+TEST_F(VolumeUsersTest, DamageIsNotedByItsPlaceInTheVolume) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Profiles\\anna"}});
+  Write("Profiles/anna/NTUSER.DAT", "no hive");
+  const fs::path whole = folder, before = fs::current_path();
+  const fs::path link = fs::path(whole.string() + "-link");
+  fs::create_directory_symlink(whole, link);
+  fs::current_path(whole.parent_path());
+  for (const fs::path& given : {whole, link, whole.filename(), fs::path(whole / "")}) {
+    folder = given;
+    EXPECT_THAT(Open()->volume->damage, ElementsAre(testing::StartsWith("Profiles/anna/NTUSER.DAT: ")));
+  }
+  folder = whole;
+  fs::current_path(before);
+  fs::remove(link);
+}
+
 TEST_F(VolumeUsersTest, HiveBehindALinkOutOfTheVolumeIsLeftOut) {
   fs::create_directories(folder / "outside");
   HiveFile(folder / "outside/NTUSER.DAT").SetText("Key", "value", "other");

@@ -25,4 +25,10 @@ std::optional<fs::path> FindEntry(const fs::path& folder, std::u16string_view na
   return std::nullopt;
 }
 
+fs::path RealPath(const fs::path& path) {
+  std::error_code failure;
+  fs::path real = fs::weakly_canonical(path, failure);
+  return failure ? path : real;
+}
+
 }  // namespace simulated

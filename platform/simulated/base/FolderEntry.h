@@ -20,4 +20,7 @@ std::optional<std::filesystem::path> FindEntry(const Folder& root, const std::fi
 /** The same in a folder of the host, which is given by its path. */
 std::optional<std::filesystem::path> FindEntry(const std::filesystem::path& folder, std::u16string_view name);
 
+/** Returns the path without links, or as it is if it cannot be followed. */
+std::filesystem::path RealPath(const std::filesystem::path& path);
+
 }  // namespace simulated

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <map>
 #include <new>
 #include <set>
 #include <vector>
@@ -66,15 +67,22 @@ class SystemSource : public KeySource {
   const Warning damage_;
 };
 
+/** The folders of the drives by their letters. */
+std::map<char16_t, fs::path> FoldersOf(const Drives& drives) {
+  std::map<char16_t, fs::path> folders;
+  for (char16_t letter = u'A'; letter <= u'Z'; ++letter)
+    if (auto folder = drives.OnHost(std::u16string{letter, u':', u'\\'}))
+      folders.emplace(letter, std::move(*folder));
+  return folders;
+}
+
 /** Whether the file, after links are followed, is on the volume or on another drive. */
 bool IsInside(const fs::path& file, const fs::path& volume, const Drives& drives) {
-  std::error_code failure;
-  const fs::path real = fs::weakly_canonical(file, failure);
-  std::vector<fs::path> tops = {volume};
-  for (char16_t letter = u'A'; letter <= u'Z'; ++letter)
-    if (const auto drive = drives.OnHost(std::u16string{letter, u':', u'\\'})) tops.push_back(*drive);
-  return std::ranges::any_of(tops, [&](const fs::path& top) {
-    const fs::path realTop = fs::weakly_canonical(fs::absolute(top), failure);
+  const fs::path real = RealPath(file);
+  std::map<char16_t, fs::path> tops = FoldersOf(drives);
+  tops.emplace(u'\0', volume);
+  return std::ranges::any_of(tops, [&](const auto& top) {
+    const fs::path realTop = RealPath(top.second);
     return std::ranges::mismatch(realTop, real).in1 == realTop.end();
   });
 }
@@ -213,7 +221,10 @@ bool Loader::LoadUser(UserHive& user) {
 }
 
 void Loader::LoadUsers() {
+  // A link out of the volume may hide hives.
+  machine_.drives.SetWarning(observer_.damage);
   std::vector<UserHive> users = FindUserHives(volume_, letter_, options_.user, machine_, observer_);
+  machine_.drives.SetWarning(observer_.warning);
   for (const UserHive& user : users) Expect(user.file);
   // A folder with the name of a SID must not take the place of that user's hive.
   std::stable_partition(users.begin(), users.end(), [](const UserHive& user) { return !user.sid.empty(); });
@@ -231,11 +242,13 @@ void LoadVolume(const fs::path& volume, const fs::path& folder, const VolumeOpti
                 Machine& machine, const LoadObserver& observer) {
   machine.volume.emplace();
   LoadObserver noting = observer;
-  noting.damage = [&machine, damage = observer.damage, volume](const std::string& line) {
-    // Without the volume's own path, which is the host's.
+  noting.damage = [&machine, damage = observer.damage, volume,
+                   real = RealPath(volume)](const std::string& line) {
+    // Without the volume's own path, which is the host's, as it was given or without links.
     std::string_view below = line;
-    for (const std::string& begin : {(volume / "").string(), volume.string() + ": "})
-      if (below.starts_with(begin)) below.remove_prefix(begin.size());
+    for (const fs::path& top : {volume, real})
+      for (const std::string& begin : {(top / "").string(), top.string() + ": "})
+        if (below.starts_with(begin)) below.remove_prefix(begin.size());
     // A file's name on the host can be invalid UTF-8, which JSON cannot contain.
     machine.volume->damage.push_back(ToUtf8(FromUtf8(below)));
     if (damage) damage(line);

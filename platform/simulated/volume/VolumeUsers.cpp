@@ -70,23 +70,15 @@ Profiles ReadProfileList(Machine& machine) {
   return profiles;
 }
 
-bool IsTemplate(const fs::path& folder) {
-  const std::u16string name = FromUtf8(folder.filename().string());
+bool IsTemplate(std::u16string_view name) {
   return SameName(name, u"Default") || SameName(name, u"Default User");
-}
-
-/** Returns the path without links, or as it is if it cannot be followed. */
-fs::path RealPath(const fs::path& path) {
-  std::error_code failure;
-  fs::path real = fs::weakly_canonical(path, failure);
-  return failure ? path : real;
 }
 
 class Finder {
  public:
   Finder(const fs::path& root, char16_t letter, const std::optional<std::string>& wanted, Machine& machine,
          const LoadObserver& observer)
-      : root_(fs::weakly_canonical(root)),
+      : root_(RealPath(root)),
         drive_{letter, u':'},
         wanted_(FromUtf8(wanted.value_or(""))),
         machine_(machine),
@@ -95,9 +87,10 @@ class Finder {
   std::vector<UserHive> Run() {
     ReadList();
     for (const char16_t* const place :
-         {u"\\Users", u"\\Documents and Settings", u"\\Windows\\ServiceProfiles"})
-      for (const fs::path& folder : FoldersIn(machine_.drives.OnHost(drive_ + place))) Add(folder);
+         {u"\\Users\\", u"\\Documents and Settings\\", u"\\Windows\\ServiceProfiles\\"})
+      for (const fs::path& folder : FoldersIn(drive_ + place)) Add(folder);
     for (const auto& [folder, profile] : listed_) Add(folder);
+    for (const fs::path& folder : links_) Add(folder);
     return std::move(hives_);
   }
 
@@ -147,15 +140,26 @@ class Finder {
            "cannot be read (" + failure.message() + "); make it readable; its hives are left out");
   }
 
-  std::vector<fs::path> FoldersIn(const std::optional<fs::path>& folder) {
+  /** Keeps a link to a folder of the volume for the end: mostly the folder is found by its own name. */
+  void KeepLink(const std::u16string& place, std::u16string_view name) {
+    // Windows makes these two links itself.
+    if (IsTemplate(name) || SameName(name, u"All Users")) return;
+    if (auto folder = machine_.drives.OnHost(place + std::u16string(name))) links_.insert(std::move(*folder));
+  }
+
+  /** @param place  ends in a backslash */
+  std::vector<fs::path> FoldersIn(const std::u16string& place) {
     std::vector<fs::path> folders;
+    const auto folder = machine_.drives.OnHost(place);
     std::error_code failure;
     if (!folder) return folders;
     for (fs::directory_iterator entry(*folder, failure), end; !failure && entry != end;
          entry.increment(failure)) {
       std::error_code ignored;
-      // A link is a compatibility name of a folder that is found by its own name.
-      if (entry->is_directory(ignored) && !entry->is_symlink(ignored)) folders.push_back(entry->path());
+      if (entry->is_symlink(ignored))
+        KeepLink(place, FromUtf8(entry->path().filename().string()));
+      else if (entry->is_directory(ignored))
+        folders.push_back(entry->path());
     }
     ReportUnreadable(*folder, failure);
     std::ranges::sort(folders);
@@ -164,7 +168,8 @@ class Finder {
 
   void Add(const fs::path& folder) {
     const fs::path real = RealPath(folder);
-    if (IsTemplate(folder) || !visited_.insert(real).second) return;
+    const bool isTemplate = IsTemplate(FromUtf8(real.filename().string()));
+    if (isTemplate || !visited_.insert(real).second) return;
     std::error_code failure;
     const fs::directory_iterator entries(folder, failure);
     ReportUnreadable(folder, failure);
@@ -189,6 +194,7 @@ class Finder {
   const LoadObserver& observer_;
   /** The listed profiles by their real folders. */
   std::map<fs::path, ListedProfile> listed_;
+  std::set<fs::path> links_;
   /** Real paths of the folders. */
   std::set<fs::path> visited_;
   /** Real paths of the hives. */

@@ -27,7 +27,8 @@ struct UserHive {
 
 /**
  * Finds each hive once, even if several links lead to it. Hives in the usual folders come first, in the order
- * of their names, then those that only the volume's ProfileList names. Leaves out the profiles from which
+ * of their names, then those that only the volume's ProfileList names, then those behind links in the usual
+ * folders. A link out of the volume is reported by the drives. Leaves out the profiles from which
  * Windows makes new ones. REQUIRES: SOFTWARE is in the registry, the system variables are set and the drives
  * are mounted.
  * @param root    path of the volume, for messages
