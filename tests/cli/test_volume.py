@@ -159,7 +159,7 @@ class VolumeTest(VolumeTestCase):
             self.assertEqual((done.returncode, self.names(done)), (1, ["Everybody's", "Pavel's"]))
             self.assertIn(f"kestrelbay: {self.hive(volume, 'Anna')}: ", done.stderr.decode())
 
-    def test_missing_hive_is_told_and_does_no_harm(self):
+    def test_missing_hive_is_reported_and_does_no_harm(self):
         volume = self.volume("Anna")
         system = self.software.with_name("SYSTEM")
         system.unlink()
@@ -175,7 +175,7 @@ class VolumeTest(VolumeTestCase):
         self.assertIn(f"not removed: {volume}: a volume is never changed", line)
         self.assertEqual(contents(volume), before)
 
-    def test_several_people_are_told_and_one_is_chosen(self):
+    def test_several_people_are_reported_and_one_is_chosen(self):
         volume = self.volume("Anna", "Pavel")
         done = self.run_host("--machine", volume, "list", "--json")
         self.assertEqual(done.returncode, 0)
@@ -200,6 +200,15 @@ class VolumeTest(VolumeTestCase):
         volumes.make_hive(self.software.with_name("SYSTEM"), volumes.SYSTEM, keys)
         done = self.run_host("--machine", volume, "facts", "--json")
         self.assertEqual(json.loads(done.stdout)["volume"]["bits"], 32)
+
+    def test_applications_of_a_windows_of_32_bits_are_listed_once(self):
+        volume = self.volume("Anna")
+        keys = volumes.SYSTEM_KEYS + key(f"{volumes.SYSTEM}\\ControlSet001\\Control\\Session Manager\\Environment",
+                                         {"PROCESSOR_ARCHITECTURE": "x86"})
+        volumes.make_hive(self.software.with_name("SYSTEM"), volumes.SYSTEM, keys)
+        done = self.run_host("--machine", volume, "list", "--json")
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertEqual(self.names(done), ["Anna's", "Everybody's"])
 
     def test_entries_of_the_default_hive_count_twice(self):
         # HKEY_USERS\.DEFAULT and HKEY_USERS\S-1-5-18 are one hive, and a running Windows lists both.

@@ -229,6 +229,12 @@ TEST_F(VolumeMachineTest, FreeSpaceOfACopyIsUnknownUnlessItIsDescribed) {
   EXPECT_EQ(Open()->drives.FindSpace(u'C')->freeBytes, 5U);
 }
 
+TEST_F(VolumeMachineTest, FreeSpaceOfAnotherDrivesFolderIsUnknown) {
+  WriteMachine();
+  Write("drives/D/file", "");
+  EXPECT_EQ(Open()->drives.FindSpace(u'D'), std::nullopt);
+}
+
 TEST_F(VolumeMachineTest, NameOfItsWindows) {
   WriteMachine();
   HiveFile(folder / kSoftware).SetText(kWindowsNt, "ProductName", "Windows 10 Pro");

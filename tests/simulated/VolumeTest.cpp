@@ -104,11 +104,19 @@ TEST_F(VolumeTest, ControlSetOfTheNextStartIsTheDefaultOne) {
   EXPECT_THAT(damages, IsEmpty());
 }
 
-TEST_F(VolumeTest, MissingControlSetIsReported) {
+TEST_F(VolumeTest, ControlSetThatIsNotNamedIsReported) {
   WriteMachine();
   HiveFile(folder / kSystem).SetText("ControlSet001\\Key", "value", "there");
+  // The hive lost Select: without it nothing says which control set the next start has.
+  EXPECT_EQ(Open()->registry.Find(u"HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet"), nullptr);
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("Select names no control set for the next start; ")));
+  HiveFile(folder / kSystem).SetText("Key", "value", "there");
   Open();
-  EXPECT_THAT(damages, IsEmpty()) << "no control set is named";
+  EXPECT_THAT(damages, IsEmpty()) << "this disk never started";
+}
+
+TEST_F(VolumeTest, MissingControlSetIsReported) {
+  WriteMachine();
   {
     HiveFile system(folder / kSystem);
     system.Add("ControlSet001");
@@ -155,7 +163,7 @@ TEST_F(VolumeTest, ProfileThatTheListDoesNotHaveIsLoadedUnderItsFoldersName) {
   EXPECT_THAT(damages, IsEmpty());
 }
 
-TEST_F(VolumeTest, NamesAreFoundInWhateverCase) {
+TEST_F(VolumeTest, NamesAreFoundInAnyCase) {
   {
     HiveFile software(folder / "WINDOWS/system32/CONFIG/software");
     software.SetText("Key", "value", "there");
@@ -185,7 +193,7 @@ TEST_F(VolumeTest, IsNeverWritten) {
   EXPECT_EQ(Files(), before);
 }
 
-TEST_F(VolumeTest, MissingHiveIsTold) {
+TEST_F(VolumeTest, MissingHiveIsReported) {
   WriteMachine();
   fs::remove(folder / kSystem);
   EXPECT_EQ(Value(*Open(), u"HKEY_LOCAL_MACHINE\\SOFTWARE\\Key"), kThere);
@@ -194,7 +202,7 @@ TEST_F(VolumeTest, MissingHiveIsTold) {
   EXPECT_THAT(damages, IsEmpty());
 }
 
-TEST_F(VolumeTest, DamagedHivesAreToldAndTheOthersLoaded) {
+TEST_F(VolumeTest, DamagedHivesAreReportedAndTheOthersLoaded) {
   WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\Anna"}, {"S-1-5-21-1-1002", "C:\\Users\\Pavel"}});
   WriteHive("Users/Anna/NTUSER.DAT");
   WriteHive("Users/Pavel/NTUSER.DAT");

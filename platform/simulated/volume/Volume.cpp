@@ -41,6 +41,13 @@ std::string NextControlSet(Key& system) {
   return "ControlSet" + std::string(3 - std::min<std::size_t>(3, number.size()), '0') + number;
 }
 
+bool HasControlSet(Key& system) {
+  constexpr std::u16string_view kBegin = u"ControlSet";
+  for (std::size_t i = 0; i < system.SubKeyCount(); ++i)
+    if (SameName(system.SubKeyAt(i).Name().substr(0, kBegin.size()), kBegin)) return true;
+  return false;
+}
+
 /**
  * The root of SYSTEM. A running Windows shows the control set in use a second time, as CurrentControlSet. The
  * hive does not have that key.
@@ -52,17 +59,23 @@ class SystemSource : public KeySource {
   void Fill(Key& key, std::size_t root) override {
     hive_->Fill(key, root);
     const std::string name = NextControlSet(key);
-    // The hive may be part of a disk that never started. A list that lost Select is reported as damage.
-    if (name.empty()) return;
+    if (name.empty()) {
+      // A hive with neither may be part of a disk that never started.
+      if (HasControlSet(key)) Report("its key Select names no control set for the next start");
+      return;
+    }
     const auto set = hive_->Child(key, static_cast<Hive::Node>(root), FromUtf8(name));
     if (set)
       hive_->FillLater(key.CreateSubKey(u"CurrentControlSet"), *set);
-    else if (damage_)
-      damage_(hive_->File().string() + ": it has no control set for the next start (" + name +
-              "); CurrentControlSet is left out");
+    else
+      Report("it has no control set for the next start (" + name + ")");
   }
 
  private:
+  void Report(const std::string& what) const {
+    if (damage_) damage_(hive_->File().string() + ": " + what + "; CurrentControlSet is left out");
+  }
+
   const std::shared_ptr<Hive> hive_;
   const Warning damage_;
 };
@@ -197,7 +210,9 @@ void Loader::DescribeMachine() {
   if (const auto other = machine_.drives.OnHost(std::u16string{letter_, u':', u'\\'}))
     throw MachineError(other->string() + ": the volume is this drive itself; remove the folder");
   machine_.drives.Mount(letter_, volume_);
-  if (!IsMountPoint(volume_)) machine_.drives.HideHostSpace(letter_);
+  // Folders are copies, unless the image of the drive is mounted there.
+  for (const auto& [letter, folder] : FoldersOf(machine_.drives))
+    if (!IsMountPoint(folder)) machine_.drives.HideHostSpace(letter);
   SetWindowsFacts(machine_);
   if (machine_.volume->is32Bit) machine_.registry.HaveOneView();
   SetHardware(machine_);
