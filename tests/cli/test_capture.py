@@ -336,6 +336,21 @@ class BadCaptureTest(CaptureTestCase):
         (self.good / "machine.json").write_text(json.dumps(changed))
         self.assertIn("format 2", self.line("machine.json"))
 
+    def test_a_file_has_one_spelling_of_its_path(self):
+        for spelling in ("registry//captured-users.reg", "./registry/captured-users.reg", "registry/./captured-users.reg"):
+            changed = self.description(self.good)
+            changed["capture"].pop("checksum", None)
+            files = changed["capture"]["files"]
+            files[spelling] = files["registry/captured-users.reg"]
+            checksum = 0xCBF29CE484222325  # FNV-1a of the members in their order
+            for byte in json.dumps(changed, sort_keys=True, separators=(",", ":"), ensure_ascii=False).encode():
+                checksum = (checksum ^ byte) * 0x100000001B3 % (1 << 64)
+            changed["capture"]["checksum"] = f"{checksum:016x}"
+            (self.good / "machine.json").write_text(json.dumps(changed))
+            self.assertIn(f"capture.files.{spelling}: must be a path without", self.refusal(1, "--machine", self.good, "list"))
+            del files[spelling]
+            (self.good / "machine.json").write_text(json.dumps(changed))
+
     def test_record_of_another_shape(self):
         for record in (7, {}, {"format": "one"}, {"format": 1}, {"format": 1, "files": []}):
             (self.good / "machine.json").write_text(json.dumps({"capture": record}))

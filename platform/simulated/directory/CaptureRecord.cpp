@@ -75,6 +75,9 @@ CaptureRecord ReadCapture(const JsonShape& shape, const json& root) {
   for (const auto& [path, file] : shape.Object(files, "capture.files").items()) {
     const std::string member = "capture.files." + path;
     if (!Folder::IsBelow(path)) shape.Fail(member, "must lie in the machine's directory; correct the path");
+    // A second spelling of a path would have the file read again.
+    if (fs::path(path).lexically_normal().string() != path)
+      shape.Fail(member, "must be a path without \"./\" and \"//\"; correct the path");
     record.files[path] = ReadFile(shape, file, member);
   }
   return record;
