@@ -156,20 +156,23 @@ void FindSids(std::u16string& text, PersonalParts& parts) {
   }
 }
 
-void FindNames(std::u16string_view text, std::span<const PersonalName> names, bool withShort,
-               PersonalParts& parts) {
-  std::vector<bool> begins(0x10000);
-  for (const PersonalName& name : names) {
-    for (const char16_t unit : name.begins) begins[unit] = true;
-    // As an escape, each letter begins with a percent sign. A form of full width begins with these units.
-    begins[u'%'] = true;
-    std::fill(begins.begin() + 0xFF01, begins.begin() + 0xFF5F, true);
-    // As UTF-8, a letter above ASCII begins with one of these bytes, and so does a form of full width.
-    std::fill(begins.begin() + 0xC2, begins.begin() + 0xF0, true);
+NameIndex::NameIndex(const std::vector<PersonalName>& names) : names_(names), byUnit_(0x10000) {
+  // Each name may also begin as an escape, in full width, or as UTF-8: in one of these units.
+  std::u16string others = u"%";
+  for (char16_t unit = 0xFF01; unit < 0xFF5F; ++unit) others += unit;
+  for (char16_t unit = 0xC2; unit < 0xF0; ++unit) others += unit;
+  for (std::size_t number = 0; number < names_.size(); ++number) {
+    for (const char16_t unit : names_[number].begins + others) {
+      std::vector<std::size_t>& numbers = byUnit_[unit];
+      if (numbers.empty() || numbers.back() != number) numbers.push_back(number);
+    }
   }
+}
+
+void FindNames(std::u16string_view text, const NameIndex& names, bool withShort, PersonalParts& parts) {
   for (std::size_t at = 0; at < text.size(); ++at) {
-    if (!begins[Folded(text[at])]) continue;
-    for (const PersonalName& name : names) {
+    for (const std::size_t number : names.At(Folded(text[at]))) {
+      const PersonalName& name = names[number];
       const std::size_t end = at + SizeAt(text, at, name);
       if (end == at) continue;
       const bool isWord = (at == 0 || !AreOneWord(text[at - 1], text[at])) &&

@@ -5,7 +5,6 @@
  */
 #pragma once
 
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -46,13 +45,26 @@ void AddWords(std::u16string_view text, std::size_t begin, std::size_t end, Pers
  */
 void FindSids(std::u16string& text, PersonalParts& parts);
 
+/** Names to find, by the units with which they begin in a text. */
+class NameIndex {
+ public:
+  explicit NameIndex(const std::vector<PersonalName>& names = {});
+
+  /** Returns the names that may begin with the unit, which is Folded(), in their order. */
+  const std::vector<std::size_t>& At(char16_t unit) const { return byUnit_[unit]; }
+  const PersonalName& operator[](std::size_t number) const { return names_[number]; }
+
+ private:
+  std::vector<PersonalName> names_;
+  std::vector<std::vector<std::size_t>> byUnit_;
+};
+
 /**
  * Adds each place with one of the names, of which the first that fits counts. Also finds them with percent
  * escapes, in full width, and as UTF-8 with one byte in each unit. Codes of products are searched for GUIDs
  * only, because a name of the letters A to F may be in a code by chance.
  * @param withShort  also find names of fewer than four letters, as words of their own
  */
-void FindNames(std::u16string_view text, std::span<const PersonalName> names, bool withShort,
-               PersonalParts& parts);
+void FindNames(std::u16string_view text, const NameIndex& names, bool withShort, PersonalParts& parts);
 
 }  // namespace capture

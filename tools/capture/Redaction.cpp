@@ -86,8 +86,7 @@ void Redactor::AddGuid(const std::u16string& text) {
 }
 
 void Redactor::Learn(std::u16string_view text) {
-  const PersonalNames none;
-  for (const PersonalPart& part : Find(text, {none, Search::Data})) {
+  for (const PersonalPart& part : Find(text, {wideIndex_, Search::Data})) {
     const std::u16string name = Folded(text.substr(part.at, part.size));
     standIns_.Avoid(name);
     const bool isSought =
@@ -117,7 +116,8 @@ void Redactor::EndLearning() {
   for (const auto& [name, kind] : names_) standIns_.Avoid(name);
   for (const auto& [name, kind] : names_) {
     AddName(name, kind);
-    if (kind == PersonalKind::Sid) AddBytes(BytesOfNumbers(name), BytesOfNumbers(StandIn(name, kind, wide_)));
+    if (kind == PersonalKind::Sid)
+      AddBytes(BytesOfNumbers(name), BytesOfNumbers(StandIn(name, kind, wideIndex_)));
     if (kind != PersonalKind::Guid) continue;
     const GuidForms forms = FormsOfGuid(name);
     if (forms.dashed.empty()) continue;
@@ -135,6 +135,8 @@ void Redactor::EndLearning() {
   };
   std::ranges::stable_sort(wide_, isLonger);
   std::ranges::stable_sort(narrow_, isLonger);
+  wideIndex_ = NameIndex(wide_);
+  narrowIndex_ = NameIndex(narrow_);
   folders_.Rename([this](std::u16string name) {
     HideVariable(name);
     return AsciiUpper(name);
@@ -201,7 +203,7 @@ PersonalParts Redactor::Find(std::u16string_view text, const Manner& manner) con
   return parts;
 }
 
-void Redactor::Hide(std::u16string& text) { Replace(text, {wide_, Search::Text}); }
+void Redactor::Hide(std::u16string& text) { Replace(text, {wideIndex_, Search::Text}); }
 
 void Redactor::HideKey(std::u16string& path) {
   std::u16string hidden;
@@ -212,9 +214,11 @@ void Redactor::HideKey(std::u16string& path) {
   path = std::move(hidden);
 }
 
-void Redactor::HideVariable(std::u16string& name) { name = StandIn(name, PersonalKind::Variable, wide_); }
+void Redactor::HideVariable(std::u16string& name) {
+  name = StandIn(name, PersonalKind::Variable, wideIndex_);
+}
 
-std::u16string Redactor::StandIn(std::u16string_view text, PersonalKind kind, const PersonalNames& names) {
+std::u16string Redactor::StandIn(std::u16string_view text, PersonalKind kind, const NameIndex& names) {
   constexpr std::array<StandIns::Alphabet, 8> kAlphabets{
       StandIns::Alphabet::Letters,     StandIns::Alphabet::Letters, StandIns::Alphabet::Letters,
       StandIns::Alphabet::Hexadecimal, StandIns::Alphabet::Decimal, StandIns::Alphabet::Letters,
@@ -257,7 +261,7 @@ void Redactor::Hide(std::span<std::uint8_t> bytes, Search search) { HideIn(bytes
 
 /** @param value  the value with these bytes; null for a file */
 void Redactor::HideIn(std::span<std::uint8_t> bytes, Search search, const CapturedValue* value) {
-  Manner manner{wide_, search, value && HoldsProxies(value->name),
+  Manner manner{wideIndex_, search, value && HoldsProxies(value->name),
                 value && IsText(*value) && HoldsOwner(value->name)};
   const auto hide = [&](View view) {
     std::u16string text = Read(bytes, view);
@@ -270,7 +274,7 @@ void Redactor::HideIn(std::span<std::uint8_t> bytes, Search search, const Captur
   hide(kWideViews[1]);
   hide(kWideViews[2]);
   HideBehindZero(bytes, manner);
-  Manner narrow{narrow_, manner.search, manner.holdsProxies};
+  Manner narrow{narrowIndex_, manner.search, manner.holdsProxies};
   std::u16string text = Read(bytes, kNarrowView);
   if (Replace(text, narrow)) Write(text, bytes, kNarrowView);
   HideRaw(bytes);

@@ -66,7 +66,7 @@ class Redactor {
   using PersonalNames = std::vector<PersonalName>;
   /** The way in which a text is searched. */
   struct Manner {
-    const PersonalNames& names;
+    const NameIndex& names;
     Search search;
     bool holdsProxies = false;
     bool holdsOwner = false;
@@ -76,7 +76,7 @@ class Redactor {
   void AddName(const std::u16string& text, PersonalKind kind);
   void AddBytes(const std::string& bytes, const std::string& standIn);
   PersonalParts Find(std::u16string_view text, const Manner& manner) const;
-  std::u16string StandIn(std::u16string_view text, PersonalKind kind, const PersonalNames& names);
+  std::u16string StandIn(std::u16string_view text, PersonalKind kind, const NameIndex& names);
   bool Replace(std::u16string& text, const Manner& manner);
   void HideIn(std::span<std::uint8_t> bytes, Search search, const CapturedValue* value);
   void HideBehindZero(std::span<std::uint8_t> bytes, const Manner& manner);
@@ -89,6 +89,8 @@ class Redactor {
   /** The names as they are found in narrow texts, with one byte in each unit: in UTF-8 and in each code page.
    */
   PersonalNames narrow_;
+  /** The same names. Empty while names are learnt. */
+  NameIndex wideIndex_, narrowIndex_;
   /** The bytes of the machine's part of a SID or of its GUID, with the bytes that replace them. */
   std::vector<std::pair<std::string, std::string>> raw_;
 };
