@@ -31,6 +31,7 @@ void operator delete[](void* block, std::size_t) noexcept { ::operator delete(bl
 namespace simulated {
 namespace {
 
+using namespace std::string_literals;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
@@ -62,7 +63,7 @@ class FolderTest : public MachineFolder {
     std::ofstream(file, std::ios::binary) << begin;
     fs::resize_file(file, bytes);
   }
-  int StepByStep(const char* path) const {
+  int StepByStep(const fs::path& path) const {
     const FileDescriptor file(OpenStepByStep(root->Descriptor(), path, O_RDONLY, 0));
     return file ? 0 : errno;
   }
@@ -114,6 +115,27 @@ TEST_F(FolderTest, HostWithoutTheCallRefusesEveryLink) {
     EXPECT_EQ(StepByStep(path), EXDEV) << path;
   for (const char* path : {"", ".", "a", "a/file.txt"}) EXPECT_EQ(StepByStep(path), 0) << path;
   EXPECT_EQ(StepByStep("a/none"), ENOENT);
+}
+
+TEST_F(FolderTest, PathWithANulIsRefused) {
+  const fs::path leaves("..\0/outside/secret.txt"s);
+  const fs::path named("a/file.txt\0x"s);
+  std::vector<fs::path> made;
+  EXPECT_FALSE(Folder::IsBelow(leaves));
+  for (const fs::path& path : {leaves, named}) {
+    EXPECT_EQ(StepByStep(path), EINVAL);
+    EXPECT_FALSE(root->Open(path, O_RDONLY));
+    EXPECT_EQ(root->Create(path, made), EINVAL);
+    EXPECT_EQ(root->Remove(path), EINVAL);
+  }
+  EXPECT_THAT(made, IsEmpty());
+  EXPECT_EQ(root->Look("a/file.txt"), Entry::File);
+}
+
+TEST_F(FolderTest, LinkToNothingIsAnEntry) {
+  fs::create_symlink("none", folder / "root/nowhere");
+  EXPECT_TRUE(root->Has("nowhere"));
+  EXPECT_FALSE(root->Has("none"));
 }
 
 TEST_F(FolderTest, FileIsReplacedAndNotWhatALinkOfItsNameLeadsTo) {

@@ -22,9 +22,13 @@ constexpr unsigned kFileMode = 0666;
 constexpr unsigned kFolderMode = 0777;
 constexpr int kMostAttempts = 1000;
 
+/** Returns whether the host would take only a part of the path, which may be another entry. */
+bool HasNul(const fs::path& below) { return below.native().find('\0') != std::string::npos; }
+
 const char* Name(const fs::path& below) { return below.empty() ? "." : below.c_str(); }
 
 int OpenBeneath(int folder, const fs::path& below, int flags, unsigned mode) {
+  if (HasNul(below)) return errno = EINVAL, -1;
   open_how how{};
   // The kernel refuses other flags beside O_PATH, and a mode for a file that is not made.
   how.flags = static_cast<__u64>(flags & O_PATH ? flags | O_CLOEXEC : flags | kAlways);
@@ -83,6 +87,7 @@ int Sync(int folder) { return fsync(folder) == 0 ? 0 : errno; }
 }  // namespace
 
 int OpenStepByStep(int folder, const fs::path& below, int flags, unsigned mode) {
+  if (HasNul(below)) return errno = EINVAL, -1;
   if (below.is_absolute()) return errno = EXDEV, -1;
   FileDescriptor current(fcntl(folder, F_DUPFD_CLOEXEC, 0));
   const fs::path path = below.empty() ? fs::path(".") : below;
@@ -127,6 +132,11 @@ Folder::Entry Folder::Look(const fs::path& below) const {
   return S_ISDIR(status.st_mode) ? Entry::Folder : Entry::Other;
 }
 
+bool Folder::Has(const char* name) const {
+  struct stat status {};
+  return fstatat(Descriptor(), name, &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
 std::vector<std::string> Folder::Names(const fs::path& below) const {
   std::vector<std::string> names;
   const FileDescriptor folder = Open(below, O_RDONLY | O_DIRECTORY);
@@ -145,6 +155,10 @@ std::vector<std::string> Folder::Names(const fs::path& below) const {
 }
 
 FileDescriptor Folder::OpenParent(const fs::path& below) const {
+  if (HasNul(below)) {
+    errno = EINVAL;
+    return FileDescriptor(-1);
+  }
   return Open(below.parent_path(), O_RDONLY | O_DIRECTORY);
 }
 
@@ -218,7 +232,7 @@ int Folder::MayRemove(const fs::path& below) const {
 
 bool Folder::IsBelow(const fs::path& path) {
   const auto leaves = [](const fs::path& name) { return name == ".."; };
-  return path.is_relative() && !path.empty() && std::ranges::none_of(path, leaves);
+  return path.is_relative() && !path.empty() && !HasNul(path) && std::ranges::none_of(path, leaves);
 }
 
 }  // namespace simulated

@@ -45,6 +45,8 @@ class Folder {
   /** Opens a regular file to read it. @return no descriptor for anything else */
   FileDescriptor OpenFile(const std::filesystem::path& below) const;
   Entry Look(const std::filesystem::path& below) const;
+  /** Whether the folder itself has an entry of this name. A link that leads nowhere is one, too. */
+  bool Has(const char* name) const;
   /** Names in a folder in no order; none if it cannot be read, with the reason in errno, otherwise 0. */
   std::vector<std::string> Names(const std::filesystem::path& below) const;
 
@@ -72,7 +74,7 @@ class Folder {
   /** @return 0 if Remove may succeed, or an errno */
   int MayRemove(const std::filesystem::path& below) const;
 
-  /** Whether a path is relative and has no "..". A path in a file from others must be so. */
+  /** Whether a path is relative and has neither ".." nor a NUL. A path in a file from others must be so. */
   static bool IsBelow(const std::filesystem::path& path);
   /** Prefix of the names of temporary files. */
   static constexpr std::string_view kTemporaryPrefix = "~new-";
