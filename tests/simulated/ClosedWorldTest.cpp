@@ -61,6 +61,16 @@ TEST_F(ClosedWorld, RegistryThatIsALinkOutIsRefused) {
   ExpectRefusal("registry");
 }
 
+TEST_F(ClosedWorld, LinkToNothingIsNoMissingPart) {
+  for (const char* part : {"registry", "machine.json", "drives"}) {
+    fs::remove_all(folder / part);
+    Link("none", part);
+    EXPECT_THAT(Refusal(), StartsWith((folder / part).string() + ": cannot be read"));
+    fs::remove(folder / part);
+    WriteRegistry("00.reg", kStatements);
+  }
+}
+
 TEST_F(ClosedWorld, RegistrationFileThatIsALinkOutIsRefused) {
   Link("../../outside/10.reg", "registry/10.reg");
   ExpectRefusal("registry/10.reg");

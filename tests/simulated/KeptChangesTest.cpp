@@ -268,6 +268,32 @@ TEST_F(FileChangesTest, OfAnEndedProcessAreSeenWithoutBeingMade) {
   EXPECT_EQ(Files(), before);
 }
 
+TEST_F(FileChangesTest, ThatCannotBeFinishedAreSeen) {
+  LeavePending();
+  Write("drives/C/App", "no folder");
+  const auto before = Files();
+  const auto machine = Open(Changes::Lasting);
+  EXPECT_TRUE(machine->drives.Exists(u"C:\\App\\new.exe"));
+  EXPECT_FALSE(machine->drives.Exists(u"C:\\old.txt"));
+  EXPECT_EQ(Files(), before);
+}
+
+// The next process would finish the earlier operation after the later one.
+TEST_F(FileChangesTest, WaitForEarlierOnesThatArePending) {
+  LeavePending();
+  Write("drives/C/App", "no folder");
+  const auto machine = Open(Changes::Lasting);
+  EXPECT_EQ(Change(*machine, {{u"C:\\old.txt"}, {}}), kWriteFault);
+  EXPECT_THAT(machine->WriteProblem(),
+              HasSubstr((folder / "drives/C/App/new.exe: cannot be written").string()));
+  EXPECT_THAT(ChangeFiles(), ElementsAre("registry/~change-00000001.pending"));
+  fs::remove(folder / "drives/C/App");
+  EXPECT_EQ(Change(*machine, {{u"C:\\old.txt"}, {}}), 0);
+  EXPECT_TRUE(fs::exists(folder / "drives/C/App/new.exe"));
+  EXPECT_TRUE(machine->drives.Exists(u"C:\\old.txt"));
+  EXPECT_THAT(ChangeFiles(), ElementsAre("registry/~change-00000001.reg", "registry/~change-00000002.reg"));
+}
+
 TEST_F(FileChangesTest, FileThatCannotBeAddedUndoesTheOperation) {
   const auto machine = Open(Changes::Lasting);
   const auto before = Files();

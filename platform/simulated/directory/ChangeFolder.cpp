@@ -72,8 +72,7 @@ std::string Explanation(const HostFailure& failure) {
 }  // namespace
 
 ChangeFolder::ChangeFolder(const Folder& root) : root_(root) {
-  const Folder::Entry entry = root_.Look(kFolder);
-  if (entry == Folder::Entry::None) return;
+  if (!root_.Has(kFolder)) return;
   const Folder folder(root_, kFolder);
   const std::vector<std::string> names = folder.Names("");
   if (errno != 0) throw MachineError(folder.Path().string() + ": cannot be read; make it readable");
@@ -117,17 +116,21 @@ std::uint64_t ChangeFolder::NextNumber() const {
   return std::max(lastDone, pending_.empty() ? 0 : pending_.back()) + 1;
 }
 
-void ChangeFolder::FinishPending(const Drives& drives) {
+HostFailure ChangeFolder::FinishPending(const Drives& drives) {
   // In their order: a later operation may undo an earlier one.
   while (!pending_.empty()) {
     const std::uint64_t number = pending_.front();
     const fs::path file = FileOf(number, kPending);
     const FileChanges files = ReadFileChanges(ReadWholeFile(root_, file).Span());
-    if (drives.ChangeOnHost(files).error != 0 || root_.Rename(file, NameOf(number, kDone)) != 0) return;
+    const HostFailure failure = drives.ChangeOnHost(files);
+    if (failure.error != 0) return failure;
+    const int error = root_.Rename(file, NameOf(number, kDone));
+    if (error != 0) return {error, root_.PathOf(file)};
     pending_.erase(pending_.begin());
     changes_.push_back(number);
     std::ranges::sort(changes_);
   }
+  return {};
 }
 
 void ChangeFolder::ApplyPending(Drives& drives) const {
@@ -165,6 +168,9 @@ platform::LSTATUS ChangeFolder::Keep(const ProgramChanges& changes, const Drives
     const HostFailure failure = Write(changes, WriteChangeFile(changes), drives);
     if (failure.error != 0) problem = Explanation(failure);
     return StatusOf(failure.error);
+  } catch (const MachineError& error) {
+    problem = error.what();
+    return Status(kWriteFault);
   } catch (const std::length_error& error) {
     problem = root_.PathOf(kFolder).string() + ": cannot be written: " + error.what() + "; use another name";
     return Status(kWriteFault);
@@ -174,6 +180,8 @@ platform::LSTATUS ChangeFolder::Keep(const ProgramChanges& changes, const Drives
 HostFailure ChangeFolder::Write(const ProgramChanges& changes, const std::vector<std::uint8_t>& file,
                                 const Drives& drives) {
   if (const int error = MakeFolder(); error != 0) return {error, root_.PathOf(kFolder)};
+  // Otherwise the next process would make the file changes of an earlier operation after those of this one.
+  if (HostFailure failure = FinishPending(drives); failure.error != 0) return failure;
   const std::uint64_t number = NextNumber();
   const bool hasFiles = !changes.files.IsEmpty();
   const fs::path written = FileOf(number, hasFiles ? kPending : kDone);
@@ -188,7 +196,7 @@ HostFailure ChangeFolder::Write(const ProgramChanges& changes, const std::vector
       root_.Remove(written);
       return failure;
     }
-    // The operation is complete now. If the rename fails, the next process renames the file.
+    // The operation is complete now. If the rename fails, the next operation or process renames the file.
     if (root_.Rename(written, NameOf(number, kDone)) != 0) {
       pending_.push_back(number);
       return {};

@@ -33,8 +33,8 @@ class ChangeFolder {
   /** Whether a file is a change of a program, by its name. */
   static bool IsChange(const std::filesystem::path& file);
 
-  /** Finishes operations that an ended process left pending, where the host lets it. */
-  void FinishPending(const Drives& drives);
+  /** Finishes pending operations. @return the failure that stopped it; the rest is still pending then */
+  HostFailure FinishPending(const Drives& drives);
   /** Makes the file changes of operations that are still pending in memory. */
   void ApplyPending(Drives& drives) const;
   /**

@@ -82,7 +82,7 @@ void MergeFiles(const Folder& directory, const std::vector<fs::path>& files, Reg
 }
 
 void MountDrives(const Folder& directory, Drives& drives) {
-  if (directory.Look("drives") == Folder::Entry::None) return;
+  if (!directory.Has("drives")) return;
   const Folder folder(directory, "drives");
   const std::vector<std::string> names = folder.Names("");
   if (errno != 0) Fail(folder.Path(), "cannot be read; make it readable");
@@ -98,7 +98,7 @@ void MountDrives(const Folder& directory, Drives& drives) {
 
 bool IsMachineDirectory(const Folder& directory) {
   return std::ranges::any_of(std::array{"registry", "drives", "machine.json"},
-                             [&](const char* name) { return directory.Look(name) != Folder::Entry::None; });
+                             [&](const char* name) { return directory.Has(name); });
 }
 
 /** Lives as long as the machine of a directory. The descriptor of the directory has its lock. */
@@ -116,7 +116,7 @@ void CheckCapture(const CaptureRecord& capture, const Folder& directory, const C
 
 MachineDescription ReadDescription(const Folder& directory, const ChangeFolder& registry,
                                    const std::string& fileName) {
-  if (directory.Look(kDescription) != Folder::Entry::None)
+  if (directory.Has(kDescription))
     return ParseMachineJson(ReadWholeFile(directory, kDescription).Span(), fileName);
   if (std::ranges::any_of(registry.Files(), IsCapturesFile))
     Fail(fileName, "missing from a capture; copy it again, or rename the files in registry/");
@@ -140,8 +140,6 @@ void LoadMachine(const Folder& directory, const ChangeFolder& registry, Machine&
 
 /** From now on changes are kept in the directory. */
 void KeepChanges(const std::shared_ptr<OpenDirectory>& held, Machine& machine) {
-  held->registry->FinishPending(machine.drives);
-  held->registry->FoldChanges();
   machine.drives.KeepChanges();
   machine.keeper = [held, &machine](const ProgramChanges& changes) {
     std::string problem;
@@ -156,20 +154,26 @@ void LoadDirectory(const std::shared_ptr<OpenDirectory>& held, Changes changes, 
   Lock(held->directory, changes == Changes::Lasting);
   ChangeFolder& registry = held->registry.emplace(held->directory);
   LoadMachine(held->directory, registry, machine, observer);
-  if (changes == Changes::Lasting) KeepChanges(held, machine);
+  if (changes == Changes::Lasting) {
+    // Operations that cannot be finished, for example on a read-only disk, stay pending.
+    registry.FinishPending(machine.drives);
+    registry.FoldChanges();
+  }
+  // Before KeepChanges, because afterwards the host has all changes of its files.
   registry.ApplyPending(machine.drives);
+  if (changes == Changes::Lasting) KeepChanges(held, machine);
 }
 
 /** Adds what a description beside the volume says. The volume has its own registry and its own system drive.
  */
 void LoadDescribedVolume(const Folder& directory, const fs::path& hives, VolumeOptions options,
                          Machine& machine, const LoadObserver& observer) {
-  if (directory.Look("registry") != Folder::Entry::None)
+  if (directory.Has("registry"))
     Fail(directory.PathOf("registry"),
          "a Windows volume has its own registry; remove this folder, or move it to a machine directory");
   const std::string fileName = directory.PathOf(kDescription).string();
   MachineDescription description;
-  if (directory.Look(kDescription) != Folder::Entry::None)
+  if (directory.Has(kDescription))
     description = ParseMachineJson(ReadWholeFile(directory, kDescription).Span(), fileName);
   if (description.capture) Fail(fileName, "a Windows volume is not a capture; remove \"capture\"");
   if (!options.user && description.userSid) options.user = ToUtf8(*description.userSid);

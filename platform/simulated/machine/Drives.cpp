@@ -211,8 +211,14 @@ HostFailure Drives::RemoveOnHost(const std::vector<std::u16string>& paths) const
 
 void Drives::ChangeInMemory(const FileChanges& changes) {
   const auto isOnHost = [this](std::u16string_view path) { return keepsChanges_ && FindPlace(path); };
-  for (const std::u16string& path : changes.adds)
-    if (!isOnHost(path)) AddFile(path);
+  for (const std::u16string& path : changes.adds) {
+    if (!isOnHost(path)) {
+      AddFile(path);
+    } else {
+      const std::lock_guard guard(lock_);
+      deleted_.erase(Normal(path));
+    }
+  }
   for (const std::u16string& path : changes.removes) {
     std::u16string normal = Normal(path);
     const bool isDeletedHere = !isOnHost(path);
