@@ -104,7 +104,7 @@ TEST_F(DescribedPrograms, DiscardedChangesAreVisibleAndNotWritten) {
 TEST_F(DescribedPrograms, StepWaitsByTheMachinesClock) {
   Describe(R"({"C:\\setup.exe": {"steps": [{"waitMs": 3600000}, {"waitMs": 1}]}})");
   Machine& machine = Open();
-  machine.clock.UseOwnTime();
+  machine.clock.UseSimulatedTime();
   EXPECT_EQ(RunToEnd(u"C:\\setup.exe"), 0U);
   EXPECT_EQ(machine.clock.ElapsedMs(), 3600001U);
 }
@@ -190,6 +190,18 @@ TEST_F(DescribedPrograms, MistakesAreReportedInOneLineAtOpening) {
   Write("setups/bad.reg", kHeader + "\"a\"=nonsense\n");
   Describe(R"({"C:\\setup.exe": {"steps": [{"merges": "setups/bad.reg"}]}})");
   EXPECT_THAT(Refusal(), testing::StartsWith((folder / "setups/bad.reg").string() + ":3: "));
+}
+
+TEST_F(DescribedPrograms, FileThatManyStepsMergeIsReadOnce) {
+  Write("setups/long-name.reg", kHeader + "[HKEY_LOCAL_MACHINE\\Software\\" + std::string(300, 'x') + "]\n");
+  const std::string step =
+      R"({"merges": "setups/long-name.reg"}, {"merges": "setups/../setups/long-name.reg"})";
+  Describe(R"({"C:\\a.exe": {"steps": [)" + step + R"(]}, "C:\\b.exe": {"steps": [)" + step + "]}}");
+  std::vector<std::string> warnings;
+  simulated::LoadObserver observer;
+  observer.warning = [&](const std::string& line) { warnings.push_back(line); };
+  simulated::OpenMachine(folder, Changes::Discarded, observer);
+  EXPECT_THAT(warnings, testing::SizeIs(1));
 }
 
 class BuiltInPrograms : public OnMachine {

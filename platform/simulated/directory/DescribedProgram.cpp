@@ -1,6 +1,7 @@
 #include "simulated/directory/DescribedProgram.h"
 
 #include <chrono>
+#include <map>
 #include <memory>
 #include <thread>
 
@@ -77,11 +78,16 @@ ProgramDescription ReadProgram(const JsonShape& shape, const json& value, const 
   return program;
 }
 
-/** A step with its registration file in memory. */
+/** A file that steps merge. */
+struct RegistrationFile {
+  std::string name;
+  FileBytes bytes;
+};
+
+/** A step with its registration file in memory; null if it merges none. */
 struct LoadedStep {
   ProgramStep step;
-  FileBytes registrationFile;
-  std::string registrationFileName;
+  std::shared_ptr<const RegistrationFile> merged;
 };
 
 /** Drops the changes of a file: reading them reports its mistakes when the machine is opened. */
@@ -100,19 +106,36 @@ class ValidatingSink : public RegFileSink {
   const Warning& warning_;
 };
 
-LoadedStep Load(const ProgramStep& step, const Folder& directory, const JsonShape& shape,
-                const std::string& member, const Warning& warning) {
-  LoadedStep loaded{step, {}, {}};
-  if (step.merges.empty()) return loaded;
-  const fs::path file = fs::path(step.merges).lexically_normal();
-  if (!Folder::IsBelow(file))
-    shape.Fail(member + ".merges", "must lie in the machine's directory; correct the path");
-  loaded.registrationFileName = directory.PathOf(file).string();
-  loaded.registrationFile = ReadWholeFile(directory, file);
-  ValidatingSink checker(warning);
-  ParseRegFile(loaded.registrationFile.Span(), loaded.registrationFileName, checker);
-  return loaded;
-}
+/** Reads each registration file once, so that many steps with one large file do not fill the memory. */
+class StepLoader {
+ public:
+  StepLoader(const Folder& directory, const JsonShape& shape, const Warning& warning)
+      : directory_(directory), shape_(shape), warning_(warning) {}
+
+  LoadedStep Load(const ProgramStep& step, const std::string& member) {
+    if (step.merges.empty()) return {step, nullptr};
+    const fs::path file = fs::path(step.merges).lexically_normal();
+    if (!Folder::IsBelow(file))
+      shape_.Fail(member + ".merges", "must lie in the machine's directory; correct the path");
+    auto& merged = files_[file];
+    if (!merged) merged = Read(file);
+    return {step, merged};
+  }
+
+ private:
+  std::shared_ptr<const RegistrationFile> Read(const fs::path& file) const {
+    auto read = std::make_shared<const RegistrationFile>(
+        RegistrationFile{directory_.PathOf(file).string(), ReadWholeFile(directory_, file)});
+    ValidatingSink checker(warning_);
+    ParseRegFile(read->bytes.Span(), read->name, checker);
+    return read;
+  }
+
+  const Folder& directory_;
+  const JsonShape& shape_;
+  const Warning& warning_;
+  std::map<fs::path, std::shared_ptr<const RegistrationFile>> files_;
+};
 
 void Wait(Machine& machine, const ProgramStep& step) {
   if (step.waitMs > 0) machine.clock.Sleep(step.waitMs);
@@ -126,8 +149,7 @@ void Wait(Machine& machine, const ProgramStep& step) {
 bool Take(Machine& machine, const LoadedStep& loaded) {
   Wait(machine, loaded.step);
   KeptMerger merger(machine);
-  if (!loaded.step.merges.empty())
-    ParseRegFile(loaded.registrationFile.Span(), loaded.registrationFileName, merger);
+  if (loaded.merged) ParseRegFile(loaded.merged->bytes.Span(), loaded.merged->name, merger);
   return merger.Commit(loaded.step.files) == 0;
 }
 
@@ -144,11 +166,12 @@ ProgramDescriptions ReadPrograms(const JsonShape& shape, const json& value) {
 
 void SetPrograms(const ProgramDescriptions& programs, const Folder& directory, const JsonShape& shape,
                  Machine& machine, const Warning& warning) {
+  StepLoader loader(directory, shape, warning);
   for (const auto& [path, description] : programs) {
     const std::string member = "programs." + ToUtf8(path) + ".steps";
     auto steps = std::make_shared<std::vector<LoadedStep>>();
     for (const ProgramStep& step : description.steps)
-      steps->push_back(Load(step, directory, shape, Element(member, steps->size()), warning));
+      steps->push_back(loader.Load(step, Element(member, steps->size())));
     Program program;
     program.run = [&machine, steps, exitCode = static_cast<int>(description.exitCode)] {
       for (const LoadedStep& step : *steps)
