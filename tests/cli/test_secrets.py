@@ -84,13 +84,20 @@ class SecretsTest(TestCase):
         self.encrypt(b"other", "--machine", machine)
         self.assertIn("cannot decrypt: ", self.refusal(1, "--machine", machine, "decrypt", given=hidden))
 
+    def test_empty_identity_is_none(self):
+        machine = self.machine(key(CRYPTOGRAPHY, {"MachineGuid": ""}))
+        hidden = self.encrypt(b"secret", "--machine", machine).encode()
+        self.assertIn('"MachineGuid"="', (machine / "registry" / "~change-00000001.reg").read_text("utf-16"))
+        self.assertEqual(self.output("--machine", machine, "decrypt", given=hidden), "secret")
+
     def test_machine_that_cannot_get_an_identity_encrypts_nothing(self):
         machine = self.machine()
         self.folder.chmod(0o755)
         (machine / "registry").chmod(0o555)
         self.addCleanup((machine / "registry").chmod, 0o755)
         line = self.refusal(1, "--machine", machine, "encrypt", given=b"secret", user=POWERLESS)
-        self.assertIn(f"the machine has no MachineGuid, and gets none: {machine}/registry: cannot be written", line)
+        self.assertIn(f"the machine has no MachineGuid, and a new one cannot be written: {machine}/registry: "
+                      "cannot be written", line)
 
     def test_neither_log_nor_error_holds_the_secret(self):
         done = self.run_host("--log", "encrypt", given=b"correct horse")

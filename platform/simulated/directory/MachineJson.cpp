@@ -69,8 +69,9 @@ void Reader::ReadUser(const json& value) {
   for (const auto& [name, member] : Object(value, "user").items()) {
     const std::u16string text = Text(member, "user." + name);
     // A profile of a volume may have no SID: its hive has the name of its folder.
-    const bool isKey = text.size() <= Key::kLongestName && text.find(u'\\') == text.npos;
-    if (name == "sid" && !isKey) Fail("user.sid", "no name of a hive; write it as S-1-5-21-...");
+    const bool isKey =
+        text.size() <= Key::kLongestName && text.find_first_of(std::u16string_view(u"\\\0", 2)) == text.npos;
+    if (name == "sid" && !isKey) Fail("user.sid", "not the name of a hive; write it as S-1-5-21-...");
     if (name != "sid" && name != "name") Fail("user." + name, "unknown; a user has a name and a sid");
     (name == "sid" ? description_.userSid : description_.userName) = text;
   }

@@ -36,7 +36,8 @@ std::u16string MachineId(Machine& machine) {
   if (!key || !key->FindValue(kIdentityValue, value)) return {};
   std::u16string id(value.bytes.size() / sizeof(char16_t), u'\0');
   std::memcpy(id.data(), value.bytes.data(), id.size() * sizeof(char16_t));
-  return id;
+  // An empty text with its NUL identifies no machine.
+  return id.starts_with(u'\0') ? std::u16string() : id;
 }
 
 /** Gives a machine without an identity one of its own, as setting Windows up does. */

@@ -14,7 +14,7 @@ namespace cli {
 namespace {
 
 constexpr std::size_t kMostPlainBytes = 1 << 20;
-/** Base64 in lines of 64 characters takes 1.375 bytes for each byte; the rest is for what protection adds. */
+/** Base64 in lines of 64 characters takes 1.375 bytes for each byte. The rest is for a header. */
 constexpr std::size_t kMostProtectedBytes = 2 * kMostPlainBytes;
 constexpr std::size_t kLineEndBytes = 2;
 
@@ -37,7 +37,7 @@ class LibraryText {
   char* text_ = nullptr;
 };
 
-/** A form of a secret, made in place and wiped at the end. */
+/** A secret in another form, such as a JSON string. Wiped when destroyed. */
 struct WipedText {
   const std::string text;
 
@@ -71,7 +71,11 @@ void DropLineEnd(SecretText& text) {
 
 void ReadInto(SecretText& input, const char* prompt, std::size_t mostBytes, const std::string& limit) {
   bool isWhole = true;
-  IsInputTerminal() ? AskSecret(prompt, input) : static_cast<void>(isWhole = ReadInput(input));
+  if (IsInputTerminal()) {
+    AskSecret(prompt, input);
+  } else {
+    isWhole = ReadInput(input);
+  }
   DropLineEnd(input);
   const std::string_view text = input.Get();
   if (!isWhole || text.size() > mostBytes)
@@ -85,24 +89,25 @@ void ReadInto(SecretText& input, const char* prompt, std::size_t mostBytes, cons
 [[noreturn]] void RefuseToEncrypt() {
   const std::string problem = WriteProblem();
   throw Failure("the text could not be protected" +
-                (problem.empty() ? "; see the reason with --log"
-                                 : ": the machine has no MachineGuid, and gets none: " + problem));
+                (problem.empty()
+                     ? "; see the reason with --log"
+                     : ": the machine has no MachineGuid, and a new one cannot be written: " + problem));
 }
 
 void EncryptInput(Session& session) {
   const StackWiper wiper;
   SecretText input(kMostPlainBytes + kLineEndBytes);
   ReadInto(input, "Text to protect: ", kMostPlainBytes, "a mebibyte");
-  const LibraryText hidden(&Encrypt, input);
-  if (hidden.Get().empty()) RefuseToEncrypt();
+  const LibraryText protectedText(&Encrypt, input);
+  if (protectedText.Get().empty()) RefuseToEncrypt();
   if (session.json) {
-    session.out.WriteJsonLine({{"protectedText", hidden.Get()}});
+    session.out.WriteJsonLine({{"protectedText", protectedText.Get()}});
   } else {
-    session.out.Write(hidden.Get());
+    session.out.Write(protectedText.Get());
   }
 }
 
-/** A string of JSON. The library of JSON would leave copies of the secret in memory. */
+/** The content of a JSON string. The JSON library would leave copies of the secret in memory. */
 std::string JsonString(std::string_view text) {
   constexpr std::size_t kMostBytes = 6;  // \u0000
   return ReplaceCharacters(text, kMostBytes, [](char32_t code) -> std::string {
@@ -122,8 +127,7 @@ void DecryptInput(Session& session) {
   if (plain.Get().empty()) {
     throw Failure(
         "cannot decrypt: this is not a protected text, or it belongs to another user or machine; decrypt it "
-        "as "
-        "the user and on the machine that encrypted it");
+        "as the user and on the machine that encrypted it");
   }
   if (plain.Get().size() > kMostPlainBytes)
     throw Failure("the secret is longer than a mebibyte; it is not shown");
@@ -146,21 +150,19 @@ void DecryptInput(Session& session) {
 void AddEncrypt(CLI::App& app, Command& chosen) {
   CLI::App* command = app.add_subcommand("encrypt", "Protect a short secret, read from standard input");
   command->footer(
-      "Prints a text that kestrelbay decrypt turns back. On Windows only the same user on the same machine\n"
-      "can do that. On a simulated machine the key is computed from the machine's MachineGuid and the "
-      "user's\n"
-      "SID, so everybody who can read the machine directory can decrypt: use it for tests only. A machine\n"
-      "without MachineGuid gets a random one first. If the value is changed or removed, the machine "
-      "decrypts\n"
-      "none of its earlier texts.\n"
+      "Prints a protected text for kestrelbay decrypt. On Windows only the same user on the same machine\n"
+      "can decrypt it. On a simulated machine the key is computed from the machine's MachineGuid and the\n"
+      "user's SID, so everybody who can read the machine directory can decrypt: use it for tests only. A\n"
+      "machine without MachineGuid gets a random one first. If the value is changed or removed, the machine\n"
+      "decrypts none of its earlier texts.\n"
       "The secret has at most one mebibyte. One line end at its end is dropped. On a terminal the secret is\n"
       "asked for and not shown.");
   command->callback([&chosen] { chosen = EncryptInput; });
 }
 
 void AddDecrypt(CLI::App& app, Command& chosen) {
-  CLI::App* command = app.add_subcommand("decrypt", "Turn a protected text back, read from standard input");
-  command->footer("Prints the secret as it was. A line end is added on a terminal only.");
+  CLI::App* command = app.add_subcommand("decrypt", "Decrypt a protected text, read from standard input");
+  command->footer("Prints the secret without changes. A line end is added on a terminal only.");
   command->callback([&chosen] { chosen = DecryptInput; });
 }
 
