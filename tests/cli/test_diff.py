@@ -147,6 +147,12 @@ class BadListTest(ListsTest):
         self.check_refused(b"[1e999]", "bad.json: has a number that is too large")
         self.check_refused("[]".encode("utf-16"), "is UTF-16, ")
 
+    def test_list_of_more_than_128_mebibytes_is_refused(self):
+        large = self.folder / "large.json"
+        with large.open("wb") as file:
+            file.truncate((128 << 20) + 1)
+        self.assertIn(f"{large}: larger than 128 MiB; ", self.refusal(1, "diff", large, large))
+
     def test_edited_list_is_refused(self):
         entry = json.loads(self.saved(app("Alpha")).read_text(encoding="utf-8"))[0]
         for change, word in (({"displayVersion": 3}, "displayVersion is not a text"),

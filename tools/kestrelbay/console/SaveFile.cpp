@@ -1,10 +1,10 @@
 #include "console/SaveFile.h"
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <system_error>
 
@@ -90,10 +90,18 @@ void SaveFile(const std::string& path, std::string_view bytes) {
 }
 
 std::string ReadWholeFile(const std::string& path) {
+  constexpr std::size_t kMostBytes = std::size_t{128} << 20;
   errno = 0;
   std::ifstream file(FromUtf8(path), std::ios::binary);
-  std::string bytes{std::istreambuf_iterator<char>(file), {}};
-  if (file.fail()) throw Failure(path + ": cannot be read: " + LastError().message() + "; name another file");
+  std::string bytes;
+  // A pipe has no size, and a sparse file of any size is easy to send.
+  for (std::array<char, 1 << 16> part{}; file && bytes.size() <= kMostBytes;) {
+    file.read(part.data(), part.size());
+    bytes.append(part.data(), static_cast<std::size_t>(file.gcount()));
+  }
+  if (bytes.size() > kMostBytes) throw Failure(path + ": larger than 128 MiB; name another file");
+  if (file.bad() || !file.is_open())
+    throw Failure(path + ": cannot be read: " + LastError().message() + "; name another file");
   return bytes;
 }
 

@@ -13,7 +13,7 @@ namespace cli {
  */
 void SaveFile(const std::string& path, std::string_view bytes);
 
-/** Returns all bytes of a file. @throws Failure */
+/** Returns all bytes of a file. @throws Failure, also for a file of more than 128 MiB */
 std::string ReadWholeFile(const std::string& path);
 
 bool IsDirectory(const std::string& path);
