@@ -59,8 +59,9 @@ TEST_F(Files, TheCurrentDirectoryIsReturned) {
 TEST_F(Files, ASmallBufferForTheCurrentDirectoryReturnsTheRequiredSize) {
   const auto length = static_cast<DWORD>(machine.CurrentDirectory().size());
   EXPECT_EQ(length + 1, GetCurrentDirectoryA(0, nullptr));
-  char buffer[260] = {};
-  EXPECT_EQ(length + 1, GetCurrentDirectoryA(length, buffer));
+  std::string buffer(260, '#');
+  EXPECT_EQ(length + 1, GetCurrentDirectoryA(length, buffer.data()));
+  EXPECT_EQ(std::string(260, '#'), buffer);
 }
 
 TEST_F(Files, ThePathOfTheProgramIsReturned) {

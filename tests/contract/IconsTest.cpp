@@ -79,6 +79,8 @@ class Icons : public testing::Test {
     const GpRect all{0, 0, static_cast<int>(width), static_cast<int>(height)};
     BitmapData data{};
     EXPECT_EQ(GdipBitmapLockBits(bitmap, &all, ImageLockModeRead, format, &data), 0);
+    // The pixels stay at their address: the library, too, reads them after the unlock.
+    EXPECT_EQ(GdipBitmapUnlockBits(bitmap, &data), 0);
     samples::Drawing drawing(width, height);
     for (UINT y = 0; y < data.Height; ++y) {
       const auto* row = static_cast<const BYTE*>(data.Scan0) + static_cast<int>(y) * data.Stride;
@@ -88,7 +90,6 @@ class Icons : public testing::Test {
                            static_cast<std::uint32_t>(row[4 * x + 3]) << 24;
       }
     }
-    GdipBitmapUnlockBits(bitmap, &data);
     GdipDisposeImage(image);
     EXPECT_NE(DeleteObject(info.hbmColor), 0);
     EXPECT_NE(DeleteObject(info.hbmMask), 0);
@@ -239,6 +240,28 @@ TEST_F(Icons, BitmapsAreCopiesThatMayBeDeletedBeforeTheIcon) {
   EXPECT_NE(DeleteObject(info.hbmColor), 0);
   EXPECT_NE(DeleteObject(info.hbmMask), 0);
   EXPECT_EQ(ColoursOf(icon).pixels, Pattern(256).pixels);
+}
+
+TEST_F(Icons, IconBecomesABitmapWithAlphaOfItsSize) {
+  const HICON icon = Jumbo(Make(samples::MakeExecutable({{u"", 1, {samples::MakePng(Pattern(256))}}})));
+  GpBitmap* bitmap = nullptr;
+  ASSERT_EQ(GdipCreateBitmapFromHICON(icon, &bitmap), 0);
+  auto* image = reinterpret_cast<GpImage*>(bitmap);
+  UINT width = 0;
+  int format = 0;
+  EXPECT_EQ(GdipGetImageWidth(image, &width), 0);
+  EXPECT_EQ(GdipGetImagePixelFormat(image, &format), 0);
+  EXPECT_EQ(width, 256U);
+  EXPECT_EQ(format, PixelFormat32bppARGB);
+  EXPECT_EQ(GdipDisposeImage(image), 0);
+  EXPECT_NE(DestroyIcon(icon), 0);
+}
+
+TEST_F(Icons, ThreadWithoutComIsServed) {
+  const auto path = Make(samples::MakeExecutable({{u"", 1, {samples::MakePng(Pattern(256))}}}));
+  std::vector<std::uint32_t> pixels;
+  std::thread([&] { pixels = ColoursOf(Jumbo(path)).pixels; }).join();
+  EXPECT_EQ(pixels, Pattern(256).pixels);
 }
 
 TEST_F(Icons, LargeListServesThreadsAtOnce) {

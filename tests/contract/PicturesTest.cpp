@@ -16,6 +16,7 @@ namespace platform {
 namespace {
 
 constexpr GpStatus kGpOk = 0;
+constexpr GpStatus kGpGenericError = 1;
 constexpr GpStatus kGpInvalidParameter = 2;
 constexpr GpStatus kGpWrongState = 8;
 constexpr GpStatus kGpUnsupportedVersion = 17;
@@ -97,6 +98,18 @@ TEST_F(Pictures, PixelOutsideCannotBeRead) {
   }
 }
 
+TEST_F(Pictures, PixelOfABitmapWithoutAlphaIsOpaque) {
+  constexpr int kPixelFormat32bppRGB = 0x00022009;
+  GpBitmap* opaque = nullptr;
+  ASSERT_EQ(GdipCreateBitmapFromScan0(4, 3, 16, kPixelFormat32bppRGB, reinterpret_cast<BYTE*>(pixels.data()),
+                                      &opaque),
+            kGpOk);
+  std::uint32_t argb = 0;
+  EXPECT_EQ(GdipBitmapGetPixel(opaque, 2, 0, &argb), kGpOk);
+  EXPECT_EQ(argb, 0xFF000003U);
+  EXPECT_EQ(GdipDisposeImage(reinterpret_cast<GpImage*>(opaque)), kGpOk);
+}
+
 TEST_F(Pictures, LockedRectangleHasItsPixels) {
   const GpRect rectangle{1, 0, 2, 3};
   BitmapData data{};
@@ -131,9 +144,9 @@ TEST_F(Pictures, BitmapIsLockedOnceAtATime) {
   EXPECT_EQ(GdipBitmapUnlockBits(bitmap, &data), kGpWrongState);
 }
 
-TEST_F(Pictures, BitmapOfNoPixelsIsRefused) {
-  constexpr int kNothing[][3] = {{0, 0, 0}, {0, 3, 16}, {4, 0, 16}, {4, 3, 3}};
-  for (const auto& [width, height, stride] : kNothing) {
+TEST_F(Pictures, BitmapOfBadSizeIsRefused) {
+  constexpr int kBadSizes[][3] = {{0, 0, 0}, {0, 3, 16}, {4, 0, 16}, {4, 3, 3}};
+  for (const auto& [width, height, stride] : kBadSizes) {
     GpBitmap* made = bitmap;
     EXPECT_NE(GdipCreateBitmapFromScan0(width, height, stride, PixelFormat32bppARGB,
                                         reinterpret_cast<BYTE*>(pixels.data()), &made),
@@ -142,7 +155,7 @@ TEST_F(Pictures, BitmapOfNoPixelsIsRefused) {
   }
 }
 
-TEST_F(Pictures, BitmapOfNoIconIsRefused) {
+TEST_F(Pictures, BitmapOfNullIsRefused) {
   GpBitmap* made = nullptr;
   EXPECT_EQ(GdipCreateBitmapFromHBITMAP(nullptr, nullptr, &made), kGpInvalidParameter);
   EXPECT_EQ(GdipCreateBitmapFromHICON(nullptr, &made), kGpInvalidParameter);
@@ -155,6 +168,16 @@ TEST_F(Pictures, NullImageIsRefused) {
   EXPECT_EQ(GdipGetImageWidth(nullptr, &side), kGpInvalidParameter);
   EXPECT_EQ(GdipBitmapGetPixel(nullptr, 0, 0, &argb), kGpInvalidParameter);
   EXPECT_EQ(GdipDisposeImage(nullptr), kGpInvalidParameter);
+}
+
+TEST_F(Pictures, EncodersAreReturnedForTheirExactSizeOnly) {
+  UINT count = 0;
+  UINT bytes = 0;
+  ASSERT_EQ(GdipGetImageEncodersSize(&count, &bytes), kGpOk);
+  std::vector<ImageCodecInfo> encoders(bytes / sizeof(ImageCodecInfo) + 2);
+  EXPECT_EQ(GdipGetImageEncoders(count, bytes - 1, encoders.data()), kGpGenericError);
+  EXPECT_EQ(GdipGetImageEncoders(count, bytes + 1, encoders.data()), kGpGenericError);
+  EXPECT_EQ(GdipGetImageEncoders(count, bytes, encoders.data()), kGpOk);
 }
 
 TEST_F(Pictures, ImageIsSavedIntoAStreamAsPng) {

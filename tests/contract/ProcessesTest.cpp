@@ -75,6 +75,7 @@ TEST_F(Processes, AQuotedProgramIsTheFirstWord) {
   ExpectToEnd(information.hProcess);
   CloseHandle(information.hThread);
   EXPECT_TRUE(machine.ProgramRan(program));
+  EXPECT_EQ(machine.ParametersOf(program), u"-a \"b c\"");
 }
 
 TEST_F(Processes, AnUnquotedProgramIsFoundAcrossBlanks) {
@@ -84,6 +85,18 @@ TEST_F(Processes, AnUnquotedProgramIsFoundAcrossBlanks) {
   ExpectToEnd(information.hProcess);
   CloseHandle(information.hThread);
   EXPECT_TRUE(machine.ProgramRan(program));
+}
+
+TEST_F(Processes, OfUnquotedProgramsTheShortestRuns) {
+  const std::u16string shortest = machine.Folder() + u"\\Two.exe";
+  program = shortest.substr(0, shortest.rfind(u'.')) + u" words.exe";
+  machine.MakeProgram(shortest);
+  machine.MakeProgram(program);
+  ASSERT_NE(0, Start(program + u" -a"));
+  ExpectToEnd(information.hProcess);
+  CloseHandle(information.hThread);
+  EXPECT_TRUE(machine.ProgramRan(shortest));
+  EXPECT_FALSE(machine.ProgramRan(program));
 }
 
 TEST_F(Processes, AMissingProgramIsNotFound) {

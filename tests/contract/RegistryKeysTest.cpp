@@ -3,9 +3,12 @@
 
 #include <algorithm>
 
+#include "LastErrors.h"
 #include "RegistryTest.h"
 #include "TestMachine.h"
 #include "platform/Constants.h"
+#include "platform/Events.h"
+#include "platform/Processes.h"
 #include "platform/Registry.h"
 
 namespace platform {
@@ -64,6 +67,16 @@ TEST_F(RegistryKeys, MissingKeyIsNotFoundAndYieldsNull) {
   HKEY key = HKEY_USERS;
   EXPECT_EQ(status::kFileNotFound, RegOpenKeyExW(HKEY_LOCAL_MACHINE, kBelowRoot, 0, KEY_READ, &key));
   EXPECT_EQ(nullptr, key);
+}
+
+TEST_F(RegistryKeys, OpeningDoesNotChangeTheLastError) {
+  machine.CreateKey(kBase);
+  ASSERT_EQ(0, CloseHandle(nullptr));
+  ASSERT_EQ(last_error::kInvalidHandle, GetLastError());
+  EXPECT_EQ(status::kFileNotFound, StatusOfOpen(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\None"));
+  EXPECT_EQ(last_error::kInvalidHandle, GetLastError());
+  EXPECT_EQ(status::kSuccess, StatusOfOpen(HKEY_LOCAL_MACHINE, kBelowRoot));
+  EXPECT_EQ(last_error::kInvalidHandle, GetLastError());
 }
 
 TEST_F(RegistryKeys, EmptyAndNullPathOpenTheParentItself) {
@@ -268,11 +281,22 @@ TEST_F(RegistryKeys, DeletingActsInTheNativeView) {
   EXPECT_FALSE(machine.HasKey({kBase, View::Bits32}));
 }
 
-TEST_F(RegistryKeys, DeletingASubkeyWritesItsParent) {
-  machine.CreateKey(std::u16string(kBase) + u"\\Leaf");
-  const auto before = machine.LastWriteTime(kBase);
-  EXPECT_EQ(status::kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Leaf"));
-  EXPECT_GE(machine.LastWriteTime(kBase), before);
+TEST_F(RegistryKeys, AChangeOfAValueOrSubkeyWritesTheKey) {
+  constexpr DWORD kLongerThanATickOfTheClockMs = 50;
+  const std::u16string leaf = std::u16string(kBase) + u"\\Leaf";
+  const auto expectWritten = [&](const char* what, const auto& change) {
+    const auto before = machine.LastWriteTime(kBase);
+    Sleep(kLongerThanATickOfTheClockMs);
+    change();
+    EXPECT_GT(machine.LastWriteTime(kBase), before) << what;
+  };
+  machine.CreateKey(kBase);
+  expectWritten("a new value", [&] { machine.SetNumber(kBase, u"Value", 1); });
+  expectWritten("a changed value", [&] { machine.SetNumber(kBase, u"Value", 2); });
+  expectWritten("a new subkey", [&] { machine.CreateKey(leaf); });
+  expectWritten("a deleted subkey", [&] {
+    EXPECT_EQ(status::kSuccess, RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"Software\\KestrelbayContract\\Leaf"));
+  });
 }
 
 TEST_F(RegistryKeys, TheHandleOfADeletedKeyReturnsKeyDeleted) {

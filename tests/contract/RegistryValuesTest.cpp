@@ -13,6 +13,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
+/** The buffer that the library reads a value into. */
 constexpr DWORD kRoomBytes = 520;
 
 class RegistryValues : public testing::Test {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string_view>
+#include <thread>
 
 #include "TestMachine.h"
 #include "platform/Constants.h"
@@ -24,12 +25,27 @@ class Shell : public testing::Test {
     return result;
   }
 
+  /** @return the name of an item; empty if it has none */
+  static std::u16string NameOf(IShellItem* item, std::uint32_t form) {
+    char16_t* name = nullptr;
+    if (IShellItem_GetDisplayName(item, form, &name) != S_OK) return {};
+    std::u16string copy = name;
+    CoTaskMemFree(name);
+    return copy;
+  }
+
   tests::TestMachine machine;
 };
 
 TEST_F(Shell, ASecondInitialisationOfAThreadReturnsFalse) {
   EXPECT_EQ(kAlreadyInitialised, CoInitialize(nullptr));
   EXPECT_EQ(kAlreadyInitialised, CoInitialize(nullptr));
+}
+
+TEST_F(Shell, EachThreadIsInitialisedSeparately) {
+  HRESULT ofOther = -1;
+  std::thread([&] { ofOther = CoInitialize(nullptr); }).join();
+  EXPECT_EQ(S_OK, ofOther);
 }
 
 TEST_F(Shell, TheAppsFolderIsAnItemInAnyCase) {
@@ -63,7 +79,11 @@ TEST_F(Shell, TheAppsFolderIsEnumeratedToItsEnd) {
   auto* const items = static_cast<IEnumShellItems*>(bound);
   IShellItem* item = nullptr;
   HRESULT next = S_OK;
-  while ((next = IEnumShellItems_Next(items, 1, &item, nullptr)) == S_OK) IShellItem_Release(item);
+  while ((next = IEnumShellItems_Next(items, 1, &item, nullptr)) == S_OK) {
+    EXPECT_NE(u"", NameOf(item, SIGDN_NORMALDISPLAY));
+    EXPECT_NE(u"", NameOf(item, SIGDN_DESKTOPABSOLUTEPARSING));
+    IShellItem_Release(item);
+  }
   EXPECT_EQ(1, next);
   EXPECT_EQ(1, IEnumShellItems_Next(items, 1, &item, nullptr));
   EXPECT_EQ(0u, IEnumShellItems_Release(items));

@@ -110,7 +110,9 @@ void TestMachine::CreateKey(const KeyPath& key) {
   if (HasKey(key)) return;
   const auto path = state->StoredPath(key);
   state->machine.registry.CreateKey(path);
-  state->machine.registry.SetLastWriteTime(path, state->machine.clock.Now());
+  // A new subkey writes the key above it, too.
+  for (const auto& written : {path, path.substr(0, path.rfind(u'\\'))})
+    state->machine.registry.SetLastWriteTime(written, state->machine.clock.Now());
 }
 
 void TestMachine::SetValue(const KeyPath& key, std::u16string_view name, platform::DWORD type,
