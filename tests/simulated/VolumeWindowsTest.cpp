@@ -1,28 +1,24 @@
 // What a volume's registry says of its Windows: its name, its bits, and the folders of its user.
 #include <gtest/gtest.h>
 
-#include "HiveFile.h"
-#include "MachineFolder.h"
+#include "VolumeMachineFixture.h"
 
 namespace simulated {
 namespace {
 
-using namespace std::string_literals;
-
-const std::string kCurrentVersion = "Microsoft\\Windows NT\\CurrentVersion";
 constexpr int kNumber = 4;
 
-class VolumeWindowsTest : public MachineFolder {
+class VolumeWindowsTest : public VolumeMachineTest {
  protected:
   /** Writes a new SYSTEM and a new SOFTWARE, which has these texts of the Windows. */
   void WriteWindows(const std::map<std::string, std::string>& texts, int revision = 0) {
     std::filesystem::remove(folder / kSoftware);
     HiveFile software(folder / kSoftware);
-    for (const auto& [name, text] : texts) software.SetText(kCurrentVersion, name, text);
+    for (const auto& [name, text] : texts) software.SetText(kWindowsNt, name, text);
     if (revision != 0)
-      software.SetBytes(kCurrentVersion, "UBR", std::string{static_cast<char>(revision), '\0', '\0', '\0'},
+      software.SetBytes(kWindowsNt, "UBR", std::string{static_cast<char>(revision), '\0', '\0', '\0'},
                         kNumber);
-    HiveFile(folder / "Windows/System32/config/SYSTEM").SetText("Select", "Any", "");
+    HiveFile(folder / kSystem).SetText("Select", "Any", "");
   }
   std::u16string Name(const std::map<std::string, std::string>& texts, int revision = 0) {
     WriteWindows(texts, revision);
@@ -70,13 +66,10 @@ TEST_F(VolumeWindowsTest, BitsAreThoseOfTheBuildWithoutAProcessor) {
 }
 
 TEST_F(VolumeWindowsTest, FoldersOfTheUserAreThoseOfItsProfile) {
+  WriteMachine({{"S-1-5-21-1-1001", "C:\\Users\\anna"}});
   {
-    HiveFile software(folder / kSoftware);
-    software.SetText(kCurrentVersion + "\\ProfileList\\S-1-5-21-1-1001", "ProfileImagePath",
-                     "C:\\Users\\anna");
-    HiveFile(folder / "Windows/System32/config/SYSTEM").SetText("Select", "Any", "");
     HiveFile user(folder / "Users/anna/NTUSER.DAT");
-    const std::string folders = "Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
+    const std::string folders = "Software\\" + kCurrentVersion + "\\Explorer\\User Shell Folders";
     user.SetText(folders, "AppData", "%USERPROFILE%\\Roaming");
     user.SetText(folders, "Local AppData", "%USERPROFILE%\\Local");
   }
