@@ -240,7 +240,7 @@ int main(int count, char** values) {
   InitDllLogger([](const char*, std::int32_t, const char*) {});
   const bench::FilledMachine filled(applications);
   simulated::Machine& machine = simulated::CurrentMachine();
-  machine.clock.UseOwnTime();
+  machine.clock.UseSimulatedTime();
   SetPrograms(machine);
   bool isWhole = RunAtOnce(machine);
   const double scanMicroseconds = ScanMicroseconds();

@@ -10,10 +10,10 @@
 namespace bench {
 namespace {
 
-struct Closes {
+struct KeyCloser {
   void operator()(HKEY key) const { RegCloseKey(key); }
 };
-using KeyOwner = std::unique_ptr<HKEY__, Closes>;
+using KeyOwner = std::unique_ptr<HKEY__, KeyCloser>;
 
 const wchar_t* Wide(const char16_t* text) { return reinterpret_cast<const wchar_t*>(text); }
 
@@ -49,7 +49,7 @@ struct Parents {
 }  // namespace
 
 FilledMachine::FilledMachine(std::size_t count) : count_(count) {
-  // The keys above may be missing, and are not removed in the end.
+  // Creates no parent keys for an empty machine, because the destructor does not remove them.
   if (count_ == 0) return;
   const Parents parents;
   for (std::size_t number = 0; number < count; ++number) {

@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 class LogFile : public MachineFolder {
  protected:
   LogFile() : machine(UseMachine(std::make_unique<Machine>())) {
-    machine.clock.UseOwnTime();
+    machine.clock.UseSimulatedTime();
     setenv("KESTRELBAY_LOG_FILE", named.c_str(), 1);
     setenv("TMPDIR", folder.c_str(), 1);
   }

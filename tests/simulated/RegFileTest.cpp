@@ -154,7 +154,7 @@ TEST_F(RegFileTest, ForbiddenNamesAreLeftOutAndTheRestIsRead) {
       warnings,
       ElementsAre(
           file + ":3: the name of a key has 256 characters, more than Windows allows; it is left out",
-          file + ":5: the key stands 513 levels deep, more than Windows allows; it is left out",
+          file + ":5: the key is 513 levels deep, more than Windows allows; it is left out",
           file + ":8: the name of a value has 16384 characters, more than Windows allows; it is left out"));
 }
 

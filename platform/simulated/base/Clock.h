@@ -1,4 +1,4 @@
-/** The clock of a simulated machine: the real time, or an own time for tests. Thread-safe. */
+/** The clock of a simulated machine: the real time, or a simulated time for tests. Thread-safe. */
 #pragma once
 
 #include <atomic>
@@ -12,25 +12,27 @@ class Clock {
   /** FILETIME of 2024-01-01 00:00 UTC. */
   static constexpr std::uint64_t kDefaultStart = 133485408000000000;
 
-  /** From now on only Sleep and Advance move the time. @param fileTime  time of day at the start, a FILETIME
+  /**
+   * From now on only Sleep and Advance move the time.
+   * @param fileTime  time of day at the start, a FILETIME
    */
-  void UseOwnTime(std::uint64_t fileTime = kDefaultStart);
-  bool HasOwnTime() const;
+  void UseSimulatedTime(std::uint64_t fileTime = kDefaultStart);
+  bool HasSimulatedTime() const;
 
   /** Time of day: 100-nanosecond steps since 1601-01-01 UTC. */
   std::uint64_t Now() const;
   /** Milliseconds since the clock was made. Monotonic. */
   std::uint64_t ElapsedMs() const;
 
-  /** Blocks for that time. An own time is advanced instead, and the call returns at once. */
+  /** Blocks for that time. Advances a simulated time instead, and returns at once. */
   void Sleep(std::uint32_t durationMs);
-  /** Advances the own time, and wakes the waits whose timeout depends on it. */
+  /** Advances the simulated time, and wakes the waits whose timeout depends on it. */
   void Advance(std::uint64_t durationMs);
 
  private:
-  std::atomic<bool> own_ = false;
-  std::atomic<std::uint64_t> ownStart_ = kDefaultStart;
-  std::atomic<std::uint64_t> ownElapsedMs_ = 0;
+  std::atomic<bool> isSimulated_ = false;
+  std::atomic<std::uint64_t> simulatedStart_ = kDefaultStart;
+  std::atomic<std::uint64_t> simulatedElapsedMs_ = 0;
   std::chrono::steady_clock::time_point made_ = std::chrono::steady_clock::now();
 };
 

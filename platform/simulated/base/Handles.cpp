@@ -98,8 +98,8 @@ platform::DWORD Handles::Wait(Objects objects, bool all, platform::DWORD timeout
     }
     const std::uint64_t nowMs = clock.ElapsedMs();
     if (nowMs >= deadlineMs) return platform::WAIT_TIMEOUT;
-    // An own time wakes the wait whenever it is advanced.
-    if (clock.HasOwnTime()) {
+    // Advance wakes the wait each time.
+    if (clock.HasSimulatedTime()) {
       changed_.wait(guard);
     } else {
       changed_.wait_for(guard, std::chrono::milliseconds(deadlineMs - nowMs));

@@ -1,6 +1,6 @@
 /**
- * Changes to a machine as programs make them: at the machine's time, and on disk before they are in memory,
- * if the machine keeps its changes.
+ * Makes the changes of programs. A changed key gets the machine's time. If the machine keeps its changes,
+ * they are on disk before they are in memory.
  */
 #pragma once
 
@@ -15,13 +15,13 @@ namespace simulated {
 
 class Machine;
 
-/** All that one operation of a program changes. Either all of it is made or nothing. */
+/** All changes of one operation of a program. All of them are made, or none. */
 struct ProgramChanges {
   FoldedChanges registry;
   FileChanges files;
 };
 
-/** Makes changes last before they are made in memory. @return a Windows error number, 0 for done */
+/** Writes changes to disk before they are made in memory. @return a Windows error number, 0 for done */
 using Keeper = std::function<platform::LSTATUS(const ProgramChanges&)>;
 
 /**
@@ -29,12 +29,12 @@ using Keeper = std::function<platform::LSTATUS(const ProgramChanges&)>;
  * @return 0, ERROR_ACCESS_DENIED (5) for a key that has subkeys or must not be deleted, or the keeper's error
  */
 platform::LSTATUS DeleteKeptKey(Machine& machine, Key& key);
-/** The same with all keys below it. Deletes nothing if one of them must not be deleted. */
+/** Deletes a key and all keys below it, or nothing if one of them must not be deleted. */
 platform::LSTATUS DeleteKeptTree(Machine& machine, Key& key);
 
 /**
- * Collects the statements of a registration file, and makes them all at once or not at all. It locks the
- * registry for its life: nobody reads an entry that is half written.
+ * Collects the statements of a registration file, and makes them all at once or not at all. Locks the
+ * registry until it is destroyed, so that no thread reads a half-written entry.
  */
 class KeptMerger : public RegFileSink {
  public:
@@ -45,7 +45,7 @@ class KeptMerger : public RegFileSink {
   void DeleteValue(std::u16string_view name) override;
 
   /**
-   * Makes the collected changes, and these of files with them.
+   * Makes the collected changes and the changes of files together.
    * @return 0, or the Windows error of what failed; nothing is changed then
    */
   platform::LSTATUS Commit(FileChanges files = {});

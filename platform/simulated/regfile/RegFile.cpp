@@ -177,7 +177,7 @@ bool Parser::IsAllowed(std::u16string_view path, const char16_t* where) {
   if (longest > Key::kLongestName)
     LeaveOut(where, "the name of a key has " + std::to_string(longest) + " characters");
   else if (levels > Key::kDeepestLevel)
-    LeaveOut(where, "the key stands " + std::to_string(levels) + " levels deep");
+    LeaveOut(where, "the key is " + std::to_string(levels) + " levels deep");
   else
     return true;
   return false;

@@ -50,59 +50,59 @@ std::u16string Decimal(std::uint64_t number) {
 RegFileWriter::RegFileWriter() : text_(u"\xFEFFWindows Registry Editor Version 5.00\r\n") {}
 
 void RegFileWriter::OpenKey(std::u16string_view path, std::optional<std::uint64_t> lastWriteTime) {
-  KeyLine(u"[", path);
-  if (lastWriteTime) Line(u";LastWriteTime=" + Decimal(*lastWriteTime));
+  AppendKey(u"[", path);
+  if (lastWriteTime) AppendLine(u";LastWriteTime=" + Decimal(*lastWriteTime));
 }
 
-void RegFileWriter::DeleteKey(std::u16string_view path) { KeyLine(u"[-", path); }
+void RegFileWriter::DeleteKey(std::u16string_view path) { AppendKey(u"[-", path); }
 
 void RegFileWriter::SetValue(std::u16string_view name, DWORD type, ByteSpan bytes) {
-  Name(name);
+  AppendName(name);
   std::u16string text;
   if (type == platform::REG_SZ && IsPlainText(bytes, text)) {
-    Quoted(text);
+    AppendQuoted(text);
   } else if (type == platform::REG_DWORD && bytes.size() == 4) {
     std::uint32_t number = 0;
     std::memcpy(&number, bytes.data(), sizeof number);
     text_ += u"dword:" + HexNumber(number, 8);
   } else {
-    Hex(type, bytes);
+    AppendHex(type, bytes);
   }
-  Line(u"");
+  AppendLine(u"");
 }
 
 void RegFileWriter::DeleteValue(std::u16string_view name) {
-  Name(name);
-  Line(u"-");
+  AppendName(name);
+  AppendLine(u"-");
 }
 
 ByteSpan RegFileWriter::Bytes() const {
   return {reinterpret_cast<const std::uint8_t*>(text_.data()), text_.size() * sizeof(char16_t)};
 }
 
-void RegFileWriter::KeyLine(std::u16string_view bracket, std::u16string_view path) {
+void RegFileWriter::AppendKey(std::u16string_view bracket, std::u16string_view path) {
   if (path.find_first_of(u"\r\n") != path.npos)
     throw std::length_error("a key's name holds a line end, which no registration file can express");
-  Line(u"");
+  AppendLine(u"");
   text_ += bracket;
   text_ += path;
-  Line(u"]");
+  AppendLine(u"]");
 }
 
-void RegFileWriter::Line(std::u16string_view line) {
+void RegFileWriter::AppendLine(std::u16string_view line) {
   text_ += line;
   text_ += u"\r\n";
 }
 
-void RegFileWriter::Name(std::u16string_view name) {
+void RegFileWriter::AppendName(std::u16string_view name) {
   if (name.empty())
     text_ += u'@';
   else
-    Quoted(name);
+    AppendQuoted(name);
   text_ += u'=';
 }
 
-void RegFileWriter::Quoted(std::u16string_view text) {
+void RegFileWriter::AppendQuoted(std::u16string_view text) {
   text_ += u'"';
   for (const char16_t unit : text) {
     const bool isLineEnd = unit == u'\n' || unit == u'\r';
@@ -112,7 +112,7 @@ void RegFileWriter::Quoted(std::u16string_view text) {
   text_ += u'"';
 }
 
-void RegFileWriter::Hex(DWORD type, ByteSpan bytes) {
+void RegFileWriter::AppendHex(DWORD type, ByteSpan bytes) {
   const std::size_t lineStart = text_.rfind(u'\n') + 1;
   text_ += type == kRegBinary ? u"hex" : u"hex(" + HexType(type) + u")";
   text_ += u':';

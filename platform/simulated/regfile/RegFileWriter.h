@@ -28,11 +28,11 @@ class RegFileWriter : public RegFileSink {
   std::span<const std::uint8_t> Bytes() const;
 
  private:
-  void KeyLine(std::u16string_view bracket, std::u16string_view path);
-  void Line(std::u16string_view line);
-  void Name(std::u16string_view name);
-  void Quoted(std::u16string_view text);
-  void Hex(platform::DWORD type, std::span<const std::uint8_t> bytes);
+  void AppendKey(std::u16string_view bracket, std::u16string_view path);
+  void AppendLine(std::u16string_view line);
+  void AppendName(std::u16string_view name);
+  void AppendQuoted(std::u16string_view text);
+  void AppendHex(platform::DWORD type, std::span<const std::uint8_t> bytes);
 
   std::u16string text_;
 };

@@ -23,7 +23,7 @@ struct Watch {
   const Key* key;
   /** The handle that was passed to RegNotifyChangeKeyValue. Closing it ends the watch. */
   platform::HKEY handle;
-  /** Whether changes below the subkeys count too. */
+  /** Whether changes of the keys below `key` count too. */
   bool isDeep;
   platform::DWORD filter;
   std::shared_ptr<Waitable> event;
@@ -34,7 +34,7 @@ class Watches {
   void Add(Watch watch) { watches_.push_back(std::move(watch)); }
   bool IsWatched(const Key& key) const;
 
-  /** Signals the watches that a change of that kind concerns. */
+  /** Signals and removes the watches of `key`, and the deep watches above it, whose filter has `kind`. */
   void KeyChanged(const Key& key, platform::DWORD kind) {
     // Machines are filled with hundreds of thousands of values while nobody watches.
     if (!watches_.empty()) Notify(key, kind);

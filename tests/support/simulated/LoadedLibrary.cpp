@@ -55,7 +55,7 @@ ProcessFigures MeasureProcess() {
           mallinfo2().uordblks};
 }
 
-void PrepareLives() { simulated::CurrentMachine().clock.UseOwnTime(); }
+void PrepareLives() { simulated::CurrentMachine().clock.UseSimulatedTime(); }
 
 ProcessFigures LeftByBareLives(std::size_t, bool) { return {}; }
 

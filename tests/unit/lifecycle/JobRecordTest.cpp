@@ -19,7 +19,7 @@ class JobRecords : public JobTest {
     delete static_cast<Record*>(request);
   }
 
-  /** Runs a job. @return the source line in its last log record */
+  /** Runs a job. @return the function and source line in its last log record */
   template <class Record>
   std::string LastSourceLine(Record&& record) {
     Run(record);
@@ -47,7 +47,7 @@ TEST_F(JobRecords, CallbackOfAnUninstallationMayChangeAndFreeIt) {
   EXPECT_TRUE(AppUninstall::GetInstance().jobMap.empty());
 }
 
-TEST_F(JobRecords, InstallationReadsItFirst) {
+TEST_F(JobRecords, InstallationIgnoresLaterChangesOfItsRequest) {
   SetProgram(u"C:\\setup.exe", [this] {
     AddApp(u"A", u"1.0");
     return 0;
@@ -67,7 +67,7 @@ TEST_F(JobRecords, InstallationReadsItFirst) {
   EXPECT_TRUE(AppInstall::GetInstance().jobMap.empty());
 }
 
-TEST_F(JobRecords, UninstallationReadsItFirst) {
+TEST_F(JobRecords, UninstallationIgnoresLaterChangesOfItsRequest) {
   AddApp(u"A", u"1.0", u"C:\\un.exe");
   SetProgram(u"C:\\un.exe", [this] {
     machine.registry.WaitForWatch(KeyOf(u"A"));
@@ -96,7 +96,8 @@ TEST_F(JobRecords, InstallationUsesTheNameThatItsWorkerReads) {
   EXPECT_STREQ(record.ErrMsg, "NULL");
   EXPECT_STREQ(record.DisplayVersion, "1.0");
   auto& jobs = AppInstall::GetInstance().jobMap;
-  EXPECT_THAT(jobs, testing::ElementsAre(testing::Pair("Old", &record))) << "the new name is the one erased";
+  EXPECT_THAT(jobs, testing::ElementsAre(testing::Pair("Old", &record)))
+      << "the job erased the new name, so the old one stays";
   jobs.clear();
 }
 
@@ -112,7 +113,8 @@ TEST_F(JobRecords, UninstallationUsesTheNameThatItsWorkerReads) {
   Run(record);
   EXPECT_STREQ(record.ErrMsg, "NULL");
   auto& jobs = AppUninstall::GetInstance().jobMap;
-  EXPECT_THAT(jobs, testing::ElementsAre(testing::Pair("Old", &record))) << "the new name is the one erased";
+  EXPECT_THAT(jobs, testing::ElementsAre(testing::Pair("Old", &record)))
+      << "the job erased the new name, so the old one stays";
   jobs.clear();
 }
 

@@ -67,21 +67,21 @@ TEST_F(JobStarts, LockIsHeldWhileAWorkerStartsAndFreeAfterwards) {
 // started, which the test above checks.
 TEST_F(JobStarts, LockIsHeldFromThePauseUntilTheWorkerHasStarted) {
   std::vector<std::uint64_t> takenAtMs;
-  std::vector<std::uint64_t> givenBackAtMs;
+  std::vector<std::uint64_t> releasedAtMs;
   std::size_t registered = 0;
   {
-    const WatchedLock watch(
+    const LockWatch watch(
         LifecycleMutex,
         [&] {
           takenAtMs.push_back(machine.clock.ElapsedMs());
           registered += AppInstall::GetInstance().jobMap.size() + AppUninstall::GetInstance().jobMap.size();
         },
-        [&] { givenBackAtMs.push_back(machine.clock.ElapsedMs()); });
+        [&] { releasedAtMs.push_back(machine.clock.ElapsedMs()); });
     Run(installation);
     Run(uninstall);
   }
   EXPECT_EQ(takenAtMs, std::vector<std::uint64_t>({0, 500}));
-  EXPECT_EQ(givenBackAtMs, std::vector<std::uint64_t>({500, 1000}));
+  EXPECT_EQ(releasedAtMs, std::vector<std::uint64_t>({500, 1000}));
   EXPECT_EQ(registered, 0U) << "ahead of the lock";
 }
 

@@ -86,7 +86,7 @@ void Gate::WaitForArrivals(std::size_t count) {
 }
 
 JobTest::JobTest() {
-  machine.clock.UseOwnTime();
+  machine.clock.UseSimulatedTime();
   machine.registry.CreateKey(kProductsPath);
   ResetStopEvent();
   const std::lock_guard held(reportsMutex);

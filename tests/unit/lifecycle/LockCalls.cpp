@@ -11,7 +11,7 @@ namespace {
 thread_local std::size_t locksTaken = 0;
 thread_local const pthread_mutex_t* watched = nullptr;
 thread_local std::function<void()> whenTaken;
-thread_local std::function<void()> whenGivenBack;
+thread_local std::function<void()> whenReleased;
 
 std::atomic<const std::function<void(const void*)>*> afterUnlock = nullptr;
 std::thread::id exempt;
@@ -31,7 +31,7 @@ int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 
 int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
 [[gnu::visibility("default")]] int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
-  if (mutex == watched) whenGivenBack();
+  if (mutex == watched) whenReleased();
   const int result = __real_pthread_mutex_unlock(mutex);
   const auto* const action = afterUnlock.load();
   if (action && std::this_thread::get_id() != exempt) (*action)(mutex);
@@ -45,14 +45,14 @@ namespace kestrelbay {
 
 std::size_t LocksTaken() { return locksTaken; }
 
-WatchedLock::WatchedLock(std::recursive_mutex& lock, std::function<void()> taken,
-                         std::function<void()> givenBack) {
+LockWatch::LockWatch(std::recursive_mutex& lock, std::function<void()> taken,
+                     std::function<void()> released) {
   whenTaken = std::move(taken);
-  whenGivenBack = std::move(givenBack);
+  whenReleased = std::move(released);
   watched = lock.native_handle();
 }
 
-WatchedLock::~WatchedLock() { watched = nullptr; }
+LockWatch::~LockWatch() { watched = nullptr; }
 
 AfterUnlocks::AfterUnlocks(std::function<void(const void* mutex)> action) : action_(std::move(action)) {
   exempt = std::this_thread::get_id();

@@ -11,16 +11,16 @@ namespace kestrelbay {
 std::size_t LocksTaken();
 
 /** While it exists, this thread calls a function each time it takes or releases that lock. */
-class WatchedLock {
+class LockWatch {
  public:
   /**
-   * @param taken      called when the thread has the lock
-   * @param givenBack  called just before the thread releases it
+   * @param taken     called when the thread has the lock
+   * @param released  called just before the thread releases it
    */
-  WatchedLock(std::recursive_mutex& lock, std::function<void()> taken, std::function<void()> givenBack);
-  ~WatchedLock();
-  WatchedLock(const WatchedLock&) = delete;
-  WatchedLock& operator=(const WatchedLock&) = delete;
+  LockWatch(std::recursive_mutex& lock, std::function<void()> taken, std::function<void()> released);
+  ~LockWatch();
+  LockWatch(const LockWatch&) = delete;
+  LockWatch& operator=(const LockWatch&) = delete;
 };
 
 /** While it exists, every other thread calls `action` inside each unlock, after the mutex is free. */
