@@ -4,7 +4,8 @@
 summary=()
 failed=0
 
-# section TITLE COMMAND...: prints the title, runs the command, stores its result and time.
+# section TITLE COMMAND...: prints the title, runs the command, stores its result and time. Returns 1 if the command
+# failed.
 section() {
   local title=$1 started=$SECONDS result=passed
   shift

@@ -13,7 +13,9 @@ export interface App {
   installDate: string;
   /** Last change of the registry entry. */
   changed: Date | null;
+  /** Bits of the registry view that has the entry; null if unknown. */
   architecture: 32 | 64 | null;
+  /** As registered: the path of an icon or executable, often with an index. */
   iconSource: string;
   /** PNG, if `list({ icons: true })` drew one. */
   icon: Buffer | null;
@@ -51,7 +53,8 @@ export interface LogRecord {
 export class Library {
   /**
    * @param folder holds KestrelbayGeneral.dll, KestrelbayGuard.dll and log.dll; by default the environment
-   *   variable KESTRELBAY_LIBRARY_DIR. All objects and all threads use the same one.
+   *   variable KESTRELBAY_LIBRARY_DIR. A process has one folder; another one throws, except in a worker thread that was
+   *   started before the first load.
    */
   constructor(folder?: string);
   /** All installed applications, sorted by name. With `icons`, draws the icon of each executable. */
@@ -62,8 +65,8 @@ export class Library {
   /** Mebibytes free to the calling user on a drive such as "C:"; null if unknown. */
   freeSpace(drive: string): number | null;
   /**
-   * Runs an installer elevated and waits until it ends. Does not wait if the shell starts it without a handle of its
-   * process. Installations run one after another. Main thread only, as uninstall and stopWaiting.
+   * Runs an installer elevated and waits until it ends. Does not wait if the shell returns no process
+   * handle. Installations run one after another. Main thread only, as uninstall and stopWaiting.
    */
   install(installer: string, name: string, parameters?: string): Promise<Outcome>;
   /**
@@ -90,9 +93,9 @@ export class Library {
   /** Returns the secret that encrypt() was called with. Throws if another program encrypted bytes that are not UTF-8. */
   decrypt(protectedText: string): string;
   /**
-   * The listener gets the records of all objects, when a call returns and while a job runs, on this thread. Until a
-   * thread listens, the newest 4096 wait. If threads listen, each record goes to one of them. If a listener throws,
-   * the process emits a warning.
+   * The listener gets the records of all objects on this thread, when a call returns and while a job runs. Without a
+   * listener the library keeps the newest 4096 records. With listeners on several threads, each record goes to one
+   * thread only. If a listener throws, the process emits a warning.
    */
   on(event: 'log', listener: (record: LogRecord) => void): this;
   off(event: 'log', listener: (record: LogRecord) => void): this;

@@ -10,10 +10,10 @@ namespace kestrelbay {
 std::string TextOf(const char* text) { return {text, std::strlen(text)}; }
 
 bool CopyToHost(const std::string& text, char* buffer, std::int32_t* size) {
+  // A negative size becomes huge, see the header.
   const auto capacity = static_cast<std::size_t>(static_cast<std::int64_t>(*size));
   if (capacity < text.size()) return false;
-  // Without room for the NUL, this calls the invalid-parameter handler. By design the comparison lets that
-  // through.
+  // By design a size equal to the length passes the check. strcpy_s then calls the invalid-parameter handler.
   platform::strcpy_s(buffer, capacity, text.c_str());
   *size = static_cast<std::int32_t>(text.size());
   return true;

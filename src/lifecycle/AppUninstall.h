@@ -1,6 +1,6 @@
 /**
- * The uninstall flow: starts the uninstall command of an application, waits for a change of its registry
- * entry and not for the program, and judges it by whether the application is still in the inventory.
+ * The uninstall flow. Starts the uninstall command of an application. Waits for a change of the registry
+ * entry, not for the program. The uninstallation succeeds if the application is no longer in the inventory.
  */
 #pragma once
 
@@ -37,7 +37,8 @@ class AppUninstall {
   /** Starts the worker of a job in `jobMap`. Blocks until the worker has taken its arguments. */
   void StartUninstall(const std::string& name);
 
-  /** Runs one job on the calling thread. @return "Result", "ErrMsg" and the entries of the look-up */
+  /** Runs one job on the calling thread. @return "Result", "ErrMsg", "DisplayName", and the look-up if the
+   * application is still installed */
   ResultMap UninstallThreadImp(const std::string& displayName, const std::string& registryPath);
 
   /** Looks up the application and splits its uninstall command at the first blank after ".exe". */
@@ -45,7 +46,8 @@ class AppUninstall {
 
   /**
    * Looks up the application. The spelling of the name is prescribed by the interface.
-   * @param info  out: its name, command and registry path; unchanged if the application is not found
+   * @param info  out: its name, command, root, path and architecture; unchanged if the application is not
+   * found
    */
   void InquryUnInstallInfo(ResultMap& info, const std::string& displayName, const std::string& registryPath);
 
@@ -53,7 +55,8 @@ class AppUninstall {
   platform::HANDLE StartUninstallProcess(const std::string& appPath, const std::string& para);
 
   /**
-   * Waits until a subkey of the entry is added or removed, or until StopEvent is set. Has no time limit.
+   * Waits until the entry is deleted, a key below it is added or deleted, or StopEvent is set. Has no time
+   * limit.
    * @param displayName  names the event that the change signals, so jobs of one name share the event
    * @return false if the watch failed to start
    */

@@ -28,7 +28,7 @@ class ExplainTest(unittest.TestCase):
         self.assertEqual((done.returncode, done.stderr), (0, b""))
         return json.loads(done.stdout)
 
-    def test_verdicts_account_for_the_keys_and_the_list(self):
+    def test_counts_add_up_to_the_keys_and_match_the_list(self):
         explained = self.explained()
         self.assertEqual(sum(explained["counts"].values()), len(explained["keys"]))
         listed = json.loads(run_host("--json", "list").stdout)

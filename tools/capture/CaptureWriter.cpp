@@ -26,8 +26,8 @@ fs::path FromUtf8(std::string_view text) { return fs::path(std::u8string(text.be
 }
 
 /**
- * A folder beside the target, which takes the target's place when it is complete. It has the mode of a target
- * that exists, so that nobody gets access who had none.
+ * A folder beside the target, which takes the target's place when it is complete. It gets the permissions of
+ * an existing target, so that no other user gains access.
  */
 class Scratch {
  public:
@@ -100,7 +100,7 @@ class Writer {
   CaptureSummary summary_;
 };
 
-/** @return false on failure, with errno set; other files may still be written */
+/** @return false on failure, with errno set; the caller may continue with other files */
 bool Writer::Write(const std::string& name, std::string_view bytes) {
   const fs::path path = folder_ / FromUtf8(name);
   std::error_code error;

@@ -1,5 +1,5 @@
 #include <windows.h>
-// windows.h must come first.
+// sddl.h needs the types of windows.h.
 #include <sddl.h>
 
 #include <memory>
@@ -108,7 +108,7 @@ std::optional<std::filesystem::path> FindMachineFile(std::u16string_view path) {
 std::string ToAnsi(std::u16string_view text) {
   const std::wstring wide = ToWindows(text);
   std::string narrow(wide.size() * 4, '\0');
-  BOOL isReplaced = FALSE;
+  BOOL isReplaced = FALSE;  // WideCharToMultiByte refuses this out-parameter for UTF-8
   const int bytes = WideCharToMultiByte(CP_ACP, 0, wide.data(), static_cast<int>(wide.size()), narrow.data(),
                                         static_cast<int>(narrow.size()), nullptr,
                                         GetACP() == CP_UTF8 ? nullptr : &isReplaced);

@@ -1,4 +1,4 @@
-"""What the functions of this package return and raise."""
+"""Results and error of this package."""
 
 from __future__ import annotations
 
@@ -17,11 +17,11 @@ class App:
 
     name: str
     version: str
-    location: str
-    install_date: str
-    changed: Optional[datetime.datetime]
-    architecture: Optional[int]  # 32 or 64
-    icon_source: str
+    location: str  # folder as registered, unchecked
+    install_date: str  # as registered, mostly YYYYMMDD
+    changed: Optional[datetime.datetime]  # last change of the registry entry, UTC; None if unknown
+    architecture: Optional[int]  # 32 or 64: bits of the registry view that has the entry
+    icon_source: str  # as registered: the path of an icon or executable, often with an index
     icon: Optional[bytes]  # PNG, if list(icons=True) drew one
     icon_path: Optional[str]  # of an icon file
 
@@ -36,7 +36,7 @@ class Facts:
     graphics: Optional[str]
     proxy: Optional[str]
     is_tablet: Optional[bool]
-    host_folder: Optional[str]  # None if it has a character outside the code page; sys.executable has its path
+    host_folder: Optional[str]  # None if it has a character outside the code page; see sys.executable
 
 
 @dataclass(frozen=True)

@@ -27,8 +27,10 @@ bool IsNamed(const ExplainedKey& key, const std::string& folded) {
   return isInValues || isIt(key.displayName) || isIt(key.name);
 }
 
-/** Whether keys of any name may be below a root that cannot be opened: it exists, or the list is empty
- * without it. */
+/**
+ * Whether a scan root that cannot be opened may hide the wanted key. A missing root hides none, except
+ * InstallerProducts: without it the list is empty.
+ */
 bool HidesNames(const ExplainedKey& key) {
   if (key.isEntry || key.fate != Fate::Unread) return false;
   return key.place == kestrelbay::ScanRoot::InstallerProducts || key.status != kNotFound;
@@ -41,6 +43,7 @@ ExplainedPart PartOf(const Explanation& all, const std::string& name) {
     const ExplainedKey& key = all.keys[at];
     if (name.empty() || HidesNames(key) || (key.isEntry && IsNamed(key, folded))) part.keys.push_back(at);
   }
+  // The loop above has added the keys in ascending order.
   for (std::size_t at = 0; at < all.records.size(); ++at) {
     if (std::ranges::binary_search(part.keys, all.records[at].key)) part.records.push_back(at);
   }

@@ -50,7 +50,8 @@ void Forget(Session& session, const ForgetOptions& options) {
         "not removed: the entry cannot be deleted, and elevation was refused; run kestrelbay as an "
         "administrator");
   }
-  // The library reports success if its own place for such entries has none left. Others it does not look for.
+  // The library also reports success for an entry that it does not find. It searches HKEY_LOCAL_MACHINE in
+  // the 64-bit view only.
   if (CountListed(options.name) >= before) {
     throw Failure(
         "\"" + options.name +

@@ -1,6 +1,6 @@
 /**
  * Explains a scan: every key that it reads, in its order, with the values, the decisions, and the source of
- * each field of each record. An explanation runs a scan of its own, which is the same as any other.
+ * each field of each record. An explanation runs a separate scan by the same rules.
  *
  * All text is UTF-8; a lone surrogate becomes U+FFFD.
  */
@@ -55,7 +55,7 @@ struct ExplainedKey {
   bool isEntry = false;  ///< an entry below a scan root, otherwise the scan root itself
   KeyPath key;
   std::string name;                  ///< of an entry: the last part of its path
-  RegistryView view = kDefaultView;  ///< of the key; for a user's product, of UserData
+  RegistryView view = kDefaultView;  ///< view of the key; for a user's product, of UserData
   platform::LSTATUS status = 0;      ///< of opening the key itself
   Verdict verdict = Verdict::Accepted;
   Fate fate = Fate::Searched;
@@ -70,7 +70,7 @@ struct ExplainedKey {
   std::optional<std::size_t> mergedInto;  ///< index of the key whose record has this one merged into it
 };
 
-/** The source of a field. Without a value it is the key itself: its path, view or write time. */
+/** The source of a field. If `value` is empty, it is the key itself: its path, view or write time. */
 struct FieldSource {
   KeyPath key;
   std::string value;
