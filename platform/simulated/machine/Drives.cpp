@@ -154,8 +154,7 @@ void Drives::WarnOfLink(const Place& place) const {
     const std::lock_guard guard(lock_);
     if (warnedOf_.insert(file).second) warning = warning_;
   }
-  if (warning)
-    warning(file.string() + ": leads out of " + place.root->Path().string() + "; it counts as missing");
+  if (warning) warning(file.string() + ": leads out of its drive; it counts as missing");
 }
 
 std::optional<fs::path> Drives::OnHost(std::u16string_view path) const {
