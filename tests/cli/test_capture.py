@@ -232,6 +232,18 @@ class TargetTest(CaptureTestCase):
         self.assertEqual(list(self.folder.iterdir()), [])
 
 
+    def test_an_icon_file_that_does_not_fit_on_the_disk_ends_the_capture(self):
+        machine = self.described(app("Alpha", DisplayIcon="C:\\a.exe"))
+        (machine / "drives" / "C").mkdir(parents=True)
+        (machine / "drives" / "C" / "a.exe").write_bytes(b"MZ" * (1 << 19))
+        done = subprocess.run(["bash", "-c", 'trap "" XFSZ; ulimit -f 512; exec "$@"', "bash", PROGRAM, "--machine", machine,
+                               "capture", self.folder / "capture", "--icons"], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, env=environment())
+        self.assertEqual(done.returncode, 1)
+        self.assertRegex(done.stderr.decode(), r"\Akestrelbay: cannot write drives/C/a.exe of the capture: [^\n]+\n\Z")
+        self.assertFalse((self.folder / "capture").exists())
+
+
 class BadCaptureTest(CaptureTestCase):
     def setUp(self):
         super().setUp()

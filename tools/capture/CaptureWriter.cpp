@@ -105,7 +105,8 @@ bool Writer::Write(const std::string& name, std::string_view bytes) {
   const fs::path path = folder_ / FromUtf8(name);
   std::error_code error;
   fs::create_directories(path.parent_path(), error);
-  errno = 0;
+  errno = error.default_error_condition().value();
+  if (error) return false;
   std::ofstream file(path, std::ios::binary);
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   file.close();
@@ -118,6 +119,12 @@ bool Writer::Write(const std::string& name, std::string_view bytes) {
   const std::error_code error(errno != 0 ? errno : EIO, std::generic_category());
   throw CaptureError("cannot write " + name + " of the capture: " + error.message() +
                      "; name another folder");
+}
+
+/** Whether a file cannot be written because of its name; other files can be. */
+bool IsErrorOfName(int error) {
+  constexpr int kErrors[] = {ENAMETOOLONG, EINVAL, EILSEQ, ENOENT, ENOTDIR, EISDIR};
+  return std::ranges::find(kErrors, error) != std::end(kErrors);
 }
 
 void Writer::WriteRegistry(const std::string& name, std::u16string_view root) {
@@ -142,6 +149,8 @@ void Writer::WriteDriveFile(const CapturedFile& file) {
   if (Write(name, file.bytes)) {
     files_[name] = {{"bytes", file.bytes.size()}, {"checksum", simulated::CaptureChecksum(file.bytes)}};
     ++summary_.files;
+  } else if (!IsErrorOfName(errno)) {
+    FailToWrite(name);
   } else {
     // The name is not allowed on this system, or the path is too long.
     machine_.notes.push_back({file.path, u"icon file not captured: its name cannot be written here"});
