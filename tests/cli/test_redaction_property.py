@@ -74,8 +74,8 @@ class PropertyTest(RedactionTestCase):
         for number in range(SECRETS - 2 * len(people)):
             kind = self.random.choice(KINDS)
             secret = self.secret()
-            if kind in (CREDENTIALS, SETTINGS):
-                self.passwords.add(secret.casefold())
+            if kind in (CREDENTIALS, SETTINGS, PATHS):
+                self.halved.add(secret.casefold())
             text = self.planted(self.random.choice(kind), secret)
             isWide = self.random.randrange(8) == 0
             # In other data, an address is found by the last label of its host, which may not run into other bytes.
@@ -104,7 +104,7 @@ class PropertyTest(RedactionTestCase):
             "graphicsAdapters": [f"Adapter of {parts[16]}"]}
 
     def left(self, folder):
-        """The secrets, and the halves of passwords, that any file still has, in any encoding, as escapes or in full width."""
+        """The secrets, and the halves of some, that any file still has, in any encoding, as escapes or in full width."""
         for file in folder.rglob("*"):
             if not file.is_file():
                 continue
@@ -118,14 +118,14 @@ class PropertyTest(RedactionTestCase):
             for form in (text, urllib.parse.unquote(text), unicodedata.normalize("NFKC", text)):
                 words = "\0".join(set(re.findall(r"[^\W\d_]{5,}", form.casefold())))
                 yield from set(re.findall(MARK + r"[^\W\d_]{8}", words)) & self.secrets
-                yield from (half for password in self.passwords for half in (password[:5], password[5:])
+                yield from (half for secret in self.halved for half in (secret[:5], secret[5:])
                             if half in words)
 
     def test_none_of_the_planted_secrets_is_left(self):
         count = 0
         for seed in range(MACHINES):
             self.doCleanups(), self.setUp()
-            self.random, self.secrets, self.passwords = random.Random(seed), set(), set()
+            self.random, self.secrets, self.halved = random.Random(seed), set(), set()
             people = [(self.secret(), self.secret()) for _ in range(20)]
             profiles = "".join(self.profile(number, " ".join(person)) for number, person in enumerate(people))
             elsewhere, members = self.elsewhere(people)

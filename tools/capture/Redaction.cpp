@@ -22,8 +22,12 @@ struct View {
   std::size_t step;
   bool highFirst;
 };
-constexpr std::array<View, 3> kWideViews{{{0, 2, false}, {1, 2, false}, {0, 2, true}}};
-constexpr View kNarrowView{0, 1, false};
+/**
+ * Behind a zero, which completes the first character of a text with the high byte first at odd offsets, such
+ * as the sign that begins a variable. The first view is that of a text.
+ */
+constexpr std::array<View, 4> kWideViews{{{1, 2, false}, {2, 2, false}, {1, 2, true}, {0, 2, true}}};
+constexpr View kNarrowView{1, 1, false};
 
 std::u16string Read(std::span<const std::uint8_t> bytes, View view) {
   std::u16string text;
@@ -96,8 +100,8 @@ void Redactor::Learn(std::u16string_view text) {
 }
 
 void Redactor::Learn(const CapturedValue& value) {
-  Learn(Read(value.bytes, kWideViews[0]));
-  if (!IsText(value)) Learn(Read(value.bytes, kNarrowView));
+  Learn(Read(value.bytes, {0, 2, false}));
+  if (!IsText(value)) Learn(Read(value.bytes, {0, 1, false}));
   for (const std::u16string& numbers : NumbersOfRawSids(value.bytes)) {
     standIns_.Avoid(numbers);
     names_.emplace(numbers, PersonalKind::Sid);
@@ -242,14 +246,11 @@ std::u16string Redactor::StandIn(std::u16string_view text, PersonalKind kind, co
   return standIn;
 }
 
-/** @return whether a part was replaced */
-bool Redactor::Replace(std::u16string& text, const Manner& manner) {
-  const PersonalParts parts = Find(text, manner);
-  for (const PersonalPart& part : parts) {
+void Redactor::Replace(std::u16string& text, const Manner& manner) {
+  for (const PersonalPart& part : Find(text, manner)) {
     const std::u16string hidden = text.substr(part.at, part.size);
     text.replace(part.at, part.size, StandIn(hidden, part.kind, manner.names));
   }
-  return !parts.empty();
 }
 
 void Redactor::Hide(CapturedValue& value) {
@@ -259,37 +260,33 @@ void Redactor::Hide(CapturedValue& value) {
 
 void Redactor::Hide(std::span<std::uint8_t> bytes, Search search) { HideIn(bytes, search, nullptr); }
 
-/** @param value  the value with these bytes; null for a file */
+/**
+ * Each way of reading finds its parts in the original bytes. A wrong way may find a piece of a name. If the
+ * bytes of this piece were changed first, the right way would not find the name.
+ * @param value  the value with these bytes; null for a file
+ */
 void Redactor::HideIn(std::span<std::uint8_t> bytes, Search search, const CapturedValue* value) {
+  std::vector<std::uint8_t> original(1);
+  original.insert(original.end(), bytes.begin(), bytes.end());
+  std::vector<std::uint8_t> hidden = original;
+  const auto hide = [&](View view, const Manner& manner) {
+    const std::u16string text = Read(original, view);
+    for (const PersonalPart& part : Find(text, manner)) {
+      const std::u16string standIn = StandIn(text.substr(part.at, part.size), part.kind, manner.names);
+      Write(standIn, std::span(hidden).subspan(part.at * view.step), view);
+    }
+  };
   Manner manner{wideIndex_, search, value && HoldsProxies(value->name),
                 value && IsText(*value) && HoldsOwner(value->name)};
-  const auto hide = [&](View view) {
-    std::u16string text = Read(bytes, view);
-    if (Replace(text, manner)) Write(text, bytes, view);
-  };
-  hide(kWideViews[0]);
-  // Only the first way of reading gives the text; in the others all bytes would count as words of an owner.
-  manner.holdsOwner = false;
-  if (search == Search::Text) manner.search = Search::Data;
-  hide(kWideViews[1]);
-  hide(kWideViews[2]);
-  HideBehindZero(bytes, manner);
-  Manner narrow{narrowIndex_, manner.search, manner.holdsProxies};
-  std::u16string text = Read(bytes, kNarrowView);
-  if (Replace(text, narrow)) Write(text, bytes, kNarrowView);
+  for (const View& view : kWideViews) {
+    hide(view, manner);
+    // Only the first way of reading gives the text. In the others all bytes would count as words of an owner.
+    manner.holdsOwner = false;
+    if (search == Search::Text) manner.search = Search::Data;
+  }
+  hide(kNarrowView, {narrowIndex_, manner.search, manner.holdsProxies});
+  std::copy(hidden.begin() + 1, hidden.end(), bytes.begin());
   HideRaw(bytes);
-}
-
-// High byte first at odd offsets. The added zero completes the first character of a plain text, such as the
-// sign that begins a variable.
-void Redactor::HideBehindZero(std::span<std::uint8_t> bytes, const Manner& manner) {
-  std::vector<std::uint8_t> shifted(1);
-  shifted.insert(shifted.end(), bytes.begin(), bytes.end());
-  constexpr View kHighFirst{0, 2, true};
-  std::u16string text = Read(shifted, kHighFirst);
-  if (!Replace(text, manner)) return;
-  Write(text, shifted, kHighFirst);
-  std::copy(shifted.begin() + 1, shifted.end(), bytes.begin());
 }
 
 void Redactor::HideRaw(std::span<std::uint8_t> bytes) {

@@ -77,9 +77,8 @@ class Redactor {
   void AddBytes(const std::string& bytes, const std::string& standIn);
   PersonalParts Find(std::u16string_view text, const Manner& manner) const;
   std::u16string StandIn(std::u16string_view text, PersonalKind kind, const NameIndex& names);
-  bool Replace(std::u16string& text, const Manner& manner);
+  void Replace(std::u16string& text, const Manner& manner);
   void HideIn(std::span<std::uint8_t> bytes, Search search, const CapturedValue* value);
-  void HideBehindZero(std::span<std::uint8_t> bytes, const Manner& manner);
   void HideRaw(std::span<std::uint8_t> bytes);
 
   UserFolders folders_;
