@@ -266,8 +266,8 @@ void Redactor::Hide(std::span<std::uint8_t> bytes, Search search) { HideIn(bytes
  * @param value  the value with these bytes; null for a file
  */
 void Redactor::HideIn(std::span<std::uint8_t> bytes, Search search, const CapturedValue* value) {
-  std::vector<std::uint8_t> original(1 + bytes.size());
-  std::ranges::copy(bytes, original.begin() + 1);
+  std::vector<std::uint8_t> original(1);
+  for (const std::uint8_t byte : bytes) original.push_back(byte);
   std::vector<std::uint8_t> hidden = original;
   const auto hide = [&](View view, const Manner& manner) {
     const std::u16string text = Read(original, view);
