@@ -91,6 +91,21 @@ class RedactionTest(RedactionTestCase):
             self.assertTrue(answer)
             self.assertEqual(json.loads(self.run_host("--machine", folder, "--json", command).stdout), answer)
 
+    def test_texts_in_any_script_are_redacted_as_their_answers_are(self):
+        home = "C:\\Users\\Łukasz"
+        texts = ["wiśniewski@firma.pl", "Tool j.d@firma.de", "C password:ab@z$zqpass", "Иван Петров ivan@firma.pl",
+                 "Łukasz Wiśniewski", "夕凪 j.d", "Ümit Łukasz x"]
+        folder = self.redacted(*(app(text, DisplayIcon=f"{home}\\{n}\\a.exe") for n, text in enumerate(texts)),
+                               options=["--answers"], environment={"USERNAME": "Łukasz", "USERPROFILE": home,
+                                                                   "COMPUTERNAME": "j.d", "SystemRoot": "C:\\Windows"})
+        answer = json.loads((folder / "answers" / "list.json").read_text(encoding="utf-8"))
+        self.assertEqual(len(answer), len(texts))
+        listed = json.loads(self.run_host("--machine", folder, "--json", "list").stdout)
+        self.assertCountEqual(listed, answer)  # stand-ins have another order than names beyond ASCII
+        hidden = self.description(folder)["environment"]["USERPROFILE"]
+        self.assertEqual({a["displayIcon"][:len(home)] for a in answer}, {hidden})
+        self.check(folder, ["Łukasz", "ivan@", "wiśniewski@"])
+
     def test_fixed_words_of_the_answers_stay_even_if_users_have_such_names(self):
         for name in ("Display", "listed", "uninstallEntry", "HKEY_LOCAL_MACHINE", "InstallLocation"):
             with self.subTest(name):

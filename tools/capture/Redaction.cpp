@@ -16,36 +16,14 @@
 namespace capture {
 namespace {
 
-/** How the characters of a text are stored in bytes. */
-struct View {
-  std::size_t offset;
-  std::size_t step;
-  bool highFirst;
-};
 /**
  * Behind a zero, which completes the first character of a text with the high byte first at odd offsets, such
  * as the sign that begins a variable. The first view is that of a text.
  */
 constexpr std::array<View, 4> kWideViews{{{1, 2, false}, {2, 2, false}, {1, 2, true}, {0, 2, true}}};
 constexpr View kNarrowView{1, 1, false};
-
-std::u16string Read(std::span<const std::uint8_t> bytes, View view) {
-  std::u16string text;
-  text.reserve(bytes.size() / view.step);
-  for (std::size_t i = view.offset; i + view.step <= bytes.size(); i += view.step) {
-    const unsigned first = bytes[i];
-    const unsigned second = view.step == 2 ? bytes[i + 1] : 0;
-    text += static_cast<char16_t>(view.highFirst ? first << 8 | second : second << 8 | first);
-  }
-  return text;
-}
-
-void Write(const std::u16string& text, std::span<std::uint8_t> bytes, View view) {
-  for (std::size_t i = view.offset, unit = 0; unit < text.size(); i += view.step, ++unit) {
-    bytes[i + (view.highFirst ? 1 : 0)] = static_cast<std::uint8_t>(text[unit]);
-    if (view.step == 2) bytes[i + (view.highFirst ? 0 : 1)] = static_cast<std::uint8_t>(text[unit] >> 8);
-  }
-}
+/** A text alone. */
+constexpr View kWholeText{0, 2, false};
 
 std::u16string Widened(std::string_view bytes) {
   std::u16string text;
@@ -100,8 +78,8 @@ void Redactor::Learn(std::u16string_view text) {
 }
 
 void Redactor::Learn(const CapturedValue& value) {
-  Learn(Read(value.bytes, {0, 2, false}));
-  if (!IsText(value)) Learn(Read(value.bytes, {0, 1, false}));
+  Learn(ReadText(value.bytes, kWholeText));
+  if (!IsText(value)) Learn(ReadText(value.bytes, {0, 1, false}));
   for (const std::u16string& numbers : NumbersOfRawSids(value.bytes)) {
     standIns_.Avoid(numbers);
     names_.emplace(numbers, PersonalKind::Sid);
@@ -207,8 +185,6 @@ PersonalParts Redactor::Find(std::u16string_view text, const Manner& manner) con
   return parts;
 }
 
-void Redactor::Hide(std::u16string& text) { Replace(text, {wideIndex_, Search::Text}); }
-
 void Redactor::HideKey(std::u16string& path) {
   std::u16string hidden;
   for (std::u16string& name : SplitPath(path)) {
@@ -246,11 +222,20 @@ std::u16string Redactor::StandIn(std::u16string_view text, PersonalKind kind, co
   return standIn;
 }
 
-void Redactor::Replace(std::u16string& text, const Manner& manner) {
+/** @param mayOverlap  whether a part is also hidden if another one has some of its bytes */
+void Redactor::HideParts(std::u16string_view text, View view, const Manner& manner, bool mayOverlap,
+                         HiddenBytes& hidden) {
   for (const PersonalPart& part : Find(text, manner)) {
-    const std::u16string hidden = text.substr(part.at, part.size);
-    text.replace(part.at, part.size, StandIn(hidden, part.kind, manner.names));
+    const std::size_t begin = view.offset + part.at * view.step, count = part.size * view.step;
+    if (mayOverlap ? hidden.HasAll(begin, count) : hidden.HasAny(begin, count)) continue;
+    hidden.Write(begin, StandIn(text.substr(part.at, part.size), part.kind, manner.names), view);
   }
+}
+
+void Redactor::Hide(std::u16string& text) {
+  const std::u16string original = text;
+  HiddenBytes hidden({reinterpret_cast<std::uint8_t*>(text.data()), text.size() * sizeof(char16_t)});
+  HideParts(original, kWholeText, {wideIndex_, Search::Text}, true, hidden);
 }
 
 void Redactor::Hide(CapturedValue& value) {
@@ -266,27 +251,26 @@ void Redactor::Hide(std::span<std::uint8_t> bytes, Search search) { HideIn(bytes
  * @param value  the value with these bytes; null for a file
  */
 void Redactor::HideIn(std::span<std::uint8_t> bytes, Search search, const CapturedValue* value) {
+  HideRaw(bytes);
   std::vector<std::uint8_t> original(1);
   for (const std::uint8_t byte : bytes) original.push_back(byte);
-  std::vector<std::uint8_t> hidden = original;
-  const auto hide = [&](View view, const Manner& manner) {
-    const std::u16string text = Read(original, view);
-    for (const PersonalPart& part : Find(text, manner)) {
-      const std::u16string standIn = StandIn(text.substr(part.at, part.size), part.kind, manner.names);
-      Write(standIn, std::span(hidden).subspan(part.at * view.step), view);
-    }
-  };
+  std::vector<std::uint8_t> result = original;
+  HiddenBytes hidden(result);
   Manner manner{wideIndex_, search, value && HoldsProxies(value->name),
                 value && IsText(*value) && HoldsOwner(value->name)};
+  bool mayOverlap = true;
   for (const View& view : kWideViews) {
-    hide(view, manner);
-    // Only the first way of reading gives the text. In the others all bytes would count as words of an owner.
+    HideParts(ReadText(original, view), view, manner, mayOverlap, hidden);
+    // Only the first way of reading gives the text. In the others all bytes would count as words of an owner,
+    // and pieces of what the text hides would be hidden in another way.
     manner.holdsOwner = false;
-    if (search == Search::Text) manner.search = Search::Data;
+    if (search != Search::Text) continue;
+    manner.search = Search::Data;
+    mayOverlap = false;
   }
-  hide(kNarrowView, {narrowIndex_, manner.search, manner.holdsProxies});
-  std::copy(hidden.begin() + 1, hidden.end(), bytes.begin());
-  HideRaw(bytes);
+  HideParts(ReadText(original, kNarrowView), kNarrowView, {narrowIndex_, manner.search, manner.holdsProxies},
+            mayOverlap, hidden);
+  std::copy(result.begin() + 1, result.end(), bytes.begin());
 }
 
 void Redactor::HideRaw(std::span<std::uint8_t> bytes) {

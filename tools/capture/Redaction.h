@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "CapturedMachine.h"
+#include "HiddenBytes.h"
 #include "PersonalText.h"
 #include "StandIns.h"
 #include "UserFolders.h"
@@ -77,7 +78,8 @@ class Redactor {
   void AddBytes(const std::string& bytes, const std::string& standIn);
   PersonalParts Find(std::u16string_view text, const Manner& manner) const;
   std::u16string StandIn(std::u16string_view text, PersonalKind kind, const NameIndex& names);
-  void Replace(std::u16string& text, const Manner& manner);
+  void HideParts(std::u16string_view text, View view, const Manner& manner, bool mayOverlap,
+                 HiddenBytes& hidden);
   void HideIn(std::span<std::uint8_t> bytes, Search search, const CapturedValue* value);
   void HideRaw(std::span<std::uint8_t> bytes);
 
