@@ -55,7 +55,8 @@ inline std::size_t Peak() {
 /** @return the memory of the process now, which is the new peak */
 inline std::size_t ResetPeak() {
   malloc_trim(0);
-  std::ofstream("/proc/self/clear_refs") << 5;
+  if (!(std::ofstream("/proc/self/clear_refs") << 5 << std::flush))
+    throw std::runtime_error("the kernel does not reset the peak of memory");
   return Peak();
 }
 

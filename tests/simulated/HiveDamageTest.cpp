@@ -105,21 +105,29 @@ TEST_F(HiveDamageTest, KeyWithAnotherNameThanItsListHasIsReadAndReported) {
   EXPECT_THAT(damages, IsEmpty());
 }
 
-// Windows hashes the units in upper case, and libhivex the signed bytes of the UTF-8 name.
-TEST_F(HiveDamageTest, HashOfANameBeyondAsciiMayBeThatOfEitherWriter) {
+// Windows hashes the units in upper case, and libhivex the bytes of the UTF-8 name, which may be signed.
+TEST_F(HiveDamageTest, HashOfANameBeyondAsciiMayBeThatOfAnyWriter) {
   HiveFile(folder / kSoftware).Add("\xC3\xA4m");
   Load();
   const std::size_t hash = CellAt(CellAt(0x24) + kSubKeyList) + 8;
-  ASSERT_EQ(Hive().substr(hash, 4),
-            LittleEndian(static_cast<std::uint32_t>(((0xC3 - 256) * 37 + 0xA4 - 256) * 37 + 'M')));
-  Read();
-  EXPECT_THAT(damages, IsEmpty());
-  Put(hash, LittleEndian(u'\u00C4' * 37 + 'M'));
-  Read();
-  EXPECT_THAT(damages, IsEmpty());
+  for (const int known :
+       {((0xC3 - 256) * 37 + 0xA4 - 256) * 37 + 'M', (0xC3 * 37 + 0xA4) * 37 + 'M', u'\u00C4' * 37 + 'M'}) {
+    Put(hash, LittleEndian(static_cast<std::uint32_t>(known)));
+    Read();
+    EXPECT_THAT(damages, IsEmpty());
+  }
   Put(hash, LittleEndian(u'\u00C4' * 37 + 'N'));
   EXPECT_EQ(Read(), Names{"\u00E4m"});
   EXPECT_THAT(damages, ElementsAre(HasSubstr("this name may be damaged")));
+}
+
+// Versions of Windows have different upper cases of such characters.
+TEST_F(HiveDamageTest, HashOfANameBeyondLatin1IsNotChecked) {
+  HiveFile(folder / kSoftware).Add("\u0436");
+  Load();
+  Put(CellAt(CellAt(0x24) + kSubKeyList) + 8, LittleEndian(12345));
+  Read();
+  EXPECT_THAT(damages, IsEmpty());
 }
 
 TEST_F(HiveDamageTest, KeyBetweenTwoCellsIsLost) {

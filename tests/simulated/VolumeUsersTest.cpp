@@ -222,6 +222,18 @@ TEST_F(VolumeUsersTest, LinksThatWindowsMakesAreNeitherReadNorDamage) {
   EXPECT_THAT(Hives(*Open()), ElementsAre(u"S-1-5-21-1-1001"));
   EXPECT_THAT(warnings, IsEmpty());
   EXPECT_THAT(damages, IsEmpty());
+  // A driver may show the target as a path of the host.
+  fs::remove(folder / "Documents and Settings");
+  fs::create_directory_symlink(folder / "Users", folder / "Documents and Settings");
+  EXPECT_THAT(Hives(*Open()), ElementsAre(u"S-1-5-21-1-1001"));
+  EXPECT_THAT(damages, IsEmpty());
+}
+
+TEST_F(VolumeUsersTest, FolderOfUsersBehindALinkOutOfTheVolumeIsDamage) {
+  WriteMachine();
+  fs::create_directory_symlink("/tmp", folder / "Users");
+  EXPECT_THAT(Hives(*Open()), IsEmpty());
+  EXPECT_THAT(damages, ElementsAre(HasSubstr("Users: leads out of its drive; it counts as missing")));
 }
 
 TEST_F(VolumeUsersTest, ProfileFolderBehindALinkOutOfTheVolumeIsDamage) {

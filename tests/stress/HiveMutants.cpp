@@ -83,14 +83,19 @@ Answer ReadHive(const fs::path& file) {
 }
 
 /**
- * Whether `left` has fewer keys or values at any place. A renamed key is gone if names have hashes. Otherwise
- * a change of its name cannot be detected, and it is compared with a key that is gone.
+ * Whether `left` has fewer keys or values at any place. If names have hashes, a renamed key counts as gone.
+ * Otherwise nobody can detect that it was renamed, and it is compared with a key that is gone.
  */
 bool HasLess(const Node& left, const Node& whole, bool namesHaveHashes) {
   if (left.values < whole.values || left.subKeys.size() < whole.subKeys.size()) return true;
   std::vector<const Node*> renamed, gone;
-  for (const auto& [name, node] : left.subKeys)
-    if (!whole.subKeys.contains(name)) renamed.push_back(&node);
+  // The reader does not check the hashes of other names.
+  const auto isLatin1 = [](char16_t unit) { return unit <= 0xFF; };
+  for (const auto& [name, node] : left.subKeys) {
+    if (whole.subKeys.contains(name)) continue;
+    renamed.push_back(&node);
+    namesHaveHashes = namesHaveHashes && std::ranges::all_of(name, isLatin1);
+  }
   for (const auto& [name, node] : whole.subKeys) {
     const auto found = left.subKeys.find(name);
     if (found == left.subKeys.end())

@@ -121,11 +121,16 @@ HostFailure ChangeFolder::FinishPending(const Drives& drives) {
   while (!pending_.empty()) {
     const std::uint64_t number = pending_.front();
     const fs::path file = FileOf(number, kPending);
-    const FileChanges files = ReadFileChanges(ReadWholeFile(root_, file).Span());
-    const HostFailure failure = drives.ChangeOnHost(files);
-    if (failure.error != 0) return failure;
-    const int error = root_.Rename(file, NameOf(number, kDone));
-    if (error != 0) return {error, root_.PathOf(file)};
+    // The rename of an earlier try may have succeeded, although it may not last.
+    const bool isRenamed =
+        root_.Look(file) == Folder::Entry::None && root_.Look(FileOf(number, kDone)) == Folder::Entry::File;
+    if (!isRenamed) {
+      const FileChanges files = ReadFileChanges(ReadWholeFile(root_, file).Span());
+      const HostFailure failure = drives.ChangeOnHost(files);
+      if (failure.error != 0) return failure;
+      const int error = root_.Rename(file, NameOf(number, kDone));
+      if (error != 0) return {error, root_.PathOf(file)};
+    }
     pending_.erase(pending_.begin());
     changes_.push_back(number);
     std::ranges::sort(changes_);

@@ -56,8 +56,8 @@ class Drives {
   /** From now on the host has the changes of files on its folders, and memory those of other drives. */
   void KeepChanges();
   /**
-   * Makes changes on the host: all, or none if an add fails. If a removal fails that seemed possible, such as
-   * that of an immutable file, the removals before it stay. Paths on drives without a folder are left out.
+   * Makes changes on the host: all, or none if an add fails. The removals before a failed one stay, for
+   * example before that of an immutable file. Paths on drives without a folder are left out.
    */
   HostFailure ChangeOnHost(const FileChanges& changes) const;
   /** Makes changes in this machine alone, except those that the host has. */

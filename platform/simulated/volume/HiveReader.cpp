@@ -99,17 +99,20 @@ std::u16string HiveReader::NameOf(Cell key) {
 }
 
 bool HiveReader::IsNameHash(std::uint32_t hash, const std::u16string& name) {
-  std::uint32_t ofWindows = 0, ofBytes = 0;
+  constexpr char16_t kLastLatin1 = 0xFF;
+  // Versions of Windows have other upper cases of later characters.
+  if (std::ranges::any_of(name, [](char16_t unit) { return unit > kLastLatin1; })) return true;
+  std::uint32_t ofWindows = 0, ofSigned = 0, ofUnsigned = 0;
   for (const char16_t unit : name) ofWindows = ofWindows * 37 + UpperCase(unit);
-  if (hash == ofWindows) return true;
-  // libhivex, which edits hives offline, hashes the signed bytes of the UTF-8 name.
+  // libhivex, which edits hives offline, hashes the bytes of the UTF-8 name. They are signed on some
+  // processors.
   for (const char byte : ToUtf8(name)) {
-    const auto number = static_cast<signed char>(byte);
-    const bool isAscii = number >= 0;
-    ofBytes = ofBytes * 37 +
-              (isAscii ? UpperCase(static_cast<char16_t>(number)) : static_cast<std::uint32_t>(number));
+    const auto number = static_cast<unsigned char>(byte);
+    const std::uint32_t upper = number < 0x80 ? UpperCase(number) : number;
+    ofSigned = ofSigned * 37 + (number < 0x80 ? upper : upper - 0x100);
+    ofUnsigned = ofUnsigned * 37 + upper;
   }
-  return hash == ofBytes;
+  return hash == ofWindows || hash == ofSigned || hash == ofUnsigned;
 }
 
 bool HiveReader::HasOtherParent(Cell key, Cell parent) {

@@ -72,7 +72,7 @@ class HiveReader {
   /** @throws HiveDamage if the value or its data cannot be read */
   Value ReadValue(Cell value);
 
-  /** Whether `hash` is the one of that name in a list of subkeys. */
+  /** Whether `hash` may be the one of that name in a list of subkeys. */
   static bool IsNameHash(std::uint32_t hash, const std::u16string& name);
   /** Whether the key's record names another parent than the key that lists it. False if it names none. */
   bool HasOtherParent(Cell key, Cell parent);

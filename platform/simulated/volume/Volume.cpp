@@ -236,10 +236,7 @@ bool Loader::LoadUser(UserHive& user) {
 }
 
 void Loader::LoadUsers() {
-  // A link out of the volume may hide hives.
-  machine_.drives.SetWarning(observer_.damage);
   std::vector<UserHive> users = FindUserHives(volume_, letter_, options_.user, machine_, observer_);
-  machine_.drives.SetWarning(observer_.warning);
   for (const UserHive& user : users) Expect(user.file);
   // A folder with the name of a SID must not take the place of that user's hive.
   std::stable_partition(users.begin(), users.end(), [](const UserHive& user) { return !user.sid.empty(); });

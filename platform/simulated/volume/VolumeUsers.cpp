@@ -70,6 +70,8 @@ Profiles ReadProfileList(Machine& machine) {
   return profiles;
 }
 
+constexpr const char16_t* kOldUsers = u"\\Documents and Settings\\";
+
 bool IsTemplate(std::u16string_view name) {
   return SameName(name, u"Default") || SameName(name, u"Default User");
 }
@@ -86,8 +88,7 @@ class Finder {
 
   std::vector<UserHive> Run() {
     ReadList();
-    for (const char16_t* const place :
-         {u"\\Users\\", u"\\Documents and Settings\\", u"\\Windows\\ServiceProfiles\\"})
+    for (const char16_t* const place : {u"\\Users\\", kOldUsers, u"\\Windows\\ServiceProfiles\\"})
       for (const fs::path& folder : FoldersIn(drive_ + place)) Add(folder);
     for (const auto& [folder, profile] : listed_) Add(folder);
     for (const fs::path& folder : links_) Add(folder);
@@ -103,7 +104,7 @@ class Finder {
                "the profile path of " + ToUtf8(sid) + " is longer than Windows allows; it is left out");
         continue;
       }
-      const auto folder = machine_.drives.OnHost(profile.path);
+      const auto folder = OnHost(profile.path);
       if (folder) {
         List(RealPath(*folder), profile);
       } else if (IsOnOtherDrive(profile.path)) {
@@ -112,6 +113,14 @@ class Finder {
                    " is on another drive; add its files as drives/" + ToUtf8(profile.path.substr(0, 1)));
       }
     }
+  }
+
+  /** Finds a folder on the host. A link out of the volume is damage, because hives may be behind it. */
+  std::optional<fs::path> OnHost(const std::u16string& path) const {
+    machine_.drives.SetWarning(observer_.damage);
+    auto folder = machine_.drives.OnHost(path);
+    machine_.drives.SetWarning(observer_.warning);
+    return folder;
   }
 
   /** A hive can be one key only. The first SID of a folder has it, unless another one is wanted. */
@@ -140,17 +149,19 @@ class Finder {
            "cannot be read (" + failure.message() + "); make it readable; its hives are left out");
   }
 
-  /** Keeps a link to a folder of the volume for the end: mostly the folder is found by its own name. */
+  /** Keeps a link to a folder for the end, because most such folders are found by their own names. */
   void KeepLink(const std::u16string& place, std::u16string_view name) {
-    // Windows makes these two links itself.
+    // Windows makes links with these names itself.
     if (IsTemplate(name) || SameName(name, u"All Users")) return;
-    if (auto folder = machine_.drives.OnHost(place + std::u16string(name))) links_.insert(std::move(*folder));
+    if (auto folder = OnHost(place + std::u16string(name))) links_.insert(std::move(*folder));
   }
 
   /** @param place  ends in a backslash */
   std::vector<fs::path> FoldersIn(const std::u16string& place) {
     std::vector<fs::path> folders;
-    const auto folder = machine_.drives.OnHost(place);
+    // Since Vista, Windows itself makes the old folder as a link. Some drivers show its target as a path of
+    // the host.
+    const auto folder = place.ends_with(kOldUsers) ? machine_.drives.OnHost(place) : OnHost(place);
     std::error_code failure;
     if (!folder) return folders;
     for (fs::directory_iterator entry(*folder, failure), end; !failure && entry != end;
