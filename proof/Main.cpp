@@ -291,7 +291,8 @@ int main() {
   } catch (const std::exception& error) {
     proof::Say(std::string("proof: ") + error.what());
   }
-  if (options.pauses) {
+  proof::Programs::ReleaseStop();
+  if (options.pauses && !proof::Programs::IsStopped()) {
     proof::Say("Press Enter to close this window.");
     std::getchar();
   }

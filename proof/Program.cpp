@@ -13,8 +13,8 @@ HANDLE stopEvent = nullptr;
 
 BOOL WINAPI Stop(DWORD reason) {
   SetEvent(stopEvent);
-  // Windows ends the process when this returns, but for the two keys. The cleanup needs the seconds that
-  // Windows gives to this handler. The end of main ends this thread.
+  // After Ctrl-C and Ctrl-Break the process goes on. Otherwise Windows ends it when this returns, and the
+  // cleanup needs the seconds that Windows gives to this handler. The end of main ends this thread.
   if (reason != CTRL_C_EVENT && reason != CTRL_BREAK_EVENT) Sleep(INFINITE);
   return TRUE;
 }
@@ -55,6 +55,8 @@ void Programs::CatchStop() {
   stopEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   SetConsoleCtrlHandler(&Stop, TRUE);
 }
+
+void Programs::ReleaseStop() { SetConsoleCtrlHandler(&Stop, FALSE); }
 
 bool Programs::IsStopped() { return WaitForSingleObject(stopEvent, 0) == WAIT_OBJECT_0; }
 

@@ -20,6 +20,8 @@ class Programs {
  public:
   /** From now on Ctrl-C, or closing the window, stops the running program and every later one. */
   static void CatchStop();
+  /** From now on, the keys and a closed window end the process at once. */
+  static void ReleaseStop();
   static bool IsStopped();
 
   /**

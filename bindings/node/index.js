@@ -1,5 +1,6 @@
 'use strict';
 
+const { inspect } = require('node:util');
 const { setTimeout: delay } = require('node:timers/promises');
 const { isMainThread } = require('node:worker_threads');
 const koffi = require('koffi');
@@ -250,8 +251,11 @@ class Library {
   #forwardLog() {
     if (!shared.listeners.size || shared.isForwarding) return;
     shared.isForwarding = true;
-    for (const record of this.#takeLog()) emitLog(record);
-    shared.isForwarding = false;
+    try {
+      for (const record of this.#takeLog()) emitLog(record);
+    } finally {
+      shared.isForwarding = false;
+    }
   }
 
   #takeLog() {
@@ -276,7 +280,7 @@ function emitLog(record) {
     try {
       listener(record);
     } catch (error) {
-      process.emitWarning(error instanceof Error ? error : String(error));
+      process.emitWarning(error instanceof Error ? error : inspect(error));
     }
   }
 }

@@ -35,25 +35,6 @@ TEST(Graphics, AdaptersAreNumberedFromZeroAndEndInNotFound) {
   EXPECT_EQ(0u, IDXGIFactory_Release(factory));
 }
 
-TEST(Graphics, AnAdapterOutlivesItsFactory) {
-  const tests::TestMachine machine;
-  void* made = nullptr;
-  if (CreateDXGIFactory(IID_IDXGIFactory, &made) < 0) {
-    ASSERT_TRUE(tests::RunsOnWine());
-    return;
-  }
-  auto* const factory = static_cast<IDXGIFactory*>(made);
-  IDXGIAdapter* adapter = nullptr;
-  const HRESULT found = IDXGIFactory_EnumAdapters(factory, 0, &adapter);
-  IDXGIFactory_Release(factory);
-  if (found == DXGI_ERROR_NOT_FOUND) return;  // a simulated machine may have none
-  ASSERT_EQ(S_OK, found);
-  DXGI_ADAPTER_DESC description = {};
-  EXPECT_EQ(S_OK, IDXGIAdapter_GetDesc(adapter, &description));
-  EXPECT_NE(0, description.Description[0]);
-  IDXGIAdapter_Release(adapter);
-}
-
 TEST(Graphics, AnotherInterfaceIsRefused) {
   constexpr auto kNoInterface = static_cast<HRESULT>(0x80004002);
   const tests::TestMachine machine;
