@@ -291,8 +291,9 @@ int main() {
   } catch (const std::exception& error) {
     proof::Say(std::string("proof: ") + error.what());
   }
-  proof::Programs::ReleaseStop();
+  // After a stop the handler may still run, and removing it would wait for its end.
   if (options.pauses && !proof::Programs::IsStopped()) {
+    proof::Programs::ReleaseStop();
     proof::Say("Press Enter to close this window.");
     std::getchar();
   }
