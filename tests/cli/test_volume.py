@@ -193,20 +193,19 @@ class VolumeTest(VolumeTestCase):
         self.assertEqual(json.loads(done.stdout)["volume"],
                          {"windows": "Windows 11 Pro 23H2 (build 22631)", "bits": 64, "recovered": [], "damage": []})
 
-    def test_facts_name_a_windows_of_32_bits(self):
+    def volume_of_32_bits(self):
         volume = self.volume("Anna")
         keys = volumes.SYSTEM_KEYS + key(f"{volumes.SYSTEM}\\ControlSet001\\Control\\Session Manager\\Environment",
                                          {"PROCESSOR_ARCHITECTURE": "x86"})
         volumes.make_hive(self.software.with_name("SYSTEM"), volumes.SYSTEM, keys)
-        done = self.run_host("--machine", volume, "facts", "--json")
+        return volume
+
+    def test_facts_name_a_windows_of_32_bits(self):
+        done = self.run_host("--machine", self.volume_of_32_bits(), "facts", "--json")
         self.assertEqual(json.loads(done.stdout)["volume"]["bits"], 32)
 
     def test_applications_of_a_windows_of_32_bits_are_listed_in_both_views(self):
-        volume = self.volume("Anna")
-        keys = volumes.SYSTEM_KEYS + key(f"{volumes.SYSTEM}\\ControlSet001\\Control\\Session Manager\\Environment",
-                                         {"PROCESSOR_ARCHITECTURE": "x86"})
-        volumes.make_hive(self.software.with_name("SYSTEM"), volumes.SYSTEM, keys)
-        done = self.run_host("--machine", volume, "list", "--json")
+        done = self.run_host("--machine", self.volume_of_32_bits(), "list", "--json")
         self.assertEqual((done.returncode, done.stderr), (0, b""))
         self.assertEqual(self.names(done), ["Anna's", "Everybody's", "Everybody's"])
 
