@@ -110,11 +110,14 @@ class SecretsTest(TestCase):
         with subprocess.Popen([PROGRAM, "encrypt"], stdin=its, stdout=subprocess.PIPE, stderr=its,
                               env=environment()) as process:
             os.close(its)
-            sent = self.read_until(ours, b"Text to protect: ")
-            os.write(ours, b"secret\n")
-            hidden = process.stdout.read()
-            sent += self.read_until(ours, None)
-            self.assertEqual(process.wait(SECONDS), 0)
+            try:
+                sent = self.read_until(ours, b"Text to protect: ")
+                os.write(ours, b"secret\n")
+                hidden = process.stdout.read()
+                sent += self.read_until(ours, None)
+                self.assertEqual(process.wait(SECONDS), 0)
+            finally:
+                process.kill()  # "with" waits for its end
         os.close(ours)
         self.assertNotIn(b"secret", sent)
         self.assertEqual(self.output("decrypt", given=hidden), "secret")

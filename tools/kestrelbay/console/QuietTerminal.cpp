@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 
 namespace cli {
@@ -36,13 +37,18 @@ void SetHandlers() {
   struct sigaction action {};
   sigemptyset(&action.sa_mask);
   action.sa_handler = RestoreAndRaise;
-  action.sa_flags = SA_RESTART;
   for (std::size_t at = 0; at < kSignals.size(); ++at) {
     // A shell that runs a program in the background ignores signals for it: that stays.
     if (before[at].sa_handler != SIG_IGN) sigaction(kSignals[at], &action, nullptr);
   }
   action.sa_handler = HideAgain;
   sigaction(SIGCONT, &action, nullptr);
+}
+
+/** Drops what was typed before. A signal interrupts that, and its handler may have left the other state. */
+void Set(const termios& state) {
+  while (tcsetattr(STDIN_FILENO, TCSAFLUSH, &state) == -1 && errno == EINTR) {
+  }
 }
 
 }  // namespace
@@ -54,13 +60,13 @@ QuietTerminal::QuietTerminal() : isQuiet_(tcgetattr(STDIN_FILENO, &shown) == 0) 
   for (std::size_t at = 0; at < kSignals.size(); ++at) sigaction(kSignals[at], nullptr, &before[at]);
   sigaction(SIGCONT, nullptr, &continueBefore);
   SetHandlers();
-  // Drops what was typed before, because the terminal has shown it.
-  tcsetattr(STDIN_FILENO, TCSAFLUSH, &quiet);
+  // The terminal has shown what was typed before.
+  Set(quiet);
 }
 
 QuietTerminal::~QuietTerminal() {
   if (!isQuiet_) return;
-  tcsetattr(STDIN_FILENO, TCSAFLUSH, &shown);
+  Set(shown);
   for (std::size_t at = 0; at < kSignals.size(); ++at) sigaction(kSignals[at], &before[at], nullptr);
   sigaction(SIGCONT, &continueBefore, nullptr);
 }
