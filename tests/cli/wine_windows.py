@@ -16,7 +16,13 @@ SECONDS = 120
 
 
 def reg(*arguments):
-    subprocess.run([PROGRAM[0], "reg", *arguments], check=True, stdout=subprocess.DEVNULL, timeout=SECONDS)
+    """Arranges the registry. On a loaded machine Wine's own program fails now and then, so it has three tries."""
+    for _ in range(3):
+        done = subprocess.run([PROGRAM[0], "reg", *arguments], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                              timeout=SECONDS)
+        if done.returncode == 0:
+            return
+    raise RuntimeError(f"reg {' '.join(arguments)}: exit status {done.returncode}, {done.stderr!r}")
 
 
 def run_host(*arguments, stdout=subprocess.PIPE, given=b""):
