@@ -2,6 +2,7 @@
 
 import json
 import os
+import pathlib
 import pty
 import random
 import select
@@ -10,11 +11,13 @@ import string
 import subprocess
 import termios
 import time
+import unittest
 
 from kestrelbay import PROGRAM, SECONDS, TestCase, environment, key
 
 # Root writes into every folder.
 POWERLESS = 65534 if os.geteuid() == 0 else None
+THREAD_SANITIZED = b"__tsan_init" in pathlib.Path(PROGRAM).read_bytes()
 CRYPTOGRAPHY = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Microsoft\\Cryptography"
 
 
@@ -122,11 +125,11 @@ class SecretsTest(TestCase):
         self.assertNotIn(b"secret", sent)
         self.assertEqual(self.output("decrypt", given=hidden), "secret")
 
-    def at_prompt(self, act):
-        """Whether the terminal shows typed text after `act` was applied to a program that asks for a secret."""
+    def at_prompt(self, act, **place):
+        """The result of `act` for a program that asks for a secret, and for its terminal."""
         ours, its = pty.openpty()
         process = subprocess.Popen([PROGRAM, "encrypt"], stdin=its, stdout=subprocess.DEVNULL, stderr=its,
-                                   env=environment(), process_group=0)
+                                   env=environment(), **(place or {"process_group": 0}))
         try:
             self.read_until(ours, b"Text to protect: ")
             self.assertFalse(self.shows_typing(its))
@@ -161,6 +164,31 @@ class SecretsTest(TestCase):
             return stopped, self.shows_typing(terminal)
         # The group of the process has a parent outside of it, as under a shell. The system stops no other groups.
         self.assertEqual(self.at_prompt(act), (True, False))
+
+    def test_a_program_that_the_system_does_not_stop_hides_typing_on(self):
+        def act(process, terminal):
+            process.send_signal(signal.SIGTSTP)
+            time.sleep(0.5)  # the handler shows typing, and must hide it again
+            return self.shows_typing(terminal)
+        # No shell could continue it.
+        self.assertFalse(self.at_prompt(act, start_new_session=True))
+
+    @unittest.skipIf(THREAD_SANITIZED, "the sanitizer holds back a signal that arrives between two calls of the system")
+    def test_a_stopped_prompt_is_ended_in_the_background_of_a_shell(self):
+        shell, ours = pty.fork()
+        if shell == 0:
+            os.execvpe("bash", ["bash", "--norc", "--noprofile", "-i"], environment(PS1="ready "))
+        # Waits up to ten seconds for the end of the job.
+        end = (b"kill %1; for n in {1..200}; do kill -0 %1 2>&- || break; sleep 0.05; done; "
+               b"kill -0 %1 2>&- || echo en''ded\n")
+        try:
+            for typed, answer in ((b"", b"ready "), (f"'{PROGRAM}' encrypt\n".encode(), b"Text to protect: "),
+                                  (b"\x1a", b"Stopped"), (end, b"ended")):
+                os.write(ours, typed)
+                self.assertIn(answer, self.read_until(ours, answer))
+        finally:
+            os.close(ours)  # hangs up, which ends the shell and its programs
+            os.waitpid(shell, 0)
 
     def scanned(self, secret, *arguments, given):
         """The parts of the secret in the memory of the process at its end, and the output."""

@@ -12,25 +12,51 @@ namespace {
 /** The signals that a person or the system ends or stops a program with. */
 constexpr std::array kSignals = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP};
 
-// For the handlers, which may use nothing else. Set before the first handler is installed.
+// Set before the first handler is installed. A handler uses no other data, and calls only what POSIX lists as
+// async-signal-safe.
 termios shown{};
 termios quiet{};
 std::array<struct sigaction, kSignals.size()> before{};
 struct sigaction continueBefore {};
 
+/** Whether the terminal must not show what is typed. Cleared before the terminal is restored. */
+volatile std::sig_atomic_t hides = 0;
+
+/** In the background it does nothing: another program has the terminal, and SIGTTOU would stop this one. */
+void SetInForeground(const termios& state) {
+  const pid_t foreground = tcgetpgrp(STDIN_FILENO);  // -1 if this is not the controlling terminal
+  if (foreground == -1 || foreground == getpgrp()) tcsetattr(STDIN_FILENO, TCSANOW, &state);
+}
+
 void SetHandlers();
 
-/** Async-signal-safe, as POSIX requires of each call here. */
+void Hide() {
+  if (hides == 0) return;
+  SetInForeground(quiet);
+  SetHandlers();
+}
+
 void RestoreAndRaise(int signalNumber) {
-  tcsetattr(STDIN_FILENO, TCSANOW, &shown);
+  const int errnoBefore = errno;
+  // First of all: if HideAgain interrupts this handler, it installs it again, and the signal below calls it.
   for (std::size_t at = 0; at < kSignals.size(); ++at)
     if (kSignals[at] == signalNumber) sigaction(signalNumber, &before[at], nullptr);
-  raise(signalNumber);  // acts when this handler has returned
+  SetInForeground(shown);
+  raise(signalNumber);  // waits, because a signal is blocked in its own handler
+  sigset_t raised;
+  sigemptyset(&raised);
+  sigaddset(&raised, signalNumber);
+  pthread_sigmask(SIG_UNBLOCK, &raised, nullptr);
+  // Reached when a stopped program continues, and if the system ignores the signal: it stops no program that
+  // no shell has started.
+  Hide();
+  errno = errnoBefore;
 }
 
 void HideAgain(int) {
-  tcsetattr(STDIN_FILENO, TCSANOW, &quiet);
-  SetHandlers();
+  const int errnoBefore = errno;
+  Hide();
+  errno = errnoBefore;
 }
 
 void SetHandlers() {
@@ -45,8 +71,8 @@ void SetHandlers() {
   sigaction(SIGCONT, &action, nullptr);
 }
 
-/** Drops what was typed before. A signal interrupts that, and its handler may have left the other state. */
-void Set(const termios& state) {
+/** Drops unread input and sets the state; again after a signal, because its handler may set another one. */
+void FlushAndSet(const termios& state) {
   while (tcsetattr(STDIN_FILENO, TCSAFLUSH, &state) == -1 && errno == EINTR) {
   }
 }
@@ -59,14 +85,16 @@ QuietTerminal::QuietTerminal() : isQuiet_(tcgetattr(STDIN_FILENO, &shown) == 0) 
   quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
   for (std::size_t at = 0; at < kSignals.size(); ++at) sigaction(kSignals[at], nullptr, &before[at]);
   sigaction(SIGCONT, nullptr, &continueBefore);
+  hides = 1;
   SetHandlers();
-  // The terminal has shown what was typed before.
-  Set(quiet);
+  // Unread input is dropped, because the terminal has shown it.
+  FlushAndSet(quiet);
 }
 
 QuietTerminal::~QuietTerminal() {
   if (!isQuiet_) return;
-  Set(shown);
+  hides = 0;
+  FlushAndSet(shown);
   for (std::size_t at = 0; at < kSignals.size(); ++at) sigaction(kSignals[at], &before[at], nullptr);
   sigaction(SIGCONT, &continueBefore, nullptr);
 }
