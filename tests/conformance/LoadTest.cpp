@@ -209,19 +209,19 @@ class Load : public testing::Test {
     // The runtime of the toolchain has a lock for threads that begin and end. If two threads meet there, it
     // creates an event for the lock, at most once in a life, and never closes it.
     const std::size_t most = expected + (RunsOnWine() ? 1 : 0);
-    // On a machine under load, Wine refuses a start now and then. Nobody learns that of an asynchronous one,
-    // and it leaves no handles.
-    const std::size_t least = expected - (RunsOnWine() ? 2 : 0);
     std::size_t exactLives = 0;
+    std::size_t shortLives = 0;
     std::size_t earlier = before.handles;
     for (const ProcessFigures& life : after) {
       const std::size_t left = life.handles - std::exchange(earlier, life.handles);
-      EXPECT_GE(left, least);
       EXPECT_LE(left, most);
       exactLives += left == expected;
+      shortLives += left < expected;
     }
-    // Both are rare. A handle that is lost or left by a mistake is so in each life.
-    EXPECT_GT(exactLives, after.size() * 3 / 4);
+    EXPECT_GT(exactLives, after.size() / 2);
+    // Once in thousands of lives under Wine, two handles are missing, as if one start had failed. An
+    // asynchronous start does not report that.
+    EXPECT_LE(shortLives, RunsOnWine() ? 1U : 0U);
   }
 
   TestMachine machine;
