@@ -149,6 +149,8 @@ class SecretsTest(TestCase):
             def act(process, terminal):
                 process.send_signal(number)
                 return process.wait(SECONDS), self.shows_typing(terminal)
+            # The program inherits it if a shell that runs the tests in the background ignores the signal.
+            self.addCleanup(signal.signal, number, signal.signal(number, signal.SIG_DFL))
             self.assertEqual(self.at_prompt(act), (-number, True))
 
     def test_a_program_that_is_stopped_at_the_prompt_shows_typing_until_it_continues(self):
