@@ -30,6 +30,7 @@ const Mistake kMistakes[] = {
     {"NameNoText", "{\"user\": {\n\"name\":\n7}}", 2, "user.name: must be a text that is not empty; "},
     {"NameEmpty", "{\"user\": {\"name\": \"\"}}", 1, "user.name: must be a text that is not empty; "},
     {"SidNoName", "{\"user\": {\"sid\": \"S-1-5\\\\Anna\"}}", 1, "user.sid: not the name of a hive; "},
+    {"SidWithNul", "{\"user\": {\"sid\": \"S-1-5\\u0000\"}}", 1, "user.sid: not the name of a hive; "},
     {"SidTooLong", "{\"user\": {\"sid\": \"" + std::string(256, 'S') + "\"}}", 1,
      "user.sid: not the name of a hive; "},
     {"EnvironmentNoObject", "{\"environment\": []}", 1, "environment: must be an object; "},
