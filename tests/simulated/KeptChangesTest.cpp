@@ -294,6 +294,17 @@ TEST_F(FileChangesTest, WaitForEarlierOnesThatArePending) {
   EXPECT_THAT(ChangeFiles(), ElementsAre("registry/~change-00000001.reg", "registry/~change-00000002.reg"));
 }
 
+TEST_F(FileChangesTest, AreRefusedIfAnEarlierOneCannotBeReadAnyMore) {
+  LeavePending();
+  Write("drives/C/App", "no folder");
+  const auto machine = Open(Changes::Lasting);
+  const fs::path pending = folder / "registry/~change-00000001.pending";
+  fs::remove(pending);
+  EXPECT_EQ(Change(*machine, {{u"C:\\old.txt"}, {}}), kWriteFault);
+  EXPECT_THAT(machine->WriteProblem(), HasSubstr(pending.string()));
+  EXPECT_THAT(ChangeFiles(), ElementsAre());
+}
+
 TEST_F(FileChangesTest, FileThatCannotBeAddedUndoesTheOperation) {
   const auto machine = Open(Changes::Lasting);
   const auto before = Files();
