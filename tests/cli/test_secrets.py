@@ -144,6 +144,14 @@ class SecretsTest(TestCase):
     def shows_typing(terminal):
         return bool(termios.tcgetattr(terminal)[3] & termios.ECHO)
 
+    def goes_on_showing(self, terminal):
+        """Waits until typed text is hidden. @return whether it never is"""
+        for _ in range(SECONDS * 20):
+            if not self.shows_typing(terminal):
+                return False
+            time.sleep(0.05)
+        return True
+
     def test_a_signal_at_the_prompt_restores_the_terminal_and_ends_the_program(self):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT):
             def act(process, terminal):
@@ -159,11 +167,7 @@ class SecretsTest(TestCase):
             os.waitpid(process.pid, os.WUNTRACED)
             stopped = self.shows_typing(terminal)
             process.send_signal(signal.SIGCONT)
-            for _ in range(SECONDS * 20):
-                if not self.shows_typing(terminal):
-                    break
-                time.sleep(0.05)
-            return stopped, self.shows_typing(terminal)
+            return stopped, self.goes_on_showing(terminal)
         # The group of the process has a parent outside of it, as under a shell. The system stops no other groups.
         self.assertEqual(self.at_prompt(act), (True, False))
 
@@ -171,7 +175,7 @@ class SecretsTest(TestCase):
         def act(process, terminal):
             process.send_signal(signal.SIGTSTP)
             time.sleep(0.5)  # the handler shows typing, and must hide it again
-            return self.shows_typing(terminal)
+            return self.goes_on_showing(terminal)
         # No shell could continue it.
         self.assertFalse(self.at_prompt(act, start_new_session=True))
 
@@ -179,13 +183,15 @@ class SecretsTest(TestCase):
     def test_a_stopped_prompt_is_ended_in_the_background_of_a_shell(self):
         shell, ours = pty.fork()
         if shell == 0:
-            os.execvpe("bash", ["bash", "--norc", "--noprofile", "-i"], environment(PS1="ready "))
-        # Waits up to ten seconds for the end of the job.
-        end = (b"kill %1; for n in {1..200}; do kill -0 %1 2>&- || break; sleep 0.05; done; "
-               b"kill -0 %1 2>&- || echo en''ded\n")
+            # Nothing of the person who runs the tests: neither history nor settings nor language.
+            own = environment(PS1="ready ", HISTFILE="", HOME=str(self.folder), LC_ALL="C")
+            os.execvpe("bash", ["bash", "--norc", "--noprofile", "-i"], own)
+        # Waits for the end of the job. The test has an alarm.
+        end = (b"kill %1; for n in {1..2000}; do kill -0 %1 2>&- || break; sleep 0.05; done; "
+               b"kill -0 %1 2>&- || echo 'prompt is'' gone'\n")
         try:
             for typed, answer in ((b"", b"ready "), (f"'{PROGRAM}' encrypt\n".encode(), b"Text to protect: "),
-                                  (b"\x1a", b"Stopped"), (end, b"ended")):
+                                  (b"\x1a", b"Stopped"), (end, b"prompt is gone")):
                 os.write(ours, typed)
                 self.assertIn(answer, self.read_until(ours, answer))
         finally:

@@ -19,11 +19,11 @@ termios quiet{};
 std::array<struct sigaction, kSignals.size()> before{};
 struct sigaction continueBefore {};
 
-/** Whether the terminal must not show what is typed. Cleared before the terminal is restored. */
+/** Whether the handlers hide typing again. Cleared before the terminal is restored. */
 volatile std::sig_atomic_t hides = 0;
 
 /** In the background it does nothing: another program has the terminal, and SIGTTOU would stop this one. */
-void SetInForeground(const termios& state) {
+void SetIfInForeground(const termios& state) {
   const pid_t foreground = tcgetpgrp(STDIN_FILENO);  // -1 if this is not the controlling terminal
   if (foreground == -1 || foreground == getpgrp()) tcsetattr(STDIN_FILENO, TCSANOW, &state);
 }
@@ -32,23 +32,23 @@ void SetHandlers();
 
 void Hide() {
   if (hides == 0) return;
-  SetInForeground(quiet);
   SetHandlers();
+  SetIfInForeground(quiet);
 }
 
 void RestoreAndRaise(int signalNumber) {
   const int errnoBefore = errno;
-  // First of all: if HideAgain interrupts this handler, it installs it again, and the signal below calls it.
+  SetIfInForeground(shown);
   for (std::size_t at = 0; at < kSignals.size(); ++at)
     if (kSignals[at] == signalNumber) sigaction(signalNumber, &before[at], nullptr);
-  SetInForeground(shown);
-  raise(signalNumber);  // waits, because a signal is blocked in its own handler
+  raise(signalNumber);  // waits, because the handlers block all their signals
   sigset_t raised;
   sigemptyset(&raised);
   sigaddset(&raised, signalNumber);
   pthread_sigmask(SIG_UNBLOCK, &raised, nullptr);
-  // Reached when a stopped program continues, and if the system ignores the signal: it stops no program that
-  // no shell has started.
+  // Reached when a stopped program continues, and if the system ignores the stop, because no shell could
+  // continue the program.
+  pthread_sigmask(SIG_BLOCK, &raised, nullptr);
   Hide();
   errno = errnoBefore;
 }
@@ -61,7 +61,11 @@ void HideAgain(int) {
 
 void SetHandlers() {
   struct sigaction action {};
+  // No handler interrupts another one, and SIGTTOU stops none if another program gets the terminal just now.
   sigemptyset(&action.sa_mask);
+  for (const int number : kSignals) sigaddset(&action.sa_mask, number);
+  sigaddset(&action.sa_mask, SIGCONT);
+  sigaddset(&action.sa_mask, SIGTTOU);
   action.sa_handler = RestoreAndRaise;
   for (std::size_t at = 0; at < kSignals.size(); ++at) {
     // A shell that runs a program in the background ignores signals for it: that stays.
@@ -71,9 +75,9 @@ void SetHandlers() {
   sigaction(SIGCONT, &action, nullptr);
 }
 
-/** Drops unread input and sets the state; again after a signal, because its handler may set another one. */
-void FlushAndSet(const termios& state) {
-  while (tcsetattr(STDIN_FILENO, TCSAFLUSH, &state) == -1 && errno == EINTR) {
+/** Repeats after a signal, because the handler may have changed the state. */
+void Set(const termios& state, int when) {
+  while (tcsetattr(STDIN_FILENO, when, &state) == -1 && errno == EINTR) {
   }
 }
 
@@ -88,15 +92,19 @@ QuietTerminal::QuietTerminal() : isQuiet_(tcgetattr(STDIN_FILENO, &shown) == 0) 
   hides = 1;
   SetHandlers();
   // Unread input is dropped, because the terminal has shown it.
-  FlushAndSet(quiet);
+  Set(quiet, TCSAFLUSH);
 }
 
 QuietTerminal::~QuietTerminal() {
   if (!isQuiet_) return;
   hides = 0;
-  FlushAndSet(shown);
+  Set(shown, TCSAFLUSH);
   for (std::size_t at = 0; at < kSignals.size(); ++at) sigaction(kSignals[at], &before[at], nullptr);
   sigaction(SIGCONT, &continueBefore, nullptr);
+}
+
+void QuietTerminal::HideAgain() const {
+  if (isQuiet_) Set(quiet, TCSANOW);
 }
 
 }  // namespace cli

@@ -63,7 +63,7 @@ std::string AskLine(const std::string& question);
 
 /**
  * The same, but the terminal does not show what is typed. A signal that ends or stops the process restores
- * the terminal first.
+ * the terminal first, unless another program has it.
  * @param secret  receives the line without its end, cut off at its capacity
  */
 void AskSecret(const std::string& question, SecretText& secret);

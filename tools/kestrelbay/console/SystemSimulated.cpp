@@ -84,8 +84,12 @@ void UseMachine(const fs::path& directory, simulated::Changes changes, const Loa
   progress->Erase();
 }
 
-/** @return the count of the bytes read; 0 at the end of standard input @throws Failure */
-std::size_t ReadSome(char* bytes, std::size_t room) {
+/**
+ * @param terminal  hides typing again after each signal; may be null
+ * @return the count of the bytes read; 0 at the end of standard input
+ * @throws Failure
+ */
+std::size_t ReadSome(char* bytes, std::size_t room, const QuietTerminal* terminal = nullptr) {
   while (true) {
     const ssize_t count = read(STDIN_FILENO, bytes, room);
     if (count >= 0) return static_cast<std::size_t>(count);
@@ -93,6 +97,7 @@ std::size_t ReadSome(char* bytes, std::size_t room) {
       throw Failure("cannot read standard input: " + std::generic_category().message(errno) +
                     "; pipe or redirect the text from another source");
     }
+    if (terminal) terminal->HideAgain();
   }
 }
 
@@ -151,7 +156,7 @@ void AskSecret(const std::string& question, SecretText& secret) {
   Write(Stream::Error, question, reason);
   std::size_t count = 0;
   char byte = 0;
-  while (ReadSome(&byte, 1) == 1 && byte != '\n') {
+  while (ReadSome(&byte, 1, &terminal) == 1 && byte != '\n') {
     if (count < secret.Capacity()) secret.Data()[count++] = byte;
   }
   Wipe(&byte, 1);
