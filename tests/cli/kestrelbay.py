@@ -21,7 +21,7 @@ USER = r"HKEY_USERS\S-1-5-21-1-2-3-1001"
 HEADER = "Windows Registry Editor Version 5.00\n"
 GATE = "\n[HKEY_LOCAL_MACHINE\\Software\\Classes\\Installer\\Products]\n"
 TEST_SECONDS = int(os.environ.get("KESTRELBAY_TEST_SECONDS", "240"))
-# A single command that takes half of TEST_SECONDS hangs.
+# A single command that takes half of TEST_SECONDS counts as hung.
 SECONDS = TEST_SECONDS // 2
 
 

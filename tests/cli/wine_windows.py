@@ -16,7 +16,11 @@ SECONDS = 120
 
 
 def reg(*arguments):
-    """Arranges the registry. Wine's own program rarely fails on a loaded machine, so an addition has three tries."""
+    """Arranges the registry.
+
+    On a loaded machine Wine's own program sometimes fails, so an addition has three tries. A deletion has one, because
+    a second deletion of the same key fails.
+    """
     for _ in range(3 if arguments[0] == "add" else 1):
         done = subprocess.run([PROGRAM[0], "reg", *arguments], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
                               timeout=SECONDS)

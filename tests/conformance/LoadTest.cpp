@@ -218,6 +218,7 @@ class Load : public testing::Test {
       exactLives += left == expected;
       shortLives += left < expected;
     }
+    // On a loaded machine several lives have that event. A handle that a mistake leaves is in each life.
     EXPECT_GT(exactLives, after.size() / 2);
     // Once in thousands of lives under Wine, two handles are missing, as if one start had failed. An
     // asynchronous start does not report that.

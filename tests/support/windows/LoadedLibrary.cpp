@@ -11,19 +11,25 @@
 namespace tests {
 namespace {
 
-std::size_t CountThreads() {
+/** @return 0 if the system makes no snapshot */
+std::size_t CountThreadsOnce() {
+  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+  THREADENTRY32 entry = {};
+  entry.dwSize = sizeof entry;
   std::size_t count = 0;
-  // The calling thread is one of them, so a snapshot without any has failed.
-  while (count == 0) {
-    const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
-    THREADENTRY32 entry = {};
-    entry.dwSize = sizeof entry;
-    for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
-      count += entry.th32OwnerProcessID == GetCurrentProcessId();
-    }
-    CloseHandle(snapshot);
+  for (BOOL more = Thread32First(snapshot, &entry); more; more = Thread32Next(snapshot, &entry)) {
+    count += entry.th32OwnerProcessID == GetCurrentProcessId();
   }
+  CloseHandle(snapshot);
   return count;
+}
+
+std::size_t CountThreads() {
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    if (const std::size_t count = CountThreadsOnce()) return count;
+    Sleep(10);
+  }
+  throw std::runtime_error("the system lists no threads of this process");
 }
 
 /** Wine does not report the number of handles, so this tries each value. */
